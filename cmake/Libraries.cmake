@@ -1,0 +1,18 @@
+# The libraries this system builds on, all from Debian's packages.
+find_package(Threads REQUIRED)
+find_package(PkgConfig REQUIRED)
+find_package(Boost 1.74 REQUIRED COMPONENTS filesystem program_options system)
+find_package(fmt REQUIRED)
+find_package(spdlog REQUIRED)
+find_package(Protobuf REQUIRED)
+find_package(gRPC REQUIRED)
+find_package(SQLite3 REQUIRED)
+find_package(SQLiteCpp REQUIRED)
+find_library(ROARING_LIBRARY roaring REQUIRED)
+
+if(ORDWICK_TESTS)
+    find_package(GTest REQUIRED)
+endif()
+if(ORDWICK_BENCH)
+    find_package(benchmark REQUIRED)
+endif()

@@ -1,0 +1,24 @@
+# ordwick_test(NAME SOURCES file... LINK library... [DISPLAY] [LABELS label...])
+#
+# One test program of GoogleTest cases, each case a test of its own in ctest. DISPLAY gives every
+# case an X server and a window manager of its own, so that cases run in parallel without taking
+# each other's keyboard focus.
+include(GoogleTest)
+
+function(ordwick_test name)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "DISPLAY" "" "SOURCES;LINK;LABELS")
+    add_executable(${name} ${arg_SOURCES})
+    target_link_libraries(${name} PRIVATE ${arg_LINK} GTest::gtest)
+    if(arg_DISPLAY)
+        set_target_properties(${name} PROPERTIES
+            CROSSCOMPILING_EMULATOR ${PROJECT_SOURCE_DIR}/tests/support/with-display)
+        target_link_libraries(${name} PRIVATE window_test_main)
+    else()
+        target_link_libraries(${name} PRIVATE GTest::gtest_main)
+    endif()
+    set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/tests)
+    gtest_discover_tests(${name}
+        DISCOVERY_MODE PRE_TEST
+        DISCOVERY_TIMEOUT 60
+        PROPERTIES TIMEOUT 120 LABELS "${arg_LABELS}")
+endfunction()

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <functional>
+
+#include "corvan/CorvanApp.h"
+#include "corvan/MasterAddress.h"
+
+namespace corvan
+{
+
+/// A program that is a client of the Master.
+///
+/// The program's frame (a GUI base or a command line's `main`) calls `Prepare`, then `Startup`;
+/// when that was true it raises `CorvanAppStartupEvt` and runs its loop, which calls
+/// `Messenger::Dispatch` whenever it is woken; at the end it calls `Cleanup`, also when `Startup`
+/// was false.
+class CorvanClientApp : public CorvanApp
+{
+public:
+    using CorvanApp::CorvanApp;
+
+    /// Log, search folders, options, path map. Before anything else.
+    void Prepare(const CommandLine &commandLine);
+
+    /// Reads the job types, tells the library statics and starts the messenger. False, with the
+    /// reason logged as fatal, when that cannot be: a bad --master, say. Not being connected is
+    /// no failure.
+    virtual bool Startup(CommandLine &commandLine);
+
+    /// Stops the messenger, tells the library statics, ends the log.
+    virtual void Cleanup();
+
+protected:
+    /// Asks the program's event loop, from any thread, to call `Messenger::Dispatch`.
+    virtual void WakeUp() = 0;
+
+    /// Whether a personal Master is started where nobody answers at the default address, and the
+    /// options do not forbid it.
+    virtual bool MayStartMaster() const
+    {
+        return true;
+    }
+
+    /// Makes the link that `Startup` gives to the messenger. Tests give another.
+    virtual std::unique_ptr<class Link> MakeLink(const MasterAddress &address);
+};
+
+} // namespace corvan

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <optional>
+#include <vector>
+
+#include "ostrel/Path.h"
+#include "ostrel/UID.h"
+
+namespace corvan
+{
+
+using ostrel::String;
+using ostrel::UID;
+
+/// A command that a job offers to its user, as data: a label and an argument list with
+/// placeholders.
+struct JobTypeCommand
+{
+    String label;
+    std::vector<String> arguments;
+};
+
+/// One kind of job, read from an ini file: how its frames are rendered.
+///
+///     [Type]
+///     Id = 6f1c...            identifier of the type
+///     Name = POV-Ray          what people call it
+///     RendersFrames = yes     has range, custom range, image format
+///     CustomRange = yes       no for a type that has no custom range
+///
+///     [Defaults]              any parameter = its value where the job sets none
+///     PacketSize = 1
+///
+///     [Render]                the command, an argument a key, in the order of their numbers
+///     1 = povray
+///     2 = +I{Scene}
+///
+///     [Command.1]             commands that the job offers to its user
+///     Label = Open folder
+///     1 = xdg-open
+///
+/// An argument that is one single placeholder of a parameter with several lines gives as many
+/// arguments (the "Arguments" of a plain command).
+class JobType
+{
+public:
+    /// Reads one file. Throws `ostrel::Exception *` that names the file and what is wrong.
+    static JobType Load(const ostrel::Path &file);
+
+    UID id;
+    String name;
+    bool rendersFrames = true;
+    bool hasCustomRange = true;
+    std::vector<std::pair<String, String>> defaults;
+    std::vector<String> renderCommand;
+    std::vector<JobTypeCommand> commands;
+
+    /// The default of a parameter; nothing when the type has none.
+    std::optional<String> FindDefault(const String &parameter) const;
+};
+
+} // namespace corvan

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <functional>
+
+#include <boost/shared_ptr.hpp>
+
+#include "corvan/Message.h"
+
+namespace corvan
+{
+
+/// A way to the Master: what the messenger needs of a connection.
+///
+/// GrpcLink is the real one, FakeLink (tests) keeps what was sent. All functions are called on the
+/// main thread; the callbacks may come on any thread, one at a time, and none comes after `Stop`
+/// has returned.
+class Link
+{
+public:
+    struct Callbacks
+    {
+        std::function<void()> connected;
+        /// `reason` is for the log.
+        std::function<void(const String &reason)> disconnected;
+        std::function<void(boost::shared_ptr<Message>)> received;
+    };
+
+    virtual ~Link() = default;
+    virtual void Start(Callbacks callbacks) = 0;
+    /// Queues a message; dropped, with a warning, while there is no connection.
+    virtual void Send(const boost::shared_ptr<Message> &message) = 0;
+    /// Ends the connection and all threads of it.
+    virtual void Stop() = 0;
+};
+
+} // namespace corvan

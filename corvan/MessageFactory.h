@@ -1,0 +1,20 @@
+#pragma once
+
+#include "corvan/Message.h"
+
+namespace corvan
+{
+
+/// Makes messages: by the identifier of their type, or from what came over the wire.
+class MessageFactory
+{
+public:
+    /// A new, empty message; null for an identifier that is no message type.
+    static boost::shared_ptr<Message> CreateMessage(const UID &type);
+
+    /// The message in an envelope. Null, with the reason, for an unknown or empty body and for
+    /// content that cannot be.
+    static boost::shared_ptr<Message> FromEnvelope(const wire::Envelope &envelope, String *reason);
+};
+
+} // namespace corvan

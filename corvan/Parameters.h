@@ -1,0 +1,29 @@
+#pragma once
+
+#include "ostrel/String.h"
+
+namespace corvan
+{
+
+using ostrel::String;
+
+/// Names of job parameters. The values are texts; each comment says what the text holds.
+extern const String p_ImageFormat;   ///< "ImageFormat": path patterns of the frames, joined by ";".
+extern const String p_Range;         ///< "Range": the frames to render.
+extern const String p_UserRange;     ///< "UserRange": the frames to look for; see RenderJob.
+extern const String p_CustomRange;   ///< "CustomRange": if not empty, what to look for instead.
+extern const String p_SequenceBy;    ///< "SequenceBy": step in frames between two outputs.
+extern const String p_RenumberStart; ///< "RenumberStart": output number of the first frame.
+extern const String p_RenumberBy;    ///< "RenumberBy": step between output numbers.
+extern const String p_PacketSize;    ///< "PacketSize": frames in one packet, 1 or more.
+extern const String p_Type;          ///< "Type": identifier of the job type; cannot be set.
+extern const String p_Status;        ///< "Status": a JobStatus as a number.
+extern const String p_Note;          ///< "Note": free text; of job commands, the selected frame.
+extern const String p_Name;          ///< "Name": what people call the job.
+extern const String p_Priority;      ///< "Priority": 0 to 100, higher goes first; 50 at first.
+extern const String p_Created;       ///< "Created": ISO 8601 UTC, set by the Master alone.
+extern const String p_TasksTotal;    ///< "TasksTotal": packets of the job, set by the Master alone.
+extern const String p_TasksDone;     ///< "TasksDone", set by the Master alone.
+extern const String p_TasksFailed;   ///< "TasksFailed", set by the Master alone.
+
+} // namespace corvan

@@ -1,0 +1,14 @@
+#pragma once
+
+#include "corvan/MasterAddress.h"
+
+namespace corvan
+{
+
+/// Starts `corvan-master` for this user, detached from the calling program, at the default address
+/// and with its data in the user's data folder; it ends by itself after 10 idle minutes. Two that
+/// start at once are settled by the Master's own lock: the second one ends. False, with the reason
+/// logged, when the program cannot be started.
+bool StartPersonalMaster();
+
+} // namespace corvan

@@ -1,0 +1,75 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+#include "ostrel/Path.h"
+
+namespace ostrel
+{
+
+/// The texts of a true and a false setting: "Yes" and "No".
+extern const String k_Yes;
+extern const String k_No;
+
+/// Sections of keys and values, all texts, as an ini file has them.
+///
+/// Order, comments and unknown keys of what was read are kept when it is written out. Section and
+/// key names do not mind case. Values are one line; a newline in one is stored as a blank. Not
+/// thread-safe.
+class IniFile
+{
+public:
+    IniFile();
+    virtual ~IniFile();
+    IniFile(const IniFile &) = delete;
+    IniFile &operator=(const IniFile &) = delete;
+
+    /// Replaces everything by what `text` says. False, with line number and reason in `*error`,
+    /// for a line that is neither section, key = value, comment nor blank, and for text that is
+    /// not UTF-8; nothing is changed then.
+    bool Parse(std::string_view text, String *error);
+
+    /// The whole as text, in the order it was read or set.
+    String ToText() const;
+
+    bool HasSection(const String &section) const;
+    std::vector<String> Sections() const;
+    std::vector<String> Keys(const String &section) const;
+
+    /// The text of a key; nothing where it is not there.
+    std::optional<String> FindText(const String &section, const String &key) const;
+
+    /// The value of a key, or `defaultValue` where it is not there. A text that does not convert
+    /// whole (blanks around it aside) gives the default too, with one warning per key and run.
+    /// T is bool (yes/no, true/false, on/off, 1/0 in any case), int, unsigned, float or String. A
+    /// number out of T's range, a negative text for unsigned, and infinite or not-a-number texts
+    /// do not convert.
+    template <typename T>
+    T GetValue(const String &section, const String &key, T defaultValue) const;
+
+    /// Makes `section`, where it is missing, and selects it for the `SetValue` calls that follow.
+    void InsertSection(const String &section);
+
+    /// Sets a key of the selected section.
+    void SetValue(const String &key, const String &value);
+
+    /// Takes all keys of a section from another file, over those of the same name here. False,
+    /// and nothing changed, where `from` has no such section.
+    bool CopySection(const IniFile &from, const String &section);
+
+protected:
+    /// Called after each change.
+    virtual void Changed()
+    {
+    }
+
+private:
+    struct Content;
+    std::unique_ptr<Content> m_content;
+    String m_selected;
+};
+
+} // namespace ostrel

@@ -1,0 +1,73 @@
+#pragma once
+
+#include <functional>
+#include <string_view>
+
+#include "ostrel/Path.h"
+
+namespace ostrel
+{
+
+/// A line is written where its level is at most the level of the place; 0 silences a place.
+enum LogLevel : int
+{
+    k_LogNone = 0,
+    k_LogFatal = 1,
+    k_LogError = 2,
+    k_LogWarning = 3,
+    k_LogStatus = 4,
+    k_LogInfo = 5,
+    k_LogTrace = 6, ///< Call entries.
+};
+
+/// Where the log goes.
+struct LogSettings
+{
+    int consoleLevel = k_LogWarning; ///< To standard error.
+    int fileLevel = k_LogInfo;
+    Path file; ///< Empty for no file. Rotated at 10 MB, 3 kept.
+};
+
+/// Starts logging. The file is written by a thread of its own; a line is on disk after `LogFlush`
+/// or `LogStop`, and within a second otherwise. A file that cannot be opened is reported on the
+/// console and the program goes on without one. Calling it again replaces the settings.
+void LogStart(const LogSettings &settings);
+
+/// Writes out what is waiting. Call it before the program ends.
+void LogStop();
+void LogFlush();
+
+/// True when some place takes lines of this level: ask before building a costly text. One
+/// comparison.
+bool LogWanted(LogLevel level);
+
+/// One line of log (it may hold newlines). Any thread. Never throws. Before `LogStart`, warnings
+/// and worse go to standard error.
+void Log(LogLevel level, std::string_view text);
+
+/// Every line that is wanted at `level` or below is given to `listener` as well, on the thread
+/// that logs it; an empty function ends that. One at a time; for tests and log windows.
+void LogListen(LogLevel level, std::function<void(LogLevel, std::string_view)> listener);
+
+inline void LogFatal(std::string_view text)
+{
+    Log(k_LogFatal, text);
+}
+inline void LogError(std::string_view text)
+{
+    Log(k_LogError, text);
+}
+inline void LogWarning(std::string_view text)
+{
+    Log(k_LogWarning, text);
+}
+inline void LogStatus(std::string_view text)
+{
+    Log(k_LogStatus, text);
+}
+inline void LogInfo(std::string_view text)
+{
+    Log(k_LogInfo, text);
+}
+
+} // namespace ostrel

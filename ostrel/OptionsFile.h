@@ -1,0 +1,95 @@
+#pragma once
+
+#include <mutex>
+
+#include "ostrel/IniFile.h"
+
+namespace ostrel
+{
+
+/// An ini file with a place on disk: a program's options.
+///
+/// `ReadIn` takes what is there, `WriteOut` replaces the file whole or leaves it alone. Changes
+/// are grouped in a batch, which writes once at its outermost end.
+class OptionsFile : public IniFile
+{
+public:
+    /// `searchFolders`: a file that is not where its name says is looked for by its leaf in
+    /// `File::s_AltPaths`. It is still written to where its name says.
+    explicit OptionsFile(bool searchFolders);
+
+    void SetFilename(const Path &filename);
+    const Path &Filename() const
+    {
+        return m_filename;
+    }
+
+    /// Reads the file. A missing one is an empty one, and true. False, after an error line that
+    /// names file, line and reason, when it cannot be read or parsed: the options are then empty,
+    /// and the first `WriteOut` keeps the broken file beside the new one (".broken" added, with a
+    /// number where that is taken).
+    bool ReadIn();
+
+    /// Writes the whole file: a new one beside the old, synced and renamed over it. False after an
+    /// error line that names file and reason; the old file is then whole.
+    bool WriteOut();
+
+    /// Opens and closes a batch; they nest. The outermost `EndUpdate` writes the file out.
+    void BeginUpdate();
+    void EndUpdate();
+    bool InUpdate() const
+    {
+        return m_nesting > 0;
+    }
+
+    /// Whether a change outside a batch is written out at once. Off at first.
+    bool WriteOnChange() const
+    {
+        return m_writeOnChange;
+    }
+    void SetWriteOnChange(bool on)
+    {
+        m_writeOnChange = on;
+    }
+
+    /// Held while a change is made that other threads must not see half of. May be taken again by
+    /// the thread that holds it.
+    std::recursive_mutex &WriteMutex()
+    {
+        return m_writeMutex;
+    }
+
+protected:
+    void Changed() override;
+
+private:
+    void KeepBrokenFile();
+
+    bool m_searchFolders;
+    Path m_filename;
+    int m_nesting = 0;
+    bool m_writeOnChange = false;
+    Path m_brokenFile;
+    std::recursive_mutex m_writeMutex;
+};
+
+/// A batch of option changes, for as long as it lives.
+class OptionsBatch
+{
+public:
+    explicit OptionsBatch(OptionsFile &options) : m_options(options)
+    {
+        m_options.BeginUpdate();
+    }
+    ~OptionsBatch()
+    {
+        m_options.EndUpdate();
+    }
+    OptionsBatch(const OptionsBatch &) = delete;
+    OptionsBatch &operator=(const OptionsBatch &) = delete;
+
+private:
+    OptionsFile &m_options;
+};
+
+} // namespace ostrel

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <optional>
+
+#include "ostrel/String.h"
+
+namespace ostrel
+{
+
+/// Cuts a text at a separator, honouring quotes and escapes.
+///
+/// Between two quote characters a separator is plain text; the quotes themselves are dropped. The
+/// escape character makes the next one plain, whatever it is, also inside quotes; at the very end
+/// of the text it stands for itself. A quote that is never closed reaches to the end. Blanks are
+/// kept as they are.
+class StringTokenizer
+{
+public:
+    /// `keepEmpty`: give back empty fields too ("a;;b" is three); otherwise they are passed over.
+    StringTokenizer(const String &text, char separator, bool keepEmpty, char quote, char escape);
+
+    /// The next field; nothing at the end.
+    std::optional<String> GetNext();
+
+private:
+    String m_text;
+    std::size_t m_next = 0;
+    bool m_done = false;
+    char m_separator;
+    bool m_keepEmpty;
+    char m_quote;
+    char m_escape;
+};
+
+} // namespace ostrel
