@@ -1,0 +1,88 @@
+#pragma once
+
+#include <atomic>
+#include <span>
+
+#include <wx/app.h>
+
+#include "corvan/CorvanClientApp.h"
+#include "ostrel/Signal.h"
+#include "wxcorvan/wxCorvanEvents.h"
+
+namespace corvan
+{
+struct MessengerConnectedEvt;
+struct MessengerDisconnectedEvt;
+} // namespace corvan
+
+namespace wxcorvan
+{
+
+/// A program with windows that is a client of the Master.
+///
+/// The toolkit's entry makes it and calls `OnInit`, `OnRun` and `OnExit`; those call `Prepare`,
+/// `Startup` and `Cleanup` of the client application. Options that end the program (--help,
+/// --version, an unknown one) are answered before a display is opened.
+class wxCorvanApp : public wxApp, public corvan::CorvanClientApp
+{
+public:
+    /// The levels are the console's and the log file's, where the command line says nothing.
+    /// `name` names the program's folders, options file and captions.
+    wxCorvanApp(int consoleLevel, int fileLevel, const ostrel::String &name = "Ordwick");
+    ~wxCorvanApp() override;
+
+    /// Answers --help and --version with exit status 0 and a wrong option with 2, and ends the
+    /// program there; otherwise goes on to the toolkit.
+    bool Initialize(int &argc, wxChar **argv) override;
+
+    /// Prepares the client application, sets the theme and calls `Startup`. When that is false:
+    /// `Cleanup`, and the program ends with an exit status that is not zero. Numbers are read and
+    /// written with a point in every language.
+    bool OnInit() override;
+
+    /// Raises `CorvanAppStartupEvt`, then runs the main loop until the last top-level window is
+    /// gone. SIGTERM and SIGINT close the top window as its user would, but without a veto; an
+    /// open dialog is cancelled first.
+    int OnRun() override;
+
+    /// `Cleanup`.
+    int OnExit() override;
+
+    /// Logs what an event handler let through, deletes it, and goes on. Something unknown ends the
+    /// main loop.
+    bool OnExceptionInMainLoop() override;
+
+    /// Sends the toolkit's log lines and failed assertions to the log, none to the screen.
+    wxAppTraits *CreateTraits() override;
+
+protected:
+    /// Options of this program beside the common ones.
+    virtual std::vector<ostrel::CommandLineOption> ExtraOptions() const
+    {
+        return {};
+    }
+
+    /// First line of the help: "Usage: Ordwick [OPTION]... <JobID>".
+    virtual ostrel::String UsageLine() const;
+
+    /// Calls `Messenger::Dispatch` soon on the main thread. Calls between two dispatches count as
+    /// one.
+    void WakeUp() override;
+
+private:
+    std::vector<ostrel::CommandLineOption> AllOptions() const;
+    [[nodiscard]] bool ParseArguments(std::span<const ostrel::String> arguments);
+    bool StartClient();
+    void DispatchMessages();
+    void ConnectMessenger();
+    void OnConnected(const corvan::MessengerConnectedEvt &);
+    void OnDisconnected(const corvan::MessengerDisconnectedEvt &);
+    void OnExitCommand(wxCommandEvent &event);
+
+    ostrel::CommandLine m_commandLine;
+    std::atomic<bool> m_isWoken = false;
+    ostrel::SignalConnection m_connected;
+    ostrel::SignalConnection m_disconnected;
+};
+
+} // namespace wxcorvan

@@ -1,0 +1,111 @@
+#pragma once
+
+#include <vector>
+
+#include <wx/listctrl.h>
+
+#include "ostrel/String.h"
+#include "wxcorvan/wxcColorManaged.h"
+
+namespace wxcorvan
+{
+
+/// A list of any number of rows that asks its owner, the derived class, for what it shows.
+///
+/// The control holds columns, scroll position and the row with the keyboard; texts, colours and
+/// the selection are the owner's, and asked for as rows are painted. So a sort or a refill needs
+/// one `Redraw`, and costs the visible rows.
+///
+/// Each gesture that changes the selection (click, with Ctrl or Shift, drag, Ctrl+A, arrows, page
+/// and end keys with Shift or Ctrl, the space bar) is sent as one wxEVT_LIST_ITEM_DESELECTED or
+/// wxEVT_LIST_ITEM_SELECTED for each row that changes, deselections first; the owner's handlers
+/// keep the selection and the control shows what `IsRowSelected` then says. What the owner changes
+/// itself is shown after `Redraw` and sends nothing. The selection that the toolkit's base class
+/// keeps (`GetItemState`, `GetNextItem` with a selected state) is always empty: ask `GetSelection`.
+///
+/// Also sent: wxEVT_LIST_ITEM_FOCUSED, wxEVT_LIST_ITEM_ACTIVATED (double click, Enter),
+/// wxEVT_LIST_ITEM_RIGHT_CLICK, and the column events of the toolkit. Texts too wide for their
+/// cell lose their middle, so a path keeps its frame number; the tool tip shows the whole.
+///
+/// Main thread.
+class wxDBListCtrl : public wxListCtrl, public wxcColorManaged
+{
+public:
+    /// `singleSelection`: at most one row is selected at a time.
+    wxDBListCtrl(wxWindow *parent, wxWindowID id, bool singleSelection);
+    ~wxDBListCtrl() override;
+
+    /// Adds a column behind the others; `width` in pixels. Returns its index.
+    int AddColumn(const wxString &title, int width);
+
+    /// Puts an image of the small image list into a column's header; -1 takes it away.
+    void SetColumnImage(int column, int image);
+
+    /// The column with the highlighted background; -1 for none.
+    void SetHighlightColumn(int column);
+
+    /// One row more, in front of which `row` rows stand. Constant cost: rows behind it are shown
+    /// at their new places with the next repaint. `redrawNow`: repaints the rows at once, not with
+    /// the next idle event; leave it off while filling.
+    void Insert(int row, bool redrawNow);
+
+    /// Repaints one row; nothing where it is not visible. Cheap.
+    void RedrawItem(int row);
+
+    /// Repaints all that is visible. Scroll position and keyboard row stay.
+    void Redraw();
+
+    /// Takes all rows away, scrolls to the top and calls `DoClear`.
+    void Clear();
+
+    int RowCount() const
+    {
+        return m_rowCount;
+    }
+
+    /// The row with the keyboard; -1 for none.
+    int FocusRow() const
+    {
+        return m_focusRow;
+    }
+    /// Gives the keyboard to a row and scrolls it into view. The selection stays.
+    void SetFocusRow(int row);
+
+    /// Selects every row, with its events.
+    void SelectAll();
+
+    void ApplyColors() override;
+    bool SetFont(const wxFont &font) override;
+    int GetItemCount() const override
+    {
+        return m_rowCount;
+    }
+
+    // What the owner answers. A row may lie outside the owner's table.
+
+    virtual bool IsRowSelected(int row) = 0;
+    /// The selected rows in any order; entries below 0 are passed over.
+    virtual std::vector<int> GetSelection() = 0;
+    virtual ostrel::String GetDisplayText(int row, int column) = 0;
+    virtual wxColour GetRowColor(int row) = 0;
+    /// Empties the owner's table and selection. Called by `Clear`.
+    virtual void DoClear() = 0;
+
+protected:
+    wxString OnGetItemText(long row, long column) const override;
+    int OnGetItemImage(long) const override
+    {
+        return -1;
+    }
+    void OnInternalIdle() override;
+
+private:
+    int m_rowCount = 0;
+    int m_focusRow = -1;
+    int m_anchorRow = -1; // Where a range that Shift makes begins.
+    int m_highlightColumn = -1;
+    bool m_isSingle;
+    bool m_isCountShown = true; // The toolkit knows m_rowCount.
+};
+
+} // namespace wxcorvan

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <wx/odcombo.h>
+
+#include "wxcorvan/wxcColorManaged.h"
+
+namespace wxcorvan
+{
+
+/// A choice of one text out of a list.
+///
+/// The items cannot be typed into. A change by the user is reported as wxEVT_COMBOBOX. Texts that
+/// are wider than the control lose their middle; the tool tip shows the whole. `Thaw` without
+/// `Freeze` does nothing.
+class wxcChoice : public wxOwnerDrawnComboBox, public wxcColorManaged
+{
+public:
+    wxcChoice(wxWindow *parent, wxWindowID id, const wxPoint &pos = wxDefaultPosition,
+              const wxSize &size = wxDefaultSize, int n = 0, const wxString choices[] = nullptr,
+              long style = 0, const wxValidator &validator = wxDefaultValidator,
+              const wxString &name = "choice");
+    wxcChoice(wxWindow *parent, wxWindowID id, const wxPoint &pos, const wxSize &size,
+              const wxArrayString &choices, long style = 0,
+              const wxValidator &validator = wxDefaultValidator, const wxString &name = "choice");
+
+    /// Undoes one `Freeze`; nothing where there is none to undo.
+    void Thaw();
+
+    void Select(int n) override;
+    void ApplyColors() override;
+
+protected:
+    void OnDrawItem(wxDC &dc, const wxRect &rect, int item, int flags) const override;
+    void OnDrawBackground(wxDC &dc, const wxRect &rect, int item, int flags) const override;
+    wxSize DoGetBestSize() const override;
+    void DoClear() override;
+    void DoDeleteOneItem(unsigned int n) override;
+
+private:
+    void Init();
+    void ShowWholeTextAsTip();
+};
+
+} // namespace wxcorvan
