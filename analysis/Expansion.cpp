@@ -1,0 +1,255 @@
+#include "analysis/Expansion.h"
+
+#include <algorithm>
+#include <cfloat>
+#include <charconv>
+#include <cmath>
+#include <cstdlib>
+#include <limits>
+#include <locale.h>
+
+#include "corvan/Job.h"
+#include "corvan/Parameters.h"
+#include "ostrel/Log.h"
+
+namespace analysis
+{
+
+static_assert(FLT_EVAL_METHOD == 0, "the walk needs every float operation rounded to float");
+
+namespace
+{
+
+// The toolkit sets the user's locale, under which "0.5" may read as 0.
+float ReadFloat(const String &text)
+{
+    static const locale_t s_locale = newlocale(LC_ALL_MASK, "C", nullptr);
+    return float(strtod_l(text.c_str(), nullptr, s_locale));
+}
+
+int ReadInt(const String &text)
+{
+    using Limits = std::numeric_limits<int>;
+    const long number = std::strtol(text.c_str(), nullptr, 10);
+    return int(std::clamp<long>(number, Limits::min(), Limits::max()));
+}
+
+String FloatText(float number)
+{
+    char text[32];
+    const auto result = std::to_chars(text, text + sizeof text, number);
+    return String(std::string_view(text, std::size_t(result.ptr - text)));
+}
+
+/// One file of the walk.
+struct Step
+{
+    float frame;      ///< Where the walk stands, in frames.
+    int outputNumber; ///< Of the file.
+};
+
+/// One packet: the frames first to last.
+struct Packet
+{
+    int first;
+    int last;
+};
+
+bool FitsInt(float number)
+{
+    return number >= -2147483648.0f && number < 2147483648.0f;
+}
+
+String CannotStep(float by, float frame)
+{
+    return "a step of " + FloatText(by) + " does not move frame " + FloatText(frame) +
+           " in single precision";
+}
+
+String NoNumber(int frame)
+{
+    return "the output number of frame " + std::to_string(frame) + " does not fit in 32 bits";
+}
+
+/// Walks one packet; `visit(step)` says whether to go on.
+template <typename Visit>
+String WalkPacket(const Packet &packet, int firstFrame, const Renumbering &numbers, Visit &visit)
+{
+    const float end = float(std::int64_t(packet.last) + 1);
+    float x = float(packet.first);
+    if (!(x < end))
+        return {};
+
+    // Kept apart, one rounding each.
+    const float ratio = float(numbers.renumberBy) / numbers.sequenceBy;
+    const float distance = float(std::int64_t(packet.first) - firstFrame);
+    const float scaled = distance * ratio;
+    const float number = scaled + float(numbers.renumberStart);
+    if (!FitsInt(number))
+        return NoNumber(packet.first);
+
+    for (std::int64_t n = std::int64_t(number); x < end; n += numbers.renumberBy)
+    {
+        if (n > std::numeric_limits<int>::max())
+            return NoNumber(packet.first);
+        if (String reason = visit(Step{x, int(n)}); !reason.empty())
+            return reason;
+
+        const float next = x + numbers.sequenceBy;
+        if (next == x)
+            return CannotStep(numbers.sequenceBy, x);
+        x = next;
+    }
+    return {};
+}
+
+/// Walks all packets of a set that is not empty. `visit(step)` gives a reason to stop, or an empty
+/// text. Returns that reason, or why the walk cannot go on.
+template <typename Visit>
+String Walk(const SequenceDistributor::Items &frames, const Renumbering &numbers, Visit visit)
+{
+    if (numbers.packetSize < 1)
+        return "a packet size of " + std::to_string(numbers.packetSize) + " is below 1";
+
+    const int firstFrame = *frames.begin();
+    const auto end = frames.end();
+    for (auto frame = frames.begin(); frame != end;)
+    {
+        Packet packet{*frame, *frame};
+        const std::int64_t beyond = std::int64_t(packet.first) + numbers.packetSize;
+        for (; frame != end && *frame < beyond; ++frame)
+            packet.last = *frame;
+        if (String reason = WalkPacket(packet, firstFrame, numbers, visit); !reason.empty())
+            return reason;
+    }
+    return {};
+}
+
+/// Walks without a file, so that what cannot be walked to its end is refused before it begins.
+String TryWalk(const SequenceDistributor::Items &frames, const Renumbering &numbers)
+{
+    std::size_t files = 0;
+    return Walk(frames, numbers,
+                [&files](const Step &) -> String
+                {
+                    if (++files > k_MaxFiles)
+                        return "more than " + std::to_string(k_MaxFiles) + " files";
+                    return {};
+                });
+}
+
+/// Formats every path of a pattern whose longest could be too long.
+String TryPaths(const FramePattern &pattern, const SequenceDistributor::Items &frames,
+                const Renumbering &numbers)
+{
+    if (pattern.LongestPath() <= FramePattern::k_MaxBytes)
+        return {};
+    return Walk(frames, numbers,
+                [&pattern](const Step &step) -> String
+                {
+                    if (pattern.Format(step.outputNumber).size() > FramePattern::k_MaxBytes)
+                        return "a path is longer than " + std::to_string(FramePattern::k_MaxBytes) +
+                               " bytes";
+                    return {};
+                });
+}
+
+void LogChecked(const Path &path)
+{
+    if (!ostrel::LogWanted(ostrel::k_LogInfo))
+        return;
+
+    thread_local std::string line;
+    line.assign("  Checked ").append(path.Text());
+    ostrel::LogInfo(line);
+}
+
+} // namespace
+
+std::optional<ExpansionInput> ReadExpansionInput(const corvan::Job &job)
+{
+    ExpansionInput input;
+    String customRange;
+    if (!job.GetParameter(corvan::p_CustomRange, customRange) ||
+        !job.GetParameter(corvan::p_UserRange, input.userRange))
+        return std::nullopt;
+
+    // What is not set leaves its text empty, which stands for the default.
+    input.hasCustomRange = !customRange.empty();
+    job.GetParameter(corvan::p_SequenceBy, input.sequenceBy);
+    job.GetParameter(corvan::p_RenumberStart, input.renumberStart);
+    job.GetParameter(corvan::p_RenumberBy, input.renumberBy);
+    job.GetParameter(corvan::p_PacketSize, input.packetSize);
+    return input;
+}
+
+Renumbering ReadRenumbering(const ExpansionInput &input, int firstFrame)
+{
+    Renumbering numbers;
+    numbers.renumberStart = firstFrame;
+    if (input.hasCustomRange)
+        return numbers;
+
+    if (!input.sequenceBy.empty())
+        numbers.sequenceBy = ReadFloat(input.sequenceBy);
+    if (!input.renumberStart.empty())
+        numbers.renumberStart = ReadInt(input.renumberStart);
+    if (!input.renumberBy.empty())
+        numbers.renumberBy = ReadInt(input.renumberBy);
+    if (!input.packetSize.empty())
+        numbers.packetSize = ReadInt(input.packetSize);
+
+    if (!(numbers.sequenceBy > 0.0f))
+        numbers.sequenceBy = 1.0f;
+    if (!(numbers.renumberBy > 0))
+        numbers.renumberBy = 1;
+    return numbers;
+}
+
+String ExpandFrames(const FramePattern &pattern, const ExpansionInput &input, const FileSink &sink)
+{
+    if (input.frames.empty())
+        return {};
+
+    const Renumbering numbers = ReadRenumbering(input, *input.frames.begin());
+    if (String reason = TryWalk(input.frames, numbers); !reason.empty())
+        return reason;
+    if (String reason = TryPaths(pattern, input.frames, numbers); !reason.empty())
+        return reason;
+
+    return Walk(input.frames, numbers,
+                [&](const Step &step) -> String
+                {
+                    const Path path(pattern.Format(step.outputNumber));
+                    sink(path, step.outputNumber);
+                    LogChecked(path);
+                    return {};
+                });
+}
+
+SequenceDistributor::Items FindRenderingFrames(const ExpansionInput &input,
+                                               const SequenceDistributor::Items &outputNumbers,
+                                               String *reason)
+{
+    SequenceDistributor::Items found;
+    if (input.frames.empty())
+        return found;
+
+    const Renumbering numbers = ReadRenumbering(input, *input.frames.begin());
+    String why = TryWalk(input.frames, numbers);
+    if (why.empty())
+    {
+        Walk(input.frames, numbers,
+             [&](const Step &step) -> String
+             {
+                 if (outputNumbers.contains(step.outputNumber))
+                     found.insert(int(std::floor(step.frame)));
+                 return {};
+             });
+    }
+    if (reason)
+        *reason = std::move(why);
+    return found;
+}
+
+} // namespace analysis

@@ -1,0 +1,85 @@
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <optional>
+
+#include "analysis/FramePattern.h"
+#include "corvan/SequenceDistributor.h"
+#include "ostrel/Path.h"
+
+namespace corvan
+{
+class Job;
+}
+
+namespace analysis
+{
+
+using corvan::SequenceDistributor;
+using ostrel::Path;
+
+/// What a job, or a command line, says about the files to expect.
+struct ExpansionInput
+{
+    String userRange;                  ///< Text of the frames to look for.
+    SequenceDistributor::Items frames; ///< The same as a set.
+    /// A custom range says what to look for, so nothing is renumbered and the texts below do not
+    /// count.
+    bool hasCustomRange = false;
+
+    // Texts of the renumbering parameters. Empty is the same as not set.
+    String sequenceBy;
+    String renumberStart;
+    String renumberBy;
+    String packetSize;
+};
+
+/// The renumbering in numbers.
+struct Renumbering
+{
+    float sequenceBy = 1.0f; ///< Frames from one output to the next; above 0, may be infinite.
+    int renumberStart = 0;   ///< Output number of the first frame.
+    int renumberBy = 1;      ///< From one output number to the next; above 0.
+    int packetSize = 1;      ///< Below 1 cannot be walked.
+};
+
+/// More files than this are not expanded.
+constexpr std::size_t k_MaxFiles = 10'000'000;
+
+/// Reads a job's parameters: `userRange` and the texts, not yet `frames`. Nothing when the job has
+/// no custom range (perhaps empty) or no user range.
+std::optional<ExpansionInput> ReadExpansionInput(const corvan::Job &job);
+
+/// Reads the renumbering texts; `firstFrame` is the default of the renumber start.
+///
+/// Texts are read as strtod and strtol (base 10) read them, in the C locale whatever the user's
+/// is: leading blanks and trailing text are let pass, a text without digits is 0. Whole numbers
+/// beyond an int become the nearest int. SequenceBy and RenumberBy are 1 unless above 0;
+/// PacketSize is taken as it is.
+Renumbering ReadRenumbering(const ExpansionInput &input, int firstFrame);
+
+/// Called once a file, in the order of the walk. Paths and numbers may repeat.
+using FileSink = std::function<void(const Path &path, int outputNumber)>;
+
+/// Lists the files to expect and logs each after its `sink` returned ("  Checked " + path).
+///
+/// The set is walked in packets: a packet is what stands in [f, f + packetSize), from its first
+/// frame to its last without gaps, since it is rendered as one run. All in single precision, as
+/// the renderers do it, each operation rounded for itself.
+///
+/// Returns the reason, and calls nothing, when the input cannot be walked; empty when all went
+/// well (also for the empty set). Refused are: a packet size below 1; more than `k_MaxFiles` files;
+/// a walk that would never end because SequenceBy is too small to move a frame number as large as
+/// this in single precision (a step of 1 ends to move at 16,777,216); an output number outside
+/// signed 32 bits; a path over `FramePattern::k_MaxBytes`.
+String ExpandFrames(const FramePattern &pattern, const ExpansionInput &input, const FileSink &sink);
+
+/// The frames whose rendering writes the given output numbers; numbers that no frame writes are
+/// left out. Where nothing is renumbered these are the numbers themselves. Empty, with the reason
+/// in `*reason` (may be null), when the input cannot be walked.
+SequenceDistributor::Items FindRenderingFrames(const ExpansionInput &input,
+                                               const SequenceDistributor::Items &outputNumbers,
+                                               String *reason);
+
+} // namespace analysis

@@ -1,0 +1,109 @@
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+
+#include "analysis/FileInfo.h"
+
+namespace analysis
+{
+
+/// What is wrong with a frame file, if anything.
+enum class FrameState
+{
+    Ok,
+    Missing,
+    TooSmall, ///< Below the smallest acceptable size.
+    Outlier,  ///< Far smaller or larger than the rows around it.
+};
+
+/// When a file counts as bad.
+struct ScanRules
+{
+    unsigned minSize = 500;               ///< Smallest acceptable size, in bytes.
+    int frameOffset = 5;                  ///< Rows on each side that form a row's neighbourhood.
+    float sizeVariation = 15.0f / 100.0f; ///< Allowed deviation from their mean, as a fraction.
+};
+
+/// Sizes of the rows around a row that exist and are not too small. The sum wraps at 64 bits.
+struct Neighbours
+{
+    std::uint64_t sum = 0;
+    std::uint64_t count = 0;
+
+    Neighbours &operator+=(const Neighbours &other)
+    {
+        sum += other.sum;
+        count += other.count;
+        return *this;
+    }
+    Neighbours &operator-=(const Neighbours &other)
+    {
+        sum -= other.sum;
+        count -= other.count;
+        return *this;
+    }
+};
+
+/// The rows [lo, hi) around a row, the row itself among them; none when the frame offset is
+/// negative.
+struct RowSpan
+{
+    std::int64_t lo = 0;
+    std::int64_t hi = 0;
+};
+RowSpan NeighbourRows(std::int64_t row, std::int64_t rows, int frameOffset);
+
+/// What a record adds to the neighbourhood of others: nothing when it is missing or too small.
+inline Neighbours AsNeighbour(const _FileInfo &file, const ScanRules &rules)
+{
+    if (!file.exists || file.size < rules.minSize)
+        return {};
+    return {file.size, 1};
+}
+
+/// Judges one record by the rows around it (itself not among them).
+///
+/// The band is the neighbours' mean plus and minus mean times `sizeVariation`, both ends included,
+/// in unsigned 64-bit arithmetic: a variation above 1 wraps the lower end to a huge value, so that
+/// every record with a neighbour is an outlier. The product is single precision and truncated; one
+/// below zero counts as 0, one beyond 64 bits as the largest number.
+FrameState Judge(const _FileInfo &file, const Neighbours &neighbours, const ScanRules &rules);
+
+/// Writes the trace line of a bad record ("PATH bad: Missing", "... MinSize", "... Neighbors").
+void LogVerdict(const _FileInfo &file, FrameState state);
+
+/// Judges all rows in one go, row 0 first, a trace line for each bad one: calls
+/// `visit(record, state)` a row. Costs the same whatever the frame offset is.
+///
+/// `rows` has `size()` and gives a `_FileInfo` by `[row]`; it must stay as it is meanwhile.
+template <typename Rows, typename Visit>
+void ClassifyAll(const Rows &rows, const ScanRules &rules, Visit &&visit)
+{
+    const auto count = std::int64_t(rows.size());
+    Neighbours window; // Over [begin, end), which only ever moves up.
+    std::int64_t begin = 0;
+    std::int64_t end = 0;
+
+    for (std::int64_t row = 0; row < count; ++row)
+    {
+        const RowSpan span = NeighbourRows(row, count, rules.frameOffset);
+        for (; end < span.hi; ++end)
+            window += AsNeighbour(rows[std::size_t(end)], rules);
+        for (; begin < std::min(span.lo, end); ++begin)
+            window -= AsNeighbour(rows[std::size_t(begin)], rules);
+
+        const _FileInfo &file = rows[std::size_t(row)];
+        Neighbours others;
+        if (span.lo < span.hi)
+        {
+            others = window;
+            others -= AsNeighbour(file, rules);
+        }
+        const FrameState state = Judge(file, others, rules);
+        LogVerdict(file, state);
+        visit(file, state);
+    }
+}
+
+} // namespace analysis

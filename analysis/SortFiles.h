@@ -1,0 +1,39 @@
+#pragma once
+
+#include "analysis/FileInfo.h"
+
+namespace analysis
+{
+
+/// Which column the list is sorted by, and which way. The main window is one.
+struct SortState
+{
+    int m_sortColumn = 0; ///< 1 size, 2 date; any other value, also -1, is the output number.
+    bool m_sortAscending = true;
+};
+
+/// Whether one record is to be placed before another. Reads the sort state at every comparison.
+///
+/// Ascending is "smaller". Descending is "greater or equal", which is no strict ordering: records
+/// with equal keys stand before each other both ways, so a stable sort turns their order round
+/// each time. By size and date a missing file comes before every present one when ascending and
+/// after it when descending; by output number it makes no difference.
+class SortFiles
+{
+public:
+    /// `state` must outlive the comparator.
+    explicit SortFiles(const SortState *state) : m_state(state) {}
+
+    bool operator()(const _FileInfo &a, const _FileInfo &b) const;
+
+private:
+    const SortState *m_state;
+};
+
+/// Puts the rows in the order that the list view's own stable sort gives with `SortFiles`, equal
+/// keys included. The path view and the records stay as they are.
+///
+/// n log n; 24 bytes a row for the time it takes.
+void SortList(_FileInfoList &files, const SortState &state);
+
+} // namespace analysis
