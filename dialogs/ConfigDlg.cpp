@@ -1,0 +1,287 @@
+#include "dialogs/ConfigDlg.h"
+
+#include <mutex>
+
+#include <wx/filedlg.h>
+#include <wx/sizer.h>
+
+#include "corvan/CorvanApp.h"
+#include "corvan/Job.h"
+#include "ostrel/CallEntry.h"
+#include "ostrel/OptionsFile.h"
+#include "ostrel/SFormat.h"
+#include "wxcorvan/wxcButton.h"
+#include "wxcorvan/wxcCheckBox.h"
+#include "wxcorvan/wxcListBox.h"
+#include "wxcorvan/wxcStaticText.h"
+#include "wxcorvan/wxcTextCtrl.h"
+
+using namespace ostrel;
+using namespace wxcorvan;
+
+namespace
+{
+
+enum ControlId : int
+{
+    k_id_add = 101,
+    k_id_edit = 102,
+    k_id_remove = 103,
+    k_id_browse = 104,
+    k_id_guess = 105,
+};
+
+OptionsFile &Options()
+{
+    return corvan::CorvanApp::Get()->Options();
+}
+
+String ToText(WholeNumber auto number)
+{
+    String text;
+    text = number;
+    return text;
+}
+
+} // namespace
+
+ConfigDlg::ConfigDlg(wxWindow *parent)
+    : wxCorvanDlg(parent, _("Analysis Settngs"), "ConfigDlg", true)
+{
+    _CallEntry call("ConfigDlg::ConfigDlg", __FILE__, __LINE__);
+
+    const OptionsFile &options = Options();
+    wxBoxSizer *client = StartControls();
+    auto *grid = new wxFlexGridSizer(2, 5, 8);
+    client->Add(grid, 1, wxEXPAND | wxALL, 8);
+
+    AddLabel(*grid, _("Minimum Image Size: "));
+    m_minSize = Field(ToText(options.GetValue("Analysis", "MinSize", 500u)));
+    auto *sizeCell = new wxBoxSizer(wxHORIZONTAL);
+    sizeCell->Add(m_minSize, 1, wxEXPAND | wxALIGN_CENTER_VERTICAL);
+    sizeCell->Add(Text(_("Bytes")), 0, wxALIGN_CENTER_VERTICAL | wxLEFT, 3);
+    grid->Add(sizeCell, 1, wxEXPAND);
+
+    AddLabel(*grid, _("Frame Offset: "));
+    m_frameOffset = Field(ToText(options.GetValue("Analysis", "FrameOffset", 5)));
+    grid->Add(FieldWithTexts(_("Compare with"), m_frameOffset, _("frames before and after")));
+
+    AddLabel(*grid, _("Size Variation: "));
+    m_sizeVariation = Field(SFormat("%g", options.GetValue("Analysis", "SizeVariation", 15.0f)));
+    grid->Add(FieldWithTexts(_("Allow"), m_sizeVariation, _("% variation from neighbors")), 1,
+              wxEXPAND);
+
+    AddLabel(*grid, _("Refresh: "));
+    m_refresh = Field(ToText(options.GetValue("Analysis", "Refresh", 5000)));
+    grid->Add(FieldWithTexts(_("Scan files every"), m_refresh, _("milliseconds")), 1, wxEXPAND);
+
+    AddLabel(*grid, _("Display: "));
+    m_showProgress = new wxcCheckBox(this, -1, _("Show file scan progress"));
+    m_showProgress->SetValue(options.GetValue("Analysis", "ShowProgress", true));
+    grid->Add(m_showProgress, 1, wxEXPAND);
+
+    AddButtons(client, true);
+}
+
+void ConfigDlg::AddLabel(wxFlexGridSizer &grid, const wxString &label)
+{
+    _CallEntry call("ConfigDlg::AddLabel", __FILE__, __LINE__);
+
+    grid.Add(Text(label), 0, wxALIGN_RIGHT | wxALIGN_CENTER_VERTICAL);
+}
+
+wxcStaticText *ConfigDlg::Text(const wxString &label)
+{
+    _CallEntry call("ConfigDlg::Text", __FILE__, __LINE__);
+
+    return NewStatic(label, false, false, 0, 0, nullptr);
+}
+
+wxcTextCtrl *ConfigDlg::Field(const String &value)
+{
+    _CallEntry call("ConfigDlg::Field", __FILE__, __LINE__);
+
+    return new wxcTextCtrl(this, -1, wxString::FromUTF8(value));
+}
+
+wxBoxSizer *ConfigDlg::FieldWithTexts(const wxString &before, wxcTextCtrl *field,
+                                      const wxString &after)
+{
+    _CallEntry call("ConfigDlg::FieldWithTexts", __FILE__, __LINE__);
+
+    auto *cell = new wxBoxSizer(wxHORIZONTAL);
+    cell->Add(Text(before), 0, wxALIGN_CENTER_VERTICAL);
+    cell->Add(field, 1, wxALIGN_CENTER_VERTICAL | wxLEFT | wxRIGHT, 3);
+    cell->Add(Text(after), 0, wxALIGN_CENTER_VERTICAL);
+    return cell;
+}
+
+void ConfigDlg::SetOptions()
+{
+    _CallEntry call("ConfigDlg::SetOptions", __FILE__, __LINE__);
+
+    OptionsFile &options = Options();
+    const OptionsBatch batch(options);
+    options.InsertSection("Analysis");
+    options.SetValue("MinSize", m_minSize->GetValue().utf8_string());
+    options.SetValue("FrameOffset", m_frameOffset->GetValue().utf8_string());
+    options.SetValue("SizeVariation", m_sizeVariation->GetValue().utf8_string());
+    options.SetValue("Refresh", m_refresh->GetValue().utf8_string());
+    options.SetValue("ShowProgress", m_showProgress->GetValue() ? k_Yes : k_No);
+}
+
+BEGIN_EVENT_TABLE(PathsDlg, wxCorvanDlg)
+    EVT_LISTBOX(wxID_ANY, PathsDlg::SelectionChanged)
+    EVT_BUTTON(k_id_add, PathsDlg::OnAdd)
+    EVT_BUTTON(k_id_edit, PathsDlg::OnEdit)
+    EVT_BUTTON(k_id_remove, PathsDlg::OnRemove)
+END_EVENT_TABLE()
+
+PathsDlg::PathsDlg(wxWindow *parent, wxArrayString paths)
+    : wxCorvanDlg(parent, _("Edit Image Formats"), "EditImageFormats", true)
+{
+    _CallEntry call("PathsDlg::PathsDlg", __FILE__, __LINE__);
+
+    wxBoxSizer *client = StartControls();
+    client->AddSpacer(5);
+
+    auto *row = new wxBoxSizer(wxHORIZONTAL);
+    client->Add(row, 1, wxEXPAND);
+    row->AddSpacer(5);
+    m_list = new wxcListBox(this, -1, wxDefaultPosition, wxDefaultSize, paths,
+                            wxLB_SINGLE | wxLB_HSCROLL);
+    row->Add(m_list, 1, wxEXPAND);
+    row->AddSpacer(5);
+    row->Add(ButtonColumn(), 0);
+    row->AddSpacer(5);
+
+    AddButtons(client, true);
+    _SelectionChanged();
+}
+
+wxBoxSizer *PathsDlg::ButtonColumn()
+{
+    _CallEntry call("PathsDlg::ButtonColumn", __FILE__, __LINE__);
+
+    auto *column = new wxBoxSizer(wxVERTICAL);
+    column->Add(new wxcButton(this, k_id_add, _("Add")), 0, wxEXPAND);
+    column->AddSpacer(5);
+    column->Add(new wxcButton(this, k_id_edit, _("Edit")), 0, wxEXPAND);
+    column->AddSpacer(5);
+    column->Add(new wxcButton(this, k_id_remove, _("Remove")), 0, wxEXPAND);
+    return column;
+}
+
+wxArrayString PathsDlg::GetPaths() const
+{
+    _CallEntry call("PathsDlg::GetPaths", __FILE__, __LINE__);
+
+    return m_list ? m_list->GetStrings() : wxArrayString();
+}
+
+void PathsDlg::SelectionChanged(wxCommandEvent & /*event*/)
+{
+    _CallEntry call("PathsDlg::SelectionChanged", __FILE__, __LINE__);
+
+    _SelectionChanged();
+}
+
+void PathsDlg::_SelectionChanged()
+{
+    _CallEntry call("PathsDlg::_SelectionChanged", __FILE__, __LINE__);
+
+    const bool selected = m_list->GetSelection() != wxNOT_FOUND;
+    for (const int id : {k_id_edit, k_id_remove})
+        if (wxWindow *button = FindWindow(id))
+            button->Enable(selected);
+}
+
+void PathsDlg::OnAdd(wxCommandEvent & /*event*/)
+{
+    _CallEntry call("PathsDlg::OnAdd", __FILE__, __LINE__);
+
+    EditPathDlg editor(this, "");
+    if (editor.ShowModal() != 0)
+        m_list->Append(editor.GetPath());
+}
+
+void PathsDlg::OnEdit(wxCommandEvent & /*event*/)
+{
+    _CallEntry call("PathsDlg::OnEdit", __FILE__, __LINE__);
+
+    EditPathDlg editor(this, m_list->GetStringSelection());
+    if (editor.ShowModal() != 0)
+        m_list->SetString(m_list->GetSelection(), editor.GetPath());
+}
+
+void PathsDlg::OnRemove(wxCommandEvent & /*event*/)
+{
+    _CallEntry call("PathsDlg::OnRemove", __FILE__, __LINE__);
+
+    m_list->Delete(m_list->GetSelection());
+    _SelectionChanged();
+}
+
+BEGIN_EVENT_TABLE(EditPathDlg, wxCorvanDlg)
+    EVT_BUTTON(k_id_browse, EditPathDlg::OnBrowse)
+    EVT_CHECKBOX(k_id_guess, EditPathDlg::OnCheckGuess)
+END_EVENT_TABLE()
+
+EditPathDlg::EditPathDlg(wxWindow *parent, wxString path)
+    : wxCorvanDlg(parent, _("Edit Image Format"), "EditImageFormat", true)
+{
+    _CallEntry call("EditPathDlg::EditPathDlg", __FILE__, __LINE__);
+
+    wxBoxSizer *client = StartControls();
+    m_path = new wxcTextCtrl(this, -1, path);
+    client->Add(m_path, 1, wxEXPAND | wxALL, 5);
+    client->Add(BrowseRow(), 0, wxEXPAND | wxALL, 5);
+    m_guess->SetValue(Options().GetValue("Options", "GuessFrames", true));
+    AddButtons(client, true);
+}
+
+wxBoxSizer *EditPathDlg::BrowseRow()
+{
+    _CallEntry call("EditPathDlg::BrowseRow", __FILE__, __LINE__);
+
+    auto *row = new wxBoxSizer(wxHORIZONTAL);
+    row->Add(new wxcButton(this, k_id_browse, _("Browse...")), 0, wxALIGN_CENTER_VERTICAL);
+    row->AddSpacer(5);
+    m_guess = new wxcCheckBox(this, k_id_guess, _("Guess Frames"));
+    row->Add(m_guess, 0, wxALIGN_CENTER_VERTICAL);
+    row->AddSpacer(10);
+    return row;
+}
+
+wxString EditPathDlg::GetPath() const
+{
+    _CallEntry call("EditPathDlg::GetPath", __FILE__, __LINE__);
+
+    return m_path ? m_path->GetValue() : wxString();
+}
+
+void EditPathDlg::OnBrowse(wxCommandEvent & /*event*/)
+{
+    _CallEntry call("EditPathDlg::OnBrowse", __FILE__, __LINE__);
+
+    // It does not start beside the present pattern, whose folder may not be on this machine.
+    wxString chosen = wxFileSelector(wxFileSelectorPromptStr, wxEmptyString, wxEmptyString,
+                                     wxEmptyString, wxFileSelectorDefaultWildcardStr, 0, nullptr,
+                                     -1, -1);
+    if (chosen.empty())
+        return;
+    if (m_guess->GetValue())
+        chosen = wxString::FromUTF8(
+            corvan::RenderJob::GetSpecifierFromFilename(Path(chosen.utf8_string())));
+    m_path->SetValue(chosen);
+}
+
+void EditPathDlg::OnCheckGuess(wxCommandEvent & /*event*/)
+{
+    _CallEntry call("EditPathDlg::OnCheckGuess", __FILE__, __LINE__);
+
+    OptionsFile &options = Options();
+    const std::scoped_lock lock(options.WriteMutex());
+    options.InsertSection("Options");
+    options.SetValue("GuessFrames", m_guess->GetValue() ? "1" : "0");
+}

@@ -1,0 +1,210 @@
+// Which files are expected, and the scan that checks them one by one in idle time.
+
+#include <algorithm>
+
+#include <wx/gauge.h>
+
+#include "analysis/AnalysisOptions.h"
+#include "analysis/Expansion.h"
+#include "analysis/FileCheck.h"
+#include "app/Ordwick.h"
+#include "ostrel/CallEntry.h"
+#include "ostrel/Log.h"
+#include "ostrel/SFormat.h"
+#include "ostrel/StringTokenizer.h"
+#include "ui/FileList.h"
+#include "ui/MainWindow.h"
+
+using namespace analysis;
+using namespace corvan;
+using namespace ostrel;
+
+void MainWindow::ExtractFormats(const String &formats)
+{
+    _CallEntry call("MainWindow::ExtractFormats", __FILE__, __LINE__);
+
+    const wxString remembered = m_formatChoice->GetStringSelection();
+    m_formatChoice->Clear();
+
+    StringTokenizer patterns(formats, ';', false, '"', '\\');
+    while (const auto pattern = patterns.GetNext())
+    {
+        const wxString local = wxString::FromUTF8(Path(*pattern).TranslateToLocal().Text());
+        const int entry = m_formatChoice->Append(local);
+        if (local == remembered)
+            m_formatChoice->SetSelection(entry);
+    }
+
+    if (!remembered.empty() && m_formatChoice->GetSelection() != wxNOT_FOUND)
+        return; // The same files as before; whoever changed the range refills.
+
+    if (m_formatChoice->GetCount() > 0)
+        m_formatChoice->SetSelection(0);
+    SetFormat(0);
+}
+
+void MainWindow::RefillList()
+{
+    _CallEntry call("MainWindow::RefillList", __FILE__, __LINE__);
+
+    SetFormat(m_formatChoice->GetSelection());
+}
+
+void MainWindow::SetNoFormat()
+{
+    _CallEntry call("MainWindow::SetNoFormat", __FILE__, __LINE__);
+
+    m_formatChoice->Clear();
+    ClearList();
+}
+
+void MainWindow::ClearList()
+{
+    _CallEntry call("MainWindow::ClearList", __FILE__, __LINE__);
+
+    m_scanning = false;
+    m_fileList->Clear();
+    m_progress->SetValue(0);
+    m_counts = {};
+    UpdateStatusBar();
+}
+
+void MainWindow::SetFormat(int index)
+{
+    _CallEntry call("MainWindow::SetFormat", __FILE__, __LINE__);
+
+    if (static_cast<unsigned>(index) >= m_formatChoice->GetCount())
+        return;
+    ClearList();
+
+    const boost::shared_ptr<Job> job = wxGetApp().CurrentJob();
+    if (!job)
+    {
+        LogWarning("Show format: there is no job yet, nothing was done");
+        return;
+    }
+    std::optional<ExpansionInput> input = ReadExpansionInput(*job);
+    if (!input)
+    {
+        LogError("Could not get range from Job: " + job->Name());
+        m_formatChoice->Thaw(); // Nothing froze it; the choice takes that calmly.
+        return;
+    }
+
+    const String format = m_formatChoice->GetString(index).utf8_string();
+    LogStatus("Displaying:\n\tFormat: " + format + "\n\tRange: " + input->userRange);
+
+    SequenceDistributor::CalculateItems(input->userRange, input->frames);
+    if (input->frames.empty())
+    {
+        LogWarning("Job '" + job->Name() + "' has empty range: " + input->userRange);
+        m_formatChoice->Thaw();
+        return;
+    }
+
+    if (!ListExpectedFiles(*input, format))
+        return;
+    StopTimer();
+    CheckFiles(true);
+}
+
+bool MainWindow::ListExpectedFiles(const ExpansionInput &input, const String &format)
+{
+    _CallEntry call("MainWindow::ListExpectedFiles", __FILE__, __LINE__);
+
+    String reason;
+    if (const auto pattern = FramePattern::Parse(format, &reason))
+    {
+        FileTable &table = m_fileList->Table();
+        reason = ExpandFrames(*pattern, input,
+                              [&](const Path &path, int outputNumber)
+                              {
+                                  // A path that is there already gives a row all the same, which
+                                  // stays empty behind the others.
+                                  table.Append(path, outputNumber);
+                                  m_fileList->Insert(static_cast<int>(table.RowCount()) - 1, false);
+                              });
+    }
+    if (!reason.empty())
+        LogError("Cannot show the files of '" + format + "': " + reason);
+    return reason.empty();
+}
+
+void MainWindow::CheckFiles(bool sort)
+{
+    _CallEntry call("MainWindow::CheckFiles", __FILE__, __LINE__);
+
+    if (m_scanning)
+        return;
+
+    UseScanRules(ReadAnalysisOptions(wxGetApp().Options()).Rules());
+    m_resortPending = sort;
+    m_scanIndex = 0;
+    m_scanning = true;
+    m_counts = {};
+    UpdateStatusBar();
+    m_progress->SetRange(m_fileList->RowCount());
+    m_progress->SetValue(0);
+    wxWakeUpIdle();
+}
+
+void MainWindow::UseScanRules(const ScanRules &rules)
+{
+    _CallEntry call("MainWindow::UseScanRules", __FILE__, __LINE__);
+
+    FileTable &table = m_fileList->Table();
+    if (table.Rules() == rules)
+        return;
+    table.SetRules(rules);
+    m_fileList->Redraw(); // Other rules, other colours.
+}
+
+void MainWindow::OnTimer(wxTimerEvent & /*event*/)
+{
+    _CallEntry call("MainWindow::OnTimer", __FILE__, __LINE__);
+
+    CheckFiles(false);
+}
+
+void MainWindow::IdleFileCheck(wxIdleEvent &event)
+{
+    _CallEntry call("MainWindow::IdleFileCheck", __FILE__, __LINE__);
+
+    event.Skip();
+    if (!m_scanning)
+        return;
+    if (m_scanIndex >= static_cast<unsigned>(m_fileList->RowCount()))
+    {
+        EndPass();
+        return;
+    }
+
+    const int row = static_cast<int>(m_scanIndex);
+    if (m_fileList->Table().CheckRow(row, m_counts))
+    {
+        m_fileList->RedrawItem(row);
+        m_resortPending = true;
+    }
+
+    ++m_scanIndex;
+    event.RequestMore();
+    m_progress->SetValue(static_cast<int>(m_scanIndex));
+    UpdateStatusBar();
+}
+
+void MainWindow::EndPass()
+{
+    _CallEntry call("MainWindow::EndPass", __FILE__, __LINE__);
+
+    m_scanning = false;
+    if (m_resortPending)
+        m_fileList->Sort();
+    m_progress->SetValue(0);
+
+    // While there is no connection no further pass is planned; connecting starts one.
+    if (!IsConnectedViewShown() || !m_refreshTimer)
+        return;
+    const int refreshMs = ReadAnalysisOptions(wxGetApp().Options()).refreshMs;
+    LogStatus(SFormat("Finished scanning %d files. Will scan again in %d ms", m_scanIndex, refreshMs));
+    m_refreshTimer->StartOnce(std::max(refreshMs, 1)); // The toolkit reads -1 as "as before".
+}
