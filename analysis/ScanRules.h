@@ -23,6 +23,8 @@ struct ScanRules
     unsigned minSize = 500;               ///< Smallest acceptable size, in bytes.
     int frameOffset = 5;                  ///< Rows on each side that form a row's neighbourhood.
     float sizeVariation = 15.0f / 100.0f; ///< Allowed deviation from their mean, as a fraction.
+
+    bool operator==(const ScanRules &) const = default;
 };
 
 /// Sizes of the rows around a row that exist and are not too small. The sum wraps at 64 bits.

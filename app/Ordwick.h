@@ -1,7 +1,6 @@
 #pragma once
 
 #include <array>
-
 #include <boost/shared_ptr.hpp>
 
 #include "corvan/Messages.h"

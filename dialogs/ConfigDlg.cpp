@@ -265,9 +265,9 @@ void EditPathDlg::OnBrowse(wxCommandEvent & /*event*/)
     _CallEntry call("EditPathDlg::OnBrowse", __FILE__, __LINE__);
 
     // It does not start beside the present pattern, whose folder may not be on this machine.
-    wxString chosen = wxFileSelector(wxFileSelectorPromptStr, wxEmptyString, wxEmptyString,
-                                     wxEmptyString, wxFileSelectorDefaultWildcardStr, 0, nullptr,
-                                     -1, -1);
+    wxString chosen =
+        wxFileSelector(wxFileSelectorPromptStr, wxEmptyString, wxEmptyString, wxEmptyString,
+                       wxFileSelectorDefaultWildcardStr, 0, nullptr, -1, -1);
     if (chosen.empty())
         return;
     if (m_guess->GetValue())

@@ -59,7 +59,8 @@ BEGIN_EVENT_TABLE(FileList, wxDBListCtrl)
     EVT_LIST_ITEM_DESELECTED(wxID_ANY, FileList::ItemDeselect)
 END_EVENT_TABLE()
 
-FileList::FileList(MainWindow *parent) : wxDBListCtrl(parent, -1, false), m_table(m_files), m_order(parent)
+FileList::FileList(MainWindow *parent)
+    : wxDBListCtrl(parent, -1, false), m_table(m_files), m_order(parent)
 {
     _CallEntry call("FileList::FileList", __FILE__, __LINE__);
 }

@@ -23,7 +23,7 @@ void MainWindow::ExtractFormats(const String &formats)
 {
     _CallEntry call("MainWindow::ExtractFormats", __FILE__, __LINE__);
 
-    const wxString remembered = m_formatChoice->GetStringSelection();
+    const wxString remembered = m_formatChoice->wxItemContainer::GetStringSelection();
     m_formatChoice->Clear();
 
     StringTokenizer patterns(formats, ';', false, '"', '\\');
@@ -205,6 +205,7 @@ void MainWindow::EndPass()
     if (!IsConnectedViewShown() || !m_refreshTimer)
         return;
     const int refreshMs = ReadAnalysisOptions(wxGetApp().Options()).refreshMs;
-    LogStatus(SFormat("Finished scanning %d files. Will scan again in %d ms", m_scanIndex, refreshMs));
+    LogStatus(
+        SFormat("Finished scanning %d files. Will scan again in %d ms", m_scanIndex, refreshMs));
     m_refreshTimer->StartOnce(std::max(refreshMs, 1)); // The toolkit reads -1 as "as before".
 }

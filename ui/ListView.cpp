@@ -103,7 +103,8 @@ void MainWindow::ShowProgress()
 
     if (!IsConnectedViewShown())
         return;
-    m_connectedView->Show(m_progress, analysis::ReadAnalysisOptions(wxGetApp().Options()).showProgress);
+    m_connectedView->Show(m_progress,
+                          analysis::ReadAnalysisOptions(wxGetApp().Options()).showProgress);
     m_connectedView->Layout();
 }
 

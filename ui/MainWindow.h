@@ -1,10 +1,9 @@
 #pragma once
 
+#include <boost/shared_ptr.hpp>
 #include <memory>
 #include <optional>
 #include <set>
-
-#include <boost/shared_ptr.hpp>
 
 #include <wx/timer.h>
 
@@ -25,6 +24,7 @@ struct ScanRules;
 } // namespace analysis
 class wxBoxSizer;
 class wxGauge;
+class wxListEvent;
 
 /// The program's one window: a format choice, the list of expected files, a progress gauge, a
 /// status bar and the menus.

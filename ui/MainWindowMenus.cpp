@@ -39,13 +39,15 @@ const MenuEntry k_fileMenu[] = {
     {1006, wxTRANSLATE("Delete Bad/Missing Frames"),
      wxTRANSLATE("Delete the frames that have been detected as bad or missing")},
     {},
-    {1007, wxTRANSLATE("Analysis settings..."), wxTRANSLATE("Configure how frame files are analyzed")},
+    {1007, wxTRANSLATE("Analysis settings..."),
+     wxTRANSLATE("Configure how frame files are analyzed")},
     {},
     {wxID_EXIT, wxTRANSLATE("Close\tCtrl+W"), wxTRANSLATE("Close this window")},
 };
 
 const MenuEntry k_jobMenu[] = {
-    {1001, wxTRANSLATE("Edit Custom Range"), wxTRANSLATE("Change the range of files to search for")},
+    {1001, wxTRANSLATE("Edit Custom Range"),
+     wxTRANSLATE("Change the range of files to search for")},
     {1008, wxTRANSLATE("Edit Image Formats"),
      wxTRANSLATE("Add, change, or remove image formatting paths")},
 };
