@@ -12,9 +12,7 @@ namespace ostrel
 class Exception
 {
 public:
-    explicit Exception(String text) : m_text(std::move(text))
-    {
-    }
+    explicit Exception(String text) : m_text(std::move(text)) {}
     virtual ~Exception() = default;
     Exception(const Exception &) = delete;
     Exception &operator=(const Exception &) = delete;

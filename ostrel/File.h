@@ -1,7 +1,9 @@
 #pragma once
 
+#include <cstdint>
 #include <list>
 #include <optional>
+#include <string_view>
 
 #include "ostrel/Path.h"
 #include "ostrel/Time.h"
@@ -18,17 +20,18 @@ public:
     static std::list<Path> s_AltPaths;
 
     /// Removes one file or symbolic link, never a folder; `toTrash` moves it to the desktop's
-    /// trash instead. True when no file of that name is there any more (also when there was
-    /// none). Never throws.
+    /// trash instead, which is there for files of the home's file system only. True when no file
+    /// of that name is there any more (also when there was none). Never throws.
     static bool Delete(const Path &path, bool toTrash);
 
     /// The first of `s_AltPaths` that holds a readable file of this leaf; nothing when none does.
     static std::optional<Path> FindInAltPaths(const String &leaf);
 
     /// Writes `content` beside `path`, syncs it and renames it over `path`, so that a reader, or a
-    /// crash, sees the old content or the new, never half of one. Makes missing folders.
-    /// Throws `Exception *` with the reason; the old file is then untouched and nothing is left
-    /// behind.
+    /// crash, sees the old content or the new, never half of one. Makes missing folders. The new
+    /// file has the permissions of the old one; a symbolic link stays, what it points to is
+    /// replaced. Throws `Exception *` with the reason, also for a file that is write-protected and
+    /// for what is no regular file; the old file is then untouched and nothing is left behind.
     static void WriteWhole(const Path &path, std::string_view content);
 
     /// All bytes of a file; throws `Exception *` with the reason (also past `maxBytes`).

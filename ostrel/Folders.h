@@ -5,7 +5,8 @@
 namespace ostrel
 {
 
-/// Where things belong on this machine, by the XDG base folders. Nothing is made, only named.
+/// Where things belong on this machine, by the XDG base folders. Nothing is made, only named, but
+/// by `MakePrivateFolder`.
 
 /// $XDG_CONFIG_HOME, else ~/.config.
 Path ConfigFolder();
@@ -17,6 +18,8 @@ Path StateFolder();
 Path DataFolder();
 
 /// $XDG_RUNTIME_DIR, else a folder of this user's own under the temporary folder: sockets, locks.
+/// The latter may be missing, or somebody else's trap: who puts something there calls
+/// `MakePrivateFolder` first.
 Path RuntimeFolder();
 
 /// The folder of the running program's file.
@@ -25,5 +28,10 @@ Path ProgramFolder();
 /// What ships with the programs (job types, colours, icons): $ORDWICK_SHARE, else
 /// ../share/ordwick beside the program's own folder.
 Path ShareFolder();
+
+/// Makes `folder` (and its parents), open to this user alone, or sees that it already is so.
+/// Throws `Exception *` with the reason where it is not: another owner, a symbolic link, or
+/// permissions for others.
+void MakePrivateFolder(const Path &folder);
 
 } // namespace ostrel

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "ostrel/Path.h"
+#include "ostrel/String.h"
 
 namespace ostrel
 {
@@ -16,9 +16,18 @@ extern const String k_No;
 
 /// Sections of keys and values, all texts, as an ini file has them.
 ///
-/// Order, comments and unknown keys of what was read are kept when it is written out. Section and
-/// key names do not mind case. Values are one line; a newline in one is stored as a blank. Not
-/// thread-safe.
+/// Order, comments and unknown keys of what was read are kept when it is written out; blank lines
+/// are set anew, a section that comes twice becomes one, and of a key that comes twice the last
+/// value counts (a comment above the repetition goes). Section and key names do not mind the case
+/// of ASCII letters.
+///
+/// Values are texts of one line in UTF-8: a newline or a zero byte is stored as a blank, a byte
+/// that is no UTF-8 as "?". Every other text comes back from a file as it was set. To that end a
+/// value that begins or ends with a blank, or stands in double quotes itself, is written in double
+/// quotes; one pair around a whole value is taken off when it is read. There are no escapes and no
+/// comments behind a value: `key = "a";b` is the text `"a";b`.
+///
+/// Not thread-safe.
 class IniFile
 {
 public:
@@ -29,7 +38,8 @@ public:
 
     /// Replaces everything by what `text` says. False, with line number and reason in `*error`,
     /// for a line that is neither section, key = value, comment nor blank, and for text that is
-    /// not UTF-8; nothing is changed then.
+    /// not UTF-8 or holds a zero byte; nothing is changed then. Keys may stand before the first
+    /// section: they are those of section "".
     bool Parse(std::string_view text, String *error);
 
     /// The whole as text, in the order it was read or set.
@@ -43,7 +53,8 @@ public:
     std::optional<String> FindText(const String &section, const String &key) const;
 
     /// The value of a key, or `defaultValue` where it is not there. A text that does not convert
-    /// whole (blanks around it aside) gives the default too, with one warning per key and run.
+    /// whole (blanks around it aside) gives the default too, with one warning per key for as long
+    /// as this object lives.
     /// T is bool (yes/no, true/false, on/off, 1/0 in any case), int, unsigned, float or String. A
     /// number out of T's range, a negative text for unsigned, and infinite or not-a-number texts
     /// do not convert.
@@ -51,9 +62,13 @@ public:
     T GetValue(const String &section, const String &key, T defaultValue) const;
 
     /// Makes `section`, where it is missing, and selects it for the `SetValue` calls that follow.
+    /// A name that cannot stand in brackets (empty, with "]" or a control character, blanks at its
+    /// ends) is refused with an error line, and so are the `SetValue` calls that follow.
     void InsertSection(const String &section);
 
-    /// Sets a key of the selected section.
+    /// Sets a key of the selected section, at first section "". A key that cannot begin a line
+    /// (empty, with "=" or a control character, blanks at its ends, a leading "[", ";" or "#") is
+    /// refused with an error line. Setting the value that is there is no change.
     void SetValue(const String &key, const String &value);
 
     /// Takes all keys of a section from another file, over those of the same name here. False,
@@ -62,14 +77,12 @@ public:
 
 protected:
     /// Called after each change.
-    virtual void Changed()
-    {
-    }
+    virtual void Changed() {}
 
 private:
     struct Content;
     std::unique_ptr<Content> m_content;
-    String m_selected;
+    std::optional<String> m_selected = String(); ///< Nothing after a section that was refused.
 };
 
 } // namespace ostrel

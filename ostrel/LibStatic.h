@@ -23,12 +23,8 @@ public:
         return m_name;
     }
 
-    virtual void OnLibStartup(CommandLine & /*commandLine*/)
-    {
-    }
-    virtual void OnLibCleanup()
-    {
-    }
+    virtual void OnLibStartup(CommandLine & /*commandLine*/) {}
+    virtual void OnLibCleanup() {}
 
     /// Tells all, in order of registration; clean-up in reverse. An object may go, or come, while
     /// the others are told.

@@ -3,6 +3,7 @@
 #include <mutex>
 
 #include "ostrel/IniFile.h"
+#include "ostrel/Path.h"
 
 namespace ostrel
 {
@@ -14,8 +15,8 @@ namespace ostrel
 class OptionsFile : public IniFile
 {
 public:
-    /// `searchFolders`: a file that is not where its name says is looked for by its leaf in
-    /// `File::s_AltPaths`. It is still written to where its name says.
+    /// `searchFolders`: a file that is not where its name says, or whose name is a leaf alone, is
+    /// looked for by its leaf in `File::s_AltPaths`. It is still written to where its name says.
     explicit OptionsFile(bool searchFolders);
 
     void SetFilename(const Path &filename);
@@ -63,13 +64,16 @@ protected:
     void Changed() override;
 
 private:
-    void KeepBrokenFile();
+    Path FindFile() const;
+    bool Load(const Path &file, String *reason);
+    bool TakeText(std::string_view text, String *reason);
+    Path KeepBrokenFile();
 
     bool m_searchFolders;
     Path m_filename;
     int m_nesting = 0;
     bool m_writeOnChange = false;
-    Path m_brokenFile;
+    bool m_isBroken = false; ///< What `m_filename` holds could not be read.
     std::recursive_mutex m_writeMutex;
 };
 

@@ -18,15 +18,9 @@ class Path
 {
 public:
     Path() = default;
-    Path(String text) : m_text(std::move(text))
-    {
-    }
-    Path(std::string text) : m_text(std::move(text))
-    {
-    }
-    Path(const char *text) : m_text(text)
-    {
-    }
+    Path(String text) : m_text(std::move(text)) {}
+    Path(std::string text) : m_text(std::move(text)) {}
+    Path(const char *text) : m_text(text) {}
 
     const String &Text() const
     {

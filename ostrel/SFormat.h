@@ -1,8 +1,7 @@
 #pragma once
 
-#include <string_view>
-
 #include <fmt/printf.h>
+#include <string_view>
 
 #include "ostrel/Exception.h"
 

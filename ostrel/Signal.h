@@ -2,8 +2,8 @@
 
 #include <boost/make_shared.hpp>
 #include <boost/shared_ptr.hpp>
-#include <boost/signals2/signal_type.hpp>
 #include <boost/signals2/dummy_mutex.hpp>
+#include <boost/signals2/signal_type.hpp>
 
 namespace ostrel
 {
@@ -18,8 +18,7 @@ using SignalConnection = boost::shared_ptr<boost::signals2::scoped_connection>;
 template <typename Parameter> class Signal
 {
     using Raised = typename boost::signals2::signal_type<
-        void(Parameter),
-        boost::signals2::keywords::mutex_type<boost::signals2::dummy_mutex>>::type;
+        void(Parameter), boost::signals2::keywords::mutex_type<boost::signals2::dummy_mutex>>::type;
 
 public:
     /// Calls `(object->*method)(parameter)` from now on, until the connection is released.

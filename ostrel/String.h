@@ -24,19 +24,11 @@ public:
     using std::string::string;
 
     String() = default;
-    String(const std::string &text) : std::string(text)
-    {
-    }
-    String(std::string &&text) noexcept : std::string(std::move(text))
-    {
-    }
+    String(const std::string &text) : std::string(text) {}
+    String(std::string &&text) noexcept : std::string(std::move(text)) {}
     /// A null pointer is the empty text.
-    String(const char *text) : std::string(text ? text : "")
-    {
-    }
-    explicit String(std::string_view text) : std::string(text)
-    {
-    }
+    String(const char *text) : std::string(text ? text : "") {}
+    explicit String(std::string_view text) : std::string(text) {}
 
     String &operator=(const char *text)
     {

@@ -16,13 +16,16 @@ namespace ostrel
 class StringTokenizer
 {
 public:
-    /// `keepEmpty`: give back empty fields too ("a;;b" is three); otherwise they are passed over.
+    /// `keepEmpty`: give back empty fields too ("a;;b" is three, the empty text one); otherwise
+    /// they are passed over, quoted ones as well.
     StringTokenizer(const String &text, char separator, bool keepEmpty, char quote, char escape);
 
     /// The next field; nothing at the end.
     std::optional<String> GetNext();
 
 private:
+    String TakeField();
+
     String m_text;
     std::size_t m_next = 0;
     bool m_done = false;

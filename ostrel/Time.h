@@ -17,9 +17,7 @@ class Time
 {
 public:
     Time() = default;
-    explicit Time(std::int64_t nanoseconds) : m_first(nanoseconds)
-    {
-    }
+    explicit Time(std::int64_t nanoseconds) : m_first(nanoseconds) {}
     explicit Time(const timespec &moment)
         : m_first(std::int64_t(moment.tv_sec) * 1'000'000'000 + moment.tv_nsec)
     {

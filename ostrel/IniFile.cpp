@@ -1,0 +1,279 @@
+#include "ostrel/IniFile.h"
+
+#include <boost/algorithm/string/predicate.hpp>
+// Debian builds the library with a converter and ICU; the text here is UTF-8 throughout and needs
+// neither, so the templates are made in this file.
+#define SI_NO_CONVERSION
+#define SI_IMPLEMENTATION
+
+#include <SimpleIni.h>
+#include <boost/algorithm/string/predicate.hpp>
+#include <charconv>
+#include <cmath>
+#include <set>
+
+#include "ostrel/IniText.h"
+#include "ostrel/Log.h"
+
+namespace ostrel
+{
+
+namespace
+{
+
+using Entries = CSimpleIniA::TNamesDepend;
+
+// SimpleIni keeps a comment with the line below it. Comments at the end of a file are kept with
+// this section, whose name no file can hold and whose line is taken out of what is written.
+constexpr const char *k_end = "\x01";
+constexpr std::string_view k_end_line = "[\x01]\n";
+
+Entries InOrder(Entries entries)
+{
+    entries.sort(CSimpleIniA::Entry::LoadOrder());
+    return entries;
+}
+
+Entries AllSections(const CSimpleIniA &ini)
+{
+    Entries entries;
+    ini.GetAllSections(entries);
+    return InOrder(std::move(entries));
+}
+
+Entries AllKeys(const CSimpleIniA &ini, const String &section)
+{
+    Entries entries;
+    ini.GetAllKeys(section.c_str(), entries);
+    return InOrder(std::move(entries));
+}
+
+bool HasEndComment(const CSimpleIniA &ini)
+{
+    for (const CSimpleIniA::Entry &section : AllSections(ini))
+    {
+        if (std::string_view(section.pItem) == k_end)
+            return section.pComment != nullptr;
+    }
+    return false;
+}
+
+std::string_view WithoutByteOrderMark(std::string_view text)
+{
+    while (text.starts_with("\xEF\xBB\xBF"))
+        text.remove_prefix(3);
+    return text;
+}
+
+// One text to one value; nothing where it does not convert whole.
+
+template <typename Number> std::optional<Number> ConvertNumber(std::string_view text)
+{
+    if (text.starts_with('+') && !text.starts_with("+-"))
+        text.remove_prefix(1);
+
+    Number number{};
+    const char *end = text.data() + text.size();
+    const auto [read, error] = std::from_chars(text.data(), end, number);
+    if (error != std::errc() || read != end)
+        return std::nullopt;
+    return number;
+}
+
+std::optional<bool> ConvertBool(const std::string &text)
+{
+    const auto is = [&](const char *word) { return boost::algorithm::iequals(text, word); };
+    if (is("yes") || is("true") || is("on") || is("1"))
+        return true;
+    if (is("no") || is("false") || is("off") || is("0"))
+        return false;
+    return std::nullopt;
+}
+
+template <typename T> std::optional<T> Convert(const String &text)
+{
+    const std::string_view bare = TrimBlanks(text);
+    if constexpr (std::is_same_v<T, bool>)
+        return ConvertBool(std::string(bare));
+    else
+        return ConvertNumber<T>(bare);
+}
+
+template <> std::optional<float> Convert(const String &text)
+{
+    const std::optional<float> number = ConvertNumber<float>(TrimBlanks(text));
+    return number && std::isfinite(*number) ? number : std::nullopt;
+}
+
+template <> std::optional<String> Convert(const String &text)
+{
+    return text;
+}
+
+} // namespace
+
+const String k_Yes = "Yes";
+const String k_No = "No";
+
+struct IniFile::Content
+{
+    CSimpleIniA ini;
+    std::set<String> warned; ///< "[section] key" of values that did not convert.
+
+    Content()
+    {
+        ini.SetUnicode();
+        ini.SetMultiKey(false);
+        ini.SetMultiLine(false);
+        ini.SetQuotes(false);
+    }
+
+    void Load(std::string_view text);
+    void WarnOnce(const String &section, const String &key, const String &text);
+};
+
+void IniFile::Content::Load(std::string_view text)
+{
+    ini.Reset();
+    ini.LoadData(LiftSectionComments(text) + std::string(k_end_line));
+    if (!HasEndComment(ini))
+        ini.Delete(k_end, nullptr);
+}
+
+void IniFile::Content::WarnOnce(const String &section, const String &key, const String &text)
+{
+    const String name = "[" + section + "] " + key;
+    if (warned.insert(name).second)
+        LogWarning("option " + name + ": \"" + text + "\" does not convert; the default is used");
+}
+
+IniFile::IniFile() : m_content(std::make_unique<Content>()) {}
+
+IniFile::~IniFile() = default;
+
+bool IniFile::Parse(std::string_view text, String *error)
+{
+    const std::string_view bare = WithoutByteOrderMark(text);
+    if (const std::optional<IniError> found = FindIniError(bare))
+    {
+        *error = "line " + std::to_string(found->line) + ": " + found->reason;
+        return false;
+    }
+
+    m_content->Load(bare);
+    Changed();
+    return true;
+}
+
+String IniFile::ToText() const
+{
+    std::string text;
+    m_content->ini.Save(text);
+    const std::size_t end = text.find(k_end_line);
+    if (end != std::string::npos)
+        text.erase(end, k_end_line.size());
+    return text;
+}
+
+bool IniFile::HasSection(const String &section) const
+{
+    return m_content->ini.GetSection(section.c_str()) != nullptr;
+}
+
+std::vector<String> IniFile::Sections() const
+{
+    std::vector<String> names;
+    for (const CSimpleIniA::Entry &section : AllSections(m_content->ini))
+    {
+        if (std::string_view(section.pItem) != k_end)
+            names.emplace_back(section.pItem);
+    }
+    return names;
+}
+
+std::vector<String> IniFile::Keys(const String &section) const
+{
+    std::vector<String> names;
+    for (const CSimpleIniA::Entry &key : AllKeys(m_content->ini, section))
+        names.emplace_back(key.pItem);
+    return names;
+}
+
+std::optional<String> IniFile::FindText(const String &section, const String &key) const
+{
+    const char *written = m_content->ini.GetValue(section.c_str(), key.c_str());
+    if (!written)
+        return std::nullopt;
+    return UnquoteValue(written);
+}
+
+template <typename T>
+T IniFile::GetValue(const String &section, const String &key, T defaultValue) const
+{
+    const std::optional<String> text = FindText(section, key);
+    if (!text)
+        return defaultValue;
+
+    std::optional<T> value = Convert<T>(*text);
+    if (value)
+        return *std::move(value);
+
+    m_content->WarnOnce(section, key, *text);
+    return defaultValue;
+}
+
+template bool IniFile::GetValue(const String &, const String &, bool) const;
+template int IniFile::GetValue(const String &, const String &, int) const;
+template unsigned IniFile::GetValue(const String &, const String &, unsigned) const;
+template float IniFile::GetValue(const String &, const String &, float) const;
+template String IniFile::GetValue(const String &, const String &, String) const;
+
+void IniFile::InsertSection(const String &section)
+{
+    m_selected.reset();
+    if (!IsSectionName(section))
+    {
+        LogError("options: \"" + section + "\" cannot be the name of a section");
+        return;
+    }
+
+    m_selected = section;
+    if (HasSection(section))
+        return;
+    m_content->ini.SetValue(section.c_str(), nullptr, nullptr);
+    Changed();
+}
+
+void IniFile::SetValue(const String &key, const String &value)
+{
+    if (!m_selected || !IsKeyName(key))
+    {
+        LogError("options: cannot set \"" + key + "\": it cannot be the name of a key, or its " +
+                 "section was refused");
+        return;
+    }
+
+    const String stored = StorableValue(value);
+    if (FindText(*m_selected, key) == stored)
+        return;
+    m_content->ini.SetValue(m_selected->c_str(), key.c_str(), QuoteValue(stored).c_str());
+    Changed();
+}
+
+bool IniFile::CopySection(const IniFile &from, const String &section)
+{
+    if (!from.HasSection(section))
+        return false;
+
+    CSimpleIniA &ini = m_content->ini;
+    ini.SetValue(section.c_str(), nullptr, nullptr);
+    for (const CSimpleIniA::Entry &key : AllKeys(from.m_content->ini, section))
+    {
+        const char *value = from.m_content->ini.GetValue(section.c_str(), key.pItem);
+        ini.SetValue(section.c_str(), key.pItem, value);
+    }
+    Changed();
+    return true;
+}
+
+} // namespace ostrel

@@ -1,0 +1,182 @@
+#include "ostrel/Log.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstdlib>
+#include <memory>
+#include <mutex>
+#include <spdlog/details/log_msg.h>
+#include <spdlog/sinks/stdout_sinks.h>
+
+#include "ostrel/CallEntry.h"
+#include "ostrel/LogWriter.h"
+
+namespace ostrel
+{
+
+namespace
+{
+
+using Listener = std::function<void(LogLevel, std::string_view)>;
+
+struct Logging
+{
+    std::atomic<int> wantedLevel = k_LogWarning; ///< The highest of the three below.
+    std::atomic<int> consoleLevel = k_LogWarning;
+    std::atomic<int> fileLevel = k_LogNone;
+    std::atomic<int> listenerLevel = k_LogNone;
+
+    std::mutex mutex; ///< Of the writer and the settings.
+    std::unique_ptr<LogWriter> writer;
+
+    std::recursive_mutex listenerMutex;
+    Listener listener;
+
+    spdlog::sinks::stderr_sink_mt console;
+
+    Logging()
+    {
+        console.set_formatter(LogLineFormat());
+    }
+
+    void UpdateWanted()
+    {
+        wantedLevel = std::max({consoleLevel.load(), fileLevel.load(), listenerLevel.load()});
+    }
+};
+
+// Never destroyed: destructors of other static objects log too.
+Logging &TheLogging()
+{
+    static Logging *const logging = new Logging;
+    return *logging;
+}
+
+void WriteConsole(Logging &logging, int level, std::string_view text)
+{
+    logging.console.log(
+        spdlog::details::log_msg({}, SpdlogLevel(level), {text.data(), text.size()}));
+}
+
+void WriteFile(Logging &logging, int level, std::string_view text)
+{
+    const std::lock_guard lock(logging.mutex);
+    if (!logging.writer)
+        return;
+    logging.writer->Add(level, text);
+    if (level == k_LogFatal)
+        logging.writer->Flush();
+}
+
+void WritePlaces(Logging &logging, int level, std::string_view text)
+{
+    if (level <= logging.consoleLevel)
+        WriteConsole(logging, level, text);
+    if (level <= logging.fileLevel)
+        WriteFile(logging, level, text);
+}
+
+void TellListener(Logging &logging, LogLevel level, std::string_view text)
+{
+    // A listener that logs is not told of its own lines.
+    thread_local bool isTelling = false;
+    if (isTelling || level > logging.listenerLevel)
+        return;
+
+    const std::lock_guard lock(logging.listenerMutex);
+    if (!logging.listener)
+        return;
+    isTelling = true;
+    try
+    {
+        logging.listener(level, text);
+    }
+    catch (...)
+    {
+    }
+    isTelling = false;
+}
+
+std::unique_ptr<LogWriter> OpenWriter(Logging &logging, const Path &file)
+{
+    try
+    {
+        return std::make_unique<LogWriter>(file);
+    }
+    catch (const std::exception &error)
+    {
+        const std::string reason = error.what();
+        WriteConsole(logging, k_LogError, "cannot open log file " + file.Text() + ": " + reason);
+        return nullptr;
+    }
+}
+
+} // namespace
+
+void LogStart(const LogSettings &settings)
+{
+    static std::once_flag s_stopAtExit;
+    std::call_once(s_stopAtExit, [] { std::atexit(LogStop); });
+
+    Logging &logging = TheLogging();
+    const std::lock_guard lock(logging.mutex);
+    logging.writer.reset();
+    if (!settings.file.IsEmpty() && settings.fileLevel > k_LogNone)
+        logging.writer = OpenWriter(logging, settings.file);
+    logging.consoleLevel = settings.consoleLevel;
+    logging.fileLevel = logging.writer ? settings.fileLevel : int(k_LogNone);
+    logging.UpdateWanted();
+}
+
+void LogStop()
+{
+    Logging &logging = TheLogging();
+    const std::lock_guard lock(logging.mutex);
+    logging.fileLevel = k_LogNone;
+    logging.UpdateWanted();
+    logging.writer.reset();
+}
+
+void LogFlush()
+{
+    Logging &logging = TheLogging();
+    const std::lock_guard lock(logging.mutex);
+    if (logging.writer)
+        logging.writer->Flush();
+}
+
+bool LogWanted(LogLevel level)
+{
+    return level <= TheLogging().wantedLevel.load(std::memory_order_relaxed);
+}
+
+void Log(LogLevel level, std::string_view text)
+{
+    if (!LogWanted(level))
+        return;
+
+    try
+    {
+        Logging &logging = TheLogging();
+        if (level == k_LogFatal)
+            WritePlaces(logging, level, std::string(text) + "\n" + _CallEntry::Stack());
+        else
+            WritePlaces(logging, level, text);
+        TellListener(logging, level, text);
+    }
+    catch (...)
+    {
+        // Out of memory; a log must not end the program.
+    }
+}
+
+void LogListen(LogLevel level, std::function<void(LogLevel, std::string_view)> listener)
+{
+    Logging &logging = TheLogging();
+    const std::scoped_lock lock(logging.mutex, logging.listenerMutex);
+    logging.listenerLevel = listener ? int(level) : int(k_LogNone);
+    logging.listener = std::move(listener);
+    logging.UpdateWanted();
+}
+
+} // namespace ostrel
