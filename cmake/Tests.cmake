@@ -2,7 +2,7 @@
 #
 # One test program of GoogleTest cases, each case a test of its own in ctest. DISPLAY gives every
 # case an X server and a window manager of its own, so that cases run in parallel without taking
-# each other's keyboard focus.
+# each other's keyboard focus. The label "threads" is for what is worth the thread sanitizer.
 include(GoogleTest)
 
 function(ordwick_test name)
@@ -17,6 +17,9 @@ function(ordwick_test name)
         target_link_libraries(${name} PRIVATE GTest::gtest_main)
     endif()
     set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/tests)
+    if("threads" IN_LIST arg_LABELS)
+        add_dependencies(thread_tests ${name})
+    endif()
     gtest_discover_tests(${name}
         DISCOVERY_MODE PRE_TEST
         DISCOVERY_TIMEOUT 60

@@ -1,0 +1,84 @@
+"""Holds every #include against the table of folders: who may include whom.
+
+    includes.py SOURCE_FOLDER
+
+Prints each line that breaks the table and ends with status 1 when there is one.
+"""
+
+import pathlib
+import re
+import sys
+
+# What a folder may include beside itself. Folders that are not here (tests, bench, fuzz) may
+# include everything.
+TABLE = {
+    "ostrel": [],
+    "corvan": ["ostrel"],
+    "analysis": ["corvan", "ostrel"],
+    "wxcorvan": ["corvan", "ostrel"],
+    "dialogs": ["wxcorvan", "corvan", "ostrel"],
+    "ui": ["dialogs", "wxcorvan", "analysis", "corvan", "ostrel"],
+    "app": ["ui", "wxcorvan", "analysis", "corvan", "ostrel"],
+    "master": ["analysis", "corvan", "ostrel"],
+    "cli": ["analysis", "corvan", "ostrel"],
+}
+
+# Single headers that a folder may include beyond its table.
+ALSO = {"ui": ["app/Ordwick.h"]}
+
+# Outside libraries, by the beginning of their headers' names, and the folders that may use them.
+OUTSIDE = {
+    "wx/": ["wxcorvan", "dialogs", "ui", "app"],
+    "grpc": ["corvan", "master"],
+    "google/protobuf": ["corvan", "master"],
+    "SQLiteCpp": ["master"],
+    "sqlite3.h": ["master"],
+    "CLI/": ["cli"],
+    "nlohmann/": ["cli"],
+    "spdlog/": ["ostrel"],
+    "SimpleIni.h": ["ostrel"],
+    "roaring": ["corvan"],
+    "boost/multi_index": ["analysis"],
+    "boost/process": ["master"],
+}
+
+INCLUDE = re.compile(r'^\s*#\s*include\s*(["<])([^">]+)[">]')
+
+
+def reason_against(folder, quote, header):
+    """Why a file of a folder may not include a header; nothing when it may."""
+    if quote == "<":
+        for beginning, folders in OUTSIDE.items():
+            if header.startswith(beginning) and folder not in folders:
+                return f"{folder} may not use {beginning}"
+        return None
+
+    if header in ALSO.get(folder, []):
+        return None
+    target = header.split("/")[0]
+    if "/" not in header:
+        return "headers are included from the root of the project"
+    if target != folder and target not in TABLE[folder]:
+        return f"{folder} may not include {target}"
+    return None
+
+
+def check(root):
+    """All lines that break the table, as texts."""
+    wrong = []
+    for folder in TABLE:
+        for file in sorted((root / folder).rglob("*")):
+            if file.suffix not in (".cpp", ".h"):
+                continue
+            for number, line in enumerate(file.read_text().splitlines(), 1):
+                found = INCLUDE.match(line)
+                reason = found and reason_against(folder, *found.groups())
+                if reason:
+                    wrong.append(f"{file.relative_to(root)}:{number}: {reason}: {line.strip()}")
+    return wrong
+
+
+if __name__ == "__main__":
+    faults = check(pathlib.Path(sys.argv[1]))
+    print("\n".join(faults))
+    sys.exit(1 if faults else 0)
