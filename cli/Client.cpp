@@ -1,0 +1,118 @@
+#include "cli/Client.h"
+
+#include "corvan/ClientKind.h"
+#include "corvan/Messenger.h"
+
+namespace cli
+{
+
+using corvan::Messenger;
+
+// The log is for whoever asks for one: what a verb has to say it prints.
+Client::Client() : CorvanClientApp("Corvan", ostrel::k_LogError, ostrel::k_LogNone)
+{
+    KeepAnswers<corvan::JobMsg>();
+    KeepAnswers<corvan::JobListMsg>();
+    KeepAnswers<corvan::TaskListMsg>();
+    KeepAnswers<corvan::TaskLogMsg>();
+    KeepAnswers<corvan::AcceptedMsg>();
+    KeepAnswers<corvan::RefusedMsg>();
+    m_connections.push_back(corvan::MessengerDisconnectedEvt::s_Signal.ConnectFunction(
+        [this](const corvan::MessengerDisconnectedEvt &) { ++m_disconnects; }));
+}
+
+Client::~Client()
+{
+    Stop();
+}
+
+template <typename Answer> void Client::KeepAnswers()
+{
+    m_connections.push_back(Answer::s_Signal.ConnectFunction(
+        [this](const boost::shared_ptr<Answer> &answer)
+        {
+            if (answer->answers != 0 && answer->answers == m_question)
+                m_answer = answer;
+        }));
+}
+
+void Client::Start(CommandLine commandLine)
+{
+    m_commandLine = std::move(commandLine);
+    Messenger::SetClientInfo(UID(true), corvan::k_ClientCommandLine);
+    Prepare(m_commandLine);
+    m_isStarted = true;
+    if (!Startup(m_commandLine))
+        throw new Failure(k_WrongUsage, "cannot start; see above");
+}
+
+void Client::Stop()
+{
+    if (!m_isStarted)
+        return;
+    m_isStarted = false;
+    Cleanup();
+}
+
+void Client::NeedMaster()
+{
+    if (!WaitUntil([] { return Messenger::IsConnected(); }, Clock::now() + k_ConnectTime))
+        throw new Failure(k_NoMaster, "no Master answers at " + Address().text);
+}
+
+boost::shared_ptr<Message> Client::AskAny(const boost::shared_ptr<Message> &question)
+{
+    NeedMaster();
+    m_answer.reset();
+    Messenger::Send(question);
+    m_question = question->serial;
+
+    const unsigned disconnectsBefore = m_disconnects;
+    const bool isOver = WaitUntil([&] { return m_answer || m_disconnects != disconnectsBefore; },
+                                  Clock::now() + k_AnswerTime);
+    m_question = 0;
+
+    if (!isOver)
+        throw new Failure(k_NoMaster, "the Master does not answer");
+    if (!m_answer)
+        throw new Failure(k_NoMaster, "the connection to the Master was lost before it answered");
+    if (const auto refused = boost::dynamic_pointer_cast<corvan::RefusedMsg>(m_answer))
+        throw new Failure(k_Refused,
+                          "the Master refused " + refused->what + ": " + refused->reason);
+    return m_answer;
+}
+
+bool Client::WaitUntil(const std::function<bool()> &isDone, Clock::time_point deadline)
+{
+    for (;;)
+    {
+        Messenger::Dispatch();
+        if (isDone())
+            return true;
+        if (Clock::now() >= deadline)
+            return false;
+        SleepUntilWoken(deadline);
+    }
+}
+
+void Client::WakeUp()
+{
+    {
+        const std::lock_guard lock(m_mutex);
+        m_isWoken = true;
+    }
+    m_wake.notify_one();
+}
+
+void Client::SleepUntilWoken(Clock::time_point deadline)
+{
+    std::unique_lock lock(m_mutex);
+    const auto isWoken = [this] { return m_isWoken; };
+    if (deadline == Clock::time_point::max())
+        m_wake.wait(lock, isWoken);
+    else
+        m_wake.wait_until(lock, deadline, isWoken);
+    m_isWoken = false;
+}
+
+} // namespace cli

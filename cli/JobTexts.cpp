@@ -1,0 +1,134 @@
+#include "cli/JobTexts.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include "corvan/Job.h"
+#include "corvan/Parameters.h"
+
+namespace cli
+{
+
+namespace
+{
+
+unsigned CountOf(const Job &job, const String &name)
+{
+    return unsigned(std::strtoul(job.ParameterText(name, false).c_str(), nullptr, 10));
+}
+
+// Values may hold several lines; those after the first stand under it.
+String Indented(const String &value, std::size_t by)
+{
+    String text;
+    for (const char c : value)
+    {
+        text += c;
+        if (c == '\n')
+            text.append(by, ' ');
+    }
+    return text;
+}
+
+// The name where it says more than the number does.
+String ShownValue(const String &name, const String &value)
+{
+    if (name == corvan::p_Status)
+        if (const std::optional<JobStatus> status = corvan::ParseStatus(value))
+            return corvan::StatusName(*status);
+    return value;
+}
+
+String TaskLine(const TaskInfo &task)
+{
+    return fmt::format("task {}: frames {} to {}, {}, tried {} times, exit code {}", task.index,
+                       task.firstFrame, task.lastFrame, corvan::StatusName(task.status), task.tries,
+                       task.exitCode);
+}
+
+} // namespace
+
+JobStatus StatusOf(const Job &job)
+{
+    return corvan::ParseStatus(job.ParameterText(corvan::p_Status, false))
+        .value_or(JobStatus::Queued);
+}
+
+TaskCounts CountsOf(const Job &job)
+{
+    return {CountOf(job, corvan::p_TasksTotal), CountOf(job, corvan::p_TasksDone),
+            CountOf(job, corvan::p_TasksFailed)};
+}
+
+String ShortId(const Job &job)
+{
+    return job.ID().ToString().substr(0, 8);
+}
+
+String CountsText(const TaskCounts &counts)
+{
+    String text = fmt::format("{}/{}", counts.done, counts.total);
+    if (counts.failed > 0)
+        text += fmt::format(", {} failed", counts.failed);
+    return text;
+}
+
+String ListHeading()
+{
+    return fmt::format("{:8}  {:9}  {:18}  {:10}  {}", "ID", "STATUS", "TASKS", "TYPE", "NAME");
+}
+
+String ListLine(const Job &job)
+{
+    return fmt::format("{:8}  {:9}  {:18}  {:10}  {}", ShortId(job),
+                       corvan::StatusName(StatusOf(job)), CountsText(CountsOf(job)),
+                       job.TypeString(), job.Name());
+}
+
+String JobReport(const Job &job, std::span<const TaskInfo> tasks)
+{
+    std::size_t width = 4;
+    for (const auto &[name, value] : job.Parameters())
+        width = std::max(width, name.size());
+
+    String text = fmt::format("{:{}}  {}\n", "ID", width, job.ID().ToString());
+    text += fmt::format("{:{}}  {}\n", "Type", width, job.TypeString());
+    for (const auto &[name, value] : job.Parameters())
+        text +=
+            fmt::format("{:{}}  {}\n", name, width, Indented(ShownValue(name, value), width + 2));
+
+    for (const TaskInfo &task : tasks)
+        if (task.status == JobStatus::Failed)
+            text += TaskLine(task) + "\n";
+    return text;
+}
+
+nlohmann::ordered_json JobJson(const Job &job)
+{
+    nlohmann::ordered_json parameters = nlohmann::ordered_json::object();
+    for (const auto &[name, value] : job.Parameters())
+        parameters[name] = std::string(value);
+    return {
+        {"id", std::string(job.ID().ToString())}, {"type", std::string(job.TypeString())},
+        {"name", std::string(job.Name())},        {"status", corvan::StatusName(StatusOf(job))},
+        {"parameters", std::move(parameters)},
+    };
+}
+
+nlohmann::ordered_json TaskJson(const TaskInfo &task)
+{
+    return {
+        {"index", task.index},         {"firstFrame", task.firstFrame},
+        {"lastFrame", task.lastFrame}, {"status", corvan::StatusName(task.status)},
+        {"tries", task.tries},         {"exitCode", task.exitCode},
+    };
+}
+
+String JsonText(const nlohmann::ordered_json &json)
+{
+    return json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+}
+
+} // namespace cli

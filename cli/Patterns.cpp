@@ -1,0 +1,66 @@
+#include "cli/Patterns.h"
+
+#include <boost/algorithm/string/predicate.hpp>
+#include <boost/algorithm/string/replace.hpp>
+#include <filesystem>
+#include <fmt/format.h>
+
+#include "analysis/FramePattern.h"
+#include "cli/Failure.h"
+
+namespace cli
+{
+
+namespace
+{
+
+String Absolute(const String &pattern, const ostrel::Path &folder)
+{
+    if (boost::algorithm::starts_with(pattern, "/"))
+        return pattern;
+
+    std::string literal = folder.Text();
+    boost::algorithm::replace_all(literal, "%", "%%");
+    return literal + "/" + pattern;
+}
+
+} // namespace
+
+std::optional<String> ReadPattern(const String &text, const ostrel::Path &folder, String *reason)
+{
+    const String pattern = Absolute(analysis::PatternFromHashes(text), folder);
+    if (!analysis::FramePattern::Parse(pattern, reason))
+        return std::nullopt;
+    return pattern;
+}
+
+String NeedPattern(const String &text)
+{
+    String reason;
+    const std::optional<String> pattern =
+        ReadPattern(text, ostrel::Path(std::filesystem::current_path().string()), &reason);
+    if (!pattern)
+        throw new Failure(k_Refused, "cannot take the pattern '" + text + "': " + reason);
+    if (*pattern != text)
+        fmt::print(stderr, "pattern: {}\n", *pattern);
+    return *pattern;
+}
+
+String JoinPatterns(std::span<const String> patterns)
+{
+    String value;
+    for (const String &pattern : patterns)
+    {
+        if (!value.empty())
+            value += ';';
+        for (const char c : pattern)
+        {
+            if (c == ';' || c == '"' || c == '\\')
+                value += '\\';
+            value += c;
+        }
+    }
+    return value;
+}
+
+} // namespace cli

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <optional>
+#include <span>
+
+#include "ostrel/Path.h"
+
+namespace cli
+{
+
+using ostrel::String;
+
+/// What is made of a frame pattern that was given on the command line: frame marks ("####",
+/// "@@@@", "$F4") are turned into the printf form, and a relative path is made absolute under
+/// `folder`, whose percent signs are doubled. Nothing, with the reason in `*reason`, for a pattern
+/// that cannot be formatted.
+std::optional<String> ReadPattern(const String &text, const ostrel::Path &folder, String *reason);
+
+/// The same under the current folder. Says on standard error what became of a pattern that is not
+/// taken as it was given. Throws `Failure *` (refused).
+String NeedPattern(const String &text);
+
+/// The value of "ImageFormat" for some patterns: joined by ";", with a backslash before each
+/// character that means something there.
+String JoinPatterns(std::span<const String> patterns);
+
+} // namespace cli

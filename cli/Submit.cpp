@@ -1,0 +1,62 @@
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include "cli/Patterns.h"
+#include "cli/SubmitJob.h"
+#include "cli/Verb.h"
+
+namespace cli
+{
+
+namespace
+{
+
+class Submit : public Verb
+{
+public:
+    CLI::App *Declare(CLI::App &app) override
+    {
+        CLI::App *verb = app.add_subcommand("submit", "give a new job to the Master");
+        verb->add_option("TYPE", m_job.type, "the job type, such as POV-Ray")->required();
+        verb->add_option("--name", m_job.name, "what to call the job");
+        verb->add_option("--range", m_job.range, "the frames to render: 1-10, 1-100x5, 3,7,9");
+        verb->add_option("--format", m_patterns,
+                         "where frames are written: /renders/beauty.%04d.exr, also with ####, @@@@ "
+                         "or $F4; may be given several times")
+            ->allow_extra_args(false);
+        verb->add_option("--set", m_settings, "NAME=VALUE, a parameter; may be given several times")
+            ->allow_extra_args(false);
+        verb->add_flag("--paused", m_job.isPaused, "do not begin to render");
+        return verb;
+    }
+
+    ExitStatus Run(Client &client) override
+    {
+        for (const std::string &text : m_settings)
+        {
+            const std::optional<Setting> setting = ParseSetting(text);
+            if (!setting)
+                throw new Failure(k_WrongUsage, "--set wants NAME=VALUE, not '" + text + "'");
+            m_job.settings.push_back(*setting);
+        }
+        for (const std::string &text : m_patterns)
+            m_job.patterns.push_back(NeedPattern(text));
+
+        fmt::print("{}\n", SubmitJob(client, MakeJob(m_job)).ToString());
+        return k_Done;
+    }
+
+private:
+    NewJob m_job;
+    std::vector<std::string> m_patterns;
+    std::vector<std::string> m_settings;
+};
+
+} // namespace
+
+std::unique_ptr<Verb> MakeSubmit()
+{
+    return std::make_unique<Submit>();
+}
+
+} // namespace cli
