@@ -12,9 +12,11 @@ using ostrel::OptionsFile;
 using ostrel::Path;
 using ostrel::String;
 
-/// A program of the farm: its name, its log, its options.
+/// A program of the farm: its name, its log, its options. Main thread.
 ///
 /// Its own search folders are $XDG_CONFIG_HOME/NAME, then /etc/NAME; the options file is NAME.ini.
+/// The log is NAME/NAME.log in the user's state folder, or what --log-file says; --log-level is
+/// that file's level, the console keeps its own.
 class CorvanApp : public ostrel::Application
 {
 public:
@@ -31,18 +33,23 @@ public:
         return m_options;
     }
 
-    /// Where the options are kept: NAME.ini in the user's own folder. Called once, at start-up,
-    /// after `File::s_AltPaths` was set.
+    /// Where the options are kept: NAME/NAME.ini in the user's configuration folder. Called once,
+    /// at start-up, after `File::s_AltPaths` was set and before the options are read, also where
+    /// --options names another file.
     virtual Path OptionsFilename() const;
 
     static const char *Version();
 
 protected:
-    /// Opens the log, sets the search folders and reads the options (those of --options where it
-    /// is given), and the path map.
-    void StartCorvan(const CommandLine &commandLine);
+    /// Opens the log, sets the search folders, and reads the options (those of --options where it
+    /// is given) and the path map. False, with the reason logged as fatal, for a bad --log-level;
+    /// all else is done even then.
+    bool StartCorvan(const CommandLine &commandLine);
 
 private:
+    bool StartLog(const CommandLine &commandLine);
+    void ReadOptions(const CommandLine &commandLine);
+
     int m_consoleLevel;
     int m_fileLevel;
     OptionsFile m_options{true};

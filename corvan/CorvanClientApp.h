@@ -1,12 +1,15 @@
 #pragma once
 
-#include <functional>
+#include <memory>
+#include <optional>
 
 #include "corvan/CorvanApp.h"
 #include "corvan/MasterAddress.h"
 
 namespace corvan
 {
+
+class Link;
 
 /// A program that is a client of the Master.
 ///
@@ -23,8 +26,13 @@ public:
     void Prepare(const CommandLine &commandLine);
 
     /// Reads the job types, tells the library statics and starts the messenger. False, with the
-    /// reason logged as fatal, when that cannot be: a bad --master, say. Not being connected is
-    /// no failure.
+    /// reason logged as fatal, when that cannot be: a bad --master or --log-level, say. Not being
+    /// connected is no failure.
+    ///
+    /// The Master's address is that of --master, else of the environment's CORVAN_MASTER, else of
+    /// key "Address" in section "Master" of the options, else the personal Master's. An empty text
+    /// is none. A client that nobody described (`Messenger::SetClientInfo`) is a command line with
+    /// an identity made anew.
     virtual bool Startup(CommandLine &commandLine);
 
     /// Stops the messenger, tells the library statics, ends the log.
@@ -35,14 +43,21 @@ protected:
     virtual void WakeUp() = 0;
 
     /// Whether a personal Master is started where nobody answers at the default address, and the
-    /// options do not forbid it.
+    /// options do not forbid it (key "AutoStart" of section "Master").
     virtual bool MayStartMaster() const
     {
         return true;
     }
 
     /// Makes the link that `Startup` gives to the messenger. Tests give another.
-    virtual std::unique_ptr<class Link> MakeLink(const MasterAddress &address);
+    virtual std::unique_ptr<Link> MakeLink(const MasterAddress &address);
+
+private:
+    std::optional<MasterAddress> FindMaster(const CommandLine &commandLine);
+    std::unique_ptr<Link> FindLink(const CommandLine &commandLine);
+
+    bool m_isPrepared = false;
+    bool m_isStarted = false;
 };
 
 } // namespace corvan

@@ -1,9 +1,8 @@
 #pragma once
 
+#include <boost/shared_ptr.hpp>
 #include <map>
 #include <vector>
-
-#include <boost/shared_ptr.hpp>
 
 #include "corvan/Job.h"
 #include "corvan/JobType.h"
@@ -11,7 +10,9 @@
 namespace corvan
 {
 
-/// Knows the job types and makes jobs of them. Main thread.
+/// Knows the job types and makes jobs of them.
+///
+/// Filled at start-up, before messages come in; from then on any thread may ask it.
 class JobFactory
 {
 public:
@@ -21,6 +22,12 @@ public:
     /// Reads every NAME.ini of a folder, over types of the same identifier. A file that is wrong
     /// is passed over with an error line. Returns how many were read.
     int LoadTypes(const ostrel::Path &folder);
+
+    /// The types that ship with the programs, then the user's own in "Corvan/jobtypes" of the data
+    /// folder: what the Master and its clients all start with.
+    int LoadInstalledTypes();
+
+    /// Throws `ostrel::Exception *` where another type has that name.
     void AddType(JobType type);
     void Clear();
 

@@ -26,12 +26,14 @@ struct JobTypeCommand
 ///     Id = 6f1c...            identifier of the type
 ///     Name = POV-Ray          what people call it
 ///     RendersFrames = yes     has range, custom range, image format
-///     CustomRange = yes       no for a type that has no custom range
+///     CustomRange = yes       no for a type that has no custom range (one that renders no
+///                             frames never has one)
 ///
 ///     [Defaults]              any parameter = its value where the job sets none
 ///     PacketSize = 1
 ///
-///     [Render]                the command, an argument a key, in the order of their numbers
+///     [Render]                the command, an argument a key, in the order of their numbers; see
+///                             Placeholders.h
 ///     1 = povray
 ///     2 = +I{Scene}
 ///
@@ -40,11 +42,14 @@ struct JobTypeCommand
 ///     1 = xdg-open
 ///
 /// An argument that is one single placeholder of a parameter with several lines gives as many
-/// arguments (the "Arguments" of a plain command).
+/// arguments (the "Arguments" of a plain command). Names of sections and keys are taken to the
+/// letter.
 class JobType
 {
 public:
-    /// Reads one file. Throws `ostrel::Exception *` that names the file and what is wrong.
+    /// Reads one file. Throws `ostrel::Exception *` that names the file and what is wrong: a
+    /// section or key that is not known, an identifier or name that is none, a default that no job
+    /// takes, a command that is empty or has a brace that is not closed.
     static JobType Load(const ostrel::Path &file);
 
     UID id;

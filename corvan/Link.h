@@ -1,8 +1,7 @@
 #pragma once
 
-#include <functional>
-
 #include <boost/shared_ptr.hpp>
+#include <functional>
 
 #include "corvan/Message.h"
 

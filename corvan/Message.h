@@ -1,8 +1,8 @@
 #pragma once
 
-#include <cstdint>
-
 #include <boost/shared_ptr.hpp>
+#include <cstddef>
+#include <cstdint>
 
 #include "ostrel/UID.h"
 
@@ -16,6 +16,14 @@ namespace wire
 {
 class Envelope;
 }
+
+/// Which way a message may go.
+enum class Direction
+{
+    ToMaster,
+    FromMaster,
+    Both,
+};
 
 /// One message between a client and the Master. Made by `MessageFactory`, sent by `Messenger`.
 ///
@@ -31,7 +39,9 @@ public:
     /// "JobParameter": as its field in the wire format is called.
     virtual const char *TypeName() const = 0;
 
-    /// Fills the body of an envelope.
+    virtual Direction Goes() const = 0;
+
+    /// Fills the body of an envelope. Bytes of a text that are no UTF-8 are replaced.
     virtual void Write(wire::Envelope &envelope) const = 0;
 
     /// Takes the body of an envelope that holds this type. False, with the reason, for content
@@ -45,6 +55,8 @@ public:
     std::uint64_t serial = 0;
     /// The request that this one answers; 0 for none.
     std::uint64_t answers = 0;
+    /// Bytes of the envelope it came in; 0 for one made here.
+    std::size_t wireBytes = 0;
 };
 
 } // namespace corvan

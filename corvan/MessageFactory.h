@@ -5,7 +5,7 @@
 namespace corvan
 {
 
-/// Makes messages: by the identifier of their type, or from what came over the wire.
+/// Makes messages: by the identifier of their type, or from what came over the wire. Any thread.
 class MessageFactory
 {
 public:
@@ -15,6 +15,9 @@ public:
     /// The message in an envelope. Null, with the reason, for an unknown or empty body and for
     /// content that cannot be.
     static boost::shared_ptr<Message> FromEnvelope(const wire::Envelope &envelope, String *reason);
+
+    /// The envelope of a message: serial, what it answers, and the body.
+    static void ToEnvelope(const Message &message, wire::Envelope &envelope);
 };
 
 } // namespace corvan

@@ -10,34 +10,43 @@
 namespace corvan
 {
 
-/// What all concrete messages share: `s_Type`, `s_Signal` and their virtual faces.
+/// What all concrete messages share: the virtual faces of their `s_Type`, `s_Name`, `s_Signal` and
+/// `s_Direction`.
 template <typename Concrete> class MessageOf : public Message
 {
 public:
-    static const UID s_Type;
-    static ostrel::Signal<boost::shared_ptr<Concrete>> s_Signal;
-    static const char *const s_Name;
+    using Signal = ostrel::Signal<boost::shared_ptr<Concrete>>;
 
     const UID &TypeID() const override
     {
-        return s_Type;
+        return Concrete::s_Type;
     }
     const char *TypeName() const override
     {
-        return s_Name;
+        return Concrete::s_Name;
+    }
+    Direction Goes() const override
+    {
+        return Concrete::s_Direction;
     }
     void Raise(const boost::shared_ptr<Message> &self) const override
     {
-        s_Signal(boost::static_pointer_cast<Concrete>(self));
+        Concrete::s_Signal(boost::static_pointer_cast<Concrete>(self));
     }
-    void Write(wire::Envelope &envelope) const override;
-    bool Read(const wire::Envelope &envelope, String *reason) override;
 };
 
 /// Client to Master: tell me of all changes of these jobs.
 class FollowJobMsg : public MessageOf<FollowJobMsg>
 {
 public:
+    static const UID s_Type;
+    static Signal s_Signal;
+    static constexpr const char *s_Name = "FollowJob";
+    static constexpr Direction s_Direction = Direction::ToMaster;
+
+    void Write(wire::Envelope &envelope) const override;
+    bool Read(const wire::Envelope &envelope, String *reason) override;
+
     std::vector<UID> jobs;
 };
 
@@ -45,6 +54,14 @@ public:
 class GetJobInfoMsg : public MessageOf<GetJobInfoMsg>
 {
 public:
+    static const UID s_Type;
+    static Signal s_Signal;
+    static constexpr const char *s_Name = "GetJobInfo";
+    static constexpr Direction s_Direction = Direction::ToMaster;
+
+    void Write(wire::Envelope &envelope) const override;
+    bool Read(const wire::Envelope &envelope, String *reason) override;
+
     std::vector<UID> jobs;
 };
 
@@ -52,6 +69,14 @@ public:
 class JobMsg : public MessageOf<JobMsg>
 {
 public:
+    static const UID s_Type;
+    static Signal s_Signal;
+    static constexpr const char *s_Name = "Job";
+    static constexpr Direction s_Direction = Direction::Both;
+
+    void Write(wire::Envelope &envelope) const override;
+    bool Read(const wire::Envelope &envelope, String *reason) override;
+
     boost::shared_ptr<Job> job;
 };
 
@@ -59,6 +84,14 @@ public:
 class JobParameterMsg : public MessageOf<JobParameterMsg>
 {
 public:
+    static const UID s_Type;
+    static Signal s_Signal;
+    static constexpr const char *s_Name = "JobParameter";
+    static constexpr Direction s_Direction = Direction::Both;
+
+    void Write(wire::Envelope &envelope) const override;
+    bool Read(const wire::Envelope &envelope, String *reason) override;
+
     UID job;
     String name;
     String value;
@@ -68,19 +101,44 @@ public:
 class ListJobsMsg : public MessageOf<ListJobsMsg>
 {
 public:
+    static const UID s_Type;
+    static Signal s_Signal;
+    static constexpr const char *s_Name = "ListJobs";
+    static constexpr Direction s_Direction = Direction::ToMaster;
+
+    void Write(wire::Envelope &envelope) const override;
+    bool Read(const wire::Envelope &envelope, String *reason) override;
+
     unsigned limit = 0; ///< 0 for all.
 };
 
-/// Newest first.
+/// Master to client: the jobs, newest first.
 class JobListMsg : public MessageOf<JobListMsg>
 {
 public:
+    static const UID s_Type;
+    static Signal s_Signal;
+    static constexpr const char *s_Name = "JobList";
+    static constexpr Direction s_Direction = Direction::FromMaster;
+
+    void Write(wire::Envelope &envelope) const override;
+    bool Read(const wire::Envelope &envelope, String *reason) override;
+
     std::vector<boost::shared_ptr<Job>> jobs;
 };
 
+/// Client to Master: how far are the tasks of this job?
 class GetTasksMsg : public MessageOf<GetTasksMsg>
 {
 public:
+    static const UID s_Type;
+    static Signal s_Signal;
+    static constexpr const char *s_Name = "GetTasks";
+    static constexpr Direction s_Direction = Direction::ToMaster;
+
+    void Write(wire::Envelope &envelope) const override;
+    bool Read(const wire::Envelope &envelope, String *reason) override;
+
     UID job;
 };
 
@@ -95,23 +153,50 @@ struct TaskInfo
     int exitCode = 0; ///< Of the last try that ended; -1 when a signal ended it.
 };
 
+/// Master to client: the tasks of a job, in the order of their frames.
 class TaskListMsg : public MessageOf<TaskListMsg>
 {
 public:
+    static const UID s_Type;
+    static Signal s_Signal;
+    static constexpr const char *s_Name = "TaskList";
+    static constexpr Direction s_Direction = Direction::FromMaster;
+
+    void Write(wire::Envelope &envelope) const override;
+    bool Read(const wire::Envelope &envelope, String *reason) override;
+
     UID job;
     std::vector<TaskInfo> tasks;
 };
 
+/// Client to Master: what did the command of this task print?
 class GetTaskLogMsg : public MessageOf<GetTaskLogMsg>
 {
 public:
+    static const UID s_Type;
+    static Signal s_Signal;
+    static constexpr const char *s_Name = "GetTaskLog";
+    static constexpr Direction s_Direction = Direction::ToMaster;
+
+    void Write(wire::Envelope &envelope) const override;
+    bool Read(const wire::Envelope &envelope, String *reason) override;
+
     UID job;
     unsigned task = 0;
 };
 
+/// Master to client: the end of what a task's last try printed, a mebibyte at most.
 class TaskLogMsg : public MessageOf<TaskLogMsg>
 {
 public:
+    static const UID s_Type;
+    static Signal s_Signal;
+    static constexpr const char *s_Name = "TaskLog";
+    static constexpr Direction s_Direction = Direction::FromMaster;
+
+    void Write(wire::Envelope &envelope) const override;
+    bool Read(const wire::Envelope &envelope, String *reason) override;
+
     UID job;
     unsigned task = 0;
     String text;
@@ -121,6 +206,14 @@ public:
 class AcceptedMsg : public MessageOf<AcceptedMsg>
 {
 public:
+    static const UID s_Type;
+    static Signal s_Signal;
+    static constexpr const char *s_Name = "Accepted";
+    static constexpr Direction s_Direction = Direction::FromMaster;
+
+    void Write(wire::Envelope &envelope) const override;
+    bool Read(const wire::Envelope &envelope, String *reason) override;
+
     UID job; ///< Nil where it was about no job.
 };
 
@@ -128,6 +221,14 @@ public:
 class RefusedMsg : public MessageOf<RefusedMsg>
 {
 public:
+    static const UID s_Type;
+    static Signal s_Signal;
+    static constexpr const char *s_Name = "Refused";
+    static constexpr Direction s_Direction = Direction::FromMaster;
+
+    void Write(wire::Envelope &envelope) const override;
+    bool Read(const wire::Envelope &envelope, String *whyNot) override;
+
     String what;
     String reason;
     UID job; ///< Nil where it was about no job.

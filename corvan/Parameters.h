@@ -26,4 +26,7 @@ extern const String p_TasksTotal;    ///< "TasksTotal": packets of the job, set 
 extern const String p_TasksDone;     ///< "TasksDone", set by the Master alone.
 extern const String p_TasksFailed;   ///< "TasksFailed", set by the Master alone.
 
+/// True for the parameters that the Master alone sets; it refuses them from a client.
+bool IsMasterParameter(const String &name);
+
 } // namespace corvan

@@ -1,13 +1,15 @@
 #pragma once
 
-#include <compare>
+#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 #include <iterator>
-
-#include <roaring/roaring.hh>
+#include <memory>
 
 #include "ostrel/String.h"
+
+struct roaring_bitmap_s; // Of CRoaring, which the .cpp alone includes.
 
 namespace corvan
 {
@@ -20,7 +22,8 @@ class SequenceDistributor
 public:
     /// An ordered set of frame numbers, each once, over all of signed 32 bits.
     ///
-    /// Compressed: ten million frames take a few megabytes at the worst.
+    /// Compressed: a run of frames takes a few bytes however long, ten million frames with gaps
+    /// a few megabytes, and 20 MB where they are scattered over all numbers there are.
     class Items;
 
     /// Most frames a range may name.
@@ -32,14 +35,18 @@ public:
     /// is let pass. The empty text is the empty set.
     ///
     /// Refused, with an empty set and the reason logged as an error: any other empty part, "A-B:S",
-    /// a step below 1, other text, numbers outside signed 32 bits, more than `k_MaxFrames` frames.
+    /// a step below 1, other text, numbers outside signed 32 bits, more than `k_MaxFrames` frames
+    /// (each counted once), and a text that names the same frames over and over with steps.
     static void CalculateItems(const String &range, Items &items);
 
-    /// The same without the log: false, the reason in `*reason` and an empty set when refused.
+    /// The same without the log: false, the reason in `*reason` (which names the text, cut where
+    /// it is long) and an empty set when refused. `reason` may be null. Takes time by the length
+    /// of the text and the number of stepped frames, never by the length of a plain run; a second
+    /// at the very worst.
     static bool ParseRange(const String &range, Items &items, String *reason);
 
-    /// The shortest usual text of a set: {1,2,3,5,7,9,20} is "1-3,5-9x2,20", {1,3} is "1,3". What
-    /// `CalculateItems` makes of it is the same set again.
+    /// The shortest usual text of a set: {1,2,3,5,7,9,20} is "1-3,5-9x2,20", {1,3} is "1,3", {1,2}
+    /// is "1,2". What `CalculateItems` makes of it is the same set again.
     static String CalculateRange(const Items &items);
 };
 
@@ -57,28 +64,56 @@ public:
         using reference = int;
 
         const_iterator() = default;
-        int operator*() const;
+        int operator*() const
+        {
+            return m_frame;
+        }
         const_iterator &operator++();
-        const_iterator operator++(int);
-        friend bool operator==(const const_iterator &a, const const_iterator &b);
+        const_iterator operator++(int)
+        {
+            const_iterator before = *this;
+            ++*this;
+            return before;
+        }
+        friend bool operator==(const const_iterator &a, const const_iterator &b)
+        {
+            return a.m_atEnd == b.m_atEnd && a.m_frame == b.m_frame;
+        }
 
     private:
         friend class Items;
-        // A roaring iterator has no empty state and needs its set; see the .cpp.
-        const Items *m_set = nullptr;
-        roaring::api::roaring_uint32_iterator_t m_position{};
+        // The library's own iterator, as bytes: it holds no resource.
+        using Position = std::array<std::uint64_t, 6>;
+
+        void Take(const Position &position);
+
+        Position m_position{};
+        int m_frame = 0;
+        bool m_atEnd = true;
     };
     using iterator = const_iterator;
     using value_type = int;
 
-    Items() = default;
+    Items();
     Items(std::initializer_list<int> frames);
+    /// first, first + step, ... up to `last`; `step` is 1 or more.
+    static Items Steps(int first, int last, int step);
+    ~Items();
+    Items(const Items &other);
+    Items &operator=(const Items &other);
+    /// What is left behind is empty.
+    Items(Items &&other);
+    Items &operator=(Items &&other) noexcept;
 
     /// True when `frame` was not in the set before.
     bool insert(int frame);
     /// All of first..last, both included; nothing when last < first. Cheap however long.
     void insertRange(int first, int last);
+    /// True when `frame` was in the set.
     bool erase(int frame);
+    /// All of another set; how many of them were not in this one before.
+    std::size_t insertAll(const Items &other);
+    void eraseAll(const Items &other);
     void clear();
 
     bool empty() const;
@@ -90,7 +125,10 @@ public:
     }
 
     const_iterator begin() const;
-    const_iterator end() const;
+    const_iterator end() const
+    {
+        return {};
+    }
     /// The first frame not below `frame`.
     const_iterator lower_bound(int frame) const;
 
@@ -101,7 +139,15 @@ public:
     friend bool operator==(const Items &a, const Items &b);
 
 private:
-    roaring::Roaring m_bits;
+    struct Free
+    {
+        void operator()(roaring_bitmap_s *bits) const;
+    };
+    // Never null. Holds the frames with their sign bit turned, so that its order of unsigned
+    // numbers is theirs.
+    std::unique_ptr<roaring_bitmap_s, Free> m_bits;
 };
+
+bool operator==(const SequenceDistributor::Items &a, const SequenceDistributor::Items &b);
 
 } // namespace corvan

@@ -20,6 +20,11 @@ public:
     explicit OptionsFile(bool searchFolders);
 
     void SetFilename(const Path &filename);
+    /// From now on the file is where its name says and nowhere else.
+    void ForgetFolders()
+    {
+        m_searchFolders = false;
+    }
     const Path &Filename() const
     {
         return m_filename;

@@ -1,0 +1,103 @@
+#include "corvan/CorvanClientApp.h"
+
+#include <cstdlib>
+
+#include "corvan/ClientKind.h"
+#include "corvan/GrpcLink.h"
+#include "corvan/JobFactory.h"
+#include "corvan/Messenger.h"
+#include "corvan/PersonalMaster.h"
+#include "ostrel/Exception.h"
+#include "ostrel/Folders.h"
+#include "ostrel/LibStatic.h"
+#include "ostrel/Log.h"
+
+namespace corvan
+{
+
+void CorvanClientApp::Prepare(const CommandLine &commandLine)
+{
+    m_isPrepared = StartCorvan(commandLine);
+}
+
+bool CorvanClientApp::Startup(CommandLine &commandLine)
+{
+    if (!m_isPrepared)
+        return false;
+
+    if (Messenger::ClientIdentity().IsNil())
+        Messenger::SetClientInfo(UID(true), k_ClientCommandLine);
+    std::unique_ptr<Link> link = FindLink(commandLine);
+    if (!link)
+        return false;
+
+    JobFactory::s_JobFactory.LoadInstalledTypes();
+    m_isStarted = true;
+    ostrel::LibStatic::NotifyStartup(commandLine);
+    Messenger::Start(std::move(link), [this] { WakeUp(); });
+    return true;
+}
+
+void CorvanClientApp::Cleanup()
+{
+    Messenger::Stop();
+    if (m_isStarted)
+        ostrel::LibStatic::NotifyCleanup();
+    m_isStarted = false;
+    ostrel::LogStop();
+}
+
+std::unique_ptr<Link> CorvanClientApp::FindLink(const CommandLine &commandLine)
+{
+    try
+    {
+        const auto address = FindMaster(commandLine);
+        if (!address)
+            return nullptr;
+        ostrel::LogInfo("The Master is looked for at " + address->text);
+        return MakeLink(*address);
+    }
+    catch (ostrel::Exception *raw)
+    {
+        const std::unique_ptr<ostrel::Exception> error(raw);
+        ostrel::LogFatal(error->Text());
+        return nullptr;
+    }
+}
+
+std::optional<MasterAddress> CorvanClientApp::FindMaster(const CommandLine &commandLine)
+{
+    String text = commandLine.GetArgument("master", 0, "");
+    if (const char *set = std::getenv("CORVAN_MASTER"); text.empty() && set)
+        text = set;
+    if (text.empty())
+        text = Options().GetValue("Master", "Address", String());
+    if (text.empty())
+    {
+        // Whoever can put a socket file there can give this user's window commands to run.
+        ostrel::MakePrivateFolder(ostrel::RuntimeFolder());
+        text = MasterAddress::Default().text;
+    }
+
+    String reason;
+    auto address = MasterAddress::Parse(text, &reason);
+    if (!address)
+        ostrel::LogFatal(reason);
+    return address;
+}
+
+std::unique_ptr<Link> CorvanClientApp::MakeLink(const MasterAddress &address)
+{
+    GrpcLink::Settings settings;
+    settings.address = address;
+    settings.identity = {Messenger::ClientIdentity(), Messenger::ClientKindNumber(), Name(),
+                         Version()};
+    if (address.kind == MasterAddress::Kind::Tcp)
+        settings.security = TcpSecurity::Load(Options());
+    if (address == MasterAddress::Default() && MayStartMaster() &&
+        Options().GetValue("Master", "AutoStart", true))
+        settings.nobodyThere = [] { StartPersonalMaster(); };
+    return std::make_unique<GrpcLink>(std::move(settings));
+}
+
+} // namespace corvan

@@ -1,0 +1,180 @@
+#include "corvan/JobType.h"
+
+#include <algorithm>
+#include <charconv>
+#include <map>
+
+#include "corvan/ParameterCheck.h"
+#include "corvan/Placeholders.h"
+#include "corvan/Utf8.h"
+#include "ostrel/Exception.h"
+#include "ostrel/File.h"
+#include "ostrel/IniFile.h"
+
+namespace corvan
+{
+
+namespace
+{
+
+using ostrel::IniFile;
+using ostrel::Path;
+
+constexpr std::size_t k_most_bytes = 1u << 20;
+const char *const k_command = "Command.";
+
+[[noreturn]] void Refuse(const String &why)
+{
+    throw new ostrel::Exception(why);
+}
+
+/// The number of "12"; 0 for other text.
+unsigned ParseNumber(const String &text)
+{
+    unsigned number = 0;
+    const char *end = text.data() + text.size();
+    const auto [stopped, error] = std::from_chars(text.data(), end, number);
+    return error == std::errc() && stopped == end ? number : 0;
+}
+
+void CheckSections(const IniFile &file)
+{
+    for (const String &section : file.Sections())
+    {
+        const bool isCommand = section.starts_with(k_command) &&
+                               ParseNumber(section.substr(std::string_view(k_command).size())) > 0;
+        if (!isCommand && section != "Type" && section != "Defaults" && section != "Render")
+            Refuse("section \"" + Excerpt(section) + "\" is not known");
+    }
+}
+
+void CheckKeys(const IniFile &file, const String &section, std::initializer_list<const char *> keys)
+{
+    for (const String &key : file.Keys(section))
+        if (std::ranges::find(keys, std::string_view(key)) == keys.end())
+            Refuse("key \"" + Excerpt(key) + "\" of section \"" + section + "\" is not known");
+}
+
+bool ReadFlag(const IniFile &file, const String &key, bool defaultValue)
+{
+    if (!file.FindText("Type", key))
+        return defaultValue;
+    // A text that is neither gives the default whatever that is.
+    const bool isSet = file.GetValue("Type", key, false);
+    if (isSet != file.GetValue("Type", key, true))
+        Refuse("key \"" + key + "\" of section \"Type\" is neither yes nor no");
+    return isSet;
+}
+
+void ReadType(const IniFile &file, JobType &type)
+{
+    CheckKeys(file, "Type", {"Id", "Name", "RendersFrames", "CustomRange"});
+    if (!type.id.FromString(file.FindText("Type", "Id").value_or(String())))
+        Refuse("key \"Id\" of section \"Type\" is no identifier");
+    type.name = file.FindText("Type", "Name").value_or(String());
+    if (type.name.empty() || HasControlCharacters(type.name))
+        Refuse("key \"Name\" of section \"Type\" is no name");
+    type.rendersFrames = ReadFlag(file, "RendersFrames", true);
+    type.hasCustomRange = ReadFlag(file, "CustomRange", type.rendersFrames);
+    if (type.hasCustomRange && !type.rendersFrames)
+        Refuse("a type that renders no frames has no custom range");
+}
+
+void ReadDefaults(const IniFile &file, JobType &type)
+{
+    for (const String &name : file.Keys("Defaults"))
+    {
+        const String value = file.FindText("Defaults", name).value_or(String());
+        if (const String reason = CheckParameterText(name, value); !reason.empty())
+            Refuse("section \"Defaults\": " + reason);
+        if (name == p_Status || name == p_UserRange || IsMasterParameter(name) ||
+            (name == p_CustomRange && !type.hasCustomRange))
+            Refuse("section \"Defaults\": " + name + " has no default");
+        type.defaults.emplace_back(name, value);
+    }
+}
+
+/// The arguments of a section in the order of their numbers.
+std::vector<String> ReadArguments(const IniFile &file, const String &section)
+{
+    std::map<unsigned, String> numbered;
+    for (const String &key : file.Keys(section))
+    {
+        if (key == "Label")
+            continue;
+        const unsigned number = ParseNumber(key);
+        if (number == 0)
+            Refuse("key \"" + Excerpt(key) + "\" of section \"" + section + "\" is no number");
+        const String argument = file.FindText(section, key).value_or(String());
+        if (const String reason = CheckPlaceholders(argument); !reason.empty())
+            Refuse("section \"" + section + "\": " + reason);
+        if (!numbered.emplace(number, argument).second)
+            Refuse("section \"" + section + "\" has two arguments of number " + key);
+    }
+
+    std::vector<String> arguments;
+    for (const auto &[number, argument] : numbered)
+        arguments.push_back(argument);
+    if (arguments.empty())
+        Refuse("section \"" + section + "\" names no command");
+    return arguments;
+}
+
+void ReadCommands(const IniFile &file, JobType &type)
+{
+    std::map<unsigned, JobTypeCommand> numbered;
+    for (const String &section : file.Sections())
+    {
+        if (!section.starts_with(k_command))
+            continue;
+        JobTypeCommand command;
+        command.label = file.FindText(section, "Label").value_or(String());
+        if (command.label.empty() || HasControlCharacters(command.label))
+            Refuse("section \"" + section + "\" has no label");
+        command.arguments = ReadArguments(file, section);
+        numbered[ParseNumber(section.substr(std::string_view(k_command).size()))] = command;
+    }
+    for (auto &[number, command] : numbered)
+        type.commands.push_back(std::move(command));
+}
+
+JobType Read(const Path &path)
+{
+    IniFile file;
+    String error;
+    if (!file.Parse(ostrel::File::ReadWhole(path, k_most_bytes), &error))
+        Refuse(error);
+
+    JobType type;
+    CheckSections(file);
+    ReadType(file, type);
+    ReadDefaults(file, type);
+    type.renderCommand = ReadArguments(file, "Render");
+    ReadCommands(file, type);
+    return type;
+}
+
+} // namespace
+
+JobType JobType::Load(const Path &file)
+{
+    try
+    {
+        return Read(file);
+    }
+    catch (ostrel::Exception *raw)
+    {
+        const std::unique_ptr<ostrel::Exception> error(raw);
+        throw new ostrel::Exception("cannot use job type " + file.Text() + ": " + error->Text());
+    }
+}
+
+std::optional<String> JobType::FindDefault(const String &parameter) const
+{
+    const auto found = std::ranges::find(defaults, parameter, &std::pair<String, String>::first);
+    if (found == defaults.end())
+        return std::nullopt;
+    return found->second;
+}
+
+} // namespace corvan

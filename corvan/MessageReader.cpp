@@ -1,0 +1,109 @@
+#include "corvan/MessageReader.h"
+
+#include <set>
+
+#include "corvan/JobFactory.h"
+#include "corvan/JobType.h"
+#include "corvan/Limits.h"
+#include "corvan/Utf8.h"
+#include "corvan/messages.pb.h"
+
+namespace corvan
+{
+
+bool ReadId(const std::string &text, const char *what, UID &id, String *reason)
+{
+    if (id.FromString(text))
+        return true;
+    *reason = String(what) + " \"" + Excerpt(text) + "\" is no identifier";
+    return false;
+}
+
+bool ReadOptionalId(const std::string &text, const char *what, UID &id, String *reason)
+{
+    id = UID();
+    return text.empty() || ReadId(text, what, id, reason);
+}
+
+bool ReadIds(const google::protobuf::RepeatedPtrField<std::string> &texts, std::vector<UID> &ids,
+             String *reason)
+{
+    if (texts.empty())
+    {
+        *reason = "it names no job";
+        return false;
+    }
+    if (std::size_t(texts.size()) > k_MaxJobIds)
+    {
+        *reason = "it names more than " + std::to_string(k_MaxJobIds) + " jobs";
+        return false;
+    }
+    ids.clear();
+    for (const std::string &text : texts)
+    {
+        UID id;
+        if (!ReadId(text, "job", id, reason))
+            return false;
+        ids.push_back(id);
+    }
+    return true;
+}
+
+namespace
+{
+
+bool ReadParameters(const wire::Job &wireJob, Job &job, String *reason)
+{
+    std::set<std::string> names;
+    for (const wire::Parameter &parameter : wireJob.parameters())
+    {
+        if (!names.insert(parameter.name()).second)
+        {
+            *reason = "parameter " + Excerpt(parameter.name()) + " is there twice";
+            return false;
+        }
+        *reason = job.CheckParameter(parameter.name(), parameter.value());
+        if (!reason->empty())
+            return false;
+        job.SetParameter(parameter.name(), parameter.value());
+    }
+    return true;
+}
+
+} // namespace
+
+boost::shared_ptr<Job> ReadJob(const wire::Job &wireJob, String *reason)
+{
+    UID id;
+    UID type;
+    if (!ReadId(wireJob.id(), "id", id, reason) || !ReadId(wireJob.type(), "type", type, reason))
+        return nullptr;
+    if (!JobFactory::s_JobFactory.FindType(type))
+    {
+        *reason = "job type " + type.ToString() + " is not known here";
+        return nullptr;
+    }
+
+    const boost::shared_ptr<Job> job = JobFactory::s_JobFactory.CreateJob(type);
+    job->SetID(id);
+    if (!ReadParameters(wireJob, *job, reason))
+    {
+        *reason = "job " + id.ToString() + ": " + *reason;
+        return nullptr;
+    }
+    return job;
+}
+
+void WriteJob(const Job &job, wire::Job &wireJob)
+{
+    wireJob.set_id(job.ID().ToString());
+    wireJob.set_type(job.Type().id.ToString());
+    for (const auto &[name, value] : job.Parameters())
+    {
+        wire::Parameter &parameter = *wireJob.add_parameters();
+        parameter.set_name(name);
+        parameter.set_value(MakeUtf8(value));
+    }
+}
+
+} // namespace corvan

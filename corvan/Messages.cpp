@@ -1,0 +1,252 @@
+#include "corvan/Messages.h"
+
+#include "corvan/Limits.h"
+#include "corvan/MessageReader.h"
+#include "corvan/ParameterCheck.h"
+#include "corvan/Utf8.h"
+#include "corvan/messages.pb.h"
+#include "ostrel/Log.h"
+
+namespace corvan
+{
+
+const UID FollowJobMsg::s_Type("a619afc3-022f-4e6e-a35b-37ae254fcad0", true);
+FollowJobMsg::Signal FollowJobMsg::s_Signal;
+const UID GetJobInfoMsg::s_Type("a7e60a94-2e8f-4861-8492-dd5401544397", true);
+GetJobInfoMsg::Signal GetJobInfoMsg::s_Signal;
+const UID JobMsg::s_Type("cfb9fec4-a280-4b13-898d-9744e9a60f43", true);
+JobMsg::Signal JobMsg::s_Signal;
+const UID JobParameterMsg::s_Type("dfa8aca4-0478-456c-96a7-0dc48655029d", true);
+JobParameterMsg::Signal JobParameterMsg::s_Signal;
+const UID ListJobsMsg::s_Type("d87411ad-d84e-4247-bf27-3d8f6a7cd222", true);
+ListJobsMsg::Signal ListJobsMsg::s_Signal;
+const UID JobListMsg::s_Type("0d630de8-2a68-47ed-909a-cfab103a0b02", true);
+JobListMsg::Signal JobListMsg::s_Signal;
+const UID GetTasksMsg::s_Type("3429efe1-ac58-4917-9e43-dba7f6d708e7", true);
+GetTasksMsg::Signal GetTasksMsg::s_Signal;
+const UID TaskListMsg::s_Type("03e156c3-0138-4d3a-a7f3-555543fcd5b7", true);
+TaskListMsg::Signal TaskListMsg::s_Signal;
+const UID GetTaskLogMsg::s_Type("b3e5c54d-8be8-483a-86b1-24079b17ece1", true);
+GetTaskLogMsg::Signal GetTaskLogMsg::s_Signal;
+const UID TaskLogMsg::s_Type("7a71cabc-86e3-4e5a-bf88-9e3a4e791397", true);
+TaskLogMsg::Signal TaskLogMsg::s_Signal;
+const UID AcceptedMsg::s_Type("e25ac1bb-cabb-43ee-b840-b3ea327e3597", true);
+AcceptedMsg::Signal AcceptedMsg::s_Signal;
+const UID RefusedMsg::s_Type("34e22a73-5914-4c4f-ae5b-37f3dd21096d", true);
+RefusedMsg::Signal RefusedMsg::s_Signal;
+
+namespace
+{
+
+void WriteTask(const TaskInfo &task, wire::Task &wireTask)
+{
+    wireTask.set_index(task.index);
+    wireTask.set_first_frame(task.firstFrame);
+    wireTask.set_last_frame(task.lastFrame);
+    wireTask.set_status(int(task.status));
+    wireTask.set_tries(task.tries);
+    wireTask.set_exit_code(task.exitCode);
+}
+
+bool ReadTask(const wire::Task &wireTask, TaskInfo &task, String *reason)
+{
+    const String name = "task " + std::to_string(wireTask.index());
+    const auto status = ParseStatus(std::to_string(wireTask.status()));
+    if (!status || *status == JobStatus::Paused)
+    {
+        *reason = name + ": " + std::to_string(wireTask.status()) + " is no status of a task";
+        return false;
+    }
+    if (wireTask.last_frame() < wireTask.first_frame())
+    {
+        *reason = name + ": its last frame is before its first";
+        return false;
+    }
+    task = {wireTask.index(), wireTask.first_frame(), wireTask.last_frame(),
+            *status,          wireTask.tries(),       wireTask.exit_code()};
+    return true;
+}
+
+} // namespace
+
+void FollowJobMsg::Write(wire::Envelope &envelope) const
+{
+    wire::FollowJob &body = *envelope.mutable_follow_job();
+    for (const UID &id : jobs)
+        body.add_jobs(id.ToString());
+}
+
+bool FollowJobMsg::Read(const wire::Envelope &envelope, String *reason)
+{
+    return ReadIds(envelope.follow_job().jobs(), jobs, reason);
+}
+
+void GetJobInfoMsg::Write(wire::Envelope &envelope) const
+{
+    wire::GetJobInfo &body = *envelope.mutable_get_job_info();
+    for (const UID &id : jobs)
+        body.add_jobs(id.ToString());
+}
+
+bool GetJobInfoMsg::Read(const wire::Envelope &envelope, String *reason)
+{
+    return ReadIds(envelope.get_job_info().jobs(), jobs, reason);
+}
+
+void JobMsg::Write(wire::Envelope &envelope) const
+{
+    WriteJob(*job, *envelope.mutable_job());
+}
+
+bool JobMsg::Read(const wire::Envelope &envelope, String *reason)
+{
+    job = ReadJob(envelope.job(), reason);
+    return job != nullptr;
+}
+
+void JobParameterMsg::Write(wire::Envelope &envelope) const
+{
+    wire::JobParameter &body = *envelope.mutable_job_parameter();
+    body.set_job(job.ToString());
+    body.set_name(MakeUtf8(name));
+    body.set_value(MakeUtf8(value));
+}
+
+bool JobParameterMsg::Read(const wire::Envelope &envelope, String *reason)
+{
+    const wire::JobParameter &body = envelope.job_parameter();
+    if (!ReadId(body.job(), "job", job, reason))
+        return false;
+    name = body.name();
+    value = body.value();
+    *reason = CheckParameterText(name, value);
+    return reason->empty();
+}
+
+void ListJobsMsg::Write(wire::Envelope &envelope) const
+{
+    envelope.mutable_list_jobs()->set_limit(limit);
+}
+
+bool ListJobsMsg::Read(const wire::Envelope &envelope, String * /*reason*/)
+{
+    limit = envelope.list_jobs().limit();
+    return true;
+}
+
+void JobListMsg::Write(wire::Envelope &envelope) const
+{
+    wire::JobList &body = *envelope.mutable_job_list();
+    for (const auto &job : jobs)
+        WriteJob(*job, *body.add_jobs());
+}
+
+bool JobListMsg::Read(const wire::Envelope &envelope, String *reason)
+{
+    jobs.clear();
+    for (const wire::Job &wireJob : envelope.job_list().jobs())
+    {
+        // One job of a type that this program lacks does not hide the others.
+        if (auto job = ReadJob(wireJob, reason))
+            jobs.push_back(std::move(job));
+        else
+            ostrel::LogError("a job of a list is passed over: " + *reason);
+    }
+    return true;
+}
+
+void GetTasksMsg::Write(wire::Envelope &envelope) const
+{
+    envelope.mutable_get_tasks()->set_job(job.ToString());
+}
+
+bool GetTasksMsg::Read(const wire::Envelope &envelope, String *reason)
+{
+    return ReadId(envelope.get_tasks().job(), "job", job, reason);
+}
+
+void TaskListMsg::Write(wire::Envelope &envelope) const
+{
+    wire::TaskList &body = *envelope.mutable_task_list();
+    body.set_job(job.ToString());
+    for (const TaskInfo &task : tasks)
+        WriteTask(task, *body.add_tasks());
+}
+
+bool TaskListMsg::Read(const wire::Envelope &envelope, String *reason)
+{
+    const wire::TaskList &body = envelope.task_list();
+    if (!ReadId(body.job(), "job", job, reason))
+        return false;
+    if (std::size_t(body.tasks_size()) > k_MaxTasks)
+    {
+        *reason = "it lists more than " + std::to_string(k_MaxTasks) + " tasks";
+        return false;
+    }
+    tasks.clear();
+    for (const wire::Task &task : body.tasks())
+        if (!ReadTask(task, tasks.emplace_back(), reason))
+            return false;
+    return true;
+}
+
+void GetTaskLogMsg::Write(wire::Envelope &envelope) const
+{
+    wire::GetTaskLog &body = *envelope.mutable_get_task_log();
+    body.set_job(job.ToString());
+    body.set_task(task);
+}
+
+bool GetTaskLogMsg::Read(const wire::Envelope &envelope, String *reason)
+{
+    const wire::GetTaskLog &body = envelope.get_task_log();
+    task = body.task();
+    return ReadId(body.job(), "job", job, reason);
+}
+
+void TaskLogMsg::Write(wire::Envelope &envelope) const
+{
+    wire::TaskLog &body = *envelope.mutable_task_log();
+    body.set_job(job.ToString());
+    body.set_task(task);
+    body.set_text(MakeUtf8(text));
+}
+
+bool TaskLogMsg::Read(const wire::Envelope &envelope, String *reason)
+{
+    const wire::TaskLog &body = envelope.task_log();
+    task = body.task();
+    text = body.text();
+    return ReadId(body.job(), "job", job, reason);
+}
+
+void AcceptedMsg::Write(wire::Envelope &envelope) const
+{
+    wire::Accepted &body = *envelope.mutable_accepted();
+    if (!job.IsNil())
+        body.set_job(job.ToString());
+}
+
+bool AcceptedMsg::Read(const wire::Envelope &envelope, String *reason)
+{
+    return ReadOptionalId(envelope.accepted().job(), "job", job, reason);
+}
+
+void RefusedMsg::Write(wire::Envelope &envelope) const
+{
+    wire::Refused &body = *envelope.mutable_refused();
+    body.set_what(MakeUtf8(what));
+    body.set_reason(MakeUtf8(reason));
+    if (!job.IsNil())
+        body.set_job(job.ToString());
+}
+
+bool RefusedMsg::Read(const wire::Envelope &envelope, String *whyNot)
+{
+    const wire::Refused &body = envelope.refused();
+    what = body.what();
+    reason = body.reason();
+    return ReadOptionalId(body.job(), "job", job, whyNot);
+}
+
+} // namespace corvan

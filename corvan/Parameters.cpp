@@ -1,0 +1,30 @@
+#include "corvan/Parameters.h"
+
+namespace corvan
+{
+
+const String p_ImageFormat = "ImageFormat";
+const String p_Range = "Range";
+const String p_UserRange = "UserRange";
+const String p_CustomRange = "CustomRange";
+const String p_SequenceBy = "SequenceBy";
+const String p_RenumberStart = "RenumberStart";
+const String p_RenumberBy = "RenumberBy";
+const String p_PacketSize = "PacketSize";
+const String p_Type = "Type";
+const String p_Status = "Status";
+const String p_Note = "Note";
+const String p_Name = "Name";
+const String p_Priority = "Priority";
+const String p_Created = "Created";
+const String p_TasksTotal = "TasksTotal";
+const String p_TasksDone = "TasksDone";
+const String p_TasksFailed = "TasksFailed";
+
+bool IsMasterParameter(const String &name)
+{
+    return name == p_Created || name == p_TasksTotal || name == p_TasksDone ||
+           name == p_TasksFailed;
+}
+
+} // namespace corvan

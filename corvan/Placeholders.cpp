@@ -1,0 +1,169 @@
+#include "corvan/Placeholders.h"
+
+#include "corvan/Job.h"
+#include "corvan/JobType.h"
+#include "corvan/Utf8.h"
+
+namespace corvan
+{
+
+namespace
+{
+
+/// A stretch of an argument: plain text, or the name of a placeholder.
+struct Piece
+{
+    bool isPlaceholder = false;
+    String text;
+};
+
+/// The value whose lines are arguments with placeholders of their own.
+const char *const k_arguments = "Arguments";
+
+String Named(const String &argument)
+{
+    return "argument \"" + Excerpt(argument) + "\"";
+}
+
+std::optional<std::vector<Piece>> ParsePieces(const String &argument, String *reason)
+{
+    std::vector<Piece> pieces;
+    String plain;
+    for (std::size_t at = 0; at < argument.size(); ++at)
+    {
+        if (argument[at] != '{')
+        {
+            plain += argument[at];
+            continue;
+        }
+        if (argument.compare(at, 2, "{{") == 0)
+        {
+            plain += '{';
+            ++at;
+            continue;
+        }
+        const std::size_t close = argument.find('}', at);
+        if (close == String::npos || close == at + 1)
+        {
+            *reason = Named(argument) + (close == String::npos
+                                             ? ": a brace is not closed (\"{{\" is a plain one)"
+                                             : ": a placeholder has no name");
+            return std::nullopt;
+        }
+        if (!plain.empty())
+            pieces.push_back({false, std::move(plain)});
+        plain.clear();
+        pieces.push_back({true, argument.substr(at + 1, close - at - 1)});
+        at = close;
+    }
+    if (!plain.empty())
+        pieces.push_back({false, std::move(plain)});
+    return pieces;
+}
+
+std::vector<String> SplitLines(const String &value)
+{
+    std::vector<String> lines;
+    std::size_t begin = 0;
+    while (begin < value.size())
+    {
+        std::size_t end = value.find('\n', begin);
+        if (end == String::npos)
+            end = value.size();
+        const bool hasReturn = end > begin && value[end - 1] == '\r' && end < value.size();
+        lines.push_back(value.substr(begin, end - begin - (hasReturn ? 1 : 0)));
+        begin = end + 1;
+    }
+    return lines;
+}
+
+std::optional<String> FillPieces(const std::vector<Piece> &pieces, const String &argument,
+                                 const FindPlaceholder &find, String *reason)
+{
+    String filled;
+    for (const Piece &piece : pieces)
+    {
+        const std::optional<String> value = piece.isPlaceholder ? find(piece.text) : piece.text;
+        if (!value)
+        {
+            *reason = Named(argument) + ": nothing is known of {" + Excerpt(piece.text) + "}";
+            return std::nullopt;
+        }
+        filled += *value;
+    }
+    return filled;
+}
+
+std::optional<String> FillArgument(const String &argument, const FindPlaceholder &find,
+                                   String *reason)
+{
+    const auto pieces = ParsePieces(argument, reason);
+    return pieces ? FillPieces(*pieces, argument, find, reason) : std::nullopt;
+}
+
+/// Appends what one argument of the list becomes.
+bool Expand(const String &argument, const FindPlaceholder &find, std::vector<String> &expanded,
+            String *reason)
+{
+    const auto pieces = ParsePieces(argument, reason);
+    if (!pieces)
+        return false;
+    auto filled = FillPieces(*pieces, argument, find, reason);
+    if (!filled)
+        return false;
+    if (pieces->size() != 1 || !pieces->front().isPlaceholder)
+    {
+        expanded.push_back(std::move(*filled));
+        return true;
+    }
+
+    for (const String &line : SplitLines(*filled))
+    {
+        auto lineFilled = pieces->front().text == k_arguments ? FillArgument(line, find, reason)
+                                                              : std::optional<String>(line);
+        if (!lineFilled)
+            return false;
+        expanded.push_back(std::move(*lineFilled));
+    }
+    return true;
+}
+
+} // namespace
+
+std::optional<std::vector<String>> ExpandArguments(const std::vector<String> &arguments,
+                                                   const FindPlaceholder &find, String *reason)
+{
+    std::vector<String> expanded;
+    for (const String &argument : arguments)
+        if (!Expand(argument, find, expanded, reason))
+            return std::nullopt;
+    return expanded;
+}
+
+String CheckPlaceholders(const String &argument)
+{
+    String reason;
+    ParsePieces(argument, &reason);
+    return reason;
+}
+
+FindPlaceholder JobPlaceholders(const Job &job, std::map<String, String> given)
+{
+    return [&job, given = std::move(given)](const String &name) -> std::optional<String>
+    {
+        if (const auto found = given.find(name); found != given.end())
+            return found->second;
+        if (name == "ID")
+            return job.ID().ToString();
+        String value;
+        if (job.GetParameter(name, value))
+            return value;
+        if (auto byDefault = job.Type().FindDefault(name))
+            return byDefault;
+        if (name == p_Note || name == p_Name)
+            return String();
+        return std::nullopt;
+    };
+}
+
+} // namespace corvan
