@@ -20,7 +20,8 @@ struct CommandLineOption
 /// A program's arguments, told apart into options and plain ones.
 ///
 /// Options may stand before or after plain arguments, as "--name value" or "--name=value"; after
-/// "--" all is plain.
+/// "--" all is plain. Names are never abbreviated. With one dash an argument is a plain one
+/// ("-5-3"), and what follows an option that takes a value is its value, whatever it begins with.
 class CommandLine
 {
 public:

@@ -35,7 +35,8 @@ bool IsThere(const Path &path)
 
 bool IsReadableFile(const Path &path)
 {
-    return FileFinder().Find(path) && access(path.Text().c_str(), R_OK) == 0;
+    return FileFinder().Find(path) &&
+           faccessat(AT_FDCWD, path.Text().c_str(), R_OK, AT_EACCESS) == 0;
 }
 
 [[noreturn]] void Refuse(const char *what, const Path &path, const char *reason)

@@ -67,7 +67,7 @@ std::optional<struct stat> FileReplacement::FindOld() const
     if (!S_ISREG(status.st_mode))
         throw new Exception("cannot write " + m_target.Text() + ": it is no regular file");
     // A rename needs no permission of the file itself; who took it away meant it.
-    if (access(m_target.Text().c_str(), W_OK) != 0)
+    if (faccessat(AT_FDCWD, m_target.Text().c_str(), W_OK, AT_EACCESS) != 0)
         Refuse(errno);
     return status;
 }

@@ -1,6 +1,7 @@
 #include "ostrel/IniFile.h"
 
 #include <boost/algorithm/string/predicate.hpp>
+#include <boost/algorithm/string/replace.hpp>
 // Debian builds the library with a converter and ICU; the text here is UTF-8 throughout and needs
 // neither, so the templates are made in this file.
 #define SI_NO_CONVERSION
@@ -8,6 +9,7 @@
 
 #include <SimpleIni.h>
 #include <boost/algorithm/string/predicate.hpp>
+#include <boost/algorithm/string/replace.hpp>
 #include <charconv>
 #include <cmath>
 #include <set>
@@ -62,6 +64,14 @@ std::string_view WithoutByteOrderMark(std::string_view text)
 {
     while (text.starts_with("\xEF\xBB\xBF"))
         text.remove_prefix(3);
+    return text;
+}
+
+// SimpleIni sets two blank lines before a section, and more around comments.
+std::string WithSingleBlankLines(std::string text)
+{
+    while (text.find("\n\n\n") != std::string::npos)
+        boost::algorithm::replace_all(text, "\n\n\n", "\n\n");
     return text;
 }
 
@@ -172,7 +182,7 @@ String IniFile::ToText() const
     const std::size_t end = text.find(k_end_line);
     if (end != std::string::npos)
         text.erase(end, k_end_line.size());
-    return text;
+    return WithSingleBlankLines(std::move(text));
 }
 
 bool IniFile::HasSection(const String &section) const

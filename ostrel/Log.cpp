@@ -76,6 +76,15 @@ void WritePlaces(Logging &logging, int level, std::string_view text)
         WriteFile(logging, level, text);
 }
 
+std::string WithStack(std::string_view text)
+{
+    std::string whole(text);
+    const std::string stack = _CallEntry::Stack();
+    if (!stack.empty())
+        whole.append("\n").append(stack, 0, stack.size() - 1);
+    return whole;
+}
+
 void TellListener(Logging &logging, LogLevel level, std::string_view text)
 {
     // A listener that logs is not told of its own lines.
@@ -159,7 +168,7 @@ void Log(LogLevel level, std::string_view text)
     {
         Logging &logging = TheLogging();
         if (level == k_LogFatal)
-            WritePlaces(logging, level, std::string(text) + "\n" + _CallEntry::Stack());
+            WritePlaces(logging, level, WithStack(text));
         else
             WritePlaces(logging, level, text);
         TellListener(logging, level, text);

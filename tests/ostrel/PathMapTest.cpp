@@ -1,0 +1,72 @@
+#include "ostrel/PathMap.h"
+
+#include <gtest/gtest.h>
+
+#include "ostrel/IniFile.h"
+#include "tests/support/Printing.h"
+
+using ostrel::PathMap;
+using ostrel::String;
+
+TEST(PathMap, PutsTheLocalPrefixForTheSharedOne)
+{
+    PathMap map;
+    map.Add("//farm/shots", "/mnt/shots");
+    map.Add("//farm/shots/big", "/big");
+    map.Add("/a/b/", "/c/");
+    map.Add("Z:", "/z");
+    map.Add("/root", "/");
+    map.Add("", "/never");
+    map.Add("/gone", "");
+
+    const struct
+    {
+        const char *shared;
+        const char *local;
+    } cases[] = {
+        {"//farm/shots/s1/a.%04d.exr", "/mnt/shots/s1/a.%04d.exr"},
+        {"//farm/shots", "/mnt/shots"},
+        {"//farm/shots/", "/mnt/shots/"},
+        {"//farm/shots/big/a", "/big/a"},
+        {"//farm/shots/bigger/a", "/mnt/shots/bigger/a"},
+        {"//farm/shotsX/a", "//farm/shotsX/a"},
+        {"\\\\farm\\shots\\s1\\a.exr", "/mnt/shots/s1/a.exr"},
+        {"\\\\farm/shots\\s1/a.exr", "/mnt/shots/s1/a.exr"},
+        {"\\\\other\\s1\\a.exr", "\\\\other\\s1\\a.exr"},
+        {"/a/b/x", "/c/x"},
+        {"/a/b", "/c"},
+        {"/a/bc", "/a/bc"},
+        {"/x/a/b", "/x/a/b"},
+        {"Z:\\frames\\a", "/z/frames/a"},
+        {"z:\\frames\\a", "z:\\frames\\a"},
+        {"/root/a", "/a"},
+        {"/root", "/"},
+        {"/gone/a", "/gone/a"},
+        {"relative", "relative"},
+        {"", ""},
+    };
+
+    for (const auto &[shared, local] : cases)
+        EXPECT_EQ(map.Translate(shared), local) << shared;
+}
+
+TEST(PathMap, TheRootAsSharedPrefixFitsAbsolutePathsOnly)
+{
+    PathMap map;
+    map.Add("/", "/mnt");
+    EXPECT_EQ(map.Translate("/a"), "/mnt/a");
+    EXPECT_EQ(map.Translate("a"), "a");
+    EXPECT_EQ(map.Translate(""), "");
+}
+
+TEST(PathMap, ComesFromItsOptionsSection)
+{
+    ostrel::IniFile options;
+    String error;
+    ASSERT_TRUE(options.Parse("[PathMap]\n//farm/a = /mnt/a\n\\\\farm\\b = \"/mnt/b \"\n", &error));
+
+    const PathMap map(options);
+    EXPECT_EQ(map.Translate("//farm/a/x"), "/mnt/a/x");
+    EXPECT_EQ(map.Translate("//farm/b/x"), "/mnt/b /x");
+    EXPECT_EQ(PathMap(ostrel::IniFile()).Translate("//farm/a/x"), "//farm/a/x");
+}

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "ostrel/Exception.h"
+
+/// Runs `action` and gives the text of the exception that it throws; "(nothing thrown)" for none.
+template <typename Action> std::string Thrown(Action action)
+{
+    try
+    {
+        action();
+    }
+    catch (ostrel::Exception *raw)
+    {
+        const std::unique_ptr<ostrel::Exception> error(raw);
+        return error->Text();
+    }
+    return "(nothing thrown)";
+}
