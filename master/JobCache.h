@@ -1,0 +1,51 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <vector>
+
+#include "master/JobStore.h"
+#include "master/Packets.h"
+
+namespace master
+{
+
+/// A job with the same identifier, type and parameters.
+boost::shared_ptr<Job> CopyOf(const Job &job);
+
+/// Jobs that were read from the store, with their packets, so that a range of 50,000 scattered
+/// frames is parsed and cut once and not for every task. Loop thread.
+class JobCache
+{
+public:
+    explicit JobCache(JobStore &store) : m_store(store) {}
+
+    /// A job as its clients set it, and how it is cut.
+    struct Entry
+    {
+        boost::shared_ptr<const Job> job; ///< Null where it cannot be read.
+        std::vector<Packet> packets;      ///< None where it cannot be cut.
+        String reason;                    ///< Why not.
+    };
+
+    /// Never null. Shared with the caller, who may keep it while the cache forgets it.
+    std::shared_ptr<const Entry> Get(const UID &job);
+
+    /// The job with all of its parameters, those that the Master keeps included: what clients are
+    /// sent. Null, with the reason, where it cannot be read.
+    boost::shared_ptr<Job> Whole(const JobState &state, String *reason);
+
+    /// The job was changed in the store.
+    void Forget(const UID &job);
+    /// Changes of the store were undone.
+    void Clear();
+
+private:
+    static constexpr std::size_t k_maxBytes = 64u << 20;
+
+    JobStore &m_store;
+    std::map<UID, std::shared_ptr<const Entry>> m_entries;
+    std::size_t m_bytes = 0;
+};
+
+} // namespace master

@@ -1,0 +1,572 @@
+#include "master/JobStore.h"
+
+#include <SQLiteCpp/Database.h>
+#include <SQLiteCpp/Statement.h>
+#include <cassert>
+#include <map>
+
+#include <sqlite3.h>
+
+#include "corvan/JobFactory.h"
+#include "corvan/JobType.h"
+#include "corvan/Parameters.h"
+#include "master/StoreSchema.h"
+#include "ostrel/CallEntry.h"
+#include "ostrel/Log.h"
+
+namespace master
+{
+
+using corvan::JobFactory;
+using ostrel::_CallEntry;
+
+namespace
+{
+
+/// The use of a prepared statement; at its end the statement lets go of rows and texts.
+class Query
+{
+public:
+    explicit Query(SQLite::Statement &statement) : m_statement(statement) {}
+    ~Query()
+    {
+        m_statement.tryReset();
+        m_statement.clearBindings();
+    }
+    Query(const Query &) = delete;
+    Query &operator=(const Query &) = delete;
+
+    SQLite::Statement *operator->() const
+    {
+        return &m_statement;
+    }
+    SQLite::Statement &operator*() const
+    {
+        return m_statement;
+    }
+
+private:
+    SQLite::Statement &m_statement;
+};
+
+} // namespace
+
+/// The connection, and its statements, which are prepared once.
+class JobStore::Database
+{
+public:
+    explicit Database(const Path &file)
+        : m_file(file),
+          m_connection(file.Text(), SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE, k_busyMs)
+    {
+    }
+
+    SQLite::Database &Connection()
+    {
+        return m_connection;
+    }
+
+    const Path &File() const
+    {
+        return m_file;
+    }
+
+    // `sql` is a literal; its address is its name.
+    Query Prepared(const char *sql)
+    {
+        auto found = m_statements.find(sql);
+        if (found == m_statements.end())
+            found = m_statements.try_emplace(sql, m_connection, sql).first;
+        return Query(found->second);
+    }
+
+    // Nothing can be done about a rollback that fails: the database has rolled back by itself.
+    void TryExec(const char *sql)
+    {
+        m_connection.tryExec(sql);
+    }
+
+    bool InTransaction() const
+    {
+        return sqlite3_get_autocommit(m_connection.getHandle()) == 0;
+    }
+
+    // Runs `work` and turns what the library throws into the farm's exception.
+    template <typename Work> auto Guarded(Work work)
+    {
+        try
+        {
+            return work();
+        }
+        catch (const SQLite::Exception &error)
+        {
+            throw new StoreException("job store " + m_file.Text() + ": " + error.what());
+        }
+    }
+
+private:
+    static constexpr int k_busyMs = 5000;
+
+    Path m_file;
+    SQLite::Database m_connection;
+    std::map<const char *, SQLite::Statement> m_statements;
+};
+
+namespace
+{
+
+constexpr const char *k_stateColumns =
+    "id, number, created, status, priority, tasks_total, tasks_done, tasks_failed, next_task";
+
+JobState ReadState(SQLite::Statement &row)
+{
+    JobState state;
+    state.id = UID(row.getColumn(0).getString(), false);
+    state.number = row.getColumn(1).getInt64();
+    state.created = ostrel::Time(row.getColumn(2).getInt64());
+    state.status = JobStatus(row.getColumn(3).getInt());
+    state.priority = row.getColumn(4).getInt();
+    state.tasksTotal = row.getColumn(5).getUInt();
+    state.tasksDone = row.getColumn(6).getUInt();
+    state.tasksFailed = row.getColumn(7).getUInt();
+    state.nextTask = row.getColumn(8).getUInt();
+    return state;
+}
+
+TaskState ReadTask(SQLite::Statement &row)
+{
+    TaskState task;
+    task.index = row.getColumn(0).getUInt();
+    task.status = JobStatus(row.getColumn(1).getInt());
+    task.tries = row.getColumn(2).getUInt();
+    task.failures = row.getColumn(3).getUInt();
+    task.exitCode = row.getColumn(4).getInt();
+    return task;
+}
+
+bool IsStateParameter(const String &name)
+{
+    return name == corvan::p_Status || name == corvan::p_Priority || name == corvan::p_Created ||
+           name == corvan::p_TasksTotal || name == corvan::p_TasksDone ||
+           name == corvan::p_TasksFailed || name == corvan::p_Type;
+}
+
+} // namespace
+
+JobStore::JobStore(const Path &file)
+{
+    _CallEntry call("JobStore::JobStore", __FILE__, __LINE__);
+
+    try
+    {
+        m_database = std::make_unique<Database>(file);
+        SQLite::Database &connection = m_database->Connection();
+        connection.exec("PRAGMA journal_mode = WAL");
+        connection.exec("PRAGMA synchronous = FULL");
+        connection.exec("PRAGMA foreign_keys = ON");
+        MigrateStore(connection, StoreMigrations());
+
+        if (connection.execAndGet("SELECT count(*) FROM master").getInt() == 0)
+            connection.exec("INSERT INTO master VALUES('" + UID(true).ToString() + "')");
+        m_masterID = UID(connection.execAndGet("SELECT id FROM master").getString(), true);
+    }
+    catch (const SQLite::Exception &error)
+    {
+        throw new StoreException("cannot open job store " + file.Text() + ": " + error.what());
+    }
+    catch (ostrel::Exception *raw)
+    {
+        const std::unique_ptr<ostrel::Exception> error(raw);
+        throw new StoreException("cannot open job store " + file.Text() + ": " + error->Text());
+    }
+}
+
+JobStore::~JobStore() = default;
+
+JobStore::Turn::Turn(JobStore &store) : m_store(store)
+{
+    _CallEntry call("JobStore::Turn::Turn", __FILE__, __LINE__);
+
+    assert(m_store.m_thread.IsCurrent());
+    m_store.m_database->Guarded([&] { m_store.m_database->Connection().exec("BEGIN"); });
+}
+
+JobStore::Turn::~Turn()
+{
+    _CallEntry call("JobStore::Turn::~Turn", __FILE__, __LINE__);
+
+    if (m_open && m_store.InTurn())
+        m_store.m_database->TryExec("ROLLBACK");
+}
+
+void JobStore::Turn::Commit()
+{
+    _CallEntry call("JobStore::Turn::Commit", __FILE__, __LINE__);
+
+    m_store.m_database->Guarded([&] { m_store.m_database->Connection().exec("COMMIT"); });
+    m_open = false;
+}
+
+JobStore::Step::Step(JobStore &store) : m_store(store)
+{
+    _CallEntry call("JobStore::Step::Step", __FILE__, __LINE__);
+
+    m_store.m_database->Guarded([&] { m_store.m_database->Connection().exec("SAVEPOINT step"); });
+}
+
+JobStore::Step::~Step()
+{
+    _CallEntry call("JobStore::Step::~Step", __FILE__, __LINE__);
+
+    if (!m_open || !m_store.InTurn())
+        return;
+    m_store.m_database->TryExec("ROLLBACK TO step");
+    m_store.m_database->TryExec("RELEASE step");
+}
+
+void JobStore::Step::Keep()
+{
+    _CallEntry call("JobStore::Step::Keep", __FILE__, __LINE__);
+
+    m_store.m_database->Guarded([&] { m_store.m_database->Connection().exec("RELEASE step"); });
+    m_open = false;
+}
+
+bool JobStore::InTurn() const
+{
+    _CallEntry call("JobStore::InTurn", __FILE__, __LINE__);
+
+    return m_database->InTransaction();
+}
+
+void JobStore::Add(const Job &job, JobState &state)
+{
+    _CallEntry call("JobStore::Add", __FILE__, __LINE__);
+
+    assert(m_thread.IsCurrent());
+    m_database->Guarded(
+        [&]
+        {
+            const Query insert = m_database->Prepared(
+                "INSERT INTO jobs(id, type, created, status, priority, tasks_total, tasks_done,"
+                " tasks_failed, next_task) VALUES(?,?,?,?,?,?,?,?,?)");
+            insert->bind(1, state.id.ToString());
+            insert->bind(2, job.Type().id.ToString());
+            insert->bind(3, state.created.First());
+            insert->bind(4, int(state.status));
+            insert->bind(5, state.priority);
+            insert->bind(6, state.tasksTotal);
+            insert->bind(7, state.tasksDone);
+            insert->bind(8, state.tasksFailed);
+            insert->bind(9, state.nextTask);
+            insert->exec();
+            state.number = m_database->Connection().getLastInsertRowid();
+        });
+    SaveParameters(job, state);
+}
+
+std::optional<JobState> JobStore::FindState(const UID &job)
+{
+    _CallEntry call("JobStore::FindState", __FILE__, __LINE__);
+
+    assert(m_thread.IsCurrent());
+    return m_database->Guarded(
+        [&]() -> std::optional<JobState>
+        {
+            static const std::string sql =
+                std::string("SELECT ") + k_stateColumns + " FROM jobs WHERE id = ?";
+            const Query select = m_database->Prepared(sql.c_str());
+            select->bind(1, job.ToString());
+            if (!select->executeStep())
+                return std::nullopt;
+            return ReadState(*select);
+        });
+}
+
+void JobStore::SaveState(const JobState &state)
+{
+    _CallEntry call("JobStore::SaveState", __FILE__, __LINE__);
+
+    assert(m_thread.IsCurrent());
+    m_database->Guarded(
+        [&]
+        {
+            const Query update = m_database->Prepared(
+                "UPDATE jobs SET status = ?, priority = ?, tasks_total = ?, tasks_done = ?,"
+                " tasks_failed = ?, next_task = ? WHERE number = ?");
+            update->bind(1, int(state.status));
+            update->bind(2, state.priority);
+            update->bind(3, state.tasksTotal);
+            update->bind(4, state.tasksDone);
+            update->bind(5, state.tasksFailed);
+            update->bind(6, state.nextTask);
+            update->bind(7, state.number);
+            update->exec();
+        });
+}
+
+boost::shared_ptr<Job> JobStore::Load(const UID &id, String *reason)
+{
+    _CallEntry call("JobStore::Load", __FILE__, __LINE__);
+
+    assert(m_thread.IsCurrent());
+    return m_database->Guarded(
+        [&]() -> boost::shared_ptr<Job>
+        {
+            const Query find = m_database->Prepared("SELECT number, type FROM jobs WHERE id = ?");
+            find->bind(1, id.ToString());
+            if (!find->executeStep())
+            {
+                *reason = "there is no job " + id.ToString();
+                return nullptr;
+            }
+            const std::int64_t number = find->getColumn(0).getInt64();
+            const String type = find->getColumn(1).getString();
+            boost::shared_ptr<Job> job = JobFactory::s_JobFactory.CreateJob(UID(type, false));
+            if (!job)
+            {
+                *reason = "the type " + type + " of the job is not known here";
+                return nullptr;
+            }
+            job->SetID(id);
+
+            // A user range set by hand holds only until the range or custom range is set.
+            const Query select =
+                m_database->Prepared("SELECT name, value FROM parameters WHERE job = ?"
+                                     " ORDER BY name = 'UserRange', position");
+            select->bind(1, number);
+            while (select->executeStep())
+            {
+                const String name = select->getColumn(0).getString();
+                if (!job->SetParameter(name, select->getColumn(1).getString()))
+                    ostrel::LogWarning("job " + id.ToString() + ": parameter '" + name +
+                                       "' of the store is no longer valid");
+            }
+            return job;
+        });
+}
+
+void JobStore::SaveParameters(const Job &job, const JobState &state)
+{
+    _CallEntry call("JobStore::SaveParameters", __FILE__, __LINE__);
+
+    assert(m_thread.IsCurrent());
+    m_database->Guarded(
+        [&]
+        {
+            std::set<String> gone;
+            const Query names = m_database->Prepared("SELECT name FROM parameters WHERE job = ?");
+            names->bind(1, state.number);
+            while (names->executeStep())
+                gone.insert(names->getColumn(0).getString());
+
+            int position = 0;
+            for (const auto &[name, value] : job.Parameters())
+            {
+                if (IsStateParameter(name))
+                    continue;
+                const Query put = m_database->Prepared(
+                    "INSERT INTO parameters(job, position, name, value) VALUES(?,?,?,?)"
+                    " ON CONFLICT(job, name) DO UPDATE SET value = excluded.value,"
+                    " position = excluded.position"
+                    " WHERE value <> excluded.value OR position <> excluded.position");
+                put->bind(1, state.number);
+                put->bind(2, position++);
+                put->bindNoCopy(3, name);
+                put->bindNoCopy(4, value);
+                put->exec();
+                gone.erase(name);
+            }
+
+            for (const String &name : gone)
+            {
+                const Query remove =
+                    m_database->Prepared("DELETE FROM parameters WHERE job = ? AND name = ?");
+                remove->bind(1, state.number);
+                remove->bind(2, name);
+                remove->exec();
+            }
+        });
+}
+
+std::vector<UID> JobStore::List(unsigned limit)
+{
+    _CallEntry call("JobStore::List", __FILE__, __LINE__);
+
+    assert(m_thread.IsCurrent());
+    return m_database->Guarded(
+        [&]
+        {
+            std::vector<UID> jobs;
+            const Query select =
+                m_database->Prepared("SELECT id FROM jobs ORDER BY number DESC LIMIT ?");
+            select->bind(1, limit == 0 ? std::int64_t(-1) : std::int64_t(limit));
+            while (select->executeStep())
+                jobs.emplace_back(select->getColumn(0).getString(), false);
+            return jobs;
+        });
+}
+
+std::optional<JobState> JobStore::FindRunnable(const std::set<UID> &passOver)
+{
+    _CallEntry call("JobStore::FindRunnable", __FILE__, __LINE__);
+
+    assert(m_thread.IsCurrent());
+    return m_database->Guarded(
+        [&]() -> std::optional<JobState>
+        {
+            static const std::string sql =
+                std::string("SELECT ") + k_stateColumns +
+                " FROM jobs WHERE status IN (0, 1) AND (next_task < tasks_total OR EXISTS"
+                " (SELECT 1 FROM tasks WHERE tasks.job = jobs.number AND tasks.status = 0))"
+                " ORDER BY priority DESC, number";
+            const Query select = m_database->Prepared(sql.c_str());
+            while (select->executeStep())
+            {
+                const JobState state = ReadState(*select);
+                if (!passOver.contains(state.id))
+                    return state;
+            }
+            return std::nullopt;
+        });
+}
+
+bool JobStore::HasWork()
+{
+    _CallEntry call("JobStore::HasWork", __FILE__, __LINE__);
+
+    assert(m_thread.IsCurrent());
+    return m_database->Guarded(
+        [&]
+        {
+            const Query select =
+                m_database->Prepared("SELECT EXISTS (SELECT 1 FROM jobs WHERE status IN (0, 1))");
+            select->executeStep();
+            return select->getColumn(0).getInt() != 0;
+        });
+}
+
+std::optional<TaskState> JobStore::FindNextTask(const JobState &state)
+{
+    _CallEntry call("JobStore::FindNextTask", __FILE__, __LINE__);
+
+    assert(m_thread.IsCurrent());
+    return m_database->Guarded(
+        [&]() -> std::optional<TaskState>
+        {
+            const Query select =
+                m_database->Prepared("SELECT task, status, tries, failures, exit_code FROM tasks"
+                                     " WHERE job = ? AND status = 0 ORDER BY task LIMIT 1");
+            select->bind(1, state.number);
+            if (select->executeStep())
+                return ReadTask(*select);
+            if (state.nextTask < state.tasksTotal)
+                return TaskState{.index = state.nextTask};
+            return std::nullopt;
+        });
+}
+
+std::optional<TaskState> JobStore::FindTask(const JobState &state, unsigned index)
+{
+    _CallEntry call("JobStore::FindTask", __FILE__, __LINE__);
+
+    assert(m_thread.IsCurrent());
+    return m_database->Guarded(
+        [&]() -> std::optional<TaskState>
+        {
+            const Query select =
+                m_database->Prepared("SELECT task, status, tries, failures, exit_code FROM tasks"
+                                     " WHERE job = ? AND task = ?");
+            select->bind(1, state.number);
+            select->bind(2, index);
+            if (!select->executeStep())
+                return std::nullopt;
+            return ReadTask(*select);
+        });
+}
+
+std::vector<TaskState> JobStore::ListTasks(const JobState &state)
+{
+    _CallEntry call("JobStore::ListTasks", __FILE__, __LINE__);
+
+    assert(m_thread.IsCurrent());
+    return m_database->Guarded(
+        [&]
+        {
+            std::vector<TaskState> tasks;
+            const Query select =
+                m_database->Prepared("SELECT task, status, tries, failures, exit_code FROM tasks"
+                                     " WHERE job = ? ORDER BY task");
+            select->bind(1, state.number);
+            while (select->executeStep())
+                tasks.push_back(ReadTask(*select));
+            return tasks;
+        });
+}
+
+void JobStore::SaveTask(const JobState &state, const TaskState &task)
+{
+    _CallEntry call("JobStore::SaveTask", __FILE__, __LINE__);
+
+    assert(m_thread.IsCurrent());
+    m_database->Guarded(
+        [&]
+        {
+            const Query put = m_database->Prepared(
+                "INSERT OR REPLACE INTO tasks(job, task, status, tries, failures, exit_code)"
+                " VALUES(?,?,?,?,?,?)");
+            put->bind(1, state.number);
+            put->bind(2, task.index);
+            put->bind(3, int(task.status));
+            put->bind(4, task.tries);
+            put->bind(5, task.failures);
+            put->bind(6, task.exitCode);
+            put->exec();
+        });
+}
+
+void JobStore::ForgetTasks(const JobState &state)
+{
+    _CallEntry call("JobStore::ForgetTasks", __FILE__, __LINE__);
+
+    assert(m_thread.IsCurrent());
+    m_database->Guarded(
+        [&]
+        {
+            const Query remove = m_database->Prepared("DELETE FROM tasks WHERE job = ?");
+            remove->bind(1, state.number);
+            remove->exec();
+        });
+}
+
+void JobStore::SetRunningTasks(const JobState &state, JobStatus status)
+{
+    _CallEntry call("JobStore::SetRunningTasks", __FILE__, __LINE__);
+
+    assert(m_thread.IsCurrent());
+    m_database->Guarded(
+        [&]
+        {
+            const Query update =
+                m_database->Prepared("UPDATE tasks SET status = ? WHERE job = ? AND status = 1");
+            update->bind(1, int(status));
+            update->bind(2, state.number);
+            update->exec();
+        });
+}
+
+int JobStore::RequeueRunning()
+{
+    _CallEntry call("JobStore::RequeueRunning", __FILE__, __LINE__);
+
+    assert(m_thread.IsCurrent());
+    return m_database->Guarded(
+        [&]
+        {
+            const Query update =
+                m_database->Prepared("UPDATE tasks SET status = 0 WHERE status = 1");
+            return update->exec();
+        });
+}
+
+} // namespace master

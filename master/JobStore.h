@@ -1,0 +1,148 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <set>
+#include <vector>
+
+#include "corvan/Job.h"
+#include "corvan/JobStatus.h"
+#include "master/LoopThread.h"
+#include "ostrel/Exception.h"
+#include "ostrel/Path.h"
+#include "ostrel/Time.h"
+
+namespace master
+{
+
+using corvan::Job;
+using corvan::JobStatus;
+using ostrel::Path;
+using ostrel::String;
+using ostrel::UID;
+
+/// The disk or the database refused: "job store /data/jobs.db: disk is full".
+class StoreException : public ostrel::Exception
+{
+public:
+    using Exception::Exception;
+};
+
+/// What the Master itself keeps of a job, beside its parameters.
+struct JobState
+{
+    UID id;
+    std::int64_t number = 0; ///< Counts up; a smaller one is older. Given by the store.
+    ostrel::Time created;
+    JobStatus status = JobStatus::Queued;
+    int priority = 50;
+    unsigned tasksTotal = 0;
+    unsigned tasksDone = 0;
+    unsigned tasksFailed = 0;
+    unsigned nextTask =
+        0; ///< The first task that was never started; the later ones were not either.
+};
+
+/// A task that was started once. One that was not has no record and is queued.
+struct TaskState
+{
+    unsigned index = 0;
+    JobStatus status = JobStatus::Queued;
+    unsigned tries = 0;    ///< How often it was started.
+    unsigned failures = 0; ///< How often its command failed.
+    int exitCode = 0;      ///< Of the last try that ended by itself.
+};
+
+/// The jobs and their tasks on disk: the only place where they are.
+///
+/// Changes are made inside a `Turn`, and are on disk, through a power cut too, once its `Commit`
+/// has returned. Every function may throw `StoreException *`. Loop thread.
+class JobStore
+{
+public:
+    /// Opens the store, makes it where there is none, and brings it up to date. Throws where it
+    /// cannot, or where a newer version wrote it.
+    explicit JobStore(const Path &file);
+    ~JobStore();
+
+    /// The Master's identity: the same as long as the store lives.
+    const UID &MasterID() const
+    {
+        return m_masterID;
+    }
+
+    /// One transaction: undone at its end unless it was committed. They do not nest.
+    class Turn
+    {
+    public:
+        explicit Turn(JobStore &store);
+        ~Turn();
+        Turn(const Turn &) = delete;
+        Turn &operator=(const Turn &) = delete;
+        void Commit();
+
+    private:
+        JobStore &m_store;
+        bool m_open = true;
+    };
+
+    /// A part of a turn that can be undone by itself. They do not nest.
+    class Step
+    {
+    public:
+        explicit Step(JobStore &store);
+        ~Step();
+        Step(const Step &) = delete;
+        Step &operator=(const Step &) = delete;
+        void Keep();
+
+    private:
+        JobStore &m_store;
+        bool m_open = true;
+    };
+
+    /// False when the database has given up the turn by itself, as it does when the disk is full.
+    bool InTurn() const;
+
+    /// Keeps a new job: its parameters but those that `JobState` holds. Sets `state.number`.
+    void Add(const Job &job, JobState &state);
+    std::optional<JobState> FindState(const UID &job);
+    void SaveState(const JobState &state);
+
+    /// The job as its clients set it: without the parameters that `JobState` holds. Null, with the
+    /// reason in `*reason`, for a job that is not there and for one of an unknown type.
+    boost::shared_ptr<Job> Load(const UID &job, String *reason);
+    void SaveParameters(const Job &job, const JobState &state);
+
+    /// Identifiers, newest first; `limit` 0 for all.
+    std::vector<UID> List(unsigned limit);
+
+    /// The queued or running job that has a task to start, highest priority first, then oldest.
+    /// Those in `passOver` are passed over.
+    std::optional<JobState> FindRunnable(const std::set<UID> &passOver);
+    /// True while a job is queued or running.
+    bool HasWork();
+
+    /// The first task of the job that is to be started (again).
+    std::optional<TaskState> FindNextTask(const JobState &state);
+    std::optional<TaskState> FindTask(const JobState &state, unsigned index);
+    /// All that were started once, in ascending order.
+    std::vector<TaskState> ListTasks(const JobState &state);
+    void SaveTask(const JobState &state, const TaskState &task);
+    /// Nothing of the job was started any more.
+    void ForgetTasks(const JobState &state);
+    /// The job's running tasks get another status.
+    void SetRunningTasks(const JobState &state, JobStatus status);
+    /// All running tasks of all jobs are queued again; tells how many.
+    int RequeueRunning();
+
+private:
+    class Database;
+
+    LoopThread m_thread;
+    std::unique_ptr<Database> m_database;
+    UID m_masterID;
+};
+
+} // namespace master

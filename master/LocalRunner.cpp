@@ -1,0 +1,112 @@
+#include "master/LocalRunner.h"
+
+#include <boost/asio/posix/stream_descriptor.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <cassert>
+#include <csignal>
+
+#include "master/ProcessGroup.h"
+#include "ostrel/CallEntry.h"
+#include "ostrel/Exception.h"
+
+namespace master
+{
+
+using boost::system::error_code;
+using ostrel::_CallEntry;
+
+struct LocalRunner::Process
+{
+    Process(boost::asio::io_context &loop, const Command &command, Finished whenFinished)
+        : group(command), exitEvent(loop, group.OpenExitEvent()), kill(loop),
+          finished(std::move(whenFinished))
+    {
+    }
+
+    ProcessGroup group;
+    boost::asio::posix::stream_descriptor exitEvent;
+    boost::asio::steady_timer kill;
+    Finished finished;
+};
+
+LocalRunner::LocalRunner(boost::asio::io_context &loop, int slots,
+                         std::chrono::milliseconds patience)
+    : m_loop(loop), m_slots(slots), m_patience(patience)
+{
+    _CallEntry call("LocalRunner::LocalRunner", __FILE__, __LINE__);
+}
+
+LocalRunner::~LocalRunner() = default;
+
+int LocalRunner::FreeSlots() const
+{
+    _CallEntry call("LocalRunner::FreeSlots", __FILE__, __LINE__);
+
+    return m_slots - int(m_processes.size());
+}
+
+bool LocalRunner::Start(const Command &command, Finished finished, String *error)
+{
+    _CallEntry call("LocalRunner::Start", __FILE__, __LINE__);
+
+    assert(m_thread.IsCurrent());
+    try
+    {
+        m_processes[command.run] = std::make_unique<Process>(m_loop, command, std::move(finished));
+    }
+    catch (ostrel::Exception *raw)
+    {
+        const std::unique_ptr<ostrel::Exception> reason(raw);
+        m_processes.erase(command.run);
+        *error = reason->Text();
+        return false;
+    }
+    WaitFor(command.run);
+    return true;
+}
+
+void LocalRunner::WaitFor(int run)
+{
+    _CallEntry call("LocalRunner::WaitFor", __FILE__, __LINE__);
+
+    m_processes.at(run)->exitEvent.async_wait(boost::asio::posix::stream_descriptor::wait_read,
+                                              [this, run](const error_code &error)
+                                              {
+                                                  if (!error)
+                                                      OnEnded(run);
+                                              });
+}
+
+void LocalRunner::OnEnded(int run)
+{
+    _CallEntry call("LocalRunner::OnEnded", __FILE__, __LINE__);
+
+    const auto found = m_processes.find(run);
+    const std::unique_ptr<Process> process = std::move(found->second);
+    m_processes.erase(found);
+    const int exitCode = process->group.Collect();
+    process->finished(run, exitCode);
+}
+
+void LocalRunner::End(int run)
+{
+    _CallEntry call("LocalRunner::End", __FILE__, __LINE__);
+
+    assert(m_thread.IsCurrent());
+    const auto found = m_processes.find(run);
+    if (found == m_processes.end())
+        return;
+
+    Process &process = *found->second;
+    process.group.Signal(SIGTERM);
+    process.kill.expires_after(m_patience);
+    process.kill.async_wait(
+        [this, run](const error_code &error)
+        {
+            const auto late = m_processes.find(run);
+            if (!error && late != m_processes.end())
+                late->second->group.Signal(SIGKILL);
+        });
+}
+
+} // namespace master

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <boost/asio/io_context.hpp>
+#include <chrono>
+#include <map>
+#include <memory>
+
+#include "master/CommandRunner.h"
+#include "master/LoopThread.h"
+
+namespace master
+{
+
+/// Runs commands as child processes of this program, each in a process group of its own.
+///
+/// A command ends with its group: what it left running is killed when its first process ends.
+class LocalRunner : public CommandRunner
+{
+public:
+    /// `patience` is how long a command that is to end may take before it is killed.
+    LocalRunner(boost::asio::io_context &loop, int slots, std::chrono::milliseconds patience);
+    /// Kills what still runs; their `finished` is not called any more.
+    ~LocalRunner() override;
+
+    int FreeSlots() const override;
+    bool Start(const Command &command, Finished finished, String *error) override;
+    void End(int run) override;
+
+private:
+    struct Process;
+
+    void WaitFor(int run);
+    void OnEnded(int run);
+
+    boost::asio::io_context &m_loop;
+    int m_slots;
+    std::chrono::milliseconds m_patience;
+    LoopThread m_thread;
+    std::map<int, std::unique_ptr<Process>> m_processes;
+};
+
+} // namespace master

@@ -1,0 +1,384 @@
+#include "master/Master.h"
+
+#include <boost/asio/post.hpp>
+#include <cassert>
+
+#include "corvan/Parameters.h"
+#include "ostrel/CallEntry.h"
+#include "ostrel/Exception.h"
+#include "ostrel/Log.h"
+
+namespace master
+{
+
+using boost::system::error_code;
+using ostrel::_CallEntry;
+using std::chrono::steady_clock;
+
+namespace
+{
+
+constexpr std::chrono::seconds k_retryAfter{1};
+
+Path LockIn(const Path &data)
+{
+    MakePrivateFolder(data);
+    return data / "master.lock";
+}
+
+} // namespace
+
+Master::Master(boost::asio::io_context &loop, const MasterSettings &settings, CommandRunner &runner)
+    : m_loop(loop), m_settings(settings), m_runner(runner),
+      m_lock(LockIn(settings.data), "data folder " + settings.data.Text()),
+      m_store(settings.data / "jobs.db"), m_cache(m_store), m_logs(settings.data / "tasks"),
+      m_dispatcher(m_store, m_cache, m_followers, m_logs),
+      m_scheduler(m_store, m_cache, m_logs, runner), m_retryTimer(loop), m_progressTimer(loop),
+      m_idleTimer(loop), m_idleSince(steady_clock::now())
+{
+    _CallEntry call("Master::Master", __FILE__, __LINE__);
+
+    RequeueRunning();
+    Server::User &user = *this;
+    m_server = std::make_unique<Server>(loop, settings.server, m_store.MasterID(), user);
+    ScheduleTurn();
+    if (settings.endWhenIdle.count() > 0)
+        WatchIdle();
+}
+
+Master::~Master()
+{
+    _CallEntry call("Master::~Master", __FILE__, __LINE__);
+
+    // It calls back while it ends.
+    m_server.reset();
+}
+
+void Master::OnRequests()
+{
+    _CallEntry call("Master::OnRequests", __FILE__, __LINE__);
+
+    ScheduleTurn();
+}
+
+void Master::OnClientGone(ClientNumber client)
+{
+    _CallEntry call("Master::OnClientGone", __FILE__, __LINE__);
+
+    m_followers.Forget(client);
+}
+
+void Master::OnFinished(int run, int exitCode)
+{
+    _CallEntry call("Master::OnFinished", __FILE__, __LINE__);
+
+    m_results.push_back({run, exitCode});
+    if (!m_isStopping)
+        return ScheduleTurn();
+    ForgetResults();
+    StopWhenEmpty();
+}
+
+void Master::ScheduleTurn()
+{
+    _CallEntry call("Master::ScheduleTurn", __FILE__, __LINE__);
+
+    if (m_isTurnPosted)
+        return;
+    m_isTurnPosted = true;
+    boost::asio::post(m_loop, [this] { Turn(); });
+}
+
+void Master::RetryLater()
+{
+    _CallEntry call("Master::RetryLater", __FILE__, __LINE__);
+
+    m_retryTimer.expires_after(k_retryAfter);
+    m_retryTimer.async_wait(
+        [this](const error_code &error)
+        {
+            if (!error)
+                ScheduleTurn();
+        });
+}
+
+void Master::Turn()
+{
+    _CallEntry call("Master::Turn", __FILE__, __LINE__);
+
+    assert(m_thread.IsCurrent());
+    m_isTurnPosted = false;
+    const std::vector<Server::Request> requests = m_server->TakeRequests();
+    try
+    {
+        TakeTogether(requests);
+    }
+    catch (ostrel::Exception *raw)
+    {
+        const std::unique_ptr<ostrel::Exception> error(raw);
+        ostrel::LogError(error->Text());
+        m_cache.Clear();
+        TakeOneByOne(requests);
+    }
+    m_server->EndRequests();
+    FillSlots();
+}
+
+void Master::TakeTogether(const std::vector<Server::Request> &requests)
+{
+    _CallEntry call("Master::TakeTogether", __FILE__, __LINE__);
+
+    if (requests.empty() && m_results.empty())
+        return;
+    Outbox outbox;
+    {
+        JobStore::Turn turn(m_store);
+        RecordResults(outbox);
+        for (const Server::Request &request : requests)
+            Handle(request, outbox);
+        turn.Commit();
+    }
+    ForgetResults();
+    CarryOut(outbox);
+}
+
+void Master::TakeOneByOne(const std::vector<Server::Request> &requests)
+{
+    _CallEntry call("Master::TakeOneByOne", __FILE__, __LINE__);
+
+    // How the commands ended is tried again by itself.
+    if (!m_results.empty())
+        RetryLater();
+    for (const Server::Request &request : requests)
+    {
+        Outbox outbox;
+        try
+        {
+            JobStore::Turn turn(m_store);
+            Handle(request, outbox);
+            turn.Commit();
+        }
+        catch (ostrel::Exception *raw)
+        {
+            const std::unique_ptr<ostrel::Exception> error(raw);
+            m_cache.Clear();
+            outbox = {};
+            outbox.Refuse(request.client, request.serial, request.what, error->Text(), UID());
+        }
+        CarryOut(outbox);
+    }
+}
+
+void Master::Handle(const Server::Request &request, Outbox &outbox)
+{
+    _CallEntry call("Master::Handle", __FILE__, __LINE__);
+
+    if (!request.message)
+    {
+        ostrel::LogInfo("refused " + request.what + " of client " + std::to_string(request.client) +
+                        ": " + request.reason);
+        outbox.Refuse(request.client, request.serial, request.what, request.reason, UID());
+        return;
+    }
+
+    Outbox answers;
+    try
+    {
+        JobStore::Step step(m_store);
+        m_dispatcher.Handle(request.client, *request.message, answers);
+        step.Keep();
+    }
+    catch (ostrel::Exception *raw)
+    {
+        std::unique_ptr<ostrel::Exception> error(raw);
+        if (!m_store.InTurn())
+            throw error.release();
+        m_cache.Clear();
+        ostrel::LogError(error->Text());
+        answers = {};
+        answers.Refuse(request.client, request.serial, request.what, error->Text(), UID());
+    }
+    outbox.Append(std::move(answers));
+}
+
+void Master::RecordResults(Outbox &outbox)
+{
+    _CallEntry call("Master::RecordResults", __FILE__, __LINE__);
+
+    for (const RunResult &result : m_results)
+        m_scheduler.Record(result, outbox);
+}
+
+void Master::ForgetResults()
+{
+    _CallEntry call("Master::ForgetResults", __FILE__, __LINE__);
+
+    for (const RunResult &result : m_results)
+        m_scheduler.Forget(result.run);
+    m_results.clear();
+}
+
+void Master::FillSlots()
+{
+    _CallEntry call("Master::FillSlots", __FILE__, __LINE__);
+
+    if (m_isStopping || !m_results.empty() || m_runner.FreeSlots() <= 0)
+        return;
+    std::vector<RunResult> failed;
+    m_scheduler.Start(
+        PlanOnDisk(), [this](int run, int exitCode) { OnFinished(run, exitCode); }, failed);
+    m_results.insert(m_results.end(), failed.begin(), failed.end());
+    if (!m_results.empty())
+        ScheduleTurn();
+}
+
+std::vector<Scheduler::Planned> Master::PlanOnDisk()
+{
+    _CallEntry call("Master::PlanOnDisk", __FILE__, __LINE__);
+
+    Outbox outbox;
+    std::vector<Scheduler::Planned> planned;
+    try
+    {
+        JobStore::Turn turn(m_store);
+        planned = m_scheduler.Plan(outbox);
+        turn.Commit();
+    }
+    catch (ostrel::Exception *raw)
+    {
+        const std::unique_ptr<ostrel::Exception> error(raw);
+        ostrel::LogError(error->Text());
+        m_cache.Clear();
+        RetryLater();
+        return {};
+    }
+    CarryOut(outbox);
+    return planned;
+}
+
+void Master::CarryOut(const Outbox &outbox)
+{
+    _CallEntry call("Master::CarryOut", __FILE__, __LINE__);
+
+    for (const UID &job : outbox.RunsToEnd())
+        m_scheduler.EndRuns(job);
+    for (const Outgoing &message : outbox.Messages())
+        Send(message);
+    for (const UID &job : outbox.Progress())
+        m_progress.Note(job, steady_clock::now());
+    if (!outbox.Progress().empty())
+        SendProgress();
+}
+
+void Master::Send(const Outgoing &message)
+{
+    _CallEntry call("Master::Send", __FILE__, __LINE__);
+
+    if (message.client != 0)
+        m_server->Send(message, std::vector<ClientNumber>{message.client});
+    else
+        m_server->Send(message, m_followers.Of(message.followersOf));
+}
+
+void Master::SendProgress()
+{
+    _CallEntry call("Master::SendProgress", __FILE__, __LINE__);
+
+    Outbox outbox;
+    for (const UID &job : m_progress.TakeDue(steady_clock::now()))
+    {
+        const std::optional<JobState> state = m_store.FindState(job);
+        if (!state)
+            continue;
+        outbox.Tell(job, corvan::p_TasksDone, std::to_string(state->tasksDone));
+        outbox.Tell(job, corvan::p_TasksFailed, std::to_string(state->tasksFailed));
+    }
+    for (const Outgoing &message : outbox.Messages())
+        Send(message);
+
+    const auto next = m_progress.NextDue();
+    if (!next)
+        return;
+    m_progressTimer.expires_at(*next);
+    m_progressTimer.async_wait(
+        [this](const error_code &error)
+        {
+            if (!error)
+                SendProgress();
+        });
+}
+
+void Master::Stop()
+{
+    _CallEntry call("Master::Stop", __FILE__, __LINE__);
+
+    assert(m_thread.IsCurrent());
+    if (m_isStopping)
+        return;
+    ostrel::LogStatus("ending");
+    m_isStopping = true;
+    // What ended by itself is still noted.
+    Turn();
+    ForgetResults();
+    m_scheduler.EndAllRuns();
+    StopWhenEmpty();
+}
+
+void Master::StopWhenEmpty()
+{
+    _CallEntry call("Master::StopWhenEmpty", __FILE__, __LINE__);
+
+    if (m_scheduler.HasRuns())
+        return;
+    RequeueRunning();
+    m_loop.stop();
+}
+
+// Where this fails, the next start does it.
+void Master::RequeueRunning()
+{
+    _CallEntry call("Master::RequeueRunning", __FILE__, __LINE__);
+
+    try
+    {
+        JobStore::Turn turn(m_store);
+        const int count = m_store.RequeueRunning();
+        turn.Commit();
+        if (count > 0)
+            ostrel::LogStatus(std::to_string(count) + " tasks are queued again");
+    }
+    catch (ostrel::Exception *raw)
+    {
+        const std::unique_ptr<ostrel::Exception> error(raw);
+        ostrel::LogError(error->Text());
+    }
+}
+
+void Master::WatchIdle()
+{
+    _CallEntry call("Master::WatchIdle", __FILE__, __LINE__);
+
+    m_idleTimer.expires_after(m_settings.endWhenIdle / 20);
+    m_idleTimer.async_wait(
+        [this](const error_code &error)
+        {
+            if (!error)
+                WatchIdle();
+        });
+    const auto now = steady_clock::now();
+    if (!IsIdle())
+        m_idleSince = now;
+    if (now - m_idleSince < m_settings.endWhenIdle)
+        return;
+    ostrel::LogStatus("nothing to do and nobody there");
+    Stop();
+}
+
+bool Master::IsIdle()
+{
+    _CallEntry call("Master::IsIdle", __FILE__, __LINE__);
+
+    return m_server->CountClients() == 0 && !m_scheduler.HasRuns() && !m_store.HasWork();
+}
+
+} // namespace master

@@ -1,0 +1,106 @@
+#pragma once
+
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <chrono>
+#include <memory>
+#include <vector>
+
+#include "master/CommandRunner.h"
+#include "master/Dispatcher.h"
+#include "master/Followers.h"
+#include "master/JobCache.h"
+#include "master/JobStore.h"
+#include "master/LoopThread.h"
+#include "master/MasterLock.h"
+#include "master/ProgressNews.h"
+#include "master/Scheduler.h"
+#include "master/Server.h"
+#include "master/TaskLogs.h"
+
+namespace master
+{
+
+struct MasterSettings
+{
+    Path data; ///< Folder of the store and of what the tasks print; made where it is missing.
+    ServerSettings server;
+    /// Ends by itself after this long without a client and without work; zero for never.
+    std::chrono::milliseconds endWhenIdle{0};
+};
+
+/// The Master: what the clients ask and how the commands end, a turn at a time.
+///
+/// All that has come since the last turn shares one transaction. Once it is on disk, and not
+/// before, answers and news are sent and commands are ended; then the free slots are filled in a
+/// transaction of their own. Where the disk refuses, the requests of that turn are taken one by
+/// one, what cannot be kept is refused with the reason, and the Master goes on.
+///
+/// Loop thread: the loop is run by the caller, and stopped by the Master when it has ended.
+class Master : private Server::User
+{
+public:
+    /// Listens from now on. Throws `ostrel::Exception *` where data folder or address cannot be
+    /// had.
+    Master(boost::asio::io_context &loop, const MasterSettings &settings, CommandRunner &runner);
+    ~Master() override;
+
+    /// Ends the commands, queues their tasks again, and then stops the loop.
+    void Stop();
+
+    const Server &Connections() const
+    {
+        return *m_server;
+    }
+
+private:
+    void OnRequests() override;
+    void OnClientGone(ClientNumber client) override;
+    void OnFinished(int run, int exitCode);
+
+    void ScheduleTurn();
+    void RetryLater();
+    void Turn();
+    void TakeTogether(const std::vector<Server::Request> &requests);
+    void TakeOneByOne(const std::vector<Server::Request> &requests);
+    void Handle(const Server::Request &request, Outbox &outbox);
+    void RecordResults(Outbox &outbox);
+    void ForgetResults();
+    void FillSlots();
+    std::vector<Scheduler::Planned> PlanOnDisk();
+
+    void CarryOut(const Outbox &outbox);
+    void Send(const Outgoing &message);
+    void SendProgress();
+    void RequeueRunning();
+    void StopWhenEmpty();
+    void WatchIdle();
+    bool IsIdle();
+
+    boost::asio::io_context &m_loop;
+    const MasterSettings m_settings;
+    CommandRunner &m_runner;
+    LoopThread m_thread;
+
+    MasterLock m_lock;
+    JobStore m_store;
+    JobCache m_cache;
+    TaskLogs m_logs;
+    Followers m_followers;
+    Dispatcher m_dispatcher;
+    Scheduler m_scheduler;
+    ProgressNews m_progress;
+
+    // How commands ended that is not on disk yet.
+    std::vector<RunResult> m_results;
+    bool m_isTurnPosted = false;
+    bool m_isStopping = false;
+    boost::asio::steady_timer m_retryTimer;
+    boost::asio::steady_timer m_progressTimer;
+    boost::asio::steady_timer m_idleTimer;
+    std::chrono::steady_clock::time_point m_idleSince;
+
+    std::unique_ptr<Server> m_server;
+};
+
+} // namespace master

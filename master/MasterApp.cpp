@@ -1,0 +1,88 @@
+#include "master/MasterApp.h"
+
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/signal_set.hpp>
+#include <csignal>
+#include <cstdio>
+
+#include "corvan/GrpcChannel.h"
+#include "corvan/JobFactory.h"
+#include "master/LocalRunner.h"
+#include "master/Master.h"
+#include "ostrel/CallEntry.h"
+#include "ostrel/Folders.h"
+#include "ostrel/Log.h"
+
+namespace master
+{
+
+using ostrel::_CallEntry;
+
+namespace
+{
+
+constexpr std::chrono::minutes k_personalIdle{10};
+constexpr std::chrono::seconds k_patience{3};
+
+// A turn catches for itself; what comes here are the odd reads outside of one.
+void RunLoop(boost::asio::io_context &loop)
+{
+    while (!loop.stopped())
+    {
+        try
+        {
+            loop.run();
+        }
+        catch (ostrel::Exception *raw)
+        {
+            const std::unique_ptr<ostrel::Exception> error(raw);
+            ostrel::LogError(error->Text());
+        }
+    }
+}
+
+} // namespace
+
+MasterApp::MasterApp() : CorvanApp("CorvanMaster", ostrel::k_LogWarning, ostrel::k_LogInfo)
+{
+    _CallEntry call("MasterApp::MasterApp", __FILE__, __LINE__);
+}
+
+void MasterApp::Run(const CommandLine &commandLine)
+{
+    _CallEntry call("MasterApp::Run", __FILE__, __LINE__);
+
+    const MasterOptions options = ReadMasterOptions(commandLine);
+    if (!StartCorvan(commandLine))
+        throw new UsageException("see above");
+    corvan::RouteGrpcLog();
+    corvan::JobFactory::s_JobFactory.LoadTypes(ostrel::ShareFolder() / "jobtypes");
+
+    MasterSettings settings;
+    settings.data = options.data;
+    settings.server.address = options.address;
+    if (options.address.kind == corvan::MasterAddress::Kind::Tcp)
+        settings.server.security = corvan::TcpSecurity::Load(Options());
+    if (options.isPersonal)
+        settings.endWhenIdle = k_personalIdle;
+
+    boost::asio::io_context loop;
+    LocalRunner runner(loop, int(options.slots), k_patience);
+    Master theMaster(loop, settings, runner);
+    boost::asio::signal_set signals(loop, SIGTERM, SIGINT);
+    signals.async_wait(
+        [&theMaster](const boost::system::error_code &error, int)
+        {
+            if (!error)
+                theMaster.Stop();
+        });
+
+    const String line = "corvan-master: listening on " + theMaster.Connections().Address() +
+                        ", data in " + options.data.Text();
+    std::puts(line.c_str());
+    std::fflush(stdout);
+    ostrel::LogStatus(line);
+    RunLoop(loop);
+}
+
+} // namespace master

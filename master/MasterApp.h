@@ -1,0 +1,22 @@
+#pragma once
+
+#include "corvan/CorvanApp.h"
+#include "master/MasterOptions.h"
+
+namespace master
+{
+
+/// The program corvan-master: options in, a Master running, an exit status out.
+class MasterApp : public corvan::CorvanApp
+{
+public:
+    MasterApp();
+
+    /// Runs until a signal, or idleness, ends it. Prints
+    /// "corvan-master: listening on ADDRESS, data in DIR" once it listens. Throws
+    /// `UsageException *` for options that cannot be, and `ostrel::Exception *` where data folder
+    /// or address cannot be had.
+    void Run(const CommandLine &commandLine);
+};
+
+} // namespace master

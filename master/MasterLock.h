@@ -1,0 +1,32 @@
+#pragma once
+
+#include "ostrel/Path.h"
+
+namespace master
+{
+
+using ostrel::Path;
+using ostrel::String;
+
+/// The claim of one Master on a folder or an address, for as long as it lives; a crash gives it
+/// up too.
+class MasterLock
+{
+public:
+    /// `claimed` is what the claim is on, for people: "data folder /farm". Throws
+    /// `ostrel::Exception *` when another Master has it ("another Master uses data folder /farm")
+    /// and when the lock file, which stays behind, cannot be made.
+    MasterLock(const Path &lockFile, const String &claimed);
+    ~MasterLock();
+    MasterLock(const MasterLock &) = delete;
+    MasterLock &operator=(const MasterLock &) = delete;
+
+private:
+    int m_file = -1;
+};
+
+/// Makes a folder, and those above it, open to this user alone, where it is missing. Throws
+/// `ostrel::Exception *` with the reason.
+void MakePrivateFolder(const Path &folder);
+
+} // namespace master

@@ -1,0 +1,96 @@
+#include "master/Outbox.h"
+
+#include <boost/make_shared.hpp>
+#include <iterator>
+
+#include "corvan/Messages.h"
+#include "ostrel/CallEntry.h"
+
+namespace master
+{
+
+using ostrel::_CallEntry;
+
+namespace
+{
+
+template <typename Element> void MoveAll(std::vector<Element> &from, std::vector<Element> &to)
+{
+    to.insert(to.end(), std::make_move_iterator(from.begin()), std::make_move_iterator(from.end()));
+    from.clear();
+}
+
+} // namespace
+
+void Outbox::Answer(ClientNumber client, std::uint64_t request, boost::shared_ptr<Message> message)
+{
+    _CallEntry call("Outbox::Answer", __FILE__, __LINE__);
+
+    m_messages.push_back({client, UID(), request, std::move(message)});
+}
+
+void Outbox::Accept(ClientNumber client, std::uint64_t request, const UID &job)
+{
+    _CallEntry call("Outbox::Accept", __FILE__, __LINE__);
+
+    if (request == 0)
+        return;
+    auto accepted = boost::make_shared<corvan::AcceptedMsg>();
+    accepted->job = job;
+    Answer(client, request, accepted);
+}
+
+void Outbox::Refuse(ClientNumber client, std::uint64_t request, const String &what,
+                    const String &reason, const UID &job)
+{
+    _CallEntry call("Outbox::Refuse", __FILE__, __LINE__);
+
+    auto refused = boost::make_shared<corvan::RefusedMsg>();
+    refused->what = what;
+    refused->reason = reason;
+    refused->job = job;
+    Answer(client, request, refused);
+}
+
+void Outbox::Tell(const UID &job, const String &name, const String &value)
+{
+    _CallEntry call("Outbox::Tell", __FILE__, __LINE__);
+
+    auto news = boost::make_shared<corvan::JobParameterMsg>();
+    news->job = job;
+    news->name = name;
+    news->value = value;
+    m_messages.push_back({0, job, 0, news});
+}
+
+void Outbox::TellJob(const UID &job, boost::shared_ptr<Message> message)
+{
+    _CallEntry call("Outbox::TellJob", __FILE__, __LINE__);
+
+    m_messages.push_back({0, job, 0, std::move(message)});
+}
+
+void Outbox::TellProgress(const UID &job)
+{
+    _CallEntry call("Outbox::TellProgress", __FILE__, __LINE__);
+
+    m_progress.push_back(job);
+}
+
+void Outbox::EndRuns(const UID &job)
+{
+    _CallEntry call("Outbox::EndRuns", __FILE__, __LINE__);
+
+    m_runsToEnd.push_back(job);
+}
+
+void Outbox::Append(Outbox &&other)
+{
+    _CallEntry call("Outbox::Append", __FILE__, __LINE__);
+
+    MoveAll(other.m_messages, m_messages);
+    MoveAll(other.m_progress, m_progress);
+    MoveAll(other.m_runsToEnd, m_runsToEnd);
+}
+
+} // namespace master

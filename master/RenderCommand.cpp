@@ -1,0 +1,145 @@
+#include "master/RenderCommand.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <map>
+
+#include "analysis/Expansion.h"
+#include "analysis/FramePattern.h"
+#include "corvan/JobType.h"
+#include "corvan/Parameters.h"
+#include "corvan/Placeholders.h"
+#include "ostrel/StringTokenizer.h"
+
+namespace master
+{
+
+using analysis::FramePattern;
+
+namespace
+{
+
+// The parameter with an argument a line; its lines may hold placeholders of their own.
+constexpr const char *k_arguments = "Arguments";
+
+std::vector<String> Lines(const String &text)
+{
+    std::vector<String> lines;
+    ostrel::StringTokenizer tokens(text, '\n', true, '\0', '\0');
+    while (const std::optional<String> line = tokens.GetNext())
+        lines.push_back(line->ends_with('\r') ? String(line->substr(0, line->size() - 1)) : *line);
+    if (!lines.empty() && lines.back().empty())
+        lines.pop_back();
+    return lines;
+}
+
+std::vector<String> ArgumentsWithPlaceholders(const Job &job)
+{
+    std::vector<String> arguments;
+    for (const String &argument : job.Type().renderCommand)
+    {
+        if (argument != String("{") + k_arguments + "}")
+        {
+            arguments.push_back(argument);
+            continue;
+        }
+        const std::vector<String> lines = Lines(job.ParameterText(k_arguments, true));
+        arguments.insert(arguments.end(), lines.begin(), lines.end());
+    }
+    return arguments;
+}
+
+// The job's image formats as this machine writes them.
+std::vector<String> LocalFormats(const Job &job)
+{
+    std::vector<String> formats;
+    ostrel::StringTokenizer tokens(job.ParameterText(corvan::p_ImageFormat, true), ';', false, '"',
+                                   '\\');
+    while (const std::optional<String> format = tokens.GetNext())
+        formats.push_back(Path(*format).TranslateToLocal().Text());
+    return formats;
+}
+
+bool FormatOutputs(const std::vector<String> &formats, int number, std::vector<Path> &outputs,
+                   String *reason)
+{
+    for (const String &format : formats)
+    {
+        const std::optional<FramePattern> pattern = FramePattern::Parse(format, reason);
+        if (!pattern)
+        {
+            *reason = "image format \"" + format + "\": " + *reason;
+            return false;
+        }
+        outputs.emplace_back(pattern->Format(number));
+    }
+    return true;
+}
+
+} // namespace
+
+int OutputNumber(const Job &job, int frame, int firstFrame)
+{
+    analysis::ExpansionInput input;
+    job.GetParameter(corvan::p_SequenceBy, input.sequenceBy);
+    job.GetParameter(corvan::p_RenumberStart, input.renumberStart);
+    job.GetParameter(corvan::p_RenumberBy, input.renumberBy);
+    const analysis::Renumbering numbers = analysis::ReadRenumbering(input, firstFrame);
+
+    const float ratio = float(numbers.renumberBy) / numbers.sequenceBy;
+    const float number =
+        float(frame - std::int64_t(firstFrame)) * ratio + float(numbers.renumberStart);
+    // The largest float below 2^31; a number beyond has no file that anyone could look for.
+    constexpr float most = 2147483520.0F;
+    return int(std::clamp(number, -most, most));
+}
+
+std::optional<RenderCommand> BuildRenderCommand(const Job &job, const Packet &packet,
+                                                int firstFrame, String *reason)
+{
+    RenderCommand command;
+    const std::vector<String> formats = LocalFormats(job);
+    const int number = OutputNumber(job, packet.firstFrame, firstFrame);
+    if (!FormatOutputs(formats, number, command.outputs, reason))
+        return std::nullopt;
+
+    const auto find = corvan::JobPlaceholders(
+        job, {
+                 {"Frame", std::to_string(packet.firstFrame)},
+                 {"FirstFrame", std::to_string(packet.firstFrame)},
+                 {"LastFrame", std::to_string(packet.lastFrame)},
+                 {"ID", job.ID().ToString()},
+                 {"Output", command.outputs.empty() ? String() : command.outputs.front().Text()},
+                 {"OutputPattern", formats.empty() ? String() : formats.front()},
+             });
+    const auto arguments = corvan::ExpandArguments(ArgumentsWithPlaceholders(job), find, reason);
+    if (!arguments)
+        return std::nullopt;
+    if (arguments->empty() || arguments->front().empty())
+    {
+        *reason = "the command names no program";
+        return std::nullopt;
+    }
+    command.arguments.assign(arguments->begin(), arguments->end());
+    return command;
+}
+
+bool MakeFoldersOf(const std::vector<Path> &files, String *reason)
+{
+    for (const Path &file : files)
+    {
+        const Path folder = file.Parent();
+        if (folder.IsEmpty())
+            continue;
+        std::error_code error;
+        std::filesystem::create_directories(folder.Text().c_str(), error);
+        if (error)
+        {
+            *reason = "cannot make folder " + folder.Text() + ": " + error.message();
+            return false;
+        }
+    }
+    return true;
+}
+
+} // namespace master

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "corvan/Job.h"
+#include "master/Packets.h"
+#include "ostrel/Path.h"
+
+namespace master
+{
+
+using ostrel::Path;
+
+/// How a packet is rendered.
+struct RenderCommand
+{
+    std::vector<std::string> arguments;
+    /// The path of the packet's first frame in each of the job's image formats.
+    std::vector<Path> outputs;
+};
+
+/// The number in the name of the file that frame `frame` is written to, as the job's renumbering
+/// gives it; `firstFrame` is the first of the job.
+int OutputNumber(const Job &job, int frame, int firstFrame);
+
+/// Fills in the render command of the job's type.
+///
+/// Beside the job's parameters ("{Scene}") there are {FirstFrame}, {LastFrame}, {Frame} (the
+/// first), {ID} (of the job), {Output}, the path of the first frame in the job's first image format
+/// in this machine's notation, and {OutputPattern}, that format itself in this machine's notation.
+/// Both are empty for a job without image formats.
+///
+/// Nothing, with the reason, for a placeholder that has no value, an image format that is no
+/// pattern, and a command without a program.
+std::optional<RenderCommand> BuildRenderCommand(const Job &job, const Packet &packet,
+                                                int firstFrame, String *reason);
+
+/// Makes the folders that the files are to be in, where they are missing. False, with the reason,
+/// where one cannot be made.
+bool MakeFoldersOf(const std::vector<Path> &files, String *reason);
+
+} // namespace master

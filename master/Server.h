@@ -1,0 +1,104 @@
+#pragma once
+
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <deque>
+#include <map>
+#include <memory>
+#include <span>
+#include <vector>
+
+#include "master/LoopThread.h"
+#include "master/Outbox.h"
+#include "master/ServerSettings.h"
+#include "master/Session.h"
+#include "master/SocketFile.h"
+
+namespace master
+{
+
+/// The Master's side of all connections.
+///
+/// It admits clients (Hello, the token, their number), hands over what they ask, checked, and
+/// sends what it is given. Loop thread; gRPC's own threads only post to the loop.
+class Server : private Session::Owner
+{
+public:
+    /// What it needs of whoever serves the clients. Loop thread.
+    class User
+    {
+    public:
+        virtual ~User() = default;
+        /// Requests wait to be taken.
+        virtual void OnRequests() = 0;
+        virtual void OnClientGone(ClientNumber client) = 0;
+    };
+
+    /// Listens from now on. Throws `ostrel::Exception *` where it cannot. `masterID` is told to
+    /// the clients. The loop must be run no more once the server is gone.
+    Server(boost::asio::io_context &loop, ServerSettings settings, const UID &masterID, User &user);
+    /// Ends all connections.
+    ~Server() override;
+
+    /// One request of a client.
+    struct Request
+    {
+        ClientNumber client = 0;
+        boost::shared_ptr<Message> message; ///< Null where it is to be refused.
+        std::uint64_t serial = 0;
+        String what;   ///< The message's name.
+        String reason; ///< Why it is to be refused.
+    };
+
+    /// The requests that wait, a few hundred at most; `OnRequests` is called again for the rest.
+    std::vector<Request> TakeRequests();
+    /// Everything that those requests asked for was sent.
+    void EndRequests();
+
+    void Send(const Outgoing &message, std::span<const ClientNumber> to);
+
+    /// Those that were welcomed.
+    std::size_t CountClients() const;
+
+    /// Where it listens; the port is the one that the system chose where port 0 was asked for.
+    const String &Address() const
+    {
+        return m_address;
+    }
+
+private:
+    class Service;
+    struct Client;
+
+    void Listen();
+    std::shared_ptr<grpc::ServerCredentials> Credentials() const;
+
+    void OnArrived(const std::shared_ptr<Session> &session);
+    void OnIncoming(const std::shared_ptr<Session> &session) override;
+    void OnGone(const std::shared_ptr<Session> &session) override;
+
+    void TakeFrom(Client &client, std::vector<Request> &requests);
+    void Welcome(Client &client, const wire::Envelope &envelope);
+    String CheckHello(const wire::Envelope &envelope) const;
+    void CutOff(Client &client, const String &reason);
+    void ScheduleReady(Client &client);
+
+    boost::asio::io_context &m_loop;
+    const ServerSettings m_settings;
+    const UID m_masterID;
+    User &m_user;
+    LoopThread m_thread;
+    String m_address;
+
+    std::map<ClientNumber, std::unique_ptr<Client>> m_clients;
+    std::map<const Session *, Client *> m_bySession;
+    ClientNumber m_lastClient = 0;
+    std::deque<ClientNumber> m_ready;
+    std::vector<ClientNumber> m_taken;
+
+    std::unique_ptr<SocketFile> m_socketFile;
+    std::unique_ptr<Service> m_service;
+    std::unique_ptr<grpc::Server> m_server;
+};
+
+} // namespace master

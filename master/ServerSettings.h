@@ -1,0 +1,45 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <optional>
+
+#include "corvan/MasterAddress.h"
+
+namespace master
+{
+
+using corvan::MasterAddress;
+using corvan::TcpSecurity;
+
+/// What one client may take of the Master.
+struct ClientLimits
+{
+    /// What waits to be written to a client; one that does not read, and for which more news than
+    /// that gathers, is cut off.
+    std::size_t outMessages = 100'000;
+    std::size_t outBytes = 64u << 20;
+
+    /// What was read from a client and not yet handled; no more is read before it is.
+    std::size_t inMessages = 64;
+    std::size_t inBytes = 1u << 20;
+
+    /// While more than this waits to be written to a client, its own requests wait.
+    std::size_t outPauseBytes = 1u << 20;
+    std::size_t outPauseMessages = 1000;
+};
+
+/// How the Master listens.
+struct ServerSettings
+{
+    MasterAddress address;
+    /// Needed for TCP, unused for a socket file.
+    std::optional<TcpSecurity> security;
+
+    std::size_t maxClients = 256;
+    /// A client that has not said Hello by then is cut off.
+    std::chrono::milliseconds helloWithin{10'000};
+    ClientLimits limits;
+};
+
+} // namespace master

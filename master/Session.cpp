@@ -1,0 +1,207 @@
+#include "master/Session.h"
+
+#include "ostrel/CallEntry.h"
+
+namespace master
+{
+
+using ostrel::_CallEntry;
+
+Session::Session(Owner &owner, grpc::CallbackServerContext &context, const ClientLimits &limits)
+    : m_owner(owner), m_context(context), m_limits(limits)
+{
+    _CallEntry call("Session::Session", __FILE__, __LINE__);
+}
+
+void Session::Begin()
+{
+    _CallEntry call("Session::Begin", __FILE__, __LINE__);
+
+    m_self = shared_from_this();
+    const std::lock_guard lock(m_mutex);
+    ReadMore();
+}
+
+std::vector<wire::Envelope> Session::TakeIncoming()
+{
+    _CallEntry call("Session::TakeIncoming", __FILE__, __LINE__);
+
+    const std::lock_guard lock(m_mutex);
+    m_wasPaused = IsPaused();
+    if (m_wasPaused)
+        return {};
+
+    std::vector<wire::Envelope> taken(std::make_move_iterator(m_in.begin()),
+                                      std::make_move_iterator(m_in.end()));
+    m_in.clear();
+    m_inBytes = 0;
+    ReadMore();
+    return taken;
+}
+
+// A client that is gone may still have sent something worth doing.
+bool Session::IsPaused() const
+{
+    _CallEntry call("Session::IsPaused", __FILE__, __LINE__);
+
+    return !m_isEnding &&
+           (m_outBytes > m_limits.outPauseBytes || m_out.size() > m_limits.outPauseMessages);
+}
+
+void Session::ReadMore()
+{
+    _CallEntry call("Session::ReadMore", __FILE__, __LINE__);
+
+    if (m_isReading || m_isClosed || m_isEnding)
+        return;
+    if (m_in.size() >= m_limits.inMessages || m_inBytes >= m_limits.inBytes)
+        return;
+    m_isReading = true;
+    m_reading.Clear();
+    StartRead(&m_reading);
+}
+
+void Session::OnReadDone(bool ok)
+{
+    _CallEntry call("Session::OnReadDone", __FILE__, __LINE__);
+
+    {
+        const std::lock_guard lock(m_mutex);
+        m_isReading = false;
+        if (!ok)
+            m_isClosed = true;
+        else if (!TakeRead())
+            EndLocked({grpc::StatusCode::INVALID_ARGUMENT, "the message cannot be read"});
+        else
+            ReadMore();
+    }
+    m_owner.OnIncoming(shared_from_this());
+}
+
+bool Session::TakeRead()
+{
+    _CallEntry call("Session::TakeRead", __FILE__, __LINE__);
+
+    const std::size_t bytes = m_reading.Length();
+    wire::Envelope envelope;
+    if (!grpc::SerializationTraits<wire::Envelope>::Deserialize(&m_reading, &envelope).ok())
+        return false;
+    m_inBytes += bytes;
+    m_in.push_back(std::move(envelope));
+    return true;
+}
+
+bool Session::Send(std::shared_ptr<const grpc::ByteBuffer> message)
+{
+    _CallEntry call("Session::Send", __FILE__, __LINE__);
+
+    const std::lock_guard lock(m_mutex);
+    if (m_isEnding || m_isFinished)
+        return true;
+
+    m_outBytes += message->Length();
+    m_out.push_back(std::move(message));
+    const bool isTooMuch = m_out.size() > m_limits.outMessages || m_outBytes > m_limits.outBytes;
+    WriteMore();
+    return !isTooMuch;
+}
+
+void Session::WriteMore()
+{
+    _CallEntry call("Session::WriteMore", __FILE__, __LINE__);
+
+    if (m_isWriting || m_isFinished)
+        return;
+    if (!m_out.empty() && !m_isCutOff)
+    {
+        m_isWriting = true;
+        StartWrite(m_out.front().get());
+        return;
+    }
+    if (m_isEnding)
+    {
+        m_isFinished = true;
+        Finish(m_status);
+    }
+}
+
+void Session::OnWriteDone(bool ok)
+{
+    _CallEntry call("Session::OnWriteDone", __FILE__, __LINE__);
+
+    bool hasRoomAgain = false;
+    {
+        const std::lock_guard lock(m_mutex);
+        m_isWriting = false;
+        m_outBytes -= m_out.front()->Length();
+        m_out.pop_front();
+        if (!ok)
+            m_isEnding = m_isCutOff = true;
+        WriteMore();
+        hasRoomAgain = m_wasPaused && !IsPaused();
+        if (hasRoomAgain)
+            m_wasPaused = false;
+    }
+    if (hasRoomAgain)
+        m_owner.OnIncoming(shared_from_this());
+}
+
+void Session::End(const grpc::Status &status)
+{
+    _CallEntry call("Session::End", __FILE__, __LINE__);
+
+    const std::lock_guard lock(m_mutex);
+    EndLocked(status);
+}
+
+void Session::EndIfClosed()
+{
+    _CallEntry call("Session::EndIfClosed", __FILE__, __LINE__);
+
+    const std::lock_guard lock(m_mutex);
+    if (m_isClosed && m_in.empty())
+        EndLocked(grpc::Status::OK);
+}
+
+void Session::EndLocked(const grpc::Status &status)
+{
+    _CallEntry call("Session::EndLocked", __FILE__, __LINE__);
+
+    if (m_isEnding)
+        return;
+    m_isEnding = true;
+    m_status = status;
+    WriteMore();
+}
+
+void Session::CutOff()
+{
+    _CallEntry call("Session::CutOff", __FILE__, __LINE__);
+
+    const std::lock_guard lock(m_mutex);
+    if (m_isFinished)
+        return;
+    m_isEnding = m_isCutOff = true;
+    m_status = grpc::Status(grpc::StatusCode::RESOURCE_EXHAUSTED, "too much is left unread");
+    m_context.TryCancel();
+    WriteMore();
+}
+
+void Session::OnCancel()
+{
+    _CallEntry call("Session::OnCancel", __FILE__, __LINE__);
+
+    const std::lock_guard lock(m_mutex);
+    m_isEnding = m_isCutOff = true;
+    WriteMore();
+}
+
+void Session::OnDone()
+{
+    _CallEntry call("Session::OnDone", __FILE__, __LINE__);
+
+    const std::shared_ptr<Session> self = std::move(m_self);
+    m_owner.OnGone(self);
+}
+
+} // namespace master

@@ -1,0 +1,99 @@
+#pragma once
+
+#include <deque>
+#include <grpcpp/grpcpp.h>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+#include "corvan/messages.grpc.pb.h"
+#include "master/ServerSettings.h"
+#include "ostrel/String.h"
+
+namespace master
+{
+
+namespace wire = corvan::wire;
+using ostrel::String;
+
+/// One client's stream.
+///
+/// gRPC's threads call the reactions, which only queue; the loop thread takes what came and gives
+/// what goes. It holds itself until gRPC is done with it, and may be held longer.
+class Session : public grpc::ServerBidiReactor<grpc::ByteBuffer, grpc::ByteBuffer>,
+                public std::enable_shared_from_this<Session>
+{
+public:
+    /// Whoever keeps the sessions. Called on any thread; must not call back.
+    class Owner
+    {
+    public:
+        virtual ~Owner() = default;
+        /// Messages wait in the session, or it has room again to take them.
+        virtual void OnIncoming(const std::shared_ptr<Session> &session) = 0;
+        /// The stream is over. The last call for this session.
+        virtual void OnGone(const std::shared_ptr<Session> &session) = 0;
+    };
+
+    /// The owner outlives the stream.
+    Session(Owner &owner, grpc::CallbackServerContext &context, const ClientLimits &limits);
+
+    /// Starts to read. Once.
+    void Begin();
+
+    /// The messages that have come, in order; none while too much waits to be written. Makes room
+    /// for more to be read.
+    std::vector<wire::Envelope> TakeIncoming();
+
+    /// Queues a message, which may be shared with other sessions. False where the client leaves
+    /// too much waiting.
+    bool Send(std::shared_ptr<const grpc::ByteBuffer> message);
+
+    /// Ends the stream, once all that was queued is written, where the client has said that it
+    /// sends no more and all that it sent was taken.
+    void EndIfClosed();
+
+    /// Ends the stream once all that was queued is written.
+    void End(const grpc::Status &status);
+
+    /// Ends the stream now, whatever waits.
+    void CutOff();
+
+    void OnReadDone(bool ok) override;
+    void OnWriteDone(bool ok) override;
+    void OnCancel() override;
+    void OnDone() override;
+
+private:
+    bool TakeRead();
+
+    // All of these with the mutex held.
+    void EndLocked(const grpc::Status &status);
+    void ReadMore();
+    void WriteMore();
+    bool IsPaused() const;
+
+    Owner &m_owner;
+    grpc::CallbackServerContext &m_context;
+    const ClientLimits m_limits;
+    std::shared_ptr<Session> m_self;
+
+    std::mutex m_mutex;
+    grpc::ByteBuffer m_reading;
+    bool m_isReading = false;
+    bool m_isClosed = false; ///< The client sends no more.
+    std::deque<wire::Envelope> m_in;
+    std::size_t m_inBytes = 0;
+
+    std::deque<std::shared_ptr<const grpc::ByteBuffer>> m_out;
+    std::size_t m_outBytes = 0;
+    bool m_isWriting = false;
+    bool m_wasPaused = false;
+
+    bool m_isEnding = false;
+    bool m_isCutOff = false;
+    bool m_isFinished = false;
+    grpc::Status m_status;
+};
+
+} // namespace master

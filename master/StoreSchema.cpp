@@ -1,0 +1,78 @@
+#include "master/StoreSchema.h"
+
+#include <SQLiteCpp/Database.h>
+#include <SQLiteCpp/Transaction.h>
+
+#include "ostrel/Exception.h"
+
+namespace master
+{
+
+namespace
+{
+
+// What nobody has touched yet has no row in `tasks`: a job of 200,000 packets is one row in `jobs`
+// until it runs, and to run it again forgets its rows. `next_task` is the first task without one.
+constexpr const char *k_migrations[] = {
+    R"(
+    CREATE TABLE master(id TEXT NOT NULL);
+
+    CREATE TABLE jobs(
+        number INTEGER PRIMARY KEY AUTOINCREMENT,
+        id TEXT NOT NULL UNIQUE,
+        type TEXT NOT NULL,
+        created INTEGER NOT NULL,
+        status INTEGER NOT NULL,
+        priority INTEGER NOT NULL,
+        tasks_total INTEGER NOT NULL,
+        tasks_done INTEGER NOT NULL,
+        tasks_failed INTEGER NOT NULL,
+        next_task INTEGER NOT NULL);
+    CREATE INDEX jobs_runnable ON jobs(priority DESC, number) WHERE status IN (0, 1);
+
+    CREATE TABLE parameters(
+        job INTEGER NOT NULL REFERENCES jobs(number),
+        position INTEGER NOT NULL,
+        name TEXT NOT NULL,
+        value TEXT NOT NULL,
+        PRIMARY KEY(job, name));
+
+    CREATE TABLE tasks(
+        job INTEGER NOT NULL REFERENCES jobs(number),
+        task INTEGER NOT NULL,
+        status INTEGER NOT NULL,
+        tries INTEGER NOT NULL,
+        failures INTEGER NOT NULL,
+        exit_code INTEGER NOT NULL,
+        PRIMARY KEY(job, task)) WITHOUT ROWID;
+    CREATE INDEX tasks_queued ON tasks(job, task) WHERE status = 0;
+    CREATE INDEX tasks_running ON tasks(job, task) WHERE status = 1;
+    )",
+};
+
+} // namespace
+
+std::span<const char *const> StoreMigrations()
+{
+    return k_migrations;
+}
+
+void MigrateStore(SQLite::Database &database, std::span<const char *const> migrations)
+{
+    const int known = int(migrations.size());
+    const int found = database.execAndGet("PRAGMA user_version").getInt();
+    if (found > known)
+        throw new ostrel::Exception("it has version " + std::to_string(found) +
+                                    " of a newer corvan-master; this one knows up to version " +
+                                    std::to_string(known));
+
+    for (int version = found; version < known; ++version)
+    {
+        SQLite::Transaction transaction(database);
+        database.exec(migrations[std::size_t(version)]);
+        database.exec("PRAGMA user_version = " + std::to_string(version + 1));
+        transaction.commit();
+    }
+}
+
+} // namespace master

@@ -1,0 +1,82 @@
+#include "master/TaskLogs.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+
+#include "corvan/Utf8.h"
+#include "ostrel/CallEntry.h"
+#include "ostrel/Log.h"
+
+namespace master
+{
+
+using ostrel::_CallEntry;
+
+namespace
+{
+
+// Half a line at the start tells nothing; half a megabyte without a line end is kept.
+std::string_view WithoutHalfLine(std::string_view tail)
+{
+    const std::size_t lineEnd = tail.find('\n');
+    return lineEnd < tail.size() / 2 ? tail.substr(lineEnd + 1) : tail;
+}
+
+} // namespace
+
+Path TaskLogs::FolderOf(const UID &job) const
+{
+    _CallEntry call("TaskLogs::FolderOf", __FILE__, __LINE__);
+
+    return m_folder / job.ToString();
+}
+
+Path TaskLogs::FileOf(const UID &job, unsigned task) const
+{
+    _CallEntry call("TaskLogs::FileOf", __FILE__, __LINE__);
+
+    return FolderOf(job) / (std::to_string(task) + ".log");
+}
+
+bool TaskLogs::MakeFolder(const UID &job, String *reason) const
+{
+    _CallEntry call("TaskLogs::MakeFolder", __FILE__, __LINE__);
+
+    std::error_code error;
+    std::filesystem::create_directories(FolderOf(job).Text().c_str(), error);
+    if (error)
+        *reason = "cannot make folder " + FolderOf(job).Text() + ": " + error.message();
+    return !error;
+}
+
+void TaskLogs::Write(const UID &job, unsigned task, std::string_view text) const
+{
+    _CallEntry call("TaskLogs::Write", __FILE__, __LINE__);
+
+    String reason;
+    MakeFolder(job, &reason);
+    std::ofstream file(FileOf(job, task).Text(), std::ios::binary | std::ios::trunc);
+    file << text;
+    if (!file.flush())
+        ostrel::LogError("cannot write " + FileOf(job, task).Text());
+}
+
+String TaskLogs::ReadTail(const UID &job, unsigned task) const
+{
+    _CallEntry call("TaskLogs::ReadTail", __FILE__, __LINE__);
+
+    std::ifstream file(FileOf(job, task).Text(), std::ios::binary | std::ios::ate);
+    if (!file)
+        return {};
+
+    const auto size = std::size_t(std::max<std::streamoff>(file.tellg(), 0));
+    const std::size_t skipped = size - std::min(size, k_MaxTailBytes);
+    std::string tail(size - skipped, '\0');
+    file.seekg(std::streamoff(skipped));
+    file.read(tail.data(), std::streamsize(tail.size()));
+    tail.resize(std::size_t(file.gcount()));
+    return corvan::MakeUtf8(skipped == 0 ? tail : WithoutHalfLine(tail));
+}
+
+} // namespace master
