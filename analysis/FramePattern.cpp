@@ -87,7 +87,9 @@ String WrongCharacter(std::string_view taken, char next)
         return "a width or precision given as \"*\" is not supported";
     if (next == '$')
         return "a numbered argument (\"$\") is not supported";
-    return "\"" + std::string(taken) + next + "\" is no conversion of a whole number";
+    String reason = "\"";
+    reason.append(taken).push_back(next);
+    return reason.append("\" is no conversion of a whole number");
 }
 
 /// `text` begins at the percent sign. Empty when all is well, else the reason.
