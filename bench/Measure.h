@@ -1,0 +1,116 @@
+#pragma once
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <stdlib.h>
+#include <string>
+#include <vector>
+
+namespace bench
+{
+
+/// Milliseconds of the fastest run and of the middle one.
+struct Timing
+{
+    double minMs = 0;
+    double medianMs = 0;
+    int repetitions = 0;
+};
+
+/// Times `run` as often as asked; `prepare` goes before each run and is not timed.
+template <typename Prepare, typename Run>
+Timing Measure(int repetitions, Prepare &&prepare, Run &&run)
+{
+    using Clock = std::chrono::steady_clock;
+
+    std::vector<double> times;
+    for (int i = 0; i < repetitions; ++i)
+    {
+        prepare();
+        const auto start = Clock::now();
+        run();
+        const std::chrono::duration<double, std::milli> time = Clock::now() - start;
+        times.push_back(time.count());
+    }
+    std::sort(times.begin(), times.end());
+    return {times.front(), times[times.size() / 2], repetitions};
+}
+
+template <typename Run> Timing Measure(int repetitions, Run &&run)
+{
+    return Measure(
+        repetitions, [] {}, run);
+}
+
+/// Repetitions that keep a measure of this size within seconds.
+inline int Repetitions(std::size_t size)
+{
+    return size >= 1'000'000 ? 5 : size >= 100'000 ? 11 : 101;
+}
+
+inline void PrintHead(const char *title)
+{
+    std::printf("\n### %s\n\n", title);
+    std::printf("| what | size | runs | min ms | median ms | of its yardstick |\n");
+    std::printf("| --- | ---: | ---: | ---: | ---: | ---: |\n");
+}
+
+inline void PrintStart(const std::string &what, std::size_t size, const Timing &timing)
+{
+    std::printf("| %s | %zu | %d | %.3f | %.3f |", what.c_str(), size, timing.repetitions,
+                timing.minMs, timing.medianMs);
+}
+
+/// A row of the table for the yardstick itself.
+inline void PrintYardstick(const std::string &what, std::size_t size, const Timing &timing)
+{
+    PrintStart("*" + what + "*", size, timing);
+    std::printf(" |\n");
+    std::fflush(stdout);
+}
+
+/// A row of the table, with the ratio of the medians.
+inline void PrintRow(const std::string &what, std::size_t size, const Timing &timing,
+                     const Timing &yardstick)
+{
+    PrintStart(what, size, timing);
+    std::printf(" %.2f |\n", timing.medianMs / yardstick.medianMs);
+    std::fflush(stdout);
+}
+
+/// A folder of its own that goes when it does.
+class Folder
+{
+public:
+    Folder()
+    {
+        std::string name = (std::filesystem::temp_directory_path() / "bench.XXXXXX").string();
+        if (!mkdtemp(name.data()))
+        {
+            std::perror("cannot make a folder for the measures");
+            std::exit(1);
+        }
+        m_path = name;
+    }
+    ~Folder()
+    {
+        std::error_code ignored;
+        std::filesystem::remove_all(m_path, ignored);
+    }
+    Folder(const Folder &) = delete;
+    Folder &operator=(const Folder &) = delete;
+
+    std::string operator/(const std::string &leaf) const
+    {
+        return (m_path / leaf).string();
+    }
+
+private:
+    std::filesystem::path m_path;
+};
+
+constexpr std::size_t k_sizes[] = {1'000, 100'000, 1'000'000};
+
+} // namespace bench
