@@ -8,3 +8,6 @@ target_include_directories(wx SYSTEM INTERFACE ${wxWidgets_INCLUDE_DIRS})
 target_compile_definitions(wx INTERFACE ${wxWidgets_DEFINITIONS})
 target_compile_options(wx INTERFACE ${wxWidgets_CXX_FLAGS})
 target_link_libraries(wx INTERFACE ${wxWidgets_LIBRARIES})
+
+# For the few files that speak to GTK itself.
+pkg_check_modules(GTK REQUIRED IMPORTED_TARGET GLOBAL gtk+-3.0)

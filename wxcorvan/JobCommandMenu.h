@@ -6,6 +6,9 @@
 #include <wx/menu.h>
 
 #include "corvan/Job.h"
+#include "corvan/Messages.h"
+#include "ostrel/Signal.h"
+#include "wxcorvan/JobCommands.h"
 
 namespace wxcorvan
 {
@@ -22,8 +25,8 @@ namespace wxcorvan
 ///     Command.1.2 = {Note}
 ///
 /// A command of the options takes the place of the type's command of the same label. Placeholders
-/// are expanded after the list is cut, so that a value is never more than one argument, and no
-/// shell sees it. Main thread.
+/// are filled by `corvan::ExpandArguments`; no shell sees the values. The Master's commands follow
+/// the job's status and priority as they change. Main thread.
 class JobCommandMenu : public wxMenu
 {
 public:
@@ -57,9 +60,12 @@ protected:
     boost::shared_ptr<corvan::Job> m_job;
 
 private:
-    struct Command;
+    void Show(std::vector<JobCommand> commands);
+    void OnParameterChanged(boost::shared_ptr<corvan::JobParameterMsg> message);
 
-    std::vector<Command> m_commands;
+    std::vector<JobCommand> m_commands;
+    std::vector<wxMenuItem *> m_items; // Of the last filling, separators too; the menu owns them.
+    ostrel::SignalConnection m_parameterChanged;
 };
 
 } // namespace wxcorvan

@@ -6,14 +6,9 @@
 #include <wx/app.h>
 
 #include "corvan/CorvanClientApp.h"
+#include "corvan/Messenger.h"
 #include "ostrel/Signal.h"
 #include "wxcorvan/wxCorvanEvents.h"
-
-namespace corvan
-{
-struct MessengerConnectedEvt;
-struct MessengerDisconnectedEvt;
-} // namespace corvan
 
 namespace wxcorvan
 {
@@ -33,7 +28,7 @@ public:
 
     /// Answers --help and --version with exit status 0 and a wrong option with 2, and ends the
     /// program there; otherwise goes on to the toolkit.
-    bool Initialize(int &argc, wxChar **argv) override;
+    bool Initialize(int &count, wxChar **arguments) override;
 
     /// Prepares the client application, sets the theme and calls `Startup`. When that is false:
     /// `Cleanup`, and the program ends with an exit status that is not zero. Numbers are read and
@@ -41,8 +36,8 @@ public:
     bool OnInit() override;
 
     /// Raises `CorvanAppStartupEvt`, then runs the main loop until the last top-level window is
-    /// gone. SIGTERM and SIGINT close the top window as its user would, but without a veto; an
-    /// open dialog is cancelled first.
+    /// gone; 1 at once when a receiver of the event fails. SIGTERM and SIGINT close the top window
+    /// as its user would, but without a veto; an open dialog is cancelled first.
     int OnRun() override;
 
     /// `Cleanup`.
@@ -71,8 +66,9 @@ protected:
 
 private:
     std::vector<ostrel::CommandLineOption> AllOptions() const;
-    [[nodiscard]] bool ParseArguments(std::span<const ostrel::String> arguments);
+    void ParseArguments(std::span<const ostrel::String> arguments);
     bool StartClient();
+    void Quit();
     void DispatchMessages();
     void ConnectMessenger();
     void OnConnected(const corvan::MessengerConnectedEvt &);

@@ -44,9 +44,10 @@ public:
     void ApplyColors() override;
 
 private:
-    void OnCancelled();
+    void OnKey(wxKeyEvent &event);
+    void Cancel();
+    void FocusFirstField();
     void RestorePlace();
-    void RememberPlace(bool accepted);
 
     ostrel::String m_name;
     bool m_canResize;

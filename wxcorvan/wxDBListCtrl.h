@@ -5,6 +5,7 @@
 #include <wx/listctrl.h>
 
 #include "ostrel/String.h"
+#include "wxcorvan/ListKeys.h"
 #include "wxcorvan/wxcColorManaged.h"
 
 namespace wxcorvan
@@ -55,7 +56,8 @@ public:
     /// Repaints all that is visible. Scroll position and keyboard row stay.
     void Redraw();
 
-    /// Takes all rows away, scrolls to the top and calls `DoClear`.
+    /// Takes all rows away and calls `DoClear`. Scroll position and keyboard row are kept as far
+    /// as there are rows again at the next idle event, so a refill does not jump.
     void Clear();
 
     int RowCount() const
@@ -75,7 +77,6 @@ public:
     void SelectAll();
 
     void ApplyColors() override;
-    bool SetFont(const wxFont &font) override;
     int GetItemCount() const override
     {
         return m_rowCount;
@@ -100,12 +101,55 @@ protected:
     void OnInternalIdle() override;
 
 private:
+    // Painting.
+    void OnPaint(wxPaintEvent &event);
+    void PaintRow(wxDC &dc, int row, const wxRect &place, bool hasKeyboard);
+    void PaintCell(wxDC &dc, const wxString &text, const wxRect &place) const;
+    void PaintGround(wxDC &dc, const wxRect &place, bool isSelected) const;
+    wxRect CellPlace(int column, const wxRect &rowPlace) const;
+
+    // Where things are. The rows stand in a window of their own below the header.
+    wxWindow *RowsWindow() const
+    {
+        return GetTargetWindow();
+    }
+    int RowHeight() const;
+    int RowsPerPage() const;
+    wxRect RowPlace(int row) const;
+    int RowAt(int y) const; // -1 where there is none.
+    int ColumnAt(int x) const;
+    void ScrollTo(int row);
+
+    // Gestures.
+    void BindGestures();
+    void OnKey(wxKeyEvent &event);
+    void OnChar(wxKeyEvent &event);
+    void OnLeftDown(wxMouseEvent &event);
+    void OnLeftDoubleClick(wxMouseEvent &event);
+    void OnRightDown(wxMouseEvent &event);
+    void OnMotion(wxMouseEvent &event);
+    void OnKeyboardCame(wxFocusEvent &event);
+    void ShowTipAt(const wxPoint &point);
+
+    // The selection.
+    void Act(int row, SelectHow how);
+    void SelectOnly(int first, int last);
+    void AddRange(int first, int last);
+    void RemoveRange(int first, int last);
+    void ExtendTo(int row);
+    void DeselectAll();
+    void Change(int row, bool select);
+    bool SendRowEvent(wxEventType type, int row);
+
     int m_rowCount = 0;
     int m_focusRow = -1;
     int m_anchorRow = -1; // Where a range that Shift makes begins.
+    int m_rangeEnd = -1;  // Where the last one ends; -1 when something else was selected since.
     int m_highlightColumn = -1;
     bool m_isSingle;
-    bool m_isCountShown = true; // The toolkit knows m_rowCount.
+    bool m_isDragging = false;
+    bool m_mustRedraw = false; // With the next idle event.
+    wxPoint m_tipCell = {-1, -1};
 };
 
 } // namespace wxcorvan

@@ -23,9 +23,16 @@ public:
               const wxArrayString &choices, long style = 0,
               const wxValidator &validator = wxDefaultValidator, const wxString &name = "choice");
 
-    /// Undoes one `Freeze`; nothing where there is none to undo.
+    /// Stops and resumes painting; `Thaw` undoes one `Freeze` of this control, and does nothing
+    /// where there is none to undo (also while a parent is frozen).
+    void Freeze();
     void Thaw();
 
+    /// The text of the selected item; empty when none is.
+    wxString GetStringSelection() const override
+    {
+        return wxItemContainerImmutable::GetStringSelection();
+    }
     void Select(int n) override;
     void ApplyColors() override;
 
@@ -39,6 +46,8 @@ protected:
 private:
     void Init();
     void ShowWholeTextAsTip();
+
+    int m_freezes = 0;
 };
 
 } // namespace wxcorvan

@@ -1,0 +1,197 @@
+#include "tests/support/WindowTest.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
+#include <memory>
+#include <gtk/gtk.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <wx/dialog.h>
+#include <wx/evtloop.h>
+#include <wx/toplevel.h>
+
+#include "tests/support/InputCount.h"
+
+namespace
+{
+
+using Clock = std::chrono::steady_clock;
+
+constexpr int k_sliceMs = 20;
+
+void RunTool(std::vector<std::string> arguments)
+{
+    std::vector<char *> list;
+    for (std::string &argument : arguments)
+        list.push_back(argument.data());
+    list.push_back(nullptr);
+
+    pid_t process = 0;
+    ASSERT_EQ(posix_spawnp(&process, list[0], nullptr, nullptr, list.data(), environ), 0)
+        << arguments[0];
+    int status = 0;
+    waitpid(process, &status, 0);
+    EXPECT_EQ(status, 0) << arguments[0] << ' ' << arguments[1];
+}
+
+/// Runs xdotool and waits until as many releases of keys and buttons have been handled.
+void Input(const std::vector<std::string> &arguments, int releases)
+{
+    const int before = ReleasesHandled();
+    std::vector<std::string> command{"xdotool"};
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    RunTool(command);
+    EXPECT_TRUE(PumpUntil([&] { return ReleasesHandled() >= before + releases; }))
+        << "the input did not arrive: xdotool " << arguments[0];
+    PumpIdle();
+}
+
+std::vector<std::string> Split(const std::string &text, char separator)
+{
+    std::vector<std::string> parts;
+    std::size_t begin = 0;
+    while (begin < text.size())
+    {
+        const std::size_t end = std::min(text.find(separator, begin), text.size());
+        if (end > begin)
+            parts.push_back(text.substr(begin, end - begin));
+        begin = end + 1;
+    }
+    return parts;
+}
+
+std::vector<std::string> MoveTo(const wxWindow &window, const wxPoint &point)
+{
+    const wxPoint place = window.ClientToScreen(point);
+    return {"mousemove", std::to_string(place.x), std::to_string(place.y)};
+}
+
+void Append(std::vector<std::string> &list, const std::vector<std::string> &more)
+{
+    list.insert(list.end(), more.begin(), more.end());
+}
+
+wxDialog *FindModal()
+{
+    for (auto node = wxTopLevelWindows.GetLast(); node; node = node->GetPrevious())
+        if (auto *dialog = dynamic_cast<wxDialog *>(node->GetData()); dialog && dialog->IsModal())
+            return dialog;
+    return nullptr;
+}
+
+bool IsReady(const wxTopLevelWindow &window)
+{
+    const GtkWidget *widget = window.GetHandle();
+    return window.IsShownOnScreen() && gtk_window_is_active(GTK_WINDOW(widget)) &&
+           gtk_window_has_toplevel_focus(GTK_WINDOW(widget));
+}
+
+} // namespace
+
+bool PumpUntil(const std::function<bool()> &condition, int timeoutMs)
+{
+    const Clock::time_point end = Clock::now() + std::chrono::milliseconds(timeoutMs);
+    while (!condition())
+    {
+        if (Clock::now() >= end)
+            return false;
+        wxEventLoopBase::GetActive()->DispatchTimeout(k_sliceMs);
+    }
+    return true;
+}
+
+void PumpIdle()
+{
+    // Shared with the closure, which may come after the wait was given up.
+    const auto wasIdle = std::make_shared<bool>(false);
+    wxTheApp->CallAfter([wasIdle] { *wasIdle = true; });
+    PumpUntil([&wasIdle] { return *wasIdle && !gtk_events_pending(); }, 2000);
+}
+
+void ShowActive(wxTopLevelWindow &window)
+{
+    window.Show();
+    window.Raise();
+    ASSERT_TRUE(PumpUntil([&window] { return IsReady(window); })) << "the window is not active";
+    PumpIdle();
+}
+
+void PressKeys(const std::string &keys)
+{
+    for (const std::string &key : Split(keys, ' '))
+        Input({"key", key}, int(Split(key, '+').size()));
+}
+
+void TypeText(const std::string &text)
+{
+    Input({"type", "--delay", "2", text}, int(text.size()));
+}
+
+void ClickAt(const wxWindow &window, const wxPoint &point, const std::string &modifiers, int button)
+{
+    const std::vector<std::string> held = Split(modifiers, '+');
+    std::vector<std::string> list = MoveTo(window, point);
+    for (const std::string &modifier : held)
+        Append(list, {"keydown", modifier});
+    Append(list, {"click", std::to_string(button)});
+    for (const std::string &modifier : held)
+        Append(list, {"keyup", modifier});
+    Input(list, int(held.size()) + 1);
+}
+
+void DoubleClickAt(const wxWindow &window, const wxPoint &point)
+{
+    std::vector<std::string> list = MoveTo(window, point);
+    Append(list, {"click", "--repeat", "2", "--delay", "20", "1"});
+    Input(list, 2);
+}
+
+void DragFromTo(const wxWindow &window, const wxPoint &from, const wxPoint &to)
+{
+    std::vector<std::string> list = MoveTo(window, from);
+    Append(list, {"mousedown", "1"});
+    Append(list, MoveTo(window, (from + to) / 2));
+    Append(list, MoveTo(window, to));
+    Append(list, {"mouseup", "1"});
+    Input(list, 1);
+}
+
+void WhileModal(const std::function<void()> &show,
+                const std::function<void(wxTopLevelWindow &)> &steps)
+{
+    bool hasRun = false;
+    wxTheApp->CallAfter(
+        [&]
+        {
+            hasRun = PumpUntil([] { return FindModal() && IsReady(*FindModal()); });
+            wxDialog *dialog = FindModal();
+            if (hasRun)
+                steps(*dialog);
+            if (FindModal() && FindModal() == dialog)
+            {
+                ADD_FAILURE() << "the dialog is still open";
+                dialog->EndModal(0);
+            }
+        });
+    show();
+    EXPECT_TRUE(hasRun) << "no dialog came up";
+}
+
+void Screenshot(const wxTopLevelWindow &window, const std::string &name)
+{
+    const char *folder = std::getenv("ORDWICK_ARTEFACTS");
+    if (!folder)
+        return;
+
+    PumpIdle();
+    const wxRect place = window.GetRect();
+    const std::string crop = std::to_string(place.width) + 'x' + std::to_string(place.height) +
+                             '+' + std::to_string(place.x) + '+' + std::to_string(place.y);
+    RunTool({"import", "-silent", "-window", "root", "-crop", crop,
+             std::string(folder) + '/' + name + ".png"});
+}

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include <wx/app.h>
+#include <wx/gdicmn.h>
+
+class wxTopLevelWindow;
+class wxWindow;
+
+/// Each window test program defines this: the application that its tests run in. The test main
+/// starts it (`OnInit`) before the first test and ends it (`OnExit`) after the last; in between an
+/// event loop is active, and tests run it by the functions below. A failed assertion of the
+/// toolkit and a critical message of GTK fail the test that runs.
+wxApp *MakeTestApp();
+
+/// Handles events until `condition` is true. False when that took longer than `timeoutMs`.
+bool PumpUntil(const std::function<bool()> &condition, int timeoutMs = 10'000);
+
+/// Handles all that is waiting, idle work included.
+void PumpIdle();
+
+/// Shows a window and waits until it is on the screen and has the keyboard; fails the test when
+/// that does not come about.
+void ShowActive(wxTopLevelWindow &window);
+
+/// Real keys, as a keyboard gives them to the window that has the focus: "ctrl+a", "shift+Down",
+/// "Escape" (X key names); several by blanks, one after the other. Returns when they are handled.
+void PressKeys(const std::string &keys);
+
+/// Types a text.
+void TypeText(const std::string &text);
+
+/// A real click at a point of the window's client area (pixels), `modifiers` held ("ctrl",
+/// "shift", "ctrl+shift" or none). Returns when it is handled.
+void ClickAt(const wxWindow &window, const wxPoint &point, const std::string &modifiers = {},
+             int button = 1);
+void DoubleClickAt(const wxWindow &window, const wxPoint &point);
+
+/// Presses the left button at one point, moves to the other, and lets go.
+void DragFromTo(const wxWindow &window, const wxPoint &from, const wxPoint &to);
+
+/// Runs `steps` once the modal dialog that `show` opens is up and has the keyboard; returns when
+/// `show` returns. `steps` must end the dialog; when it throws or ends without, the dialog is
+/// cancelled and the test fails.
+void WhileModal(const std::function<void()> &show,
+                const std::function<void(wxTopLevelWindow &)> &steps);
+
+/// Saves what the screen shows of a window as NAME.png in $ORDWICK_ARTEFACTS; nothing when that is
+/// not set.
+void Screenshot(const wxTopLevelWindow &window, const std::string &name);

@@ -1,0 +1,138 @@
+#include "wxcorvan/JobCommands.h"
+
+#include <algorithm>
+#include <charconv>
+#include <set>
+
+#include "corvan/JobStatus.h"
+#include "ostrel/Log.h"
+
+namespace wxcorvan
+{
+
+using namespace corvan;
+using ostrel::IniFile;
+using ostrel::LogWarning;
+
+namespace
+{
+
+constexpr int k_defaultPriority = 50;
+constexpr int k_highestPriority = 100;
+constexpr int k_priorityStep = 10;
+
+int NumberOr(const String &text, int otherwise)
+{
+    int number = otherwise;
+    std::from_chars(text.data(), text.data() + text.size(), number);
+    return number;
+}
+
+JobCommand StatusWish(const char *label, JobStatus status)
+{
+    return {"Master", label, p_Status, std::to_string(int(status)), {}};
+}
+
+JobCommand PriorityWish(const char *label, int priority)
+{
+    return {"Master",
+            label,
+            p_Priority,
+            std::to_string(std::clamp(priority, 0, k_highestPriority)),
+            {}};
+}
+
+void AddPriorityWishes(const Job &job, std::vector<JobCommand> &commands)
+{
+    const int priority = NumberOr(job.ParameterText(p_Priority, true), k_defaultPriority);
+    if (priority < k_highestPriority)
+        commands.push_back(PriorityWish("Raise Priority", priority + k_priorityStep));
+    if (priority > 0)
+        commands.push_back(PriorityWish("Lower Priority", priority - k_priorityStep));
+}
+
+/// The N of every "Command.N." key, in order.
+std::set<int> CommandNumbers(const IniFile &options, const String &section)
+{
+    constexpr std::string_view k_prefix = "command.";
+    std::set<int> numbers;
+    for (String key : options.Keys(section))
+    {
+        std::transform(key.begin(), key.end(), key.begin(),
+                       [](unsigned char c)
+                       { return c >= 'A' && c <= 'Z' ? char(c - 'A' + 'a') : char(c); });
+        if (!key.starts_with(k_prefix))
+            continue;
+        int number = 0;
+        const char *end = key.data() + key.size();
+        const auto [rest, error] = std::from_chars(key.data() + k_prefix.size(), end, number);
+        if (error == std::errc() && rest != end && *rest == '.')
+            numbers.insert(number);
+    }
+    return numbers;
+}
+
+JobCommand ReadCommand(const IniFile &options, const String &section, const String &prefix)
+{
+    JobCommand command;
+    command.group = "Options";
+    command.label = options.FindText(section, prefix + "Label").value_or(String());
+    for (int i = 1;; ++i)
+    {
+        const auto argument = options.FindText(section, prefix + std::to_string(i));
+        if (!argument)
+            return command;
+        command.arguments.push_back(*argument);
+    }
+}
+
+} // namespace
+
+std::vector<JobCommand> ListMasterCommands(const Job &job)
+{
+    const JobStatus status =
+        ParseStatus(job.ParameterText(p_Status, true)).value_or(JobStatus::Queued);
+    std::vector<JobCommand> commands;
+    if (IsOver(status))
+        return {StatusWish("Run Again", JobStatus::Queued)};
+
+    commands.push_back(status == JobStatus::Paused ? StatusWish("Resume", JobStatus::Queued)
+                                                   : StatusWish("Pause", JobStatus::Paused));
+    commands.push_back(StatusWish("Cancel", JobStatus::Cancelled));
+    AddPriorityWishes(job, commands);
+    return commands;
+}
+
+std::vector<JobCommand> ListOptionCommands(const IniFile &options, const String &section)
+{
+    std::vector<JobCommand> commands;
+    for (const int number : CommandNumbers(options, section))
+    {
+        const String prefix = "Command." + std::to_string(number) + ".";
+        JobCommand command = ReadCommand(options, section, prefix);
+        if (command.label.empty() || command.arguments.empty())
+            LogWarning("options, section " + section + ": " + prefix +
+                       " has no label or no arguments");
+        else
+            commands.push_back(std::move(command));
+    }
+    return commands;
+}
+
+std::vector<JobCommand> ListJobCommands(const Job &job, const IniFile &options)
+{
+    std::vector<JobCommand> commands = ListMasterCommands(job);
+    const std::vector<JobCommand> own = ListOptionCommands(options, job.Type().id.ToString());
+    for (const JobTypeCommand &command : job.Type().commands)
+    {
+        const bool isReplaced =
+            std::any_of(own.begin(), own.end(),
+                        [&command](const auto &mine) { return mine.label == command.label; });
+        if (!isReplaced)
+            commands.push_back({"Type", command.label, {}, {}, command.arguments});
+    }
+    commands.insert(commands.end(), own.begin(), own.end());
+    return commands;
+}
+
+} // namespace wxcorvan

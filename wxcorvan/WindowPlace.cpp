@@ -1,0 +1,93 @@
+#include "wxcorvan/WindowPlace.h"
+
+#include <algorithm>
+
+#include <wx/display.h>
+
+namespace wxcorvan
+{
+
+using ostrel::IniFile;
+using ostrel::String;
+
+namespace
+{
+
+/// As far as a window system's coordinates go.
+constexpr int k_maxCoordinate = 32767;
+
+/// A window of which less than this can be seen is lost to its user.
+constexpr int k_minVisibleWidth = 100;
+constexpr int k_minVisibleHeight = 40;
+
+/// Where a key is missing or no number.
+constexpr int k_noNumber = -1'000'000;
+
+bool IsCoordinate(int value)
+{
+    return value >= -k_maxCoordinate && value <= k_maxCoordinate;
+}
+
+long VisibleArea(const wxRect &place, const wxRect &screen)
+{
+    const wxRect visible = place.Intersect(screen);
+    const bool isEnough = visible.width >= std::min(k_minVisibleWidth, place.width) &&
+                          visible.height >= std::min(k_minVisibleHeight, place.height);
+    return isEnough ? long(visible.width) * visible.height : 0;
+}
+
+} // namespace
+
+std::optional<wxRect> LoadPlace(const IniFile &options, const String &section)
+{
+    const wxRect place(options.GetValue(section, "X", k_noNumber),
+                       options.GetValue(section, "Y", k_noNumber),
+                       options.GetValue(section, "Width", k_noNumber),
+                       options.GetValue(section, "Height", k_noNumber));
+    if (!IsCoordinate(place.x) || !IsCoordinate(place.y))
+        return std::nullopt;
+    if (place.width < 1 || place.width > k_maxCoordinate || place.height < 1 ||
+        place.height > k_maxCoordinate)
+        return std::nullopt;
+    return place;
+}
+
+void SavePlace(IniFile &options, const String &section, const wxRect &place)
+{
+    const std::pair<const char *, int> values[] = {
+        {"X", place.x}, {"Y", place.y}, {"Width", place.width}, {"Height", place.height}};
+
+    options.InsertSection(section);
+    for (const auto &[key, value] : values)
+        options.SetValue(key, std::to_string(value));
+}
+
+wxRect PlaceOnScreen(const wxRect &place, const std::vector<wxRect> &screens)
+{
+    if (screens.empty())
+        return place;
+
+    const auto best = std::max_element(screens.begin(), screens.end(),
+                                       [&place](const wxRect &a, const wxRect &b)
+                                       { return VisibleArea(place, a) < VisibleArea(place, b); });
+    wxRect moved = place;
+    moved.width = std::min(place.width, best->width);
+    moved.height = std::min(place.height, best->height);
+    moved.x = std::clamp(place.x, best->x, best->x + best->width - moved.width);
+    moved.y = std::clamp(place.y, best->y, best->y + best->height - moved.height);
+    return moved;
+}
+
+std::vector<wxRect> ListScreens()
+{
+    std::vector<wxRect> screens;
+    for (unsigned i = 0; i < wxDisplay::GetCount(); ++i)
+    {
+        const wxDisplay screen(i);
+        const wxRect area = screen.GetClientArea();
+        screens.insert(screen.IsPrimary() ? screens.begin() : screens.end(), area);
+    }
+    return screens;
+}
+
+} // namespace wxcorvan

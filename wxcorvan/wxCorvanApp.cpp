@@ -1,0 +1,273 @@
+#include "wxcorvan/wxCorvanApp.h"
+
+#include <clocale>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+
+#include <wx/dialog.h>
+#include <wx/log.h>
+#include <wx/menu.h>
+
+#include "ostrel/CallEntry.h"
+#include "ostrel/Exception.h"
+#include "ostrel/Log.h"
+#include "wxcorvan/AppTraits.h"
+#include "wxcorvan/QuitSignals.h"
+#include "wxcorvan/wxCorvanFrame.h"
+#include "wxcorvan/wxcColors.h"
+
+namespace wxcorvan
+{
+
+using namespace ostrel;
+
+namespace
+{
+
+constexpr int k_exitWrongUsage = 2;
+
+/// Without the program's name.
+std::vector<String> TextsOf(int count, wxChar **arguments)
+{
+    std::vector<String> texts;
+    for (int i = 1; i < count; ++i)
+        texts.emplace_back(wxString(arguments[i]).utf8_string());
+    return texts;
+}
+
+/// Calls a function and logs what it throws: for the main loop's own frames, which nothing may
+/// leave. True when it threw nothing.
+template <typename Function> bool LogFailures(Function function) noexcept
+{
+    try
+    {
+        function();
+        return true;
+    }
+    catch (Exception *raw)
+    {
+        const std::unique_ptr<Exception> error(raw);
+        LogError(error->Text());
+    }
+    catch (const std::exception &error)
+    {
+        LogError(error.what());
+    }
+    catch (...)
+    {
+        LogError("an unknown exception reached the main loop");
+    }
+    return false;
+}
+
+void TellFrames(wxEventType type)
+{
+    // A handler may close windows: the list is copied, and each is looked up again.
+    const wxWindowList windows = wxTopLevelWindows;
+    for (wxWindow *window : windows)
+    {
+        if (!wxTopLevelWindows.Find(window) || !dynamic_cast<wxCorvanFrame *>(window))
+            continue;
+        wxCommandEvent event(type);
+        event.SetEventObject(window);
+        event.StopPropagation();
+        window->HandleWindowEvent(event);
+    }
+}
+
+/// Ends every modal dialog, innermost first, as Escape does.
+void CancelDialogs()
+{
+    const wxWindowList windows = wxTopLevelWindows;
+    for (auto node = windows.GetLast(); node; node = node->GetPrevious())
+        if (wxDialog *dialog = dynamic_cast<wxDialog *>(node->GetData()))
+            if (dialog->IsModal())
+                dialog->EndModal(0);
+}
+
+} // namespace
+
+wxCorvanApp::wxCorvanApp(int consoleLevel, int fileLevel, const String &name)
+    : corvan::CorvanClientApp(name, consoleLevel, fileLevel)
+{
+    SetAppName(wxString::FromUTF8(name));
+}
+
+wxCorvanApp::~wxCorvanApp() = default;
+
+bool wxCorvanApp::Initialize(int &count, wxChar **arguments)
+{
+    try
+    {
+        ParseArguments(TextsOf(count, arguments));
+    }
+    catch (Exception *raw)
+    {
+        const std::unique_ptr<Exception> error(raw);
+        std::fprintf(stderr, "%s: %s\nTry --help.\n", Name().c_str(), error->Text().c_str());
+        std::exit(k_exitWrongUsage);
+    }
+    return wxApp::Initialize(count, arguments);
+}
+
+void wxCorvanApp::ParseArguments(std::span<const String> arguments)
+{
+    m_commandLine = CommandLine(arguments, AllOptions());
+    if (m_commandLine.HasOption("help"))
+    {
+        const String help = CommandLine::Help(AllOptions());
+        std::printf("%s\n\n%s", UsageLine().c_str(), help.c_str());
+        std::exit(EXIT_SUCCESS);
+    }
+    if (m_commandLine.HasOption("version"))
+    {
+        std::printf("%s %s\n", Name().c_str(), Version());
+        std::exit(EXIT_SUCCESS);
+    }
+}
+
+std::vector<CommandLineOption> wxCorvanApp::AllOptions() const
+{
+    const std::span<const CommandLineOption> common = CommonOptions();
+    std::vector<CommandLineOption> options(common.begin(), common.end());
+    const std::vector<CommandLineOption> extra = ExtraOptions();
+    options.insert(options.end(), extra.begin(), extra.end());
+    return options;
+}
+
+String wxCorvanApp::UsageLine() const
+{
+    return "Usage: " + Name() + " [OPTION]... [ARGUMENT]...";
+}
+
+bool wxCorvanApp::OnInit()
+{
+    _CallEntry call("wxCorvanApp::OnInit", __FILE__, __LINE__);
+
+    // GTK has taken over the user's way to write numbers; files and messages have their own.
+    std::setlocale(LC_NUMERIC, "C");
+
+    if (StartClient())
+        return true;
+
+    LogFailures([this] { Cleanup(); });
+    return false;
+}
+
+bool wxCorvanApp::StartClient()
+{
+    try
+    {
+        Prepare(m_commandLine);
+        wxcSetTheme(wxcParseTheme(Options().GetValue("Window", "Theme", String("Dark"))));
+        if (!Startup(m_commandLine))
+            return false;
+        ConnectMessenger();
+        Bind(wxEVT_MENU, &wxCorvanApp::OnExitCommand, this, wxID_EXIT);
+        return true;
+    }
+    catch (Exception *raw)
+    {
+        const std::unique_ptr<Exception> error(raw);
+        LogFatal(error->Text());
+        return false;
+    }
+}
+
+void wxCorvanApp::ConnectMessenger()
+{
+    m_connected = corvan::MessengerConnectedEvt::s_Signal.Connect(this, &wxCorvanApp::OnConnected);
+    m_disconnected =
+        corvan::MessengerDisconnectedEvt::s_Signal.Connect(this, &wxCorvanApp::OnDisconnected);
+}
+
+int wxCorvanApp::OnRun()
+{
+    _CallEntry call("wxCorvanApp::OnRun", __FILE__, __LINE__);
+
+    const QuitSignals quitSignals([this] { LogFailures([this] { Quit(); }); });
+    const bool isUp =
+        LogFailures([] { corvan::CorvanAppStartupEvt::s_Signal(corvan::CorvanAppStartupEvt()); });
+    return isUp ? wxApp::OnRun() : EXIT_FAILURE;
+}
+
+void wxCorvanApp::Quit()
+{
+    CancelDialogs();
+    if (wxWindow *top = GetTopWindow())
+        top->Close(true);
+    else
+        ExitMainLoop();
+}
+
+int wxCorvanApp::OnExit()
+{
+    _CallEntry call("wxCorvanApp::OnExit", __FILE__, __LINE__);
+
+    m_connected.reset();
+    m_disconnected.reset();
+    LogFailures([this] { Cleanup(); });
+    return wxApp::OnExit();
+}
+
+bool wxCorvanApp::OnExceptionInMainLoop()
+{
+    try
+    {
+        throw;
+    }
+    catch (Exception *raw)
+    {
+        const std::unique_ptr<Exception> error(raw);
+        LogError("a command failed: " + error->Text());
+        return true;
+    }
+    catch (const std::exception &error)
+    {
+        LogError(String("a command failed: ") + error.what());
+        return true;
+    }
+    catch (...)
+    {
+        LogFatal("an unknown exception reached the main loop");
+        return false;
+    }
+}
+
+wxAppTraits *wxCorvanApp::CreateTraits()
+{
+    return new AppTraits;
+}
+
+void wxCorvanApp::WakeUp()
+{
+    if (!m_isWoken.exchange(true))
+        CallAfter([this] { DispatchMessages(); });
+}
+
+void wxCorvanApp::DispatchMessages()
+{
+    m_isWoken = false;
+    LogFailures([] { corvan::Messenger::Dispatch(); });
+}
+
+void wxCorvanApp::OnConnected(const corvan::MessengerConnectedEvt &)
+{
+    TellFrames(wxCORVAN_CONNECT_EVENT);
+}
+
+void wxCorvanApp::OnDisconnected(const corvan::MessengerDisconnectedEvt &)
+{
+    TellFrames(wxCORVAN_DISCONNECT_EVENT);
+}
+
+void wxCorvanApp::OnExitCommand(wxCommandEvent & /*event*/)
+{
+    _CallEntry call("wxCorvanApp::OnExitCommand", __FILE__, __LINE__);
+
+    if (wxWindow *top = GetTopWindow())
+        top->Close();
+}
+
+} // namespace wxcorvan

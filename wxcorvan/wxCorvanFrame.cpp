@@ -1,0 +1,95 @@
+#include "wxcorvan/wxCorvanFrame.h"
+
+#include <wx/statusbr.h>
+
+#include "corvan/CorvanApp.h"
+#include "ostrel/CallEntry.h"
+#include "wxcorvan/WindowPlace.h"
+#include "wxcorvan/wxcColors.h"
+
+namespace wxcorvan
+{
+
+using namespace ostrel;
+
+namespace
+{
+
+const char *const k_section = "Window";
+
+} // namespace
+
+wxCorvanFrame::wxCorvanFrame(wxWindow *parent, wxWindowID id, const wxString &title,
+                             const wxPoint &pos, const wxSize &size, long style,
+                             const wxString &name)
+    : wxFrame(parent, id, title, pos, size, style, name)
+{
+    Init();
+}
+
+wxCorvanFrame::wxCorvanFrame(const wxString &title, const wxPoint &pos, const wxSize &size,
+                             long style)
+    : wxFrame(nullptr, wxID_ANY, title, pos, size, style)
+{
+    Init();
+}
+
+void wxCorvanFrame::Init()
+{
+    m_place = GetRect();
+    Bind(wxEVT_MOVE,
+         [this](wxMoveEvent &event)
+         {
+             RememberPlace();
+             event.Skip();
+         });
+    Bind(wxEVT_SIZE,
+         [this](wxSizeEvent &event)
+         {
+             RememberPlace();
+             event.Skip();
+         });
+    wxCorvanFrame::ApplyColors();
+}
+
+void wxCorvanFrame::RememberPlace()
+{
+    if (!IsMaximized() && !IsIconized() && !IsFullScreen())
+        m_place = GetRect();
+}
+
+void wxCorvanFrame::LoadWindowPosition()
+{
+    _CallEntry call("wxCorvanFrame::LoadWindowPosition", __FILE__, __LINE__);
+
+    const OptionsFile &options = corvan::CorvanApp::Get()->Options();
+    if (const std::optional<wxRect> place = LoadPlace(options, k_section))
+        SetSize(PlaceOnScreen(*place, ListScreens()));
+    if (options.GetValue(k_section, "Maximized", false))
+        Maximize();
+}
+
+void wxCorvanFrame::SaveWindowPosition()
+{
+    _CallEntry call("wxCorvanFrame::SaveWindowPosition", __FILE__, __LINE__);
+
+    RememberPlace();
+    OptionsFile &options = corvan::CorvanApp::Get()->Options();
+    SavePlace(options, k_section, m_place);
+    options.SetValue("Maximized", IsMaximized() ? k_Yes : k_No);
+}
+
+void wxCorvanFrame::ApplyColors()
+{
+    SetForegroundColour(wxcGetColor(color_Text));
+    SetBackgroundColour(wxcGetColor(color_WindowBG));
+    if (wxStatusBar *statusBar = GetStatusBar())
+    {
+        statusBar->SetForegroundColour(wxcGetColor(color_Text));
+        statusBar->SetBackgroundColour(wxcGetColor(color_WindowBGLighter));
+        statusBar->Refresh();
+    }
+    Refresh();
+}
+
+} // namespace wxcorvan

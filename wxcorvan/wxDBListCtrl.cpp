@@ -1,0 +1,121 @@
+#include "wxcorvan/wxDBListCtrl.h"
+
+#include <algorithm>
+
+#include "ostrel/CallEntry.h"
+#include "wxcorvan/wxcColors.h"
+#include "wxcorvan/wxcText.h"
+
+namespace wxcorvan
+{
+
+using namespace ostrel;
+
+wxDBListCtrl::wxDBListCtrl(wxWindow *parent, wxWindowID id, bool singleSelection)
+    : wxListCtrl(parent, id, wxDefaultPosition, wxDefaultSize, wxLC_REPORT | wxLC_VIRTUAL),
+      m_isSingle(singleSelection)
+{
+    _CallEntry call("wxDBListCtrl::wxDBListCtrl", __FILE__, __LINE__);
+
+    RowsWindow()->SetBackgroundStyle(wxBG_STYLE_PAINT);
+    RowsWindow()->Bind(wxEVT_PAINT, &wxDBListCtrl::OnPaint, this);
+    BindGestures();
+    wxDBListCtrl::ApplyColors();
+}
+
+wxDBListCtrl::~wxDBListCtrl() = default;
+
+int wxDBListCtrl::AddColumn(const wxString &title, int width)
+{
+    return int(AppendColumn(title, wxLIST_FORMAT_LEFT, width));
+}
+
+void wxDBListCtrl::SetColumnImage(int column, int image)
+{
+    if (column < 0 || column >= GetColumnCount())
+        return;
+
+    wxListItem header;
+    header.SetMask(wxLIST_MASK_IMAGE);
+    header.SetImage(image);
+    SetColumn(column, header);
+}
+
+void wxDBListCtrl::SetHighlightColumn(int column)
+{
+    m_highlightColumn = column;
+    RowsWindow()->Refresh();
+}
+
+void wxDBListCtrl::Insert(int row, bool redrawNow)
+{
+    const bool isBeforeFocus = row >= 0 && row <= m_focusRow && m_focusRow < m_rowCount;
+    m_focusRow += isBeforeFocus ? 1 : 0;
+    ++m_rowCount;
+    SetItemCount(m_rowCount);
+    m_rangeEnd = -1;
+
+    m_mustRedraw = true;
+    if (redrawNow)
+    {
+        Redraw();
+        RowsWindow()->Update();
+    }
+}
+
+void wxDBListCtrl::RedrawItem(int row)
+{
+    const int top = GetViewStart().y;
+    if (row >= top && row <= top + RowsPerPage())
+        RowsWindow()->RefreshRect(RowPlace(row));
+}
+
+void wxDBListCtrl::Redraw()
+{
+    m_mustRedraw = false;
+    m_rangeEnd = -1;
+    m_tipCell = {-1, -1};
+    RowsWindow()->Refresh();
+}
+
+void wxDBListCtrl::Clear()
+{
+    _CallEntry call("wxDBListCtrl::Clear", __FILE__, __LINE__);
+
+    m_rowCount = 0;
+    m_anchorRow = -1;
+    m_rangeEnd = -1;
+    m_isDragging = false;
+    SetItemCount(0);
+    m_mustRedraw = true;
+    DoClear();
+}
+
+void wxDBListCtrl::OnInternalIdle()
+{
+    wxListCtrl::OnInternalIdle();
+    if (!m_mustRedraw)
+        return;
+
+    if (m_focusRow >= m_rowCount)
+        m_focusRow = m_rowCount - 1;
+    Redraw();
+}
+
+void wxDBListCtrl::ApplyColors()
+{
+    for (wxWindow *window : {static_cast<wxWindow *>(this), RowsWindow()})
+    {
+        window->SetForegroundColour(wxcGetColor(color_Text));
+        window->SetBackgroundColour(wxcGetColor(color_ListBG));
+    }
+    Refresh();
+}
+
+wxString wxDBListCtrl::OnGetItemText(long row, long column) const
+{
+    // The toolkit asks a constant list; the owner may need to work its answer out.
+    return wxcFromText(const_cast<wxDBListCtrl *>(this)->GetDisplayText(int(row), int(column)));
+}
+
+} // namespace wxcorvan
