@@ -1,0 +1,80 @@
+#include "cli/JobTexts.h"
+
+#include <nlohmann/json.hpp>
+
+#include <gtest/gtest.h>
+
+#include "SampleJob.h"
+
+namespace cli
+{
+namespace
+{
+
+// With what the Master counts, which no client sets.
+class CountedJob : public corvan::RenderJob
+{
+public:
+    CountedJob() : RenderJob(SampleType())
+    {
+        SetID(ostrel::UID("aaaa1111-0000-4000-8000-000000000001", true));
+        SetParameter(corvan::p_Name, "beauty");
+        SetParameter(corvan::p_Status, "1");
+        Store(corvan::p_TasksTotal, "60");
+        Store(corvan::p_TasksDone, "12");
+        Store(corvan::p_TasksFailed, "2");
+    }
+};
+
+TEST(JobTexts, ListLinesStandUnderTheirHeading)
+{
+    EXPECT_EQ(ListHeading(), "ID        STATUS     TASKS               TYPE        NAME");
+    EXPECT_EQ(ListLine(CountedJob()),
+              "aaaa1111  Running    12/60, 2 failed     Command     beauty");
+}
+
+TEST(JobTexts, AJobThatSaysNothingIsQueuedWithoutTasks)
+{
+    const auto job = SampleJob("aaaa1111-0000-4000-8000-000000000001", "new");
+    EXPECT_EQ(StatusOf(*job), JobStatus::Queued);
+    EXPECT_EQ(CountsText(CountsOf(*job)), "0/0");
+}
+
+TEST(JobTexts, ReportsIndentLinesAndNameFailedTasks)
+{
+    CountedJob job;
+    job.SetParameter("Arguments", "-c\ntrue");
+    const TaskInfo tasks[] = {
+        {0, 1, 1, JobStatus::Done, 1, 0},
+        {1, 2, 5, JobStatus::Failed, 3, 7},
+    };
+    EXPECT_EQ(JobReport(job, tasks), "ID           aaaa1111-0000-4000-8000-000000000001\n"
+                                     "Type         Command\n"
+                                     "Name         beauty\n"
+                                     "Status       Running\n"
+                                     "TasksTotal   60\n"
+                                     "TasksDone    12\n"
+                                     "TasksFailed  2\n"
+                                     "Arguments    -c\n"
+                                     "             true\n"
+                                     "task 1: frames 2 to 5, Failed, tried 3 times, exit code 7\n");
+}
+
+TEST(JobTexts, JsonHoldsAllThatIsSetInItsOrder)
+{
+    EXPECT_EQ(JobJson(CountedJob()).dump(),
+              R"({"id":"aaaa1111-0000-4000-8000-000000000001","type":"Command","name":"beauty",)"
+              R"("status":"Running","parameters":{"Name":"beauty","Status":"1",)"
+              R"("TasksTotal":"60","TasksDone":"12","TasksFailed":"2"}})");
+    EXPECT_EQ(TaskJson({1, -2, 5, JobStatus::Failed, 3, -1}).dump(),
+              R"({"index":1,"firstFrame":-2,"lastFrame":5,"status":"Failed","tries":3,)"
+              R"("exitCode":-1})");
+}
+
+TEST(JobTexts, JsonReplacesBytesThatAreNoText)
+{
+    EXPECT_EQ(JsonText("a\xff z"), "\"a\xef\xbf\xbd z\"");
+}
+
+} // namespace
+} // namespace cli

@@ -1,0 +1,81 @@
+#include "cli/RunCorvan.h"
+
+#include <gtest/gtest.h>
+
+namespace cli
+{
+namespace
+{
+
+using Arguments = std::vector<std::string>;
+
+TEST(RunCorvan, EndsWithTwoForArgumentsThatMakeNoSense)
+{
+    const Arguments cases[] = {
+        {},
+        {"dance"},
+        {"list", "--dance"},
+        {"list", "more"},
+        {"list", "--limit", "many"},
+        {"show"},
+        {"show", "job", "more"},
+        {"set", "job"},
+        {"submit"},
+        {"submit", "Command", "--range"},
+        {"submit", "Command", "--range", "--name", "n"},
+        {"log", "job", "first"},
+        {"watch"},
+        {"watch", "a", "b", "c"},
+        {"--master", "list"},
+        {"list", "--json=perhaps"},
+    };
+    for (const Arguments &arguments : cases)
+    {
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(RunCorvan(arguments), k_WrongUsage) << testing::PrintToString(arguments);
+        EXPECT_NE(testing::internal::GetCapturedStderr(), "") << testing::PrintToString(arguments);
+    }
+}
+
+TEST(RunCorvan, TellsItsVersionAndHelpWithoutAMaster)
+{
+    for (const Arguments &arguments :
+         {Arguments{"--help"}, {"--version"}, {"list", "--help"}, {"list", "--version"}})
+    {
+        testing::internal::CaptureStdout();
+        EXPECT_EQ(RunCorvan(arguments), k_Done) << testing::PrintToString(arguments);
+        EXPECT_NE(testing::internal::GetCapturedStdout(), "") << testing::PrintToString(arguments);
+    }
+}
+
+TEST(RunCorvan, HelpNamesEachVerb)
+{
+    testing::internal::CaptureStdout();
+    RunCorvan({"--help"});
+    const std::string help = testing::internal::GetCapturedStdout();
+    for (const char *verb : {"submit", "list", "show", "set", "wait", "log", "cancel", "watch"})
+        EXPECT_NE(help.find("\n  " + std::string(verb) + " "), std::string::npos) << verb;
+}
+
+TEST(RunCorvan, TakesANegativeRangeAsAValue)
+{
+    const struct
+    {
+        Arguments given;
+        Arguments joined;
+    } cases[] = {
+        {{"--range", "-5-3"}, {"--range=-5-3"}},
+        {{"--range", "1-5"}, {"--range", "1-5"}},
+        {{"--range", "--name"}, {"--range", "--name"}},
+        {{"--range", "-"}, {"--range", "-"}},
+        {{"--name", "-5"}, {"--name", "-5"}},
+        {{"--", "--range", "-5"}, {"--", "--range", "-5"}},
+        {{"--range=-5"}, {"--range=-5"}},
+        {{"-5"}, {"-5"}},
+    };
+    for (const auto &[given, joined] : cases)
+        EXPECT_EQ(JoinNegativeRange(given), joined);
+}
+
+} // namespace
+} // namespace cli
