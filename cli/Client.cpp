@@ -1,7 +1,9 @@
 #include "cli/Client.h"
 
 #include "corvan/ClientKind.h"
+#include "corvan/Link.h"
 #include "corvan/Messenger.h"
+#include "ostrel/Log.h"
 
 namespace cli
 {
@@ -57,7 +59,7 @@ void Client::Stop()
 void Client::NeedMaster()
 {
     if (!WaitUntil([] { return Messenger::IsConnected(); }, Clock::now() + k_ConnectTime))
-        throw new Failure(k_NoMaster, "no Master answers at " + Address().text);
+        throw new Failure(k_NoMaster, "no Master answers at " + m_master);
 }
 
 boost::shared_ptr<Message> Client::AskAny(const boost::shared_ptr<Message> &question)
@@ -93,6 +95,12 @@ bool Client::WaitUntil(const std::function<bool()> &isDone, Clock::time_point de
             return false;
         SleepUntilWoken(deadline);
     }
+}
+
+std::unique_ptr<corvan::Link> Client::MakeLink(const corvan::MasterAddress &address)
+{
+    m_master = address.text;
+    return CorvanClientApp::MakeLink(address);
 }
 
 void Client::WakeUp()

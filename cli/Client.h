@@ -69,6 +69,7 @@ public:
 
 protected:
     void WakeUp() override;
+    std::unique_ptr<corvan::Link> MakeLink(const corvan::MasterAddress &address) override;
 
 private:
     boost::shared_ptr<Message> AskAny(const boost::shared_ptr<Message> &question);
@@ -77,6 +78,7 @@ private:
 
     CommandLine m_commandLine;
     bool m_isStarted = false;
+    String m_master; ///< Its address.
 
     std::vector<ostrel::SignalConnection> m_connections;
     /// The question that is waited for, and its answer.

@@ -11,11 +11,11 @@ namespace cli
 /// What a new job is made of. An empty text is left out.
 struct NewJob
 {
-    String type; ///< Its name, in any case, or its identifier.
-    String name; ///< Where empty, the leaf of the first pattern, else the type's name.
-    String range;
-    std::vector<String> patterns; ///< As `ReadPattern` gives them.
-    std::vector<Setting> settings;
+    String type = {}; ///< Its name, in any case, or its identifier.
+    String name = {}; ///< Where empty, the leaf of the first pattern, else the type's name.
+    String range = {};
+    std::vector<String> patterns = {}; ///< As `ReadPattern` gives them.
+    std::vector<Setting> settings = {};
     bool isPaused = false;
 };
 
