@@ -16,6 +16,10 @@ if(ORDWICK_SANITIZE)
     endif()
 endif()
 
+if(ORDWICK_FUZZ)
+    add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
+
 find_program(CCACHE ccache)
 if(CCACHE)
     set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE})

@@ -60,10 +60,17 @@ bool HasEndComment(const CSimpleIniA &ini)
     return false;
 }
 
-std::string_view WithoutByteOrderMark(std::string_view text)
+std::string WithoutEndLine(std::string text)
 {
-    while (text.starts_with("\xEF\xBB\xBF"))
-        text.remove_prefix(3);
+    // Only a line of its own: a value may end as this line does.
+    const std::string_view whole = text;
+    std::size_t end = 0;
+    while ((end = whole.find(k_end_line, end)) != std::string::npos)
+    {
+        if (end == 0 || whole[end - 1] == '\n')
+            return text.erase(end, k_end_line.size());
+        ++end;
+    }
     return text;
 }
 
@@ -179,10 +186,7 @@ String IniFile::ToText() const
 {
     std::string text;
     m_content->ini.Save(text);
-    const std::size_t end = text.find(k_end_line);
-    if (end != std::string::npos)
-        text.erase(end, k_end_line.size());
-    return WithSingleBlankLines(std::move(text));
+    return WithSingleBlankLines(WithoutEndLine(std::move(text)));
 }
 
 bool IniFile::HasSection(const String &section) const

@@ -11,6 +11,9 @@ namespace
 
 using Utf8 = boost::locale::utf::utf_traits<char>;
 
+// At the very start of a file this is no text; a key that begins so could not be told from it.
+constexpr std::string_view k_byte_order_mark = "\xEF\xBB\xBF";
+
 bool IsBlank(char character)
 {
     return character == ' ' || character == '\t';
@@ -140,7 +143,8 @@ bool IsSectionName(std::string_view name)
 bool IsKeyName(std::string_view name)
 {
     return !name.empty() && !HasControl(name) && !IsOneWithBlanksAtEnds(name) && IsUtf8(name) &&
-           name.find('=') == std::string_view::npos && name.front() != '[' && !BeginsComment(name);
+           name.find('=') == std::string_view::npos && name.front() != '[' &&
+           !BeginsComment(name) && !name.starts_with(k_byte_order_mark);
 }
 
 String StorableValue(std::string_view value)
@@ -174,6 +178,13 @@ String UnquoteValue(std::string_view written)
     if (IsInQuotes(written))
         written = written.substr(1, written.size() - 2);
     return String(written);
+}
+
+std::string_view WithoutByteOrderMark(std::string_view text)
+{
+    while (text.starts_with(k_byte_order_mark))
+        text.remove_prefix(k_byte_order_mark.size());
+    return text;
 }
 
 std::string_view TrimBlanks(std::string_view text)

@@ -18,6 +18,9 @@ struct IniError
     String reason;
 };
 
+/// A file's text without the mark that some editors set at its start.
+std::string_view WithoutByteOrderMark(std::string_view text);
+
 /// Checks every line of `text`; nothing when all are well.
 std::optional<IniError> FindIniError(std::string_view text);
 

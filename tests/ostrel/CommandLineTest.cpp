@@ -82,7 +82,7 @@ TEST(CommandLine, RefusesWhatItDoesNotKnowAndNamesIt)
 
     for (const auto &[arguments, named] : cases)
     {
-        const std::string text = Thrown([&] { Read(arguments); });
+        const std::string text = Thrown([&given = arguments] { Read(given); });
         EXPECT_NE(text.find(named), std::string::npos) << arguments.front() << ": " << text;
     }
 }

@@ -292,7 +292,7 @@ TEST(File, WriteWholeRefusesWhatIsNoWritableFile)
 
     for (const auto &[path, reason] : cases)
     {
-        const std::string text = Thrown([&] { File::WriteWhole(path, "new"); });
+        const std::string text = Thrown([&target = path] { File::WriteWhole(target, "new"); });
         EXPECT_TRUE(text.starts_with("cannot write ") && text.ends_with(reason)) << text;
     }
     EXPECT_EQ(temp.Listing(), "device\nfile\nfolder\n");

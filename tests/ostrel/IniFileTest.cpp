@@ -136,6 +136,7 @@ TEST(IniFile, WritesBackCommentsOrderAndUnknownKeys)
         {"[a]\nx = 1\n; the\n\n; end", "[a]\nx = 1\n\n; the\n\n; end\n"},
         {"[a] ; behind\nx=1\n", "; behind\n\n[a]\nx = 1\n"},
         {"[a]\nx = \" 1 \"\ny = \"2\"\n", "[a]\nx = \" 1 \"\ny = \"2\"\n"},
+        {"[a]\nx = [\x01]\n; end\n", "[a]\nx = [\x01]\n\n; end\n"},
         {"[a]\nx = 1\n[b]\n[A]\ny = 2\n", "[a]\nx = 1\ny = 2\n\n[b]\n"},
     };
 

@@ -38,6 +38,11 @@ TEST(IniText, EachLineIsASectionAKeyACommentOrBlank)
         {"a = \xC0\x80", 1, "text that is not UTF-8"},
         {"a = \xED\xA0\x80", 1, "text that is not UTF-8"},
         {"a = ü€😀", 0, ""},
+        {"a = \xEF\xBB\xBF", 0, ""},
+        {"\xEF\xBB\xBF[a]", 1, "neither a section nor key = value"},
+        {"\xEF\xBB\xBF"
+         "a = b",
+         1, "a value without a usable key"},
         {{"a = b\0c", 7}, 1, "a zero byte"},
     };
 
