@@ -67,6 +67,8 @@ std::size_t ReadCount(std::string_view digits)
     return result.ec == std::errc::result_out_of_range ? k_limit + 1 : std::min(count, k_limit + 1);
 }
 
+constexpr std::size_t k_mostDigitsInARow = 9;
+
 struct Conversion
 {
     std::size_t bytes = 0; ///< In the pattern, percent sign included.
@@ -92,6 +94,19 @@ String WrongCharacter(std::string_view taken, char next)
     return reason.append("\" is no conversion of a whole number");
 }
 
+/// The most digits side by side, zeros of the flags included.
+std::size_t LongestDigitRun(std::string_view text)
+{
+    std::size_t longest = 0;
+    std::size_t run = 0;
+    for (const char c : text)
+    {
+        run = IsDigit(c) ? run + 1 : 0;
+        longest = std::max(longest, run);
+    }
+    return longest;
+}
+
 /// `text` begins at the percent sign. Empty when all is well, else the reason.
 String ReadConversion(std::string_view text, Conversion &conversion)
 {
@@ -113,14 +128,18 @@ String ReadConversion(std::string_view text, Conversion &conversion)
         return WrongCharacter(reader.Taken(), conversion.letter);
     if (std::max(conversion.width, conversion.precision) > FramePattern::k_MaxBytes)
         return "a width or precision over " + std::to_string(FramePattern::k_MaxBytes);
+    // The formatter takes longer runs for numbers too big, whatever they say.
+    if (LongestDigitRun(reader.Taken()) > k_mostDigitsInARow)
+        return "a conversion with more than " + std::to_string(k_mostDigitsInARow) +
+               " digits in a row";
     conversion.bytes = reader.Taken().size() + 1;
     return {};
 }
 
 /// Digits enough for any 64-bit number in base 8.
 constexpr std::size_t k_mostDigits = 22;
-/// A sign, or "0x".
-constexpr std::size_t k_mostPrefix = 2;
+/// "+0x".
+constexpr std::size_t k_mostPrefix = 3;
 
 void AppendDecimal(std::string &out, int number, std::size_t width, char padding)
 {

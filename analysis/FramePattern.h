@@ -31,8 +31,8 @@ public:
 
     /// Reads a pattern. Nothing, with the reason in `*reason` (may be null), for: no conversion,
     /// more than one, another conversion ("%s", "%n"), a "*" or "$" in it, a percent sign that
-    /// begins no conversion, a width or precision over 4,096, a zero byte, and a pattern whose
-    /// shortest path would be over 4,096 bytes.
+    /// begins no conversion, a width or precision over 4,096 or written with more than 9 digits, a
+    /// zero byte, and a pattern whose shortest path would be over 4,096 bytes.
     static std::optional<FramePattern> Parse(std::string_view text, String *reason);
 
     /// The path of one output number: what fmt::sprintf makes of the pattern.

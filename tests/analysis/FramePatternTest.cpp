@@ -55,6 +55,7 @@ TEST(FramePattern, FormatsOneNumber)
         {"%+d", 7, "+7"},
         {"% d", 7, " 7"},
         {"%+04d", 7, "+007"},
+        {"%000000004d", 42, "0042"},
         {"%05i", 42, "00042"},
         {"%u", 42, "42"},
         {"%x", 255, "ff"},
@@ -104,6 +105,9 @@ TEST(FramePattern, IsRefusedWithAReason)
         {"%4097d", "a width or precision over 4096"},
         {"%.4097d", "a width or precision over 4096"},
         {"%99999999999999999999999d", "a width or precision over 4096"},
+        {"%0000000004x", "a conversion with more than 9 digits in a row"},
+        {"%.0000000004d", "a conversion with more than 9 digits in a row"},
+        {"%00000000000d", "a conversion with more than 9 digits in a row"},
         {"%4096dx", "its paths are longer than 4096 bytes"},
     };
 
@@ -133,6 +137,26 @@ TEST(FramePattern, TellsItsLiteralParts)
     EXPECT_EQ(pattern->After(), ".%.exr");
 }
 
+TEST(FramePattern, KnowsALengthThatNoPathExceeds)
+{
+    const struct
+    {
+        const char *pattern;
+        std::size_t leastBytes;
+    } cases[] = {
+        {"ab.%d", 3 + 11}, {"%40d", 40}, {"%.30d", 31}, {"%+#.30llx", 33}, {"%llo", 22},
+    };
+
+    for (const auto &[text, leastBytes] : cases)
+    {
+        const auto pattern = FramePattern::Parse(text, nullptr);
+        ASSERT_TRUE(pattern) << text;
+        EXPECT_GE(pattern->LongestPath(), leastBytes) << text;
+        for (const int number : k_numbers)
+            EXPECT_LE(pattern->Format(number).size(), pattern->LongestPath()) << text;
+    }
+}
+
 TEST(FramePattern, FormatsWhatSprintfFormatsForEveryWellFormedConversion)
 {
     std::mt19937 random(5);
@@ -146,7 +170,7 @@ TEST(FramePattern, FormatsWhatSprintfFormatsForEveryWellFormedConversion)
         if (random() % 2)
             text += std::to_string(random() % 20);
         if (random() % 3 == 0)
-            text += "." + (random() % 4 ? std::to_string(random() % 20) : std::string());
+            text += "." + (random() % 4 ? std::to_string(random() % 40) : std::string());
         text += lengths[random() % std::size(lengths)];
         text += "diouxX"[random() % 6];
         text += random() % 2 ? ".exr%%" : "";
