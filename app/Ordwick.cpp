@@ -2,6 +2,7 @@
 
 #include <boost/algorithm/string/replace.hpp>
 
+#include <wx/iconbndl.h>
 #include <wx/msgdlg.h>
 #include <wx/sysopt.h>
 
@@ -10,6 +11,7 @@
 #include "corvan/MessageFactory.h"
 #include "ostrel/CallEntry.h"
 #include "ostrel/File.h"
+#include "ostrel/Folders.h"
 #include "ostrel/Log.h"
 #include "ui/JobMenu.h"
 #include "ui/MainWindow.h"
@@ -53,6 +55,20 @@ String ParameterOf(const boost::shared_ptr<Job> &job, const String &name)
     if (job)
         job->GetParameter(name, value);
     return value;
+}
+
+/// The program's icon in every size that ships.
+wxIconBundle LoadIcons()
+{
+    wxIconBundle icons;
+    for (const char *size : {"16", "24", "32", "48", "64", "128", "256"})
+    {
+        const Path file = ShareFolder() / "icons" / ("ordwick-" + String(size) + ".png");
+        wxIcon icon;
+        if (icon.LoadFile(wxString::FromUTF8(file.Text()), wxBITMAP_TYPE_PNG))
+            icons.AddIcon(icon);
+    }
+    return icons;
 }
 
 } // namespace
@@ -160,6 +176,7 @@ void Ordwick::OnCorvanAppStartupEvt(const CorvanAppStartupEvt & /*event*/)
 
     m_mainWindow = new MainWindow(_("Ordwick"), wxPoint(0, 0), wxSize(600, 400));
     SetTopWindow(m_mainWindow);
+    m_mainWindow->SetIcons(LoadIcons());
 
     // Messages may still come between the window's end and the program's.
     m_mainWindow->Bind(wxEVT_DESTROY,
