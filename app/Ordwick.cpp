@@ -170,6 +170,13 @@ void Ordwick::Cleanup()
     CorvanClientApp::Cleanup();
 }
 
+String Ordwick::UsageLine() const
+{
+    _CallEntry call("Ordwick::UsageLine", __FILE__, __LINE__);
+
+    return "Usage: ordwick [OPTION]... JOBID\n\nWatches the frames of one render job.";
+}
+
 void Ordwick::OnCorvanAppStartupEvt(const CorvanAppStartupEvt & /*event*/)
 {
     _CallEntry call("Ordwick::OnCorvanAppStartupEvt", __FILE__, __LINE__);

@@ -32,6 +32,8 @@ public:
 
     void Cleanup() override;
 
+    ostrel::String UsageLine() const override;
+
     /// The watched job; empty while none was received. Its parameters are what the Master last
     /// told; commands read them and never change them.
     const boost::shared_ptr<corvan::Job> &CurrentJob() const

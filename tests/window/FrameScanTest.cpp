@@ -1,0 +1,261 @@
+// Which files the window expects, and how it checks them.
+
+#include <filesystem>
+
+#include <wx/gauge.h>
+
+#include "tests/window/OrdwickFixture.h"
+#include "ui/MainWindow.h"
+#include "wxcorvan/wxcChoice.h"
+
+using namespace corvan;
+using namespace ostrel;
+
+class FrameScan : public OrdwickFixture
+{
+protected:
+    std::vector<std::string> Names() const
+    {
+        std::vector<std::string> names;
+        for (int row = 0; row < List().RowCount(); ++row)
+            names.push_back(std::filesystem::path(List().GetDisplayText(row, 0)).filename());
+        return names;
+    }
+};
+
+TEST_F(FrameScan, ExpandsARangeByTheJobsParameters)
+{
+    Start();
+    Connect();
+    const struct
+    {
+        std::vector<std::pair<std::string, std::string>> parameters;
+        std::vector<std::string> files;
+    } cases[] = {
+        {{{p_Range, "1-3"}}, {"f.1", "f.2", "f.3"}},
+        {{{p_Range, "10-12"}, {p_RenumberStart, "1"}, {p_RenumberBy, "2"}}, {"f.1", "f.3", "f.5"}},
+        {{{p_Range, "1-2"}, {p_SequenceBy, "0.5"}}, {"f.1", "f.2", "f.3", "f.4"}},
+        {{{p_Range, "1,3,5"}, {p_PacketSize, "5"}}, {"f.1", "f.2", "f.3", "f.4", "f.5"}},
+        {{{p_Range, "1-9"}, {p_CustomRange, "4,6"}, {p_RenumberStart, "100"}}, {"f.4", "f.6"}},
+    };
+    for (const auto &[parameters, files] : cases)
+    {
+        auto all = parameters;
+        all.emplace_back(p_ImageFormat, "/none/f.%d");
+        ReceiveJob(MakeJob(all));
+        Window().RefillList();
+        EXPECT_EQ(Names(), files) << parameters.front().second;
+    }
+}
+
+TEST_F(FrameScan, TwoFramesOfOnePathAreOneFileAndTwoRows)
+{
+    Start();
+    ConnectWithJob({{p_Range, "1-3"}, {p_ImageFormat, "/none/f.%.0d"}});
+    EXPECT_EQ(Names(), (std::vector<std::string>{"f.1", "f.2", "f.3"}));
+    // Single precision tells these two frames not apart.
+    ReceiveJob(MakeJob({{p_Range, "16777216-16777217"},
+                        {p_ImageFormat, "/none/g.%d"},
+                        {p_RenumberStart, "16777216"}}));
+    ASSERT_EQ(List().RowCount(), 2);
+    EXPECT_EQ(List().GetDisplayText(0, 0), "/none/g.16777216");
+    EXPECT_EQ(List().GetDisplayText(1, 0), "");
+    EXPECT_EQ(RowColor(1), "normal");
+}
+
+TEST_F(FrameScan, KeepsTheSelectedFormatAndTheListWithIt)
+{
+    Start();
+    ConnectWithJob({{p_ImageFormat, "/none/a.%04d.exr;/none/b.%04d.exr"}});
+    EXPECT_EQ(FormatChoice().GetCount(), 2u);
+    EXPECT_EQ(FormatChoice().GetSelection(), 0);
+
+    FormatChoice().SetSelection(1);
+    Window().RefillList();
+    const int before = m_log.Count(k_LogStatus, "Displaying:");
+    ReceiveParameter(p_ImageFormat, "/none/c.%d;/none/b.%04d.exr");
+    EXPECT_EQ(FormatChoice().GetSelection(), 1);
+    EXPECT_EQ(m_log.Count(k_LogStatus, "Displaying:"), before);
+
+    ReceiveParameter(p_ImageFormat, "/none/c.%d");
+    EXPECT_EQ(FormatChoice().GetSelection(), 0);
+    EXPECT_EQ(List().GetDisplayText(0, 0), "/none/c.1");
+}
+
+TEST_F(FrameScan, QuotesAndEscapesInAFormatListAreHonoured)
+{
+    Start();
+    ConnectWithJob({{p_ImageFormat, R"("/none/a;b.%d";/none/c\;d.%d)"}});
+    ASSERT_EQ(FormatChoice().GetCount(), 2u);
+    EXPECT_EQ(FormatChoice().GetString(0), "/none/a;b.%d");
+    EXPECT_EQ(FormatChoice().GetString(1), "/none/c;d.%d");
+}
+
+TEST_F(FrameScan, AnEmptyFormatListEmptiesTheChoiceAndLeavesTheRows)
+{
+    Start();
+    ConnectWithJob({});
+    ReceiveParameter(p_ImageFormat, "");
+    EXPECT_EQ(FormatChoice().GetCount(), 0u);
+    EXPECT_EQ(List().RowCount(), 5);
+}
+
+TEST_F(FrameScan, AnIndexThatNoEntryHasChangesNothing)
+{
+    Start();
+    ConnectWithJob({});
+    Window().SetFormat(-1);
+    Window().SetFormat(1);
+    EXPECT_EQ(List().RowCount(), 5);
+    Window().SetNoFormat();
+    EXPECT_EQ(List().RowCount(), 0);
+    EXPECT_EQ(FormatChoice().GetCount(), 0u);
+}
+
+TEST_F(FrameScan, AnEmptyRangeIsAWarningAndAnEmptyList)
+{
+    Start();
+    ConnectWithJob({});
+    ReceiveParameter(p_Range, "");
+    EXPECT_EQ(m_log.Count(k_LogWarning, "Job 'Shot' has empty range: "), 1);
+    EXPECT_EQ(List().RowCount(), 0);
+    EXPECT_EQ(StatusTexts(), "0 Files | 0 Missing | 0 Too Small");
+}
+
+TEST_F(FrameScan, APatternThatCannotBeFormattedIsNamedAndStartsNoScan)
+{
+    Start();
+    ConnectWithJob({});
+    PumpPass();
+    for (const char *pattern : {"/none/%s.exr", "/none/%n", "/none/%d.%d", "/none/50%", "/none/x"})
+    {
+        m_log.Clear();
+        ReceiveParameter(p_ImageFormat, pattern);
+        EXPECT_EQ(m_log.Count(k_LogError, pattern), 1) << pattern;
+        EXPECT_EQ(List().RowCount(), 0);
+        EXPECT_EQ(m_log.Count(k_LogStatus, "Finished scanning"), 0);
+    }
+}
+
+TEST_F(FrameScan, ListsEachExpectedFileInTheLog)
+{
+    Start();
+    ConnectWithJob({});
+    EXPECT_EQ(m_log.Count(k_LogInfo, "  Checked "), 5);
+    EXPECT_EQ(m_log.Count(k_LogInfo, "  Checked " + FramePath(3)), 1);
+    EXPECT_EQ(m_log.Count(k_LogStatus, "Displaying:\n\tFormat: " + Pattern() + "\n\tRange: 1-5"),
+              1);
+}
+
+TEST_F(FrameScan, CountsMissingAndTooSmallFiles)
+{
+    MakeFrames(1, 8, 1000);
+    MakeFrame(3, 100);
+    Start();
+    ConnectWithJob({{p_Range, "1-10"}});
+    PumpPass();
+    EXPECT_EQ(StatusTexts(), "10 Files | 2 Missing | 1 Too Small");
+    EXPECT_EQ(m_log.Count(k_LogStatus, "Finished scanning 10 files. Will scan again in 5000 ms"),
+              1);
+    EXPECT_EQ(RowColor(8), "grey");
+    EXPECT_EQ(RowColor(2), "red");
+    EXPECT_EQ(RowColor(0), "normal");
+}
+
+TEST_F(FrameScan, ScansAgainAndSeesWhatChanged)
+{
+    WriteOptions("[Analysis]\nRefresh = 20\n");
+    MakeFrames(1, 5, 1000);
+    Start();
+    ConnectWithJob({});
+    PumpPass();
+    EXPECT_EQ(StatusTexts(), "5 Files | 0 Missing | 0 Too Small");
+
+    std::filesystem::remove(FramePath(2));
+    MakeFrame(4, 10);
+    PumpUntil([this] { return StatusTexts() == "5 Files | 1 Missing | 1 Too Small"; });
+    PumpPass();
+    EXPECT_EQ(RowColor(1), "grey");
+    EXPECT_EQ(List().GetDisplayText(1, 1), "");
+    EXPECT_EQ(RowColor(3), "red");
+}
+
+TEST_F(FrameScan, AFolderOrABrokenLinkIsNoFrame)
+{
+    MakeFrames(1, 5, 1000);
+    std::filesystem::remove(FramePath(2));
+    std::filesystem::create_directory(FramePath(2));
+    std::filesystem::remove(FramePath(3));
+    std::filesystem::create_symlink("nowhere", FramePath(3));
+    Start();
+    ConnectWithJob({});
+    PumpPass();
+    EXPECT_EQ(StatusTexts(), "5 Files | 2 Missing | 0 Too Small");
+}
+
+TEST_F(FrameScan, WhileDisconnectedThePassEndsAndNoneIsPlanned)
+{
+    WriteOptions("[Analysis]\nRefresh = 1\n");
+    MakeFrames(1, 300, 1000);
+    Start();
+    Connect();
+    const auto message = boost::make_shared<JobMsg>();
+    message->job = MakeJob({{p_Range, "1-300"}});
+    Link().Receive(message);
+    Link().Disconnect();
+    PumpUntil([] { return !Messenger::IsConnected(); });
+    PumpUntil([this] { return List().GetDisplayText(299, 1) == "0 KB"; });
+    PumpIdle();
+    EXPECT_EQ(m_log.Count(k_LogStatus, "Finished scanning"), 0);
+
+    Connect();
+    PumpPass();
+    EXPECT_EQ(StatusTexts(), "300 Files | 0 Missing | 0 Too Small");
+}
+
+TEST_F(FrameScan, OptionsChangedDuringAPassCountFromTheNext)
+{
+    WriteOptions("[Analysis]\nRefresh = 20\n");
+    MakeFrames(1, 5, 1000);
+    Start();
+    ConnectWithJob({});
+    wxGetApp().Options().InsertSection("Analysis");
+    wxGetApp().Options().SetValue("MinSize", "2000");
+    Window().CheckFiles(false); // A pass runs already: nothing.
+    EXPECT_EQ(RowColor(0), "grey") << "not looked at yet";
+    PumpUntil([this] { return StatusTexts() == "5 Files | 0 Missing | 5 Too Small"; });
+    EXPECT_EQ(RowColor(0), "red");
+}
+
+TEST_F(FrameScan, NeighboursAreTheRowsNextToEachOther)
+{
+    MakeFrames(1, 20, 10000);
+    MakeFrame(10, 4000);
+    MakeFrame(15, 11400);
+    MakeFrame(17, 12500);
+    Start();
+    ConnectWithJob({{p_Range, "1-20"}});
+    PumpPass();
+    EXPECT_EQ(RowColor(9), "orange");
+    EXPECT_EQ(RowColor(16), "orange");
+    EXPECT_EQ(RowColor(14), "normal");
+    EXPECT_EQ(m_log.Count(k_LogInfo, FramePath(10) + " bad: Neighbors") > 0, true);
+    EXPECT_EQ(List().FindBadFrames(), (SequenceDistributor::Items{10, 17}));
+    EXPECT_EQ(List().FindBadPaths(), (std::set<Path>{FramePath(10), FramePath(17)}));
+}
+
+TEST_F(FrameScan, NonsenseInTheOptionsGivesDefaultsAndOneWarningAKey)
+{
+    WriteOptions("[Analysis]\nMinSize = abc\nRefresh = soon\nFrameOffset = 1e99\n"
+                 "[Window]\nSortCol = x\nX = 99999999999\n[FileListCols]\nSize = wide\n");
+    MakeFrames(1, 5, 100);
+    Start();
+    ConnectWithJob({});
+    PumpPass();
+    EXPECT_EQ(StatusTexts(), "5 Files | 0 Missing | 5 Too Small");
+    Window().CheckFiles(false);
+    PumpPass();
+    EXPECT_EQ(m_log.Count(k_LogWarning, "MinSize"), 1);
+    EXPECT_EQ(m_log.Count(k_LogWarning, "Refresh"), 1);
+    EXPECT_EQ(List().GetColumnWidth(1), 100);
+}

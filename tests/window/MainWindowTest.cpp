@@ -1,0 +1,160 @@
+// The window: its layout, its two views, and what it keeps from run to run.
+
+#include "ui/MainWindow.h"
+
+#include <wx/gauge.h>
+#include <wx/statusbr.h>
+
+#include "tests/window/OrdwickFixture.h"
+#include "ui/SortArrows.h"
+#include "wxcorvan/wxcChoice.h"
+#include "wxcorvan/wxcColors.h"
+
+using namespace corvan;
+using namespace ostrel;
+
+class MainWindowTest : public OrdwickFixture
+{
+protected:
+    wxGauge &Gauge() const
+    {
+        for (wxWindow *child : Window().GetChildren())
+            if (auto *gauge = dynamic_cast<wxGauge *>(child))
+                return *gauge;
+        throw std::logic_error("the window has no gauge");
+    }
+    wxWindow &NotConnectedText() const
+    {
+        for (wxWindow *child : Window().GetChildren())
+            if (child->GetLabel() == "Not connected to the Master")
+                return *child;
+        throw std::logic_error("the window has no such text");
+    }
+    int HeaderImage(int column) const
+    {
+        wxListItem item;
+        item.SetMask(wxLIST_MASK_IMAGE);
+        EXPECT_TRUE(List().GetColumn(column, item));
+        return item.GetImage();
+    }
+};
+
+TEST_F(MainWindowTest, OpensNotConnectedWithDefaults)
+{
+    Start();
+    EXPECT_FALSE(List().IsShown());
+    EXPECT_TRUE(NotConnectedText().IsShown());
+    EXPECT_EQ(List().GetColumnWidth(0), 275);
+    EXPECT_EQ(List().GetColumnWidth(1), 100);
+    EXPECT_EQ(List().GetColumnWidth(2), 100);
+    EXPECT_EQ(HeaderImage(0), 0);
+    EXPECT_EQ(Window().m_sortColumn, 0);
+    EXPECT_TRUE(Window().m_sortAscending);
+    EXPECT_EQ(Window().GetStatusBar()->GetFieldsCount(), 3);
+    EXPECT_EQ(StatusTexts(), "0 Files | 0 Missing | 0 Too Small");
+    const wxPoint text = NotConnectedText().GetPosition();
+    EXPECT_NEAR(text.y, Window().GetClientSize().y / 3, 25);
+    Screenshot("not-connected");
+}
+
+TEST_F(MainWindowTest, TitlesOfTheColumns)
+{
+    Start();
+    const char *titles[] = {"Filename", "Size", "Date"};
+    for (int column = 0; column < 3; ++column)
+    {
+        wxListItem item;
+        item.SetMask(wxLIST_MASK_TEXT);
+        List().GetColumn(column, item);
+        EXPECT_EQ(item.GetText(), titles[column]);
+    }
+}
+
+TEST_F(MainWindowTest, SwitchesViewsWithTheConnection)
+{
+    Start();
+    ConnectWithJob({});
+    EXPECT_TRUE(List().IsShown());
+    EXPECT_TRUE(Gauge().IsShown());
+    EXPECT_FALSE(NotConnectedText().IsShown());
+    Disconnect();
+    EXPECT_FALSE(List().IsShown());
+    EXPECT_FALSE(Gauge().IsShown());
+    EXPECT_TRUE(NotConnectedText().IsShown());
+    EXPECT_EQ(List().RowCount(), 5) << "hidden, not emptied";
+    Connect();
+    EXPECT_TRUE(List().IsShown());
+    PumpPass();
+}
+
+TEST_F(MainWindowTest, TheGaugeCanBeSwitchedOff)
+{
+    WriteOptions("[Analysis]\nShowProgress = No\n");
+    Start();
+    ConnectWithJob({});
+    EXPECT_TRUE(List().IsShown());
+    EXPECT_FALSE(Gauge().IsShown());
+}
+
+TEST_F(MainWindowTest, ASavedSortIsShownAndNeverWritten)
+{
+    WriteOptions("[Window]\nSortCol = 1\nSortAscending = No\n");
+    Start();
+    EXPECT_EQ(HeaderImage(1), 1);
+    EXPECT_EQ(HeaderImage(0), -1);
+    Window().SetSortCol(2);
+    EXPECT_EQ(HeaderImage(1), -1);
+    EXPECT_EQ(HeaderImage(2), 0);
+    Window().Close();
+    PumpIdle();
+    EXPECT_NE(ReadOptions().find("SortCol = 1"), std::string::npos) << ReadOptions();
+    EXPECT_NE(ReadOptions().find("SortAscending = No"), std::string::npos) << ReadOptions();
+}
+
+TEST_F(MainWindowTest, ClosingKeepsColumnsAndPlace)
+{
+    Start();
+    Window().SetSize(40, 50, 700, 500);
+    PumpIdle();
+    List().SetColumnWidth(0, 321);
+    const wxRect place = Window().GetRect();
+    Window().Close();
+    PumpIdle();
+    const std::string options = ReadOptions();
+    EXPECT_NE(options.find("Filename = 321"), std::string::npos) << options;
+    EXPECT_NE(options.find("Size = 100"), std::string::npos) << options;
+    EXPECT_NE(options.find("Date = 100"), std::string::npos) << options;
+    EXPECT_NE(options.find("Width = " + std::to_string(place.width)), std::string::npos) << options;
+}
+
+TEST_F(MainWindowTest, ClosingInsideABatchLeavesTheWritingToIt)
+{
+    Start();
+    OptionsFile &options = wxGetApp().Options();
+    options.BeginUpdate();
+    Window().Close();
+    PumpIdle();
+    EXPECT_FALSE(std::filesystem::exists(options.Filename().Text()));
+    options.EndUpdate();
+    EXPECT_TRUE(std::filesystem::exists(options.Filename().Text()));
+}
+
+TEST_F(MainWindowTest, ClosingDuringAPassIsCalm)
+{
+    MakeFrames(1, 500, 1000);
+    Start();
+    ConnectWithJob({{p_Range, "1-500"}});
+    Window().Close();
+    ReceiveParameter(p_Range, "1-9");
+    PumpIdle();
+    EXPECT_EQ(wxTheApp->GetTopWindow(), nullptr);
+}
+
+TEST_F(MainWindowTest, TheArrowsAreEachOtherUpsideDown)
+{
+    for (int row = 0; row < 12; ++row)
+        EXPECT_STREQ(sortUp_xpm[4 + row], sortDown_xpm[15 - row]);
+    EXPECT_STREQ(sortUp_xpm[0], "12 12 3 1");
+    EXPECT_STREQ(sortUp_xpm[4], "     -      ");
+    EXPECT_STREQ(sortUp_xpm[14], "-xxxxxxxxx- ");
+}

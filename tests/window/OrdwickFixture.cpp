@@ -1,0 +1,339 @@
+#include "tests/window/OrdwickFixture.h"
+
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <thread>
+
+#include <wx/evtloop.h>
+#include <wx/gauge.h>
+#include <wx/timer.h>
+#include <wx/utils.h>
+
+#include "corvan/JobFactory.h"
+#include "ostrel/File.h"
+#include "wxcorvan/wxcAssert.h"
+#include "wxcorvan/wxcChoice.h"
+#include "wxcorvan/wxcColors.h"
+
+using namespace corvan;
+using namespace ostrel;
+
+namespace
+{
+
+/// Ordwick with a Master that the test plays.
+class TestOrdwick : public Ordwick
+{
+public:
+    FakeLink *link = nullptr; ///< The messenger's.
+
+protected:
+    std::unique_ptr<Link> MakeLink(const MasterAddress & /*address*/) override
+    {
+        auto fake = std::make_unique<FakeLink>();
+        link = fake.get();
+        return fake;
+    }
+};
+
+TestOrdwick &App()
+{
+    return static_cast<TestOrdwick &>(wxGetApp());
+}
+
+const UID k_jobType("3d2f3c58-93e6-4f5e-9d0c-7f1c0a7b5f01", true);
+
+JobType TestJobType()
+{
+    JobType type;
+    type.id = k_jobType;
+    type.name = "Test";
+    return type;
+}
+
+/// Looks at a condition while an event loop runs, and ends the loop when it holds or time is up.
+class Watcher : public wxTimer
+{
+public:
+    Watcher(wxEventLoopBase &loop, const std::function<bool()> &condition, double seconds)
+        : m_loop(loop), m_condition(condition),
+          m_end(std::chrono::steady_clock::now() +
+                std::chrono::milliseconds(static_cast<int>(seconds * 1000)))
+    {
+        Start(2);
+    }
+
+    void Notify() override
+    {
+        m_holds = m_condition();
+        if (!m_holds && std::chrono::steady_clock::now() < m_end)
+            return;
+        Stop();
+        m_loop.Exit();
+    }
+
+    bool Holds() const
+    {
+        return m_holds;
+    }
+
+private:
+    wxEventLoopBase &m_loop;
+    const std::function<bool()> &m_condition;
+    std::chrono::steady_clock::time_point m_end;
+    bool m_holds = false;
+};
+
+} // namespace
+
+const char *const OrdwickFixture::s_jobId = "0b0e6a2c-6d0e-4f39-8f0a-5f3c1de0a001";
+
+OrdwickFixture::OrdwickFixture() : m_log(k_LogInfo)
+{
+    for (const char *name :
+         {"XDG_CONFIG_HOME", "XDG_STATE_HOME", "XDG_DATA_HOME", "XDG_RUNTIME_DIR"})
+        m_environment.push_back(std::make_unique<EnvironmentGuard>(
+            name, m_folder.MakeFolder(String("home/") + name).Text().c_str()));
+    m_environment.push_back(std::make_unique<EnvironmentGuard>("CORVAN_MASTER", nullptr));
+    wxcorvan::wxcSetAssertHandler([](const String &text)
+                                  { ADD_FAILURE() << "toolkit assertion: " << text; });
+}
+
+OrdwickFixture::~OrdwickFixture()
+{
+    if (!m_started)
+        return;
+    if (wxWindow *top = wxTheApp->GetTopWindow())
+    {
+        top->Close(true);
+        PumpIdle();
+    }
+    wxTheApp->OnExit();
+    wxEntryCleanup();
+}
+
+void OrdwickFixture::WriteOptions(const std::string &text)
+{
+    m_folder.MakeFile("home/XDG_CONFIG_HOME/Ordwick/Ordwick.ini", text);
+}
+
+std::string OrdwickFixture::ReadOptions() const
+{
+    return ContentOf(m_folder / "home/XDG_CONFIG_HOME/Ordwick/Ordwick.ini");
+}
+
+void OrdwickFixture::Start(std::vector<std::string> arguments)
+{
+    m_arguments = std::move(arguments);
+    m_arguments.insert(m_arguments.begin(), "ordwick");
+    for (std::string &argument : m_arguments)
+        m_argumentTexts.push_back(argument.data());
+    int count = static_cast<int>(m_argumentTexts.size());
+    m_argumentTexts.push_back(nullptr);
+
+    wxApp::SetInstance(new TestOrdwick);
+    ASSERT_TRUE(wxEntryStart(count, m_argumentTexts.data()));
+    m_started = true;
+    ASSERT_TRUE(wxTheApp->CallOnInit());
+    JobFactory::s_JobFactory.AddType(TestJobType());
+    CorvanAppStartupEvt::s_Signal(CorvanAppStartupEvt());
+    PumpIdle();
+}
+
+void OrdwickFixture::PumpUntil(const std::function<bool()> &condition, double seconds)
+{
+    wxGUIEventLoop loop;
+    Watcher watcher(loop, condition, seconds);
+    loop.Run();
+    EXPECT_TRUE(watcher.Holds()) << "waited " << seconds << " s in vain";
+}
+
+void OrdwickFixture::PumpIdle()
+{
+    int turns = 0;
+    PumpUntil([&turns] { return ++turns > 10; });
+}
+
+void OrdwickFixture::PumpPass()
+{
+    const int before = m_log.Count(k_LogStatus, "Finished scanning");
+    PumpUntil([&] { return m_log.Count(k_LogStatus, "Finished scanning") > before; }, 30);
+}
+
+void OrdwickFixture::Connect()
+{
+    Link().Connect();
+    PumpUntil([] { return Messenger::IsConnected(); });
+    PumpIdle();
+}
+
+void OrdwickFixture::Disconnect()
+{
+    Link().Disconnect();
+    PumpUntil([] { return !Messenger::IsConnected(); });
+    PumpIdle();
+}
+
+boost::shared_ptr<Job>
+OrdwickFixture::MakeJob(const std::vector<std::pair<std::string, std::string>> &parameters) const
+{
+    const boost::shared_ptr<Job> job = JobFactory::s_JobFactory.CreateJob(k_jobType);
+    job->SetID(UID(s_jobId, true));
+    std::vector<std::pair<std::string, std::string>> all = {
+        {p_Name, "Shot"}, {p_Range, "1-5"}, {p_ImageFormat, Pattern()}};
+    all.insert(all.end(), parameters.begin(), parameters.end());
+    for (const auto &[name, value] : all)
+        EXPECT_TRUE(job->SetParameter(name, value)) << name << " = " << value;
+    return job;
+}
+
+void OrdwickFixture::ReceiveJob(const boost::shared_ptr<Job> &job)
+{
+    const auto message = boost::make_shared<JobMsg>();
+    message->job = job;
+    Link().Receive(message);
+    PumpIdle();
+}
+
+void OrdwickFixture::ReceiveParameter(const std::string &name, const std::string &value)
+{
+    const auto message = boost::make_shared<JobParameterMsg>();
+    message->job = UID(s_jobId, true);
+    message->name = name;
+    message->value = value;
+    Link().Receive(message);
+    PumpIdle();
+}
+
+void OrdwickFixture::ConnectWithJob(
+    const std::vector<std::pair<std::string, std::string>> &parameters)
+{
+    Connect();
+    const auto message = boost::make_shared<JobMsg>();
+    message->job = MakeJob(parameters);
+    Link().Receive(message);
+    PumpUntil([] { return wxGetApp().CurrentJob() != nullptr; });
+}
+
+void OrdwickFixture::RunWhilePumping(const std::string &command)
+{
+    std::atomic<bool> isDone = false;
+    std::jthread hand(
+        [&]
+        {
+            EXPECT_EQ(std::system(command.c_str()), 0) << command;
+            isDone = true;
+        });
+    PumpUntil([&] { return isDone.load(); });
+    PumpIdle();
+}
+
+void OrdwickFixture::Press(const std::string &keys)
+{
+    RunWhilePumping("xdotool key " + keys);
+}
+
+void OrdwickFixture::Click(const wxWindow &window, const wxPoint &place,
+                           const std::string &modifier)
+{
+    const wxPoint screen = window.ClientToScreen(place);
+    std::ostringstream command;
+    command << "xdotool mousemove --sync " << screen.x << ' ' << screen.y;
+    if (!modifier.empty())
+        command << " keydown " << modifier;
+    command << " click 1";
+    if (!modifier.empty())
+        command << " keyup " << modifier;
+    RunWhilePumping(command.str());
+}
+
+void OrdwickFixture::ClickRow(int row, const std::string &modifier)
+{
+    wxRect place;
+    ASSERT_TRUE(List().GetItemRect(row, place)) << "row " << row;
+    Click(List(), wxPoint(place.x + 30, place.y + place.height / 2), modifier);
+}
+
+void OrdwickFixture::Screenshot(const std::string &name) const
+{
+    if (const char *folder = std::getenv("ORDWICK_ARTEFACTS"))
+    {
+        std::filesystem::create_directories(folder);
+        EXPECT_EQ(
+            std::system(
+                ("import -window root '" + std::string(folder) + "/" + name + ".png'").c_str()),
+            0);
+    }
+}
+
+MainWindow &OrdwickFixture::Window() const
+{
+    return dynamic_cast<MainWindow &>(*wxTheApp->GetTopWindow());
+}
+
+FileList &OrdwickFixture::List() const
+{
+    for (wxWindow *child : Window().GetChildren())
+        if (auto *list = dynamic_cast<FileList *>(child))
+            return *list;
+    throw std::logic_error("the window has no file list");
+}
+
+FakeLink &OrdwickFixture::Link() const
+{
+    return *App().link;
+}
+
+wxcorvan::wxcChoice &OrdwickFixture::FormatChoice() const
+{
+    return dynamic_cast<wxcorvan::wxcChoice &>(*Window().FindWindow("choice"));
+}
+
+std::string OrdwickFixture::StatusTexts() const
+{
+    std::string texts;
+    for (int field = 0; field < 3; ++field)
+        texts += (field ? " | " : "") + Window().GetStatusBar()->GetStatusText(field).utf8_string();
+    return texts;
+}
+
+std::string OrdwickFixture::RowColor(int row) const
+{
+    using namespace wxcorvan;
+    const wxColour colour = List().GetRowColor(row);
+    if (colour == wxcGetColor(color_Text))
+        return "normal";
+    if (colour == wxcGetColor(color_TextGrey))
+        return "grey";
+    if (colour == wxcGetColor(color_TextRed))
+        return "red";
+    return colour == wxcGetColor(color_TextOrange) ? "orange" : "unknown";
+}
+
+std::string OrdwickFixture::Pattern() const
+{
+    return m_folder.Folder().Text() + "/frames/f.%04d.exr";
+}
+
+std::string OrdwickFixture::FramePath(int frame) const
+{
+    char name[32];
+    std::snprintf(name, sizeof name, "/frames/f.%04d.exr", frame);
+    return m_folder.Folder().Text() + name;
+}
+
+void OrdwickFixture::MakeFrame(int frame, std::size_t bytes) const
+{
+    std::filesystem::create_directories(m_folder.Folder().Text() + "/frames");
+    std::ofstream(FramePath(frame)) << std::string(bytes, 'x');
+}
+
+void OrdwickFixture::MakeFrames(int first, int last, std::size_t bytes) const
+{
+    for (int frame = first; frame <= last; ++frame)
+        MakeFrame(frame, bytes);
+}

@@ -1,0 +1,87 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "app/Ordwick.h"
+#include "corvan/Messages.h"
+#include "tests/support/EnvironmentGuard.h"
+#include "tests/support/FakeLink.h"
+#include "tests/support/LogCapture.h"
+#include "tests/support/TempFolder.h"
+#include "ui/FileList.h"
+#include "ui/MainWindow.h"
+
+/// The real program in this process, with its real window; only the Master is played by the test.
+///
+/// One program a process: ctest runs each case in a process of its own.
+class OrdwickFixture : public ::testing::Test
+{
+protected:
+    OrdwickFixture();
+    ~OrdwickFixture() override;
+
+    /// Writes the options file that the program will read; before `Start`.
+    void WriteOptions(const std::string &text);
+    std::string ReadOptions() const;
+
+    /// Starts the program as its entry does, and shows the window. `arguments` without the
+    /// program's name; by default the identifier of the test's job.
+    void Start(std::vector<std::string> arguments = {s_jobId});
+
+    /// Connects, and answers the request with a job of these parameters.
+    void ConnectWithJob(const std::vector<std::pair<std::string, std::string>> &parameters);
+    /// A job of the test's type: name "Shot", range 1-5, pattern `Pattern()`, then `parameters`.
+    boost::shared_ptr<corvan::Job>
+    MakeJob(const std::vector<std::pair<std::string, std::string>> &parameters) const;
+    void ReceiveJob(const boost::shared_ptr<corvan::Job> &job);
+    void ReceiveParameter(const std::string &name, const std::string &value);
+    void Connect();
+    void Disconnect();
+
+    /// Runs the event loop until the condition holds; a failure of the test after `seconds`.
+    void PumpUntil(const std::function<bool()> &condition, double seconds = 10);
+    /// Runs the event loop until nothing is left to do at once.
+    void PumpIdle();
+    /// Runs the event loop until the pass that runs has ended.
+    void PumpPass();
+
+    /// Keys as xdotool names them ("ctrl+s", "shift+Down"), pressed for real.
+    void Press(const std::string &keys);
+    /// A real click at a place of a window; `modifier` as "ctrl" or "shift" is held down.
+    void Click(const wxWindow &window, const wxPoint &place, const std::string &modifier = {});
+    void ClickRow(int row, const std::string &modifier = {});
+    /// Keeps a picture of the screen where $ORDWICK_ARTEFACTS names a folder.
+    void Screenshot(const std::string &name) const;
+
+    MainWindow &Window() const;
+    FileList &List() const;
+    FakeLink &Link() const;
+    wxcorvan::wxcChoice &FormatChoice() const;
+    /// "5 Files | 0 Missing | 0 Too Small"
+    std::string StatusTexts() const;
+    std::string RowColor(int row) const; ///< "normal", "grey", "red", "orange".
+
+    /// "<temp>/frames/f.%04d.exr"
+    std::string Pattern() const;
+    std::string FramePath(int frame) const;
+    void MakeFrame(int frame, std::size_t bytes) const;
+    void MakeFrames(int first, int last, std::size_t bytes) const;
+
+    static const char *const s_jobId;
+
+    TempFolder m_folder;
+    LogCapture m_log;
+
+private:
+    void RunWhilePumping(const std::string &command);
+
+    std::vector<std::unique_ptr<EnvironmentGuard>> m_environment;
+    std::vector<std::string> m_arguments;
+    std::vector<char *> m_argumentTexts;
+    bool m_started = false;
+};
