@@ -137,7 +137,7 @@ private:
     unsigned m_scanIndex = 0; ///< Row to be checked at the next idle event.
     bool m_resortPending = false;
     analysis::ScanCounts m_counts;
-    ShownCounts m_shownCounts;
+    std::optional<ShownCounts> m_shownCounts;
 
     wxDECLARE_EVENT_TABLE();
 };

@@ -4,6 +4,7 @@
 
 #include <limits>
 
+#include "tests/support/Printing.h"
 #include "tests/window/OrdwickFixture.h"
 
 using namespace corvan;
@@ -62,7 +63,7 @@ TEST_F(FileListTest, ClicksSelectByPathAndSortingKeepsTheFiles)
     EXPECT_EQ(List().GetSelection(), (std::vector<int>{5, 3}));
     EXPECT_TRUE(List().IsRowSelected(3));
     EXPECT_FALSE(List().IsRowSelected(2));
-    Screenshot("selected-and-sorted");
+    Screenshot(Window(), "selected-and-sorted");
 }
 
 TEST_F(FileListTest, AShiftClickReachesTheSelectionWhole)
@@ -81,14 +82,14 @@ TEST_F(FileListTest, KeysReachTheSelectionWhole)
 {
     Show(8);
     ClickRow(2);
-    Press("shift+Down");
-    Press("shift+Down");
+    PressKeys("shift+Down");
+    PressKeys("shift+Down");
     EXPECT_EQ(List().SelectedPaths(), Frames({3, 4, 5}));
-    Press("ctrl+a");
+    PressKeys("ctrl+a");
     EXPECT_EQ(List().SelectedPaths().size(), 8u);
-    Press("Home");
+    PressKeys("Home");
     EXPECT_EQ(List().SelectedPaths(), Frames({1}));
-    Press("shift+End");
+    PressKeys("shift+End");
     EXPECT_EQ(List().SelectedPaths().size(), 8u);
 }
 

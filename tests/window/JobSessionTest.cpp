@@ -170,26 +170,7 @@ TEST_F(JobSession, AJobWithoutFormatsIsReportedOnceARun)
         made->SetParameter(p_Name, "Bare");
         return made;
     };
-    const auto boxIsOpen = [] { return wxTopLevelWindows.GetCount() > 1; };
-
-    const auto message = boost::make_shared<JobMsg>();
-    message->job = job();
-    Link().Receive(message);
-    // The box runs an event loop of its own inside the message's handler.
-    wxTimer closer;
-    closer.Bind(wxEVT_TIMER,
-                [&](wxTimerEvent &)
-                {
-                    if (m_log.Count(k_LogError, "reports no image formats") > 0)
-                    {
-                        closer.Stop();
-                        Screenshot("no-image-formats");
-                        EXPECT_EQ(std::system("xdotool key --delay 50 Return &"), 0);
-                    }
-                });
-    closer.Start(100);
-    PumpUntil([] { return wxGetApp().CurrentJob() != nullptr; });
-    PumpUntil([&] { return !boxIsOpen(); });
+    WhileBox("Ordwick", "Return", [&] { ReceiveJob(job()); });
     EXPECT_EQ(m_log.Count(k_LogError, "Job 'Bare' reports no image formats parameter (Test)"), 1);
 
     ReceiveJob(job());

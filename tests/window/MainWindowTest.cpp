@@ -2,6 +2,8 @@
 
 #include "ui/MainWindow.h"
 
+#include <filesystem>
+
 #include <wx/gauge.h>
 #include <wx/statusbr.h>
 
@@ -54,7 +56,7 @@ TEST_F(MainWindowTest, OpensNotConnectedWithDefaults)
     EXPECT_EQ(StatusTexts(), "0 Files | 0 Missing | 0 Too Small");
     const wxPoint text = NotConnectedText().GetPosition();
     EXPECT_NEAR(text.y, Window().GetClientSize().y / 3, 25);
-    Screenshot("not-connected");
+    Screenshot(Window(), "not-connected");
 }
 
 TEST_F(MainWindowTest, TitlesOfTheColumns)
@@ -134,9 +136,9 @@ TEST_F(MainWindowTest, ClosingInsideABatchLeavesTheWritingToIt)
     options.BeginUpdate();
     Window().Close();
     PumpIdle();
-    EXPECT_FALSE(std::filesystem::exists(options.Filename().Text()));
+    EXPECT_FALSE(std::filesystem::exists(std::string(options.Filename().Text())));
     options.EndUpdate();
-    EXPECT_TRUE(std::filesystem::exists(options.Filename().Text()));
+    EXPECT_TRUE(std::filesystem::exists(std::string(options.Filename().Text())));
 }
 
 TEST_F(MainWindowTest, ClosingDuringAPassIsCalm)

@@ -1,20 +1,16 @@
 #include "tests/window/OrdwickFixture.h"
 
-#include <atomic>
-#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <thread>
 
 #include <wx/evtloop.h>
-#include <wx/gauge.h>
-#include <wx/timer.h>
-#include <wx/utils.h>
 
 #include "corvan/JobFactory.h"
 #include "ostrel/File.h"
+#include "tests/support/InputCount.h"
+#include "tests/support/WindowTest.h"
 #include "wxcorvan/wxcAssert.h"
 #include "wxcorvan/wxcChoice.h"
 #include "wxcorvan/wxcColors.h"
@@ -55,39 +51,6 @@ JobType TestJobType()
     return type;
 }
 
-/// Looks at a condition while an event loop runs, and ends the loop when it holds or time is up.
-class Watcher : public wxTimer
-{
-public:
-    Watcher(wxEventLoopBase &loop, const std::function<bool()> &condition, double seconds)
-        : m_loop(loop), m_condition(condition),
-          m_end(std::chrono::steady_clock::now() +
-                std::chrono::milliseconds(static_cast<int>(seconds * 1000)))
-    {
-        Start(2);
-    }
-
-    void Notify() override
-    {
-        m_holds = m_condition();
-        if (!m_holds && std::chrono::steady_clock::now() < m_end)
-            return;
-        Stop();
-        m_loop.Exit();
-    }
-
-    bool Holds() const
-    {
-        return m_holds;
-    }
-
-private:
-    wxEventLoopBase &m_loop;
-    const std::function<bool()> &m_condition;
-    std::chrono::steady_clock::time_point m_end;
-    bool m_holds = false;
-};
-
 } // namespace
 
 const char *const OrdwickFixture::s_jobId = "0b0e6a2c-6d0e-4f39-8f0a-5f3c1de0a001";
@@ -96,8 +59,11 @@ OrdwickFixture::OrdwickFixture() : m_log(k_LogInfo)
 {
     for (const char *name :
          {"XDG_CONFIG_HOME", "XDG_STATE_HOME", "XDG_DATA_HOME", "XDG_RUNTIME_DIR"})
-        m_environment.push_back(std::make_unique<EnvironmentGuard>(
-            name, m_folder.MakeFolder(String("home/") + name).Text().c_str()));
+    {
+        const std::string folder = m_folder.MakeFolder(String("home/") + name).Text();
+        std::filesystem::permissions(folder, std::filesystem::perms::owner_all);
+        m_environment.push_back(std::make_unique<EnvironmentGuard>(name, folder.c_str()));
+    }
     m_environment.push_back(std::make_unique<EnvironmentGuard>("CORVAN_MASTER", nullptr));
     wxcorvan::wxcSetAssertHandler([](const String &text)
                                   { ADD_FAILURE() << "toolkit assertion: " << text; });
@@ -112,6 +78,8 @@ OrdwickFixture::~OrdwickFixture()
         top->Close(true);
         PumpIdle();
     }
+    wxEventLoopBase::SetActive(nullptr);
+    m_loop.reset();
     wxTheApp->OnExit();
     wxEntryCleanup();
 }
@@ -138,43 +106,37 @@ void OrdwickFixture::Start(std::vector<std::string> arguments)
     wxApp::SetInstance(new TestOrdwick);
     ASSERT_TRUE(wxEntryStart(count, m_argumentTexts.data()));
     m_started = true;
+    CountInput();
+    m_loop = std::make_unique<wxGUIEventLoop>();
+    wxEventLoopBase::SetActive(m_loop.get());
     ASSERT_TRUE(wxTheApp->CallOnInit());
     JobFactory::s_JobFactory.AddType(TestJobType());
     CorvanAppStartupEvt::s_Signal(CorvanAppStartupEvt());
-    PumpIdle();
+    ShowActive(Window());
 }
 
-void OrdwickFixture::PumpUntil(const std::function<bool()> &condition, double seconds)
+void OrdwickFixture::WaitFor(const std::function<bool()> &condition, int seconds)
 {
-    wxGUIEventLoop loop;
-    Watcher watcher(loop, condition, seconds);
-    loop.Run();
-    EXPECT_TRUE(watcher.Holds()) << "waited " << seconds << " s in vain";
-}
-
-void OrdwickFixture::PumpIdle()
-{
-    int turns = 0;
-    PumpUntil([&turns] { return ++turns > 10; });
+    EXPECT_TRUE(PumpUntil(condition, seconds * 1000)) << "waited " << seconds << " s in vain";
 }
 
 void OrdwickFixture::PumpPass()
 {
     const int before = m_log.Count(k_LogStatus, "Finished scanning");
-    PumpUntil([&] { return m_log.Count(k_LogStatus, "Finished scanning") > before; }, 30);
+    WaitFor([&] { return m_log.Count(k_LogStatus, "Finished scanning") > before; }, 30);
 }
 
 void OrdwickFixture::Connect()
 {
     Link().Connect();
-    PumpUntil([] { return Messenger::IsConnected(); });
+    WaitFor([] { return Messenger::IsConnected(); });
     PumpIdle();
 }
 
 void OrdwickFixture::Disconnect()
 {
     Link().Disconnect();
-    PumpUntil([] { return !Messenger::IsConnected(); });
+    WaitFor([] { return !Messenger::IsConnected(); });
     PumpIdle();
 }
 
@@ -216,58 +178,44 @@ void OrdwickFixture::ConnectWithJob(
     const auto message = boost::make_shared<JobMsg>();
     message->job = MakeJob(parameters);
     Link().Receive(message);
-    PumpUntil([] { return wxGetApp().CurrentJob() != nullptr; });
+    WaitFor([] { return wxGetApp().CurrentJob() != nullptr; });
 }
 
-void OrdwickFixture::RunWhilePumping(const std::string &command)
-{
-    std::atomic<bool> isDone = false;
-    std::jthread hand(
-        [&]
-        {
-            EXPECT_EQ(std::system(command.c_str()), 0) << command;
-            isDone = true;
-        });
-    PumpUntil([&] { return isDone.load(); });
-    PumpIdle();
-}
-
-void OrdwickFixture::Press(const std::string &keys)
-{
-    RunWhilePumping("xdotool key " + keys);
-}
-
-void OrdwickFixture::Click(const wxWindow &window, const wxPoint &place,
-                           const std::string &modifier)
-{
-    const wxPoint screen = window.ClientToScreen(place);
-    std::ostringstream command;
-    command << "xdotool mousemove --sync " << screen.x << ' ' << screen.y;
-    if (!modifier.empty())
-        command << " keydown " << modifier;
-    command << " click 1";
-    if (!modifier.empty())
-        command << " keyup " << modifier;
-    RunWhilePumping(command.str());
-}
-
-void OrdwickFixture::ClickRow(int row, const std::string &modifier)
+void OrdwickFixture::ClickRow(int row, const std::string &modifiers)
 {
     wxRect place;
     ASSERT_TRUE(List().GetItemRect(row, place)) << "row " << row;
-    Click(List(), wxPoint(place.x + 30, place.y + place.height / 2), modifier);
+    ClickAt(List(), wxPoint(place.x + 30, place.y + place.height / 2), modifiers);
 }
 
-void OrdwickFixture::Screenshot(const std::string &name) const
+void OrdwickFixture::WhileBox(const std::string &title, const std::string &key,
+                              const std::function<void()> &show)
 {
-    if (const char *folder = std::getenv("ORDWICK_ARTEFACTS"))
+    // The box has a loop of its own and is no window of the toolkit's, so it is found and answered
+    // from outside. The main window may have the same title: the box is the one that is a dialog.
+    const std::string answer = "for i in $(seq 200); do"
+                               "  for w in $(xdotool search --onlyvisible --name \"^" +
+                               title +
+                               "$\"); do"
+                               "    if xprop -id $w _NET_WM_WINDOW_TYPE | grep -q DIALOG; then"
+                               "      [ -z \"$ORDWICK_ARTEFACTS\" ] ||"
+                               "        import -silent -window $w \"$ORDWICK_ARTEFACTS/box-" +
+                               key +
+                               "-$$.png\";"
+                               "      exec xdotool windowfocus --sync $w key " +
+                               key +
+                               ";"
+                               "    fi;"
+                               "  done;"
+                               "  read -t 0.05 -r _ <> <(:);"
+                               "done; exit 1";
+    int status = -1;
     {
-        std::filesystem::create_directories(folder);
-        EXPECT_EQ(
-            std::system(
-                ("import -window root '" + std::string(folder) + "/" + name + ".png'").c_str()),
-            0);
+        const std::jthread hand([&]
+                                { status = std::system(("bash -c '" + answer + "'").c_str()); });
+        show();
     }
+    EXPECT_EQ(status, 0) << "no box named " << title;
 }
 
 MainWindow &OrdwickFixture::Window() const

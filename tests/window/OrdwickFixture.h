@@ -6,6 +6,7 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <wx/evtloop.h>
 
 #include "app/Ordwick.h"
 #include "corvan/Messages.h"
@@ -13,6 +14,7 @@
 #include "tests/support/FakeLink.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/TempFolder.h"
+#include "tests/support/WindowTest.h"
 #include "ui/FileList.h"
 #include "ui/MainWindow.h"
 
@@ -44,19 +46,17 @@ protected:
     void Disconnect();
 
     /// Runs the event loop until the condition holds; a failure of the test after `seconds`.
-    void PumpUntil(const std::function<bool()> &condition, double seconds = 10);
-    /// Runs the event loop until nothing is left to do at once.
-    void PumpIdle();
+    void WaitFor(const std::function<bool()> &condition, int seconds = 10);
     /// Runs the event loop until the pass that runs has ended.
     void PumpPass();
 
-    /// Keys as xdotool names them ("ctrl+s", "shift+Down"), pressed for real.
-    void Press(const std::string &keys);
-    /// A real click at a place of a window; `modifier` as "ctrl" or "shift" is held down.
-    void Click(const wxWindow &window, const wxPoint &place, const std::string &modifier = {});
-    void ClickRow(int row, const std::string &modifier = {});
-    /// Keeps a picture of the screen where $ORDWICK_ARTEFACTS names a folder.
-    void Screenshot(const std::string &name) const;
+    /// A real click at a row that is in view; `modifiers` as for `ClickAt`.
+    void ClickRow(int row, const std::string &modifiers = {});
+
+    /// Runs `show`, which opens a message box of the desktop's own with this title, and presses
+    /// `key` once the box is there; fails the test when none comes. Returns when `show` does.
+    void WhileBox(const std::string &title, const std::string &key,
+                  const std::function<void()> &show);
 
     MainWindow &Window() const;
     FileList &List() const;
@@ -78,8 +78,7 @@ protected:
     LogCapture m_log;
 
 private:
-    void RunWhilePumping(const std::string &command);
-
+    std::unique_ptr<wxGUIEventLoop> m_loop;
     std::vector<std::unique_ptr<EnvironmentGuard>> m_environment;
     std::vector<std::string> m_arguments;
     std::vector<char *> m_argumentTexts;
