@@ -10,7 +10,6 @@
 #include "master/LocalRunner.h"
 #include "master/Master.h"
 #include "ostrel/CallEntry.h"
-#include "ostrel/Folders.h"
 #include "ostrel/Log.h"
 
 namespace master
@@ -56,7 +55,7 @@ void MasterApp::Run(const CommandLine &commandLine)
     if (!StartCorvan(commandLine))
         throw new UsageException("see above");
     corvan::RouteGrpcLog();
-    corvan::JobFactory::s_JobFactory.LoadTypes(ostrel::ShareFolder() / "jobtypes");
+    corvan::JobFactory::s_JobFactory.LoadInstalledTypes();
 
     MasterSettings settings;
     settings.data = options.data;

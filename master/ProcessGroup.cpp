@@ -11,6 +11,7 @@
 #include <csignal>
 #include <cstring>
 #include <filesystem>
+#include <linux/close_range.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -31,13 +32,14 @@ namespace
 {
 
 // In the child, before the program takes over: only what is safe between fork and exec.
-struct OwnSignals : process::extend::handler
+struct CleanStart : process::extend::handler
 {
     template <typename Executor> void on_exec_setup(Executor &) const
     {
         // The gRPC library ignores it, and ignoring is inherited.
         ::signal(SIGPIPE, SIG_DFL);
         ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+        ::close_range(STDERR_FILENO + 1, ~0u, CLOSE_RANGE_CLOEXEC);
     }
 };
 
@@ -67,7 +69,7 @@ ProcessGroup::ProcessGroup(const Command &command)
                              process::start_dir = command.folder.Text(),
                              process::std_in<process::null, (process::std_out & process::std_err)>
                                  command.log.Text(),
-                             group, OwnSignals{});
+                             group, CleanStart{});
         m_leader = child.id();
         child.detach();
         group.detach();

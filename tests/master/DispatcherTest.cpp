@@ -1,0 +1,405 @@
+#include "master/Dispatcher.h"
+
+#include <boost/make_shared.hpp>
+
+#include "corvan/Limits.h"
+#include "tests/master/StoreFixture.h"
+
+using corvan::AcceptedMsg;
+using corvan::JobMsg;
+using corvan::JobParameterMsg;
+using corvan::JobStatus;
+using corvan::RefusedMsg;
+using master::JobState;
+using master::Outbox;
+using ostrel::String;
+using ostrel::UID;
+
+using Texts = std::vector<std::string>;
+
+namespace
+{
+
+constexpr std::uint64_t k_serial = 17;
+
+class DispatcherTest : public StoreFixture
+{
+protected:
+    Outbox Handle(master::ClientNumber client, corvan::Message &message)
+    {
+        message.serial = k_serial;
+        return InTurn([&](Outbox &outbox) { m_dispatcher.Handle(client, message, outbox); });
+    }
+
+    Outbox Set(const UID &job, const String &name, const String &value)
+    {
+        JobParameterMsg message;
+        message.job = job;
+        message.name = name;
+        message.value = value;
+        return Handle(1, message);
+    }
+
+    Outbox Submit(const boost::shared_ptr<corvan::Job> &job)
+    {
+        JobMsg message;
+        message.job = job;
+        return Handle(1, message);
+    }
+
+    // A job that was submitted.
+    UID NewJob(const TestParameters &parameters)
+    {
+        const auto job = MakeTestJob(parameters);
+        Submit(job);
+        return job->ID();
+    }
+
+    template <typename Asked> Outbox Ask(const UID &job)
+    {
+        Asked message;
+        message.job = job;
+        return Handle(1, message);
+    }
+
+    // As if the first two tasks had run: one done, one running.
+    void StartTasks(const UID &id)
+    {
+        JobState state = State(id);
+        state.status = JobStatus::Running;
+        state.nextTask = 2;
+        state.tasksDone = 1;
+        InTurn(
+            [&](Outbox &)
+            {
+                m_store.SaveTask(state, {.index = 0, .status = JobStatus::Done, .tries = 1});
+                m_store.SaveTask(state, {.index = 1, .status = JobStatus::Running, .tries = 1});
+                m_store.SaveState(state);
+            });
+    }
+
+    // The first message of the outbox, which has to answer the request of client 1.
+    template <typename Answer> static const Answer *AnswerOf(const Outbox &outbox)
+    {
+        if (outbox.Messages().empty())
+            return nullptr;
+        const master::Outgoing &first = outbox.Messages().front();
+        EXPECT_EQ(first.client, 1u);
+        EXPECT_EQ(first.answers, k_serial);
+        return dynamic_cast<const Answer *>(first.message.get());
+    }
+
+    static std::string ReasonOf(const Outbox &outbox)
+    {
+        const auto *refused = AnswerOf<RefusedMsg>(outbox);
+        return refused ? refused->what + ": " + refused->reason : "(not refused)";
+    }
+
+    static std::vector<JobStatus> StatusesOf(const Outbox &outbox)
+    {
+        std::vector<JobStatus> statuses;
+        if (const auto *list = AnswerOf<corvan::TaskListMsg>(outbox))
+            for (const corvan::TaskInfo &task : list->tasks)
+                statuses.push_back(task.status);
+        return statuses;
+    }
+
+    master::Followers m_followers;
+    master::Dispatcher m_dispatcher{m_store, m_cache, m_followers, m_logs};
+};
+
+TEST_F(DispatcherTest, KeepsANewJobWithWhatTheMasterSets)
+{
+    const auto job = MakeTestJob({{"Name", "beauty"},
+                                  {"Range", "1-10"},
+                                  {"PacketSize", "4"},
+                                  {"Priority", "70"},
+                                  {"Status", "2"},
+                                  {"Created", "long ago"},
+                                  {"TasksTotal", "99"},
+                                  {"TasksDone", "98"},
+                                  {"TasksFailed", "1"}});
+    const Outbox outbox = Submit(job);
+
+    const auto *accepted = AnswerOf<AcceptedMsg>(outbox);
+    ASSERT_TRUE(accepted);
+    EXPECT_EQ(accepted->job, job->ID());
+
+    corvan::GetJobInfoMsg ask;
+    ask.jobs = {job->ID()};
+    const Outbox info = Handle(1, ask);
+    const auto *answer = AnswerOf<JobMsg>(info);
+    ASSERT_TRUE(answer);
+    const std::pair<const char *, const char *> expected[] = {
+        {"Name", "beauty"}, {"Range", "1-10"},    {"PacketSize", "4"},
+        {"Priority", "70"}, {"Status", "0"},      {"TasksTotal", "3"},
+        {"TasksDone", "0"}, {"TasksFailed", "0"}, {"CustomRange", ""},
+    };
+    for (const auto &[name, value] : expected)
+    {
+        String text = "(not set)";
+        answer->job->GetParameter(name, text);
+        EXPECT_EQ(text, value) << name;
+    }
+    EXPECT_TRUE(answer->job->ParameterText("Created", false).starts_with("20"));
+}
+
+TEST_F(DispatcherTest, TellsANewJobToThoseWhoFollowItAlready)
+{
+    const auto job = MakeTestJob({{"Range", "1"}});
+    corvan::FollowJobMsg follow;
+    follow.jobs = {job->ID()};
+    EXPECT_TRUE(AnswerOf<AcceptedMsg>(Handle(1, follow)));
+
+    const Outbox outbox = Submit(job);
+    ASSERT_EQ(outbox.Messages().size(), 2u);
+    EXPECT_EQ(outbox.Messages()[1].followersOf, job->ID());
+    EXPECT_EQ(outbox.Messages()[1].answers, 0u);
+    EXPECT_EQ(outbox.Messages()[1].message->TypeID(), JobMsg::s_Type);
+    EXPECT_EQ(m_followers.Of(job->ID()), std::vector<master::ClientNumber>{1});
+}
+
+TEST_F(DispatcherTest, HonoursAPausedNewJob)
+{
+    // What waits may lack what it needs to run.
+    const UID job = NewJob({{"Range", "1"}, {"Status", "4"}, {"ImageFormat", "bad"}});
+    EXPECT_EQ(State(job).status, JobStatus::Paused);
+}
+
+TEST_F(DispatcherTest, RefusesANewJobThatCannotBeKept)
+{
+    const auto there = MakeTestJob({{"Range", "1"}});
+    Submit(there);
+    const auto sameID = MakeTestJob({{"Range", "2"}});
+    sameID->SetID(there->ID());
+    const auto noID = MakeTestJob({{"Range", "2"}});
+    noID->SetID(UID());
+    const struct
+    {
+        boost::shared_ptr<corvan::Job> job;
+        const char *reason;
+    } cases[] = {
+        {MakeTestJob({}), "the range names no frame"},
+        {MakeTestJob({{"Range", "1-3y1"}}), "the range names no frame"},
+        {MakeTestJob({{"Range", "1"}, {"ImageFormat", "x.png"}}), "image format \"x.png\": "},
+        {sameID, "a job with this identifier exists already"},
+        {noID, "the job has no identifier"},
+    };
+    for (const auto &[job, reason] : cases)
+    {
+        const std::string told = ReasonOf(Submit(job));
+        EXPECT_TRUE(told.starts_with("Job " + job->ID().ToString() + ": " + reason)) << told;
+    }
+    EXPECT_EQ(m_store.List(0), std::vector{there->ID()});
+}
+
+TEST_F(DispatcherTest, AnswersOneMessageForEachJobAskedFor)
+{
+    const UID one = NewJob({{"Range", "1"}}), other = NewJob({{"Range", "2"}}), none(true);
+    corvan::GetJobInfoMsg ask;
+    ask.jobs = {one, none, other};
+    const Outbox outbox = Handle(1, ask);
+    ASSERT_EQ(outbox.Messages().size(), 3u);
+    EXPECT_EQ(dynamic_cast<JobMsg &>(*outbox.Messages()[0].message).job->ID(), one);
+    const auto &refused = dynamic_cast<RefusedMsg &>(*outbox.Messages()[1].message);
+    EXPECT_EQ(refused.job, none);
+    EXPECT_EQ(refused.what, "GetJobInfo " + none.ToString());
+    EXPECT_EQ(dynamic_cast<JobMsg &>(*outbox.Messages()[2].message).job->ID(), other);
+}
+
+TEST_F(DispatcherTest, ListsJobsNewestFirst)
+{
+    const UID one = NewJob({{"Range", "1"}}), other = NewJob({{"Range", "2"}});
+    corvan::ListJobsMsg ask;
+    const Outbox all = Handle(1, ask);
+    ASSERT_EQ(AnswerOf<corvan::JobListMsg>(all)->jobs.size(), 2u);
+    EXPECT_EQ(AnswerOf<corvan::JobListMsg>(all)->jobs[0]->ID(), other);
+    EXPECT_EQ(AnswerOf<corvan::JobListMsg>(all)->jobs[1]->ID(), one);
+
+    ask.limit = 1;
+    EXPECT_EQ(AnswerOf<corvan::JobListMsg>(Handle(1, ask))->jobs.size(), 1u);
+}
+
+TEST_F(DispatcherTest, RefusesAListThatNoMessageCanHold)
+{
+    const String blob(std::string(corvan::k_MaxValueBytes - 10'000, 'x'));
+    for (int i = 0; i < 5; ++i)
+        NewJob({{"Range", "1"}, {"Blob", blob}});
+    corvan::ListJobsMsg ask;
+    EXPECT_EQ(ReasonOf(Handle(1, ask)), "ListJobs: the list is longer than a message can be; ask "
+                                        "for at most 4 jobs");
+    ask.limit = 4;
+    EXPECT_TRUE(AnswerOf<corvan::JobListMsg>(Handle(1, ask)));
+}
+
+TEST_F(DispatcherTest, ChangesAParameterAndTellsIt)
+{
+    const UID job = NewJob({{"Range", "1-3"}, {"Name", "old"}});
+    const std::pair<const char *, const char *> changes[] = {
+        {"Name", "new"},     {"Name", "new"},         {"CustomRange", "5"},
+        {"UserRange", "6"},  {"ImageFormat", "x.%d"}, {"Whatever", ""},
+        {"Priority", "100"}, {"Range", "1-3"},        {"Note", "two\nlines"},
+    };
+    for (const auto &[name, value] : changes)
+    {
+        const Outbox outbox = Set(job, name, value);
+        EXPECT_TRUE(AnswerOf<AcceptedMsg>(outbox)) << name;
+        EXPECT_EQ(News(outbox), Texts{std::string(name) + "=" + value});
+        EXPECT_EQ(outbox.Messages().back().followersOf, job);
+
+        m_cache.Clear();
+        String reason;
+        EXPECT_EQ(m_cache.Whole(State(job), &reason)->ParameterText(name, false), value) << name;
+    }
+}
+
+TEST_F(DispatcherTest, RefusesAParameterThatCannotBe)
+{
+    const UID job = NewJob({{"Range", "1-3"}});
+    const UID once(true);
+    const std::pair<const char *, const char *> changes[] = {
+        {"PacketSize", "0"},
+        {"Range", "a"},
+        {"Range", ""},
+        {"CustomRange", "1-"},
+        {"Priority", "101"},
+        {"Status", "9"},
+        {"Status", "2"},
+        {"Type", "x"},
+        {"Created", "today"},
+        {"TasksTotal", "5"},
+        {"TasksDone", "1"},
+        {"TasksFailed", "1"},
+        {"", "x"},
+    };
+    String reason;
+    const auto before = m_cache.Whole(State(job), &reason)->Parameters();
+    for (const auto &[name, value] : changes)
+    {
+        const Outbox outbox = Set(job, name, value);
+        EXPECT_TRUE(AnswerOf<RefusedMsg>(outbox)) << name << " = " << value;
+        EXPECT_EQ(AnswerOf<RefusedMsg>(outbox)->job, job);
+        EXPECT_EQ(outbox.Messages().size(), 1u);
+        EXPECT_EQ(m_cache.Whole(State(job), &reason)->Parameters(), before) << name;
+    }
+    EXPECT_EQ(ReasonOf(Set(UID(true), "Name", "x")), "JobParameter Name: there is no such job");
+}
+
+TEST_F(DispatcherTest, CutsARunningJobAnew)
+{
+    const UID job = NewJob({{"Range", "1-10"}});
+    StartTasks(job);
+    const Outbox outbox = Set(job, "PacketSize", "5");
+    EXPECT_EQ(News(outbox),
+              (Texts{"PacketSize=5", "TasksTotal=2", "Status=0", "TasksDone=0", "TasksFailed=0"}));
+    EXPECT_EQ(outbox.RunsToEnd(), std::vector{job});
+    EXPECT_EQ(State(job).status, JobStatus::Queued);
+    EXPECT_EQ(StatusesOf(Ask<corvan::GetTasksMsg>(job)),
+              (std::vector{JobStatus::Queued, JobStatus::Queued}));
+}
+
+TEST_F(DispatcherTest, DoesNotCutAnewForTheSameRange)
+{
+    const UID job = NewJob({{"Range", "1-3"}});
+    StartTasks(job);
+    EXPECT_EQ(Set(job, "Range", "1-3").RunsToEnd(), std::vector<UID>{});
+    EXPECT_EQ(Set(job, "PacketSize", "1").RunsToEnd(), std::vector<UID>{});
+    EXPECT_EQ(State(job).tasksDone, 1u);
+}
+
+TEST_F(DispatcherTest, LeavesAJobThatIsOverOverWhenItIsCutAnew)
+{
+    const UID job = NewJob({{"Range", "1-3"}});
+    JobState state = State(job);
+    state.status = JobStatus::Done;
+    InTurn([&](Outbox &) { m_store.SaveState(state); });
+    Set(job, "Range", "5-6");
+    EXPECT_EQ(State(job).status, JobStatus::Done);
+    EXPECT_EQ(State(job).tasksTotal, 2u);
+}
+
+TEST_F(DispatcherTest, CancelsAndRunsAgain)
+{
+    const UID job = NewJob({{"Range", "1-3"}});
+    StartTasks(job);
+    const Outbox cancel = Set(job, "Status", "5");
+    EXPECT_EQ(News(cancel), Texts{"Status=5"});
+    EXPECT_EQ(cancel.RunsToEnd(), std::vector{job});
+    EXPECT_EQ(StatusesOf(Ask<corvan::GetTasksMsg>(job)),
+              (std::vector{JobStatus::Done, JobStatus::Cancelled, JobStatus::Cancelled}));
+
+    const Outbox again = Set(job, "Status", "0");
+    EXPECT_EQ(News(again), (Texts{"TasksDone=0", "TasksFailed=0", "Status=0"}));
+    EXPECT_EQ(StatusesOf(Ask<corvan::GetTasksMsg>(job)),
+              (std::vector{JobStatus::Queued, JobStatus::Queued, JobStatus::Queued}));
+}
+
+TEST_F(DispatcherTest, PausesAndResumes)
+{
+    const UID job = NewJob({{"Range", "1-3"}});
+    EXPECT_EQ(News(Set(job, "Status", "4")), Texts{"Status=4"});
+    EXPECT_EQ(News(Set(job, "Status", "1")), Texts{"Status=0"});
+    StartTasks(job);
+    const Outbox pause = Set(job, "Status", "4");
+    EXPECT_EQ(pause.RunsToEnd(), std::vector<UID>{});
+    EXPECT_EQ(News(Set(job, "Status", "0")), Texts{"Status=1"});
+    EXPECT_EQ(State(job).tasksDone, 1u);
+}
+
+TEST_F(DispatcherTest, ListsTheTasksOfAJob)
+{
+    const UID job = NewJob({{"Range", "1-5"}, {"PacketSize", "2"}});
+    StartTasks(job);
+    const Outbox outbox = Ask<corvan::GetTasksMsg>(job);
+    const auto *list = AnswerOf<corvan::TaskListMsg>(outbox);
+    ASSERT_TRUE(list);
+    ASSERT_EQ(list->tasks.size(), 3u);
+    EXPECT_EQ(list->tasks[2].index, 2u);
+    EXPECT_EQ(list->tasks[1].firstFrame, 3);
+    EXPECT_EQ(list->tasks[1].lastFrame, 4);
+    EXPECT_EQ(list->tasks[1].status, JobStatus::Running);
+    EXPECT_EQ(list->tasks[1].tries, 1u);
+    EXPECT_EQ(list->tasks[2].tries, 0u);
+}
+
+TEST_F(DispatcherTest, RefusesAListOfTasksThatNoMessageCanHold)
+{
+    const UID job = NewJob({{"Range", "1-10000000"}});
+    EXPECT_EQ(ReasonOf(Ask<corvan::GetTasksMsg>(job)),
+              "GetTasks " + job.ToString() +
+                  ": the job has 10000000 tasks, more than a message can hold");
+}
+
+TEST_F(DispatcherTest, GivesTheLogOfATask)
+{
+    const UID job = NewJob({{"Range", "1-2"}});
+    m_logs.Write(job, 1, "rendered\n");
+    corvan::GetTaskLogMsg ask;
+    ask.job = job;
+    ask.task = 1;
+    EXPECT_EQ(AnswerOf<corvan::TaskLogMsg>(Handle(1, ask))->text, "rendered\n");
+    ask.task = 0;
+    EXPECT_EQ(AnswerOf<corvan::TaskLogMsg>(Handle(1, ask))->text, "");
+    ask.task = 2;
+    EXPECT_EQ(ReasonOf(Handle(1, ask)), "GetTaskLog " + job.ToString() + ": the job has no task 2");
+}
+
+TEST_F(DispatcherTest, RefusesWhatOnlyTheMasterSends)
+{
+    AcceptedMsg message;
+    EXPECT_EQ(ReasonOf(Handle(1, message)), "Accepted: the Master does not take this message");
+}
+
+TEST_F(DispatcherTest, SaysNothingToARequestThatWantsNoAnswer)
+{
+    const UID job = NewJob({{"Range", "1"}});
+    JobParameterMsg message;
+    message.job = job;
+    message.name = "Name";
+    message.value = "x";
+    const Outbox outbox = InTurn([&](Outbox &news) { m_dispatcher.Handle(1, message, news); });
+    ASSERT_EQ(outbox.Messages().size(), 1u);
+    EXPECT_EQ(outbox.Messages()[0].followersOf, job);
+}
+
+} // namespace

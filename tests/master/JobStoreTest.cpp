@@ -1,0 +1,339 @@
+#include "master/JobStore.h"
+
+#include <boost/make_shared.hpp>
+#include <sys/resource.h>
+
+#include <gtest/gtest.h>
+
+#include "corvan/JobFactory.h"
+#include "master/JobCache.h"
+#include "tests/master/TestJobs.h"
+#include "tests/support/Printing.h"
+#include "tests/support/TempFolder.h"
+#include "tests/support/Thrown.h"
+
+using corvan::Job;
+using corvan::JobStatus;
+using master::JobState;
+using master::JobStore;
+using master::TaskState;
+using ostrel::Path;
+using ostrel::String;
+using ostrel::UID;
+
+namespace
+{
+
+// Files of this process cannot grow beyond a size for as long as this lives: a full disk.
+class FullDisk
+{
+public:
+    explicit FullDisk(rlim_t bytes)
+    {
+        ::getrlimit(RLIMIT_FSIZE, &m_before);
+        rlimit limit = m_before;
+        limit.rlim_cur = bytes;
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+        m_handler = ::signal(SIGXFSZ, SIG_IGN);
+    }
+    ~FullDisk()
+    {
+        ::setrlimit(RLIMIT_FSIZE, &m_before);
+        ::signal(SIGXFSZ, m_handler);
+    }
+
+private:
+    rlimit m_before{};
+    void (*m_handler)(int) = SIG_DFL;
+};
+
+class JobStoreTest : public ::testing::Test
+{
+protected:
+    Path File() const
+    {
+        return m_folder / "jobs.db";
+    }
+
+    void Reopen()
+    {
+        m_store.reset();
+        m_store = std::make_unique<JobStore>(File());
+    }
+
+    JobState Add(const Job &job, int priority = 50, unsigned tasks = 3)
+    {
+        JobState state;
+        state.id = job.ID();
+        state.created = ostrel::Time(1'700'000'000'000'000'000);
+        state.priority = priority;
+        state.tasksTotal = tasks;
+        JobStore::Turn turn(*m_store);
+        m_store->Add(job, state);
+        turn.Commit();
+        return state;
+    }
+
+    JobState AddNew(int priority = 50)
+    {
+        return Add(*MakeTestJob({{"Range", "1-3"}}), priority);
+    }
+
+    // In a turn of its own.
+    template <typename Change> void InTurn(Change change)
+    {
+        JobStore::Turn turn(*m_store);
+        change();
+        turn.Commit();
+    }
+
+    TempFolder m_folder;
+    TestJobTypes m_types;
+    std::unique_ptr<JobStore> m_store = std::make_unique<JobStore>(File());
+};
+
+TEST_F(JobStoreTest, KeepsJobsAndItsIdentityWhenItIsClosed)
+{
+    const auto job = MakeTestJob({{"Name", "Größe \"1\"; --"},
+                                  {"Range", "1-3"},
+                                  {"CustomRange", ""},
+                                  {"Note", "a\nb"},
+                                  {"Zebra", "x"},
+                                  {"Apple", "y"}});
+    const JobState added = Add(*job, 70);
+    const UID identity = m_store->MasterID();
+
+    Reopen();
+
+    EXPECT_EQ(m_store->MasterID(), identity);
+    String reason;
+    const auto loaded = m_store->Load(job->ID(), &reason);
+    ASSERT_TRUE(loaded) << reason;
+    EXPECT_EQ(loaded->Parameters(), job->Parameters());
+    EXPECT_EQ(loaded->ID(), job->ID());
+    const auto state = m_store->FindState(job->ID());
+    ASSERT_TRUE(state);
+    EXPECT_EQ(state->number, added.number);
+    EXPECT_EQ(state->priority, 70);
+    EXPECT_EQ(state->tasksTotal, 3u);
+    EXPECT_EQ(state->created, added.created);
+    EXPECT_EQ(state->status, JobStatus::Queued);
+}
+
+TEST_F(JobStoreTest, DoesNotKnowAJobThatNobodyAdded)
+{
+    String reason;
+    const UID job(true);
+    EXPECT_FALSE(m_store->FindState(job));
+    EXPECT_FALSE(m_store->Load(job, &reason));
+    EXPECT_EQ(reason, "there is no job " + job.ToString());
+}
+
+TEST_F(JobStoreTest, TellsOfAJobWhoseTypeIsGone)
+{
+    const JobState state = AddNew();
+    corvan::JobFactory::s_JobFactory.Clear();
+    String reason;
+    EXPECT_FALSE(m_store->Load(state.id, &reason));
+    EXPECT_EQ(reason, "the type " + k_ShellType.ToString() + " of the job is not known here");
+}
+
+TEST_F(JobStoreTest, KeepsAUserRangeThatWasSetByHand)
+{
+    const auto job = MakeTestJob({{"UserRange", "7"}, {"Range", "1-3"}, {"UserRange", "9"}});
+    Add(*job);
+    String reason;
+    EXPECT_EQ(m_store->Load(job->ID(), &reason)->ParameterText("UserRange", false), "9");
+}
+
+TEST_F(JobStoreTest, ReplacesTheParametersOfAJob)
+{
+    const auto job = MakeTestJob({{"Range", "1-3"}, {"Name", "old"}, {"Note", "same"}});
+    const JobState state = Add(*job);
+    job->SetParameter("Name", "new");
+    job->SetParameter("More", "1");
+    InTurn([&] { m_store->SaveParameters(*job, state); });
+
+    Reopen();
+
+    String reason;
+    EXPECT_EQ(m_store->Load(job->ID(), &reason)->Parameters(), job->Parameters());
+}
+
+TEST_F(JobStoreTest, UndoesATurnThatWasNotCommitted)
+{
+    const auto job = MakeTestJob({{"Range", "1-3"}});
+    {
+        const JobStore::Turn turn(*m_store);
+        JobState state;
+        state.id = job->ID();
+        m_store->Add(*job, state);
+        EXPECT_TRUE(m_store->FindState(job->ID()));
+    }
+    EXPECT_FALSE(m_store->FindState(job->ID()));
+    EXPECT_FALSE(m_store->InTurn());
+}
+
+TEST_F(JobStoreTest, UndoesAStepAndKeepsTheRestOfTheTurn)
+{
+    const auto kept = MakeTestJob({{"Range", "1"}});
+    const auto undone = MakeTestJob({{"Range", "2"}});
+    JobStore::Turn turn(*m_store);
+    {
+        JobStore::Step step(*m_store);
+        JobState state;
+        state.id = kept->ID();
+        m_store->Add(*kept, state);
+        step.Keep();
+    }
+    {
+        const JobStore::Step step(*m_store);
+        JobState state;
+        state.id = undone->ID();
+        m_store->Add(*undone, state);
+    }
+    turn.Commit();
+    EXPECT_TRUE(m_store->FindState(kept->ID()));
+    EXPECT_FALSE(m_store->FindState(undone->ID()));
+}
+
+TEST_F(JobStoreTest, ListsNewestFirst)
+{
+    const JobState first = AddNew(), second = AddNew(), third = AddNew();
+    EXPECT_EQ(m_store->List(0), (std::vector{third.id, second.id, first.id}));
+    EXPECT_EQ(m_store->List(2), (std::vector{third.id, second.id}));
+}
+
+TEST_F(JobStoreTest, FindsTheRunnableJobOfHighestPriorityThenAge)
+{
+    const JobState low = AddNew(10), old = AddNew(60), young = AddNew(60);
+    EXPECT_EQ(m_store->FindRunnable({})->id, old.id);
+    EXPECT_EQ(m_store->FindRunnable({old.id})->id, young.id);
+    EXPECT_EQ(m_store->FindRunnable({old.id, young.id})->id, low.id);
+    EXPECT_FALSE(m_store->FindRunnable({old.id, young.id, low.id}));
+}
+
+TEST_F(JobStoreTest, FindsNoRunnableJobAmongThoseThatAreNot)
+{
+    for (const auto status :
+         {JobStatus::Done, JobStatus::Failed, JobStatus::Paused, JobStatus::Cancelled})
+    {
+        JobState state = AddNew();
+        state.status = status;
+        InTurn([&] { m_store->SaveState(state); });
+    }
+    JobState allStarted = AddNew();
+    allStarted.status = JobStatus::Running;
+    allStarted.nextTask = 3;
+    InTurn([&] { m_store->SaveState(allStarted); });
+    EXPECT_FALSE(m_store->FindRunnable({}));
+    EXPECT_TRUE(m_store->HasWork());
+
+    InTurn([&] { m_store->SaveTask(allStarted, {.index = 1, .status = JobStatus::Queued}); });
+    EXPECT_EQ(m_store->FindRunnable({})->id, allStarted.id);
+}
+
+TEST_F(JobStoreTest, FindsTheNextTaskAmongQueuedAndNeverStartedOnes)
+{
+    JobState state = AddNew();
+    EXPECT_EQ(m_store->FindNextTask(state)->index, 0u);
+    state.nextTask = 2;
+    EXPECT_EQ(m_store->FindNextTask(state)->index, 2u);
+
+    InTurn([&]
+           { m_store->SaveTask(state, {.index = 1, .status = JobStatus::Queued, .tries = 1}); });
+    EXPECT_EQ(m_store->FindNextTask(state)->index, 1u);
+    EXPECT_EQ(m_store->FindNextTask(state)->tries, 1u);
+
+    InTurn([&] { m_store->SaveTask(state, {.index = 1, .status = JobStatus::Done}); });
+    state.nextTask = 3;
+    EXPECT_FALSE(m_store->FindNextTask(state));
+}
+
+TEST_F(JobStoreTest, QueuesWhatRanAgainAndNothingElse)
+{
+    const JobState one = AddNew(), other = AddNew();
+    InTurn(
+        [&]
+        {
+            m_store->SaveTask(one, {.index = 0, .status = JobStatus::Running, .tries = 2});
+            m_store->SaveTask(one, {.index = 1, .status = JobStatus::Done, .tries = 1});
+            m_store->SaveTask(other, {.index = 0, .status = JobStatus::Running, .tries = 1});
+        });
+
+    Reopen();
+    InTurn([&] { EXPECT_EQ(m_store->RequeueRunning(), 2); });
+
+    const auto tasks = m_store->ListTasks(one);
+    ASSERT_EQ(tasks.size(), 2u);
+    EXPECT_EQ(tasks[0].status, JobStatus::Queued);
+    EXPECT_EQ(tasks[0].tries, 2u);
+    EXPECT_EQ(tasks[1].status, JobStatus::Done);
+    EXPECT_EQ(m_store->FindTask(other, 0)->status, JobStatus::Queued);
+    EXPECT_FALSE(m_store->FindTask(other, 1));
+}
+
+TEST_F(JobStoreTest, ForgetsTheTasksOfOneJob)
+{
+    const JobState one = AddNew(), other = AddNew();
+    InTurn(
+        [&]
+        {
+            m_store->SaveTask(one, {.index = 0, .status = JobStatus::Done});
+            m_store->SaveTask(other, {.index = 0, .status = JobStatus::Done});
+            m_store->ForgetTasks(one);
+        });
+    EXPECT_TRUE(m_store->ListTasks(one).empty());
+    EXPECT_EQ(m_store->ListTasks(other).size(), 1u);
+}
+
+TEST_F(JobStoreTest, RefusesWhatAFullDiskCannotHoldAndGoesOn)
+{
+    const JobState before = AddNew();
+    const auto big = MakeTestJob({{"Range", "1"}, {"Blob", String(std::string(2'000'000, 'x'))}});
+    {
+        const FullDisk full(600'000);
+        EXPECT_NE(Thrown([&] { Add(*big); }).find("job store " + File().Text() + ": "),
+                  std::string::npos);
+        EXPECT_FALSE(m_store->InTurn());
+        EXPECT_TRUE(m_store->FindState(before.id));
+        EXPECT_FALSE(m_store->FindState(big->ID()));
+    }
+    Add(*big);
+    Reopen();
+    EXPECT_TRUE(m_store->FindState(big->ID()));
+}
+
+TEST_F(JobStoreTest, SaysWhyItCannotBeOpened)
+{
+    const Path noFolder = m_folder / "none" / "jobs.db";
+    EXPECT_EQ(Thrown([&] { JobStore store(noFolder); }),
+              "cannot open job store " + noFolder.Text() + ": unable to open database file");
+
+    const Path noStore = m_folder.MakeFile("text.db", std::string(5000, 'x'));
+    EXPECT_EQ(Thrown([&] { JobStore store(noStore); }),
+              "cannot open job store " + noStore.Text() + ": file is not a database");
+}
+
+TEST_F(JobStoreTest, GivesAJobWithWhatTheMasterKeepsOfIt)
+{
+    JobState state = AddNew(30);
+    state.status = JobStatus::Running;
+    state.tasksDone = 2;
+    state.tasksFailed = 1;
+    master::JobCache cache(*m_store);
+    String reason;
+    const auto job = cache.Whole(state, &reason);
+    ASSERT_TRUE(job);
+
+    const std::pair<const char *, const char *> expected[] = {
+        {"Status", "1"},     {"Priority", "30"},   {"Created", "2023-11-14T22:13:20Z"},
+        {"TasksTotal", "3"}, {"TasksDone", "2"},   {"TasksFailed", "1"},
+        {"Range", "1-3"},    {"Script", "exit 0"},
+    };
+    for (const auto &[name, value] : expected)
+        EXPECT_EQ(job->ParameterText(name, false), value) << name;
+    EXPECT_EQ(job->ID(), state.id);
+}
+
+} // namespace

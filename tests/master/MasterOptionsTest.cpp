@@ -1,0 +1,103 @@
+#include "master/MasterOptions.h"
+
+#include <thread>
+
+#include <gtest/gtest.h>
+
+#include "tests/support/EnvironmentGuard.h"
+#include "tests/support/Printing.h"
+#include "tests/support/TempFolder.h"
+#include "tests/support/Thrown.h"
+
+using master::MasterOptions;
+using ostrel::CommandLine;
+using ostrel::String;
+
+namespace
+{
+
+MasterOptions Read(const std::vector<String> &arguments)
+{
+    return master::ReadMasterOptions(CommandLine(arguments, master::MasterCommandLineOptions()));
+}
+
+class MasterOptionsTest : public ::testing::Test
+{
+protected:
+    TempFolder m_folder;
+    EnvironmentGuard m_data{"CORVAN_DATA", nullptr};
+    EnvironmentGuard m_master{"CORVAN_MASTER", nullptr};
+    EnvironmentGuard m_home{"XDG_DATA_HOME", m_folder.Folder().Text().c_str()};
+};
+
+TEST_F(MasterOptionsTest, HaveDefaults)
+{
+    const MasterOptions options = Read({});
+    EXPECT_EQ(options.data, m_folder / "Corvan");
+    EXPECT_EQ(options.address, corvan::MasterAddress::Default());
+    EXPECT_EQ(options.slots, std::max(1u, std::thread::hardware_concurrency()));
+    EXPECT_FALSE(options.isPersonal);
+}
+
+TEST_F(MasterOptionsTest, AreTakenFromTheCommandLine)
+{
+    const MasterOptions options =
+        Read({"--data", "/farm/x", "--listen=unix:/run/x.sock", "--slots", "0", "--personal"});
+    EXPECT_EQ(options.data.Text(), "/farm/x");
+    EXPECT_EQ(options.address.socketFile.Text(), "/run/x.sock");
+    EXPECT_EQ(options.slots, 0u);
+    EXPECT_TRUE(options.isPersonal);
+}
+
+TEST_F(MasterOptionsTest, AreTakenFromTheEnvironmentWhereTheCommandLineIsSilent)
+{
+    const EnvironmentGuard data("CORVAN_DATA", "/env/data");
+    const EnvironmentGuard address("CORVAN_MASTER", "host:4711");
+    EXPECT_EQ(Read({}).data.Text(), "/env/data");
+    EXPECT_EQ(Read({}).address.text, "host:4711");
+    EXPECT_EQ(Read({"--data", "/x"}).data.Text(), "/x");
+    EXPECT_EQ(Read({"--listen", "/x.sock"}).address.socketFile.Text(), "/x.sock");
+}
+
+TEST_F(MasterOptionsTest, MakeARelativeDataFolderAbsolute)
+{
+    EXPECT_TRUE(Read({"--data", "x/y"}).data.Text().starts_with("/"));
+    EXPECT_TRUE(Read({"--data", "x/y"}).data.Text().ends_with("/x/y"));
+}
+
+TEST_F(MasterOptionsTest, NameAValueThatCannotBe)
+{
+    const String file = m_folder.MakeFile("file").Text();
+    const struct
+    {
+        std::vector<String> arguments;
+        String text;
+    } cases[] = {
+        {{"--slots", "x"}, "--slots x: it has to be a number from 0 to 1024"},
+        {{"--slots", "-1"}, "--slots -1: it has to be a number from 0 to 1024"},
+        {{"--slots", "1025"}, "--slots 1025: it has to be a number from 0 to 1024"},
+        {{"--slots", "2x"}, "--slots 2x: it has to be a number from 0 to 1024"},
+        {{"--slots", ""}, "--slots : it has to be a number from 0 to 1024"},
+        {{"--listen", "x"}, "--listen x: "},
+        {{"--data", file}, "--data " + file + ": it is no folder"},
+        {{"--data", ""}, "--data: the folder has no name"},
+        {{"extra"}, "unexpected argument extra"},
+        {{"--master", "x"}, "unknown option"},
+    };
+    for (const auto &[arguments, text] : cases)
+    {
+        const String told = Thrown([&] { Read(arguments); });
+        if (arguments[0] == "--master")
+            EXPECT_NE(told.find("--master"), String::npos) << told;
+        else
+            EXPECT_TRUE(told.starts_with(text)) << told;
+    }
+}
+
+TEST_F(MasterOptionsTest, NameABadValueOfTheEnvironment)
+{
+    const EnvironmentGuard address("CORVAN_MASTER", "nowhere");
+    EXPECT_TRUE(Thrown([] { Read({}); }).starts_with("CORVAN_MASTER nowhere: "));
+}
+
+} // namespace

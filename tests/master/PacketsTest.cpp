@@ -1,0 +1,77 @@
+#include "master/Packets.h"
+
+#include <ostream>
+
+#include <gtest/gtest.h>
+
+#include "tests/master/TestJobs.h"
+
+using master::CutPackets;
+using master::Packet;
+using ostrel::String;
+
+namespace master
+{
+
+void PrintTo(const Packet &packet, std::ostream *stream)
+{
+    *stream << packet.firstFrame << "-" << packet.lastFrame;
+}
+
+} // namespace master
+
+TEST(Packets, AreCutFromTheRange)
+{
+    const struct
+    {
+        const char *range;
+        const char *packetSize;
+        std::vector<Packet> packets;
+    } cases[] = {
+        {"1-3", "1", {{1, 1}, {2, 2}, {3, 3}}},
+        {"1-10", "4", {{1, 4}, {5, 8}, {9, 10}}},
+        {"1-4", "4", {{1, 4}}},
+        {"1-4", "2147483647", {{1, 4}}},
+        {"1,3,5", "5", {{1, 5}}},
+        {"1,3,6", "5", {{1, 3}, {6, 6}}},
+        {"10,1-2", "2", {{1, 2}, {10, 10}}},
+        {"-3-1", "2", {{-3, -2}, {-1, 0}, {1, 1}}},
+        {"-2147483648,2147483647", "2147483647", {{INT_MIN, INT_MIN}, {INT_MAX, INT_MAX}}},
+        {"1-9x4", "8", {{1, 5}, {9, 9}}},
+    };
+
+    const TestJobTypes types;
+    for (const auto &[range, packetSize, packets] : cases)
+    {
+        String reason;
+        const auto job = MakeTestJob({{"Range", range}, {"PacketSize", packetSize}});
+        EXPECT_EQ(CutPackets(*job, &reason), packets) << range << " by " << packetSize;
+    }
+}
+
+TEST(Packets, OfAJobWithoutFramesAreNoneWithTheReason)
+{
+    const TestJobTypes types;
+    for (const char *range : {"", "1-5y1"})
+    {
+        String reason;
+        EXPECT_TRUE(CutPackets(*MakeTestJob({{"Range", range}}), &reason).empty()) << range;
+        EXPECT_EQ(reason, "the range names no frame") << range;
+    }
+}
+
+TEST(Packets, OfATypeWithoutFramesAreOne)
+{
+    const TestJobTypes types;
+    String reason;
+    EXPECT_EQ(CutPackets(*MakeTestJob({}, k_OnceType), &reason).size(), 1u);
+}
+
+TEST(Packets, OfTenMillionFramesAreCut)
+{
+    const TestJobTypes types;
+    String reason;
+    const auto packets = CutPackets(*MakeTestJob({{"Range", "1-10000000"}}), &reason);
+    ASSERT_EQ(packets.size(), 10'000'000u);
+    EXPECT_EQ(packets.back(), (Packet{10'000'000, 10'000'000}));
+}

@@ -1,0 +1,139 @@
+#include "master/RenderCommand.h"
+
+#include <gtest/gtest.h>
+
+#include "corvan/JobFactory.h"
+#include "corvan/JobType.h"
+#include "tests/master/TestJobs.h"
+#include "tests/support/Printing.h"
+#include "tests/support/TempFolder.h"
+
+using master::BuildRenderCommand;
+using master::OutputNumber;
+using ostrel::Path;
+using ostrel::String;
+using ostrel::UID;
+
+using Arguments = std::vector<std::string>;
+
+namespace
+{
+
+// A job of a type with this render command.
+boost::shared_ptr<corvan::Job> MakeJobThatRuns(std::vector<String> command,
+                                               const TestParameters &parameters)
+{
+    corvan::JobType type;
+    type.id = UID(true);
+    type.name = type.id.ToString();
+    type.defaults = {{"Width", "640"}};
+    type.renderCommand = std::move(command);
+    corvan::JobFactory::s_JobFactory.AddType(type);
+    return MakeTestJob(parameters, type.id);
+}
+
+} // namespace
+
+TEST(RenderCommand, HasItsPlaceholdersFilled)
+{
+    const TestParameters parameters = {
+        {"Range", "1-20"},
+        {"Scene", "/a b/{c}.pov"},
+        {"ImageFormat", "/out/x.%04d.png;\"/out/b;\".%d.png"},
+        {"Program", "tool"},
+        {"Arguments", "-f\n{Frame}\n\n{Scene} {{x}\r\nlast\n"},
+    };
+    const struct
+    {
+        std::vector<String> command;
+        Arguments arguments;
+    } cases[] = {
+        {{"p", "{FirstFrame}-{LastFrame}"}, {"p", "5-8"}},
+        {{"p", "{Frame}", "{Width}"}, {"p", "5", "640"}},
+        {{"p", "+I{Scene}"}, {"p", "+I/a b/{c}.pov"}},
+        {{"p", "{Output}"}, {"p", "/out/x.0005.png"}},
+        {{"p", "{OutputPattern}"}, {"p", "/out/x.%04d.png"}},
+        {{"{Program}", "{Arguments}"}, {"tool", "-f", "5", "", "/a b/{c}.pov {x}", "last"}},
+    };
+
+    const TestJobTypes types;
+    for (const auto &[command, arguments] : cases)
+    {
+        String reason;
+        const auto job = MakeJobThatRuns(command, parameters);
+        const auto built = BuildRenderCommand(*job, {5, 8}, 1, &reason);
+        ASSERT_TRUE(built) << reason;
+        EXPECT_EQ(built->arguments, arguments);
+        EXPECT_EQ(built->outputs, (std::vector<Path>{"/out/x.0005.png", "/out/b;.5.png"}));
+    }
+}
+
+TEST(RenderCommand, NamesTheJob)
+{
+    const TestJobTypes types;
+    String reason;
+    const auto job = MakeJobThatRuns({"p", "{ID}"}, {});
+    EXPECT_EQ(BuildRenderCommand(*job, {1, 1}, 1, &reason)->arguments.back(), job->ID().ToString());
+}
+
+TEST(RenderCommand, IsRefusedWithTheReason)
+{
+    const struct
+    {
+        std::vector<String> command;
+        TestParameters parameters;
+        const char *reason;
+    } cases[] = {
+        {{"p", "{Nothing}"}, {}, "argument \"{Nothing}\": nothing is known of {Nothing}"},
+        {{"{Program}"}, {{"Program", ""}}, "the command names no program"},
+        {{"{Arguments}"}, {}, "the command names no program"},
+        {{"p"}, {{"ImageFormat", "/a.png"}}, "image format \"/a.png\": "},
+        {{"p"}, {{"ImageFormat", "/a.%s.png"}}, "image format \"/a.%s.png\": "},
+    };
+
+    const TestJobTypes types;
+    for (const auto &[command, parameters, expected] : cases)
+    {
+        String reason;
+        const auto job = MakeJobThatRuns(command, parameters);
+        EXPECT_FALSE(BuildRenderCommand(*job, {1, 1}, 1, &reason)) << expected;
+        EXPECT_TRUE(reason.starts_with(expected)) << reason;
+    }
+}
+
+TEST(RenderCommand, NumbersItsOutputAsTheJobDoes)
+{
+    const struct
+    {
+        TestParameters parameters;
+        int frame;
+        int firstFrame;
+        int number;
+    } cases[] = {
+        {{}, 7, 1, 7},
+        {{{"RenumberStart", "1"}, {"RenumberBy", "2"}}, 12, 10, 5},
+        {{{"SequenceBy", "0.5"}}, 2, 1, 3},
+        {{{"SequenceBy", "2"}, {"RenumberStart", "0"}}, 9, 1, 4},
+        {{{"RenumberBy", "-3"}}, 9, 1, 9},
+        {{{"RenumberBy", "2000000000"}}, 9, 1, 2147483520},
+        {{}, -5, -10, -5},
+    };
+
+    const TestJobTypes types;
+    for (const auto &[parameters, frame, firstFrame, number] : cases)
+        EXPECT_EQ(OutputNumber(*MakeTestJob(parameters), frame, firstFrame), number)
+            << "frame " << frame;
+}
+
+TEST(RenderCommand, GetsTheFoldersOfItsOutputs)
+{
+    const TempFolder folder;
+    String reason;
+    EXPECT_TRUE(
+        master::MakeFoldersOf({folder / "a/b/x.1.png", folder / "c/x.1.png", "x.1.png"}, &reason));
+    EXPECT_EQ(folder.Listing(), "a\nc\n");
+
+    folder.MakeFile("file");
+    EXPECT_FALSE(master::MakeFoldersOf({folder / "file/x.1.png"}, &reason));
+    EXPECT_TRUE(reason.starts_with("cannot make folder " + (folder / "file").Text())) << reason;
+}

@@ -1,0 +1,84 @@
+#include "master/SocketFile.h"
+
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/local/stream_protocol.hpp>
+#include <optional>
+#include <sys/stat.h>
+
+#include <gtest/gtest.h>
+
+#include "tests/support/TempFolder.h"
+#include "tests/support/Thrown.h"
+
+using boost::asio::local::stream_protocol;
+using master::SocketFile;
+using ostrel::Path;
+
+namespace
+{
+
+mode_t ModeOf(const Path &file)
+{
+    struct stat found
+    {
+    };
+    return ::lstat(file.Text().c_str(), &found) == 0 ? found.st_mode & 07777 : 0;
+}
+
+// Somebody who listens at a socket file, and leaves the file behind.
+class Listener
+{
+public:
+    explicit Listener(const Path &file)
+        : m_acceptor(m_loop, stream_protocol::endpoint(file.Text().c_str()))
+    {
+    }
+
+private:
+    boost::asio::io_context m_loop;
+    stream_protocol::acceptor m_acceptor;
+};
+
+} // namespace
+
+TEST(SocketFile, IsClaimedByOneAndRemovedAtTheEnd)
+{
+    const TempFolder folder;
+    const Path file = folder / "run/m.sock";
+    {
+        const SocketFile claimed(file);
+        EXPECT_EQ(Thrown([&] { SocketFile other(file); }),
+                  "another Master uses address " + file.Text());
+        const Listener listener(file);
+        claimed.Restrict();
+        EXPECT_EQ(ModeOf(file), 0600u);
+        EXPECT_EQ(ModeOf(folder / "run"), 0700u);
+    }
+    EXPECT_EQ(ModeOf(file), 0u);
+}
+
+TEST(SocketFile, TakesOverOneThatWasLeftBehind)
+{
+    const TempFolder folder;
+    {
+        const Listener gone(folder / "m.sock");
+    }
+    EXPECT_NE(ModeOf(folder / "m.sock"), 0u);
+    const SocketFile claimed(folder / "m.sock");
+    EXPECT_EQ(ModeOf(folder / "m.sock"), 0u);
+}
+
+TEST(SocketFile, LeavesAloneWhatIsNotItsOwn)
+{
+    const TempFolder folder;
+    const Path live = folder / "live.sock";
+    const Listener listener(live);
+    EXPECT_EQ(Thrown([&] { SocketFile other(live); }),
+              "cannot listen at " + live.Text() + ": somebody does already");
+    EXPECT_NE(ModeOf(live), 0u);
+
+    const Path text = folder.MakeFile("text.sock", "words");
+    EXPECT_EQ(Thrown([&] { SocketFile other(text); }),
+              "cannot listen at " + text.Text() + ": another file is there");
+    EXPECT_EQ(ContentOf(text), "words");
+}

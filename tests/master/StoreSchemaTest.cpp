@@ -1,0 +1,65 @@
+#include "master/StoreSchema.h"
+
+#include <SQLiteCpp/Database.h>
+
+#include <gtest/gtest.h>
+
+#include "tests/support/TempFolder.h"
+#include "tests/support/Thrown.h"
+
+using master::MigrateStore;
+
+namespace
+{
+
+const char *const k_one = "CREATE TABLE a(x); INSERT INTO a VALUES(1)";
+const char *const k_two = "ALTER TABLE a ADD COLUMN y DEFAULT 5";
+const char *const k_broken = "CREATE TABLE b(x); CREATE TABLE b(x)";
+
+int Version(SQLite::Database &database)
+{
+    return database.execAndGet("PRAGMA user_version").getInt();
+}
+
+SQLite::Database InMemory()
+{
+    return SQLite::Database(":memory:", SQLite::OPEN_READWRITE);
+}
+
+} // namespace
+
+TEST(StoreSchema, OfAnEmptyFileIsMadeByAllSteps)
+{
+    SQLite::Database database = InMemory();
+    MigrateStore(database, std::vector{k_one, k_two});
+    EXPECT_EQ(Version(database), 2);
+    EXPECT_EQ(database.execAndGet("SELECT x + y FROM a").getInt(), 6);
+}
+
+TEST(StoreSchema, OfAnOlderVersionGetsTheStepsItLacks)
+{
+    SQLite::Database database = InMemory();
+    MigrateStore(database, std::vector{k_one});
+    EXPECT_EQ(Version(database), 1);
+    MigrateStore(database, std::vector{k_one, k_two});
+    MigrateStore(database, std::vector{k_one, k_two});
+    EXPECT_EQ(Version(database), 2);
+    EXPECT_EQ(database.execAndGet("SELECT x + y FROM a").getInt(), 6);
+}
+
+TEST(StoreSchema, OfANewerVersionIsRefused)
+{
+    SQLite::Database database = InMemory();
+    MigrateStore(database, std::vector{k_one, k_two});
+    EXPECT_EQ(Thrown([&] { MigrateStore(database, std::vector{k_one}); }),
+              "it has version 2 of a newer corvan-master; this one knows up to version 1");
+    EXPECT_EQ(Version(database), 2);
+}
+
+TEST(StoreSchema, IsUnchangedByAStepThatFails)
+{
+    SQLite::Database database = InMemory();
+    EXPECT_THROW(MigrateStore(database, std::vector{k_one, k_broken}), SQLite::Exception);
+    EXPECT_EQ(Version(database), 1);
+    EXPECT_FALSE(database.tableExists("b"));
+}

@@ -1,0 +1,55 @@
+#include "tests/master/TestJobs.h"
+
+#include <gtest/gtest.h>
+
+#include "corvan/JobFactory.h"
+#include "corvan/JobType.h"
+
+using corvan::JobFactory;
+using corvan::JobType;
+using ostrel::UID;
+
+const UID k_ShellType("0b5c7f6e-38c1-4b62-8f0c-0e9b6a1f6a01", true);
+const UID k_OnceType("0b5c7f6e-38c1-4b62-8f0c-0e9b6a1f6a02", true);
+
+namespace
+{
+
+JobType ShellType()
+{
+    JobType type;
+    type.id = k_ShellType;
+    type.name = "Shell";
+    type.defaults = {{"PacketSize", "1"}};
+    type.renderCommand = {"/bin/sh",      "-c",          "{Script}", "render",
+                          "{FirstFrame}", "{LastFrame}", "{Output}"};
+    return type;
+}
+
+} // namespace
+
+TestJobTypes::TestJobTypes()
+{
+    JobFactory::s_JobFactory.AddType(ShellType());
+    JobType once = ShellType();
+    once.id = k_OnceType;
+    once.name = "Once";
+    once.rendersFrames = false;
+    once.hasCustomRange = false;
+    JobFactory::s_JobFactory.AddType(once);
+}
+
+TestJobTypes::~TestJobTypes()
+{
+    JobFactory::s_JobFactory.Clear();
+}
+
+boost::shared_ptr<corvan::Job> MakeTestJob(const TestParameters &parameters, const UID &type)
+{
+    boost::shared_ptr<corvan::Job> job = JobFactory::s_JobFactory.CreateJob(type);
+    job->SetID(UID(true));
+    job->SetParameter("Script", "exit 0");
+    for (const auto &[name, value] : parameters)
+        EXPECT_TRUE(job->SetParameter(name, value)) << name << " = " << value;
+    return job;
+}

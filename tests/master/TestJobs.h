@@ -1,0 +1,28 @@
+#pragma once
+
+#include <utility>
+#include <vector>
+
+#include "corvan/Job.h"
+
+/// Job types that the tests of the Master render with: "Shell" runs the script of the parameter
+/// "Script" with the first frame, the last frame and the output as $1 to $3; "Once" does the same
+/// without frames. They are known while this lives.
+class TestJobTypes
+{
+public:
+    TestJobTypes();
+    ~TestJobTypes();
+    TestJobTypes(const TestJobTypes &) = delete;
+    TestJobTypes &operator=(const TestJobTypes &) = delete;
+};
+
+extern const ostrel::UID k_ShellType;
+extern const ostrel::UID k_OnceType;
+
+using TestParameters = std::vector<std::pair<ostrel::String, ostrel::String>>;
+
+/// A new job of type "Shell" with an identifier of its own, a script that does nothing, and these
+/// parameters. Fails the test for a parameter that it does not take.
+boost::shared_ptr<corvan::Job> MakeTestJob(const TestParameters &parameters,
+                                           const ostrel::UID &type = k_ShellType);
