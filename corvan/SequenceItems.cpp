@@ -1,5 +1,6 @@
 #include <bit>
 #include <cassert>
+#include <limits>
 #include <new>
 #include <roaring/roaring.h>
 
@@ -66,12 +67,18 @@ Items Items::Steps(int first, int last, int step)
 {
     assert(step > 0 && "steps go upwards");
     Items steps;
-    if (first <= last)
+    if (last < first)
+        return steps;
+
+    // The library takes steps of 16 bits; a longer one gives few frames anyway.
+    if (step > std::numeric_limits<std::uint16_t>::max())
     {
-        const std::uint64_t end = std::uint64_t(ToBits(last)) + 1;
-        steps.m_bits.reset(
-            Checked(roaring_bitmap_from_range(ToBits(first), end, std::uint32_t(step))));
+        for (std::int64_t frame = first; frame <= last; frame += step)
+            steps.insert(int(frame));
+        return steps;
     }
+    const std::uint64_t end = std::uint64_t(ToBits(last)) + 1;
+    steps.m_bits.reset(Checked(roaring_bitmap_from_range(ToBits(first), end, std::uint32_t(step))));
     return steps;
 }
 

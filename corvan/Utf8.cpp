@@ -14,6 +14,8 @@ bool IsUtf8(std::string_view text)
 
 String MakeUtf8(std::string_view text)
 {
+    if (IsUtf8(text))
+        return String(text);
     String clean;
     clean.reserve(text.size());
     utf8::replace_invalid(text.begin(), text.end(), std::back_inserter(clean));

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "corvan/messages.pb.h"
+
+/// A Master without a mind: it greets as it was told, keeps what it is sent, and sends what the
+/// test gives it. Any thread.
+class FakeMaster
+{
+public:
+    enum class Greeting
+    {
+        Welcome,  ///< As a Master should.
+        Silence,  ///< Takes the Hello and says nothing.
+        Refusal,  ///< Ends the stream: "wrong token".
+        Nonsense, ///< Answers with another message.
+    };
+
+    static constexpr const char *k_Id = "11111111-2222-4333-8444-555555555555";
+
+    /// Listens at once. `target` as gRPC takes it: "unix:/path".
+    explicit FakeMaster(const std::string &target, Greeting greeting = Greeting::Welcome);
+    /// Hangs up on all, as a killed Master does.
+    ~FakeMaster();
+    FakeMaster(const FakeMaster &) = delete;
+    FakeMaster &operator=(const FakeMaster &) = delete;
+
+    /// To every client that is connected.
+    void Send(const corvan::wire::Envelope &envelope);
+    void SendBytes(std::string_view bytes);
+
+    /// What came since the start, the greetings too. Waits until there are `count`, at most 10 s.
+    std::vector<corvan::wire::Envelope> Received(std::size_t count);
+
+    /// Bytes given to `Send` that the connections have not taken yet.
+    std::size_t UnsentBytes() const;
+
+private:
+    class Service;
+    std::unique_ptr<Service> m_service;
+};
