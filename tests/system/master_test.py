@@ -1,0 +1,102 @@
+"""The Master that is not there, comes back, or is started for its user."""
+
+import os
+import pathlib
+import signal
+import subprocess
+import unittest
+
+from farm import BIN, FarmTest, PATIENCE, wait_for_file
+
+
+class NoMaster(FarmTest):
+    def test_each_verb_says_so_and_ends_with_three(self):
+        verbs = [
+            ["list"],
+            ["show", "job"],
+            ["submit", "Command", "--range", "1", "--set", "Program=true"],
+        ]
+        processes = [self.start_corvan(*verb) for verb in verbs]
+        for process in processes:
+            output, errors = process.communicate(timeout=PATIENCE)
+            self.assertEqual(process.returncode, 3, errors)
+            self.assertEqual(output, "")
+            self.assertIn("no Master answers at " + self.env["CORVAN_MASTER"], errors)
+
+
+class Restart(FarmTest):
+    def setUp(self):
+        super().setUp()
+        self.start_master()
+        # The job's one command says that it runs, and ends once it is told to.
+        os.mkfifo(self.folder / "started")
+        os.mkfifo(self.folder / "go")
+        self.job = self.submit(
+            f"echo started > {self.folder}/started; cat {self.folder}/go", "--range", "1"
+        )
+        wait_for_file(self.folder / "started")
+
+    def test_waiting_goes_on_over_a_killed_master(self):
+        waiting = self.start_corvan("wait", self.job)
+        self.assertEqual(self.parameter(self.job, "Status"), "1")
+        self.stop_master(signal.SIGKILL)
+        self.assertEqual(waiting.stderr.readline(), "connection lost; waiting for the Master\n")
+
+        self.start_master()
+        wait_for_file(self.folder / "started")
+        (self.folder / "go").write_text("")
+        output, errors = waiting.communicate(timeout=PATIENCE)
+        self.assertEqual((waiting.returncode, output), (0, "Done\n"), errors)
+
+    def test_a_master_that_is_told_to_end_queues_its_tasks_again(self):
+        self.assertEqual(self.stop_master(), 0)
+        self.start_master()
+        wait_for_file(self.folder / "started")
+        (self.folder / "go").write_text("")
+        self.assertEqual(self.corvan("wait", self.job), "Done\n")
+
+
+class PersonalMaster(FarmTest):
+    def setUp(self):
+        super().setUp()
+        del self.env["CORVAN_MASTER"]
+        self.addCleanup(self.end_personal_masters)
+
+    def personal_masters(self):
+        """Process numbers of the Masters that run in this test's environment."""
+        mark = f"XDG_RUNTIME_DIR={self.env['XDG_RUNTIME_DIR']}".encode()
+        found = []
+        for process in pathlib.Path("/proc").glob("[0-9]*"):
+            try:
+                is_master = os.path.basename(os.readlink(process / "exe")) == "corvan-master"
+                if is_master and mark in (process / "environ").read_bytes().split(b"\0"):
+                    found.append(int(process.name))
+            except OSError:
+                continue  # It has ended, or is another user's.
+        return found
+
+    def end_personal_masters(self):
+        for number in self.personal_masters():
+            os.kill(number, signal.SIGTERM)
+            subprocess.run(["tail", f"--pid={number}", "-f", "/dev/null"], timeout=PATIENCE)
+
+    def test_one_is_started_for_all_who_ask_at_once(self):
+        asking = [self.start_corvan("list") for _ in range(3)]
+        for process in asking:
+            _, errors = process.communicate(timeout=PATIENCE)
+            self.assertEqual(process.returncode, 0, errors)
+        self.assertEqual(len(self.personal_masters()), 1)
+
+        job = self.submit("exit", "--range", "1-3")
+        self.assertEqual(self.corvan("wait", job), "Done\n")
+        self.assertEqual(len(self.personal_masters()), 1)
+
+    def test_none_is_started_where_the_options_forbid_it(self):
+        options = self.folder / "options.ini"
+        options.write_text("[Master]\nAutoStart = no\n")
+        self.corvan("list", "--options", str(options), status=3)
+        self.assertEqual(self.personal_masters(), [])
+
+
+if __name__ == "__main__":
+    unittest.main()

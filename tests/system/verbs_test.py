@@ -1,0 +1,254 @@
+"""The verbs of `corvan` against a real Master."""
+
+import json
+import os
+import pathlib
+import unittest
+
+from farm import FarmTest, wait_for_file
+
+UUID = r"^[0-9a-f]{8}(-[0-9a-f]{4}){3}-[0-9a-f]{12}\n$"
+
+
+class Submit(FarmTest):
+    def setUp(self):
+        super().setUp()
+        self.start_master()
+
+    def test_prints_the_identifier_alone(self):
+        self.assertRegex(
+            self.corvan("submit", "Command", "--range", "1", "--set", "Program=true"), UUID
+        )
+
+    def test_keeps_what_was_given(self):
+        job = self.submit("exit", "--paused", "--range", "1-5", "--name", "ä ö", "--set", "PacketSize=2")
+        shown = self.show(job)
+        self.assertEqual((shown["name"], shown["type"], shown["status"]), ("ä ö", "Command", "Paused"))
+        self.assertEqual(shown["parameters"]["Range"], "1-5")
+        frames = [(task["firstFrame"], task["lastFrame"]) for task in shown["tasks"]]
+        self.assertEqual(frames, [(1, 2), (3, 4), (5, 5)])
+
+    def test_takes_negative_ranges(self):
+        for given in (["--range=-5-3"], ["--range", "-5-3"]):
+            job = self.submit("exit", "--paused", *given)
+            self.assertEqual(self.parameter(job, "Range"), "-5-3")
+
+    def test_turns_frame_marks_into_the_printf_form_and_says_so(self):
+        done = self.run_corvan(
+            "submit", "Command", "--paused", "--range", "1", "--set", "Program=true",
+            "--format", "/r/a.####.exr", "--format", "b;$F3.exr", "--format", "/r/%d.exr",
+        )
+        self.assertRegex(done.stdout, UUID)
+        folder = os.path.realpath(self.folder)
+        self.assertEqual(
+            done.stderr, f"pattern: /r/a.%04d.exr\npattern: {folder}/b;%03d.exr\n"
+        )
+        self.assertEqual(
+            self.parameter(done.stdout.strip(), "ImageFormat"),
+            f"/r/a.%04d.exr;{folder}/b\\;%03d.exr;/r/%d.exr",
+        )
+
+
+class Frames(FarmTest):
+    def setUp(self):
+        super().setUp()
+        self.start_master("--slots", "2")
+
+    def test_are_rendered_to_the_files_of_the_pattern(self):
+        pattern = self.folder / "a b'\"$(x)ö" / "f.%04d.txt"
+        job = self.submit('echo "$1" > "$2"', "--range", "-1-2", "--format", pattern)
+        self.assertEqual(self.corvan("wait", job), "Done\n")
+        files = {file.name: file.read_text() for file in pattern.parent.iterdir()}
+        self.assertEqual(
+            files, {"f.-001.txt": "-1\n", "f.0000.txt": "0\n", "f.0001.txt": "1\n", "f.0002.txt": "2\n"}
+        )
+
+    def test_of_a_paused_job_are_rendered_once_it_is_queued(self):
+        pattern = self.folder / "f.%d.txt"
+        job = self.submit('echo "$1" > "$2"', "--paused", "--range", "7", "--format", pattern)
+        other = self.submit("exit", "--range", "1")
+        self.corvan("wait", other)
+        self.assertFalse((self.folder / "f.7.txt").exists())
+        self.corvan("set", job, "Status=queued")
+        self.corvan("wait", job)
+        self.assertTrue((self.folder / "f.7.txt").exists())
+
+    def test_that_fail_are_tried_three_times_and_fail_the_job(self):
+        job = self.submit("exit 7", "--range", "1-2")
+        self.assertEqual(self.corvan("wait", job, status=1), "Failed\n")
+        tasks = [(t["status"], t["tries"], t["exitCode"]) for t in self.show(job)["tasks"]]
+        self.assertEqual(tasks, [("Failed", 3, 7)] * 2)
+        self.assertIn(
+            "task 0: frames 1 to 1, Failed, tried 3 times, exit code 7", self.corvan("show", job)
+        )
+
+    def test_done_show_as_progress_where_there_is_no_terminal(self):
+        job = self.submit("exit", "--range", "1-4")
+        done = self.run_corvan("wait", job)
+        self.assertTrue(done.stderr.endswith("4/4\n"), done.stderr)
+
+
+class ListAndShow(FarmTest):
+    def setUp(self):
+        super().setUp()
+        self.start_master()
+
+    def test_an_empty_list_is_a_heading(self):
+        self.assertEqual(len(self.corvan("list").splitlines()), 1)
+        self.assertEqual(json.loads(self.corvan("list", "--json")), [])
+
+    def test_the_newest_job_is_first(self):
+        jobs = [self.submit("exit", "--paused", "--range", "1", "--name", n) for n in "abc"]
+        listed = [job["id"] for job in json.loads(self.corvan("list", "--json"))]
+        self.assertEqual(listed, jobs[::-1])
+        lines = self.corvan("list", "--limit", "2").splitlines()
+        self.assertEqual([line[:8] for line in lines[1:]], [jobs[2][:8], jobs[1][:8]])
+
+    def test_a_job_is_found_by_identifier_beginning_and_name(self):
+        job = self.submit("exit", "--paused", "--range", "1", "--name", "one and only")
+        for text in (job, job.upper(), job[:8], "one and only"):
+            self.assertEqual(self.show(text)["id"], job)
+
+    def test_a_name_that_two_jobs_have_is_refused(self):
+        for _ in range(2):
+            self.submit("exit", "--paused", "--range", "1", "--name", "twin")
+        self.assertIn("2 jobs fit 'twin'", self.run_corvan("show", "twin", status=1).stderr)
+
+    def test_output_that_cannot_be_written_is_told(self):
+        with open("/dev/full", "w", encoding="utf-8") as full:
+            import subprocess
+
+            import farm
+
+            done = subprocess.run(
+                [farm.BIN / "corvan", "list"], env=self.env, stdout=full, stderr=subprocess.PIPE
+            )
+        self.assertEqual(done.returncode, 1)
+        self.assertIn(b"cannot write", done.stderr)
+
+
+class Set(FarmTest):
+    def setUp(self):
+        super().setUp()
+        self.start_master()
+        self.job = self.submit("exit", "--paused", "--range", "1-5")
+
+    def test_changes_all_that_is_given(self):
+        self.corvan("set", self.job, "Name=new name", "Note=a=b", "CustomRange=2-3")
+        for name, value in (("Name", "new name"), ("Note", "a=b"), ("CustomRange", "2-3")):
+            self.assertEqual(self.parameter(self.job, name), value)
+
+    def test_what_the_master_refuses_changes_nothing(self):
+        cases = ["PacketSize=0", "Range=1-", "CustomRange=1-10:5", "Status=asleep", "Type=x",
+                 "TasksDone=9", "Priority=101"]
+        before = self.show(self.job)
+        for setting in cases:
+            with self.subTest(setting):
+                done = self.run_corvan("set", self.job, setting, status=1)
+                self.assertIn("refused", done.stderr)
+        self.assertEqual(self.show(self.job), before)
+
+
+class Log(FarmTest):
+    def setUp(self):
+        super().setUp()
+        self.start_master()
+
+    def test_shows_what_the_commands_printed(self):
+        job = self.submit("echo out $1; echo err >&2", "--range", "4-5")
+        self.corvan("wait", job)
+        self.assertIn("out 4\nerr\n", self.corvan("log", job, "0"))
+        self.assertIn("out 5\nerr\n", self.corvan("log", job, "1"))
+        log = self.corvan("log", job)
+        self.assertLess(log.index("== task 0, frames 4 to 4, Done =="), log.index("out 4"))
+        self.assertLess(log.index("out 4"), log.index("== task 1, frames 5 to 5, Done =="))
+
+    def test_of_a_task_that_is_not_there_is_refused(self):
+        job = self.submit("exit", "--range", "1")
+        self.run_corvan("log", job, "1", status=1)
+
+
+class Cancel(FarmTest):
+    def setUp(self):
+        super().setUp()
+        self.start_master()
+
+    def test_ends_the_commands_with_all_they_started(self):
+        os.mkfifo(self.folder / "started")
+        os.mkfifo(self.folder / "alive")
+        # The grandchild holds a pipe open; it is at its end once that one is gone.
+        script = f"sleep 1000 > {self.folder}/alive & echo > {self.folder}/started; wait"
+        job = self.submit(script, "--range", "1-3")
+        with open(self.folder / "alive", encoding="utf-8") as alive:
+            wait_for_file(self.folder / "started")
+            self.corvan("cancel", job)
+            self.assertEqual(alive.read(), "")
+        self.assertEqual(self.corvan("wait", job, status=1), "Cancelled\n")
+        self.assertNotIn("Running", [task["status"] for task in self.show(job)["tasks"]])
+
+
+class Refusals(FarmTest):
+    def setUp(self):
+        super().setUp()
+        self.start_master()
+
+    def test_each_says_what_and_why(self):
+        nobody = "00000000-0000-4000-8000-000000000000"
+        command = ["submit", "Command", "--set", "Program=true"]
+        cases = [
+            (["show", nobody], nobody),
+            (["wait", nobody], nobody),
+            (["cancel", "nobody"], "no job fits 'nobody'"),
+            (["watch", "nobody"], "no job fits 'nobody'"),
+            (["submit", "Commando", "--range", "1"], "no job type 'Commando'"),
+            ([*command, "--range", "1-20000000"], "Range"),
+            ([*command, "--range", "1-10:5"], "Range"),
+            ([*command, "--range", ""], "range"),
+            ([*command, "--range", "1", "--format", "/r/a.exr"], "/r/a.exr"),
+            ([*command, "--range", "1", "--format", "/r/%s.exr"], "/r/%s.exr"),
+            ([*command, "--range", "1", "--set", "PacketSize=0"], "PacketSize"),
+            (["watch", "/r/%d/%d.exr", "1-5"], "/r/%d/%d.exr"),
+            (["watch", "/r/%d.exr", "5-"], "5-"),
+            (["watch", "/r/%d.exr", ""], "names no frame"),
+        ]
+        for arguments, text in cases:
+            with self.subTest(arguments):
+                done = self.run_corvan(*arguments, status=1)
+                self.assertTrue(done.stderr.startswith("corvan: "), done.stderr)
+                self.assertIn(text, done.stderr)
+                self.assertEqual(done.stdout, "")
+        self.assertEqual(json.loads(self.corvan("list", "--json")), [])
+
+
+class Usage(FarmTest):
+    def setUp(self):
+        super().setUp()
+        self.start_master()
+
+    def test_what_makes_no_sense_ends_with_two(self):
+        cases = [
+            [],
+            ["dance"],
+            ["set", "job", "nothing"],
+            ["submit", "Command", "--range", "1", "--set", "nothing"],
+            ["list", "--log-level", "many"],
+            ["list", "--master", "nowhere"],
+        ]
+        for arguments in cases:
+            with self.subTest(arguments):
+                self.assertNotEqual(self.run_corvan(*arguments, status=2).stderr, "")
+
+    def test_common_options_stand_before_or_after_the_verb(self):
+        address = self.env.pop("CORVAN_MASTER")
+        for arguments in (["--master", address, "list"], ["list", f"--master={address}"]):
+            self.corvan(*arguments)
+
+    def test_a_log_is_written_where_one_is_asked_for(self):
+        file = self.folder / "corvan.log"
+        self.corvan("list", "--log-level", "5", "--log-file", str(file))
+        self.assertIn(self.env["CORVAN_MASTER"], file.read_text())
+        self.assertFalse(pathlib.Path(self.env["XDG_STATE_HOME"]).exists())
+
+
+if __name__ == "__main__":
+    unittest.main()
