@@ -45,7 +45,8 @@ private:
     {
         const auto question = NewMessage<corvan::GetTasksMsg>();
         question->job = job;
-        for (const corvan::TaskInfo &task : client.Ask<corvan::TaskListMsg>(question)->tasks)
+        const auto answer = client.Ask<corvan::TaskListMsg>(question);
+        for (const corvan::TaskInfo &task : answer->tasks)
         {
             if (task.tries == 0)
                 continue;

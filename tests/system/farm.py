@@ -111,7 +111,8 @@ class FarmTest(unittest.TestCase):
         return file.read_text() if file.exists() else ""
 
 
-def wait_for_file(path, process=None):
-    """Returns once a named pipe was opened by a writer: `mkfifo` it before. Gives its text."""
+def read_pipe(path):
+    """Waits until somebody has written to a named pipe, made with `mkfifo`, and closed it. Gives
+    what was written."""
     with open(path, encoding="utf-8") as pipe:
         return pipe.read()

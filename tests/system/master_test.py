@@ -6,7 +6,7 @@ import signal
 import subprocess
 import unittest
 
-from farm import BIN, FarmTest, PATIENCE, wait_for_file
+from farm import BIN, FarmTest, PATIENCE, read_pipe
 
 
 class NoMaster(FarmTest):
@@ -28,13 +28,17 @@ class Restart(FarmTest):
     def setUp(self):
         super().setUp()
         self.start_master()
-        # The job's one command says that it runs, and ends once it is told to.
+        # The job's one command says that it runs, and ends once its own pipe was written to.
         os.mkfifo(self.folder / "started")
-        os.mkfifo(self.folder / "go")
-        self.job = self.submit(
-            f"echo started > {self.folder}/started; cat {self.folder}/go", "--range", "1"
-        )
-        wait_for_file(self.folder / "started")
+        script = f"cd {self.folder}; mkfifo go.$$; echo $$ > started; exec cat go.$$"
+        self.job = self.submit(script, "--range", "1")
+        self.first_run = self.wait_for_run()
+
+    def wait_for_run(self):
+        return read_pipe(self.folder / "started").strip()
+
+    def end_run(self, run):
+        (self.folder / f"go.{run}").write_text("")
 
     def test_waiting_goes_on_over_a_killed_master(self):
         waiting = self.start_corvan("wait", self.job)
@@ -43,16 +47,15 @@ class Restart(FarmTest):
         self.assertEqual(waiting.stderr.readline(), "connection lost; waiting for the Master\n")
 
         self.start_master()
-        wait_for_file(self.folder / "started")
-        (self.folder / "go").write_text("")
+        self.end_run(self.wait_for_run())
         output, errors = waiting.communicate(timeout=PATIENCE)
         self.assertEqual((waiting.returncode, output), (0, "Done\n"), errors)
 
     def test_a_master_that_is_told_to_end_queues_its_tasks_again(self):
         self.assertEqual(self.stop_master(), 0)
+        self.assertFalse(pathlib.Path(f"/proc/{self.first_run}").exists())
         self.start_master()
-        wait_for_file(self.folder / "started")
-        (self.folder / "go").write_text("")
+        self.end_run(self.wait_for_run())
         self.assertEqual(self.corvan("wait", self.job), "Done\n")
 
 

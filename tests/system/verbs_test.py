@@ -3,9 +3,10 @@
 import json
 import os
 import pathlib
+import subprocess
 import unittest
 
-from farm import FarmTest, wait_for_file
+from farm import BIN, FarmTest, read_pipe
 
 UUID = r"^[0-9a-f]{8}(-[0-9a-f]{4}){3}-[0-9a-f]{12}\n$"
 
@@ -116,12 +117,8 @@ class ListAndShow(FarmTest):
 
     def test_output_that_cannot_be_written_is_told(self):
         with open("/dev/full", "w", encoding="utf-8") as full:
-            import subprocess
-
-            import farm
-
             done = subprocess.run(
-                [farm.BIN / "corvan", "list"], env=self.env, stdout=full, stderr=subprocess.PIPE
+                [BIN / "corvan", "list"], env=self.env, stdout=full, stderr=subprocess.PIPE
             )
         self.assertEqual(done.returncode, 1)
         self.assertIn(b"cannot write", done.stderr)
@@ -180,7 +177,7 @@ class Cancel(FarmTest):
         script = f"sleep 1000 > {self.folder}/alive & echo > {self.folder}/started; wait"
         job = self.submit(script, "--range", "1-3")
         with open(self.folder / "alive", encoding="utf-8") as alive:
-            wait_for_file(self.folder / "started")
+            read_pipe(self.folder / "started")
             self.corvan("cancel", job)
             self.assertEqual(alive.read(), "")
         self.assertEqual(self.corvan("wait", job, status=1), "Cancelled\n")
@@ -247,7 +244,7 @@ class Usage(FarmTest):
         file = self.folder / "corvan.log"
         self.corvan("list", "--log-level", "5", "--log-file", str(file))
         self.assertIn(self.env["CORVAN_MASTER"], file.read_text())
-        self.assertFalse(pathlib.Path(self.env["XDG_STATE_HOME"]).exists())
+        self.assertFalse((pathlib.Path(self.env["XDG_STATE_HOME"]) / "Corvan").exists())
 
 
 if __name__ == "__main__":
