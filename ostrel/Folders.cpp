@@ -25,7 +25,7 @@ Path AbsoluteFromEnvironment(const char *name)
 
 Path HomeFolder()
 {
-    const Path home = AbsoluteFromEnvironment("HOME");
+    Path home = AbsoluteFromEnvironment("HOME");
     if (!home.IsEmpty())
         return home;
 
@@ -64,7 +64,7 @@ Path DataFolder()
 
 Path RuntimeFolder()
 {
-    const Path folder = AbsoluteFromEnvironment("XDG_RUNTIME_DIR");
+    Path folder = AbsoluteFromEnvironment("XDG_RUNTIME_DIR");
     if (!folder.IsEmpty())
         return folder;
     return TemporaryFolder() / ("ordwick-" + std::to_string(getuid()));

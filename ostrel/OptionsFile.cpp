@@ -166,7 +166,7 @@ Path OptionsFile::KeepBrokenFile()
     if (!IsThere(m_filename))
         return {};
 
-    const Path name = FreeBrokenName(m_filename);
+    Path name = FreeBrokenName(m_filename);
     if (!KeepUnder(m_filename, name))
         throw new Exception("cannot write " + m_filename.Text() +
                             ": the broken file that is there cannot be kept as " + name.Text());

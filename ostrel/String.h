@@ -35,7 +35,7 @@ public:
         assign(text ? text : "");
         return *this;
     }
-    String &operator=(WholeNumber auto value)
+    template <WholeNumber Number> String &operator=(Number value)
     {
         assign(std::to_string(value));
         return *this;

@@ -1,10 +1,10 @@
 #include "ostrel/Log.h"
 
 #include <algorithm>
+#include <array>
 #include <boost/filesystem.hpp>
 #include <cstdlib>
 #include <thread>
-#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -175,9 +175,9 @@ TEST_F(LogTest, NoLineOfManyThreadsIsLost)
     LogStart({.consoleLevel = k_LogNone, .fileLevel = k_LogInfo, .file = m_file});
     const std::string text(200, 'x');
     {
-        std::vector<std::jthread> threads;
-        for (int i = 0; i < 4; ++i)
-            threads.emplace_back(
+        std::array<std::jthread, 4> threads;
+        for (std::jthread &thread : threads)
+            thread = std::jthread(
                 [&]
                 {
                     for (int line = 0; line < 5'000; ++line)

@@ -34,7 +34,7 @@ TempFolder::~TempFolder()
 
 ostrel::Path TempFolder::MakeFile(const ostrel::String &name, std::string_view content) const
 {
-    const ostrel::Path file = m_folder / name;
+    ostrel::Path file = m_folder / name;
     fs::create_directories(file.Parent().Text());
     std::ofstream stream(file.Text(), std::ios::binary);
     stream << content;
