@@ -89,6 +89,8 @@ bool OptionsFile::WriteOut()
             kept = KeepBrokenFile();
         File::WriteWhole(m_filename, ToText());
         m_isBroken = false;
+        if (!kept.IsEmpty())
+            LogWarning("options: the broken file is kept as " + kept.Text());
         return true;
     }
     catch (Exception *raw)
@@ -170,7 +172,6 @@ Path OptionsFile::KeepBrokenFile()
     if (!KeepUnder(m_filename, name))
         throw new Exception("cannot write " + m_filename.Text() +
                             ": the broken file that is there cannot be kept as " + name.Text());
-    LogWarning("options: the broken file is kept as " + name.Text());
     return name;
 }
 

@@ -251,6 +251,7 @@ TEST(OptionsFile, WriteOutOnAFullDiskSaysSoAndLeavesTheOldFileWhole)
     EXPECT_EQ(ContentOf(broken), "nonsense");
     EXPECT_EQ(temp.Listing(), "b.ini\no.ini\n");
     EXPECT_EQ(log.Count(ostrel::k_LogError, "options: cannot write " + file.Text() + ": "), 2);
+    EXPECT_EQ(log.Count(ostrel::k_LogWarning, "kept"), 0);
 
     EXPECT_TRUE(options.WriteOut());
     EXPECT_EQ(Options(file).FindText("s", "k"), std::string(10'000, 'x'));
