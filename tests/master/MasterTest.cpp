@@ -1,0 +1,442 @@
+#include "master/Master.h"
+
+#include <filesystem>
+#include <sys/resource.h>
+
+#include <gtest/gtest.h>
+
+#include "corvan/Limits.h"
+#include "tests/master/RawClient.h"
+#include "tests/master/RunningMaster.h"
+#include "tests/master/TestJobs.h"
+#include "tests/support/LogCapture.h"
+#include "tests/support/Printing.h"
+#include "tests/support/TempFolder.h"
+
+using master::MasterSettings;
+using ostrel::UID;
+using namespace std::chrono_literals;
+
+namespace
+{
+
+class MasterTest : public ::testing::Test
+{
+protected:
+    void Start(int slots = 2)
+    {
+        m_master.reset();
+        m_master = std::make_unique<RunningMaster>(m_settings, slots);
+        ASSERT_EQ(m_master->Error(), "");
+    }
+
+    std::unique_ptr<RawClient> Connect()
+    {
+        auto client = std::make_unique<RawClient>(m_master->Address());
+        EXPECT_TRUE(client->SayHello());
+        return client;
+    }
+
+    static wire::Envelope JobEnvelope(const TestParameters &parameters)
+    {
+        wire::Envelope envelope;
+        wire::Job &job = *envelope.mutable_job();
+        job.set_id(UID(true).ToString());
+        job.set_type(k_ShellType.ToString());
+        for (const auto &[name, value] : parameters)
+        {
+            wire::Parameter &parameter = *job.add_parameters();
+            parameter.set_name(name);
+            parameter.set_value(value);
+        }
+        return envelope;
+    }
+
+    // Submits a job that this client follows, and gives its identifier.
+    static std::string Submit(RawClient &client, const TestParameters &parameters)
+    {
+        const wire::Envelope job = JobEnvelope(parameters);
+        EXPECT_TRUE(client.Ask(FollowEnvelope(job.job().id()))->has_accepted());
+        const auto answer = client.Ask(job);
+        EXPECT_TRUE(answer && answer->has_accepted()) << (answer ? answer->ShortDebugString() : "");
+        return job.job().id();
+    }
+
+    // A script that goes on until a file of this name is in the test's folder.
+    std::string WaitsFor(const ostrel::String &leaf) const
+    {
+        return "while [ ! -e '" + (m_folder / leaf).Text() + "' ]; do sleep 0.01; done";
+    }
+
+    static std::string Status(RawClient &client, const std::string &job)
+    {
+        const auto answer = client.Ask(GetJobEnvelope(job));
+        return answer && answer->has_job() ? ParameterOf(answer->job(), "Status") : "(no job)";
+    }
+
+    TempFolder m_folder;
+    TestJobTypes m_types;
+    MasterSettings m_settings = SettingsIn(m_folder.Folder());
+    std::unique_ptr<RunningMaster> m_master;
+};
+
+TEST_F(MasterTest, RunsAJobAndTellsItsFollowers)
+{
+    Start();
+    const auto client = Connect();
+    const std::string job =
+        Submit(*client, {{"Range", "1-5"},
+                         {"PacketSize", "2"},
+                         {"ImageFormat", (m_folder / "out/x.%04d.txt").Text()},
+                         {"Script", "echo \"frames $1 to $2\"; echo done > \"$3\""}});
+
+    ASSERT_TRUE(client->ReceiveUntil(IsNews("Status", "1")));
+    ASSERT_TRUE(client->ReceiveUntil(IsNews("TasksDone", "3")));
+    ASSERT_TRUE(client->ReceiveUntil(IsNews("Status", "2")));
+    for (const char *file : {"out/x.0001.txt", "out/x.0003.txt", "out/x.0005.txt"})
+        EXPECT_EQ(ContentOf(m_folder / file), "done\n");
+
+    wire::Envelope ask;
+    ask.mutable_get_task_log()->set_job(job);
+    ask.mutable_get_task_log()->set_task(1);
+    EXPECT_EQ(client->Ask(ask)->task_log().text(), "frames 3 to 4\n");
+}
+
+TEST_F(MasterTest, TellsEveryFollowerTheSenderIncluded)
+{
+    Start();
+    const auto one = Connect(), other = Connect(), stranger = Connect();
+    const std::string job = Submit(*one, {{"Range", "1"}, {"Status", "4"}});
+    ASSERT_TRUE(other->Ask(FollowEnvelope(job))->has_accepted());
+
+    EXPECT_EQ(other->Ask(SetEnvelope(job, "CustomRange", "7"))->accepted().job(), job);
+
+    EXPECT_TRUE(one->ReceiveUntil(IsNews("CustomRange", "7")));
+    EXPECT_TRUE(other->ReceiveUntil(IsNews("CustomRange", "7")));
+    // An answer is all that the stranger gets.
+    EXPECT_TRUE(stranger->Ask(GetJobEnvelope(job))->has_job());
+}
+
+TEST_F(MasterTest, RefusesWithTheReasonAndGoesOn)
+{
+    Start();
+    const auto client = Connect();
+    const auto unknownType = JobEnvelope({{"Range", "1"}});
+    wire::Envelope nothing;
+    wire::Envelope badType = unknownType;
+    badType.mutable_job()->set_type(UID(true).ToString());
+    const struct
+    {
+        wire::Envelope request;
+        const char *what;
+    } cases[] = {
+        {nothing, "message"},
+        {HelloEnvelope(), "Hello"},
+        {badType, "Job"},
+        {JobEnvelope({{"Range", "x"}}), "Job"},
+        {JobEnvelope({{"Range", "1"}, {"PacketSize", "0"}}), "Job"},
+        {FollowEnvelope("no identifier"), "FollowJob"},
+        {SetEnvelope(UID(true).ToString(), "", "x"), "JobParameter"},
+        {GetTasksEnvelope(UID(true).ToString()), "GetTasks "},
+    };
+    for (const auto &[request, what] : cases)
+    {
+        const auto answer = client->Ask(request);
+        ASSERT_TRUE(answer) << request.ShortDebugString();
+        ASSERT_TRUE(answer->has_refused()) << request.ShortDebugString();
+        EXPECT_TRUE(answer->refused().what().starts_with(what)) << answer->ShortDebugString();
+        EXPECT_NE(answer->refused().reason(), "") << request.ShortDebugString();
+    }
+}
+
+TEST_F(MasterTest, WantsHelloFirst)
+{
+    Start();
+    RawClient client(m_master->Address());
+    client.Send(GetJobEnvelope(UID(true).ToString()));
+    EXPECT_EQ(client.End().error_message(), "the first message has to be Hello");
+
+    RawClient nameless(m_master->Address());
+    wire::Envelope hello = HelloEnvelope();
+    hello.mutable_hello()->set_client("nobody");
+    nameless.Send(hello);
+    EXPECT_EQ(nameless.End().error_message(), "the client has no identity");
+}
+
+TEST_F(MasterTest, CutsOffWhoDoesNotSayHello)
+{
+    m_settings.server.helloWithin = 50ms;
+    Start();
+    RawClient silent(m_master->Address());
+    EXPECT_EQ(silent.End().error_code(), grpc::StatusCode::DEADLINE_EXCEEDED);
+    EXPECT_EQ(silent.End().error_message(), "");
+    EXPECT_TRUE(RawClient(m_master->Address()).SayHello());
+}
+
+TEST_F(MasterTest, TurnsAwayMoreClientsThanItTakes)
+{
+    m_settings.server.maxClients = 2;
+    Start();
+    auto one = Connect();
+    const auto other = Connect();
+    RawClient third(m_master->Address());
+    EXPECT_FALSE(third.SayHello());
+    EXPECT_EQ(third.End().error_message(), "the Master has too many clients");
+    EXPECT_EQ(Status(*other, UID(true).ToString()), "(no job)");
+}
+
+TEST_F(MasterTest, ServesOthersWhenAMessageIsTooLongOrCannotBeRead)
+{
+    Start();
+    const auto other = Connect();
+    const auto oversized = Connect();
+    oversized->Send(
+        SetEnvelope(UID(true).ToString(), "Note", std::string(corvan::k_MaxMessageBytes + 1, 'x')));
+    EXPECT_EQ(oversized->End().error_code(), grpc::StatusCode::RESOURCE_EXHAUSTED);
+
+    const auto malformed = Connect();
+    // Text that is no UTF-8 is no text of the protocol.
+    malformed->Send(SetEnvelope(UID(true).ToString(), "\xff", "x"));
+    EXPECT_EQ(malformed->End().error_message(), "the message cannot be read");
+
+    EXPECT_EQ(Status(*other, UID(true).ToString()), "(no job)");
+}
+
+TEST_F(MasterTest, AnswersWhatAClientAskedBeforeItSentNoMore)
+{
+    Start();
+    const auto client = Connect();
+    for (int i = 0; i < 500; ++i)
+        ASSERT_TRUE(client->Send(GetJobEnvelope(UID(true).ToString())));
+    client->CloseSending();
+    int answers = 0;
+    while (const auto answer = client->Receive())
+        answers += answer->has_refused() ? 1 : 0;
+    EXPECT_EQ(answers, 500);
+    EXPECT_TRUE(client->End().ok());
+}
+
+TEST_F(MasterTest, CutsOffAFollowerThatDoesNotReadAndServesTheOthers)
+{
+    m_settings.server.limits.outBytes = 4u << 20;
+    Start();
+    const LogCapture log;
+    const auto stalled = Connect(), other = Connect();
+    const std::string job = Submit(*stalled, {{"Range", "1"}, {"Status", "4"}});
+
+    const std::string note(1u << 20, 'x');
+    int changes = 0;
+    while (log.Count(ostrel::k_LogWarning, "it leaves too much unread") == 0 && changes < 200)
+    {
+        ASSERT_TRUE(other->Ask(SetEnvelope(job, "Note", note))->has_accepted());
+        ++changes;
+    }
+    EXPECT_EQ(log.Count(ostrel::k_LogWarning, "it leaves too much unread"), 1);
+    EXPECT_EQ(Status(*other, job), "4");
+    EXPECT_FALSE(stalled->End().ok());
+}
+
+TEST_F(MasterTest, HoldsUpAClientThatAsksAndDoesNotRead)
+{
+    m_settings.server.limits.outPauseMessages = 10;
+    Start();
+    const auto flood = Connect(), other = Connect();
+    const std::string job =
+        Submit(*flood, {{"Range", "1"}, {"Status", "4"}, {"Note", std::string(100'000, 'x')}});
+
+    constexpr int k_requests = 2000;
+    std::jthread writer(
+        [&]
+        {
+            for (int i = 0; i < k_requests; ++i)
+                if (!flood->Send(GetJobEnvelope(job)))
+                    return;
+        });
+    // The other is served at once all the while.
+    for (int i = 0; i < 50; ++i)
+        ASSERT_EQ(Status(*other, job), "4");
+
+    int answers = 0;
+    while (answers < k_requests && flood->Receive())
+        ++answers;
+    EXPECT_EQ(answers, k_requests);
+}
+
+TEST_F(MasterTest, EndsTheCommandsOfACancelledJob)
+{
+    Start();
+    const auto client = Connect();
+    const std::string job =
+        Submit(*client, {{"Range", "1-9"}, {"Script", "trap 'exit 0' TERM; " + WaitsFor("go")}});
+    ASSERT_TRUE(client->ReceiveUntil(IsNews("Status", "1")));
+    EXPECT_TRUE(client->Ask(SetEnvelope(job, "Status", "5"))->has_accepted());
+
+    // The slots are free for another job once the commands are gone.
+    Submit(*client, {{"Range", "1"}});
+    ASSERT_TRUE(client->ReceiveUntil(IsNews("Status", "2")));
+    EXPECT_EQ(Status(*client, job), "5");
+    EXPECT_EQ(ParameterOf(client->Ask(GetJobEnvelope(job))->job(), "TasksDone"), "0");
+}
+
+TEST_F(MasterTest, RunsAJobAgainAfterItsOldCommandsAreGone)
+{
+    Start();
+    const auto client = Connect();
+    const std::string job = Submit(*client, {{"Range", "1"}, {"Script", WaitsFor("go")}});
+    ASSERT_TRUE(client->ReceiveUntil(IsNews("Status", "1")));
+    EXPECT_TRUE(client->Ask(SetEnvelope(job, "Status", "5"))->has_accepted());
+    EXPECT_TRUE(client->Ask(SetEnvelope(job, "Status", "0"))->has_accepted());
+    m_folder.MakeFile("go");
+    ASSERT_TRUE(client->ReceiveUntil(IsNews("Status", "2")));
+}
+
+TEST_F(MasterTest, CutsARunningJobAnew)
+{
+    Start();
+    const auto client = Connect();
+    const std::string job = Submit(*client, {{"Range", "1-3"}, {"Script", WaitsFor("go")}});
+    ASSERT_TRUE(client->ReceiveUntil(IsNews("Status", "1")));
+    m_folder.MakeFile("go");
+    EXPECT_TRUE(client->Ask(SetEnvelope(job, "Range", "11-12"))->has_accepted());
+    ASSERT_TRUE(client->ReceiveUntil(IsNews("Status", "2")));
+    const auto tasks = client->Ask(GetTasksEnvelope(job))->task_list();
+    ASSERT_EQ(tasks.tasks_size(), 2);
+    EXPECT_EQ(tasks.tasks(0).first_frame(), 11);
+    EXPECT_EQ(tasks.tasks(1).status(), 2);
+}
+
+TEST_F(MasterTest, FailsAJobWhoseCommandFailsThreeTimes)
+{
+    Start();
+    const auto client = Connect();
+    const std::string job = Submit(*client, {{"Range", "1"}, {"Script", "exit 9"}});
+    ASSERT_TRUE(client->ReceiveUntil(IsNews("Status", "3")));
+    const auto task = client->Ask(GetTasksEnvelope(job))->task_list().tasks(0);
+    EXPECT_EQ(task.tries(), 3u);
+    EXPECT_EQ(task.exit_code(), 9);
+    EXPECT_EQ(task.status(), 3);
+}
+
+TEST_F(MasterTest, KeepsJobsAndQueuesWhatRanWhenItEnds)
+{
+    Start();
+    auto client = Connect();
+    const std::string job = Submit(*client, {{"Range", "1-3"}, {"Script", WaitsFor("go")}});
+    ASSERT_TRUE(client->ReceiveUntil(IsNews("Status", "1")));
+    const auto identity = [&]
+    {
+        RawClient asks(m_master->Address());
+        return asks.Ask(HelloEnvelope())->welcome().master();
+    };
+    const std::string before = identity();
+    m_master->Stop();
+    EXPECT_FALSE(std::filesystem::exists((m_folder / "m.sock").Text().c_str()));
+    EXPECT_FALSE(client->End().ok());
+
+    m_folder.MakeFile("go");
+    Start();
+    EXPECT_EQ(identity(), before);
+    client = Connect();
+    EXPECT_TRUE(client->Ask(FollowEnvelope(job))->has_accepted());
+    EXPECT_TRUE(Status(*client, job) == "2" || client->ReceiveUntil(IsNews("Status", "2")));
+    const auto tasks = client->Ask(GetTasksEnvelope(job))->task_list();
+    EXPECT_EQ(tasks.tasks(0).tries(), 2u);
+    EXPECT_EQ(tasks.tasks(2).tries(), 1u);
+}
+
+TEST_F(MasterTest, IsOneForADataFolderAndOneForAnAddress)
+{
+    Start();
+    MasterSettings sameData = m_settings;
+    sameData.server.address = SettingsIn(m_folder / "x").server.address;
+    EXPECT_EQ(RunningMaster(sameData).Error(),
+              "another Master uses data folder " + m_settings.data.Text());
+
+    MasterSettings sameAddress = m_settings;
+    sameAddress.data = m_folder / "other";
+    EXPECT_EQ(RunningMaster(sameAddress).Error(),
+              "another Master uses address " + (m_folder / "m.sock").Text());
+    EXPECT_TRUE(RawClient(m_master->Address()).SayHello());
+}
+
+TEST_F(MasterTest, GoesOnWhenTheDiskIsFull)
+{
+    Start();
+    const auto client = Connect();
+    const std::string job = Submit(*client, {{"Range", "1"}, {"Status", "4"}});
+
+    ::signal(SIGXFSZ, SIG_IGN);
+    rlimit before{};
+    ::getrlimit(RLIMIT_FSIZE, &before);
+    rlimit full = before;
+    full.rlim_cur = 600'000;
+    ::setrlimit(RLIMIT_FSIZE, &full);
+    const std::string note(2'000'000, 'x');
+    const auto refused = client->Ask(SetEnvelope(job, "Note", note));
+    EXPECT_EQ(Status(*client, job), "4");
+    ::setrlimit(RLIMIT_FSIZE, &before);
+    ::signal(SIGXFSZ, SIG_DFL);
+
+    ASSERT_TRUE(refused && refused->has_refused());
+    EXPECT_TRUE(refused->refused().reason().starts_with("job store "))
+        << refused->ShortDebugString();
+    EXPECT_EQ(ParameterOf(client->Ask(GetJobEnvelope(job))->job(), "Note"), "(not set)");
+    EXPECT_TRUE(client->Ask(SetEnvelope(job, "Note", note))->has_accepted());
+    EXPECT_TRUE(client->ReceiveUntil(IsNews("Note", note)));
+}
+
+TEST_F(MasterTest, NotesHowACommandEndedOnceTheDiskHasRoomAgain)
+{
+    Start();
+    const auto client = Connect();
+    const std::string job = Submit(*client, {{"Range", "1"}, {"Script", WaitsFor("go")}});
+    ASSERT_TRUE(client->ReceiveUntil(IsNews("Status", "1")));
+
+    const LogCapture log;
+    ::signal(SIGXFSZ, SIG_IGN);
+    rlimit before{};
+    ::getrlimit(RLIMIT_FSIZE, &before);
+    rlimit full = before;
+    full.rlim_cur = 1;
+    ::setrlimit(RLIMIT_FSIZE, &full);
+    m_folder.MakeFile("go");
+    for (int i = 0; i < 3000 && log.Count(ostrel::k_LogError, "job store ") == 0; ++i)
+        EXPECT_EQ(Status(*client, job), "1");
+    ::setrlimit(RLIMIT_FSIZE, &before);
+    ::signal(SIGXFSZ, SIG_DFL);
+
+    ASSERT_TRUE(client->ReceiveUntil(IsNews("Status", "2")));
+}
+
+TEST_F(MasterTest, EndsWhenItIsIdle)
+{
+    m_settings.endWhenIdle = 60ms;
+    Start();
+    EXPECT_TRUE(m_master->WaitForEnd());
+}
+
+TEST_F(MasterTest, DoesNotEndWhileAClientIsThere)
+{
+    m_settings.endWhenIdle = 40ms;
+    Start();
+    auto client = Connect();
+    const auto start = std::chrono::steady_clock::now();
+    while (std::chrono::steady_clock::now() - start < 400ms)
+        ASSERT_EQ(Status(*client, UID(true).ToString()), "(no job)");
+    client.reset();
+    EXPECT_TRUE(m_master->WaitForEnd());
+}
+
+TEST_F(MasterTest, TakesAJobOfTenMillionPackets)
+{
+    Start(1);
+    const auto client = Connect();
+    const std::string job = Submit(*client, {{"Range", "1-10000000"}, {"Script", WaitsFor("go")}});
+    ASSERT_TRUE(client->ReceiveUntil(IsNews("Status", "1")));
+    EXPECT_TRUE(client->Ask(GetTasksEnvelope(job))->has_refused());
+    EXPECT_TRUE(client->Ask(SetEnvelope(job, "Status", "5"))->has_accepted());
+    EXPECT_TRUE(client->Ask(SetEnvelope(job, "Status", "0"))->has_accepted());
+    EXPECT_TRUE(client->Ask(SetEnvelope(job, "Status", "5"))->has_accepted());
+}
+
+} // namespace

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <boost/asio/io_context.hpp>
+#include <functional>
+#include <future>
+#include <memory>
+#include <thread>
+
+#include "master/Master.h"
+
+/// A Master that runs in this process on a thread of its own, from when this is made until it
+/// goes, on its own socket file in the data folder where no address is given.
+class RunningMaster
+{
+public:
+    explicit RunningMaster(master::MasterSettings settings, int slots = 2);
+    ~RunningMaster();
+    RunningMaster(const RunningMaster &) = delete;
+    RunningMaster &operator=(const RunningMaster &) = delete;
+
+    /// As gRPC takes it.
+    const std::string &Address() const
+    {
+        return m_address;
+    }
+
+    /// Why it could not be started; empty when it runs.
+    const std::string &Error() const
+    {
+        return m_error;
+    }
+
+    /// Runs something on the Master's thread and waits until it is done.
+    void OnLoop(const std::function<void()> &work);
+
+    /// Asks the Master to end and waits for it.
+    void Stop();
+    /// Waits until the Master ends by itself; false when it has not after half a minute.
+    bool WaitForEnd();
+
+private:
+    void Run(const master::MasterSettings &settings, int slots, std::promise<void> &isReady);
+
+    boost::asio::io_context m_loop;
+    master::Master *m_master = nullptr;
+    std::string m_address;
+    std::string m_error;
+    std::promise<void> m_ended;
+    std::future<void> m_hasEnded = m_ended.get_future();
+    std::jthread m_thread;
+};
+
+/// Settings of a Master with its data and its socket in this folder.
+master::MasterSettings SettingsIn(const ostrel::Path &folder);
