@@ -183,7 +183,7 @@ void Dispatcher::SendTasks(const Request &request, const corvan::GetTasksMsg &me
 
     auto answer = boost::make_shared<corvan::TaskListMsg>();
     answer->job = message.job;
-    for (const Packet &packet : m_cache.Get(message.job)->packets)
+    for (const Packet &packet : m_cache.GetCut(message.job)->packets)
         answer->tasks.push_back(QueuedTask(unsigned(answer->tasks.size()), packet));
     for (const TaskState &task : m_store.ListTasks(*state))
         if (task.index < answer->tasks.size())

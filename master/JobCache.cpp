@@ -43,6 +43,29 @@ std::shared_ptr<const JobCache::Entry> JobCache::Get(const UID &job)
 {
     _CallEntry call("JobCache::Get", __FILE__, __LINE__);
 
+    return Find(job);
+}
+
+std::shared_ptr<const JobCache::Entry> JobCache::GetCut(const UID &job)
+{
+    _CallEntry call("JobCache::GetCut", __FILE__, __LINE__);
+
+    const std::shared_ptr<Entry> entry = Find(job);
+    if (!entry->job || entry->isCut)
+        return entry;
+
+    Forget(job);
+    entry->packets = CutPackets(*entry->job, &entry->reason);
+    entry->isCut = true;
+    MakeRoom(SizeBytes(*entry));
+    m_entries.emplace(job, entry);
+    return entry;
+}
+
+std::shared_ptr<JobCache::Entry> JobCache::Find(const UID &job)
+{
+    _CallEntry call("JobCache::Find", __FILE__, __LINE__);
+
     const auto found = m_entries.find(job);
     if (found != m_entries.end())
         return found->second;
@@ -51,16 +74,19 @@ std::shared_ptr<const JobCache::Entry> JobCache::Get(const UID &job)
     entry->job = m_store.Load(job, &entry->reason);
     if (!entry->job)
         return entry;
-    entry->packets = CutPackets(*entry->job, &entry->reason);
-
-    m_bytes += SizeBytes(*entry);
-    if (m_bytes > k_maxBytes)
-    {
-        Clear();
-        m_bytes = SizeBytes(*entry);
-    }
+    MakeRoom(SizeBytes(*entry));
     m_entries.emplace(job, entry);
     return entry;
+}
+
+// For one more entry. When there is no room the cache starts anew.
+void JobCache::MakeRoom(std::size_t bytes)
+{
+    _CallEntry call("JobCache::MakeRoom", __FILE__, __LINE__);
+
+    if (m_bytes + bytes > k_maxBytes)
+        Clear();
+    m_bytes += bytes;
 }
 
 boost::shared_ptr<Job> JobCache::Whole(const JobState &state, String *reason)

@@ -24,12 +24,15 @@ public:
     struct Entry
     {
         boost::shared_ptr<const Job> job; ///< Null where it cannot be read.
-        std::vector<Packet> packets;      ///< None where it cannot be cut.
-        String reason;                    ///< Why not.
+        bool isCut = false;
+        std::vector<Packet> packets; ///< None where it cannot be cut, or was not asked to be.
+        String reason;               ///< Why it cannot be read, or cut.
     };
 
     /// Never null. Shared with the caller, who may keep it while the cache forgets it.
     std::shared_ptr<const Entry> Get(const UID &job);
+    /// The same with its packets.
+    std::shared_ptr<const Entry> GetCut(const UID &job);
 
     /// The job with all of its parameters, those that the Master keeps included: what clients are
     /// sent. Null, with the reason, where it cannot be read.
@@ -43,8 +46,11 @@ public:
 private:
     static constexpr std::size_t k_maxBytes = 64u << 20;
 
+    std::shared_ptr<Entry> Find(const UID &job);
+    void MakeRoom(std::size_t bytes);
+
     JobStore &m_store;
-    std::map<UID, std::shared_ptr<const Entry>> m_entries;
+    std::map<UID, std::shared_ptr<Entry>> m_entries;
     std::size_t m_bytes = 0;
 };
 

@@ -29,7 +29,7 @@ Path LockIn(const Path &data)
 } // namespace
 
 Master::Master(boost::asio::io_context &loop, const MasterSettings &settings, CommandRunner &runner)
-    : m_loop(loop), m_settings(settings), m_runner(runner),
+    : m_loop(loop), m_work(loop.get_executor()), m_settings(settings), m_runner(runner),
       m_lock(LockIn(settings.data), "data folder " + settings.data.Text()),
       m_store(settings.data / "jobs.db"), m_cache(m_store), m_logs(settings.data / "tasks"),
       m_dispatcher(m_store, m_cache, m_followers, m_logs),

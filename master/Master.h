@@ -1,5 +1,6 @@
 #pragma once
 
+#include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <chrono>
@@ -78,6 +79,8 @@ private:
     bool IsIdle();
 
     boost::asio::io_context &m_loop;
+    // Nobody may ask for a long time.
+    boost::asio::executor_work_guard<boost::asio::io_context::executor_type> m_work;
     const MasterSettings m_settings;
     CommandRunner &m_runner;
     LoopThread m_thread;

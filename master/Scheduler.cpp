@@ -155,7 +155,7 @@ Scheduler::Planned Scheduler::PlanTask(JobState &state, const TaskState &queued,
     planned.command.run = ++m_lastRun;
     planned.command.folder = m_logs.FolderOf(state.id);
     planned.command.log = m_logs.FileOf(state.id, task.index);
-    const std::shared_ptr<const JobCache::Entry> entry = m_cache.Get(state.id);
+    const std::shared_ptr<const JobCache::Entry> entry = m_cache.GetCut(state.id);
     if (task.index < entry->packets.size())
         AddRenderCommand(*entry, planned);
     else
