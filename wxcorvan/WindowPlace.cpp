@@ -1,8 +1,10 @@
 #include "wxcorvan/WindowPlace.h"
 
 #include <algorithm>
+#include <utility>
 
 #include <wx/display.h>
+#include <wx/toplevel.h>
 
 namespace wxcorvan
 {
@@ -76,6 +78,20 @@ wxRect PlaceOnScreen(const wxRect &place, const std::vector<wxRect> &screens)
     moved.x = std::clamp(place.x, best->x, best->x + best->width - moved.width);
     moved.y = std::clamp(place.y, best->y, best->y + best->height - moved.height);
     return moved;
+}
+
+void PutInPlace(wxTopLevelWindow &window, const wxRect &place)
+{
+    window.SetSize(place);
+    window.Bind(wxEVT_ACTIVATE,
+                [&window, place, isDone = false](wxActivateEvent &event) mutable
+                {
+                    event.Skip();
+                    if (!event.GetActive() || std::exchange(isDone, true))
+                        return;
+                    if (!window.IsMaximized() && window.GetPosition() != place.GetPosition())
+                        window.Move(place.GetPosition());
+                });
 }
 
 std::vector<wxRect> ListScreens()

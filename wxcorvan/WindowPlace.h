@@ -7,6 +7,8 @@
 
 #include "ostrel/IniFile.h"
 
+class wxTopLevelWindow;
+
 namespace wxcorvan
 {
 
@@ -21,6 +23,10 @@ void SavePlace(ostrel::IniFile &options, const ostrel::String &section, const wx
 /// the first where none shows a corner of 100 x 40 pixels. `screens` are their usable areas; with
 /// none, the place as it is.
 wxRect PlaceOnScreen(const wxRect &place, const std::vector<wxRect> &screens);
+
+/// Gives a window that is not yet shown its place; its position once more when it becomes active
+/// for the first time: some window managers move a program's first window as they frame it.
+void PutInPlace(wxTopLevelWindow &window, const wxRect &place);
 
 /// The usable areas of all screens, the primary one first.
 std::vector<wxRect> ListScreens();

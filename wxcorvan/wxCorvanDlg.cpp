@@ -139,7 +139,7 @@ void wxCorvanDlg::RestorePlace()
     const wxSize size = m_canResize ? place->GetSize() : GetSize();
     wxSize atLeast = size;
     atLeast.IncTo(GetMinSize());
-    SetSize(PlaceOnScreen({place->GetPosition(), atLeast}, ListScreens()));
+    PutInPlace(*this, PlaceOnScreen({place->GetPosition(), atLeast}, ListScreens()));
 }
 
 void wxCorvanDlg::EndModal(int result)

@@ -64,7 +64,7 @@ void wxCorvanFrame::LoadWindowPosition()
 
     const OptionsFile &options = corvan::CorvanApp::Get()->Options();
     if (const std::optional<wxRect> place = LoadPlace(options, k_section))
-        SetSize(PlaceOnScreen(*place, ListScreens()));
+        PutInPlace(*this, PlaceOnScreen(*place, ListScreens()));
     if (options.GetValue(k_section, "Maximized", false))
         Maximize();
 }

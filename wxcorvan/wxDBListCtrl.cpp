@@ -1,6 +1,6 @@
 #include "wxcorvan/wxDBListCtrl.h"
 
-#include <algorithm>
+#include <wx/app.h>
 
 #include "ostrel/CallEntry.h"
 #include "wxcorvan/wxcColors.h"
@@ -55,12 +55,19 @@ void wxDBListCtrl::Insert(int row, bool redrawNow)
     SetItemCount(m_rowCount);
     m_rangeEnd = -1;
 
-    m_mustRedraw = true;
+    RedrawSoon();
     if (redrawNow)
     {
         Redraw();
         RowsWindow()->Update();
     }
+}
+
+void wxDBListCtrl::RedrawSoon()
+{
+    if (!m_mustRedraw)
+        wxWakeUpIdle();
+    m_mustRedraw = true;
 }
 
 void wxDBListCtrl::RedrawItem(int row)
@@ -87,7 +94,7 @@ void wxDBListCtrl::Clear()
     m_rangeEnd = -1;
     m_isDragging = false;
     SetItemCount(0);
-    m_mustRedraw = true;
+    RedrawSoon();
     DoClear();
 }
 

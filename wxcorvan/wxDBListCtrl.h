@@ -102,6 +102,7 @@ protected:
 
 private:
     // Painting.
+    void RedrawSoon();
     void OnPaint(wxPaintEvent &event);
     void PaintRow(wxDC &dc, int row, const wxRect &place, bool hasKeyboard);
     void PaintCell(wxDC &dc, const wxString &text, const wxRect &place) const;
@@ -127,7 +128,9 @@ private:
     void OnLeftDown(wxMouseEvent &event);
     void OnLeftDoubleClick(wxMouseEvent &event);
     void OnRightDown(wxMouseEvent &event);
+    void OnLeftUp(wxMouseEvent &event);
     void OnMotion(wxMouseEvent &event);
+    void DragTo(int y);
     void OnKeyboardCame(wxFocusEvent &event);
     void ShowTipAt(const wxPoint &point);
 

@@ -18,7 +18,7 @@ void wxDBListCtrl::BindGestures()
     rows->Bind(wxEVT_CHAR, &wxDBListCtrl::OnChar, this);
     rows->Bind(wxEVT_LEFT_DOWN, &wxDBListCtrl::OnLeftDown, this);
     rows->Bind(wxEVT_LEFT_DCLICK, &wxDBListCtrl::OnLeftDoubleClick, this);
-    rows->Bind(wxEVT_LEFT_UP, [this](wxMouseEvent &) { m_isDragging = false; });
+    rows->Bind(wxEVT_LEFT_UP, &wxDBListCtrl::OnLeftUp, this);
     rows->Bind(wxEVT_RIGHT_DOWN, &wxDBListCtrl::OnRightDown, this);
     rows->Bind(wxEVT_MOTION, &wxDBListCtrl::OnMotion, this);
     rows->Bind(wxEVT_SET_FOCUS, &wxDBListCtrl::OnKeyboardCame, this);
@@ -67,7 +67,11 @@ void wxDBListCtrl::OnLeftDown(wxMouseEvent &event)
 
 void wxDBListCtrl::OnLeftDoubleClick(wxMouseEvent &event)
 {
-    if (const int row = RowAt(event.GetY()); row >= 0)
+    // With a modifier, and beside the rows, it is a second click like the first.
+    const int row = RowAt(event.GetY());
+    if (row < 0 || event.HasAnyModifiers())
+        OnLeftDown(event);
+    else
         SendRowEvent(wxEVT_LIST_ITEM_ACTIVATED, row);
 }
 
@@ -82,21 +86,33 @@ void wxDBListCtrl::OnRightDown(wxMouseEvent &event)
     SendRowEvent(wxEVT_LIST_ITEM_RIGHT_CLICK, row);
 }
 
+void wxDBListCtrl::OnLeftUp(wxMouseEvent &event)
+{
+    // The last way to here may have come without a motion of its own.
+    DragTo(event.GetY());
+    m_isDragging = false;
+}
+
 void wxDBListCtrl::OnMotion(wxMouseEvent &event)
 {
     if (!event.LeftIsDown())
         m_isDragging = false;
-    if (!m_isDragging || m_rowCount == 0)
-    {
+    if (m_isDragging)
+        DragTo(event.GetY());
+    else
         ShowTipAt(event.GetPosition());
+}
+
+void wxDBListCtrl::DragTo(int y)
+{
+    if (!m_isDragging || m_rowCount == 0)
         return;
-    }
 
     // Above and below the rows the list scrolls by one at each move.
-    int row = RowAt(event.GetY());
-    if (event.GetY() < 0)
+    int row = RowAt(y);
+    if (y < 0)
         row = std::max(0, m_focusRow - 1);
-    else if (row < 0 || event.GetY() >= RowsWindow()->GetClientSize().y)
+    else if (row < 0 || y >= RowsWindow()->GetClientSize().y)
         row = std::min(m_rowCount - 1, m_focusRow + 1);
     if (row != m_focusRow)
         Act(row, SelectHow::Range);

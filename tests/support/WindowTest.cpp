@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
-#include <memory>
 #include <gtk/gtk.h>
+#include <memory>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -23,6 +23,7 @@ namespace
 using Clock = std::chrono::steady_clock;
 
 constexpr int k_sliceMs = 20;
+constexpr int k_endOfDialogMs = 3000;
 
 void RunTool(std::vector<std::string> arguments)
 {
@@ -169,10 +170,12 @@ void WhileModal(const std::function<void()> &show,
         [&]
         {
             hasRun = PumpUntil([] { return FindModal() && IsReady(*FindModal()); });
+            PumpIdle();
             wxDialog *dialog = FindModal();
             if (hasRun)
                 steps(*dialog);
-            if (FindModal() && FindModal() == dialog)
+            // GTK shows a button that a key presses for a moment before it acts.
+            if (!PumpUntil([dialog] { return FindModal() != dialog; }, k_endOfDialogMs))
             {
                 ADD_FAILURE() << "the dialog is still open";
                 dialog->EndModal(0);

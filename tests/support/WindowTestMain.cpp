@@ -1,4 +1,4 @@
-#include <glib.h>
+#include <gtk/gtk.h>
 
 #include <gtest/gtest.h>
 #include <wx/evtloop.h>
@@ -21,6 +21,12 @@ GLogWriterOutput FailOnCritical(GLogLevelFlags level, const GLogField *fields, g
             if (g_strcmp0(fields[i].key, "MESSAGE") == 0)
                 ADD_FAILURE() << "GTK: " << static_cast<const char *>(fields[i].value);
     return g_log_writer_default(level, fields, count, unused);
+}
+
+/// What is on the screen is what is, not on its way there.
+void StopAnimations()
+{
+    g_object_set(gtk_settings_get_default(), "gtk-enable-animations", FALSE, nullptr);
 }
 
 /// Windows that a test left behind must not reach into the next one.
@@ -58,6 +64,7 @@ int main(int argc, char **argv)
     if (!wxEntryStart(argc, argv))
         return EXIT_FAILURE;
     CountInput();
+    StopAnimations();
     wxcorvan::wxcSetAssertHandler([](const ostrel::String &text)
                                   { ADD_FAILURE() << "toolkit assertion: " << text; });
 

@@ -7,6 +7,16 @@ FakeLink *FakeLink::s_live = nullptr;
 
 TestApp::TestApp() : wxCorvanApp(ostrel::k_LogError, ostrel::k_LogNone, "TestApp") {}
 
+bool TestApp::Startup(corvan::CommandLine &commandLine)
+{
+    m_connected = corvan::MessengerConnectedEvt::s_Signal.ConnectFunction(
+        [this](const corvan::MessengerConnectedEvt &) { seen.push_back("program connected"); });
+    m_disconnected = corvan::MessengerDisconnectedEvt::s_Signal.ConnectFunction(
+        [this](const corvan::MessengerDisconnectedEvt &)
+        { seen.push_back("program disconnected"); });
+    return wxCorvanApp::Startup(commandLine);
+}
+
 std::unique_ptr<corvan::Link> TestApp::MakeLink(const corvan::MasterAddress & /*address*/)
 {
     return std::make_unique<FakeLink>();

@@ -41,6 +41,15 @@ class TestApp : public wxcorvan::wxCorvanApp
 public:
     TestApp();
 
+    bool Startup(corvan::CommandLine &commandLine) override;
+
+    /// What the program itself was told of the connection.
+    std::vector<std::string> seen;
+
 protected:
     std::unique_ptr<corvan::Link> MakeLink(const corvan::MasterAddress &address) override;
+
+private:
+    ostrel::SignalConnection m_connected;
+    ostrel::SignalConnection m_disconnected;
 };

@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 #include <wx/frame.h>
+#include <wx/imaglist.h>
+#include <wx/menu.h>
 #include <wx/sizer.h>
 
 #include "tests/support/WindowTest.h"
@@ -54,11 +56,13 @@ public:
     void DoClear() override
     {
         selected.clear();
+        ++clears;
     }
 
     Rows selected;
     int eventCount = 0;
     int textsAsked = 0;
+    int clears = 0;
 
 private:
     void Take(wxListEvent &event, bool select)
@@ -97,6 +101,31 @@ protected:
         wxRect place;
         ASSERT_TRUE(m_list->GetItemRect(row, place));
         ClickAt(*m_list, {60, place.y + place.height / 2}, modifiers);
+    }
+
+    /// How long the owner's thread was busy with it, from the key to the last event.
+    double MsOf(const std::string &keys)
+    {
+        const auto begin = std::chrono::steady_clock::now();
+        PressKeys(keys);
+        return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - begin)
+            .count();
+    }
+
+    /// Has the rows painted and says how many texts were asked for.
+    int TextsOfOnePaint()
+    {
+        PumpIdle();
+        m_list->textsAsked = 0;
+        m_list->Redraw();
+        m_list->GetTargetWindow()->Update();
+        PumpUntil([this] { return m_list->textsAsked > 0; }, 2000);
+        return m_list->textsAsked;
+    }
+
+    int TopRow() const
+    {
+        return m_list->GetViewStart().y;
     }
 
     wxFrame *m_frame = nullptr;
@@ -178,4 +207,295 @@ TEST_F(wxDBListCtrlTest, ReportsEveryRowOfEachGestureWithTheKeyboard)
         EXPECT_EQ(m_list->selected, selected) << keys;
         EXPECT_EQ(m_list->FocusRow(), focus) << keys;
     }
+}
+
+TEST_F(wxDBListCtrlTest, ReportsEveryRowOfADrag)
+{
+    Make(10);
+    wxRect first;
+    wxRect last;
+    m_list->GetItemRect(2, first);
+    m_list->GetItemRect(5, last);
+    DragFromTo(*m_list, {60, first.y + 5}, {60, last.y + 5});
+    EXPECT_EQ(m_list->selected, Range(2, 5));
+}
+
+TEST_F(wxDBListCtrlTest, DeselectsAllByAClickBelowTheLastRow)
+{
+    Make(3);
+    PressKeys("ctrl+a");
+    EXPECT_EQ(m_list->selected, Range(0, 2));
+    wxRect last;
+    m_list->GetItemRect(2, last);
+    ClickAt(*m_list, {60, last.GetBottom() + 40}, "ctrl");
+    EXPECT_EQ(m_list->selected, Range(0, 2));
+    ClickAt(*m_list, {60, last.GetBottom() + 40});
+    EXPECT_EQ(m_list->selected, Rows());
+}
+
+TEST_F(wxDBListCtrlTest, KeepsOneRowAtMostWhenMadeForSingleSelection)
+{
+    Make(10, true);
+    const struct
+    {
+        const char *keys;
+        Rows selected;
+    } steps[] = {
+        {"Down", {1}},      {"shift+Down", {2}}, {"ctrl+a", {2}},
+        {"shift+End", {9}}, {"ctrl+space", {}},  {"space", {9}},
+    };
+
+    for (const auto &[keys, selected] : steps)
+    {
+        PressKeys(keys);
+        EXPECT_EQ(m_list->selected, selected) << keys;
+    }
+    Click(3, "ctrl");
+    EXPECT_EQ(m_list->selected, Rows{3});
+    Click(6, "shift");
+    EXPECT_EQ(m_list->selected, Rows{6});
+}
+
+TEST_F(wxDBListCtrlTest, ReportsActivationByEnterAndDoubleClick)
+{
+    Make(10);
+    std::vector<int> activated;
+    m_list->Bind(wxEVT_LIST_ITEM_ACTIVATED,
+                 [&](wxListEvent &event) { activated.push_back(int(event.GetIndex())); });
+    PressKeys("Down Return");
+    wxRect place;
+    m_list->GetItemRect(4, place);
+    DoubleClickAt(*m_list, {60, place.y + 5});
+    EXPECT_EQ(activated, (std::vector{1, 4}));
+}
+
+TEST_F(wxDBListCtrlTest, SelectsTheRowUnderARightClickUnlessItIsSelected)
+{
+    Make(10);
+    std::vector<int> clicked;
+    m_list->Bind(wxEVT_LIST_ITEM_RIGHT_CLICK,
+                 [&](wxListEvent &event) { clicked.push_back(int(event.GetIndex())); });
+    Click(2);
+    Click(4, "shift");
+    wxRect place;
+    m_list->GetItemRect(3, place);
+    ClickAt(*m_list, {60, place.y + 5}, "", 3);
+    EXPECT_EQ(m_list->selected, Range(2, 4));
+    m_list->GetItemRect(7, place);
+    ClickAt(*m_list, {60, place.y + 5}, "", 3);
+    EXPECT_EQ(m_list->selected, Rows{7});
+    EXPECT_EQ(clicked, (std::vector{3, 7}));
+}
+
+TEST_F(wxDBListCtrlTest, ShowsWhatTheOwnerSelectsWithoutAnEvent)
+{
+    Make(10);
+    m_list->selected = {1, 3};
+    m_list->eventCount = 0;
+    m_list->Redraw();
+    PumpIdle();
+    EXPECT_EQ(m_list->eventCount, 0);
+
+    // The next gesture starts from the owner's selection.
+    Click(3, "ctrl");
+    EXPECT_EQ(m_list->selected, Rows{1});
+    EXPECT_EQ(m_list->eventCount, 1);
+}
+
+TEST_F(wxDBListCtrlTest, ExtendsARangeAfterTheOwnerChangedTheSelection)
+{
+    Make(10);
+    PressKeys("Down shift+Down");
+    m_list->selected = {7};
+    m_list->Redraw();
+    PressKeys("shift+Down");
+    EXPECT_EQ(m_list->selected, Range(1, 3));
+}
+
+TEST_F(wxDBListCtrlTest, LeavesOtherKeysToTheWindow)
+{
+    Make(10);
+    PressKeys("Down");
+    int commands = 0;
+    auto *menu = new wxMenu;
+    menu->Append(2001, "Select\tCtrl+S");
+    auto *bar = new wxMenuBar;
+    bar->Append(menu, "File");
+    m_frame->SetMenuBar(bar);
+    m_frame->Bind(
+        wxEVT_MENU, [&](wxCommandEvent &) { ++commands; }, 2001);
+    PressKeys("ctrl+s x 5");
+    EXPECT_EQ(commands, 1);
+    EXPECT_EQ(m_list->selected, Rows{1});
+    EXPECT_EQ(m_list->FocusRow(), 1);
+}
+
+TEST_F(wxDBListCtrlTest, SelectsAHundredThousandRowsAtOnce)
+{
+    Make(100'000);
+    const double selectAll = MsOf("ctrl+a");
+    EXPECT_EQ(m_list->selected.size(), 100'000u);
+    EXPECT_EQ(m_list->eventCount, 100'000);
+
+    m_list->eventCount = 0;
+    const double again = MsOf("ctrl+a");
+    EXPECT_EQ(m_list->eventCount, 0);
+
+    const double one = MsOf("Down");
+    EXPECT_EQ(m_list->selected, Rows{1});
+
+    const double toEnd = MsOf("shift+End");
+    EXPECT_EQ(m_list->selected, Range(1, 99'999));
+    m_list->eventCount = 0;
+    const double oneLess = MsOf("shift+Up");
+    EXPECT_EQ(m_list->eventCount, 1);
+    EXPECT_EQ(m_list->FocusRow(), 99'998);
+
+    RecordProperty("selectAllMs", int(selectAll));
+    RecordProperty("selectAllAgainMs", int(again));
+    RecordProperty("selectOneMs", int(one));
+    RecordProperty("extendToEndMs", int(toEnd));
+    RecordProperty("extendByOneMs", int(oneLess));
+    // Far from what rows times rows would take, on any machine and under a sanitizer.
+    EXPECT_LT(selectAll, 5000);
+    EXPECT_LT(one, 5000);
+    EXPECT_LT(toEnd, 5000);
+}
+
+TEST_F(wxDBListCtrlTest, ReportsGesturesFarDownAHundredThousandRows)
+{
+    Make(100'000);
+    PressKeys("End");
+    EXPECT_EQ(m_list->selected, Rows{99'999});
+    Click(99'995);
+    EXPECT_EQ(m_list->selected, Rows{99'995});
+    Click(99'998, "shift");
+    EXPECT_EQ(m_list->selected, Range(99'995, 99'998));
+    PressKeys("ctrl+Home");
+    EXPECT_EQ(TopRow(), 0);
+    Click(2, "ctrl+shift");
+    EXPECT_EQ(m_list->selected, Range(2, 99'998));
+}
+
+TEST_F(wxDBListCtrlTest, AsksForTheVisibleRowsOnly)
+{
+    Make(100'000);
+    const int texts = TextsOfOnePaint();
+    EXPECT_GT(texts, 10);
+    EXPECT_LT(texts, 100);
+}
+
+TEST_F(wxDBListCtrlTest, RepaintsNothingForARowThatIsOutOfSight)
+{
+    Make(100'000);
+    TextsOfOnePaint();
+    m_list->textsAsked = 0;
+    m_list->RedrawItem(50'000);
+    m_list->RedrawItem(-1);
+    m_list->RedrawItem(100'000);
+    PumpIdle();
+    EXPECT_EQ(m_list->textsAsked, 0);
+    m_list->RedrawItem(2);
+    EXPECT_TRUE(PumpUntil([this] { return m_list->textsAsked > 0; }));
+    EXPECT_LE(m_list->textsAsked, 4);
+}
+
+TEST_F(wxDBListCtrlTest, InsertsWithoutAskingForRows)
+{
+    Make(0);
+    PumpIdle();
+    m_list->textsAsked = 0;
+    for (int row = 0; row < 1'000'000; ++row)
+        m_list->Insert(row, false);
+    EXPECT_EQ(m_list->textsAsked, 0);
+    EXPECT_EQ(m_list->RowCount(), 1'000'000);
+    EXPECT_EQ(m_list->GetItemCount(), 1'000'000);
+    EXPECT_TRUE(PumpUntil([this] { return m_list->textsAsked > 0; }));
+}
+
+TEST_F(wxDBListCtrlTest, KeepsScrollPositionAndKeyboardRowOverARefill)
+{
+    Make(1000);
+    m_list->SetFocusRow(500);
+    PumpIdle();
+    const int top = TopRow();
+    EXPECT_GT(top, 0);
+
+    m_list->Redraw();
+    PumpIdle();
+    EXPECT_EQ(TopRow(), top);
+
+    m_list->Clear();
+    EXPECT_EQ(m_list->clears, 1);
+    EXPECT_EQ(m_list->RowCount(), 0);
+    for (int row = 0; row < 1000; ++row)
+        m_list->Insert(row, false);
+    PumpIdle();
+    EXPECT_EQ(TopRow(), top);
+    EXPECT_EQ(m_list->FocusRow(), 500);
+}
+
+TEST_F(wxDBListCtrlTest, MovesTheKeyboardToTheLastRowOfAShorterList)
+{
+    Make(1000);
+    m_list->SetFocusRow(500);
+    m_list->Clear();
+    for (int row = 0; row < 5; ++row)
+        m_list->Insert(row, false);
+    PumpIdle();
+    EXPECT_EQ(m_list->FocusRow(), 4);
+    EXPECT_EQ(TopRow(), 0);
+    PressKeys("Up");
+    EXPECT_EQ(m_list->selected, Rows{3});
+
+    m_list->Clear();
+    PumpIdle();
+    EXPECT_EQ(m_list->FocusRow(), -1);
+    PressKeys("Down ctrl+a space End");
+    EXPECT_EQ(m_list->selected, Rows());
+}
+
+TEST_F(wxDBListCtrlTest, FollowsARowThatIsPushedDown)
+{
+    Make(10);
+    m_list->SetFocusRow(4);
+    m_list->Insert(2, true);
+    EXPECT_EQ(m_list->FocusRow(), 5);
+    m_list->Insert(11, false);
+    EXPECT_EQ(m_list->FocusRow(), 5);
+}
+
+TEST_F(wxDBListCtrlTest, ScrollsARowIntoViewWithTheKeyboard)
+{
+    Make(1000);
+    PressKeys("End");
+    EXPECT_GT(TopRow(), 900);
+    PressKeys("Home");
+    EXPECT_EQ(TopRow(), 0);
+    m_list->Insert(1000, false);
+    m_list->SetFocusRow(1000);
+    PumpIdle();
+    EXPECT_GT(TopRow(), 900);
+}
+
+TEST_F(wxDBListCtrlTest, PutsImagesIntoColumnHeaders)
+{
+    Make(10);
+    auto *images = new wxImageList(12, 12);
+    images->Add(wxBitmap(12, 12));
+    images->Add(wxBitmap(12, 12));
+    m_list->AssignImageList(images, wxIMAGE_LIST_SMALL);
+    m_list->SetColumnImage(1, 1);
+    wxListItem header;
+    header.SetMask(wxLIST_MASK_IMAGE | wxLIST_MASK_TEXT);
+    m_list->GetColumn(1, header);
+    EXPECT_EQ(header.GetImage(), 1);
+    EXPECT_EQ(header.GetText(), "Size");
+    m_list->SetColumnImage(1, -1);
+    m_list->GetColumn(1, header);
+    EXPECT_EQ(header.GetImage(), -1);
+    EXPECT_EQ(header.GetText(), "Size");
+    m_list->SetColumnImage(7, 0);
+    m_list->SetColumnImage(-1, 0);
+    PumpIdle();
 }
