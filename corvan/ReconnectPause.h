@@ -22,7 +22,7 @@ public:
 
 private:
     LinkTiming m_timing;
-    std::minstd_rand m_random;
+    std::mt19937 m_random;
     LinkTiming::Milliseconds m_next{0};
 };
 
