@@ -8,7 +8,8 @@ namespace ostrel
 /// Notes that a method is running, for as long as it lives.
 ///
 /// Each thread keeps a stack of the names; `LogFatal` prints it, so a report shows how the program
-/// got there. At trace level every entry is also logged. Costs a few nanoseconds otherwise.
+/// got there. Beyond 256 entries the innermost are counted but not kept. At trace level every entry
+/// is also logged. Costs a few nanoseconds otherwise.
 class _CallEntry
 {
 public:

@@ -33,8 +33,11 @@ struct LogSettings
 /// console and the program goes on without one. Calling it again replaces the settings.
 void LogStart(const LogSettings &settings);
 
-/// Writes out what is waiting. Call it before the program ends.
+/// Writes out what waits and closes the file; from then on there is the console alone. Done by
+/// itself when the program ends by `exit` or returns from `main`.
 void LogStop();
+
+/// Returns when all lines logged before are with the operating system.
 void LogFlush();
 
 /// True when some place takes lines of this level: ask before building a costly text. One
@@ -42,11 +45,14 @@ void LogFlush();
 bool LogWanted(LogLevel level);
 
 /// One line of log (it may hold newlines). Any thread. Never throws. Before `LogStart`, warnings
-/// and worse go to standard error.
+/// and worse go to standard error. A fatal line is followed by the thread's call entries, and is in
+/// the file when the call returns. When the file falls 8 MB behind, the call waits for it.
 void Log(LogLevel level, std::string_view text);
 
 /// Every line that is wanted at `level` or below is given to `listener` as well, on the thread
-/// that logs it; an empty function ends that. One at a time; for tests and log windows.
+/// that logs it, without call entries; an empty function ends that, after a call that is under way.
+/// A listener is not told of lines that it logs itself, and must not call `LogListen`. One at a
+/// time; for tests and log windows.
 void LogListen(LogLevel level, std::function<void(LogLevel, std::string_view)> listener);
 
 inline void LogFatal(std::string_view text)
