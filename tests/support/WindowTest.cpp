@@ -16,6 +16,7 @@
 #include <wx/toplevel.h>
 
 #include "tests/support/InputCount.h"
+#include "tests/support/XWindow.h"
 
 namespace
 {
@@ -66,10 +67,21 @@ std::vector<std::string> Split(const std::string &text, char separator)
     return parts;
 }
 
+/// Relative to the X window: GTK learns a moment late where the window manager has put it, and what
+/// it makes of screen coordinates until then is off by the frame.
 std::vector<std::string> MoveTo(const wxWindow &window, const wxPoint &point)
 {
-    const wxPoint place = window.ClientToScreen(point);
-    return {"mousemove", std::to_string(place.x), std::to_string(place.y)};
+    GtkWidget *top = gtk_widget_get_toplevel(window.GetHandle());
+    // GTK moves its widgets with the next frame; a click before that hits what was there. The wait
+    // ends as a frame begins, so the second one has seen the first one's layout.
+    for (int frame = 0; frame < 2; ++frame)
+        gtk_test_widget_wait_for_draw(top);
+    GdkWindow *topWindow = gtk_widget_get_window(top);
+    wxPoint origin;
+    gdk_window_get_origin(topWindow, &origin.x, &origin.y);
+    const wxPoint place = window.ClientToScreen(point) - origin;
+    return {"mousemove", "--window", std::to_string(XWindowOf(window)), std::to_string(place.x),
+            std::to_string(place.y)};
 }
 
 void Append(std::vector<std::string> &list, const std::vector<std::string> &more)

@@ -203,8 +203,8 @@ TEST_F(FrameScan, WhileDisconnectedThePassEndsAndNoneIsPlanned)
     m_log.Clear(); // Of the pass over no files at all.
     const auto message = boost::make_shared<JobMsg>();
     message->job = MakeJob({{p_Range, "1-300"}});
-    Link().Receive(message);
-    Link().Disconnect();
+    Link().callbacks.received(message);
+    Link().callbacks.disconnected("the test says so");
     WaitFor([] { return !Messenger::IsConnected(); });
     WaitFor([this] { return List().GetDisplayText(299, 1) == "0 KB"; });
     PumpIdle();

@@ -25,14 +25,12 @@ namespace
 class TestOrdwick : public Ordwick
 {
 public:
-    FakeLink *link = nullptr; ///< The messenger's.
+    FakeLink::Record link;
 
 protected:
     std::unique_ptr<Link> MakeLink(const MasterAddress & /*address*/) override
     {
-        auto fake = std::make_unique<FakeLink>();
-        link = fake.get();
-        return fake;
+        return std::make_unique<FakeLink>(link);
     }
 };
 
@@ -128,14 +126,14 @@ void OrdwickFixture::PumpPass()
 
 void OrdwickFixture::Connect()
 {
-    Link().Connect();
+    Link().callbacks.connected();
     WaitFor([] { return Messenger::IsConnected(); });
     PumpIdle();
 }
 
 void OrdwickFixture::Disconnect()
 {
-    Link().Disconnect();
+    Link().callbacks.disconnected("the test says so");
     WaitFor([] { return !Messenger::IsConnected(); });
     PumpIdle();
 }
@@ -157,7 +155,7 @@ void OrdwickFixture::ReceiveJob(const boost::shared_ptr<Job> &job)
 {
     const auto message = boost::make_shared<JobMsg>();
     message->job = job;
-    Link().Receive(message);
+    Link().callbacks.received(message);
     PumpIdle();
 }
 
@@ -167,7 +165,7 @@ void OrdwickFixture::ReceiveParameter(const std::string &name, const std::string
     message->job = UID(s_jobId, true);
     message->name = name;
     message->value = value;
-    Link().Receive(message);
+    Link().callbacks.received(message);
     PumpIdle();
 }
 
@@ -177,7 +175,7 @@ void OrdwickFixture::ConnectWithJob(
     Connect();
     const auto message = boost::make_shared<JobMsg>();
     message->job = MakeJob(parameters);
-    Link().Receive(message);
+    Link().callbacks.received(message);
     WaitFor([] { return wxGetApp().CurrentJob() != nullptr; });
 }
 
@@ -231,9 +229,9 @@ FileList &OrdwickFixture::List() const
     throw std::logic_error("the window has no file list");
 }
 
-FakeLink &OrdwickFixture::Link() const
+FakeLink::Record &OrdwickFixture::Link() const
 {
-    return *App().link;
+    return App().link;
 }
 
 wxcorvan::wxcChoice &OrdwickFixture::FormatChoice() const

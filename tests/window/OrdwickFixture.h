@@ -60,7 +60,7 @@ protected:
 
     MainWindow &Window() const;
     FileList &List() const;
-    FakeLink &Link() const;
+    FakeLink::Record &Link() const;
     wxcorvan::wxcChoice &FormatChoice() const;
     /// "5 Files | 0 Missing | 0 Too Small"
     std::string StatusTexts() const;

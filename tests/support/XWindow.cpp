@@ -1,0 +1,12 @@
+#include "tests/support/XWindow.h"
+
+#include <gdk/gdkx.h>
+#include <gtk/gtk.h>
+
+#include <wx/window.h>
+
+unsigned long XWindowOf(const wxWindow &window)
+{
+    GtkWidget *top = gtk_widget_get_toplevel(window.GetHandle());
+    return gdk_x11_window_get_xid(gtk_widget_get_window(top));
+}
