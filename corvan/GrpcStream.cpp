@@ -1,7 +1,5 @@
 #include "corvan/GrpcStream.h"
 
-#include <thread>
-
 #include "corvan/GrpcChannel.h"
 #include "corvan/MessageFactory.h"
 #include "corvan/Utf8.h"
@@ -24,39 +22,16 @@ GrpcStream::GrpcStream(const GrpcLink::Settings &settings, const Link::Callbacks
     : m_settings(settings), m_callbacks(callbacks), m_channel(MakeChannel(settings)),
       m_stub(wire::Master::NewStub(m_channel))
 {
-    // The opening goes out with the first envelope, so that making the stream waits for nothing.
-    m_context.set_initial_metadata_corked(true);
-    m_stream = m_stub->Connect(&m_context);
 }
 
 GrpcStream::Outcome GrpcStream::Run()
 {
-    grpc::Status status;
-    {
-        std::jthread writer([this] { WriteAll(); });
-        std::jthread reader(
-            [&]
-            {
-                ReadAll();
-                EndReading();
-                writer.join();
-                status = m_stream->Finish();
-                const std::lock_guard lock(m_mutex);
-                m_isFinished = true;
-                m_changed.notify_all();
-            });
-        WatchClock();
-        reader.join();
-    }
-
-    Outcome outcome;
-    outcome.wasConnected = m_isWelcome;
-    outcome.isNobodyThere = !m_isWelcome && status.error_code() == grpc::StatusCode::UNAVAILABLE &&
-                            m_channel->GetState(false) != GRPC_CHANNEL_READY;
-    outcome.reason = !m_reason.empty()                 ? m_reason
-                     : !status.error_message().empty() ? MakeUtf8(status.error_message())
-                                                       : String("the Master ended it");
-    return outcome;
+    Open();
+    if (ReadWelcome())
+        for (ReadNext(); WaitForRead(); ReadNext())
+            PassOn();
+    Close();
+    return MakeOutcome();
 }
 
 bool GrpcStream::Send(wire::Envelope envelope)
@@ -68,7 +43,7 @@ bool GrpcStream::Send(wire::Envelope envelope)
             return false;
         m_outgoingBytes += bytes;
         m_outgoing.push_back(std::move(envelope));
-        m_changed.notify_all();
+        WriteNext();
         if (m_outgoingBytes <= k_most_outgoing_bytes)
             return true;
     }
@@ -86,93 +61,147 @@ void GrpcStream::Cancel(const String &reason)
     m_context.TryCancel();
 }
 
-void GrpcStream::WriteAll()
+void GrpcStream::OnReadDone(bool isFine)
 {
-    wire::Envelope envelope = Greeting();
-    do
-    {
-        if (!m_stream->Write(envelope))
-            return;
-    } while (TakeNext(envelope));
+    const std::lock_guard lock(m_mutex);
+    m_hasRead = isFine;
+    m_isReadingOver = !isFine;
+    m_changed.notify_all();
 }
 
-bool GrpcStream::TakeNext(wire::Envelope &envelope)
+void GrpcStream::OnWriteDone(bool isFine)
+{
+    const std::lock_guard lock(m_mutex);
+    m_isWriting = false;
+    m_outgoingBytes -= m_outgoing.front().ByteSizeLong();
+    m_outgoing.pop_front();
+    if (isFine)
+        WriteNext();
+}
+
+void GrpcStream::OnDone(const grpc::Status &status)
+{
+    const std::lock_guard lock(m_mutex);
+    m_status = status;
+    m_isDone = true;
+    m_changed.notify_all();
+}
+
+void GrpcStream::Open()
+{
+    m_stub->async()->Connect(&m_context, this);
+    // Reads and writes are started from outside of gRPC's own calls, until `Close`.
+    AddHold();
+    StartCall();
+    {
+        const std::lock_guard lock(m_mutex);
+        m_outgoing.push_back(Greeting());
+        m_outgoingBytes = m_outgoing.front().ByteSizeLong();
+        WriteNext();
+    }
+    ReadNext();
+}
+
+/// With the lock held.
+void GrpcStream::WriteNext()
+{
+    if (m_isWriting || m_outgoing.empty() || m_isReadingOver)
+        return;
+    m_isWriting = true;
+    StartWrite(&m_outgoing.front());
+}
+
+void GrpcStream::ReadNext()
+{
+    {
+        const std::lock_guard lock(m_mutex);
+        m_hasRead = false;
+    }
+    StartRead(&m_incoming);
+}
+
+/// False when nothing more comes.
+bool GrpcStream::WaitForRead()
 {
     Lock lock(m_mutex);
-    m_changed.wait(lock, [this] { return m_isReadingOver || !m_outgoing.empty(); });
-    if (m_isReadingOver)
-        return false;
-    envelope = std::move(m_outgoing.front());
-    m_outgoing.pop_front();
-    m_outgoingBytes -= envelope.ByteSizeLong();
-    return true;
+    m_changed.wait(lock, [this] { return m_hasRead || m_isReadingOver; });
+    return m_hasRead;
 }
 
-void GrpcStream::ReadAll()
+/// The same; a Master that takes longer is left.
+bool GrpcStream::WaitForRead(LinkTiming::Milliseconds atMost)
 {
-    if (!ReadWelcome())
-        return;
-    wire::Envelope envelope;
-    while (m_stream->Read(&envelope))
-        PassOn(envelope);
+    {
+        Lock lock(m_mutex);
+        if (m_changed.wait_for(lock, atMost, [this] { return m_hasRead || m_isReadingOver; }))
+            return m_hasRead;
+    }
+    Cancel("no answer within " + std::to_string(atMost.count()) + " ms");
+    WaitForRead();
+    return false;
 }
 
 bool GrpcStream::ReadWelcome()
 {
-    wire::Envelope envelope;
-    if (!m_stream->Read(&envelope))
+    if (!WaitForRead(m_settings.timing.greeting))
         return false;
     UID master;
-    if (!envelope.has_welcome() || !master.FromString(envelope.welcome().master()))
+    if (!m_incoming.has_welcome() || !master.FromString(m_incoming.welcome().master()))
     {
         Cancel("the Master did not answer the greeting with its own");
         return false;
     }
 
     ostrel::LogStatus("Connected to the Master " + master.ToString() + " (version " +
-                      Excerpt(envelope.welcome().version()) + ") at " + m_settings.address.text);
+                      Excerpt(m_incoming.welcome().version()) + ") at " + m_settings.address.text);
     {
         const std::lock_guard lock(m_mutex);
         m_isWelcome = true;
-        m_changed.notify_all();
     }
     m_callbacks.connected();
     return true;
 }
 
-void GrpcStream::PassOn(const wire::Envelope &envelope)
+void GrpcStream::PassOn()
 {
     String reason;
-    if (auto message = MessageFactory::FromEnvelope(envelope, &reason))
+    if (auto message = MessageFactory::FromEnvelope(m_incoming, &reason))
         m_callbacks.received(std::move(message));
     else
         ostrel::LogError("a message of the Master is refused: " + reason);
 }
 
-void GrpcStream::WatchClock()
+/// Waits until gRPC is done with this stream.
+void GrpcStream::Close()
 {
-    Lock lock(m_mutex);
-    const bool isAnswered = m_changed.wait_for(lock, m_settings.timing.greeting,
-                                               [this] { return m_isWelcome || m_isReadingOver; });
-    if (!isAnswered)
     {
-        lock.unlock();
-        Cancel("no answer within " + std::to_string(m_settings.timing.greeting.count()) + " ms");
-        lock.lock();
+        const std::lock_guard lock(m_mutex);
+        m_isReadingOver = true; // No write is started any more.
     }
-    m_changed.wait(lock, [this] { return m_isReadingOver; });
-    if (m_changed.wait_for(lock, k_farewell, [this] { return m_isFinished; }))
+    RemoveHold();
+    Lock lock(m_mutex);
+    if (m_changed.wait_for(lock, k_farewell, [this] { return m_isDone; }))
         return;
-    // Reading ended and the stream did not: what came was no envelope.
     lock.unlock();
+    // Reading ended and the stream did not: what came was no envelope.
     Cancel("the Master sent what cannot be read");
+    lock.lock();
+    m_changed.wait(lock, [this] { return m_isDone; });
 }
 
-void GrpcStream::EndReading()
+GrpcStream::Outcome GrpcStream::MakeOutcome() const
 {
-    const std::lock_guard lock(m_mutex);
-    m_isReadingOver = true;
-    m_changed.notify_all();
+    Outcome outcome;
+    outcome.wasConnected = m_isWelcome;
+    outcome.isNobodyThere = !m_isWelcome &&
+                            m_status.error_code() == grpc::StatusCode::UNAVAILABLE &&
+                            m_channel->GetState(false) != GRPC_CHANNEL_READY;
+    outcome.reason = m_reason;
+    if (outcome.reason.empty())
+        outcome.reason = MakeUtf8(m_status.error_message());
+    if (outcome.reason.empty())
+        outcome.reason = "the Master ended it";
+    return outcome;
 }
 
 wire::Envelope GrpcStream::Greeting() const

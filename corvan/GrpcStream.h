@@ -3,6 +3,7 @@
 #include <condition_variable>
 #include <deque>
 #include <grpcpp/client_context.h>
+#include <grpcpp/support/client_callback.h>
 #include <mutex>
 
 #include "corvan/GrpcLink.h"
@@ -13,9 +14,10 @@ namespace corvan
 
 /// One connection of a link, from the attempt to its end.
 ///
-/// It has a thread that reads and one that writes, while the caller of `Run` watches the clock. All
-/// three are over when `Run` returns.
-class GrpcStream
+/// gRPC's threads only note what is done, so that they keep the connection alive whatever the
+/// program is at; the caller of `Run` calls the link's callbacks, and the next message is read when
+/// they are through with the one before.
+class GrpcStream : private grpc::ClientBidiReactor<wire::Envelope, wire::Envelope>
 {
 public:
     struct Outcome
@@ -28,7 +30,7 @@ public:
     /// Both must outlive the stream. Throws `ostrel::Exception *` for settings that cannot be.
     GrpcStream(const GrpcLink::Settings &settings, const Link::Callbacks &callbacks);
 
-    /// Connects, greets, and passes on what the Master sends until the connection ends.
+    /// Connects, greets, and passes on what the Master sends until the connection ends. Once.
     Outcome Run();
 
     /// Queues an envelope. False while the Master has not answered the greeting, and after the end.
@@ -40,13 +42,19 @@ public:
 private:
     using Lock = std::unique_lock<std::mutex>;
 
-    void WriteAll();
-    bool TakeNext(wire::Envelope &envelope);
-    void ReadAll();
+    void OnReadDone(bool isFine) override;
+    void OnWriteDone(bool isFine) override;
+    void OnDone(const grpc::Status &status) override;
+
+    void Open();
     bool ReadWelcome();
-    void PassOn(const wire::Envelope &envelope);
-    void WatchClock();
-    void EndReading();
+    bool WaitForRead(LinkTiming::Milliseconds atMost);
+    bool WaitForRead();
+    void ReadNext();
+    void PassOn();
+    void WriteNext();
+    void Close();
+    Outcome MakeOutcome() const;
     wire::Envelope Greeting() const;
 
     const GrpcLink::Settings &m_settings;
@@ -54,15 +62,18 @@ private:
     std::shared_ptr<grpc::Channel> m_channel;
     std::unique_ptr<wire::Master::Stub> m_stub;
     grpc::ClientContext m_context;
-    std::unique_ptr<grpc::ClientReaderWriter<wire::Envelope, wire::Envelope>> m_stream;
+    wire::Envelope m_incoming; // Belongs to gRPC between StartRead and OnReadDone.
 
     std::mutex m_mutex; // Guards all below.
     std::condition_variable m_changed;
-    std::deque<wire::Envelope> m_outgoing;
+    std::deque<wire::Envelope> m_outgoing; // The first is being written while m_isWriting.
     std::size_t m_outgoingBytes = 0;
-    bool m_isWelcome = false;
+    bool m_isWriting = false;
+    bool m_hasRead = false;
     bool m_isReadingOver = false;
-    bool m_isFinished = false;
+    bool m_isWelcome = false;
+    bool m_isDone = false;
+    grpc::Status m_status;
     String m_reason;
 };
 

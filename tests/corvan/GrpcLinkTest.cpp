@@ -402,7 +402,8 @@ TEST_F(GrpcLinkTest, StopsAtOnceWhateverItIsAt)
     }
 }
 
-TEST_F(GrpcLinkTest, SlowsTheMasterDownWhileTheProgramTakesNothing)
+// Longer than the keepalive allows for: gRPC must go on answering while nobody reads.
+TEST_F(GrpcLinkTest, SlowsTheMasterDownAndStaysConnectedWhileTheProgramTakesNothing)
 {
     FakeMaster master(Target());
     std::mutex mutex;
@@ -417,18 +418,23 @@ TEST_F(GrpcLinkTest, SlowsTheMasterDownWhileTheProgramTakesNothing)
         ++count;
         changed.notify_all();
     };
-    GrpcLink link(Settings());
+    auto settings = Settings();
+    settings.timing.keepalive = 1000ms;
+    settings.timing.keepaliveTimeout = 500ms;
+    GrpcLink link(settings);
     link.Start(callbacks);
     m_recorder.Words(1);
 
     const auto large = MakeParameter("Note", String(1u << 20, 'a'));
     for (int i = 0; i < 40; ++i)
         master.Send(large);
-    EXPECT_GT(master.UnsentBytes(), 20u << 20);
     std::unique_lock lock(mutex);
+    EXPECT_FALSE(changed.wait_for(lock, 4s, [&] { return count > 0; }));
+    EXPECT_GT(master.UnsentBytes(), 20u << 20);
     isOpen = true;
     changed.notify_all();
     EXPECT_TRUE(changed.wait_for(lock, 15s, [&] { return count == 40; }));
+    EXPECT_EQ(m_recorder.Words(0), Words{"connected"});
 }
 
 TEST_F(GrpcLinkTest, NeedsCertificateAndTokenForTcp)

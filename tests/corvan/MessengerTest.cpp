@@ -254,8 +254,8 @@ TEST(Messenger, StopsWhileTheLinkWaitsForRoomInTheQueue)
     large.mutable_job_parameter()->set_value(std::string(4u << 20, 'a'));
     for (int i = 0; i < 30; ++i)
         master.Send(large);
-    // 64 MB are queued, a few more are on their way; the rest waits at the Master.
-    while (master.UnsentBytes() > 40u << 20)
+    // 64 MB are queued, a few more are on their way, the rest waits at the Master.
+    while (master.UnsentBytes() > 60u << 20)
         std::this_thread::yield();
     Messenger::Stop();
 }

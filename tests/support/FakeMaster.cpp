@@ -76,6 +76,8 @@ public:
     // With the service's lock held, as the next two.
     void Send(std::string_view bytes)
     {
+        if (m_isEnded)
+            return;
         m_outgoing.emplace_back(bytes);
         if (m_outgoing.size() == 1)
             WriteNext();
@@ -106,12 +108,12 @@ private:
         const Envelope envelope = ReadEnvelope(m_incoming);
         if (envelope.has_hello())
             Greet();
-        {
-            const std::lock_guard lock(m_service.m_mutex);
-            m_service.m_received.push_back(envelope);
-            m_service.m_changed.notify_all();
-        }
-        StartRead(&m_incoming);
+        const std::lock_guard lock(m_service.m_mutex);
+        m_service.m_received.push_back(envelope);
+        m_service.m_changed.notify_all();
+        // gRPC takes no reads and writes of a stream that was finished.
+        if (!m_isEnded)
+            StartRead(&m_incoming);
     }
 
     void Greet()
@@ -141,7 +143,7 @@ private:
         const std::lock_guard lock(m_service.m_mutex);
         m_outgoing.pop_front();
         m_service.m_changed.notify_all();
-        if (isFine && !m_outgoing.empty())
+        if (isFine && !m_isEnded && !m_outgoing.empty())
             WriteNext();
     }
 
