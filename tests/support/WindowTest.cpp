@@ -134,6 +134,14 @@ void ShowActive(wxTopLevelWindow &window)
     PumpIdle();
 }
 
+wxRect PlaceOnDisplay(const wxTopLevelWindow &window)
+{
+    GdkRectangle place{};
+    if (GdkWindow *shown = gtk_widget_get_window(window.GetHandle()))
+        gdk_window_get_frame_extents(shown, &place);
+    return {place.x, place.y, place.width, place.height};
+}
+
 void PressKeys(const std::string &keys)
 {
     for (const std::string &key : Split(keys, ' '))

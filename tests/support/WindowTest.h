@@ -25,6 +25,10 @@ void PumpIdle();
 /// that does not come about.
 void ShowActive(wxTopLevelWindow &window);
 
+/// Where the X server shows a window, its frame included: what `GetRect` says may still be on its
+/// way there.
+wxRect PlaceOnDisplay(const wxTopLevelWindow &window);
+
 /// Real keys, as a keyboard gives them to the window that has the focus: "ctrl+a", "shift+Down",
 /// "Escape" (X key names); several by blanks, one after the other. Returns when they are handled.
 void PressKeys(const std::string &keys);

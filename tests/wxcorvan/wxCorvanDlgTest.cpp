@@ -115,7 +115,7 @@ TEST_F(wxCorvanDlgTest, ComesUpWhereItWasInThisRun)
                    {
                        window.SetSize(300, 250, 420, 330);
                        place = {300, 250, 420, 330};
-                       EXPECT_TRUE(PumpUntil([&] { return window.GetRect() == place; }));
+                       EXPECT_TRUE(PumpUntil([&] { return PlaceOnDisplay(window) == place; }));
                        PressKeys("Escape");
                    });
     }
@@ -125,7 +125,7 @@ TEST_F(wxCorvanDlgTest, ComesUpWhereItWasInThisRun)
         WhileModal([&] { dialog.ShowModal(); },
                    [&](wxTopLevelWindow &window)
                    {
-                       EXPECT_TRUE(PumpUntil([&] { return window.GetRect() == place; }));
+                       EXPECT_TRUE(PumpUntil([&] { return PlaceOnDisplay(window) == place; }));
                        PressKeys("Return");
                    });
     }

@@ -56,7 +56,8 @@ TEST_F(wxCorvanFrameTest, ComesBackToItsPlace)
     StorePlace("150", "120", "640", "410", "no");
     m_frame->LoadWindowPosition();
     m_frame->Show();
-    EXPECT_TRUE(PumpUntil([&] { return m_frame->IsActive() && m_frame->GetRect() == place; }));
+    EXPECT_TRUE(
+        PumpUntil([&] { return m_frame->IsActive() && PlaceOnDisplay(*m_frame) == place; }));
     PumpIdle();
     m_frame->SaveWindowPosition();
     EXPECT_EQ(LoadPlace(Options(), "Window"), place);
@@ -67,7 +68,7 @@ TEST_F(wxCorvanFrameTest, ComesBackToItsPlace)
     auto *again = new wxCorvanFrame("Frame", {0, 0}, {300, 200});
     again->LoadWindowPosition();
     again->Show();
-    EXPECT_TRUE(PumpUntil([&] { return again->IsActive() && again->GetRect() == place; }));
+    EXPECT_TRUE(PumpUntil([&] { return again->IsActive() && PlaceOnDisplay(*again) == place; }));
     PumpIdle();
     again->SaveWindowPosition();
     EXPECT_EQ(LoadPlace(Options(), "Window"), place);
@@ -97,7 +98,7 @@ TEST_F(wxCorvanFrameTest, StaysOnTheScreen)
     EXPECT_TRUE(PumpUntil(
         [&]
         {
-            const wxRect place = m_frame->GetRect();
+            const wxRect place = PlaceOnDisplay(*m_frame);
             return screen.Contains(place) && place.GetSize() == wxSize(640, 400);
         }));
 }
@@ -124,7 +125,8 @@ TEST_F(wxCorvanFrameTest, RemembersThePlaceBeforeItWasMaximised)
     StorePlace("150", "120", "640", "410", "no");
     m_frame->LoadWindowPosition();
     ShowActive(*m_frame);
-    ASSERT_TRUE(PumpUntil([this] { return m_frame->GetSize() == wxSize(640, 410); }));
+    ASSERT_TRUE(
+        PumpUntil([this] { return PlaceOnDisplay(*m_frame).GetSize() == wxSize(640, 410); }));
     m_frame->Maximize();
     ASSERT_TRUE(
         PumpUntil([this] { return m_frame->IsMaximized() && m_frame->GetSize().x > 1000; }));
