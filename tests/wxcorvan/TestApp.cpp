@@ -3,9 +3,12 @@
 #include "ostrel/Log.h"
 #include "tests/support/WindowTest.h"
 
-FakeLink *FakeLink::s_live = nullptr;
-
 TestApp::TestApp() : wxCorvanApp(ostrel::k_LogError, ostrel::k_LogNone, "TestApp") {}
+
+TestApp &TestApp::Get()
+{
+    return *static_cast<TestApp *>(wxTheApp);
+}
 
 bool TestApp::Startup(corvan::CommandLine &commandLine)
 {
@@ -19,7 +22,7 @@ bool TestApp::Startup(corvan::CommandLine &commandLine)
 
 std::unique_ptr<corvan::Link> TestApp::MakeLink(const corvan::MasterAddress & /*address*/)
 {
-    return std::make_unique<FakeLink>();
+    return std::make_unique<FakeLink>(link);
 }
 
 wxApp *MakeTestApp()

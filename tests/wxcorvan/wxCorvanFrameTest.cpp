@@ -153,13 +153,12 @@ TEST_F(wxCorvanFrameTest, IsToldOfTheConnectionAfterTheProgram)
     auto *plain = new wxFrame(m_frame, wxID_ANY, "Not one of ours");
     plain->Bind(wxCORVAN_CONNECT_EVENT, [&](wxCommandEvent &) { seen.push_back("plain"); });
 
-    ASSERT_NE(FakeLink::s_live, nullptr);
-    FakeLink::s_live->callbacks.connected();
+    TestApp::Get().link.callbacks.connected();
     EXPECT_TRUE(PumpUntil([&] { return seen.size() >= 2; }));
-    FakeLink::s_live->callbacks.disconnected("the test ends it");
+    TestApp::Get().link.callbacks.disconnected("the test ends it");
     EXPECT_TRUE(PumpUntil([&] { return seen.size() >= 3; }));
     PumpIdle();
-    EXPECT_EQ(static_cast<TestApp *>(wxTheApp)->seen,
+    EXPECT_EQ(TestApp::Get().seen,
               (std::vector<std::string>{"program connected", "program disconnected"}));
     EXPECT_EQ(seen, (std::vector<std::string>{"connect", "another receiver", "disconnect"}));
 }
