@@ -199,6 +199,8 @@ void wxCorvanApp::Quit()
         top->Close(true);
     else
         ExitMainLoop();
+    // The closed window goes with the next idle work, which a signal alone does not bring about.
+    wxWakeUpIdle();
 }
 
 int wxCorvanApp::OnExit()
