@@ -9,6 +9,7 @@
 #include <wx/log.h>
 #include <wx/menu.h>
 
+#include "corvan/Messages.h"
 #include "ostrel/CallEntry.h"
 #include "ostrel/Exception.h"
 #include "ostrel/Log.h"
@@ -16,6 +17,7 @@
 #include "wxcorvan/QuitSignals.h"
 #include "wxcorvan/wxCorvanFrame.h"
 #include "wxcorvan/wxcColors.h"
+#include "wxcorvan/wxcText.h"
 
 namespace wxcorvan
 {
@@ -180,6 +182,7 @@ void wxCorvanApp::ConnectMessenger()
     m_connected = corvan::MessengerConnectedEvt::s_Signal.Connect(this, &wxCorvanApp::OnConnected);
     m_disconnected =
         corvan::MessengerDisconnectedEvt::s_Signal.Connect(this, &wxCorvanApp::OnDisconnected);
+    m_refused = corvan::RefusedMsg::s_Signal.Connect(this, &wxCorvanApp::OnRefused);
 }
 
 int wxCorvanApp::OnRun()
@@ -209,6 +212,7 @@ int wxCorvanApp::OnExit()
 
     m_connected.reset();
     m_disconnected.reset();
+    m_refused.reset();
     LogFailures([this] { Cleanup(); });
     return wxApp::OnExit();
 }
@@ -261,7 +265,21 @@ void wxCorvanApp::OnConnected(const corvan::MessengerConnectedEvt &)
 
 void wxCorvanApp::OnDisconnected(const corvan::MessengerDisconnectedEvt &)
 {
+    // What it says is of the connection that is gone; the next one asks anew.
+    if (auto *frame = dynamic_cast<wxCorvanFrame *>(GetTopWindow()))
+        frame->HideNotice();
     TellFrames(wxCORVAN_DISCONNECT_EVENT);
+}
+
+void wxCorvanApp::OnRefused(boost::shared_ptr<corvan::RefusedMsg> message)
+{
+    auto *frame = dynamic_cast<wxCorvanFrame *>(GetTopWindow());
+    if (!frame)
+        return;
+    wxString text = _("The Master refused {what}: {reason}");
+    text.Replace("{what}", wxcFromText(message->what));
+    text.Replace("{reason}", wxcFromText(message->reason));
+    frame->ShowNotice(text);
 }
 
 void wxCorvanApp::OnExitCommand(wxCommandEvent & /*event*/)

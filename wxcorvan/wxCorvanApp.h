@@ -6,6 +6,7 @@
 #include <wx/app.h>
 
 #include "corvan/CorvanClientApp.h"
+#include "corvan/Messages.h"
 #include "corvan/Messenger.h"
 #include "ostrel/Signal.h"
 #include "wxcorvan/wxCorvanEvents.h"
@@ -16,7 +17,8 @@ namespace wxcorvan
 /// A program with windows that is a client of the Master.
 ///
 /// The toolkit's entry makes it and calls `OnInit`, `OnRun` and `OnExit`; those call `Prepare`,
-/// `Startup` and `Cleanup` of the client application. Options that end the program (--help,
+/// `Startup` and `Cleanup` of the client application. What the Master refuses is shown as a notice
+/// in the top window, where that is a `wxCorvanFrame`. Options that end the program (--help,
 /// --version, an unknown one) are answered before a display is opened.
 class wxCorvanApp : public wxApp, public corvan::CorvanClientApp
 {
@@ -73,12 +75,14 @@ private:
     void ConnectMessenger();
     void OnConnected(const corvan::MessengerConnectedEvt &);
     void OnDisconnected(const corvan::MessengerDisconnectedEvt &);
+    void OnRefused(boost::shared_ptr<corvan::RefusedMsg> message);
     void OnExitCommand(wxCommandEvent &event);
 
     ostrel::CommandLine m_commandLine;
     std::atomic<bool> m_isWoken = false;
     ostrel::SignalConnection m_connected;
     ostrel::SignalConnection m_disconnected;
+    ostrel::SignalConnection m_refused;
 };
 
 } // namespace wxcorvan

@@ -1,5 +1,7 @@
 #include "wxcorvan/wxCorvanFrame.h"
 
+#include <wx/infobar.h>
+#include <wx/sizer.h>
 #include <wx/statusbr.h>
 
 #include "corvan/CorvanApp.h"
@@ -77,6 +79,28 @@ void wxCorvanFrame::SaveWindowPosition()
     OptionsFile &options = corvan::CorvanApp::Get()->Options();
     SavePlace(options, k_section, m_place);
     options.SetValue("Maximized", IsMaximized() ? k_Yes : k_No);
+}
+
+void wxCorvanFrame::ShowNotice(const wxString &text)
+{
+    _CallEntry call("wxCorvanFrame::ShowNotice", __FILE__, __LINE__);
+
+    if (!GetSizer())
+        return;
+    if (!m_notice)
+    {
+        m_notice = new wxInfoBar(this);
+        GetSizer()->Insert(0, m_notice, 0, wxEXPAND);
+    }
+    m_notice->ShowMessage(text, wxICON_WARNING);
+}
+
+void wxCorvanFrame::HideNotice()
+{
+    _CallEntry call("wxCorvanFrame::HideNotice", __FILE__, __LINE__);
+
+    if (m_notice && m_notice->IsShown())
+        m_notice->Dismiss();
 }
 
 void wxCorvanFrame::ApplyColors()

@@ -4,6 +4,8 @@
 
 #include "wxcorvan/wxcColorManaged.h"
 
+class wxInfoBar;
+
 namespace wxcorvan
 {
 
@@ -29,6 +31,12 @@ public:
     /// place that it had before is kept.
     void SaveWindowPosition();
 
+    /// Shows a line above all else until the user closes it, another one comes, or `HideNotice`.
+    /// For what went wrong elsewhere, such as a wish that the Master refused; it takes no keyboard
+    /// focus. The frame must have its sizer by then; without one nothing is shown.
+    void ShowNotice(const wxString &text);
+    void HideNotice();
+
     /// Colours window and status bar. A frame that wants others sets them after its construction.
     void ApplyColors() override;
 
@@ -36,7 +44,8 @@ private:
     void Init();
     void RememberPlace();
 
-    wxRect m_place; // The last one that was neither maximised nor minimised.
+    wxInfoBar *m_notice = nullptr; // Made with the first notice.
+    wxRect m_place;                // The last one that was neither maximised nor minimised.
 };
 
 } // namespace wxcorvan

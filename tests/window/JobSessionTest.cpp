@@ -1,5 +1,6 @@
 // The program's start, its options folders, and what it does as messages come.
 
+#include <wx/infobar.h>
 #include <wx/sysopt.h>
 
 #include "app/Ordwick.h"
@@ -175,4 +176,26 @@ TEST_F(JobSession, AJobWithoutFormatsIsReportedOnceARun)
 
     ReceiveJob(job());
     EXPECT_EQ(m_log.Count(k_LogError, "reports no image formats"), 1);
+}
+
+TEST_F(JobSession, WhatTheMasterRefusesStandsInTheWindowUntilTheConnectionIsLost)
+{
+    Start();
+    ConnectWithJob({});
+    const auto message = boost::make_shared<RefusedMsg>();
+    message->what = "JobParameter CustomRange";
+    message->reason = "\"abc\" is no range";
+    Link().callbacks.received(message);
+    const auto notice = []() -> wxInfoBar *
+    {
+        for (wxWindow *child : wxTheApp->GetTopWindow()->GetChildren())
+            if (auto *bar = dynamic_cast<wxInfoBar *>(child))
+                return bar;
+        return nullptr;
+    };
+    WaitFor([&] { return notice() && notice()->IsShown(); });
+    EXPECT_TRUE(List().IsShown());
+    Screenshot(Window(), "refused");
+    Disconnect();
+    EXPECT_FALSE(notice()->IsShown());
 }
