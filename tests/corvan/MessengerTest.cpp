@@ -234,6 +234,7 @@ TEST_F(MessengerTest, CanBeStartedAgain)
     second.callbacks.connected();
     Messenger::Dispatch();
     EXPECT_EQ(m_words, Words{"connected"});
+    Messenger::Stop();
 }
 
 TEST(Messenger, StopsWhileTheLinkWaitsForRoomInTheQueue)
