@@ -5,11 +5,6 @@
 #include <fstream>
 #include <thread>
 
-#include <wx/evtloop.h>
-
-#include "corvan/JobFactory.h"
-#include "ostrel/File.h"
-#include "tests/support/InputCount.h"
 #include "tests/support/WindowTest.h"
 #include "wxcorvan/wxcAssert.h"
 #include "wxcorvan/wxcChoice.h"
@@ -18,98 +13,25 @@
 using namespace corvan;
 using namespace ostrel;
 
-namespace
+OrdwickFixture::OrdwickFixture() : m_log(k_LogInfo), m_program(m_folder)
 {
-
-/// Ordwick with a Master that the test plays.
-class TestOrdwick : public Ordwick
-{
-public:
-    FakeLink::Record link;
-
-protected:
-    std::unique_ptr<Link> MakeLink(const MasterAddress & /*address*/) override
-    {
-        return std::make_unique<FakeLink>(link);
-    }
-};
-
-TestOrdwick &App()
-{
-    return static_cast<TestOrdwick &>(wxGetApp());
-}
-
-const UID k_jobType("3d2f3c58-93e6-4f5e-9d0c-7f1c0a7b5f01", true);
-
-JobType TestJobType()
-{
-    JobType type;
-    type.id = k_jobType;
-    type.name = "Test";
-    return type;
-}
-
-} // namespace
-
-const char *const OrdwickFixture::s_jobId = "0b0e6a2c-6d0e-4f39-8f0a-5f3c1de0a001";
-
-OrdwickFixture::OrdwickFixture() : m_log(k_LogInfo)
-{
-    for (const char *name :
-         {"XDG_CONFIG_HOME", "XDG_STATE_HOME", "XDG_DATA_HOME", "XDG_RUNTIME_DIR"})
-    {
-        const std::string folder = m_folder.MakeFolder(String("home/") + name).Text();
-        std::filesystem::permissions(folder, std::filesystem::perms::owner_all);
-        m_environment.push_back(std::make_unique<EnvironmentGuard>(name, folder.c_str()));
-    }
-    m_environment.push_back(std::make_unique<EnvironmentGuard>("CORVAN_MASTER", nullptr));
     wxcorvan::wxcSetAssertHandler([](const String &text)
                                   { ADD_FAILURE() << "toolkit assertion: " << text; });
 }
 
-OrdwickFixture::~OrdwickFixture()
-{
-    if (!m_started)
-        return;
-    if (wxWindow *top = wxTheApp->GetTopWindow())
-    {
-        top->Close(true);
-        PumpIdle();
-    }
-    wxEventLoopBase::SetActive(nullptr);
-    m_loop.reset();
-    wxTheApp->OnExit();
-    wxEntryCleanup();
-}
-
 void OrdwickFixture::WriteOptions(const std::string &text)
 {
-    m_folder.MakeFile("home/XDG_CONFIG_HOME/Ordwick/Ordwick.ini", text);
+    m_program.WriteOptions(text);
 }
 
 std::string OrdwickFixture::ReadOptions() const
 {
-    return ContentOf(m_folder / "home/XDG_CONFIG_HOME/Ordwick/Ordwick.ini");
+    return m_program.ReadOptions();
 }
 
 void OrdwickFixture::Start(std::vector<std::string> arguments)
 {
-    m_arguments = std::move(arguments);
-    m_arguments.insert(m_arguments.begin(), "ordwick");
-    for (std::string &argument : m_arguments)
-        m_argumentTexts.push_back(argument.data());
-    int count = static_cast<int>(m_argumentTexts.size());
-    m_argumentTexts.push_back(nullptr);
-
-    wxApp::SetInstance(new TestOrdwick);
-    ASSERT_TRUE(wxEntryStart(count, m_argumentTexts.data()));
-    m_started = true;
-    CountInput();
-    m_loop = std::make_unique<wxGUIEventLoop>();
-    wxEventLoopBase::SetActive(m_loop.get());
-    ASSERT_TRUE(wxTheApp->CallOnInit());
-    JobFactory::s_JobFactory.AddType(TestJobType());
-    CorvanAppStartupEvt::s_Signal(CorvanAppStartupEvt());
+    ASSERT_TRUE(m_program.Start(std::move(arguments)));
     ShowActive(Window());
 }
 
@@ -126,56 +48,42 @@ void OrdwickFixture::PumpPass()
 
 void OrdwickFixture::Connect()
 {
-    Link().callbacks.connected();
+    m_program.Connect();
     WaitFor([] { return Messenger::IsConnected(); });
     PumpIdle();
 }
 
 void OrdwickFixture::Disconnect()
 {
-    Link().callbacks.disconnected("the test says so");
+    m_program.Disconnect();
     WaitFor([] { return !Messenger::IsConnected(); });
     PumpIdle();
 }
 
 boost::shared_ptr<Job>
-OrdwickFixture::MakeJob(const std::vector<std::pair<std::string, std::string>> &parameters) const
+OrdwickFixture::MakeJob(const OrdwickProgram::ParameterTexts &parameters) const
 {
-    const boost::shared_ptr<Job> job = JobFactory::s_JobFactory.CreateJob(k_jobType);
-    job->SetID(UID(s_jobId, true));
-    std::vector<std::pair<std::string, std::string>> all = {
-        {p_Name, "Shot"}, {p_Range, "1-5"}, {p_ImageFormat, Pattern()}};
+    OrdwickProgram::ParameterTexts all = {{p_Range, "1-5"}, {p_ImageFormat, Pattern()}};
     all.insert(all.end(), parameters.begin(), parameters.end());
-    for (const auto &[name, value] : all)
-        EXPECT_TRUE(job->SetParameter(name, value)) << name << " = " << value;
-    return job;
+    return m_program.MakeJob(all);
 }
 
 void OrdwickFixture::ReceiveJob(const boost::shared_ptr<Job> &job)
 {
-    const auto message = boost::make_shared<JobMsg>();
-    message->job = job;
-    Link().callbacks.received(message);
+    m_program.ReceiveJob(job);
     PumpIdle();
 }
 
 void OrdwickFixture::ReceiveParameter(const std::string &name, const std::string &value)
 {
-    const auto message = boost::make_shared<JobParameterMsg>();
-    message->job = UID(s_jobId, true);
-    message->name = name;
-    message->value = value;
-    Link().callbacks.received(message);
+    m_program.ReceiveParameter(name, value);
     PumpIdle();
 }
 
-void OrdwickFixture::ConnectWithJob(
-    const std::vector<std::pair<std::string, std::string>> &parameters)
+void OrdwickFixture::ConnectWithJob(const OrdwickProgram::ParameterTexts &parameters)
 {
     Connect();
-    const auto message = boost::make_shared<JobMsg>();
-    message->job = MakeJob(parameters);
-    Link().callbacks.received(message);
+    m_program.ReceiveJob(MakeJob(parameters));
     WaitFor([] { return wxGetApp().CurrentJob() != nullptr; });
 }
 
@@ -218,20 +126,17 @@ void OrdwickFixture::WhileBox(const std::string &title, const std::string &key,
 
 MainWindow &OrdwickFixture::Window() const
 {
-    return dynamic_cast<MainWindow &>(*wxTheApp->GetTopWindow());
+    return m_program.Window();
 }
 
 FileList &OrdwickFixture::List() const
 {
-    for (wxWindow *child : Window().GetChildren())
-        if (auto *list = dynamic_cast<FileList *>(child))
-            return *list;
-    throw std::logic_error("the window has no file list");
+    return m_program.List();
 }
 
 FakeLink::Record &OrdwickFixture::Link() const
 {
-    return App().link;
+    return m_program.Link();
 }
 
 wxcorvan::wxcChoice &OrdwickFixture::FormatChoice() const

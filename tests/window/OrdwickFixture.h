@@ -1,22 +1,15 @@
 #pragma once
 
 #include <functional>
-#include <memory>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <wx/evtloop.h>
 
-#include "app/Ordwick.h"
-#include "corvan/Messages.h"
-#include "tests/support/EnvironmentGuard.h"
-#include "tests/support/FakeLink.h"
 #include "tests/support/LogCapture.h"
+#include "tests/support/OrdwickProgram.h"
 #include "tests/support/TempFolder.h"
 #include "tests/support/WindowTest.h"
-#include "ui/FileList.h"
-#include "ui/MainWindow.h"
 
 /// The real program in this process, with its real window; only the Master is played by the test.
 ///
@@ -25,7 +18,6 @@ class OrdwickFixture : public ::testing::Test
 {
 protected:
     OrdwickFixture();
-    ~OrdwickFixture() override;
 
     /// Writes the options file that the program will read; before `Start`.
     void WriteOptions(const std::string &text);
@@ -36,10 +28,9 @@ protected:
     void Start(std::vector<std::string> arguments = {s_jobId});
 
     /// Connects, and answers the request with a job of these parameters.
-    void ConnectWithJob(const std::vector<std::pair<std::string, std::string>> &parameters);
+    void ConnectWithJob(const OrdwickProgram::ParameterTexts &parameters);
     /// A job of the test's type: name "Shot", range 1-5, pattern `Pattern()`, then `parameters`.
-    boost::shared_ptr<corvan::Job>
-    MakeJob(const std::vector<std::pair<std::string, std::string>> &parameters) const;
+    boost::shared_ptr<corvan::Job> MakeJob(const OrdwickProgram::ParameterTexts &parameters) const;
     void ReceiveJob(const boost::shared_ptr<corvan::Job> &job);
     void ReceiveParameter(const std::string &name, const std::string &value);
     void Connect();
@@ -72,15 +63,11 @@ protected:
     void MakeFrame(int frame, std::size_t bytes) const;
     void MakeFrames(int first, int last, std::size_t bytes) const;
 
-    static const char *const s_jobId;
+    static constexpr const char *s_jobId = OrdwickProgram::s_jobId;
 
     TempFolder m_folder;
     LogCapture m_log;
 
 private:
-    std::unique_ptr<wxGUIEventLoop> m_loop;
-    std::vector<std::unique_ptr<EnvironmentGuard>> m_environment;
-    std::vector<std::string> m_arguments;
-    std::vector<char *> m_argumentTexts;
-    bool m_started = false;
+    OrdwickProgram m_program;
 };
