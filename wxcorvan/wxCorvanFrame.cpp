@@ -89,8 +89,11 @@ void wxCorvanFrame::ShowNotice(const wxString &text)
         return;
     if (!m_notice)
     {
-        m_notice = new wxInfoBar(this);
+        // The toolkit's own bar: GTK's slides in, over what moves away below it.
+        m_notice = new wxInfoBarGeneric(this);
+        m_notice->SetShowHideEffects(wxSHOW_EFFECT_NONE, wxSHOW_EFFECT_NONE);
         GetSizer()->Insert(0, m_notice, 0, wxEXPAND);
+        ApplyColors();
     }
     m_notice->ShowMessage(text, wxICON_WARNING);
 }
@@ -107,6 +110,11 @@ void wxCorvanFrame::ApplyColors()
 {
     SetForegroundColour(wxcGetColor(color_Text));
     SetBackgroundColour(wxcGetColor(color_WindowBG));
+    if (m_notice)
+    {
+        m_notice->SetBackgroundColour(wxcGetColor(color_WindowBGLighter));
+        m_notice->SetForegroundColour(wxcGetColor(color_TextOrange));
+    }
     if (wxStatusBar *statusBar = GetStatusBar())
     {
         statusBar->SetForegroundColour(wxcGetColor(color_Text));

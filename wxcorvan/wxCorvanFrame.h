@@ -4,7 +4,7 @@
 
 #include "wxcorvan/wxcColorManaged.h"
 
-class wxInfoBar;
+class wxInfoBarGeneric;
 
 namespace wxcorvan
 {
@@ -44,7 +44,7 @@ private:
     void Init();
     void RememberPlace();
 
-    wxInfoBar *m_notice = nullptr; // Made with the first notice.
+    wxInfoBarGeneric *m_notice = nullptr; // Made with the first notice.
     wxRect m_place;                // The last one that was neither maximised nor minimised.
 };
 

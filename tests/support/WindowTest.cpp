@@ -67,16 +67,21 @@ std::vector<std::string> Split(const std::string &text, char separator)
     return parts;
 }
 
+/// GTK moves and paints its widgets with the next frame: a click before that hits what was there.
+/// The wait ends as a frame begins, so the second one has seen the first one's layout.
+void WaitForFrame(const wxWindow &window)
+{
+    GtkWidget *top = gtk_widget_get_toplevel(window.GetHandle());
+    for (int frame = 0; frame < 2; ++frame)
+        gtk_test_widget_wait_for_draw(top);
+}
+
 /// Relative to the X window: GTK learns a moment late where the window manager has put it, and what
 /// it makes of screen coordinates until then is off by the frame.
 std::vector<std::string> MoveTo(const wxWindow &window, const wxPoint &point)
 {
-    GtkWidget *top = gtk_widget_get_toplevel(window.GetHandle());
-    // GTK moves its widgets with the next frame; a click before that hits what was there. The wait
-    // ends as a frame begins, so the second one has seen the first one's layout.
-    for (int frame = 0; frame < 2; ++frame)
-        gtk_test_widget_wait_for_draw(top);
-    GdkWindow *topWindow = gtk_widget_get_window(top);
+    WaitForFrame(window);
+    GdkWindow *topWindow = gtk_widget_get_window(gtk_widget_get_toplevel(window.GetHandle()));
     wxPoint origin;
     gdk_window_get_origin(topWindow, &origin.x, &origin.y);
     const wxPoint place = window.ClientToScreen(point) - origin;
@@ -212,6 +217,7 @@ void Screenshot(const wxTopLevelWindow &window, const std::string &name)
         return;
 
     PumpIdle();
+    WaitForFrame(window);
     const wxRect place = window.GetRect();
     const std::string crop = std::to_string(place.width) + 'x' + std::to_string(place.height) +
                              '+' + std::to_string(place.x) + '+' + std::to_string(place.y);

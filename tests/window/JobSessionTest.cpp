@@ -186,10 +186,10 @@ TEST_F(JobSession, WhatTheMasterRefusesStandsInTheWindowUntilTheConnectionIsLost
     message->what = "JobParameter CustomRange";
     message->reason = "\"abc\" is no range";
     Link().callbacks.received(message);
-    const auto notice = []() -> wxInfoBar *
+    const auto notice = []() -> wxInfoBarGeneric *
     {
         for (wxWindow *child : wxTheApp->GetTopWindow()->GetChildren())
-            if (auto *bar = dynamic_cast<wxInfoBar *>(child))
+            if (auto *bar = dynamic_cast<wxInfoBarGeneric *>(child))
                 return bar;
         return nullptr;
     };
