@@ -3,6 +3,7 @@
 #include <wx/app.h>
 
 #include "ostrel/CallEntry.h"
+#include "wxcorvan/GtkTheme.h"
 #include "wxcorvan/wxcColors.h"
 #include "wxcorvan/wxcText.h"
 
@@ -116,6 +117,9 @@ void wxDBListCtrl::ApplyColors()
         window->SetForegroundColour(wxcGetColor(color_Text));
         window->SetBackgroundColour(wxcGetColor(color_ListBG));
     }
+    for (wxWindow *header : GetChildren())
+        if (header != RowsWindow())
+            header->SetForegroundColour(GtkTextColor());
     Refresh();
 }
 

@@ -25,8 +25,9 @@ namespace wxcorvan
 /// keeps (`GetItemState`, `GetNextItem` with a selected state) is always empty: ask `GetSelection`.
 ///
 /// Also sent: wxEVT_LIST_ITEM_FOCUSED, wxEVT_LIST_ITEM_ACTIVATED (double click, Enter),
-/// wxEVT_LIST_ITEM_RIGHT_CLICK, and the column events of the toolkit. Texts too wide for their
-/// cell lose their middle, so a path keeps its frame number; the tool tip shows the whole.
+/// wxEVT_LIST_ITEM_RIGHT_CLICK, and the column events of the toolkit. A path too wide for its
+/// cell loses its middle and so keeps the frame number, another text loses its end; the tool tip
+/// shows the whole. The cells of the last column reach to the right edge.
 ///
 /// Main thread.
 class wxDBListCtrl : public wxListCtrl, public wxcColorManaged

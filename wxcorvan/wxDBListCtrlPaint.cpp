@@ -133,7 +133,12 @@ void wxDBListCtrl::PaintRow(wxDC &dc, int row, const wxRect &place, bool hasKeyb
 
     dc.SetTextForeground(GetRowColor(row));
     for (int column = 0; column < GetColumnCount(); ++column)
-        PaintCell(dc, wxcFromText(GetDisplayText(row, column)), CellPlace(column, place));
+    {
+        wxRect cell = CellPlace(column, place);
+        if (column == GetColumnCount() - 1)
+            cell.SetRight(place.GetRight()); // What is free behind the last column is of use.
+        PaintCell(dc, wxcFromText(GetDisplayText(row, column)), cell);
+    }
 
     if (hasKeyboard)
     {
@@ -150,8 +155,9 @@ void wxDBListCtrl::PaintCell(wxDC &dc, const wxString &text, const wxRect &place
     if (text.empty() || room <= 0)
         return;
 
-    const wxString shown =
-        wxControl::Ellipsize(text, dc, wxELLIPSIZE_MIDDLE, room, wxELLIPSIZE_FLAGS_NONE);
+    // Of a path both ends tell most; the frame number is the last.
+    const wxEllipsizeMode mode = text.Contains("/") ? wxELLIPSIZE_MIDDLE : wxELLIPSIZE_END;
+    const wxString shown = wxControl::Ellipsize(text, dc, mode, room, wxELLIPSIZE_FLAGS_NONE);
     dc.DrawText(shown, place.x + margin, place.y + (place.height - dc.GetCharHeight()) / 2);
 }
 

@@ -210,6 +210,20 @@ void WhileModal(const std::function<void()> &show,
     EXPECT_TRUE(hasRun) << "no dialog came up";
 }
 
+wxColour PixelAt(const wxWindow &window, const wxPoint &point)
+{
+    const wxPoint place = window.ClientToScreen(point);
+    GdkPixbuf *pixel =
+        gdk_pixbuf_get_from_window(gdk_get_default_root_window(), place.x, place.y, 1, 1);
+    if (!pixel)
+        return {};
+
+    const guchar *bytes = gdk_pixbuf_read_pixels(pixel);
+    const wxColour color(bytes[0], bytes[1], bytes[2]);
+    g_object_unref(pixel);
+    return color;
+}
+
 void Screenshot(const wxTopLevelWindow &window, const std::string &name)
 {
     const char *folder = std::getenv("ORDWICK_ARTEFACTS");

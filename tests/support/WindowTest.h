@@ -4,6 +4,7 @@
 #include <string>
 
 #include <wx/app.h>
+#include <wx/colour.h>
 #include <wx/gdicmn.h>
 
 class wxTopLevelWindow;
@@ -50,6 +51,9 @@ void DragFromTo(const wxWindow &window, const wxPoint &from, const wxPoint &to);
 /// cancelled and the test fails.
 void WhileModal(const std::function<void()> &show,
                 const std::function<void(wxTopLevelWindow &)> &steps);
+
+/// What the screen shows at a point of a window's client area.
+wxColour PixelAt(const wxWindow &window, const wxPoint &point);
 
 /// Saves what the screen shows of a window as NAME.png in $ORDWICK_ARTEFACTS; nothing when that is
 /// not set.

@@ -123,6 +123,14 @@ protected:
         return m_list->textsAsked;
     }
 
+    /// The ground of a row, in a column that is not highlighted, as the screen shows it.
+    wxColour GroundOf(int row)
+    {
+        wxRect place;
+        EXPECT_TRUE(m_list->GetItemRect(row, place));
+        return PixelAt(*m_list, {m_list->GetColumnWidth(0) + 2, place.y + place.height / 2});
+    }
+
     int TopRow() const
     {
         return m_list->GetViewStart().y;
@@ -300,6 +308,41 @@ TEST_F(wxDBListCtrlTest, ShowsWhatTheOwnerSelectsWithoutAnEvent)
     Click(3, "ctrl");
     EXPECT_EQ(m_list->selected, Rows{1});
     EXPECT_EQ(m_list->eventCount, 1);
+}
+
+TEST_F(wxDBListCtrlTest, PaintsGroundsInTheColorsOfTheTheme)
+{
+    Make(10);
+    m_list->selected = {1, 3};
+    m_list->SetFocusRow(3);
+    m_list->Redraw();
+    for (const ColorTheme theme : {ColorTheme::Light, ColorTheme::Dark})
+    {
+        wxcSetTheme(theme);
+        const wxColour ground = wxcGetColor(color_ListBG);
+        const wxColour selected = wxcGetColor(color_ListSelection);
+        EXPECT_TRUE(PumpUntil([&] { return GroundOf(0) == ground; }));
+        EXPECT_TRUE(PumpUntil([&] { return GroundOf(1) == selected; }));
+        EXPECT_EQ(GroundOf(2), ground);
+        EXPECT_EQ(GroundOf(3), selected);
+        wxRect place;
+        m_list->GetItemRect(9, place);
+        const wxPoint below(1, place.GetBottom() + 20);
+        EXPECT_EQ(PixelAt(*m_list, below), wxcGetColor(color_ListHighlight));
+        m_list->GetItemRect(3, place);
+        EXPECT_EQ(PixelAt(*m_list, {300, place.y - 1}), wxcGetColor(color_ListFocus));
+        Screenshot(*m_frame, theme == ColorTheme::Dark ? "list-dark" : "list-light");
+    }
+
+    // One row alone is painted anew, whole.
+    m_list->selected = {2};
+    for (const int row : {1, 2, 3})
+        m_list->RedrawItem(row);
+    EXPECT_TRUE(PumpUntil([this] { return GroundOf(2) == wxcGetColor(color_ListSelection); }));
+    EXPECT_EQ(GroundOf(1), wxcGetColor(color_ListBG));
+    wxRect place;
+    m_list->GetItemRect(2, place);
+    EXPECT_EQ(PixelAt(*m_list, {520, place.y + 5}), wxcGetColor(color_ListSelection));
 }
 
 TEST_F(wxDBListCtrlTest, ExtendsARangeAfterTheOwnerChangedTheSelection)
