@@ -8,10 +8,12 @@
 #include <wx/dialog.h>
 #include <wx/log.h>
 #include <wx/menu.h>
+#include <wx/translation.h>
 
 #include "corvan/Messages.h"
 #include "ostrel/CallEntry.h"
 #include "ostrel/Exception.h"
+#include "ostrel/Folders.h"
 #include "ostrel/Log.h"
 #include "wxcorvan/AppTraits.h"
 #include "wxcorvan/QuitSignals.h"
@@ -61,6 +63,17 @@ template <typename Function> bool LogFailures(Function function) noexcept
         LogError("an unknown exception reached the main loop");
     }
     return false;
+}
+
+/// Texts in the user's language, where there is a catalogue for it.
+void LoadTranslations(const String &program)
+{
+    const Path locales = ShareFolder().Parent() / "locale";
+    wxFileTranslationsLoader::AddCatalogLookupPathPrefix(wxcFromText(locales.Text()));
+    auto *translations = new wxTranslations;
+    wxTranslations::Set(translations);
+    translations->AddStdCatalog();
+    translations->AddCatalog(wxcFromText(program).Lower());
 }
 
 void TellFrames(wxEventType type)
@@ -150,6 +163,7 @@ bool wxCorvanApp::OnInit()
     // GTK has taken over the user's way to write numbers; files and messages have their own.
     std::setlocale(LC_NUMERIC, "C");
 
+    LoadTranslations(Name());
     if (StartClient())
         return true;
 

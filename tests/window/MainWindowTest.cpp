@@ -5,6 +5,7 @@
 #include <filesystem>
 
 #include <wx/gauge.h>
+#include <wx/menu.h>
 #include <wx/statusbr.h>
 
 #include "tests/window/OrdwickFixture.h"
@@ -159,4 +160,14 @@ TEST_F(MainWindowTest, TheArrowsAreEachOtherUpsideDown)
     EXPECT_STREQ(sortUp_xpm[0], "12 12 3 1");
     EXPECT_STREQ(sortUp_xpm[4], "     -      ");
     EXPECT_STREQ(sortUp_xpm[14], "-xxxxxxxxx- ");
+}
+
+TEST_F(MainWindowTest, SpeaksGermanWhereTheUserDoes)
+{
+    const EnvironmentGuard language("LANG", "de_DE.UTF-8");
+    const EnvironmentGuard noOther("LC_ALL", nullptr);
+    Start();
+    EXPECT_EQ(Window().GetMenuBar()->GetMenuLabel(0), "Datei");
+    EXPECT_EQ(Window().GetMenuBar()->GetLabel(1001), wxString::FromUTF8("Eigenen Bereich ändern"));
+    Screenshot(Window(), "german");
 }
