@@ -128,7 +128,9 @@ void MainWindow::BuildFileList()
     for (const Column &column : k_columns)
         m_fileList->AddColumn(column.title,
                               options.GetValue("FileListCols", column.title, column.defaultWidth));
-    m_fileList->SetFont(m_fileList->GetFont().MakeSmaller());
+    wxFont font = m_fileList->GetFont();
+    font.SetFractionalPointSize(font.GetFractionalPointSize() - 1);
+    m_fileList->SetFont(font);
 
     auto *arrows = new wxImageList(k_arrowSize, k_arrowSize, true, 1);
     arrows->Add(wxBitmap(sortUp_xpm));

@@ -73,6 +73,14 @@ TEST_F(MainWindowTest, TitlesOfTheColumns)
     }
 }
 
+TEST_F(MainWindowTest, TheListsFontIsOnePointSmallerThanAListsOwn)
+{
+    Start();
+    const FileList plain(&Window());
+    EXPECT_DOUBLE_EQ(List().GetFont().GetFractionalPointSize(),
+                     plain.GetFont().GetFractionalPointSize() - 1);
+}
+
 TEST_F(MainWindowTest, SwitchesViewsWithTheConnection)
 {
     Start();
