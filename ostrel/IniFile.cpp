@@ -1,7 +1,5 @@
 #include "ostrel/IniFile.h"
 
-#include <boost/algorithm/string/predicate.hpp>
-#include <boost/algorithm/string/replace.hpp>
 // Debian builds the library with a converter and ICU; the text here is UTF-8 throughout and needs
 // neither, so the templates are made in this file.
 #define SI_NO_CONVERSION
