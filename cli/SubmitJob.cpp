@@ -68,6 +68,7 @@ boost::shared_ptr<Job> MakeJob(const NewJob &newJob)
         SetOrRefuse(*job, corvan::p_Status, std::to_string(int(corvan::JobStatus::Paused)));
     for (const auto &[name, value] : newJob.settings)
         SetOrRefuse(*job, name, value);
+    job->TakeDefaults();
     return job;
 }
 

@@ -69,6 +69,8 @@ bool RangeBuilder::Add(const RangePart &part)
         return true;
     }
 
+    if (part.Count() == 0)
+        return true;
     m_steppedWork += part.Count();
     if (m_steppedWork > k_most_stepped)
     {
