@@ -34,6 +34,10 @@ public:
 
     virtual ~CommandRunner() = default;
 
+    /// Ends what commands of an earlier run of the Master left behind. Once, before the first
+    /// start.
+    virtual void EndLeftovers() = 0;
+
     /// How many more commands may be started now; 0 means wait for one to finish.
     virtual int FreeSlots() const = 0;
 

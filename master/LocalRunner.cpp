@@ -5,9 +5,10 @@
 #include <cassert>
 #include <csignal>
 
-#include "master/ProcessGroup.h"
+#include "master/Leftovers.h"
 #include "ostrel/CallEntry.h"
 #include "ostrel/Exception.h"
+#include "ostrel/Log.h"
 
 namespace master
 {
@@ -17,8 +18,9 @@ using ostrel::_CallEntry;
 
 struct LocalRunner::Process
 {
-    Process(boost::asio::io_context &loop, const Command &command, Finished whenFinished)
-        : group(command), exitEvent(loop, group.OpenExitEvent()), kill(loop),
+    Process(boost::asio::io_context &loop, const Command &command, const ProcessMark &mark,
+            Finished whenFinished)
+        : group(command, mark), exitEvent(loop, group.OpenExitEvent()), kill(loop),
           finished(std::move(whenFinished))
     {
     }
@@ -30,13 +32,23 @@ struct LocalRunner::Process
 };
 
 LocalRunner::LocalRunner(boost::asio::io_context &loop, int slots,
-                         std::chrono::milliseconds patience)
-    : m_loop(loop), m_slots(slots), m_patience(patience)
+                         std::chrono::milliseconds patience, const String &owner)
+    : m_loop(loop), m_slots(slots), m_patience(patience), m_mark{"CORVAN_TASK_OF", owner}
 {
     _CallEntry call("LocalRunner::LocalRunner", __FILE__, __LINE__);
 }
 
 LocalRunner::~LocalRunner() = default;
+
+void LocalRunner::EndLeftovers()
+{
+    _CallEntry call("LocalRunner::EndLeftovers", __FILE__, __LINE__);
+
+    const int count = KillProcessesWith(m_mark.name + "=" + m_mark.value);
+    if (count > 0)
+        ostrel::LogWarning("killed " + std::to_string(count) +
+                           " processes that an earlier run left behind");
+}
 
 int LocalRunner::FreeSlots() const
 {
@@ -52,7 +64,8 @@ bool LocalRunner::Start(const Command &command, Finished finished, String *error
     assert(m_thread.IsCurrent());
     try
     {
-        m_processes[command.run] = std::make_unique<Process>(m_loop, command, std::move(finished));
+        m_processes[command.run] =
+            std::make_unique<Process>(m_loop, command, m_mark, std::move(finished));
     }
     catch (ostrel::Exception *raw)
     {

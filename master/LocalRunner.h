@@ -7,6 +7,7 @@
 
 #include "master/CommandRunner.h"
 #include "master/LoopThread.h"
+#include "master/ProcessGroup.h"
 
 namespace master
 {
@@ -17,11 +18,14 @@ namespace master
 class LocalRunner : public CommandRunner
 {
 public:
-    /// `patience` is how long a command that is to end may take before it is killed.
-    LocalRunner(boost::asio::io_context &loop, int slots, std::chrono::milliseconds patience);
+    /// `patience` is how long a command that is to end may take before it is killed. `owner` names
+    /// the Master, whatever process it is, in the environment of its commands: its data folder.
+    LocalRunner(boost::asio::io_context &loop, int slots, std::chrono::milliseconds patience,
+                const String &owner);
     /// Kills what still runs; their `finished` is not called any more.
     ~LocalRunner() override;
 
+    void EndLeftovers() override;
     int FreeSlots() const override;
     bool Start(const Command &command, Finished finished, String *error) override;
     void End(int run) override;
@@ -35,6 +39,7 @@ private:
     boost::asio::io_context &m_loop;
     int m_slots;
     std::chrono::milliseconds m_patience;
+    ProcessMark m_mark;
     LoopThread m_thread;
     std::map<int, std::unique_ptr<Process>> m_processes;
 };

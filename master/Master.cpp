@@ -38,6 +38,7 @@ Master::Master(boost::asio::io_context &loop, const MasterSettings &settings, Co
 {
     _CallEntry call("Master::Master", __FILE__, __LINE__);
 
+    m_runner.EndLeftovers();
     RequeueRunning();
     Server::User &user = *this;
     m_server = std::make_unique<Server>(loop, settings.server, m_store.MasterID(), user);

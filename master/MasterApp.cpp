@@ -47,13 +47,13 @@ MasterApp::MasterApp() : CorvanApp("CorvanMaster", ostrel::k_LogWarning, ostrel:
     _CallEntry call("MasterApp::MasterApp", __FILE__, __LINE__);
 }
 
-void MasterApp::Run(const CommandLine &commandLine)
+bool MasterApp::Run(const CommandLine &commandLine)
 {
     _CallEntry call("MasterApp::Run", __FILE__, __LINE__);
 
     const MasterOptions options = ReadMasterOptions(commandLine);
     if (!StartCorvan(commandLine))
-        throw new UsageException("see above");
+        return false;
     corvan::RouteGrpcLog();
     corvan::JobFactory::s_JobFactory.LoadInstalledTypes();
 
@@ -66,7 +66,7 @@ void MasterApp::Run(const CommandLine &commandLine)
         settings.endWhenIdle = k_personalIdle;
 
     boost::asio::io_context loop;
-    LocalRunner runner(loop, int(options.slots), k_patience);
+    LocalRunner runner(loop, int(options.slots), k_patience, options.data.Text());
     Master theMaster(loop, settings, runner);
     boost::asio::signal_set signals(loop, SIGTERM, SIGINT);
     signals.async_wait(
@@ -82,6 +82,7 @@ void MasterApp::Run(const CommandLine &commandLine)
     std::fflush(stdout);
     ostrel::LogStatus(line);
     RunLoop(loop);
+    return true;
 }
 
 } // namespace master

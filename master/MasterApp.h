@@ -13,10 +13,10 @@ public:
     MasterApp();
 
     /// Runs until a signal, or idleness, ends it. Prints
-    /// "corvan-master: listening on ADDRESS, data in DIR" once it listens. Throws
-    /// `UsageException *` for options that cannot be, and `ostrel::Exception *` where data folder
-    /// or address cannot be had.
-    void Run(const CommandLine &commandLine);
+    /// "corvan-master: listening on ADDRESS, data in DIR" once it listens. False, with the reason
+    /// logged, for a log that cannot be. Throws `UsageException *` for other options that cannot
+    /// be, and `ostrel::Exception *` where data folder or address cannot be had.
+    bool Run(const CommandLine &commandLine);
 };
 
 } // namespace master

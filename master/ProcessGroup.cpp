@@ -2,6 +2,8 @@
 
 #include <boost/process/args.hpp>
 #include <boost/process/child.hpp>
+#include <boost/process/env.hpp>
+#include <boost/process/environment.hpp>
 #include <boost/process/exe.hpp>
 #include <boost/process/extend.hpp>
 #include <boost/process/group.hpp>
@@ -10,7 +12,7 @@
 #include <boost/process/start_dir.hpp>
 #include <csignal>
 #include <cstring>
-#include <filesystem>
+#include <fstream>
 #include <linux/close_range.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
@@ -43,6 +45,13 @@ struct CleanStart : process::extend::handler
     }
 };
 
+// The library writes over an old file and leaves the rest of it.
+void EmptyLog(const Path &log)
+{
+    if (!std::ofstream(log.Text().c_str(), std::ios::trunc))
+        throw new ProcessException("cannot write " + log.Text());
+}
+
 std::string FindProgram(const std::string &program)
 {
     if (program.find('/') != std::string::npos)
@@ -55,13 +64,16 @@ std::string FindProgram(const std::string &program)
 
 } // namespace
 
-ProcessGroup::ProcessGroup(const Command &command)
+ProcessGroup::ProcessGroup(const Command &command, const ProcessMark &mark)
 {
     _CallEntry call("ProcessGroup::ProcessGroup", __FILE__, __LINE__);
 
     const std::string program = FindProgram(command.arguments.front());
+    EmptyLog(command.log);
     try
     {
+        process::environment environment = boost::this_process::environment();
+        environment[mark.name] = mark.value;
         process::group group;
         process::child child(process::exe = program,
                              process::args = std::vector<std::string>(command.arguments.begin() + 1,
@@ -69,7 +81,7 @@ ProcessGroup::ProcessGroup(const Command &command)
                              process::start_dir = command.folder.Text(),
                              process::std_in<process::null, (process::std_out & process::std_err)>
                                  command.log.Text(),
-                             group, CleanStart{});
+                             environment, group, CleanStart{});
         m_leader = child.id();
         child.detach();
         group.detach();

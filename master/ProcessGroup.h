@@ -7,6 +7,13 @@
 namespace master
 {
 
+/// A name and value in the environment of a command and of all that it starts.
+struct ProcessMark
+{
+    std::string name;
+    std::string value;
+};
+
 /// A command that was started as the leader of a process group of its own.
 ///
 /// Ended, with all of its group, when this object goes. The leader is not collected before its
@@ -15,9 +22,9 @@ class ProcessGroup
 {
 public:
     /// Starts the command. It reads nothing, prints to its log, and runs in its folder with the
-    /// program's own environment. When the Master dies, the leader is killed. Throws
+    /// program's own environment and the mark. When the Master dies, the leader is killed. Throws
     /// `ostrel::ProcessException *` with the reason when it cannot be started.
-    explicit ProcessGroup(const Command &command);
+    ProcessGroup(const Command &command, const ProcessMark &mark);
     ~ProcessGroup();
     ProcessGroup(const ProcessGroup &) = delete;
     ProcessGroup &operator=(const ProcessGroup &) = delete;

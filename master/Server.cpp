@@ -149,13 +149,16 @@ std::shared_ptr<grpc::ServerCredentials> Server::Credentials() const
     if (m_settings.address.kind == MasterAddress::Kind::Socket)
         return grpc::InsecureServerCredentials();
 
-    if (!m_settings.security || m_settings.security->token.empty())
+    const auto &security = m_settings.security;
+    if (!security || security->certificate.IsEmpty() || security->key.IsEmpty() ||
+        security->token.empty())
         throw new Exception("cannot listen at " + m_settings.address.text +
-                            " without certificate, key and token");
+                            " without \"Certificate\", \"Key\" and \"TokenFile\" in section "
+                            "\"Master\" of the options file");
     grpc::SslServerCredentialsOptions options;
     options.pem_key_cert_pairs.push_back({
-        ostrel::File::ReadWhole(m_settings.security->key),
-        ostrel::File::ReadWhole(m_settings.security->certificate),
+        ostrel::File::ReadWhole(security->key),
+        ostrel::File::ReadWhole(security->certificate),
     });
     return grpc::SslServerCredentials(options);
 }

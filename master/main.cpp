@@ -39,8 +39,8 @@ int Run(const std::vector<String> &arguments)
         PrintHelp();
     else if (commandLine->HasOption("version"))
         std::printf("corvan-master %s\n", MasterApp::Version());
-    else
-        MasterApp().Run(*commandLine);
+    else if (!MasterApp().Run(*commandLine))
+        return k_wrongUsage;
     return 0;
 }
 

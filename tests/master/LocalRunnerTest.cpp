@@ -77,7 +77,7 @@ protected:
     std::vector<std::pair<int, int>> m_ended;
     String m_reason;
     boost::asio::io_context m_loop;
-    LocalRunner m_runner{m_loop, 2, k_patience};
+    LocalRunner m_runner{m_loop, 2, k_patience, m_folder.Folder().Text()};
 };
 
 using Ended = std::vector<std::pair<int, int>>;
@@ -111,7 +111,7 @@ TEST_F(LocalRunnerTest, HandsArgumentsOverAsTheyAre)
 
 TEST_F(LocalRunnerTest, KeepsWhatTheCommandPrintsInItsLog)
 {
-    m_folder.MakeFile("log", "of an older try, which was longer");
+    m_folder.MakeFile("log", std::string(1000, 'x'));
     ASSERT_TRUE(StartScript("echo out; echo error >&2; pwd"));
     ASSERT_TRUE(RunUntilEnded());
     EXPECT_EQ(ContentOf(m_folder / "log"), "out\nerror\n" + m_folder.Folder().Text() + "\n");
@@ -147,6 +147,13 @@ TEST_F(LocalRunnerTest, SaysWhyACommandCannotBeStarted)
     }
     EXPECT_EQ(m_runner.FreeSlots(), 2);
     EXPECT_TRUE(m_ended.empty());
+}
+
+TEST_F(LocalRunnerTest, SaysWhyThereCanBeNoLog)
+{
+    m_folder.MakeFolder("log");
+    EXPECT_FALSE(StartScript("exit 0"));
+    EXPECT_EQ(m_reason, "cannot write " + (m_folder / "log").Text());
 }
 
 TEST_F(LocalRunnerTest, CountsItsSlots)
@@ -206,7 +213,7 @@ TEST_F(LocalRunnerTest, KillsWhatACommandLeavesBehind)
 
 TEST_F(LocalRunnerTest, KillsItsCommandsWhenItGoes)
 {
-    std::optional<LocalRunner> runner(std::in_place, m_loop, 1, k_patience);
+    std::optional<LocalRunner> runner(std::in_place, m_loop, 1, k_patience, "x");
     const Command command{
         1, {"/bin/sh", "-c", "echo $$ > self; sleep 100"}, m_folder.Folder(), m_folder / "log"};
     ASSERT_TRUE(runner->Start(
@@ -214,6 +221,21 @@ TEST_F(LocalRunnerTest, KillsItsCommandsWhenItGoes)
     ASSERT_TRUE(RunUntil([this] { return ReadNumber("self") > 0; }));
     runner.reset();
     EXPECT_FALSE(IsAlive(ReadNumber("self")));
+}
+
+TEST_F(LocalRunnerTest, EndsWhatAnEarlierRunLeftBehindAndNothingElse)
+{
+    // A grandchild in a session of its own, as one that outlived its Master.
+    ASSERT_TRUE(StartScript("setsid sh -c 'echo $$ > left; exec sleep 100'"));
+    ASSERT_TRUE(RunUntil([this] { return ReadNumber("left") > 0; }));
+    const pid_t left = ReadNumber("left");
+
+    LocalRunner ofAnother(m_loop, 1, k_patience, "/another/data/folder");
+    ofAnother.EndLeftovers();
+    EXPECT_TRUE(IsAlive(left));
+    m_runner.EndLeftovers();
+    EXPECT_FALSE(IsAlive(left));
+    ASSERT_TRUE(RunUntilEnded());
 }
 
 TEST_F(LocalRunnerTest, PassesOverTheEndOfWhatIsNotThere)

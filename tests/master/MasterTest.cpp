@@ -8,6 +8,7 @@
 #include "corvan/Limits.h"
 #include "tests/master/RawClient.h"
 #include "tests/master/RunningMaster.h"
+#include "tests/master/TestCertificate.h"
 #include "tests/master/TestJobs.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/Printing.h"
@@ -436,6 +437,72 @@ TEST_F(MasterTest, TakesAJobOfTenMillionPackets)
     EXPECT_TRUE(client->Ask(SetEnvelope(job, "Status", "5"))->has_accepted());
     EXPECT_TRUE(client->Ask(SetEnvelope(job, "Status", "0"))->has_accepted());
     EXPECT_TRUE(client->Ask(SetEnvelope(job, "Status", "5"))->has_accepted());
+}
+
+// A Master that listens beyond its machine: TLS and a token.
+class MasterOverTcpTest : public MasterTest
+{
+protected:
+    MasterOverTcpTest()
+    {
+        m_settings.server.address = {corvan::MasterAddress::Kind::Tcp, "127.0.0.1:0", {}};
+        m_settings.server.security = {
+            m_folder.MakeFile("certificate.pem", m_certificate.certificate),
+            m_folder.MakeFile("key.pem", m_certificate.key), "the right token"};
+    }
+
+    std::shared_ptr<grpc::ChannelCredentials> Credentials() const
+    {
+        grpc::SslCredentialsOptions options;
+        options.pem_root_certs = m_certificate.certificate;
+        return grpc::SslCredentials(options);
+    }
+
+    TestCertificate m_certificate;
+};
+
+TEST_F(MasterOverTcpTest, ServesWhoKnowsTheToken)
+{
+    Start();
+    RawClient client(m_master->Address(), Credentials());
+    ASSERT_TRUE(client.SayHello("the right token"));
+    EXPECT_EQ(Status(client, UID(true).ToString()), "(no job)");
+}
+
+TEST_F(MasterOverTcpTest, TurnsAwayWhoDoesNot)
+{
+    Start();
+    for (const char *token : {"", "the right toke", "the right token2", "another token 1"})
+    {
+        RawClient client(m_master->Address(), Credentials());
+        EXPECT_FALSE(client.SayHello(token)) << token;
+        EXPECT_EQ(client.End().error_code(), grpc::StatusCode::UNAUTHENTICATED) << token;
+    }
+}
+
+TEST_F(MasterOverTcpTest, WantsCertificateKeyAndToken)
+{
+    const master::ServerSettings complete = m_settings.server;
+    const std::string reason = "cannot listen at 127.0.0.1:0 without \"Certificate\", \"Key\" "
+                               "and \"TokenFile\" in section \"Master\" of the options file";
+    m_settings.server.security->token.clear();
+    EXPECT_EQ(RunningMaster(m_settings).Error(), reason);
+    m_settings.server = complete;
+    m_settings.server.security->key = {};
+    EXPECT_EQ(RunningMaster(m_settings).Error(), reason);
+    m_settings.server = complete;
+    m_settings.server.security.reset();
+    EXPECT_EQ(RunningMaster(m_settings).Error(), reason);
+}
+
+TEST_F(MasterOverTcpTest, IsOneForAPort)
+{
+    Start();
+    MasterSettings second = m_settings;
+    second.data = m_folder / "other";
+    second.server.address.text = m_master->Address();
+    EXPECT_EQ(RunningMaster(second).Error(), "cannot listen at " + m_master->Address() +
+                                                 ": the address is in use or not of this machine");
 }
 
 } // namespace

@@ -17,6 +17,8 @@ public:
     std::vector<master::Command> started;
     std::vector<int> ended; ///< Runs that `End` was called for.
 
+    void EndLeftovers() override {}
+
     int FreeSlots() const override
     {
         return slots - int(m_running.size());

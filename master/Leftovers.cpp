@@ -1,0 +1,87 @@
+#include "master/Leftovers.h"
+
+#include <charconv>
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <list>
+#include <optional>
+#include <poll.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include "ostrel/Descriptor.h"
+
+namespace master
+{
+
+namespace fs = std::filesystem;
+using ostrel::Descriptor;
+using std::chrono::steady_clock;
+
+namespace
+{
+
+constexpr std::chrono::seconds k_wait{2};
+
+std::optional<pid_t> ProcessOf(const fs::path &folder)
+{
+    const std::string name = folder.filename().string();
+    pid_t process = 0;
+    const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), process);
+    if (error != std::errc() || end != name.data() + name.size())
+        return std::nullopt;
+    return process;
+}
+
+// Of another user's process nothing can be read.
+bool WasStartedWith(const fs::path &folder, const std::string &setting)
+{
+    std::ifstream file(folder / "environ", std::ios::binary);
+    std::string one;
+    while (std::getline(file, one, '\0'))
+        if (one == setting)
+            return true;
+    return false;
+}
+
+void WaitUntilGone(const Descriptor &process, steady_clock::time_point limit)
+{
+    const auto left =
+        std::chrono::duration_cast<std::chrono::milliseconds>(limit - steady_clock::now());
+    pollfd wait{.fd = process.Number(), .events = POLLIN, .revents = 0};
+    if (left.count() > 0)
+        ::poll(&wait, 1, int(left.count()));
+}
+
+} // namespace
+
+int KillProcessesWith(const std::string &setting)
+{
+    std::list<Descriptor> killed;
+    std::error_code error;
+    for (fs::directory_iterator entry("/proc", error), end; !error && entry != end;
+         entry.increment(error))
+    {
+        const std::optional<pid_t> process = ProcessOf(entry->path());
+        if (!process || *process == ::getpid())
+            continue;
+        // Held before it is looked at, so that it cannot become another meanwhile.
+        const auto number = int(::syscall(SYS_pidfd_open, *process, 0));
+        if (number < 0)
+            continue;
+        const Descriptor &held = killed.emplace_back(number);
+        if (WasStartedWith(entry->path(), setting))
+            ::syscall(SYS_pidfd_send_signal, held.Number(), SIGKILL, nullptr, 0);
+        else
+            killed.pop_back();
+    }
+
+    const auto limit = steady_clock::now() + k_wait;
+    for (const Descriptor &process : killed)
+        WaitUntilGone(process, limit);
+    return int(killed.size());
+}
+
+} // namespace master

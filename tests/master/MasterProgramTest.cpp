@@ -1,0 +1,230 @@
+// The program corvan-master as it ships: its options, its signals, its death.
+#include "tests/master/MasterProgram.h"
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <sys/stat.h>
+
+#include <gtest/gtest.h>
+
+#include "ostrel/UID.h"
+#include "tests/master/RawClient.h"
+#include "tests/support/TempFolder.h"
+
+using ostrel::UID;
+
+namespace
+{
+
+const char *const k_commandType = "6d396773-6d80-4f82-823f-fbc6c1cca52f";
+
+class MasterProgramTest : public ::testing::Test
+{
+protected:
+    // Listens at this test's socket.
+    std::unique_ptr<MasterProgram> Start(std::vector<std::string> arguments = {})
+    {
+        arguments.insert(arguments.end(), {"--listen", (m_folder / "m.sock").Text()});
+        auto program = std::make_unique<MasterProgram>(m_folder.Folder(), arguments);
+        EXPECT_EQ(program->ReadLine(),
+                  "corvan-master: listening on unix:" + (m_folder / "m.sock").Text() +
+                      ", data in " + (m_folder / "data").Text())
+            << program->Errors();
+        return program;
+    }
+
+    // A job that runs this script for each of two frames.
+    wire::Envelope JobEnvelope(const std::string &script)
+    {
+        wire::Envelope envelope;
+        wire::Job &job = *envelope.mutable_job();
+        job.set_id(UID(true).ToString());
+        job.set_type(k_commandType);
+        for (const auto &[name, value] : {std::pair<std::string, std::string>{"Range", "1-2"},
+                                          {"Program", "/bin/sh"},
+                                          {"Arguments", "-c\n" + script + "\nrender\n{Frame}"}})
+        {
+            wire::Parameter &parameter = *job.add_parameters();
+            parameter.set_name(name);
+            parameter.set_value(value);
+        }
+        return envelope;
+    }
+
+    std::string InFolder(const std::string &leaf) const
+    {
+        return "'" + (m_folder / leaf).Text() + "'";
+    }
+
+    // Reads the numbers of two processes that the scripts have written.
+    std::vector<pid_t> WaitForProcesses(RawClient &client)
+    {
+        std::vector<pid_t> processes(2);
+        for (int frame : {1, 2})
+        {
+            // Asking the Master takes a moment and ends with its own time limit.
+            while (processes[std::size_t(frame - 1)] == 0 &&
+                   client.Ask(GetTasksEnvelope(UID(true).ToString())))
+            {
+                std::ifstream file((m_folder / ("pid" + std::to_string(frame))).Text());
+                file >> processes[std::size_t(frame - 1)];
+            }
+        }
+        return processes;
+    }
+
+    static std::vector<wire::Task> TasksOf(RawClient &client, const std::string &job)
+    {
+        const auto answer = client.Ask(GetTasksEnvelope(job));
+        EXPECT_TRUE(answer && answer->task_list().tasks_size() == 2);
+        if (!answer)
+            return {};
+        return {answer->task_list().tasks().begin(), answer->task_list().tasks().end()};
+    }
+
+    static bool IsAlive(pid_t process)
+    {
+        std::ifstream stat("/proc/" + std::to_string(process) + "/stat");
+        std::string text((std::istreambuf_iterator<char>(stat)), {});
+        const std::size_t name = text.rfind(") ");
+        return name != std::string::npos && text[name + 2] != 'Z' && text[name + 2] != 'X';
+    }
+
+    // A script whose own child goes on until the file "go" is there, and that fails in the end
+    // where "go" holds nothing.
+    std::string LongScript() const
+    {
+        return "sh -c 'echo $$ > \"$2.new\"; mv \"$2.new\" \"$2\"; while [ ! -e \"$1\" ]; do sleep "
+               "0.01; done' inner " +
+               InFolder("go") + " " + InFolder("pid") + "$1; exit 0";
+    }
+
+    TempFolder m_folder;
+};
+
+TEST_F(MasterProgramTest, QueuesWhatRanAgainWhenItWasKilled)
+{
+    auto program = Start();
+    const wire::Envelope job = JobEnvelope(LongScript());
+    std::vector<pid_t> processes;
+    {
+        RawClient client(program->Address());
+        ASSERT_TRUE(client.SayHello());
+        ASSERT_TRUE(client.Ask(job)->has_accepted());
+        processes = WaitForProcesses(client);
+        program->Signal(SIGKILL);
+        EXPECT_EQ(program->WaitForEnd(), -1);
+    }
+    EXPECT_TRUE(std::filesystem::exists((m_folder / "m.sock").Text().c_str()));
+
+    program = Start();
+    for (const pid_t process : processes)
+        EXPECT_FALSE(IsAlive(process)) << "a command of the killed Master still runs";
+    m_folder.MakeFile("go");
+    RawClient client(program->Address());
+    ASSERT_TRUE(client.SayHello());
+    ASSERT_TRUE(client.Ask(FollowEnvelope(job.job().id()))->has_accepted());
+    const auto present = client.Ask(GetJobEnvelope(job.job().id()));
+    ASSERT_TRUE(ParameterOf(present->job(), "Status") == "2" ||
+                client.ReceiveUntil(IsNews("Status", "2")));
+    for (const wire::Task &task : TasksOf(client, job.job().id()))
+    {
+        EXPECT_EQ(task.status(), 2);
+        EXPECT_EQ(task.tries(), 2u);
+    }
+}
+
+TEST_F(MasterProgramTest, EndsItsCommandsAndItselfWhenItIsAsked)
+{
+    for (const int signal : {SIGTERM, SIGINT})
+    {
+        auto program = Start();
+        RawClient client(program->Address());
+        ASSERT_TRUE(client.SayHello());
+        const wire::Envelope job = JobEnvelope(LongScript());
+        ASSERT_TRUE(client.Ask(job)->has_accepted());
+        const std::vector<pid_t> processes = WaitForProcesses(client);
+
+        program->Signal(signal);
+        EXPECT_EQ(program->WaitForEnd(), 0) << program->Errors();
+        for (const pid_t process : processes)
+            EXPECT_FALSE(IsAlive(process));
+        EXPECT_FALSE(std::filesystem::exists((m_folder / "m.sock").Text().c_str()));
+
+        program = Start({"--slots", "0"});
+        RawClient again(program->Address());
+        ASSERT_TRUE(again.SayHello());
+        for (const wire::Task &task : TasksOf(again, job.job().id()))
+            EXPECT_EQ(task.status(), 0);
+        ASSERT_TRUE(again.Ask(SetEnvelope(job.job().id(), "Status", "5"))->has_accepted());
+        for (const char *leaf : {"pid1", "pid2"})
+            std::filesystem::remove((m_folder / leaf).Text().c_str());
+    }
+}
+
+TEST_F(MasterProgramTest, EndsWithStatusOneWhereAnotherIs)
+{
+    const auto first = Start();
+    MasterProgram sameData(m_folder.Folder(), {"--listen", (m_folder / "x.sock").Text()});
+    EXPECT_EQ(sameData.WaitForEnd(), 1);
+    EXPECT_EQ(sameData.Errors(), "corvan-master: another Master uses data folder " +
+                                     (m_folder / "data").Text() + "\n");
+
+    const TempFolder elsewhere;
+    MasterProgram sameAddress(elsewhere.Folder(), {"--listen", (m_folder / "m.sock").Text()});
+    EXPECT_EQ(sameAddress.WaitForEnd(), 1);
+    EXPECT_EQ(sameAddress.Errors(),
+              "corvan-master: another Master uses address " + (m_folder / "m.sock").Text() + "\n");
+}
+
+TEST_F(MasterProgramTest, NamesWhatIsWrongWithItsOptions)
+{
+    const struct
+    {
+        std::vector<std::string> arguments;
+        int status;
+        std::string error;
+    } cases[] = {
+        {{"--slots", "many"}, 2, "--slots many: it has to be a number from 0 to 1024"},
+        {{"--listen", "nowhere"}, 2, "--listen nowhere: "},
+        {{"--nonsense"}, 2, "--nonsense"},
+        {{"--slots"}, 2, "--slots"},
+        {{"--log-level", "9"}, 2, "--log-level"},
+        {{"job"}, 2, "unexpected argument job"},
+        {{"--listen", "127.0.0.1:1"}, 1, "cannot listen at 127.0.0.1:1 without \"Certificate\""},
+        {{"--data", "/proc/x"}, 1, "cannot make folder /proc/x"},
+    };
+    for (const auto &[arguments, status, error] : cases)
+    {
+        MasterProgram program(m_folder.Folder(), arguments);
+        EXPECT_EQ(program.WaitForEnd(), status) << error;
+        EXPECT_NE(program.Errors().find(error), std::string::npos) << program.Errors();
+    }
+}
+
+TEST_F(MasterProgramTest, KeepsWhatIsItsUsersAlone)
+{
+    const auto program = Start();
+    const std::pair<const char *, mode_t> files[] = {{"data", 0700}, {"m.sock", 0600}};
+    for (const auto &[leaf, mode] : files)
+    {
+        struct stat found
+        {
+        };
+        ASSERT_EQ(::stat((m_folder / leaf).Text().c_str(), &found), 0) << leaf;
+        EXPECT_EQ(found.st_mode & 0777, mode) << leaf;
+    }
+}
+
+TEST_F(MasterProgramTest, PrintsItsHelpAndItsVersion)
+{
+    MasterProgram help(m_folder.Folder(), {"--help"});
+    EXPECT_EQ(help.ReadLine(), "Usage: corvan-master [OPTION]...");
+    EXPECT_EQ(help.WaitForEnd(), 0);
+    MasterProgram version(m_folder.Folder(), {"--version"});
+    EXPECT_TRUE(version.ReadLine().starts_with("corvan-master "));
+    EXPECT_EQ(version.WaitForEnd(), 0);
+}
+
+} // namespace
