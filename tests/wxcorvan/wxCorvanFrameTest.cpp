@@ -145,6 +145,7 @@ TEST_F(wxCorvanFrameTest, RemembersThePlaceBeforeItWasMaximised)
 
 TEST_F(wxCorvanFrameTest, IsToldOfTheConnectionAfterTheProgram)
 {
+    TestApp::Get().seen.clear();
     std::vector<std::string> seen;
     const auto connected = corvan::MessengerConnectedEvt::s_Signal.ConnectFunction(
         [&](const corvan::MessengerConnectedEvt &) { seen.push_back("another receiver"); });
