@@ -44,8 +44,9 @@ struct Renumbering
     int packetSize = 1;      ///< Below 1 cannot be walked.
 };
 
-/// More files than this are not expanded.
-constexpr std::size_t k_MaxFiles = 10'000'000;
+/// More files than this are not expanded: a window that lists them in one go would stand still for
+/// too long.
+constexpr std::size_t k_MaxFiles = 1'000'000;
 
 /// Reads a job's parameters: `userRange` and the texts, not yet `frames`. Nothing when the job has
 /// no custom range (perhaps empty) or no user range.

@@ -134,6 +134,18 @@ TEST_F(FrameScan, APatternThatCannotBeFormattedIsNamedAndStartsNoScan)
     }
 }
 
+TEST_F(FrameScan, TenMillionFilesAreRefusedInOneLine)
+{
+    Start();
+    ConnectWithJob({});
+    PumpPass();
+    m_log.Clear();
+    ReceiveParameter(p_Range, "1-10000000");
+    EXPECT_EQ(m_log.Count(k_LogError, Pattern() + "': more than 1000000 files"), 1);
+    EXPECT_EQ(m_log.Count(k_LogInfo, "  Checked "), 0);
+    EXPECT_EQ(List().RowCount(), 0);
+}
+
 TEST_F(FrameScan, ListsEachExpectedFileInTheLog)
 {
     Start();
