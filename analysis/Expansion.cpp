@@ -34,19 +34,7 @@ int ReadInt(const String &text)
     return int(std::clamp<long>(number, Limits::min(), Limits::max()));
 }
 
-String FloatText(float number)
-{
-    char text[32];
-    const auto result = std::to_chars(text, text + sizeof text, number);
-    return String(std::string_view(text, std::size_t(result.ptr - text)));
-}
-
-/// One file of the walk.
-struct Step
-{
-    float frame;      ///< Where the walk stands, in frames.
-    int outputNumber; ///< Of the file.
-};
+using Step = ExpansionStep;
 
 /// One packet: the frames first to last.
 struct Packet
@@ -58,6 +46,13 @@ struct Packet
 bool FitsInt(float number)
 {
     return number >= -2147483648.0f && number < 2147483648.0f;
+}
+
+String FloatText(float number)
+{
+    char text[32];
+    const auto result = std::to_chars(text, text + sizeof text, number);
+    return String(std::string_view(text, std::size_t(result.ptr - text)));
 }
 
 String CannotStep(float by, float frame)
@@ -166,6 +161,13 @@ void LogChecked(const Path &path)
 
 } // namespace
 
+String FrameText(float frame)
+{
+    char text[64]; // The longest are the smallest: "0." and 55 digits.
+    const auto result = std::to_chars(text, text + sizeof text, frame, std::chars_format::fixed);
+    return String(std::string_view(text, std::size_t(result.ptr - text)));
+}
+
 std::optional<ExpansionInput> ReadExpansionInput(const corvan::Job &job)
 {
     ExpansionInput input;
@@ -225,6 +227,23 @@ String ExpandFrames(const FramePattern &pattern, const ExpansionInput &input, co
                     LogChecked(path);
                     return {};
                 });
+}
+
+std::vector<ExpansionStep> ListPacketFiles(const Renumbering &numbers, int firstFrame, int first,
+                                           int last, std::size_t mostFiles, String *reason)
+{
+    std::vector<ExpansionStep> files;
+    const auto visit = [&](const Step &step) -> String
+    {
+        if (files.size() == mostFiles)
+            return "more than " + std::to_string(mostFiles) + " files in one packet";
+        files.push_back(step);
+        return {};
+    };
+    *reason = WalkPacket({first, last}, firstFrame, numbers, visit);
+    if (!reason->empty())
+        files.clear();
+    return files;
 }
 
 SequenceDistributor::Items FindRenderingFrames(const ExpansionInput &input,

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <functional>
 #include <optional>
+#include <vector>
 
 #include "analysis/FramePattern.h"
 #include "corvan/SequenceDistributor.h"
@@ -75,6 +76,24 @@ using FileSink = std::function<void(const Path &path, int outputNumber)>;
 /// this in single precision (a step of 1 ends to move at 16,777,216); an output number outside
 /// signed 32 bits; a path over `FramePattern::k_MaxBytes`.
 String ExpandFrames(const FramePattern &pattern, const ExpansionInput &input, const FileSink &sink);
+
+/// One file of the walk.
+struct ExpansionStep
+{
+    float frame;      ///< Where the walk stands, in frames; a fraction where SequenceBy is one.
+    int outputNumber; ///< In the file's name.
+
+    friend bool operator==(const ExpansionStep &, const ExpansionStep &) = default;
+};
+
+/// The files of one packet, the frames `first` to `last` of a job whose first frame is
+/// `firstFrame`, in the order of the walk. Empty, with the reason in `*reason`, for more than
+/// `mostFiles` and where the walk of `ExpandFrames` would be refused.
+std::vector<ExpansionStep> ListPacketFiles(const Renumbering &numbers, int firstFrame, int first,
+                                           int last, std::size_t mostFiles, String *reason);
+
+/// A position of the walk as text: "7", "7.5".
+String FrameText(float frame);
 
 /// The frames whose rendering writes the given output numbers; numbers that no frame writes are
 /// left out. Where nothing is renumbered these are the numbers themselves. Empty, with the reason

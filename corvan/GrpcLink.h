@@ -52,7 +52,6 @@ public:
         LinkTiming timing;
     };
 
-    /// Throws `ostrel::Exception *` for an address of TCP without certificate or token.
     explicit GrpcLink(Settings settings);
     ~GrpcLink() override;
 

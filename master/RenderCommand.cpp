@@ -76,16 +76,47 @@ bool FormatOutputs(const std::vector<String> &formats, int number, std::vector<P
     return true;
 }
 
-} // namespace
-
-int OutputNumber(const Job &job, int frame, int firstFrame)
+analysis::Renumbering RenumberingOf(const Job &job, int firstFrame)
 {
     analysis::ExpansionInput input;
     job.GetParameter(corvan::p_SequenceBy, input.sequenceBy);
     job.GetParameter(corvan::p_RenumberStart, input.renumberStart);
     job.GetParameter(corvan::p_RenumberBy, input.renumberBy);
-    const analysis::Renumbering numbers = analysis::ReadRenumbering(input, firstFrame);
+    return analysis::ReadRenumbering(input, firstFrame);
+}
 
+// All files of a packet as placeholders; none where they are too many.
+std::map<String, String> OutputPlaceholders(const Job &job, const std::vector<String> &formats,
+                                            const Packet &packet, int firstFrame)
+{
+    if (formats.empty())
+        return {{"OutputFrames", {}}, {"Outputs", {}}};
+
+    String reason;
+    const auto pattern = FramePattern::Parse(formats.front(), &reason);
+    const auto files =
+        analysis::ListPacketFiles(RenumberingOf(job, firstFrame), firstFrame, packet.firstFrame,
+                                  packet.lastFrame, k_MaxOutputs, &reason);
+    if (!pattern || files.empty())
+        return {};
+
+    String frames;
+    String paths;
+    for (const analysis::ExpansionStep &file : files)
+    {
+        frames += analysis::FrameText(file.frame) + "\n";
+        paths += pattern->Format(file.outputNumber) + "\n";
+    }
+    frames.pop_back();
+    paths.pop_back();
+    return {{"OutputFrames", frames}, {"Outputs", paths}};
+}
+
+} // namespace
+
+int OutputNumber(const Job &job, int frame, int firstFrame)
+{
+    const analysis::Renumbering numbers = RenumberingOf(job, firstFrame);
     const float ratio = float(numbers.renumberBy) / numbers.sequenceBy;
     const float number =
         float(frame - std::int64_t(firstFrame)) * ratio + float(numbers.renumberStart);
@@ -103,15 +134,16 @@ std::optional<RenderCommand> BuildRenderCommand(const Job &job, const Packet &pa
     if (!FormatOutputs(formats, number, command.outputs, reason))
         return std::nullopt;
 
-    const auto find = corvan::JobPlaceholders(
-        job, {
-                 {"Frame", std::to_string(packet.firstFrame)},
-                 {"FirstFrame", std::to_string(packet.firstFrame)},
-                 {"LastFrame", std::to_string(packet.lastFrame)},
-                 {"ID", job.ID().ToString()},
-                 {"Output", command.outputs.empty() ? String() : command.outputs.front().Text()},
-                 {"OutputPattern", formats.empty() ? String() : formats.front()},
-             });
+    auto placeholders = OutputPlaceholders(job, formats, packet, firstFrame);
+    placeholders.merge(std::map<String, String>{
+        {"Frame", std::to_string(packet.firstFrame)},
+        {"FirstFrame", std::to_string(packet.firstFrame)},
+        {"LastFrame", std::to_string(packet.lastFrame)},
+        {"ID", job.ID().ToString()},
+        {"Output", command.outputs.empty() ? String() : command.outputs.front().Text()},
+        {"OutputPattern", formats.empty() ? String() : formats.front()},
+    });
+    const auto find = corvan::JobPlaceholders(job, std::move(placeholders));
     const auto arguments = corvan::ExpandArguments(ArgumentsWithPlaceholders(job), find, reason);
     if (!arguments)
         return std::nullopt;

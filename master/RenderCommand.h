@@ -13,6 +13,9 @@ namespace master
 
 using ostrel::Path;
 
+/// Most files of a packet that a command is told one by one: its arguments have little room.
+constexpr std::size_t k_MaxOutputs = 10'000;
+
 /// How a packet is rendered.
 struct RenderCommand
 {
@@ -30,7 +33,9 @@ int OutputNumber(const Job &job, int frame, int firstFrame);
 /// Beside the job's parameters ("{Scene}") there are {FirstFrame}, {LastFrame}, {Frame} (the
 /// first), {ID} (of the job), {Output}, the path of the first frame in the job's first image format
 /// in this machine's notation, and {OutputPattern}, that format itself in this machine's notation.
-/// Both are empty for a job without image formats.
+/// {Outputs} are the paths of all files of the packet in that format, a line each, and
+/// {OutputFrames} the frames that they show ("7", "7.5"), a line each; there are none for a packet
+/// of more than `k_MaxOutputs` files. All are empty for a job without image formats.
 ///
 /// Nothing, with the reason, for a placeholder that has no value, an image format that is no
 /// pattern, and a command without a program.

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include <wx/gauge.h>
+
 #include "analysis/AnalysisOptions.h"
 #include "analysis/Expansion.h"
 #include "analysis/FileCheck.h"

@@ -365,6 +365,44 @@ TEST(Expansion, ReadsNothingFromAJobWithoutCustomRange)
     EXPECT_FALSE(ReadExpansionInput(*RenderJobOf(false)));
 }
 
+TEST(ListPacketFiles, ListsWhatTheWalkFindsInOnePacket)
+{
+    const struct
+    {
+        Renumbering numbers;
+        int first;
+        int last;
+        std::vector<ExpansionStep> files;
+    } cases[] = {
+        {{1.0f, 1, 1, 1}, 3, 3, {{3.0f, 3}}},
+        {{1.0f, 10, 2, 1}, 3, 4, {{3.0f, 14}, {4.0f, 16}}},
+        {{0.5f, 1, 1, 1}, 2, 3, {{2.0f, 3}, {2.5f, 4}, {3.0f, 5}, {3.5f, 6}}},
+        {{2.0f, 1, 1, 5}, 1, 5, {{1.0f, 1}, {3.0f, 2}, {5.0f, 3}}},
+        {{1.0f, -1, 1, 1}, 1, 2, {{1.0f, -1}, {2.0f, 0}}},
+    };
+    for (const auto &[numbers, first, last, files] : cases)
+    {
+        String reason;
+        EXPECT_EQ(ListPacketFiles(numbers, 1, first, last, 4, &reason), files) << reason;
+    }
+}
+
+TEST(ListPacketFiles, RefusesWhatIsTooMuchOrNeverEnds)
+{
+    String reason;
+    EXPECT_TRUE(ListPacketFiles({}, 1, 1, 5, 4, &reason).empty());
+    EXPECT_EQ(reason, "more than 4 files in one packet");
+    EXPECT_TRUE(ListPacketFiles({1e-9f, 1, 1, 1}, 1, 1, 5, 4, &reason).empty());
+    EXPECT_NE(reason.find("does not move frame"), String::npos) << reason;
+}
+
+TEST(FrameText, WritesFractionsOnlyWhereThereAreSome)
+{
+    EXPECT_EQ(FrameText(7.0f), "7");
+    EXPECT_EQ(FrameText(-7.5f), "-7.5");
+    EXPECT_EQ(FrameText(100000.0f), "100000");
+}
+
 TEST(FindRenderingFrames, TurnsOutputNumbersBackIntoFrames)
 {
     const struct

@@ -53,6 +53,10 @@ TEST(RenderCommand, HasItsPlaceholdersFilled)
         {{"p", "+I{Scene}"}, {"p", "+I/a b/{c}.pov"}},
         {{"p", "{Output}"}, {"p", "/out/x.0005.png"}},
         {{"p", "{OutputPattern}"}, {"p", "/out/x.%04d.png"}},
+        {{"p", "{Outputs}"},
+         {"p", "/out/x.0005.png", "/out/x.0006.png", "/out/x.0007.png", "/out/x.0008.png"}},
+        {{"p", "{OutputFrames}"}, {"p", "5", "6", "7", "8"}},
+        {{"p", "at {OutputFrames}"}, {"p", "at 5\n6\n7\n8"}},
         {{"{Program}", "{Arguments}"}, {"tool", "-f", "5", "", "/a b/{c}.pov {x}", "last"}},
     };
 
@@ -66,6 +70,32 @@ TEST(RenderCommand, HasItsPlaceholdersFilled)
         EXPECT_EQ(built->arguments, arguments);
         EXPECT_EQ(built->outputs, (std::vector<Path>{"/out/x.0005.png", "/out/b;.5.png"}));
     }
+}
+
+TEST(RenderCommand, NamesEachFileOfARenumberedPacket)
+{
+    const TestJobTypes types;
+    const auto job =
+        MakeJobThatRuns({"p", "{OutputFrames}", "{Outputs}"}, {{"Range", "1-4"},
+                                                               {"ImageFormat", "/x.%d"},
+                                                               {"SequenceBy", "0.5"},
+                                                               {"RenumberStart", "10"}});
+    String reason;
+    EXPECT_EQ(BuildRenderCommand(*job, {3, 4}, 1, &reason)->arguments,
+              (Arguments{"p", "3", "3.5", "4", "4.5", "/x.14", "/x.15", "/x.16", "/x.17"}));
+}
+
+TEST(RenderCommand, NamesNoFilesOfAPacketThatHasTooMany)
+{
+    const TestJobTypes types;
+    const TestParameters parameters = {{"Range", "1-20000"}, {"ImageFormat", "/x.%d"}};
+    String reason;
+    const auto named = MakeJobThatRuns({"p", "{Outputs}"}, parameters);
+    EXPECT_TRUE(BuildRenderCommand(*named, {1, 10'000}, 1, &reason));
+    EXPECT_FALSE(BuildRenderCommand(*named, {1, 10'001}, 1, &reason));
+    EXPECT_NE(reason.find("Outputs"), String::npos) << reason;
+    const auto unnamed = MakeJobThatRuns({"p", "{LastFrame}"}, parameters);
+    EXPECT_TRUE(BuildRenderCommand(*unnamed, {1, 10'001}, 1, &reason));
 }
 
 TEST(RenderCommand, NamesTheJob)
