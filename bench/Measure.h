@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <ctime>
 #include <filesystem>
 #include <stdlib.h>
 #include <string>
@@ -19,12 +20,35 @@ struct Timing
     int repetitions = 0;
 };
 
+inline Timing FromTimes(std::vector<double> timesMs)
+{
+    std::sort(timesMs.begin(), timesMs.end());
+    return {timesMs.front(), timesMs[timesMs.size() / 2], int(timesMs.size())};
+}
+
+/// What the calling thread has used of a processor, in the form of a clock of <chrono>: on a busy
+/// machine it tells more than the time that passed.
+struct ThreadTime
+{
+    using duration = std::chrono::nanoseconds;
+    using rep = duration::rep;
+    using period = duration::period;
+    using time_point = std::chrono::time_point<ThreadTime>;
+    static constexpr bool is_steady = true;
+
+    static time_point now()
+    {
+        timespec used{};
+        clock_gettime(CLOCK_THREAD_CPUTIME_ID, &used);
+        return time_point(std::chrono::seconds(used.tv_sec) +
+                          std::chrono::nanoseconds(used.tv_nsec));
+    }
+};
+
 /// Times `run` as often as asked; `prepare` goes before each run and is not timed.
-template <typename Prepare, typename Run>
+template <typename Clock = std::chrono::steady_clock, typename Prepare, typename Run>
 Timing Measure(int repetitions, Prepare &&prepare, Run &&run)
 {
-    using Clock = std::chrono::steady_clock;
-
     std::vector<double> times;
     for (int i = 0; i < repetitions; ++i)
     {
@@ -34,13 +58,13 @@ Timing Measure(int repetitions, Prepare &&prepare, Run &&run)
         const std::chrono::duration<double, std::milli> time = Clock::now() - start;
         times.push_back(time.count());
     }
-    std::sort(times.begin(), times.end());
-    return {times.front(), times[times.size() / 2], repetitions};
+    return FromTimes(std::move(times));
 }
 
-template <typename Run> Timing Measure(int repetitions, Run &&run)
+template <typename Clock = std::chrono::steady_clock, typename Run>
+Timing Measure(int repetitions, Run &&run)
 {
-    return Measure(
+    return Measure<Clock>(
         repetitions, [] {}, run);
 }
 
@@ -63,12 +87,18 @@ inline void PrintStart(const std::string &what, std::size_t size, const Timing &
                 timing.minMs, timing.medianMs);
 }
 
+/// A row of the table that has no yardstick.
+inline void PrintRow(const std::string &what, std::size_t size, const Timing &timing)
+{
+    PrintStart(what, size, timing);
+    std::printf(" |\n");
+    std::fflush(stdout);
+}
+
 /// A row of the table for the yardstick itself.
 inline void PrintYardstick(const std::string &what, std::size_t size, const Timing &timing)
 {
-    PrintStart("*" + what + "*", size, timing);
-    std::printf(" |\n");
-    std::fflush(stdout);
+    PrintRow("*" + what + "*", size, timing);
 }
 
 /// A row of the table, with the ratio of the medians.

@@ -169,8 +169,25 @@ bool GrpcLink::Worker::IsStopping()
     return m_isStopping;
 }
 
-GrpcLink::GrpcLink(Settings settings) : m_worker(std::make_unique<Worker>(std::move(settings)))
+namespace
 {
+
+void RequireSecurity(const GrpcLink::Settings &settings)
+{
+    const bool isComplete =
+        !settings.security.certificate.IsEmpty() && !settings.security.token.empty();
+    if (settings.address.kind == MasterAddress::Kind::Tcp && !isComplete)
+        throw new ostrel::Exception("cannot connect to " + settings.address.text +
+                                    ": TCP needs a certificate and a token (keys Certificate and "
+                                    "TokenFile of the options section \"Master\")");
+}
+
+} // namespace
+
+GrpcLink::GrpcLink(Settings settings)
+{
+    RequireSecurity(settings);
+    m_worker = std::make_unique<Worker>(std::move(settings));
     RouteGrpcLog();
 }
 

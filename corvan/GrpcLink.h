@@ -52,6 +52,7 @@ public:
         LinkTiming timing;
     };
 
+    /// Throws `ostrel::Exception *` for an address of TCP without certificate or token.
     explicit GrpcLink(Settings settings);
     ~GrpcLink() override;
 

@@ -18,7 +18,7 @@ namespace
 
 // Frames that stepped parts may name in sum, repeated ones too: bounds the time of a text that
 // names the same millions over and over.
-constexpr std::uint64_t k_most_stepped = 5 * SequenceDistributor::k_MaxFrames;
+constexpr std::uint64_t k_most_stepped = 2 * SequenceDistributor::k_MaxFrames;
 
 // Below this many frames single inserts are quicker than joining two sets.
 constexpr std::uint64_t k_few = 4096;

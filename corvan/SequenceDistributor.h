@@ -41,8 +41,8 @@ public:
 
     /// The same without the log: false, the reason in `*reason` (which names the text, cut where
     /// it is long) and an empty set when refused. `reason` may be null. Takes time by the length
-    /// of the text and the number of stepped frames, never by the length of a plain run; a second
-    /// at the very worst.
+    /// of the text and the number of stepped frames, never by the length of a plain run; two
+    /// seconds at the very worst.
     static bool ParseRange(const String &range, Items &items, String *reason);
 
     /// The shortest usual text of a set: {1,2,3,5,7,9,20} is "1-3,5-9x2,20", {1,3} is "1,3", {1,2}

@@ -2,8 +2,6 @@
 
 #include <algorithm>
 
-#include <wx/gauge.h>
-
 #include "analysis/AnalysisOptions.h"
 #include "analysis/Expansion.h"
 #include "analysis/FileCheck.h"

@@ -1,6 +1,5 @@
 // How the main window shows its list: sort column, status bar, progress gauge.
 
-#include <wx/gauge.h>
 #include <wx/sizer.h>
 #include <wx/statusbr.h>
 #include <wx/wupdlock.h>

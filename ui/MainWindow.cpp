@@ -2,7 +2,6 @@
 
 #include <array>
 
-#include <wx/gauge.h>
 #include <wx/imaglist.h>
 #include <wx/listctrl.h>
 #include <wx/sizer.h>
@@ -103,7 +102,7 @@ void MainWindow::BuildConnectedView()
     BuildFileList();
     ShowSortColumn();
 
-    m_progress = new wxGauge(this, -1, 0, wxDefaultPosition, wxSize(-1, 10), wxGA_HORIZONTAL);
+    m_progress = new wxcGauge(this, -1, 0, wxDefaultPosition, wxSize(-1, 10), wxGA_HORIZONTAL);
     m_connectedView->Add(m_progress, 0, wxEXPAND | wxLEFT | wxRIGHT, k_sideBorder);
     m_connectedView->AddSpacer(15);
 }

@@ -14,6 +14,7 @@
 #include "ostrel/OptionsFile.h"
 #include "wxcorvan/wxCorvanFrame.h"
 #include "wxcorvan/wxcChoice.h"
+#include "wxcorvan/wxcGauge.h"
 
 class FileList;
 class JobMenu;
@@ -23,7 +24,6 @@ struct ExpansionInput;
 struct ScanRules;
 } // namespace analysis
 class wxBoxSizer;
-class wxGauge;
 class wxListEvent;
 
 /// The program's one window: a format choice, the list of expected files, a progress gauge, a
@@ -129,7 +129,7 @@ private:
     wxBoxSizer *m_connectedView = nullptr;
     wxcorvan::wxcChoice *m_formatChoice = nullptr;
     FileList *m_fileList = nullptr;
-    wxGauge *m_progress = nullptr;
+    wxcorvan::wxcGauge *m_progress = nullptr;
     std::unique_ptr<wxTimer> m_refreshTimer; ///< Null once the window is closing.
     wxBoxSizer *m_notConnectedView = nullptr;
     JobMenu *m_jobMenu = nullptr;

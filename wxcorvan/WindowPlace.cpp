@@ -89,8 +89,8 @@ void PutInPlace(wxTopLevelWindow &window, const wxRect &place)
                     event.Skip();
                     if (!event.GetActive() || std::exchange(isDone, true))
                         return;
-                    if (!window.IsMaximized() && window.GetPosition() != place.GetPosition())
-                        window.Move(place.GetPosition());
+                    if (!window.IsMaximized() && window.GetRect() != place)
+                        window.SetSize(place);
                 });
 }
 

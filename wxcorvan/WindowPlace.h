@@ -24,8 +24,9 @@ void SavePlace(ostrel::IniFile &options, const ostrel::String &section, const wx
 /// none, the place as it is.
 wxRect PlaceOnScreen(const wxRect &place, const std::vector<wxRect> &screens);
 
-/// Gives a window that is not yet shown its place; its position once more when it becomes active
-/// for the first time: some window managers move a program's first window as they frame it.
+/// Gives a window that is not yet shown its place, and once more when it becomes active for the
+/// first time: how wide its frame is, and so its size, is a guess until then, and some window
+/// managers move a program's first window as they frame it.
 void PutInPlace(wxTopLevelWindow &window, const wxRect &place);
 
 /// The usable areas of all screens, the primary one first.

@@ -19,6 +19,22 @@ namespace
 
 const char *const k_section = "Window";
 
+/// While a window is far too narrow, as before it has got its size, the toolkit would ask for
+/// fields of less than no width to be painted, about which its libraries complain.
+class StatusBar : public wxStatusBar
+{
+public:
+    using wxStatusBar::wxStatusBar;
+
+protected:
+    void DoUpdateStatusText(int field) override
+    {
+        wxRect place;
+        if (GetFieldRect(field, place) && place.width > 0 && place.height > 0)
+            wxStatusBar::DoUpdateStatusText(field);
+    }
+};
+
 } // namespace
 
 wxCorvanFrame::wxCorvanFrame(wxWindow *parent, wxWindowID id, const wxString &title,
@@ -52,6 +68,14 @@ void wxCorvanFrame::Init()
              event.Skip();
          });
     wxCorvanFrame::ApplyColors();
+}
+
+wxStatusBar *wxCorvanFrame::OnCreateStatusBar(int fields, long style, wxWindowID id,
+                                              const wxString &name)
+{
+    auto *bar = new StatusBar(this, id, style, name);
+    bar->SetFieldsCount(fields);
+    return bar;
 }
 
 void wxCorvanFrame::RememberPlace()

@@ -40,12 +40,16 @@ public:
     /// Colours window and status bar. A frame that wants others sets them after its construction.
     void ApplyColors() override;
 
+protected:
+    wxStatusBar *OnCreateStatusBar(int fields, long style, wxWindowID id,
+                                   const wxString &name) override;
+
 private:
     void Init();
     void RememberPlace();
 
     wxInfoBarGeneric *m_notice = nullptr; // Made with the first notice.
-    wxRect m_place;                // The last one that was neither maximised nor minimised.
+    wxRect m_place;                       // The last one that was neither maximised nor minimised.
 };
 
 } // namespace wxcorvan

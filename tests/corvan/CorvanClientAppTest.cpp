@@ -133,6 +133,22 @@ TEST_F(CorvanClientAppTest, DoesNotStartWhereOthersCouldPlayThePersonalMaster)
     EXPECT_EQ(AddressWith({"--master", "/m.sock"}), "unix:/m.sock");
 }
 
+TEST_F(CorvanClientAppTest, DoesNotStartOverTcpWithoutCertificateAndTokenAndSaysSo)
+{
+    struct RealLinkApp : SampleApp
+    {
+        std::unique_ptr<Link> MakeLink(const MasterAddress &address) override
+        {
+            return CorvanClientApp::MakeLink(address);
+        }
+    };
+    LogCapture log;
+    RealLinkApp app;
+    EXPECT_FALSE(Start(app, {"--master", "farm:5000"}));
+    EXPECT_EQ(log.Count(ostrel::k_LogFatal, "farm:5000: TCP needs a certificate and a token"), 1);
+    app.Cleanup();
+}
+
 TEST_F(CorvanClientAppTest, WritesItsLogToTheStateFolderOrWhereItIsTold)
 {
     AddressWith({"--master", "/m.sock"});

@@ -4,6 +4,8 @@
 #include <boost/make_shared.hpp>
 #include <chrono>
 #include <condition_variable>
+#include <cstdlib>
+#include <grpcpp/security/server_credentials.h>
 #include <mutex>
 #include <thread>
 
@@ -17,6 +19,7 @@
 #include "tests/support/LogCapture.h"
 #include "tests/support/RelaySocket.h"
 #include "tests/support/TempFolder.h"
+#include "tests/support/Thrown.h"
 
 using namespace corvan;
 using namespace std::chrono_literals;
@@ -439,14 +442,99 @@ TEST_F(GrpcLinkTest, SlowsTheMasterDownAndStaysConnectedWhileTheProgramTakesNoth
 
 TEST_F(GrpcLinkTest, NeedsCertificateAndTokenForTcp)
 {
+    auto settings = Settings();
+    settings.address = *MasterAddress::Parse("localhost:1", nullptr);
+    settings.security.certificate = "/c.pem";
+    EXPECT_NE(Thrown([&] { GrpcLink link(settings); }).find("TCP needs a certificate and a token"),
+              std::string::npos);
+    settings.security = {{}, {}, "secret"};
+    EXPECT_NE(Thrown([&] { GrpcLink link(settings); }).find("TCP needs a certificate and a token"),
+              std::string::npos);
+}
+
+TEST_F(GrpcLinkTest, SaysThatTheCertificateCannotBeReadAndGoesOnTrying)
+{
     LogCapture log;
     auto settings = Settings();
     settings.address = *MasterAddress::Parse("localhost:1", nullptr);
+    settings.security = {m_folder / "none.pem", {}, "secret"};
     GrpcLink link(settings);
     link.Start(m_recorder.Callbacks());
     const auto until = Clock::now() + 10s;
-    while (log.Count(ostrel::k_LogWarning, "TCP needs a certificate and a token") == 0 &&
-           Clock::now() < until)
+    while (log.Count(ostrel::k_LogInfo, "none.pem") < 1 && Clock::now() < until)
         std::this_thread::yield();
-    EXPECT_EQ(log.Count(ostrel::k_LogWarning, "TCP needs a certificate and a token"), 1);
+    EXPECT_EQ(log.Count(ostrel::k_LogWarning, "none.pem"), 1);
+}
+
+namespace
+{
+
+/// A certificate for localhost that vouches for itself, and its key.
+class SelfSigned
+{
+public:
+    explicit SelfSigned(const TempFolder &folder, const String &name)
+        : certificate(folder / (name + ".pem")), m_key(folder / (name + ".key"))
+    {
+        const std::string command =
+            "openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes -days 2 "
+            "-subj /CN=localhost -addext subjectAltName=DNS:localhost -keyout '" +
+            m_key.Text() + "' -out '" + certificate.Text() + "' 2>/dev/null";
+        EXPECT_EQ(std::system(command.c_str()), 0);
+    }
+
+    std::shared_ptr<grpc::ServerCredentials> Credentials() const
+    {
+        grpc::SslServerCredentialsOptions options;
+        options.pem_key_cert_pairs.push_back({ContentOf(m_key), ContentOf(certificate)});
+        return grpc::SslServerCredentials(options);
+    }
+
+    const ostrel::Path certificate;
+
+private:
+    const ostrel::Path m_key;
+};
+
+} // namespace
+
+TEST_F(GrpcLinkTest, ConnectsOverTcpToTheMasterOfTheCertificateAndSendsItTheToken)
+{
+    const SelfSigned own(m_folder, "own");
+    FakeMaster master("localhost:0", FakeMaster::Greeting::Welcome, own.Credentials());
+    auto settings = Settings();
+    settings.address = *MasterAddress::Parse("localhost:" + std::to_string(master.Port()), nullptr);
+    settings.security.certificate = own.certificate;
+    settings.security.token = "secret";
+    GrpcLink link(settings);
+    link.Start(m_recorder.Callbacks());
+    EXPECT_EQ(m_recorder.Words(1), Words{"connected"});
+    EXPECT_EQ(master.Received(1).at(0).hello().token(), "secret");
+}
+
+TEST_F(GrpcLinkTest, DoesNotSendItsTokenToAMasterOfAnotherCertificate)
+{
+    const SelfSigned own(m_folder, "own");
+    const SelfSigned other(m_folder, "other");
+    FakeMaster master("localhost:0", FakeMaster::Greeting::Welcome, other.Credentials());
+    FakeMaster plain("localhost:0");
+    LogCapture log;
+    for (const int port : {master.Port(), plain.Port()})
+    {
+        auto settings = Settings();
+        settings.address = *MasterAddress::Parse("localhost:" + std::to_string(port), nullptr);
+        settings.security.certificate = own.certificate;
+        settings.security.token = "secret";
+        GrpcLink link(settings);
+        log.Clear();
+        link.Start(m_recorder.Callbacks());
+        const auto until = Clock::now() + 10s;
+        while (log.Count(ostrel::k_LogWarning, "No connection to the Master") == 0 &&
+               Clock::now() < until)
+            std::this_thread::yield();
+        EXPECT_EQ(log.Count(ostrel::k_LogWarning, "No connection to the Master"), 1);
+    }
+    EXPECT_TRUE(master.Received(0).empty());
+    EXPECT_TRUE(plain.Received(0).empty());
+    EXPECT_EQ(m_recorder.Words(0), Words{});
 }

@@ -143,6 +143,13 @@ TEST(SequenceDistributor, RefusesWhatIsNoRangeAndSaysWhy)
     }
 }
 
+TEST(SequenceDistributor, RefusesATextThatNamesTheSameStepsOverAndOver)
+{
+    EXPECT_EQ(CountFrames(Repeat("1-10000000x2", 4)), 5'000'000u);
+    EXPECT_NE(RefusalOf(Repeat("1-10000000x2", 5)).find("it names the same frames over and over"),
+              std::string::npos);
+}
+
 TEST(SequenceDistributor, CutsALongTextInItsReason)
 {
     EXPECT_LT(RefusalOf(String(100'000, '1') + "a").size(), 300u);

@@ -45,7 +45,12 @@ class FakeMaster::Service : public grpc::CallbackGenericService
 public:
     explicit Service(Greeting greeting) : m_greeting(greeting) {}
 
-    void Listen(const std::string &target);
+    void Listen(const std::string &target,
+                const std::shared_ptr<grpc::ServerCredentials> &credentials);
+    int Port() const
+    {
+        return m_port;
+    }
     void Shutdown();
     void SendBytes(std::string_view bytes);
     std::vector<Envelope> Received(std::size_t count);
@@ -61,6 +66,7 @@ private:
     std::condition_variable m_changed;
     std::vector<Envelope> m_received;
     std::set<Client *> m_clients;
+    int m_port = 0;
     std::unique_ptr<grpc::Server> m_server;
 };
 
@@ -185,10 +191,12 @@ FakeMaster::Service::CreateReactor(grpc::GenericCallbackServerContext *)
     return client;
 }
 
-void FakeMaster::Service::Listen(const std::string &target)
+void FakeMaster::Service::Listen(const std::string &target,
+                                 const std::shared_ptr<grpc::ServerCredentials> &credentials)
 {
     grpc::ServerBuilder builder;
-    builder.AddListeningPort(target, grpc::InsecureServerCredentials());
+    builder.AddListeningPort(target, credentials ? credentials : grpc::InsecureServerCredentials(),
+                             &m_port);
     builder.RegisterCallbackGenericService(this);
     builder.SetMaxReceiveMessageSize(2 * corvan::k_MaxMessageBytes);
     builder.SetMaxSendMessageSize(4 * corvan::k_MaxMessageBytes);
@@ -228,10 +236,16 @@ std::size_t FakeMaster::Service::UnsentBytes()
     return sum;
 }
 
-FakeMaster::FakeMaster(const std::string &target, Greeting greeting)
+FakeMaster::FakeMaster(const std::string &target, Greeting greeting,
+                       const std::shared_ptr<grpc::ServerCredentials> &credentials)
     : m_service(std::make_unique<Service>(greeting))
 {
-    m_service->Listen(target);
+    m_service->Listen(target, credentials);
+}
+
+int FakeMaster::Port() const
+{
+    return m_service->Port();
 }
 
 FakeMaster::~FakeMaster()

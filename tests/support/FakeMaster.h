@@ -7,6 +7,11 @@
 
 #include "corvan/messages.pb.h"
 
+namespace grpc
+{
+class ServerCredentials;
+}
+
 /// A Master without a mind: it greets as it was told, keeps what it is sent, and sends what the
 /// test gives it. Any thread.
 class FakeMaster
@@ -22,8 +27,10 @@ public:
 
     static constexpr const char *k_Id = "11111111-2222-4333-8444-555555555555";
 
-    /// Listens at once. `target` as gRPC takes it: "unix:/path".
-    explicit FakeMaster(const std::string &target, Greeting greeting = Greeting::Welcome);
+    /// Listens at once. `target` as gRPC takes it: "unix:/path", or "localhost:0" for a free port.
+    /// Without credentials all is sent in the clear.
+    explicit FakeMaster(const std::string &target, Greeting greeting = Greeting::Welcome,
+                        const std::shared_ptr<grpc::ServerCredentials> &credentials = nullptr);
     /// Hangs up on all, as a killed Master does.
     ~FakeMaster();
     FakeMaster(const FakeMaster &) = delete;
@@ -35,6 +42,8 @@ public:
 
     /// What came since the start, the greetings too. Waits until there are `count`, at most 10 s.
     std::vector<corvan::wire::Envelope> Received(std::size_t count);
+
+    int Port() const;
 
     /// Bytes given to `Send` that the connections have not taken yet.
     std::size_t UnsentBytes() const;

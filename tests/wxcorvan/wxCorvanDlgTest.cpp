@@ -110,24 +110,28 @@ TEST_F(wxCorvanDlgTest, ComesUpWhereItWasInThisRun)
     wxRect place;
     {
         TwoFields dialog(m_parent, "Moved");
-        WhileModal([&] { dialog.ShowModal(); },
-                   [&](wxTopLevelWindow &window)
-                   {
-                       window.SetSize(300, 250, 420, 330);
-                       place = {300, 250, 420, 330};
-                       EXPECT_TRUE(PumpUntil([&] { return PlaceOnDisplay(window) == place; }));
-                       PressKeys("Escape");
-                   });
+        WhileModal(
+            [&] { dialog.ShowModal(); },
+            [&](wxTopLevelWindow &window)
+            {
+                window.SetSize(300, 250, 420, 330);
+                place = {300, 250, 420, 330};
+                EXPECT_TRUE(PumpUntil(
+                    [&] { return PlaceOnDisplay(window) == place && window.GetRect() == place; }));
+                PressKeys("Escape");
+            });
     }
     EXPECT_FALSE(Options().HasSection("Dialog Moved")) << "a cancelled dialog is not stored";
     {
         TwoFields dialog(m_parent, "Moved");
-        WhileModal([&] { dialog.ShowModal(); },
-                   [&](wxTopLevelWindow &window)
-                   {
-                       EXPECT_TRUE(PumpUntil([&] { return PlaceOnDisplay(window) == place; }));
-                       PressKeys("Return");
-                   });
+        WhileModal(
+            [&] { dialog.ShowModal(); },
+            [&](wxTopLevelWindow &window)
+            {
+                EXPECT_TRUE(PumpUntil(
+                    [&] { return PlaceOnDisplay(window) == place && window.GetRect() == place; }));
+                PressKeys("Return");
+            });
     }
     EXPECT_EQ(LoadPlace(Options(), "Dialog Moved"), place);
 }

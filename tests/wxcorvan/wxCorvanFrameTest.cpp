@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <wx/menu.h>
+#include <wx/statusbr.h>
 
 #include "corvan/CorvanApp.h"
 #include "ostrel/OptionsFile.h"
@@ -144,6 +145,7 @@ TEST_F(wxCorvanFrameTest, RemembersThePlaceBeforeItWasMaximised)
 
 TEST_F(wxCorvanFrameTest, IsToldOfTheConnectionAfterTheProgram)
 {
+    TestApp::Get().seen.clear();
     std::vector<std::string> seen;
     const auto connected = corvan::MessengerConnectedEvt::s_Signal.ConnectFunction(
         [&](const corvan::MessengerConnectedEvt &) { seen.push_back("another receiver"); });
@@ -183,4 +185,16 @@ TEST_F(wxCorvanFrameTest, ClosesByTheExitCommandThatNobodyTook)
     ShowActive(*m_frame);
     PressKeys("ctrl+w");
     EXPECT_TRUE(PumpUntil([&] { return wasClosed; }));
+}
+
+TEST_F(wxCorvanFrameTest, TextsOfAStatusBarWithoutRoomAreTakenInSilence)
+{
+    m_frame->CreateStatusBar(3);
+    ShowActive(*m_frame);
+    m_frame->GetStatusBar()->SetSize(2, 20);
+
+    testing::internal::CaptureStderr();
+    m_frame->SetStatusText("7 Files", 2);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    EXPECT_EQ(m_frame->GetStatusBar()->GetStatusText(2), "7 Files");
 }
