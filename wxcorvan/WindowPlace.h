@@ -26,7 +26,9 @@ wxRect PlaceOnScreen(const wxRect &place, const std::vector<wxRect> &screens);
 
 /// Gives a window that is not yet shown its place, and once more when it becomes active for the
 /// first time: how wide its frame is, and so its size, is a guess until then, and some window
-/// managers move a program's first window as they frame it.
+/// managers move a program's first window as they frame it. The toolkit's own cure, to show the
+/// window only when the window manager has told of its frame, now and then loses place and size;
+/// windows that are put in place switch it off.
 void PutInPlace(wxTopLevelWindow &window, const wxRect &place);
 
 /// The usable areas of all screens, the primary one first.

@@ -114,8 +114,22 @@ void wxCorvanDlg::AddButtons(wxBoxSizer *controls, bool hasCancel)
 
     ok->SetDefault();
     GetSizer()->SetSizeHints(this);
+    Bind(wxEVT_ACTIVATE, &wxCorvanDlg::OnActivate, this);
     RestorePlace();
     FocusFirstField();
+}
+
+void wxCorvanDlg::OnActivate(wxActivateEvent &event)
+{
+    event.Skip();
+
+    // The least size was reckoned with a guess at the window manager's frame.
+    const wxSize least = GetSizer()->ComputeFittingClientSize(this);
+    SetMinClientSize(least);
+    wxSize size = GetClientSize();
+    size.IncTo(least);
+    if (size != GetClientSize())
+        SetClientSize(size);
 }
 
 void wxCorvanDlg::FocusFirstField()

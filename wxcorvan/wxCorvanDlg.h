@@ -45,6 +45,7 @@ public:
 
 private:
     void OnKey(wxKeyEvent &event);
+    void OnActivate(wxActivateEvent &event);
     void Cancel();
     void FocusFirstField();
     void RestorePlace();

@@ -54,6 +54,7 @@ wxCorvanFrame::wxCorvanFrame(const wxString &title, const wxPoint &pos, const wx
 
 void wxCorvanFrame::Init()
 {
+    m_deferShow = false; // See PutInPlace.
     m_place = GetRect();
     Bind(wxEVT_MOVE,
          [this](wxMoveEvent &event)
