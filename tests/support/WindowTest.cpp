@@ -25,6 +25,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr int k_sliceMs = 20;
 constexpr int k_endOfDialogMs = 3000;
+constexpr unsigned k_lookMs = 5;
 
 void RunTool(std::vector<std::string> arguments)
 {
@@ -109,6 +110,69 @@ bool IsReady(const wxTopLevelWindow &window)
            gtk_window_has_toplevel_focus(GTK_WINDOW(widget));
 }
 
+/// Waits for a modal dialog and runs the steps in it. It looks from time to time, so that whatever
+/// event opens the dialog is handled outside of it.
+class ModalSteps
+{
+public:
+    explicit ModalSteps(const std::function<void(wxTopLevelWindow &)> &steps)
+        : m_steps(steps), m_source(g_timeout_add(k_lookMs, Look, this))
+    {
+    }
+    ~ModalSteps()
+    {
+        if (m_source)
+            g_source_remove(m_source);
+    }
+    ModalSteps(const ModalSteps &) = delete;
+    ModalSteps &operator=(const ModalSteps &) = delete;
+
+    bool HaveRun() const
+    {
+        return m_haveRun;
+    }
+
+private:
+    static gboolean Look(gpointer self)
+    {
+        return static_cast<ModalSteps *>(self)->LookForDialog() ? G_SOURCE_CONTINUE
+                                                                : G_SOURCE_REMOVE;
+    }
+
+    /// Whether to look again.
+    bool LookForDialog()
+    {
+        wxDialog *dialog = FindModal();
+        const bool isNew = dialog && dialog != m_outer;
+        if (!(isNew && IsReady(*dialog)) && Clock::now() < m_end)
+            return true;
+
+        m_source = 0;
+        if (isNew)
+            Run(*dialog);
+        return false;
+    }
+
+    void Run(wxDialog &dialog)
+    {
+        m_haveRun = true;
+        PumpIdle();
+        m_steps(dialog);
+        // GTK shows a button that a key presses for a moment before it acts.
+        if (!PumpUntil([&dialog] { return FindModal() != &dialog; }, k_endOfDialogMs))
+        {
+            ADD_FAILURE() << "the dialog is still open";
+            dialog.EndModal(0);
+        }
+    }
+
+    const std::function<void(wxTopLevelWindow &)> &m_steps;
+    const wxDialog *m_outer = FindModal(); // One dialog may open another.
+    const Clock::time_point m_end = Clock::now() + std::chrono::seconds(10);
+    bool m_haveRun = false;
+    guint m_source;
+};
+
 } // namespace
 
 bool PumpUntil(const std::function<bool()> &condition, int timeoutMs)
@@ -190,24 +254,9 @@ void DragFromTo(const wxWindow &window, const wxPoint &from, const wxPoint &to)
 void WhileModal(const std::function<void()> &show,
                 const std::function<void(wxTopLevelWindow &)> &steps)
 {
-    bool hasRun = false;
-    wxTheApp->CallAfter(
-        [&]
-        {
-            hasRun = PumpUntil([] { return FindModal() && IsReady(*FindModal()); });
-            PumpIdle();
-            wxDialog *dialog = FindModal();
-            if (hasRun)
-                steps(*dialog);
-            // GTK shows a button that a key presses for a moment before it acts.
-            if (!PumpUntil([dialog] { return FindModal() != dialog; }, k_endOfDialogMs))
-            {
-                ADD_FAILURE() << "the dialog is still open";
-                dialog->EndModal(0);
-            }
-        });
+    ModalSteps watch(steps);
     show();
-    EXPECT_TRUE(hasRun) << "no dialog came up";
+    EXPECT_TRUE(watch.HaveRun()) << "no dialog came up";
 }
 
 wxColour PixelAt(const wxWindow &window, const wxPoint &point)
