@@ -31,6 +31,9 @@ enum ControlId : int
     k_id_guess = 105,
 };
 
+/// Shows most paths whole, in pixels at 100 %.
+constexpr int k_pathWidth = 420;
+
 OptionsFile &Options()
 {
     return corvan::CorvanApp::Get()->Options();
@@ -58,7 +61,7 @@ ConfigDlg::ConfigDlg(wxWindow *parent)
     AddLabel(*grid, _("Minimum Image Size: "));
     m_minSize = Field(ToText(options.GetValue("Analysis", "MinSize", 500u)));
     auto *sizeCell = new wxBoxSizer(wxHORIZONTAL);
-    sizeCell->Add(m_minSize, 1, wxEXPAND | wxALIGN_CENTER_VERTICAL);
+    sizeCell->Add(m_minSize, 1, wxEXPAND);
     sizeCell->Add(Text(_("Bytes")), 0, wxALIGN_CENTER_VERTICAL | wxLEFT, 3);
     grid->Add(sizeCell, 1, wxEXPAND);
 
@@ -150,6 +153,7 @@ PathsDlg::PathsDlg(wxWindow *parent, wxArrayString paths)
     row->AddSpacer(5);
     m_list = new wxcListBox(this, -1, wxDefaultPosition, wxDefaultSize, paths,
                             wxLB_SINGLE | wxLB_HSCROLL);
+    m_list->SetMinSize(FromDIP(wxSize(k_pathWidth, 160)));
     row->Add(m_list, 1, wxEXPAND);
     row->AddSpacer(5);
     row->Add(ButtonColumn(), 0);
@@ -220,6 +224,7 @@ void PathsDlg::OnRemove(wxCommandEvent & /*event*/)
 
     m_list->Delete(m_list->GetSelection());
     _SelectionChanged();
+    m_list->SetFocus(); // The button may have been disabled with the keyboard on it.
 }
 
 BEGIN_EVENT_TABLE(EditPathDlg, wxCorvanDlg)
@@ -234,6 +239,7 @@ EditPathDlg::EditPathDlg(wxWindow *parent, wxString path)
 
     wxBoxSizer *client = StartControls();
     m_path = new wxcTextCtrl(this, -1, path);
+    m_path->SetMinSize(FromDIP(wxSize(k_pathWidth, -1)));
     client->Add(m_path, 1, wxEXPAND | wxALL, 5);
     client->Add(BrowseRow(), 0, wxEXPAND | wxALL, 5);
     m_guess->SetValue(Options().GetValue("Options", "GuessFrames", true));

@@ -1,5 +1,6 @@
 // The commands that edit the job on the Master, and the analysis settings here.
 
+#include <wx/textctrl.h>
 #include <wx/textdlg.h>
 
 #include "app/Ordwick.h"
@@ -9,6 +10,7 @@
 #include "ostrel/Log.h"
 #include "ui/MainWindow.h"
 #include "wxcorvan/wxCorvanMessageBox.h"
+#include "wxcorvan/wxcTextCtrl.h"
 
 using namespace corvan;
 using namespace ostrel;
@@ -52,11 +54,17 @@ void MainWindow::OnCustomRange(wxCommandEvent & /*event*/)
     wxTextEntryDialog dialog(this, "Set a custom range to search for files", "Custom Range",
                              wxString::FromUTF8(range), wxOK | wxCANCEL | wxCENTRE,
                              wxDefaultPosition);
+    auto &field = dynamic_cast<wxTextCtrl &>(*dialog.FindWindow(wxTextCtrlNameStr));
+    wxcRefuseLongPaste(field);
+    const wxString shown = field.GetValue();
     // OK and Cancel both give more than zero: after Cancel the unchanged range is sent again.
     if (dialog.ShowModal() == 0)
         return;
 
-    SendParameter(*job, p_CustomRange, dialog.GetValue().utf8_string());
+    // The field cuts what it cannot hold; as long as it is left alone the range stays whole.
+    const bool isUnchanged = dialog.GetValue() == shown;
+    SendParameter(*job, p_CustomRange,
+                  isUnchanged ? range : String(dialog.GetValue().utf8_string()));
     LogInfo("Sending updated custom range");
 }
 

@@ -21,6 +21,24 @@ wxcListBox::wxcListBox(wxWindow *parent, wxWindowID id, const wxPoint &pos, cons
     wxcListBox::ApplyColors();
 }
 
+void wxcListBox::DoDeleteOneItem(unsigned int item)
+{
+    wxListBox::DoDeleteOneItem(item);
+    ForgetLastSelection();
+}
+
+void wxcListBox::DoClear()
+{
+    wxListBox::DoClear();
+    ForgetLastSelection();
+}
+
+void wxcListBox::ForgetLastSelection()
+{
+    if (!HasMultipleSelection())
+        DoChangeSingleSelection(GetSelection());
+}
+
 void wxcListBox::ApplyColors()
 {
     SetForegroundColour(wxcGetColor(color_Text));

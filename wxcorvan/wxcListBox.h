@@ -20,6 +20,15 @@ public:
                const wxValidator &validator = wxDefaultValidator, const wxString &name = "listBox");
 
     void ApplyColors() override;
+
+protected:
+    // The toolkit reports no selection of a row with the number of the one that was selected last,
+    // also when that one has gone meanwhile.
+    void DoDeleteOneItem(unsigned int item) override;
+    void DoClear() override;
+
+private:
+    void ForgetLastSelection();
 };
 
 } // namespace wxcorvan

@@ -19,4 +19,11 @@ public:
     void ApplyColors() override;
 };
 
+/// What a field of one line can hold, in bytes: the toolkit cuts a longer text in silence.
+constexpr std::size_t k_TextLineBytes = 65'534;
+
+/// From now on a field of one line refuses, with a bell and a warning line, to paste more than it
+/// can hold. `wxcTextCtrl` does so by itself.
+void wxcRefuseLongPaste(wxTextCtrl &field);
+
 } // namespace wxcorvan
