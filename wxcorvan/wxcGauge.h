@@ -7,9 +7,8 @@ namespace wxcorvan
 
 /// A progress gauge that may be set as often as there is something to count.
 ///
-/// The toolkit plans a repaint each time its gauge is set, and the plans of one frame slow the
-/// event loop down more the more there are: tens of microseconds a call when it is set thousands of
-/// times a frame. This one hands a value on only where the bar moves by a pixel.
+/// The toolkit lays out and repaints its gauge anew whenever it is set. This one hands a value on
+/// only where the bar moves by a pixel.
 class wxcGauge : public wxGauge
 {
 public:
