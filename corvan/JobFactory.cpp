@@ -84,6 +84,7 @@ std::vector<UID> JobFactory::ListTypes() const
                              [](const auto &type) -> const String & { return type->name; });
 
     std::vector<UID> ids;
+    ids.reserve(types.size());
     for (const auto &type : types)
         ids.push_back(type->id);
     return ids;

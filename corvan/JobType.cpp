@@ -113,6 +113,7 @@ std::vector<String> ReadArguments(const IniFile &file, const String &section)
     }
 
     std::vector<String> arguments;
+    arguments.reserve(numbered.size());
     for (const auto &[number, argument] : numbered)
         arguments.push_back(argument);
     if (arguments.empty())

@@ -61,7 +61,7 @@ boost::shared_ptr<Message> MessageFactory::FromEnvelope(const wire::Envelope &en
         return nullptr;
     }
 
-    const auto message = kind->make();
+    auto message = kind->make();
     if (!message->Read(envelope, reason))
     {
         *reason = String(message->TypeName()) + ": " + *reason;

@@ -84,7 +84,7 @@ boost::shared_ptr<Job> ReadJob(const wire::Job &wireJob, String *reason)
         return nullptr;
     }
 
-    const boost::shared_ptr<Job> job = JobFactory::s_JobFactory.CreateJob(type);
+    boost::shared_ptr<Job> job = JobFactory::s_JobFactory.CreateJob(type);
     job->SetID(id);
     if (!ReadParameters(wireJob, *job, reason))
     {

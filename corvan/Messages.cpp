@@ -1,5 +1,7 @@
 #include "corvan/Messages.h"
 
+#include <algorithm>
+
 #include "corvan/Limits.h"
 #include "corvan/MessageReader.h"
 #include "corvan/ParameterCheck.h"
@@ -184,10 +186,9 @@ bool TaskListMsg::Read(const wire::Envelope &envelope, String *reason)
         return false;
     }
     tasks.clear();
-    for (const wire::Task &task : body.tasks())
-        if (!ReadTask(task, tasks.emplace_back(), reason))
-            return false;
-    return true;
+    tasks.reserve(std::size_t(body.tasks_size()));
+    return std::ranges::all_of(body.tasks(), [&](const wire::Task &task)
+                               { return ReadTask(task, tasks.emplace_back(), reason); });
 }
 
 void GetTaskLogMsg::Write(wire::Envelope &envelope) const

@@ -64,9 +64,9 @@ String CheckRange(const String &name, const String &value)
 
 String CheckParameterText(const String &name, const String &value)
 {
-    if (const String reason = CheckName(name); !reason.empty())
+    if (String reason = CheckName(name); !reason.empty())
         return reason;
-    if (const String reason = CheckAnyValue(name, value); !reason.empty())
+    if (String reason = CheckAnyValue(name, value); !reason.empty())
         return reason;
 
     if (name == p_Range || name == p_CustomRange || name == p_UserRange)

@@ -30,7 +30,7 @@ bool IsProgram(const ostrel::Path &file)
 /// Beside the running program, else on the search path; empty when it is nowhere.
 ostrel::Path FindProgram()
 {
-    const ostrel::Path beside = ostrel::ProgramFolder() / k_program;
+    ostrel::Path beside = ostrel::ProgramFolder() / k_program;
     if (IsProgram(beside))
         return beside;
 
@@ -40,7 +40,7 @@ ostrel::Path FindProgram()
     for (std::size_t begin = 0, end; (end = folders.find(':', begin)) != String::npos;
          begin = end + 1)
     {
-        const ostrel::Path file = ostrel::Path(folders.substr(begin, end - begin)) / k_program;
+        ostrel::Path file = ostrel::Path(folders.substr(begin, end - begin)) / k_program;
         if (folders[begin] == '/' && IsProgram(file))
             return file;
     }

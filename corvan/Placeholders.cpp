@@ -1,5 +1,7 @@
 #include "corvan/Placeholders.h"
 
+#include <utility>
+
 #include "corvan/Job.h"
 #include "corvan/JobType.h"
 #include "corvan/Utf8.h"
@@ -51,8 +53,7 @@ std::optional<std::vector<Piece>> ParsePieces(const String &argument, String *re
             return std::nullopt;
         }
         if (!plain.empty())
-            pieces.push_back({false, std::move(plain)});
-        plain.clear();
+            pieces.push_back({false, std::exchange(plain, String())});
         pieces.push_back({true, argument.substr(at + 1, close - at - 1)});
         at = close;
     }

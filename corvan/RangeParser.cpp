@@ -132,7 +132,7 @@ void RangeParser::SkipBlanks()
         ++m_next;
 }
 
-bool RangeParser::Refuse(String why)
+bool RangeParser::Refuse(const String &why)
 {
     constexpr std::size_t k_most = 40;
     std::string_view part = m_text.substr(m_partBegin);

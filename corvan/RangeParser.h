@@ -59,7 +59,7 @@ private:
     {
         return AtEnd() ? '\0' : m_text[m_next];
     }
-    bool Refuse(String why);
+    bool Refuse(const String &why);
 
     std::string_view m_text;
     std::size_t m_next = 0;

@@ -101,8 +101,8 @@ public:
     ~Items();
     Items(const Items &other);
     Items &operator=(const Items &other);
-    /// What is left behind is empty.
-    Items(Items &&other);
+    /// What is left behind is empty, and can be used.
+    Items(Items &&other) noexcept;
     Items &operator=(Items &&other) noexcept;
 
     /// True when `frame` was not in the set before.

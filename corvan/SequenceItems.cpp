@@ -93,7 +93,7 @@ Items &Items::operator=(const Items &other)
     return *this;
 }
 
-Items::Items(Items &&other) : Items()
+Items::Items(Items &&other) noexcept : Items()
 {
     m_bits.swap(other.m_bits);
 }
