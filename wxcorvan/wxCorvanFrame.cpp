@@ -2,6 +2,7 @@
 
 #include <wx/infobar.h>
 #include <wx/sizer.h>
+#include <wx/stattext.h>
 #include <wx/statusbr.h>
 
 #include "corvan/CorvanApp.h"
@@ -18,6 +19,9 @@ namespace
 {
 
 const char *const k_section = "Window";
+
+/// What a notice has beside its text, icon, button and gaps, in pixels at 100 %.
+constexpr int k_besideNotice = 110;
 
 /// While a window is far too narrow, as before it has got its size, the toolkit would ask for
 /// fields of less than no width to be painted, about which its libraries complain.
@@ -121,6 +125,16 @@ void wxCorvanFrame::ShowNotice(const wxString &text)
         ApplyColors();
     }
     m_notice->ShowMessage(text, wxICON_WARNING);
+    FitNotice();
+}
+
+void wxCorvanFrame::FitNotice()
+{
+    // The toolkit keeps the text in one line, which pushes its end and the close button out.
+    for (wxWindow *child : m_notice->GetChildren())
+        if (auto *line = dynamic_cast<wxStaticText *>(child))
+            line->Wrap(GetClientSize().x - FromDIP(k_besideNotice));
+    Layout();
 }
 
 void wxCorvanFrame::HideNotice()

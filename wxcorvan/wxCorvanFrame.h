@@ -47,6 +47,7 @@ protected:
 private:
     void Init();
     void RememberPlace();
+    void FitNotice();
 
     wxInfoBarGeneric *m_notice = nullptr; // Made with the first notice.
     wxRect m_place;                       // The last one that was neither maximised nor minimised.

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <wx/menu.h>
+#include <wx/sizer.h>
 #include <wx/statusbr.h>
 
 #include "corvan/CorvanApp.h"
@@ -197,4 +198,21 @@ TEST_F(wxCorvanFrameTest, TextsOfAStatusBarWithoutRoomAreTakenInSilence)
     m_frame->SetStatusText("7 Files", 2);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
     EXPECT_EQ(m_frame->GetStatusBar()->GetStatusText(2), "7 Files");
+}
+
+TEST_F(wxCorvanFrameTest, ALongNoticeStaysInTheWindowWithItsButton)
+{
+    m_frame->SetSizer(new wxBoxSizer(wxVERTICAL));
+    ShowActive(*m_frame);
+    wxString text;
+    for (int word = 0; word < 40; ++word)
+        text += "refused ";
+    m_frame->ShowNotice(text);
+    PumpIdle();
+
+    const wxWindow *notice = m_frame->GetSizer()->GetItem(std::size_t(0))->GetWindow();
+    ASSERT_TRUE(notice);
+    for (const wxWindow *part : notice->GetChildren())
+        EXPECT_LE(part->GetRect().GetRight(), notice->GetClientSize().x) << part->GetName();
+    Screenshot(*m_frame, "long-notice");
 }
