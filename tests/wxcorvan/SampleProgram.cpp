@@ -137,4 +137,10 @@ private:
 
 } // namespace
 
-wxIMPLEMENT_APP(SampleProgram);
+wxIMPLEMENT_APP_NO_MAIN(SampleProgram);
+
+// As the programs do: the toolkit's own main would switch its assertions off in a release build.
+int main(int argc, char **argv)
+{
+    return wxEntry(argc, argv);
+}
