@@ -1,6 +1,7 @@
 // Which files are expected, and the scan that checks them one by one in idle time.
 
 #include <algorithm>
+#include <utility>
 
 #include "analysis/AnalysisOptions.h"
 #include "analysis/Expansion.h"
@@ -12,10 +13,12 @@
 #include "ostrel/StringTokenizer.h"
 #include "ui/FileList.h"
 #include "ui/MainWindow.h"
+#include "wxcorvan/wxcText.h"
 
 using namespace analysis;
 using namespace corvan;
 using namespace ostrel;
+using wxcorvan::wxcFromText;
 
 void MainWindow::ExtractFormats(const String &formats)
 {
@@ -65,6 +68,8 @@ void MainWindow::ClearList()
     m_progress->SetValue(0);
     m_counts = {};
     UpdateStatusBar();
+    if (std::exchange(m_tellsWhyEmpty, false))
+        HideNotice();
 }
 
 void MainWindow::SetFormat(int index)
@@ -123,9 +128,22 @@ bool MainWindow::ListExpectedFiles(const ExpansionInput &input, const String &fo
                                   m_fileList->Insert(static_cast<int>(table.RowCount()) - 1, false);
                               });
     }
-    if (!reason.empty())
-        LogError("Cannot show the files of '" + format + "': " + reason);
-    return reason.empty();
+    if (reason.empty())
+        return true;
+    LogError("Cannot show the files of '" + format + "': " + reason);
+    TellWhyEmpty(format, reason);
+    return false;
+}
+
+void MainWindow::TellWhyEmpty(const String &format, const String &reason)
+{
+    _CallEntry call("MainWindow::TellWhyEmpty", __FILE__, __LINE__);
+
+    wxString text = _("The files of {pattern} cannot be shown: {reason}");
+    text.Replace("{pattern}", wxcFromText(format));
+    text.Replace("{reason}", wxcFromText(reason));
+    ShowNotice(text);
+    m_tellsWhyEmpty = true;
 }
 
 void MainWindow::CheckFiles(bool sort)

@@ -97,6 +97,7 @@ private:
 
     std::optional<analysis::ExpansionInput> ReadExpectation(const corvan::Job &job);
     bool ListExpectedFiles(const analysis::ExpansionInput &input, const ostrel::String &format);
+    void TellWhyEmpty(const ostrel::String &format, const ostrel::String &reason);
     void UseScanRules(const analysis::ScanRules &rules);
     void EndPass();
     void StopTimer();
@@ -136,6 +137,7 @@ private:
 
     unsigned m_scanIndex = 0; ///< Row to be checked at the next idle event.
     bool m_resortPending = false;
+    bool m_tellsWhyEmpty = false; ///< The notice is the list's, and goes with the next one.
     analysis::ScanCounts m_counts;
     std::optional<ShownCounts> m_shownCounts;
 

@@ -3,6 +3,8 @@
 #include <filesystem>
 
 #include <wx/gauge.h>
+#include <wx/infobar.h>
+#include <wx/stattext.h>
 
 #include "tests/support/Printing.h"
 #include "tests/window/OrdwickFixture.h"
@@ -21,6 +23,21 @@ protected:
         for (int row = 0; row < List().RowCount(); ++row)
             names.push_back(std::filesystem::path(List().GetDisplayText(row, 0)).filename());
         return names;
+    }
+
+    /// What the line above the list says; empty where there is none.
+    std::string Notice() const
+    {
+        for (const wxWindow *child : Window().GetChildren())
+            if (dynamic_cast<const wxInfoBarBase *>(child) && child->IsShown())
+                for (const wxWindow *part : child->GetChildren())
+                    if (dynamic_cast<const wxStaticText *>(part))
+                    {
+                        wxString text = part->GetLabel();
+                        text.Replace("\n", " "); // It is wrapped to the window's width.
+                        return text.utf8_string();
+                    }
+        return {};
     }
 };
 
@@ -132,6 +149,24 @@ TEST_F(FrameScan, APatternThatCannotBeFormattedIsNamedAndStartsNoScan)
         EXPECT_EQ(List().RowCount(), 0);
         EXPECT_EQ(m_log.Count(k_LogStatus, "Finished scanning"), 0);
     }
+}
+
+TEST_F(FrameScan, TheWindowTellsWhyNoFileIsListedUntilSomeAre)
+{
+    Start();
+    ConnectWithJob({{p_ImageFormat, "/none/%s.exr"}});
+    EXPECT_NE(Notice().find("The files of /none/%s.exr cannot be shown: "), std::string::npos)
+        << Notice();
+
+    ReceiveParameter(p_ImageFormat, "/none/%d.exr");
+    EXPECT_EQ(Notice(), "");
+    EXPECT_EQ(List().RowCount(), 5);
+
+    ReceiveParameter(p_Range, "1-10000000");
+    EXPECT_NE(Notice().find("more than 1000000 files"), std::string::npos) << Notice();
+    Screenshot(Window(), "why-no-files");
+    ReceiveParameter(p_Range, "1-2");
+    EXPECT_EQ(Notice(), "");
 }
 
 TEST_F(FrameScan, TenMillionFilesAreRefusedInOneLine)
