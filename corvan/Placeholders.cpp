@@ -22,6 +22,14 @@ struct Piece
 /// The value whose lines are arguments with placeholders of their own.
 const char *const k_arguments = "Arguments";
 
+/// Whether an argument stands for the lines of a value. A note or a name is one value, whatever it
+/// holds: the path of a file may have line ends of its own.
+bool IsList(const std::vector<Piece> &pieces)
+{
+    return pieces.size() == 1 && pieces.front().isPlaceholder && pieces.front().text != p_Note &&
+           pieces.front().text != p_Name;
+}
+
 String Named(const String &argument)
 {
     return "argument \"" + Excerpt(argument) + "\"";
@@ -112,7 +120,7 @@ bool Expand(const String &argument, const FindPlaceholder &find, std::vector<Str
     auto filled = FillPieces(*pieces, argument, find, reason);
     if (!filled)
         return false;
-    if (pieces->size() != 1 || !pieces->front().isPlaceholder)
+    if (!IsList(*pieces))
     {
         expanded.push_back(std::move(*filled));
         return true;

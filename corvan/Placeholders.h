@@ -22,9 +22,10 @@ using FindPlaceholder = std::function<std::optional<String>(const String &name)>
 /// ever reads it.
 ///
 /// An argument that is one placeholder and nothing else becomes as many arguments as the value has
-/// lines (none where it is empty). The lines of {Arguments} are arguments as a job's owner writes
-/// them, so their placeholders are filled too, each line giving one argument. No other value is
-/// looked into. A placeholder within other text keeps its line ends.
+/// lines (none where it is empty); {Note} and {Name} are one argument always, perhaps an empty one
+/// or one of several lines. The lines of {Arguments} are arguments as a job's owner writes them, so
+/// their placeholders are filled too, each line giving one argument. No other value is looked into.
+/// A placeholder within other text keeps its line ends.
 ///
 /// Nothing, with the reason in `*reason`, for a name that stands for nothing and a brace that is
 /// not closed.

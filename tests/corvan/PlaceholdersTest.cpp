@@ -20,6 +20,8 @@ const std::map<String, String> k_values = {
     {"Lines", "one\ntwo words\r\n\nfour{Frame}\n"},
     {"Arguments", "-f\n{Frame}\n--out={Output}\n{Lines}\n{{x}"},
     {"Braces", "{Frame}"},
+    {"Note", ""},
+    {"Name", "two\nlines {Frame}\n"},
 };
 
 std::optional<String> FindValue(const String &name)
@@ -53,6 +55,8 @@ TEST(Placeholders, AreFilled)
         {{"{Braces}", "<{Braces}>"}, {"{Frame}", "<{Frame}>"}},
         {{"{Arguments}"},
          {"-f", "7", "--out=/a b/x;$(rm).exr", "one\ntwo words\r\n\nfour{Frame}\n", "{x}"}},
+        {{"{Note}", "x", "<{Note}>"}, {"", "x", "<>"}},
+        {{"{Name}"}, {"two\nlines {Frame}\n"}},
         {{"a{Arguments}"}, {"a-f\n{Frame}\n--out={Output}\n{Lines}\n{{x}"}},
     };
     for (const auto &[arguments, expanded] : cases)
