@@ -28,12 +28,10 @@ protected:
     }
 };
 
-const UID k_jobType("3d2f3c58-93e6-4f5e-9d0c-7f1c0a7b5f01", true);
-
 JobType TestJobType()
 {
     JobType type;
-    type.id = k_jobType;
+    type.id = UID(OrdwickProgram::s_jobTypeId, true);
     type.name = "Test";
     return type;
 }
@@ -117,7 +115,7 @@ void OrdwickProgram::Disconnect()
 
 boost::shared_ptr<Job> OrdwickProgram::MakeJob(const ParameterTexts &parameters) const
 {
-    const boost::shared_ptr<Job> job = JobFactory::s_JobFactory.CreateJob(k_jobType);
+    const boost::shared_ptr<Job> job = JobFactory::s_JobFactory.CreateJob(UID(s_jobTypeId, true));
     job->SetID(UID(s_jobId, true));
     job->SetParameter(p_Name, "Shot");
     for (const auto &[name, value] : parameters)

@@ -52,6 +52,8 @@ public:
     FakeLink::Record &Link() const;
 
     static constexpr const char *s_jobId = "0b0e6a2c-6d0e-4f39-8f0a-5f3c1de0a001";
+    /// The type of the jobs that `MakeJob` makes: "Test", without commands of its own.
+    static constexpr const char *s_jobTypeId = "3d2f3c58-93e6-4f5e-9d0c-7f1c0a7b5f01";
 
 private:
     std::string OptionsFile() const;

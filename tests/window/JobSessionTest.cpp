@@ -8,6 +8,7 @@
 #include "corvan/JobFactory.h"
 #include "ostrel/File.h"
 #include "ostrel/Folders.h"
+#include "tests/support/MessageBox.h"
 #include "tests/window/OrdwickFixture.h"
 
 using namespace corvan;
@@ -171,8 +172,10 @@ TEST_F(JobSession, AJobWithoutFormatsIsReportedOnceARun)
         made->SetParameter(p_Name, "Bare");
         return made;
     };
-    WhileBox("Ordwick", "Return", [&] { ReceiveJob(job()); });
-    EXPECT_EQ(m_log.Count(k_LogError, "Job 'Bare' reports no image formats parameter (Test)"), 1);
+    const std::string text = "Job 'Bare' reports no image formats parameter (Test)";
+    EXPECT_EQ(WhileMessageBox([&] { ReceiveJob(job()); }),
+              (MessageBoxTexts{"Ordwick", text, "OK"}));
+    EXPECT_EQ(m_log.Texts(k_LogError), std::vector{text});
 
     ReceiveJob(job());
     EXPECT_EQ(m_log.Count(k_LogError, "reports no image formats"), 1);

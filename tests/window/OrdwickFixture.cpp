@@ -1,9 +1,7 @@
 #include "tests/window/OrdwickFixture.h"
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <thread>
 
 #include "tests/support/WindowTest.h"
 #include "wxcorvan/wxcAssert.h"
@@ -92,36 +90,6 @@ void OrdwickFixture::ClickRow(int row, const std::string &modifiers)
     wxRect place;
     ASSERT_TRUE(List().GetItemRect(row, place)) << "row " << row;
     ClickAt(List(), wxPoint(place.x + 30, place.y + place.height / 2), modifiers);
-}
-
-void OrdwickFixture::WhileBox(const std::string &title, const std::string &key,
-                              const std::function<void()> &show)
-{
-    // The box has a loop of its own and is no window of the toolkit's, so it is found and answered
-    // from outside. The main window may have the same title: the box is the one that is a dialog.
-    const std::string answer = "for i in $(seq 200); do"
-                               "  for w in $(xdotool search --onlyvisible --name \"^" +
-                               title +
-                               "$\"); do"
-                               "    if xprop -id $w _NET_WM_WINDOW_TYPE | grep -q DIALOG; then"
-                               "      [ -z \"$ORDWICK_ARTEFACTS\" ] ||"
-                               "        import -silent -window $w \"$ORDWICK_ARTEFACTS/box-" +
-                               key +
-                               "-$$.png\";"
-                               "      exec xdotool windowfocus --sync $w key " +
-                               key +
-                               ";"
-                               "    fi;"
-                               "  done;"
-                               "  read -t 0.05 -r _ <> <(:);"
-                               "done; exit 1";
-    int status = -1;
-    {
-        const std::jthread hand([&]
-                                { status = std::system(("bash -c '" + answer + "'").c_str()); });
-        show();
-    }
-    EXPECT_EQ(status, 0) << "no box named " << title;
 }
 
 MainWindow &OrdwickFixture::Window() const

@@ -44,11 +44,6 @@ protected:
     /// A real click at a row that is in view; `modifiers` as for `ClickAt`.
     void ClickRow(int row, const std::string &modifiers = {});
 
-    /// Runs `show`, which opens a message box of the desktop's own with this title, and presses
-    /// `key` once the box is there; fails the test when none comes. Returns when `show` does.
-    void WhileBox(const std::string &title, const std::string &key,
-                  const std::function<void()> &show);
-
     MainWindow &Window() const;
     FileList &List() const;
     FakeLink::Record &Link() const;
