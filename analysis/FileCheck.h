@@ -33,11 +33,25 @@ FileLook LookAt(const Path &path, Finder finder = {})
     return {true, finder.Size(), finder.Modified()};
 }
 
-/// Whether a record would change by what was seen. Of the time only the first word counts.
-bool IsNews(const _FileInfo &file, const FileLook &look);
+/// Whether a record (`_FileInfo`, `FrameRecord`) would change by what was seen. Of the time only
+/// the first word counts.
+template <typename Record> bool IsNews(const Record &file, const FileLook &look)
+{
+    if (!look.exists)
+        return file.exists;
+    return !file.exists || look.modified.First() != file.modified.First() || look.size != file.size;
+}
 
 /// Stores what was seen; a file that is gone loses its size and time.
-void StoreLook(_FileInfo &file, const FileLook &look);
+template <typename Record> void StoreLook(Record &file, const FileLook &look)
+{
+    file.exists = look.exists;
+    file.size = look.exists ? look.size : 0;
+    if (!look.exists)
+        file.modified = Time();
+    else if (look.modified.First() != file.modified.First())
+        file.modified = look.modified;
+}
 
 /// Counts what was seen. `minSize` in bytes.
 void CountLook(const FileLook &look, unsigned minSize, ScanCounts &counts);

@@ -49,20 +49,27 @@ RowSpan NeighbourRows(std::int64_t row, std::int64_t rows, int frameOffset)
     return {lo, hi};
 }
 
-FrameState Judge(const _FileInfo &file, const Neighbours &neighbours, const ScanRules &rules)
+std::optional<SizeBand> BandOf(const Neighbours &neighbours, const ScanRules &rules)
 {
-    if (!file.exists)
-        return FrameState::Missing;
-    if (file.size < rules.minSize)
-        return FrameState::TooSmall;
     if (neighbours.count == 0)
-        return FrameState::Ok;
+        return std::nullopt;
 
     const std::uint64_t mean = neighbours.sum / neighbours.count;
     const std::uint64_t tolerance = Truncate(float(mean) * rules.sizeVariation);
-    if (file.size < mean - tolerance || file.size > mean + tolerance)
-        return FrameState::Outlier;
-    return FrameState::Ok;
+    return SizeBand{mean, mean - tolerance, mean + tolerance};
+}
+
+FrameState Judge(bool exists, std::uint64_t size, const Neighbours &neighbours,
+                 const ScanRules &rules)
+{
+    if (!exists)
+        return FrameState::Missing;
+    if (size < rules.minSize)
+        return FrameState::TooSmall;
+
+    const std::optional<SizeBand> band = BandOf(neighbours, rules);
+    const bool isOutside = band && (size < band->lowest || size > band->highest);
+    return isOutside ? FrameState::Outlier : FrameState::Ok;
 }
 
 void LogVerdict(const _FileInfo &file, FrameState state)

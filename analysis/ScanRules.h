@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <optional>
 
 #include "analysis/FileInfo.h"
 
@@ -56,8 +57,10 @@ struct RowSpan
 };
 RowSpan NeighbourRows(std::int64_t row, std::int64_t rows, int frameOffset);
 
+// A "record" below is what tells by `exists` and `size` of a file: `_FileInfo`, `FrameRecord`.
+
 /// What a record adds to the neighbourhood of others: nothing when it is missing or too small.
-inline Neighbours AsNeighbour(const _FileInfo &file, const ScanRules &rules)
+template <typename Record> Neighbours AsNeighbour(const Record &file, const ScanRules &rules)
 {
     if (!file.exists || file.size < rules.minSize)
         return {};
@@ -70,17 +73,32 @@ inline Neighbours AsNeighbour(const _FileInfo &file, const ScanRules &rules)
 /// in unsigned 64-bit arithmetic: a variation above 1 wraps the lower end to a huge value, so that
 /// every record with a neighbour is an outlier. The product is single precision and truncated; one
 /// below zero counts as 0, one beyond 64 bits as the largest number.
-FrameState Judge(const _FileInfo &file, const Neighbours &neighbours, const ScanRules &rules);
+FrameState Judge(bool exists, std::uint64_t size, const Neighbours &neighbours,
+                 const ScanRules &rules);
+template <typename Record>
+FrameState Judge(const Record &file, const Neighbours &neighbours, const ScanRules &rules)
+{
+    return Judge(file.exists, file.size, neighbours, rules);
+}
+
+/// The sizes that pass beside some neighbours, both ends included; nothing where all do.
+struct SizeBand
+{
+    std::uint64_t mean = 0;
+    std::uint64_t lowest = 0; ///< Above `highest` where the lower end wraps.
+    std::uint64_t highest = 0;
+};
+std::optional<SizeBand> BandOf(const Neighbours &neighbours, const ScanRules &rules);
 
 /// Writes the trace line of a bad record ("PATH bad: Missing", "... MinSize", "... Neighbors").
 void LogVerdict(const _FileInfo &file, FrameState state);
 
-/// Judges all rows in one go, row 0 first, a trace line for each bad one: calls
-/// `visit(record, state)` a row. Costs the same whatever the frame offset is.
+/// Goes through all rows, row 0 first, and calls `visit(row, neighbours)` with what is around each,
+/// itself not among it. Costs the same whatever the frame offset is.
 ///
-/// `rows` has `size()` and gives a `_FileInfo` by `[row]`; it must stay as it is meanwhile.
+/// `rows` has `size()` and gives a record by `[row]`; it must stay as it is meanwhile.
 template <typename Rows, typename Visit>
-void ClassifyAll(const Rows &rows, const ScanRules &rules, Visit &&visit)
+void VisitNeighbours(const Rows &rows, const ScanRules &rules, Visit &&visit)
 {
     const auto count = std::int64_t(rows.size());
     Neighbours window; // Over [begin, end), which only ever moves up.
@@ -95,17 +113,36 @@ void ClassifyAll(const Rows &rows, const ScanRules &rules, Visit &&visit)
         for (; begin < std::min(span.lo, end); ++begin)
             window -= AsNeighbour(rows[std::size_t(begin)], rules);
 
-        const _FileInfo &file = rows[std::size_t(row)];
         Neighbours others;
         if (span.lo < span.hi)
         {
             others = window;
-            others -= AsNeighbour(file, rules);
+            others -= AsNeighbour(rows[std::size_t(row)], rules);
         }
-        const FrameState state = Judge(file, others, rules);
-        LogVerdict(file, state);
-        visit(file, state);
+        visit(std::size_t(row), others);
     }
+}
+
+/// Judges all rows in one go, row 0 first: calls `visit(row, state)`. As `VisitNeighbours`.
+template <typename Rows, typename Visit>
+void JudgeAll(const Rows &rows, const ScanRules &rules, Visit &&visit)
+{
+    VisitNeighbours(rows, rules,
+                    [&](std::size_t row, const Neighbours &neighbours)
+                    { visit(row, Judge(rows[row], neighbours, rules)); });
+}
+
+/// The same for rows of `_FileInfo`, with a trace line for each bad one: calls
+/// `visit(record, state)`.
+template <typename Rows, typename Visit>
+void ClassifyAll(const Rows &rows, const ScanRules &rules, Visit &&visit)
+{
+    JudgeAll(rows, rules,
+             [&](std::size_t row, FrameState state)
+             {
+                 LogVerdict(rows[row], state);
+                 visit(rows[row], state);
+             });
 }
 
 } // namespace analysis

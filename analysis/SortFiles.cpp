@@ -19,7 +19,8 @@ template <typename Key> bool StandsBefore(Key a, Key b, bool ascending)
     return (a >= b) != ascending;
 }
 
-bool PresentStandsBefore(const _FileInfo &a, const _FileInfo &b, const SortState &state)
+template <typename Record>
+bool PresentStandsBefore(const Record &a, const Record &b, const SortState &state)
 {
     if (!a.exists)
         return state.m_sortAscending == b.exists;
@@ -30,18 +31,38 @@ bool PresentStandsBefore(const _FileInfo &a, const _FileInfo &b, const SortState
     return StandsBefore(a.modified.First(), b.modified.First(), state.m_sortAscending);
 }
 
+template <typename Record>
+bool RecordStandsBefore(const Record &a, const Record &b, const SortState &state)
+{
+    if (state.m_sortColumn == k_sizeColumn || state.m_sortColumn == k_dateColumn)
+        return PresentStandsBefore(a, b, state);
+    return StandsBefore(a.frame, b.frame, state.m_sortAscending);
+}
+
 } // namespace
 
 bool SortFiles::operator()(const _FileInfo &a, const _FileInfo &b) const
 {
-    if (m_state->m_sortColumn == k_sizeColumn || m_state->m_sortColumn == k_dateColumn)
-        return PresentStandsBefore(a, b, *m_state);
-    return StandsBefore(a.frame, b.frame, m_state->m_sortAscending);
+    return RecordStandsBefore(a, b, *m_state);
+}
+
+bool SortFiles::operator()(const FrameRecord &a, const FrameRecord &b) const
+{
+    return RecordStandsBefore(a, b, *m_state);
 }
 
 void SortList(_FileInfoList &files, const SortState &state)
 {
     files.get<_FileInfoList::list>().sort(SortFiles(&state));
+}
+
+void SortFrames(std::vector<FrameRecord> &frames, const SortState &state)
+{
+    // Ascending rows stay as they are; descending ones may not, where keys are equal.
+    const SortFiles order(&state);
+    if (state.m_sortAscending && std::is_sorted(frames.begin(), frames.end(), order))
+        return;
+    std::stable_sort(frames.begin(), frames.end(), order); // The sort behind the list view's.
 }
 
 } // namespace analysis

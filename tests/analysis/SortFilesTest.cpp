@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <random>
+#include <tuple>
 
 #include <gtest/gtest.h>
 
@@ -50,6 +51,11 @@ _FileInfoList Table(const std::vector<Key> &keys)
     for (const Key &key : keys)
         files.get<_FileInfoList::list>().push_back(Record(std::string(1, name++), key));
     return files;
+}
+
+template <typename Record> auto AllOf(const Record &file)
+{
+    return std::tuple(file.frame, file.exists, file.size, file.modified.First());
 }
 
 constexpr std::uint64_t k_huge = 0xFFFFFFFFFFFFFFFFu;
@@ -225,6 +231,34 @@ TEST(SortList, GivesTheOrderOfAStableSortWithTheComparator)
                         << rows << " rows, column " << column << ", ascending " << ascending
                         << ", row " << row;
             }
+        }
+    }
+}
+
+TEST(SortFrames, GivesTheOrderOfTheListForAnyRowsAndSeveralSorts)
+{
+    std::mt19937 random(11);
+    for (int round = 0; round < 200; ++round)
+    {
+        _FileInfoList files;
+        std::vector<FrameRecord> frames;
+        const int rows = int(random() % 60);
+        for (int row = 0; row < rows; ++row)
+        {
+            const Key key{int(random() % 20), random() % 4 != 0, random() % 5,
+                          std::int64_t(random() % 5)};
+            files.get<_FileInfoList::list>().push_back(Record(std::to_string(row), key));
+            frames.push_back({key.size, Time(key.modified), key.frame, key.exists});
+        }
+        for (int sort = 0; sort < 3; ++sort)
+        {
+            const SortState state = State(int(random() % 3), random() % 2 == 0);
+            SortList(files, state);
+            SortFrames(frames, state);
+            const auto &list = files.get<_FileInfoList::list>();
+            for (std::size_t row = 0; row < frames.size(); ++row)
+                ASSERT_EQ(AllOf(list[row]), AllOf(frames[row]))
+                    << "round " << round << ", sort " << sort << ", row " << row;
         }
     }
 }
