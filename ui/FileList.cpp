@@ -139,7 +139,10 @@ void FileList::Sort()
 {
     _CallEntry call("FileList::Sort", __FILE__, __LINE__);
 
+    const Path withKeyboard = PathWithKeyboard();
+    m_beforeRefill = {};
     m_table.Sort(*m_order);
+    FollowFocus(m_files.PathToIndex(withKeyboard));
     Redraw();
 }
 
@@ -147,8 +150,20 @@ void FileList::DoClear()
 {
     _CallEntry call("FileList::DoClear", __FILE__, __LINE__);
 
+    if (const Path withKeyboard = PathWithKeyboard(); !withKeyboard.IsEmpty())
+        m_beforeRefill = {FocusRow(), withKeyboard};
     m_table.Clear();
     m_selection.clear();
+}
+
+Path FileList::PathWithKeyboard()
+{
+    _CallEntry call("FileList::PathWithKeyboard", __FILE__, __LINE__);
+
+    // The row may have got the keyboard from the user since.
+    if (m_beforeRefill.row >= 0 && m_beforeRefill.row == FocusRow())
+        return m_beforeRefill.path;
+    return Path(GetDisplayText(FocusRow(), k_columnName));
 }
 
 void FileList::ItemSelected(wxListEvent &event)

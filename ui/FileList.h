@@ -50,15 +50,27 @@ public:
     /// Selects the bad rows and no others.
     void SelectBad();
 
-    /// Sorts the table by the main window's sort state and redraws.
+    /// Sorts the table by the main window's sort state and redraws. The frame with the keyboard
+    /// keeps it, also over a refill that came before, and stays in view where it was.
     void Sort();
 
 private:
     void ItemSelected(wxListEvent &event);
     void ItemDeselect(wxListEvent &event);
 
+    ostrel::Path PathWithKeyboard();
+
+    /// Which frame had the keyboard at a row before the table was emptied; a table that is filled
+    /// anew gets its order, and this frame its place, with the next sort.
+    struct KeyboardPlace
+    {
+        int row = -1;
+        ostrel::Path path;
+    };
+
     analysis::_FileInfoList m_files;
     std::set<ostrel::Path> m_selection;
+    KeyboardPlace m_beforeRefill;
     analysis::FileTable m_table; ///< What is done with `m_files`.
     const analysis::SortState *m_order;
 

@@ -73,6 +73,10 @@ public:
     }
     /// Gives the keyboard to a row and scrolls it into view. The selection stays.
     void SetFocusRow(int row);
+    /// Has the keyboard go along with what its row showed, which now stands at `row`, as after a
+    /// sort. Where it was in view it stays in view; else nothing scrolls. A row that is none leaves
+    /// all as it is.
+    void FollowFocus(int row);
 
     /// Selects every row, with its events.
     void SelectAll();
@@ -120,6 +124,7 @@ private:
     wxRect RowPlace(int row) const;
     int RowAt(int y) const; // -1 where there is none.
     int ColumnAt(int x) const;
+    bool IsInView(int row) const;
     void ScrollTo(int row);
 
     // Gestures.
@@ -136,6 +141,7 @@ private:
     void ShowTipAt(const wxPoint &point);
 
     // The selection.
+    void TakeFocus(int row);
     void Act(int row, SelectHow how);
     void SelectOnly(int first, int last);
     void AddRange(int first, int last);

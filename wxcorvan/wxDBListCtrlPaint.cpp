@@ -79,6 +79,12 @@ wxRect wxDBListCtrl::CellPlace(int column, const wxRect &rowPlace) const
     return place;
 }
 
+bool wxDBListCtrl::IsInView(int row) const
+{
+    const int top = GetViewStart().y;
+    return row >= top && row < top + std::max(1, RowsPerPage());
+}
+
 void wxDBListCtrl::ScrollTo(int row)
 {
     if (row < 0 || row >= m_rowCount)

@@ -16,12 +16,30 @@ void wxDBListCtrl::SetFocusRow(int row)
     if (row < 0 || row >= m_rowCount)
         return;
 
+    TakeFocus(row);
+    ScrollTo(row);
+}
+
+void wxDBListCtrl::TakeFocus(int row)
+{
     RedrawItem(m_focusRow);
     m_focusRow = row;
     // The toolkit keeps its own; it repaints the row and sends wxEVT_LIST_ITEM_FOCUSED.
     SetItemState(row, wxLIST_STATE_FOCUSED, wxLIST_STATE_FOCUSED);
     RedrawItem(row);
-    ScrollTo(row);
+}
+
+void wxDBListCtrl::FollowFocus(int row)
+{
+    if (row < 0 || row >= m_rowCount || row == m_focusRow)
+        return;
+
+    const bool wasInView = IsInView(m_focusRow);
+    if (m_anchorRow == m_focusRow)
+        m_anchorRow = row;
+    TakeFocus(row);
+    if (wasInView)
+        ScrollTo(row);
 }
 
 void wxDBListCtrl::SelectAll()

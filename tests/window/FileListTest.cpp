@@ -22,6 +22,12 @@ protected:
         ConnectWithJob({{p_Range, "1-" + std::to_string(last)}});
         PumpPass();
     }
+    bool IsInView(int row) const
+    {
+        wxRect place;
+        EXPECT_TRUE(List().GetItemRect(row, place));
+        return place.y >= 0 && place.GetBottom() <= List().GetClientSize().y;
+    }
     std::set<Path> Frames(std::initializer_list<int> frames) const
     {
         std::set<Path> paths;
@@ -145,4 +151,56 @@ TEST_F(FileListTest, AnotherColumnSortsAscendingAndTheSameOneTurnsRound)
     EXPECT_FALSE(Window().m_sortAscending);
     Window().SetSortCol(1);
     EXPECT_TRUE(Window().m_sortAscending) << "twice is as before";
+}
+
+TEST_F(FileListTest, ASortLeavesTheKeyboardWithItsFrameAndTheFrameInView)
+{
+    Show(200);
+    ClickRow(3);
+    PressKeys("Next");
+    const std::string frame = List().GetDisplayText(List().FocusRow(), 0);
+    const int row = List().FocusRow();
+    Window().SetSortCol(0); // Descending.
+    EXPECT_EQ(List().FocusRow(), 199 - row);
+    EXPECT_EQ(List().GetDisplayText(List().FocusRow(), 0), frame);
+    EXPECT_TRUE(IsInView(List().FocusRow()));
+    PressKeys("Down");
+    EXPECT_EQ(List().FocusRow(), 200 - row);
+}
+
+TEST_F(FileListTest, ASortLeavesTheViewWhereTheUserScrolledAwayFromTheKeyboard)
+{
+    Show(200);
+    ClickRow(0);
+    List().Scroll(-1, 100);
+    PumpIdle();
+    Window().SetSortCol(1); // The same order.
+    Window().SetSortCol(1);
+    EXPECT_EQ(List().FocusRow(), 199);
+    EXPECT_EQ(List().GetViewStart().y, 100);
+}
+
+TEST_F(FileListTest, PassesAndRefillsLeaveScrollPositionAndKeyboardAlone)
+{
+    Show(200);
+    Window().SetSortCol(0); // Descending: a refill fills in ascending order at first.
+    ClickRow(2);
+    PressKeys("Next");
+    PressKeys("Next");
+    PressKeys("Up");
+    const int row = List().FocusRow();
+    const int top = List().GetViewStart().y;
+    ASSERT_GT(top, 0);
+
+    MakeFrame(200, 1); // Something to sort for.
+    Window().CheckFiles(false);
+    PumpPass();
+    EXPECT_EQ(List().FocusRow(), row);
+    EXPECT_EQ(List().GetViewStart().y, top);
+
+    Window().RefillList();
+    Window().RefillList();
+    PumpPass();
+    EXPECT_EQ(List().FocusRow(), row);
+    EXPECT_EQ(List().GetViewStart().y, top);
 }
