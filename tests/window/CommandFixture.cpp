@@ -2,7 +2,8 @@
 
 #include <stdexcept>
 
-#include <wx/toplevel.h>
+#include <wx/clipbrd.h>
+#include <wx/textctrl.h>
 
 #include "corvan/Messages.h"
 
@@ -42,6 +43,19 @@ private:
     wxWindow &m_window;
     int m_id = wxID_NONE;
 };
+
+void SelectAll(wxTextCtrl &field)
+{
+    ClickAt(field, {5, field.GetSize().y / 2});
+    EXPECT_TRUE(PumpUntil([&field] { return field.HasFocus(); }));
+    PressKeys("ctrl+a");
+}
+
+void WaitForValue(const wxTextCtrl &field, const std::string &text)
+{
+    EXPECT_TRUE(PumpUntil([&] { return field.GetValue().utf8_string() == text; }))
+        << "the field holds \"" << field.GetValue().utf8_string() << "\", not \"" << text << '"';
+}
 
 bool IsTrace(const std::string &line)
 {
@@ -141,14 +155,29 @@ void CommandFixture::ClickButton(const wxWindow &dialog, int id)
     ClickAt(*button, {button->GetSize().x / 2, button->GetSize().y / 2});
 }
 
-void CommandFixture::TypeInto(wxWindow &field, const std::string &text)
+void CommandFixture::TypeInto(wxTextCtrl &field, const std::string &text)
 {
-    ClickAt(field, {5, field.GetSize().y / 2});
-    PressKeys("ctrl+a");
+    SelectAll(field);
     if (text.empty())
         PressKeys("Delete");
     else
         TypeText(text);
+    WaitForValue(field, text);
+}
+
+void CommandFixture::PasteInto(wxTextCtrl &field, const std::string &text)
+{
+    SelectAll(field);
+    SetClipboard(text);
+    PressKeys(text.empty() ? "Delete" : "ctrl+v");
+    WaitForValue(field, text);
+}
+
+void CommandFixture::SetClipboard(const std::string &text)
+{
+    const wxClipboardLocker lock;
+    ASSERT_FALSE(!lock);
+    wxTheClipboard->SetData(new wxTextDataObject(wxString::FromUTF8(text)));
 }
 
 std::vector<std::string> CommandFixture::SentParameters() const

@@ -7,7 +7,7 @@
 
 #include "tests/window/OrdwickFixture.h"
 
-class wxTopLevelWindow;
+class wxTextCtrl;
 
 /// The window with a job, and what a user does there by menu, key and click.
 class CommandFixture : public OrdwickFixture
@@ -32,8 +32,11 @@ protected:
     std::string LabelsOf(const wxString &title) const;
 
     static void ClickButton(const wxWindow &dialog, int id);
-    /// Clicks into a field and types over all that is there.
-    static void TypeInto(wxWindow &field, const std::string &text);
+    /// Clicks into a field and types over all that is there; the keyboard's own signs only.
+    static void TypeInto(wxTextCtrl &field, const std::string &text);
+    /// The same by the clipboard, for any text.
+    static void PasteInto(wxTextCtrl &field, const std::string &text);
+    static void SetClipboard(const std::string &text);
 
     /// What was sent of one type, in order.
     template <typename M> std::vector<boost::shared_ptr<M>> Sent() const

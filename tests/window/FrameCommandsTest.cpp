@@ -1,0 +1,363 @@
+// The commands that act on frames: select, requeue, delete, with real keys and the menu.
+
+#include <ctime>
+#include <filesystem>
+
+#include <wx/timer.h>
+
+#include "app/Ordwick.h"
+#include "corvan/JobFactory.h"
+#include "corvan/JobStatus.h"
+#include "tests/support/Printing.h"
+#include "tests/window/CommandFixture.h"
+
+using namespace corvan;
+using namespace ostrel;
+namespace fs = std::filesystem;
+
+namespace
+{
+
+using Items = SequenceDistributor::Items;
+
+/// How long this thread worked without coming back to its event loop, at most, in milliseconds of
+/// its own time, so that other programs of the machine do not count.
+class LongestStretch : private wxTimer
+{
+public:
+    LongestStretch() : m_last(WorkedMs())
+    {
+        Start(1);
+    }
+    double Ms() const
+    {
+        return m_longest;
+    }
+
+private:
+    static double WorkedMs()
+    {
+        timespec time{};
+        clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+        return double(time.tv_sec) * 1e3 + double(time.tv_nsec) / 1e6;
+    }
+    void Notify() override
+    {
+        const double now = WorkedMs();
+        m_longest = std::max(m_longest, now - m_last);
+        m_last = now;
+    }
+
+    double m_last;
+    double m_longest = 0;
+};
+
+} // namespace
+
+class FrameCommandsTest : public CommandFixture
+{
+protected:
+    /// The jobs that were sent, in order.
+    std::vector<boost::shared_ptr<Job>> Requeued() const
+    {
+        std::vector<boost::shared_ptr<Job>> jobs;
+        for (const auto &message : Sent<JobMsg>())
+            jobs.push_back(message->job);
+        return jobs;
+    }
+    bool HasFrame(int frame) const
+    {
+        return fs::exists(FramePath(frame));
+    }
+    std::string DeleteLines(const std::vector<int> &frames) const
+    {
+        std::string lines;
+        for (const int frame : frames)
+            lines += "5   Delete: " + FramePath(frame) + '\n';
+        return lines;
+    }
+    /// Frames 1 to 9, of which 2 is too small, 5 an outlier and 7 missing.
+    void WatchDamage()
+    {
+        MakeFrames(1, 9, 9000);
+        MakeFrame(2, 10);
+        MakeFrame(5, 4000);
+        fs::remove(FramePath(7));
+        Watch("1-9");
+    }
+};
+
+TEST_F(FrameCommandsTest, CtrlSSelectsTheBadFramesAndNoOthers)
+{
+    WatchDamage();
+    SelectRows({0, 1, 8});
+    PressKeys("ctrl+s");
+    EXPECT_EQ(List().SelectedPaths(), (std::set<Path>{FramePath(2), FramePath(5), FramePath(7)}));
+    EXPECT_EQ(CommandLog(), "");
+    EXPECT_EQ(SentSinceJob(), 0u);
+}
+
+TEST_F(FrameCommandsTest, CtrlRWithNothingSelectedSaysSoAndSendsNothing)
+{
+    WatchDamage();
+    FocusList();
+    PressKeys("ctrl+r");
+    EXPECT_EQ(CommandLog(), "4 Requeue selected frames...\n5    Nothing selected\n");
+    EXPECT_EQ(SentSinceJob(), 0u);
+}
+
+TEST_F(FrameCommandsTest, CtrlBWithNoBadFrameIsSilentAndSendsNothing)
+{
+    MakeFrames(1, 9, 9000);
+    Watch("1-9");
+    FocusList();
+    PressKeys("ctrl+b");
+    EXPECT_EQ(CommandLog(), "4 Requeue bad frames...\n");
+    EXPECT_EQ(SentSinceJob(), 0u);
+}
+
+TEST_F(FrameCommandsTest, CtrlRSendsOneNewJobOfTheSelectedFrames)
+{
+    MakeFrames(1, 9, 9000);
+    Watch("1-9", {{p_Status, "2"}, {p_Priority, "70"}, {"Scene", "/s/a;b.pov"}});
+    SelectRows({0, 1, 2, 6});
+    PressKeys("ctrl+r");
+
+    EXPECT_EQ(CommandLog(), "4 Requeue selected frames...\n5  + Requeue range: 1-3,7\n");
+    EXPECT_EQ(SentSinceJob(), 1u);
+    ASSERT_EQ(Requeued().size(), 1u);
+    const Job &job = *Requeued().front();
+    EXPECT_EQ(job.ParameterText(p_Range, false), "1-3,7");
+    EXPECT_EQ(job.ParameterText(p_Status, false), "0");
+    EXPECT_EQ(job.ParameterText(p_Priority, false), "70");
+    EXPECT_EQ(job.ParameterText("Scene", false), "/s/a;b.pov");
+    EXPECT_EQ(job.ParameterText(p_ImageFormat, false), Pattern());
+    EXPECT_EQ(job.Name(), "Shot");
+    EXPECT_EQ(job.Type().id, UID(OrdwickProgram::s_jobTypeId, true));
+    EXPECT_FALSE(job.ID().IsNil());
+    EXPECT_NE(job.ID(), UID(s_jobId, true));
+
+    const Job &watched = *wxGetApp().CurrentJob();
+    EXPECT_EQ(watched.ID(), UID(s_jobId, true));
+    EXPECT_EQ(watched.ParameterText(p_Range, false), "1-9");
+    EXPECT_EQ(watched.ParameterText(p_Status, false), "2");
+    EXPECT_EQ(List().RowCount(), 9);
+    EXPECT_EQ(List().SelectedPaths().size(), 4u);
+}
+
+TEST_F(FrameCommandsTest, CtrlBSendsTheBadFrames)
+{
+    WatchDamage();
+    SelectRows({0});
+    PressKeys("ctrl+b");
+    EXPECT_EQ(CommandLog(), "4 Requeue bad frames...\n5  + Requeue range: 2,5,7\n");
+    ASSERT_EQ(Requeued().size(), 1u);
+    EXPECT_EQ(Requeued().front()->ParameterText(p_Range, false), "2,5,7");
+}
+
+TEST_F(FrameCommandsTest, TwoRequeuesAreTwoJobs)
+{
+    WatchDamage();
+    FocusList();
+    PressKeys("ctrl+b");
+    PressKeys("ctrl+b");
+    ASSERT_EQ(Requeued().size(), 2u);
+    EXPECT_NE(Requeued()[0]->ID(), Requeued()[1]->ID());
+    EXPECT_NE(Requeued()[0]->ID(), UID(s_jobId, true));
+    EXPECT_NE(Requeued()[1]->ID(), UID(s_jobId, true));
+}
+
+TEST_F(FrameCommandsTest, TheMenuRequeuesAsTheKeysDo)
+{
+    WatchDamage();
+    ChooseFromMenu(1002);
+    EXPECT_EQ(List().SelectedPaths().size(), 3u);
+    ChooseFromMenu(1003);
+    ChooseFromMenu(1004);
+    ASSERT_EQ(Requeued().size(), 2u);
+    EXPECT_EQ(Requeued()[0]->ParameterText(p_Range, false), "2,5,7");
+    EXPECT_EQ(Requeued()[1]->ParameterText(p_Range, false), "2,5,7");
+}
+
+TEST_F(FrameCommandsTest, ARangeThatTheNewJobRefusesIsDroppedInSilence)
+{
+    Watch("1-5");
+    // It has as many parameters as a job may have, and no range: what is looked for is its custom
+    // range.
+    const auto full = JobFactory::s_JobFactory.CreateJob(UID(OrdwickProgram::s_jobTypeId, true));
+    full->SetID(UID(s_jobId, true));
+    full->SetParameter(p_Status, "0");
+    full->SetParameter(p_ImageFormat, Pattern());
+    full->SetParameter(p_CustomRange, "1-3");
+    for (int i = 0; full->CheckParameter("Extra" + std::to_string(i), "x").empty(); ++i)
+        full->SetParameter("Extra" + std::to_string(i), "x");
+    ReceiveJob(full);
+    WaitFor([this] { return StatusTexts() == "3 Files | 3 Missing | 0 Too Small"; });
+    PumpIdle();
+    m_log.Clear();
+    FocusList();
+    PressKeys("ctrl+b");
+    EXPECT_EQ(CommandLog(), "4 Requeue bad frames...\n5  + Requeue range: 1-3\n");
+    EXPECT_EQ(SentSinceJob(), 0u);
+}
+
+TEST_F(FrameCommandsTest, WithoutAJobARequeueWarnsOnceAndSendsNothing)
+{
+    WatchDamage();
+    SelectRows({0, 1});
+    Disconnect();
+    ASSERT_EQ(wxGetApp().CurrentJob(), nullptr);
+    m_log.Clear();
+    PressKeys("ctrl+r");
+    EXPECT_EQ(CommandLog(), "4 Requeue selected frames...\n5  + Requeue range: 1,2\n"
+                            "3 Requeue: there is no job yet, nothing was done\n");
+    m_log.Clear();
+    PressKeys("ctrl+b");
+    EXPECT_EQ(CommandLog(), "4 Requeue bad frames...\n5  + Requeue range: 2,5,7\n"
+                            "3 Requeue: there is no job yet, nothing was done\n");
+    EXPECT_EQ(SentSinceJob(), 0u);
+}
+
+TEST_F(FrameCommandsTest, BeforeAnyJobEveryCommandIsCalm)
+{
+    Start();
+    Connect();
+    const auto sent = Link().sent.size();
+    m_log.Clear();
+    for (const int id : {1002, 1003, 1004, 1005, 1006})
+        ChooseFromMenu(id);
+    EXPECT_EQ(CommandLog(), "4 Requeue selected frames...\n5    Nothing selected\n"
+                            "4 Requeue bad frames...\n4 Delete selected frames...\n"
+                            "4 Delete bad frames...\n");
+    EXPECT_EQ(Link().sent.size(), sent);
+}
+
+TEST_F(FrameCommandsTest, FiftyThousandScatteredFramesAreRequeuedWhole)
+{
+    Items frames;
+    for (int i = 0; i < 50'000; ++i)
+        frames.insert(4 * i + i % 3 + i / 7 % 2);
+    const String range = SequenceDistributor::CalculateRange(frames);
+    ASSERT_GT(range.size(), 100'000u);
+    Start();
+    ConnectWithJob({{p_Range, range}, {p_ImageFormat, "/none/f.%d"}});
+    WaitFor([this] { return List().RowCount() == 50'000; }, 30);
+    m_log.Clear();
+    // All are missing.
+    PressKeys("ctrl+b");
+    WaitFor([this] { return !Requeued().empty(); }, 30);
+    ASSERT_EQ(Requeued().size(), 1u);
+    const String sent = Requeued().front()->ParameterText(p_Range, false);
+    EXPECT_TRUE(sent == range);
+    Items again;
+    SequenceDistributor::CalculateItems(sent, again);
+    EXPECT_TRUE(again == frames);
+    EXPECT_EQ(m_log.Count(k_LogInfo, " + Requeue range: " + range), 1);
+}
+
+TEST_F(FrameCommandsTest, DeletesTheSelectedFilesInPathOrder)
+{
+    MakeFrames(1, 5, 9000);
+    Watch("1-5");
+    SelectRows({3, 1});
+    ChooseFromMenu(1005);
+    EXPECT_EQ(CommandLog(), "4 Delete selected frames...\n" + DeleteLines({2, 4}));
+    for (const int frame : {1, 2, 3, 4, 5})
+        EXPECT_EQ(HasFrame(frame), frame != 2 && frame != 4) << frame;
+    EXPECT_EQ(SentSinceJob(), 0u);
+}
+
+TEST_F(FrameCommandsTest, DeletesTheBadFilesAndGoesOverTheMissingOne)
+{
+    WatchDamage();
+    SelectRows({0});
+    ChooseFromMenu(1006);
+    EXPECT_EQ(CommandLog(), "4 Delete bad frames...\n" + DeleteLines({2, 5, 7}));
+    for (const int frame : {1, 3, 4, 6, 8, 9})
+        EXPECT_TRUE(HasFrame(frame)) << frame;
+    EXPECT_FALSE(HasFrame(2));
+    EXPECT_FALSE(HasFrame(5));
+}
+
+TEST_F(FrameCommandsTest, WithNothingToDeleteOnlyTheFirstLineIsLogged)
+{
+    MakeFrames(1, 5, 9000);
+    Watch("1-5");
+    ChooseFromMenu(1005);
+    ChooseFromMenu(1006);
+    EXPECT_EQ(CommandLog(), "4 Delete selected frames...\n4 Delete bad frames...\n");
+    for (const int frame : {1, 2, 3, 4, 5})
+        EXPECT_TRUE(HasFrame(frame)) << frame;
+}
+
+TEST_F(FrameCommandsTest, AFileThatIsGoneIsDeletedWithoutComplaintAndMissingAtTheNextPass)
+{
+    MakeFrames(1, 5, 9000);
+    Watch("1-5");
+    fs::remove(FramePath(2));
+    SelectRows({1});
+    ChooseFromMenu(1005);
+    EXPECT_EQ(CommandLog(), "4 Delete selected frames...\n" + DeleteLines({2}));
+    EXPECT_EQ(List().RowCount(), 5);
+    EXPECT_EQ(RowColor(1), "normal");
+
+    Window().CheckFiles(false);
+    PumpPass();
+    EXPECT_EQ(List().RowCount(), 5);
+    EXPECT_EQ(RowColor(1), "grey");
+    EXPECT_EQ(StatusTexts(), "5 Files | 1 Missing | 0 Too Small");
+}
+
+TEST_F(FrameCommandsTest, DeletingDoesNotScanAgain)
+{
+    MakeFrames(1, 5, 9000);
+    Watch("1-5");
+    SelectRows({1, 2});
+    ChooseFromMenu(1005);
+    PumpIdle();
+    EXPECT_FALSE(HasFrame(2));
+    EXPECT_EQ(List().GetDisplayText(1, 1), "8 KB");
+    EXPECT_EQ(RowColor(1), "normal");
+    EXPECT_EQ(StatusTexts(), "5 Files | 0 Missing | 0 Too Small");
+    EXPECT_EQ(m_log.Count(k_LogStatus, "Finished scanning"), 0);
+}
+
+TEST_F(FrameCommandsTest, WhatCannotBeDeletedIsPassedOverInSilence)
+{
+    MakeFrames(1, 7, 9000);
+    // Read-only; a folder with something in it; an empty folder; a link to a folder; gone.
+    fs::permissions(FramePath(1), fs::perms::owner_read);
+    fs::remove(FramePath(2));
+    m_folder.MakeFile("frames/f.0002.exr/inside", "kept");
+    fs::remove(FramePath(3));
+    fs::create_directory(FramePath(3));
+    fs::remove(FramePath(4));
+    m_folder.MakeFile("elsewhere/inside", "kept");
+    fs::create_directory_symlink(m_folder.Folder().Text() + "/elsewhere", FramePath(4));
+    fs::remove(FramePath(5));
+    Watch("1-7");
+    FocusList();
+    PressKeys("ctrl+a");
+    ChooseFromMenu(1005);
+    EXPECT_EQ(CommandLog(), "4 Delete selected frames...\n" + DeleteLines({1, 2, 3, 4, 5, 6, 7}));
+    EXPECT_TRUE(fs::is_regular_file(FramePath(2) + "/inside"));
+    EXPECT_TRUE(fs::is_directory(FramePath(3)));
+    EXPECT_TRUE(fs::is_regular_file((m_folder / "elsewhere/inside").Text().c_str()));
+    EXPECT_FALSE(HasFrame(6));
+    EXPECT_FALSE(HasFrame(7));
+}
+
+TEST_F(FrameCommandsTest, TenThousandDeletionsLeaveTheWindowAliveAndAreAllLogged)
+{
+    MakeFrames(1, 10'000, 1);
+    Watch("1-10000");
+    ASSERT_EQ(StatusTexts(), "10000 Files | 0 Missing | 10000 Too Small");
+    FocusList();
+    const LongestStretch stretch;
+    ChooseFromMenu(1006);
+    PumpIdle();
+    EXPECT_LT(stretch.Ms(), 1000);
+    EXPECT_GT(stretch.Ms(), 0);
+    EXPECT_EQ(m_log.Count(k_LogInfo, "  Delete: "), 10'000);
+    EXPECT_TRUE(fs::is_empty(m_folder.Folder().Text() + "/frames"));
+}

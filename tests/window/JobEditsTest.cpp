@@ -1,0 +1,443 @@
+// Editing the job: custom range, image formats and the analysis settings, by menu and dialog.
+
+#include <csignal>
+#include <sys/resource.h>
+
+#include <wx/dialog.h>
+#include <wx/gauge.h>
+#include <wx/listbox.h>
+#include <wx/stattext.h>
+#include <wx/textctrl.h>
+
+#include "app/Ordwick.h"
+#include "corvan/JobFactory.h"
+#include "tests/support/Printing.h"
+#include "tests/window/CommandFixture.h"
+#include "wxcorvan/wxcTextCtrl.h"
+
+using namespace corvan;
+using namespace ostrel;
+
+namespace
+{
+
+constexpr int k_customRange = 1001;
+constexpr int k_imageFormats = 1008;
+constexpr int k_settings = 1007;
+
+/// From now on no file of this process gets larger, as on a disk that is full.
+class FullDisk
+{
+public:
+    explicit FullDisk(rlim_t bytes) : m_handler(std::signal(SIGXFSZ, SIG_IGN))
+    {
+        getrlimit(RLIMIT_FSIZE, &m_before);
+        const rlimit limit{bytes, m_before.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    ~FullDisk()
+    {
+        setrlimit(RLIMIT_FSIZE, &m_before);
+        std::signal(SIGXFSZ, m_handler);
+    }
+    FullDisk(const FullDisk &) = delete;
+    FullDisk &operator=(const FullDisk &) = delete;
+
+private:
+    void (*m_handler)(int);
+    rlimit m_before{};
+};
+
+/// Lists that must not differ, and would fill the screen where they do.
+testing::AssertionResult IsSame(const std::string &text, const std::string &expected)
+{
+    if (text == expected)
+        return testing::AssertionSuccess();
+    return testing::AssertionFailure() << text.size() << " bytes, not " << expected.size();
+}
+
+} // namespace
+
+class JobEditsTest : public CommandFixture
+{
+protected:
+    /// Opens the dialog of a command by the menu and does the steps in it.
+    void InDialog(int command, const std::function<void(wxTopLevelWindow &)> &steps)
+    {
+        WhileModal([&] { ChooseFromMenu(command); }, steps);
+    }
+    static wxTextCtrl &Field(wxTopLevelWindow &dialog)
+    {
+        return dynamic_cast<wxTextCtrl &>(*wxWindow::FindWindowByName(wxTextCtrlNameStr, &dialog));
+    }
+    static std::string TextOf(const wxTopLevelWindow &dialog)
+    {
+        for (const wxWindow *child : dialog.GetChildren())
+            if (const auto *text = dynamic_cast<const wxStaticText *>(child))
+                return text->GetLabel().utf8_string();
+        return {};
+    }
+    void SetRange(const std::string &text)
+    {
+        InDialog(k_customRange,
+                 [&](wxTopLevelWindow &dialog)
+                 {
+                     TypeInto(Field(dialog), text);
+                     PressKeys("Return");
+                 });
+    }
+    /// Edits the list of formats: `steps` first, then Enter.
+    void EditFormats(const std::function<void(wxTopLevelWindow &)> &steps)
+    {
+        InDialog(k_imageFormats,
+                 [&](wxTopLevelWindow &dialog)
+                 {
+                     steps(dialog);
+                     ClickButton(dialog, wxID_OK);
+                 });
+    }
+    /// In the list of formats: adds one, or edits the one that is selected.
+    static void EnterFormat(wxTopLevelWindow &dialog, int button, const std::string &path)
+    {
+        WhileModal([&] { ClickButton(dialog, button); },
+                   [&](wxTopLevelWindow &editor)
+                   {
+                       PasteInto(Field(editor), path);
+                       PressKeys("Return");
+                   });
+    }
+    static void SelectFormat(wxTopLevelWindow &dialog, int index)
+    {
+        auto &list = dynamic_cast<wxListBox &>(*wxWindow::FindWindowByName("listBox", &dialog));
+        list.SetFocus();
+        PressKeys("Home");
+        for (int i = 0; i < index; ++i)
+            PressKeys("Down");
+        EXPECT_TRUE(PumpUntil([&] { return list.GetSelection() == index; }));
+    }
+
+    /// A job of a type that has no custom range.
+    boost::shared_ptr<Job> StillJob() const
+    {
+        JobType type;
+        type.id = UID("5c0cbb4e-6a0a-4d0c-9f6d-7d2f7a1b5f02", true);
+        type.name = "Still";
+        type.hasCustomRange = false;
+        JobFactory::s_JobFactory.AddType(type);
+        const auto job = JobFactory::s_JobFactory.CreateJob(type.id);
+        job->SetID(UID(s_jobId, true));
+        job->SetParameter(p_Name, "Still");
+        job->SetParameter(p_Range, "1-3");
+        job->SetParameter(p_ImageFormat, Pattern());
+        return job;
+    }
+    wxGauge &Gauge() const
+    {
+        for (wxWindow *child : Window().GetChildren())
+            if (auto *gauge = dynamic_cast<wxGauge *>(child))
+                return *gauge;
+        throw std::logic_error("the window has no gauge");
+    }
+};
+
+TEST_F(JobEditsTest, TheRangeDialogHasItsTextsAndThePresentRange)
+{
+    Watch("1-9", {{p_CustomRange, "3-4"}});
+    InDialog(k_customRange,
+             [](wxTopLevelWindow &dialog)
+             {
+                 EXPECT_EQ(dialog.GetTitle(), "Custom Range");
+                 EXPECT_EQ(TextOf(dialog), "Set a custom range to search for files");
+                 EXPECT_EQ(Field(dialog).GetValue(), "3-4");
+                 EXPECT_TRUE(Field(dialog).HasFocus());
+                 EXPECT_NE(dialog.FindWindow(wxID_OK), nullptr);
+                 EXPECT_NE(dialog.FindWindow(wxID_CANCEL), nullptr);
+                 Screenshot(dialog, "custom-range");
+                 PressKeys("Escape");
+             });
+}
+
+TEST_F(JobEditsTest, ARangeIsSentVerbatimAndNothingIsAppliedHere)
+{
+    Watch("1-9");
+    for (const char *range : {"2-4", "  2 - 4 , 9 ", "no range at all", "1-10:5", ""})
+    {
+        m_log.Clear();
+        SetRange(range);
+        EXPECT_EQ(SentParameters().back(), std::string("CustomRange = ") + range);
+        EXPECT_EQ(CommandLog(), "5 Sending updated custom range\n");
+    }
+    EXPECT_EQ(SentSinceJob(), 5u);
+    EXPECT_EQ(wxGetApp().CurrentJob()->ParameterText(p_CustomRange, false), "");
+    EXPECT_EQ(List().RowCount(), 9);
+
+    ReceiveParameter(p_CustomRange, "2-4");
+    EXPECT_EQ(List().RowCount(), 3) << "the Master's word counts";
+}
+
+TEST_F(JobEditsTest, CancelInTheRangeDialogSendsTheUnchangedRange)
+{
+    Watch("1-9", {{p_CustomRange, " 3-4 "}});
+    InDialog(k_customRange, [](wxTopLevelWindow &dialog) { ClickButton(dialog, wxID_CANCEL); });
+    EXPECT_EQ(SentParameters(), std::vector<std::string>{"CustomRange =  3-4 "});
+    EXPECT_EQ(CommandLog(), "5 Sending updated custom range\n");
+
+    InDialog(k_customRange, [](wxTopLevelWindow &) { PressKeys("Escape"); });
+    InDialog(k_customRange, [](wxTopLevelWindow &dialog) { dialog.Close(); });
+    EXPECT_EQ(SentParameters().size(), 3u);
+    EXPECT_EQ(SentParameters().back(), "CustomRange =  3-4 ");
+}
+
+TEST_F(JobEditsTest, ARangeOfAMegabyteStaysWhole)
+{
+    std::string range = "1-5";
+    while (range.size() < 1'000'000)
+        range += ",1-5";
+    Watch("1-9");
+    ReceiveParameter(p_CustomRange, range);
+    ASSERT_EQ(List().RowCount(), 5);
+    InDialog(k_customRange, [](wxTopLevelWindow &) { PressKeys("Return"); });
+    ASSERT_EQ(SentParameters().size(), 1u);
+    EXPECT_TRUE(IsSame(SentParameters().front(), "CustomRange = " + range));
+
+    // One that is pasted is refused whole, not cut.
+    ReceiveParameter(p_CustomRange, "3-4");
+    m_log.Clear();
+    InDialog(k_customRange,
+             [&](wxTopLevelWindow &dialog)
+             {
+                 SetClipboard(range);
+                 PressKeys("ctrl+a");
+                 PressKeys("ctrl+v");
+                 EXPECT_TRUE(PumpUntil(
+                     [this] { return m_log.Count(k_LogWarning, "too long for this field") == 1; }));
+                 EXPECT_EQ(Field(dialog).GetValue(), "3-4");
+                 PressKeys("Return");
+             });
+    EXPECT_EQ(SentParameters().back(), "CustomRange = 3-4");
+}
+
+TEST_F(JobEditsTest, AJobTypeWithoutACustomRangeIsToldInABox)
+{
+    Watch("1-5");
+    ReceiveJob(StillJob());
+    m_log.Clear();
+    const std::string text = "This job does not support setting a custom range";
+    InDialog(k_customRange,
+             [&](wxTopLevelWindow &box)
+             {
+                 EXPECT_EQ(box.GetTitle(), "Ordwick");
+                 EXPECT_EQ(TextOf(box), text);
+                 EXPECT_EQ(box.FindWindow(wxID_CANCEL), nullptr);
+                 EXPECT_TRUE(box.FindWindow(wxID_OK)->HasFocus());
+                 Screenshot(box, "no-custom-range");
+                 PressKeys("Return");
+             });
+    EXPECT_EQ(CommandLog(), "3 " + text + '\n');
+    EXPECT_EQ(SentSinceJob(), 0u);
+}
+
+TEST_F(JobEditsTest, ABoxThatShallNotComeAgainDoesNot)
+{
+    Watch("1-5");
+    ReceiveJob(StillJob());
+    m_log.Clear();
+    InDialog(k_customRange,
+             [](wxTopLevelWindow &box)
+             {
+                 wxWindow *tick = wxWindow::FindWindowByName("checkBox", &box);
+                 ASSERT_NE(tick, nullptr);
+                 EXPECT_EQ(tick->GetLabel(), "Do not show again");
+                 ClickAt(*tick, {10, tick->GetSize().y / 2});
+                 PressKeys("Return");
+             });
+    EXPECT_EQ(wxGetApp().Options().FindText("Messages", "NoCustomRange"), "No");
+    ChooseFromMenu(k_customRange); // Comes back at once.
+    EXPECT_EQ(m_log.Count(k_LogWarning, "does not support"), 2) << "it is logged all the same";
+    PressKeys("ctrl+w");
+    EXPECT_NE(ReadOptions().find("NoCustomRange = No"), std::string::npos) << ReadOptions();
+}
+
+TEST_F(JobEditsTest, WithoutAJobTheEditsDoNothing)
+{
+    Start();
+    Connect();
+    const auto sent = Link().sent.size();
+    m_log.Clear();
+    ChooseFromMenu(k_customRange);
+    EXPECT_EQ(CommandLog(), "3 Edit Custom Range: there is no job yet, nothing was done\n");
+
+    m_log.Clear();
+    InDialog(k_imageFormats,
+             [](wxTopLevelWindow &box)
+             {
+                 EXPECT_EQ(box.GetTitle(), "Ordwick");
+                 EXPECT_EQ(TextOf(box), "There is no Job to set the paths for");
+                 wxWindow *tick = wxWindow::FindWindowByName("checkBox", &box);
+                 ClickAt(*tick, {10, tick->GetSize().y / 2});
+                 PressKeys("Return");
+             });
+    EXPECT_EQ(CommandLog(), "");
+    EXPECT_EQ(Link().sent.size(), sent);
+    EXPECT_EQ(wxGetApp().Options().FindText("Messages", "NoChangePaths"), "No");
+}
+
+TEST_F(JobEditsTest, OneFormatIsSentWithoutASeparatorAndNothingIsAppliedHere)
+{
+    Watch("1-5");
+    EditFormats(
+        [this](wxTopLevelWindow &dialog)
+        {
+            SelectFormat(dialog, 0);
+            EnterFormat(dialog, 102, "/other/f.%d");
+            EXPECT_EQ(List().RowCount(), 5);
+        });
+    EXPECT_EQ(SentParameters(), std::vector<std::string>{"ImageFormat = /other/f.%d"});
+    EXPECT_EQ(CommandLog(), "5 Sending updated image format\n");
+    EXPECT_EQ(FormatChoice().GetString(0), Pattern());
+    EXPECT_EQ(List().GetDisplayText(0, 0), FramePath(1));
+
+    ReceiveParameter(p_ImageFormat, "/other/f.%d");
+    EXPECT_EQ(List().GetDisplayText(0, 0), "/other/f.1");
+}
+
+TEST_F(JobEditsTest, SeveralFormatsAreJoinedInOrder)
+{
+    Watch("1-5", {{p_ImageFormat, "/a/%d;/b/%d"}});
+    EditFormats([](wxTopLevelWindow &dialog) { EnterFormat(dialog, 101, "/c/%d"); });
+    EXPECT_EQ(SentParameters(), std::vector<std::string>{"ImageFormat = /a/%d;/b/%d;/c/%d"});
+}
+
+TEST_F(JobEditsTest, AnEmptyFirstFormatLeavesNoTraceAndALaterOneASeparator)
+{
+    Watch("1-5", {{p_ImageFormat, "/a/%d;/b/%d"}});
+    EditFormats(
+        [](wxTopLevelWindow &dialog)
+        {
+            SelectFormat(dialog, 0);
+            EnterFormat(dialog, 102, "");
+            EnterFormat(dialog, 101, "");
+            EnterFormat(dialog, 101, "/c/%d");
+        });
+    EXPECT_EQ(SentParameters(), std::vector<std::string>{"ImageFormat = /b/%d;;/c/%d"});
+}
+
+TEST_F(JobEditsTest, AnEmptyListOfFormatsIsAnEmptyValue)
+{
+    Watch("1-5");
+    EditFormats(
+        [](wxTopLevelWindow &dialog)
+        {
+            SelectFormat(dialog, 0);
+            ClickButton(dialog, 103);
+        });
+    EXPECT_EQ(SentParameters(), std::vector<std::string>{"ImageFormat = "});
+}
+
+TEST_F(JobEditsTest, FormatsAreSentAsTypedWhateverTheyHold)
+{
+    const std::string format = R"(  /x/"quoted" 'q' back\slash;semi $(touch pwned) grün 日本 %d  )";
+    Watch("1-5");
+    EditFormats([&](wxTopLevelWindow &dialog) { EnterFormat(dialog, 101, format); });
+    EXPECT_EQ(SentParameters(),
+              std::vector<std::string>{"ImageFormat = " + Pattern() + ';' + format});
+}
+
+TEST_F(JobEditsTest, ACancelledListOfFormatsSendsNothing)
+{
+    Watch("1-5");
+    InDialog(k_imageFormats,
+             [](wxTopLevelWindow &dialog)
+             {
+                 EnterFormat(dialog, 101, "/c/%d");
+                 ClickButton(dialog, wxID_CANCEL);
+             });
+    InDialog(k_imageFormats, [](wxTopLevelWindow &) { PressKeys("Escape"); });
+    InDialog(k_imageFormats, [](wxTopLevelWindow &dialog) { dialog.Close(); });
+    EXPECT_EQ(SentSinceJob(), 0u);
+    EXPECT_EQ(CommandLog(), "");
+}
+
+TEST_F(JobEditsTest, AnEditWithoutAConnectionIsDroppedWithAWarning)
+{
+    Watch("1-5");
+    InDialog(k_customRange,
+             [this](wxTopLevelWindow &dialog)
+             {
+                 Disconnect(); // While the dialog is open: the command keeps its job.
+                 TypeInto(Field(dialog), "2");
+                 PressKeys("Return");
+             });
+    EXPECT_EQ(SentSinceJob(), 0u);
+    EXPECT_EQ(m_log.Count(k_LogWarning, "not connected to the Master"), 1);
+}
+
+TEST_F(JobEditsTest, ConfirmedSettingsScanAgainEvenUnchanged)
+{
+    Watch("1-5");
+    InDialog(k_settings, [](wxTopLevelWindow &) { PressKeys("Return"); });
+    WaitFor([this] { return m_log.Count(k_LogStatus, "Finished scanning 5 files") == 1; });
+    EXPECT_EQ(SentSinceJob(), 0u);
+}
+
+TEST_F(JobEditsTest, CancelledSettingsChangeNothing)
+{
+    Watch("1-5");
+    const String before = wxGetApp().Options().ToText();
+    InDialog(k_settings,
+             [](wxTopLevelWindow &dialog)
+             {
+                 TypeInto(Field(dialog), "77");
+                 PressKeys("Escape");
+             });
+    InDialog(k_settings, [](wxTopLevelWindow &dialog) { dialog.Close(); });
+    PumpIdle();
+    EXPECT_EQ(wxGetApp().Options().ToText(), before);
+    EXPECT_EQ(m_log.Count(k_LogStatus, "Finished scanning"), 0);
+}
+
+TEST_F(JobEditsTest, NewSettingsJudgeTheFramesAndSwitchTheGauge)
+{
+    MakeFrames(1, 5, 9000);
+    Watch("1-5");
+    ASSERT_TRUE(Gauge().IsShown());
+    InDialog(k_settings,
+             [](wxTopLevelWindow &dialog)
+             {
+                 TypeInto(Field(dialog), "9001");
+                 wxWindow *tick = wxWindow::FindWindowByName("checkBox", &dialog);
+                 ClickAt(*tick, {10, tick->GetSize().y / 2});
+                 PressKeys("Return");
+             });
+    EXPECT_FALSE(Gauge().IsShown());
+    WaitFor([this] { return StatusTexts() == "5 Files | 0 Missing | 5 Too Small"; });
+    EXPECT_EQ(RowColor(0), "red");
+    EXPECT_NE(ReadOptions().find("MinSize = 9001"), std::string::npos) << ReadOptions();
+}
+
+TEST_F(JobEditsTest, AFullDiskKeepsTheOldOptionsWholeAndLetsTheWindowClose)
+{
+    Watch("1-5", {}, "[Ballast]\nText = " + std::string(300'000, 'x') + '\n');
+    const std::string before = ReadOptions();
+    {
+        const FullDisk full(200'000);
+        InDialog(k_settings,
+                 [](wxTopLevelWindow &dialog)
+                 {
+                     TypeInto(Field(dialog), "77");
+                     PressKeys("Return");
+                 });
+        EXPECT_EQ(m_log.Count(k_LogError, "options: "), 1) << CommandLog();
+        EXPECT_EQ(m_log.Texts(k_LogError).size(), 1u);
+        EXPECT_TRUE(IsSame(ReadOptions(), before));
+        WaitFor([this] { return m_log.Count(k_LogStatus, "Finished scanning") == 1; });
+
+        m_log.Clear();
+        PressKeys("ctrl+w");
+        WaitFor([] { return wxTheApp->GetTopWindow() == nullptr; });
+        EXPECT_EQ(m_log.Count(k_LogError, "options: "), 1) << CommandLog();
+        EXPECT_EQ(m_log.Texts(k_LogError).size(), 1u);
+    }
+    EXPECT_TRUE(IsSame(ReadOptions(), before));
+    EXPECT_EQ(m_folder.Listing(), "home\n");
+}
