@@ -23,8 +23,10 @@ const char *const k_section = "Window";
 /// What a notice has beside its text, icon, button and gaps, in pixels at 100 %.
 constexpr int k_besideNotice = 110;
 
-/// While a window is far too narrow, as before it has got its size, the toolkit would ask for
-/// fields of less than no width to be painted, about which its libraries complain.
+/// The toolkit paints a new text before it returns, which takes longer than all else that is done
+/// for a file; here the next repaint shows it. While a window is far too narrow, as before it has
+/// got its size, the toolkit would also ask for fields of less than no width to be painted, about
+/// which its libraries complain.
 class StatusBar : public wxStatusBar
 {
 public:
@@ -35,7 +37,7 @@ protected:
     {
         wxRect place;
         if (GetFieldRect(field, place) && place.width > 0 && place.height > 0)
-            wxStatusBar::DoUpdateStatusText(field);
+            RefreshRect(place);
     }
 };
 

@@ -200,6 +200,26 @@ TEST_F(wxCorvanFrameTest, TextsOfAStatusBarWithoutRoomAreTakenInSilence)
     EXPECT_EQ(m_frame->GetStatusBar()->GetStatusText(2), "7 Files");
 }
 
+TEST_F(wxCorvanFrameTest, ManyTextsOfTheStatusBarArePaintedTogether)
+{
+    m_frame->CreateStatusBar(3);
+    ShowActive(*m_frame);
+    PumpIdle();
+    int paints = 0;
+    m_frame->GetStatusBar()->Bind(wxEVT_PAINT,
+                                  [&](wxPaintEvent &event)
+                                  {
+                                      ++paints;
+                                      event.Skip();
+                                  });
+
+    for (int count = 1; count <= 100; ++count)
+        m_frame->SetStatusText(wxString::Format("%d Missing", count), 1);
+    EXPECT_EQ(paints, 0);
+    EXPECT_TRUE(PumpUntil([&] { return paints > 0; }));
+    EXPECT_EQ(m_frame->GetStatusBar()->GetStatusText(1), "100 Missing");
+}
+
 TEST_F(wxCorvanFrameTest, ALongNoticeStaysInTheWindowWithItsButton)
 {
     m_frame->SetSizer(new wxBoxSizer(wxVERTICAL));
