@@ -81,7 +81,7 @@ protected:
     {
         MakeFrames(1, 9, 9000);
         MakeFrame(2, 10);
-        MakeFrame(5, 4000);
+        MakeFrame(5, 6000);
         fs::remove(FramePath(7));
         Watch("1-9");
     }
