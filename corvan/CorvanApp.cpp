@@ -49,6 +49,7 @@ bool CorvanApp::StartLog(const CommandLine &commandLine)
     settings.consoleLevel = m_consoleLevel;
     settings.fileLevel = isLevel ? level[0] - '0' : m_fileLevel;
     settings.file = commandLine.GetArgument("log-file", 0, usual.Text());
+    settings.isOwnFile = !commandLine.HasOption("log-file");
     ostrel::LogStart(settings);
 
     if (isLevel || !commandLine.HasOption("log-level"))

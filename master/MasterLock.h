@@ -1,6 +1,8 @@
 #pragma once
 
-#include "ostrel/Path.h"
+#include <memory>
+
+#include "ostrel/FileLock.h"
 
 namespace master
 {
@@ -17,12 +19,9 @@ public:
     /// `ostrel::Exception *` when another Master has it ("another Master uses data folder /farm")
     /// and when the lock file, which stays behind, cannot be made.
     MasterLock(const Path &lockFile, const String &claimed);
-    ~MasterLock();
-    MasterLock(const MasterLock &) = delete;
-    MasterLock &operator=(const MasterLock &) = delete;
 
 private:
-    int m_file = -1;
+    std::unique_ptr<ostrel::FileLock> m_lock;
 };
 
 /// Makes a folder, and those above it, open to this user alone, where it is missing. Throws

@@ -9,6 +9,7 @@
 #include <spdlog/sinks/stdout_sinks.h>
 
 #include "ostrel/CallEntry.h"
+#include "ostrel/LogFileClaim.h"
 #include "ostrel/LogWriter.h"
 
 namespace ostrel
@@ -27,6 +28,7 @@ struct Logging
     std::atomic<int> listenerLevel = k_LogNone;
 
     std::mutex mutex; ///< Of the writer and the settings.
+    std::unique_ptr<LogFileClaim> claim; ///< Of the writer's file, where it is to be ours alone.
     std::unique_ptr<LogWriter> writer;
 
     std::recursive_mutex listenerMutex;
@@ -130,8 +132,13 @@ void LogStart(const LogSettings &settings)
     Logging &logging = TheLogging();
     const std::lock_guard lock(logging.mutex);
     logging.writer.reset();
+    logging.claim.reset();
     if (!settings.file.IsEmpty() && settings.fileLevel > k_LogNone)
-        logging.writer = OpenWriter(logging, settings.file);
+    {
+        if (settings.isOwnFile)
+            logging.claim = std::make_unique<LogFileClaim>(settings.file);
+        logging.writer = OpenWriter(logging, logging.claim ? logging.claim->File() : settings.file);
+    }
     logging.consoleLevel = settings.consoleLevel;
     logging.fileLevel = logging.writer ? settings.fileLevel : int(k_LogNone);
     logging.UpdateWanted();
@@ -144,6 +151,7 @@ void LogStop()
     logging.fileLevel = k_LogNone;
     logging.UpdateWanted();
     logging.writer.reset();
+    logging.claim.reset();
 }
 
 void LogFlush()

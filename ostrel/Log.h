@@ -26,6 +26,8 @@ struct LogSettings
     int consoleLevel = k_LogWarning; ///< To standard error.
     int fileLevel = k_LogInfo;
     Path file; ///< Empty for no file. Rotated at 10 MB, 3 kept.
+    /// Takes a numbered file beside it ("Ordwick-2.log") where another process writes this one.
+    bool isOwnFile = false;
 };
 
 /// Starts logging. The file is written by a thread of its own; a line is on disk after `LogFlush`

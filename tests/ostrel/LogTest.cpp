@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "ostrel/CallEntry.h"
+#include "ostrel/FileLock.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/Printing.h"
 #include "tests/support/TempFolder.h"
@@ -235,6 +236,17 @@ TEST_F(LogTest, AFullDiskIsReportedOnceAndTheProgramGoesOn)
         });
     EXPECT_EQ(CountLines(console), 1) << console;
     EXPECT_TRUE(console.starts_with("cannot write log file /dev/full: ")) << console;
+}
+
+TEST_F(LogTest, AFileOfItsOwnIsNotSharedWithAnotherProcess)
+{
+    boost::filesystem::create_directory((m_temp / "log").Text());
+    const auto other = FileLock::Take(m_temp / "log/.ordwick.log.lock");
+    LogStart({.fileLevel = k_LogInfo, .file = m_file, .isOwnFile = true});
+    LogInfo("mine");
+    LogStop();
+    EXPECT_FALSE(boost::filesystem::exists(m_file.Text()));
+    EXPECT_EQ(WithoutTimes(ContentOf(m_temp / "log/ordwick-2.log")), "info   mine\n");
 }
 
 TEST_F(LogTest, AListenerHearsItsLevelsInOrderAndNotItsOwnLines)
