@@ -208,7 +208,8 @@ Renumbering ReadRenumbering(const ExpansionInput &input, int firstFrame)
     return numbers;
 }
 
-String ExpandFrames(const FramePattern &pattern, const ExpansionInput &input, const FileSink &sink)
+String ExpandNumbers(const FramePattern &pattern, const ExpansionInput &input,
+                     const std::function<void(int outputNumber)> &sink)
 {
     if (input.frames.empty())
         return {};
@@ -222,11 +223,20 @@ String ExpandFrames(const FramePattern &pattern, const ExpansionInput &input, co
     return Walk(input.frames, numbers,
                 [&](const Step &step) -> String
                 {
-                    const Path path(pattern.Format(step.outputNumber));
-                    sink(path, step.outputNumber);
-                    LogChecked(path);
+                    sink(step.outputNumber);
                     return {};
                 });
+}
+
+String ExpandFrames(const FramePattern &pattern, const ExpansionInput &input, const FileSink &sink)
+{
+    return ExpandNumbers(pattern, input,
+                         [&](int outputNumber)
+                         {
+                             const Path path(pattern.Format(outputNumber));
+                             sink(path, outputNumber);
+                             LogChecked(path);
+                         });
 }
 
 std::vector<ExpansionStep> ListPacketFiles(const Renumbering &numbers, int firstFrame, int first,

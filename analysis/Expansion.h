@@ -77,6 +77,10 @@ using FileSink = std::function<void(const Path &path, int outputNumber)>;
 /// signed 32 bits; a path over `FramePattern::k_MaxBytes`.
 String ExpandFrames(const FramePattern &pattern, const ExpansionInput &input, const FileSink &sink);
 
+/// The same without paths and without a log: the output numbers in the order of the walk.
+String ExpandNumbers(const FramePattern &pattern, const ExpansionInput &input,
+                     const std::function<void(int outputNumber)> &sink);
+
 /// One file of the walk.
 struct ExpansionStep
 {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstdint>
 #include <fmt/printf.h>
 
 namespace analysis
@@ -198,6 +199,7 @@ std::optional<FramePattern> FramePattern::Parse(std::string_view text, String *r
             IsOneOf(conversion.letter, "di") && !conversion.hasPrecision &&
             conversion.length.empty() &&
             conversion.flags.find_first_not_of('0') == std::string_view::npos;
+        pattern.m_cutBits = conversion.length == "hh" ? 24 : conversion.length == "h" ? 16 : 0;
         pattern.m_padding = conversion.flags.empty() ? ' ' : '0';
         literal = &pattern.m_after;
         at += conversion.bytes;
@@ -222,11 +224,21 @@ void FramePattern::AppendTo(std::string &out, int number) const
 {
     out.reserve(out.size() + m_before.size() + m_after.size() + std::max<std::size_t>(m_width, 12));
     out.append(m_before);
+    AppendNumber(out, number);
+    out.append(m_after);
+}
+
+void FramePattern::AppendNumber(std::string &out, int number) const
+{
     if (m_isPlainDecimal)
         AppendDecimal(out, number, m_width, m_padding);
     else
         out.append(fmt::sprintf(m_conversion, number));
-    out.append(m_after);
+}
+
+int FramePattern::ShownNumber(int number) const
+{
+    return int(std::uint32_t(number) << m_cutBits) >> m_cutBits;
 }
 
 std::size_t FramePattern::LongestPath() const

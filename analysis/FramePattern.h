@@ -41,6 +41,13 @@ public:
     /// The same, appended to `out`; for loops that reuse their text.
     void AppendTo(std::string &out, int number) const;
 
+    /// The same of the number alone, as it stands in the path.
+    void AppendNumber(std::string &out, int number) const;
+
+    /// What the path tells of a number, which a length of "h" or "hh" cuts: two numbers have the
+    /// same path exactly when they show the same.
+    int ShownNumber(int number) const;
+
     /// No path of this pattern is longer, in bytes. May be above `k_MaxBytes`.
     std::size_t LongestPath() const;
 
@@ -62,6 +69,7 @@ private:
     String m_conversion;           ///< "%04d", given to fmt where the quick way does not serve.
     bool m_isPlainDecimal = false; ///< Decimal, padded on the left or not at all.
     char m_padding = ' ';
+    int m_cutBits = 0; ///< Leading bits of a number that the length leaves out.
     std::size_t m_width = 0;
     std::size_t m_precision = 0;
 };

@@ -48,6 +48,14 @@ void Client::Start(CommandLine commandLine)
         throw new Failure(k_WrongUsage, "cannot start; see above");
 }
 
+void Client::StartAlone(CommandLine commandLine)
+{
+    m_commandLine = std::move(commandLine);
+    m_isStarted = true;
+    if (!Prepare(m_commandLine))
+        throw new Failure(k_WrongUsage, "cannot start; see above");
+}
+
 void Client::Stop()
 {
     if (!m_isStarted)

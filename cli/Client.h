@@ -38,6 +38,8 @@ public:
     /// Reads options and job types and begins to connect. Throws `Failure *` (wrong usage) when
     /// that cannot be.
     void Start(CommandLine commandLine);
+    /// The same for what asks nobody: no connection, no job types.
+    void StartAlone(CommandLine commandLine);
     /// As given to `Start`.
     const CommandLine &Arguments() const
     {

@@ -61,4 +61,12 @@ void ProgressBar::End()
     m_isLineOpen = false;
 }
 
+void ProgressBar::Clear()
+{
+    if (m_isLineOpen)
+        fmt::print(m_stream, "\r\x1b[K");
+    m_isLineOpen = false;
+    std::fflush(m_stream);
+}
+
 } // namespace cli

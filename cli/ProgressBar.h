@@ -22,6 +22,8 @@ public:
     void Show(const TaskCounts &counts);
     /// Ends the line, so that others can write.
     void End();
+    /// Takes the line away, on a terminal.
+    void Clear();
 
 private:
     std::FILE *m_stream;

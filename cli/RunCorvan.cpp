@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <fmt/format.h>
+#include <set>
 
 #include "cli/Verb.h"
 #include "corvan/CorvanApp.h"
@@ -14,9 +15,10 @@ namespace cli
 namespace
 {
 
-constexpr const char *k_footer =
-    "Exit status: 0 done, 1 refused or failed, 2 wrong usage, 3 no Master.\n"
-    "'corvan VERB --help' tells more of a verb.";
+constexpr const char *k_footer = "Exit status: 0 done, 1 refused or failed, 2 wrong usage, 3 no "
+                                 "Master; of what looks at frames\n"
+                                 "1 bad frames, 4 could not look.\n"
+                                 "'corvan VERB --help' tells more of a verb.";
 
 // The options that every program of the system takes, kept for the libraries to read.
 class CommonOptionsOf
@@ -44,6 +46,18 @@ private:
     CLI::App *m_app;
 };
 
+// Options whose values may begin like a negative number. With those that must not be negative,
+// the complaint names the option.
+bool TakesNumber(const std::string &option)
+{
+    static const std::set<std::string> s_options = {
+        "--range",       "--selected",    "--renumber-start", "--renumber-by",
+        "--sequence-by", "--packet-size", "--min-size",       "--offset",
+        "--variation",   "--wait-stable", "--retry-missing",  "--format-index",
+    };
+    return s_options.contains(option);
+}
+
 bool IsNegative(const std::string &text)
 {
     return text.size() > 1 && text[0] == '-' && text[1] >= '0' && text[1] <= '9';
@@ -58,8 +72,8 @@ struct DeclaredVerb
 std::vector<DeclaredVerb> DeclareVerbs(CLI::App &app)
 {
     std::vector<DeclaredVerb> verbs;
-    for (const auto &make :
-         {MakeSubmit, MakeList, MakeShow, MakeSet, MakeWait, MakeLog, MakeCancel, MakeWatch})
+    for (const auto &make : {MakeSubmit, MakeList, MakeShow, MakeSet, MakeWait, MakeLog, MakeCancel,
+                             MakeWatch, MakeCheck})
     {
         std::unique_ptr<Verb> verb = make();
         CLI::App *command = verb->Declare(app);
@@ -69,39 +83,55 @@ std::vector<DeclaredVerb> DeclareVerbs(CLI::App &app)
     return verbs;
 }
 
-ExitStatus RunVerb(Verb &verb, const CommandLine &options)
+ExitStatus Say(ExitStatus status, const String &text)
 {
-    Client client;
-    client.Start(options);
-    return verb.Run(client);
+    fmt::print(stderr, "corvan: {}\n", text);
+    return status;
 }
 
 // A full disk shows only when the last of the output goes out.
-ExitStatus Flush(ExitStatus status)
+ExitStatus Flush(ExitStatus status, ExitStatus refusal)
 {
     if (std::fflush(stdout) == 0 && !std::ferror(stdout))
         return status;
-    fmt::print(stderr, "corvan: cannot write to standard output\n");
-    return k_Refused;
+    return Say(refusal, "cannot write to standard output");
 }
 
-ExitStatus Report(ostrel::Exception *raw)
+ExitStatus RunVerb(Verb &verb, const CommandLine &options)
 {
-    const std::unique_ptr<ostrel::Exception> error(raw);
-    fmt::print(stderr, "corvan: {}\n", error->Text());
-    const auto *failure = dynamic_cast<const Failure *>(error.get());
-    return failure ? failure->Status() : k_Refused;
+    Client client;
+    if (verb.NeedsMaster())
+        client.Start(options);
+    else
+        client.StartAlone(options);
+    return verb.Run(client);
+}
+
+// The whole of a verb whose arguments were read.
+ExitStatus TryVerb(Verb &verb, const CommandLine &options)
+{
+    try
+    {
+        return Flush(RunVerb(verb, options), verb.RefusalStatus());
+    }
+    catch (ostrel::Exception *raw)
+    {
+        const std::unique_ptr<ostrel::Exception> error(raw);
+        const auto *failure = dynamic_cast<const Failure *>(error.get());
+        const ExitStatus status = failure ? failure->Status() : k_Refused;
+        return Say(status == k_Refused ? verb.RefusalStatus() : status, error->Text());
+    }
 }
 
 } // namespace
 
-std::vector<std::string> JoinNegativeRange(const std::vector<std::string> &arguments)
+std::vector<std::string> JoinNegativeValues(const std::vector<std::string> &arguments)
 {
     std::vector<std::string> joined;
     bool isPlain = false;
     for (const std::string &argument : arguments)
     {
-        if (!isPlain && !joined.empty() && joined.back() == "--range" && IsNegative(argument))
+        if (!isPlain && !joined.empty() && TakesNumber(joined.back()) && IsNegative(argument))
             joined.back() += "=" + argument;
         else
             joined.push_back(argument);
@@ -121,21 +151,22 @@ ExitStatus RunCorvan(std::vector<std::string> arguments)
 
     try
     {
-        arguments = JoinNegativeRange(arguments);
+        arguments = JoinNegativeValues(arguments);
         std::reverse(arguments.begin(), arguments.end()); // As CLI11 takes them.
         app.parse(arguments);
         for (const auto &[verb, command] : verbs)
             if (command->parsed())
-                return Flush(RunVerb(*verb, options.Given()));
+                return TryVerb(*verb, options.Given());
     }
     catch (const CLI::ParseError &error)
     {
         const bool isHelp = app.exit(error) == int(CLI::ExitCodes::Success);
-        return isHelp ? Flush(k_Done) : k_WrongUsage;
+        return isHelp ? Flush(k_Done, k_Refused) : k_WrongUsage;
     }
-    catch (ostrel::Exception *error)
+    catch (ostrel::Exception *raw)
     {
-        return Report(error);
+        const std::unique_ptr<ostrel::Exception> error(raw);
+        return Say(k_WrongUsage, error->Text());
     }
     return k_WrongUsage;
 }

@@ -12,8 +12,9 @@ namespace cli
 /// says, prints, and gives the exit status. Writes what failed to standard error. Throws nothing.
 ExitStatus RunCorvan(std::vector<std::string> arguments);
 
-/// Joins "--range" with a value that begins like a negative number, which would be taken for an
-/// option: "--range", "-5-3" becomes "--range=-5-3". Nothing after "--" is changed.
-std::vector<std::string> JoinNegativeRange(const std::vector<std::string> &arguments);
+/// Joins "--range", or another option that takes numbers, with a value that begins like a negative
+/// number and would be taken for an option: "--range", "-5-3" becomes "--range=-5-3". Nothing after
+/// "--" is changed.
+std::vector<std::string> JoinNegativeValues(const std::vector<std::string> &arguments);
 
 } // namespace cli

@@ -22,6 +22,18 @@ public:
     /// parsed arguments are written into this object, which must outlive the parse.
     virtual CLI::App *Declare(CLI::App &app) = 0;
 
+    /// Whether it has something to ask, by the arguments that were parsed.
+    virtual bool NeedsMaster() const
+    {
+        return true;
+    }
+
+    /// What a refusal ends with, its own and those of the libraries.
+    virtual ExitStatus RefusalStatus() const
+    {
+        return k_Refused;
+    }
+
     /// Does it, and prints to standard output what was asked for and nothing else. What it has to
     /// say besides goes to standard error. Throws `Failure *`.
     virtual ExitStatus Run(Client &client) = 0;
@@ -35,6 +47,7 @@ std::unique_ptr<Verb> MakeWait();
 std::unique_ptr<Verb> MakeLog();
 std::unique_ptr<Verb> MakeCancel();
 std::unique_ptr<Verb> MakeWatch();
+std::unique_ptr<Verb> MakeCheck();
 
 /// How JOB is explained in the help of each verb that takes one.
 inline constexpr const char *k_JobHelp =

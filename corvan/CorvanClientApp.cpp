@@ -15,9 +15,10 @@
 namespace corvan
 {
 
-void CorvanClientApp::Prepare(const CommandLine &commandLine)
+bool CorvanClientApp::Prepare(const CommandLine &commandLine)
 {
     m_isPrepared = StartCorvan(commandLine);
+    return m_isPrepared;
 }
 
 bool CorvanClientApp::Startup(CommandLine &commandLine)

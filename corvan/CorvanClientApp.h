@@ -22,8 +22,9 @@ class CorvanClientApp : public CorvanApp
 public:
     using CorvanApp::CorvanApp;
 
-    /// Log, search folders, options, path map. Before anything else.
-    void Prepare(const CommandLine &commandLine);
+    /// Log, search folders, options, path map. Before anything else. False, with the reason
+    /// logged, where `Startup` will be false for it.
+    bool Prepare(const CommandLine &commandLine);
 
     /// Reads the job types, tells the library statics and starts the messenger. False, with the
     /// reason logged as fatal, when that cannot be: a bad --master or --log-level, say. Not being

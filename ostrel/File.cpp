@@ -128,15 +128,22 @@ String File::ReadWhole(const Path &path, std::size_t maxBytes)
 
 bool FileFinder::Find(const Path &path)
 {
+    return CanBePath(path) && FindAt(AT_FDCWD, path.Text().c_str()) == 0;
+}
+
+int FileFinder::FindAt(int folder, const char *name)
+{
     struct stat status
     {
     };
-    if (!CanBePath(path) || stat(path.Text().c_str(), &status) != 0 || !S_ISREG(status.st_mode))
-        return false;
+    if (fstatat(folder, name, &status, 0) != 0)
+        return errno;
+    if (!S_ISREG(status.st_mode))
+        return ENOENT;
 
     m_size = std::uint64_t(status.st_size);
     m_modified = Time(status.st_mtim);
-    return true;
+    return 0;
 }
 
 } // namespace ostrel

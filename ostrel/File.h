@@ -48,6 +48,10 @@ public:
     /// True when the file exists; `Size` and `Modified` then tell of it.
     bool Find(const Path &path);
 
+    /// The same by its name from an open folder on, which spares the system the way there: 0 when
+    /// the file exists, else the system's error number, ENOENT also for what is no regular file.
+    int FindAt(int folder, const char *name);
+
     /// Bytes.
     std::uint64_t Size() const
     {

@@ -1,5 +1,6 @@
 #include "ostrel/Time.h"
 
+#include <chrono>
 #include <string>
 
 namespace ostrel
@@ -15,6 +16,15 @@ std::time_t WholeSeconds(std::int64_t nanoseconds)
 {
     const std::int64_t seconds = nanoseconds / k_nanoseconds;
     return std::time_t(nanoseconds % k_nanoseconds < 0 ? seconds - 1 : seconds);
+}
+
+// `width` digits of a number that has no more.
+void AppendDigits(std::string &out, unsigned number, std::size_t width)
+{
+    const std::size_t start = out.size();
+    out.resize(start + width);
+    for (std::size_t at = start + width; at > start; number /= 10)
+        out[--at] = char('0' + number % 10);
 }
 
 } // namespace
@@ -46,6 +56,35 @@ String Time::Format(const char *pattern, bool localTime, bool blankWhenZero) con
         text.resize(text.size() * 2);
     text.resize(length - 1);
     return text;
+}
+
+void Time::AppendIso(std::string &out) const
+{
+    using namespace std::chrono;
+
+    const sys_time<nanoseconds> moment{nanoseconds(m_first)};
+    const auto day = floor<days>(moment);
+    const year_month_day date(day);
+    const hh_mm_ss clock(moment - day);
+    const struct
+    {
+        unsigned number;
+        std::size_t width;
+        char after;
+    } parts[] = {
+        {unsigned(int(date.year())), 4, '-'},
+        {unsigned(date.month()), 2, '-'},
+        {unsigned(date.day()), 2, 'T'},
+        {unsigned(clock.hours().count()), 2, ':'},
+        {unsigned(clock.minutes().count()), 2, ':'},
+        {unsigned(clock.seconds().count()), 2, '.'},
+        {unsigned(clock.subseconds().count()), 9, 'Z'},
+    };
+    for (const auto &[number, width, after] : parts)
+    {
+        AppendDigits(out, number, width);
+        out.push_back(after);
+    }
 }
 
 } // namespace ostrel

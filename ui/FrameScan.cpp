@@ -6,11 +6,11 @@
 #include "analysis/AnalysisOptions.h"
 #include "analysis/Expansion.h"
 #include "analysis/FileCheck.h"
+#include "analysis/ImageFormats.h"
 #include "app/Ordwick.h"
 #include "ostrel/CallEntry.h"
 #include "ostrel/Log.h"
 #include "ostrel/SFormat.h"
-#include "ostrel/StringTokenizer.h"
 #include "ui/FileList.h"
 #include "ui/MainWindow.h"
 #include "wxcorvan/wxcText.h"
@@ -27,10 +27,9 @@ void MainWindow::ExtractFormats(const String &formats)
     const wxString remembered = m_formatChoice->wxItemContainer::GetStringSelection();
     m_formatChoice->Clear();
 
-    StringTokenizer patterns(formats, ';', false, '"', '\\');
-    while (const auto pattern = patterns.GetNext())
+    for (const Path &pattern : ListFormats(formats))
     {
-        const wxString local = wxString::FromUTF8(Path(*pattern).TranslateToLocal().Text());
+        const wxString local = wxString::FromUTF8(pattern.Text());
         const int entry = m_formatChoice->Append(local);
         if (local == remembered)
             m_formatChoice->SetSelection(entry);

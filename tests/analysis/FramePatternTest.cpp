@@ -244,3 +244,20 @@ TEST(PatternFromHashes, LeavesTwoMarksToBeRefused)
     EXPECT_EQ(Reason(PatternFromHashes("$F99999999999999999999")),
               "a width or precision over 4096");
 }
+
+TEST(FramePattern, ShowsTwoNumbersAlikeExactlyWhereTheirPathsAre)
+{
+    constexpr int k_numbers[] = {0,     1,     -1,    127,    128,     255,     256,    257,
+                                 -128,  -129,  32767, 32768,  65535,   65536,   65537,  -32769,
+                                 99999, 70000, -7,    100000, 1 << 24, INT_MAX, INT_MIN};
+    for (const char *text : {"%d", "%04d", "%x", "%hd", "%hhd", "%hx", "%hhu", "%lld", "%-5ho",
+                             "%+.3hhd", "%.0d", "%jx", "%zu", "%td", "%lu", "%#X"})
+    {
+        const auto pattern = FramePattern::Parse(text, nullptr);
+        for (const int a : k_numbers)
+            for (const int b : k_numbers)
+                EXPECT_EQ(pattern->Format(a) == pattern->Format(b),
+                          pattern->ShownNumber(a) == pattern->ShownNumber(b))
+                    << text << " " << a << " " << b;
+    }
+}

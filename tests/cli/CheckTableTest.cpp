@@ -2,21 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/cli/SampleTable.h"
+
 namespace cli
 {
 namespace
 {
-
-CheckTable Table(const std::vector<CheckState> &states)
-{
-    CheckTable table(*analysis::FramePattern::Parse("/r/f.%02d", nullptr));
-    for (const CheckState state : states)
-    {
-        table.states.push_back(state);
-        table.frames.emplace_back().frame = int(table.states.size());
-    }
-    return table;
-}
 
 TEST(CheckState, HasATextForEachState)
 {
@@ -37,8 +28,8 @@ TEST(CheckState, TakesOverTheVerdictOfTheScan)
 
 TEST(CheckTable, CountsAndFindsFramesByState)
 {
-    const CheckTable table =
-        Table({CheckState::Ok, CheckState::Missing, CheckState::Nan, CheckState::Missing});
+    const CheckTable table = SampleTable(
+        "/r/f.%02d", {CheckState::Ok, CheckState::Missing, CheckState::Nan, CheckState::Missing});
     const StateCounts counts = CountStates(table);
     EXPECT_EQ(counts, (StateCounts{1, 2, 0, 0, 0, 0, 0, 1}));
 
@@ -50,7 +41,8 @@ TEST(CheckTable, CountsAndFindsFramesByState)
 
 TEST(CheckTable, NamesTheFileOfARow)
 {
-    EXPECT_EQ(Table({CheckState::Ok, CheckState::Ok}).PathOf(1), ostrel::Path("/r/f.02"));
+    EXPECT_EQ(SampleTable("/r/f.%02d", {CheckState::Ok, CheckState::Ok}).PathOf(1),
+              ostrel::Path("/r/f.02"));
 }
 
 } // namespace

@@ -28,6 +28,19 @@ TEST(RunCorvan, EndsWithTwoForArgumentsThatMakeNoSense)
         {"watch", "a", "b", "c"},
         {"--master", "list"},
         {"list", "--json=perhaps"},
+        {"check"},
+        {"check", "job", "more"},
+        {"check", "job", "--format", "a%d"},
+        {"check", "job", "--range", "1"},
+        {"check", "--range", "1"},
+        {"check", "--format", "a%d"},
+        {"check", "--format", "a%d", "--range", ""},
+        {"check", "--format", "a%d", "--range", "one"},
+        {"check", "--format", "a%s", "--range", "1"},
+        {"check", "--format", "a", "--range", "1"},
+        {"check", "--format", "a%d", "--range", "1", "--format-index", "0"},
+        {"check", "--format", "a%d", "--range", "1", "--paths", "--json"},
+        {"check", "--format", "a%d", "--range", "1", "-0"},
     };
     for (const Arguments &arguments : cases)
     {
@@ -53,7 +66,8 @@ TEST(RunCorvan, HelpNamesEachVerb)
     testing::internal::CaptureStdout();
     RunCorvan({"--help"});
     const std::string help = testing::internal::GetCapturedStdout();
-    for (const char *verb : {"submit", "list", "show", "set", "wait", "log", "cancel", "watch"})
+    for (const char *verb :
+         {"submit", "list", "show", "set", "wait", "log", "cancel", "watch", "check"})
         EXPECT_NE(help.find("\n  " + std::string(verb) + " "), std::string::npos) << verb;
 }
 
@@ -69,12 +83,13 @@ TEST(RunCorvan, TakesANegativeRangeAsAValue)
         {{"--range", "--name"}, {"--range", "--name"}},
         {{"--range", "-"}, {"--range", "-"}},
         {{"--name", "-5"}, {"--name", "-5"}},
+        {{"--offset", "-5"}, {"--offset=-5"}},
         {{"--", "--range", "-5"}, {"--", "--range", "-5"}},
         {{"--range=-5"}, {"--range=-5"}},
         {{"-5"}, {"-5"}},
     };
     for (const auto &[given, joined] : cases)
-        EXPECT_EQ(JoinNegativeRange(given), joined);
+        EXPECT_EQ(JoinNegativeValues(given), joined);
 }
 
 } // namespace

@@ -95,3 +95,26 @@ TEST(Time, NowIsBetweenTheClocksOfTheSystem)
     EXPECT_GE(now, before);
     EXPECT_LE(now, std::time(nullptr) + 1);
 }
+
+TEST(Time, AppendsTheIsoFormWithNanoseconds)
+{
+    const struct
+    {
+        std::int64_t nanoseconds;
+        const char *text;
+    } cases[] = {
+        {0, "1970-01-01T00:00:00.000000000Z"},
+        {1'795'183'389 * k_second + 123'456'789, "2026-11-20T14:03:09.123456789Z"},
+        {951'782'399 * k_second, "2000-02-28T23:59:59.000000000Z"},
+        {951'782'400 * k_second, "2000-02-29T00:00:00.000000000Z"},
+        {-1, "1969-12-31T23:59:59.999999999Z"},
+        {std::numeric_limits<std::int64_t>::max(), "2262-04-11T23:47:16.854775807Z"},
+        {std::numeric_limits<std::int64_t>::min(), "1677-09-21T00:12:43.145224192Z"},
+    };
+    for (const auto &[nanoseconds, expected] : cases)
+    {
+        std::string text = "at ";
+        Time(nanoseconds).AppendIso(text);
+        EXPECT_EQ(text, "at " + std::string(expected));
+    }
+}

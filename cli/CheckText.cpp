@@ -1,0 +1,105 @@
+#include "cli/CheckText.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <fmt/format.h>
+#include <unistd.h>
+
+namespace cli
+{
+
+namespace
+{
+
+/// As people call a state, of one frame.
+std::string_view ShownText(CheckState state)
+{
+    switch (state)
+    {
+    case CheckState::TooSmall:
+        return "too small";
+    case CheckState::OddImage:
+        return "odd image";
+    default:
+        return StateText(state);
+    }
+}
+
+std::size_t FindRow(const CheckTable &table, CheckState state)
+{
+    return std::size_t(std::find(table.states.begin(), table.states.end(), state) -
+                       table.states.begin());
+}
+
+void WriteState(Output &out, const CheckTable &table, CheckState state, bool hasColours)
+{
+    const std::size_t row = FindRow(table, state);
+    const String range = corvan::SequenceDistributor::CalculateRange(FindFrames(table, state));
+    const std::string name = fmt::format("{:<11}", ShownText(state));
+    out << "  ";
+    if (hasColours)
+        out << ColourOf(state) << name << "\x1b[0m";
+    else
+        out << name;
+    out << "  " << range << "  " << table.PathOf(row).Text();
+    if (const auto detail = table.details.find(row); detail != table.details.end())
+        out << ": " << detail->second;
+    out << '\n';
+}
+
+} // namespace
+
+std::string_view ColourOf(CheckState state)
+{
+    switch (state)
+    {
+    case CheckState::Ok:
+        return "";
+    case CheckState::Missing:
+        return "\x1b[90m";
+    case CheckState::TooSmall:
+    case CheckState::Undecodable:
+        return "\x1b[31m";
+    case CheckState::Outlier:
+    case CheckState::OddImage:
+    case CheckState::Blank:
+    case CheckState::Nan:
+        return "\x1b[33m";
+    }
+    return "";
+}
+
+bool WantsColours(std::FILE *stream)
+{
+    const char *const forbidden = std::getenv("NO_COLOR");
+    return (!forbidden || !*forbidden) && isatty(fileno(stream)) == 1;
+}
+
+void WriteHeading(Output &out, const CheckTable &table, const String &range)
+{
+    out << table.format << "  " << range << '\n';
+}
+
+String StatesText(const StateCounts &counts)
+{
+    String text;
+    for (const CheckState state : k_CheckStates)
+    {
+        const std::size_t count = counts[std::size_t(state)];
+        if (count > 0)
+            text += fmt::format("{}{} {}", text.empty() ? "" : ", ", count, ShownText(state));
+    }
+    return text.empty() ? "none" : text;
+}
+
+void WriteReport(Output &out, const CheckTable &table, bool hasColours)
+{
+    const StateCounts counts = CountStates(table);
+    out << table.frames.size() << (table.frames.size() == 1 ? " file: " : " files: ")
+        << StatesText(counts) << '\n';
+    for (const CheckState state : k_CheckStates)
+        if (state != CheckState::Ok && counts[std::size_t(state)] > 0)
+            WriteState(out, table, state, hasColours);
+}
+
+} // namespace cli

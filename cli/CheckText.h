@@ -1,0 +1,27 @@
+#pragma once
+
+#include <string_view>
+
+#include "cli/CheckTable.h"
+#include "cli/Output.h"
+
+namespace cli
+{
+
+/// What a colour says, as the terminal takes it; nothing for what is fine.
+std::string_view ColourOf(CheckState state);
+
+/// Whether a terminal is there for colours, and NO_COLOR does not forbid them.
+bool WantsColours(std::FILE *stream);
+
+/// What people read of a table before it is looked at: its pattern and range.
+void WriteHeading(Output &out, const CheckTable &table, const String &range);
+
+/// And after it was judged: the counts, and the bad frames of each kind as a range with the path of
+/// the first.
+void WriteReport(Output &out, const CheckTable &table, bool hasColours);
+
+/// "2 missing, 1 too small, 1 outlier": the states that are there, or "none".
+String StatesText(const StateCounts &counts);
+
+} // namespace cli

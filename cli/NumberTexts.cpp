@@ -1,0 +1,76 @@
+#include "cli/NumberTexts.h"
+
+#include <charconv>
+#include <cmath>
+#include <fmt/format.h>
+
+namespace cli
+{
+
+namespace
+{
+
+template <typename Number> std::optional<Number> Read(const std::string &text)
+{
+    const char *const end = text.data() + text.size();
+    const char *start = text.data();
+    if (text.size() > 1 && text[0] == '+' && text[1] != '-')
+        ++start;
+    Number number = 0;
+    const auto result = std::from_chars(start, end, number);
+    if (result.ec != std::errc() || result.ptr != end)
+        return std::nullopt;
+    return number;
+}
+
+template <typename Fits> CLI::Validator Check(std::string wanted, Fits fits)
+{
+    const auto check = [wanted, fits](const std::string &text)
+    { return fits(text) ? std::string() : "'" + text + "' is not " + wanted; };
+    return CLI::Validator(check, "");
+}
+
+} // namespace
+
+std::optional<long long> ReadWhole(const std::string &text)
+{
+    return Read<long long>(text);
+}
+
+std::optional<double> ReadNumber(const std::string &text)
+{
+    const std::optional<double> number = Read<double>(text);
+    return number && std::isfinite(*number) ? number : std::nullopt;
+}
+
+CLI::Validator WholeBetween(long long least, long long most)
+{
+    return Check(fmt::format("a whole number from {} to {}", least, most),
+                 [=](const std::string &text)
+                 {
+                     const auto number = ReadWhole(text);
+                     return number && *number >= least && *number <= most;
+                 });
+}
+
+CLI::Validator NumberBetween(double least, double most)
+{
+    return Check(fmt::format("a number from {} to {}", least, most),
+                 [=](const std::string &text)
+                 {
+                     const auto number = ReadNumber(text);
+                     return number && *number >= least && *number <= most;
+                 });
+}
+
+CLI::Validator NumberAbove(double bound)
+{
+    return Check(fmt::format("a number above {}", bound),
+                 [=](const std::string &text)
+                 {
+                     const auto number = ReadNumber(text);
+                     return number && *number > bound;
+                 });
+}
+
+} // namespace cli
