@@ -133,7 +133,8 @@ Path OptionsFile::FindFile() const
     const bool isLeaf = m_filename.Text().find('/') == String::npos;
     if (!m_searchFolders || (!isLeaf && IsThere(m_filename)))
         return m_filename;
-    return File::FindInAltPaths(m_filename.Leaf(true)).value_or(m_filename);
+    // A bare leaf is never one of the current folder, which may hold anybody's files.
+    return File::FindInAltPaths(m_filename.Leaf(true)).value_or(isLeaf ? Path() : m_filename);
 }
 
 bool OptionsFile::Load(const Path &file, String *reason)

@@ -16,7 +16,8 @@ class OptionsFile : public IniFile
 {
 public:
     /// `searchFolders`: a file that is not where its name says, or whose name is a leaf alone, is
-    /// looked for by its leaf in `File::s_AltPaths`. It is still written to where its name says.
+    /// looked for by its leaf in `File::s_AltPaths`, a leaf alone there only. It is still written to
+    /// where its name says.
     explicit OptionsFile(bool searchFolders);
 
     void SetFilename(const Path &filename);

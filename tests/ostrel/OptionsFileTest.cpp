@@ -1,5 +1,6 @@
 #include "ostrel/OptionsFile.h"
 
+#include <boost/filesystem.hpp>
 #include <csignal>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -190,6 +191,20 @@ TEST(OptionsFile, IsLookedForInTheSearchFoldersButWrittenWhereItsNameSays)
     EXPECT_EQ(ContentOf(temp / "home/o.ini"), "[s]\nk = mine\n");
     EXPECT_EQ(Options(temp / "home/o.ini", true).FindText("s", "k"), "mine");
     File::s_AltPaths.clear();
+}
+
+TEST(OptionsFile, ALeafAloneIsNotReadFromTheCurrentFolder)
+{
+    const TempFolder temp;
+    temp.MakeFile("o.ini", "[s]\nk = anybody's\n");
+    const auto before = boost::filesystem::current_path();
+    boost::filesystem::current_path(temp.Folder().Text());
+    File::s_AltPaths = {temp / "missing"};
+    const Options options("o.ini", true);
+    EXPECT_TRUE(options.isRead);
+    EXPECT_EQ(options.FindText("s", "k"), std::nullopt);
+    File::s_AltPaths.clear();
+    boost::filesystem::current_path(before);
 }
 
 TEST(OptionsFile, BrokenFileOfASearchFolderStaysAsItIs)
