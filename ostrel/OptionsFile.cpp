@@ -51,6 +51,23 @@ Path FreeBrokenName(const Path &file)
     return candidate;
 }
 
+// The file's text; nothing where it cannot be read, or is broken.
+std::optional<String> ReadInto(IniFile &ini, const Path &file)
+{
+    try
+    {
+        String text = File::ReadWhole(file);
+        String reason;
+        if (ini.Parse(text, &reason))
+            return text;
+    }
+    catch (Exception *raw)
+    {
+        const std::unique_ptr<Exception> unreadable(raw);
+    }
+    return std::nullopt;
+}
+
 } // namespace
 
 OptionsFile::OptionsFile(bool searchFolders) : m_searchFolders(searchFolders) {}
@@ -59,14 +76,12 @@ void OptionsFile::SetFilename(const Path &filename)
 {
     const std::lock_guard lock(m_writeMutex);
     m_filename = filename;
-    m_isBroken = false;
+    m_known.clear();
 }
 
 bool OptionsFile::ReadIn()
 {
     const std::lock_guard lock(m_writeMutex);
-    m_isBroken = false;
-
     const Path file = FindFile();
     String reason;
     if (Load(file, &reason))
@@ -74,8 +89,6 @@ bool OptionsFile::ReadIn()
 
     LogError("options: " + reason);
     TakeText("", &reason);
-    // One that was found elsewhere is never written to.
-    m_isBroken = file == m_filename;
     return false;
 }
 
@@ -85,10 +98,11 @@ bool OptionsFile::WriteOut()
     Path kept;
     try
     {
-        if (m_isBroken)
+        if (!TakeForeignChanges())
             kept = KeepBrokenFile();
-        File::WriteWhole(m_filename, ToText());
-        m_isBroken = false;
+        const String text = ToText();
+        File::WriteWhole(m_filename, text);
+        m_known = text;
         if (!kept.IsEmpty())
             LogWarning("options: the broken file is kept as " + kept.Text());
         return true;
@@ -161,14 +175,50 @@ bool OptionsFile::TakeText(std::string_view text, String *reason)
     ++m_nesting;
     const bool isWell = Parse(text, reason);
     --m_nesting;
+    if (isWell)
+        m_known.assign(text);
     return isWell;
+}
+
+bool OptionsFile::TakeForeignChanges()
+{
+    if (!IsThere(m_filename))
+        return true;
+    IniFile theirs;
+    const std::optional<String> text = ReadInto(theirs, m_filename);
+    if (!text)
+        return false;
+    if (*text == m_known)
+        return true;
+
+    IniFile known;
+    String reason;
+    known.Parse(m_known, &reason);
+    PutChanges(known, theirs);
+    TakeText(theirs.ToText(), &reason);
+    m_known = *text; // What changed here is still to be written.
+    return true;
+}
+
+void OptionsFile::PutChanges(const IniFile &since, IniFile &into) const
+{
+    for (const String &section : Sections())
+    {
+        if (!since.HasSection(section))
+            into.InsertSection(section);
+        for (const String &key : Keys(section))
+        {
+            const String value = *FindText(section, key);
+            if (since.FindText(section, key) == value)
+                continue;
+            into.InsertSection(section);
+            into.SetValue(key, value);
+        }
+    }
 }
 
 Path OptionsFile::KeepBrokenFile()
 {
-    if (!IsThere(m_filename))
-        return {};
-
     Path name = FreeBrokenName(m_filename);
     if (!KeepUnder(m_filename, name))
         throw new Exception("cannot write " + m_filename.Text() +

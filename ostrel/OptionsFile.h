@@ -16,8 +16,8 @@ class OptionsFile : public IniFile
 {
 public:
     /// `searchFolders`: a file that is not where its name says, or whose name is a leaf alone, is
-    /// looked for by its leaf in `File::s_AltPaths`, a leaf alone there only. It is still written to
-    /// where its name says.
+    /// looked for by its leaf in `File::s_AltPaths`, a leaf alone there only. It is still written
+    /// to where its name says.
     explicit OptionsFile(bool searchFolders);
 
     void SetFilename(const Path &filename);
@@ -37,8 +37,10 @@ public:
     /// number where that is taken).
     bool ReadIn();
 
-    /// Writes the whole file: a new one beside the old, synced and renamed over it. False after an
-    /// error line that names file and reason; the old file is then whole.
+    /// Writes the whole file: a new one beside the old, synced and renamed over it. Where somebody
+    /// else (another window, an editor) has written it since, what changed here is put into theirs,
+    /// and theirs is what these options hold from then on. False after an error line that names
+    /// file and reason; the old file is then whole.
     bool WriteOut();
 
     /// Opens and closes a batch; they nest. The outermost `EndUpdate` writes the file out.
@@ -73,13 +75,16 @@ private:
     Path FindFile() const;
     bool Load(const Path &file, String *reason);
     bool TakeText(std::string_view text, String *reason);
+    /// False where the file that is there is broken.
+    bool TakeForeignChanges();
+    void PutChanges(const IniFile &since, IniFile &into) const;
     Path KeepBrokenFile();
 
     bool m_searchFolders;
     Path m_filename;
+    String m_known; ///< The file's text when it was last read or written.
     int m_nesting = 0;
     bool m_writeOnChange = false;
-    bool m_isBroken = false; ///< What `m_filename` holds could not be read.
     std::recursive_mutex m_writeMutex;
 };
 

@@ -193,6 +193,45 @@ TEST(OptionsFile, IsLookedForInTheSearchFoldersButWrittenWhereItsNameSays)
     File::s_AltPaths.clear();
 }
 
+TEST(OptionsFile, WhatOthersWroteMeanwhileStays)
+{
+    const TempFolder temp;
+    const Path file = temp.MakeFile("o.ini", "[s]\nk = old\nboth = old\ngone = old\n");
+    Options first(file);
+    Options second(file);
+    first.Set("k", "first");
+    first.Set("both", "first");
+    EXPECT_TRUE(first.WriteOut());
+
+    temp.MakeFile("o.ini", "; edited\n[s]\nk = first\nboth = edited\n\n[t]\nmine = 1\n");
+    second.Set("new", "second");
+    second.Set("both", "second");
+    EXPECT_TRUE(second.WriteOut());
+    EXPECT_EQ(ContentOf(file),
+              "; edited\n\n[s]\nk = first\nboth = second\nnew = second\n\n[t]\nmine = 1\n");
+    EXPECT_EQ(second.FindText("t", "mine"), "1");
+    EXPECT_EQ(second.FindText("s", "gone"), std::nullopt);
+}
+
+TEST(OptionsFile, AFileThatOthersBrokeMeanwhileIsKeptAndOneTheyMendedIsTaken)
+{
+    const TempFolder temp;
+    const LogCapture log;
+    const Path broken = temp.MakeFile("b.ini", "[s]\nk = v\n");
+    Options options(broken);
+    temp.MakeFile("b.ini", "nonsense");
+    EXPECT_TRUE(options.WriteOut());
+    EXPECT_EQ(ContentOf(broken), "[s]\nk = v\n");
+    EXPECT_EQ(ContentOf(temp / "b.ini.broken"), "nonsense");
+
+    const Path mended = temp.MakeFile("m.ini", "nonsense");
+    Options late(mended);
+    temp.MakeFile("m.ini", "[s]\nk = mended\n");
+    late.Set("l", "w");
+    EXPECT_TRUE(late.WriteOut());
+    EXPECT_EQ(ContentOf(mended), "[s]\nk = mended\nl = w\n");
+}
+
 TEST(OptionsFile, ALeafAloneIsNotReadFromTheCurrentFolder)
 {
     const TempFolder temp;
