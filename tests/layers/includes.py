@@ -14,13 +14,14 @@ import sys
 TABLE = {
     "ostrel": [],
     "corvan": ["ostrel"],
+    "decode": ["ostrel"],
     "analysis": ["corvan", "ostrel"],
     "wxcorvan": ["corvan", "ostrel"],
     "dialogs": ["wxcorvan", "corvan", "ostrel"],
     "ui": ["dialogs", "wxcorvan", "analysis", "corvan", "ostrel"],
     "app": ["ui", "wxcorvan", "analysis", "corvan", "ostrel"],
     "master": ["analysis", "corvan", "ostrel"],
-    "cli": ["analysis", "corvan", "ostrel"],
+    "cli": ["analysis", "decode", "corvan", "ostrel"],
 }
 
 # Single headers that a folder may include beyond its table.
@@ -38,6 +39,10 @@ OUTSIDE = {
     "spdlog/": ["ostrel"],
     "SimpleIni.h": ["ostrel"],
     "roaring": ["corvan"],
+    "OpenImageIO/": ["decode"],
+    "jpeglib.h": ["decode"],
+    "tiffio.h": ["decode"],
+    "zlib.h": ["decode"],
     "boost/multi_index": ["analysis"],
     "boost/process": ["master"],
 }

@@ -1,0 +1,216 @@
+#include "decode/DecodeFiles.h"
+
+#include <algorithm>
+#include <csignal>
+#include <cstring>
+#include <fmt/format.h>
+#include <list>
+#include <memory>
+#include <optional>
+#include <poll.h>
+#include <sys/wait.h>
+#include <thread>
+#include <vector>
+
+#include "decode/DecoderProcess.h"
+#include "decode/ServeDecoder.h"
+#include "ostrel/Exception.h"
+#include "ostrel/Folders.h"
+
+namespace decode
+{
+
+using ostrel::ProcessException;
+using Clock = std::chrono::steady_clock;
+
+namespace
+{
+
+// To load the libraries and greet, however slow the disk is.
+constexpr std::chrono::seconds k_start_time(60);
+
+String EndText(int status)
+{
+    if (WIFSIGNALED(status))
+        return fmt::format("ended by signal {} ({})", WTERMSIG(status),
+                           strsignal(WTERMSIG(status)));
+    return fmt::format("ended with status {}", WEXITSTATUS(status));
+}
+
+// A decoder and what it is at.
+struct Worker
+{
+    Worker(const Path &program, unsigned memoryMib)
+        : process(program, memoryMib), deadline(Clock::now() + k_start_time)
+    {
+    }
+
+    DecoderProcess process;
+    std::optional<std::size_t> file; // None before it has greeted.
+    Clock::time_point deadline;
+};
+
+class Crew
+{
+public:
+    using Found = std::function<void(std::size_t, const ImageReport &)>;
+
+    Crew(const Path &program, std::span<const Path> files, const DecodeLimits &limits,
+         const Found &found)
+        : m_program(program), m_files(files), m_limits(limits), m_found(found),
+          m_places(limits.jobs > 0 ? limits.jobs
+                                   : std::max(std::thread::hardware_concurrency(), 1u))
+    {
+    }
+
+    void Run()
+    {
+        while (m_answered < m_files.size())
+        {
+            FillPlaces();
+            WaitForNews();
+        }
+    }
+
+private:
+    using Place = std::list<Worker>::iterator;
+
+    void FillPlaces()
+    {
+        while (m_workers.size() < std::min<std::size_t>(m_places, m_files.size() - m_answered))
+        {
+            try
+            {
+                m_workers.emplace_back(m_program, m_limits.memoryMib);
+            }
+            catch (ProcessException *error)
+            {
+                DoWithout(error);
+            }
+        }
+    }
+
+    // Fewer decoders do as well; none do not.
+    void DoWithout(ProcessException *raw)
+    {
+        std::unique_ptr<ProcessException> error(raw);
+        if (m_workers.empty())
+            throw error.release();
+        m_places = m_workers.size();
+    }
+
+    void WaitForNews()
+    {
+        std::vector<pollfd> channels;
+        Clock::time_point next = Clock::time_point::max();
+        for (const Worker &worker : m_workers)
+        {
+            channels.push_back({worker.process.Channel(), POLLIN, 0});
+            next = std::min(next, worker.deadline);
+        }
+        const auto wait = std::chrono::ceil<std::chrono::milliseconds>(next - Clock::now());
+        if (poll(channels.data(), channels.size(),
+                 int(std::clamp<std::int64_t>(wait.count(), 0, 3'600'000))) < 0)
+            return; // A signal came between.
+
+        auto channel = channels.begin();
+        for (Place place = m_workers.begin(); place != m_workers.end(); ++channel)
+        {
+            const Place worker = place++;
+            if (channel->revents != 0)
+                OnMessage(worker);
+            else if (worker->deadline <= Clock::now())
+                OnLate(worker);
+        }
+    }
+
+    void OnMessage(Place worker)
+    {
+        const String message = worker->process.Receive();
+        if (!worker->file)
+            return message == k_DecoderGreeting ? Occupy(worker) : OnBadStart(worker);
+        if (message.empty())
+            return OnEnded(worker);
+
+        const std::optional<ImageReport> report = ParseReport(message);
+        if (!report)
+            return GiveUp(worker, "its decoder gave no proper answer");
+        Answer(*worker->file, *report);
+        Occupy(worker);
+    }
+
+    void Occupy(Place worker)
+    {
+        if (m_next == m_files.size())
+        {
+            m_workers.erase(worker);
+            return;
+        }
+        worker->file = m_next++;
+        worker->deadline = Clock::now() + m_limits.time;
+        worker->process.Ask(m_files[*worker->file]); // One that is gone is noticed by its channel.
+    }
+
+    void OnEnded(Place worker)
+    {
+        const int status = worker->process.End();
+        const bool isOutOfMemory = WIFEXITED(status) && WEXITSTATUS(status) == k_OutOfMemory;
+        GiveUp(worker, isOutOfMemory ? String(fmt::format("takes more memory than {} MiB",
+                                                          m_limits.memoryMib))
+                                     : "its decoder " + EndText(status));
+    }
+
+    void OnLate(Place worker)
+    {
+        if (!worker->file)
+            return OnBadStart(worker);
+        GiveUp(worker, fmt::format("took longer than {} s", m_limits.time.count()));
+    }
+
+    void OnBadStart(Place worker)
+    {
+        const String end = EndText(worker->process.End());
+        m_workers.erase(worker);
+        DoWithout(new ProcessException(m_program.Text() + " is no decoder: it " + end));
+    }
+
+    // The next file gets a new decoder.
+    void GiveUp(Place worker, const String &reason)
+    {
+        ImageReport report;
+        report.reason = reason;
+        const std::size_t file = *worker->file;
+        m_workers.erase(worker);
+        Answer(file, report);
+    }
+
+    void Answer(std::size_t file, const ImageReport &report)
+    {
+        ++m_answered;
+        m_found(file, report);
+    }
+
+    const Path &m_program;
+    std::span<const Path> m_files;
+    DecodeLimits m_limits;
+    const Found &m_found;
+    std::size_t m_places;
+    std::size_t m_next = 0; // The first file that nobody was given.
+    std::size_t m_answered = 0;
+    std::list<Worker> m_workers;
+};
+
+} // namespace
+
+Path DecoderProgram()
+{
+    return ostrel::ProgramFolder().Parent() / "libexec/ordwick/corvan-decode";
+}
+
+void DecodeFiles(const Path &program, std::span<const Path> files, const DecodeLimits &limits,
+                 const std::function<void(std::size_t, const ImageReport &)> &found)
+{
+    Crew(program, files, limits, found).Run();
+}
+
+} // namespace decode

@@ -1,0 +1,103 @@
+#include "decode/Findings.h"
+
+#include <fmt/format.h>
+
+#include "decode/OddImages.h"
+
+namespace decode
+{
+
+namespace
+{
+
+std::optional<ImageKind> KindOf(const ImageReport *report)
+{
+    if (!report || !report->reason.empty())
+        return std::nullopt;
+    return ImageKind{report->width, report->height, report->channels, report->format};
+}
+
+void Add(ImageFinding &finding, ImageState state, const std::string &text)
+{
+    if (finding.state == ImageState::Ok)
+        finding.state = state;
+    finding.detail += (finding.detail.empty() ? "" : "; ") + text;
+}
+
+std::string SizeText(const ImageKind &kind)
+{
+    return fmt::format("{}x{}", kind.width, kind.height);
+}
+
+// Names only that in which the two differ.
+std::string DifferenceText(const ImageKind &own, const ImageKind &others)
+{
+    std::string ours;
+    std::string theirs;
+    const auto compare = [&](const std::string &our, const std::string &their)
+    {
+        if (our == their)
+            return;
+        ours += (ours.empty() ? "" : " ") + our;
+        theirs += (theirs.empty() ? "" : " ") + their;
+    };
+    compare(SizeText(own), SizeText(others));
+    compare(own.channels, others.channels);
+    compare(own.format, others.format);
+    return fmt::format("{} among {}", ours, theirs);
+}
+
+void AddWildPixels(ImageFinding &finding, const ImageReport &report)
+{
+    std::string text;
+    if (report.nanPixels > 0)
+        text = fmt::format("{} NaN", report.nanPixels);
+    if (report.infinitePixels > 0)
+        text += fmt::format("{}{} infinite", text.empty() ? "" : " and ", report.infinitePixels);
+    if (!text.empty())
+        Add(finding, ImageState::Nan,
+            fmt::format("{} of {} pixels, in {}", text, report.pixels, report.wildChannels));
+}
+
+void AddPictureFaults(ImageFinding &finding, const ImageReport &report, const ImageKind *others)
+{
+    if (others)
+        Add(finding, ImageState::OddImage, DifferenceText(*KindOf(&report), *others));
+    AddWildPixels(finding, report);
+    if (!report.colour.empty())
+        Add(finding, ImageState::Blank, "all pixels are " + report.colour);
+}
+
+ImageFinding Judge(const ImageReport &report, const ImageKind *others)
+{
+    ImageFinding finding;
+    if (!report.reason.empty())
+        Add(finding, ImageState::Undecodable, "cannot be decoded: " + report.reason);
+    else
+        AddPictureFaults(finding, report, others);
+    if (!report.format.empty() && !report.formatByName.empty() &&
+        report.format != report.formatByName)
+        Add(finding, finding.state,
+            fmt::format("holds {}, named as {}", report.format, report.formatByName));
+    return finding;
+}
+
+} // namespace
+
+std::vector<ImageFinding> JudgeImages(const std::vector<const ImageReport *> &reports,
+                                      int frameOffset)
+{
+    std::vector<std::optional<ImageKind>> kinds;
+    kinds.reserve(reports.size());
+    for (const ImageReport *report : reports)
+        kinds.push_back(KindOf(report));
+    const std::vector<const ImageKind *> odd = FindOddImages(kinds, frameOffset);
+
+    std::vector<ImageFinding> findings;
+    findings.reserve(reports.size());
+    for (std::size_t row = 0; row < reports.size(); ++row)
+        findings.push_back(reports[row] ? Judge(*reports[row], odd[row]) : ImageFinding());
+    return findings;
+}
+
+} // namespace decode

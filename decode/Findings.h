@@ -1,0 +1,37 @@
+#pragma once
+
+#include <vector>
+
+#include "decode/ImageReport.h"
+
+namespace decode
+{
+
+/// What is wrong with the image in a file, the gravest thing that is.
+enum class ImageState
+{
+    Ok,
+    Undecodable, ///< It cannot be read to its end.
+    OddImage,    ///< Another size, channels or format than its neighbours.
+    Nan,         ///< Pixels with values that are not numbers, or infinite.
+    Blank,       ///< All pixels have one colour.
+};
+
+/// All that was found in one image.
+struct ImageFinding
+{
+    ImageState state = ImageState::Ok;
+    /// Everything that was found, one line, parts joined by "; ": also of things less grave than
+    /// the state, and that the content is of another format than the name says, which is no fault
+    /// alone. Empty when there is nothing to say.
+    String detail;
+
+    bool operator==(const ImageFinding &) const = default;
+};
+
+/// Judges images by what reading them has shown and by those around them. `reports` are rows in
+/// display order, null where there is no file.
+std::vector<ImageFinding> JudgeImages(const std::vector<const ImageReport *> &reports,
+                                      int frameOffset);
+
+} // namespace decode

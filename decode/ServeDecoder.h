@@ -1,0 +1,35 @@
+#pragma once
+
+#include <functional>
+
+#include "decode/ImageReport.h"
+#include "ostrel/Path.h"
+
+namespace decode
+{
+
+/// What a decoder says when it is ready, before it is asked anything.
+inline constexpr const char *k_DecoderGreeting = "corvan-decode 1";
+
+/// The exit status of a decoder that a file wanted too much memory of.
+inline constexpr int k_OutOfMemory = 12;
+
+/// Whether the memory of a decoder can be limited: not in a build with sanitizers, which reserve
+/// the whole address space.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+inline constexpr bool k_IsMemoryLimited = false;
+#else
+inline constexpr bool k_IsMemoryLimited = true;
+#endif
+
+/// The life of a decoder process: reads paths from standard input, a message socket, and answers
+/// each with a report, until the other end is closed. `arguments` are those of `main`: one, the
+/// memory in MiB that reading files may take beyond what the program takes already.
+///
+/// Standard error is closed to what libraries print, memory is limited, the process ends with the
+/// one that started it and leaves no core file. What `decode` throws becomes the reason in the
+/// report, but for lack of memory, which ends it. Gives the exit status.
+int ServeDecoder(int count, char **arguments,
+                 const std::function<ImageReport(const ostrel::Path &)> &decode);
+
+} // namespace decode

@@ -1,0 +1,141 @@
+#include "decode/DecodeFiles.h"
+
+#include <cerrno>
+#include <csignal>
+#include <map>
+#include <set>
+#include <stdexcept>
+#include <sys/wait.h>
+
+#include <gtest/gtest.h>
+
+#include "decode/ServeDecoder.h"
+#include "tests/support/Printing.h"
+#include "tests/support/Thrown.h"
+
+using namespace decode;
+
+namespace
+{
+
+constexpr DecodeLimits k_limits{2, std::chrono::seconds(60), 64};
+
+std::vector<Path> Files(std::size_t count, const std::string &name)
+{
+    return std::vector<Path>(count, Path(name));
+}
+
+std::map<std::size_t, ImageReport> Decode(const std::vector<Path> &files,
+                                          const DecodeLimits &limits = k_limits)
+{
+    std::map<std::size_t, ImageReport> reports;
+    DecodeFiles(WILD_DECODER_PROGRAM, files, limits,
+                [&](std::size_t file, const ImageReport &report)
+                { EXPECT_TRUE(reports.emplace(file, report).second) << file << " twice"; });
+    return reports;
+}
+
+bool HasChildren()
+{
+    siginfo_t child;
+    return waitid(P_ALL, 0, &child, WEXITED | WNOHANG | WNOWAIT) == 0 || errno != ECHILD;
+}
+
+} // namespace
+
+TEST(DecodeFiles, AnswersEveryFileOnce)
+{
+    std::vector<Path> files;
+    for (int i = 0; i < 200; ++i)
+        files.emplace_back("/r/f" + std::to_string(i) + ".exr");
+    const auto reports = Decode(files);
+    ASSERT_EQ(reports.size(), 200u);
+    std::set<int> decoders;
+    for (const auto &[file, report] : reports)
+    {
+        EXPECT_EQ(report.reason, "");
+        EXPECT_EQ(report.format, files[file].Leaf(false));
+        decoders.insert(report.width);
+    }
+    EXPECT_LE(decoders.size(), 2u) << "a decoder serves more than one file";
+    EXPECT_FALSE(HasChildren());
+}
+
+TEST(DecodeFiles, OutlivesAFileThatEndsItsDecoder)
+{
+    const struct
+    {
+        const char *name;
+        const char *reason;
+    } cases[] = {
+        {"/r/crash.exr", "its decoder ended by signal 11 (Segmentation fault)"},
+        {"/r/abort.exr", "its decoder ended by signal 6 (Aborted)"},
+        {"/r/leave.exr", "its decoder ended with status 3"},
+        {"/r/throw.exr", "thrown and caught"},
+        {"/r/nonsense.exr", "its decoder gave no proper answer"},
+        {"/r/huge.exr", "its decoder ended by signal 9 (Killed)"},
+    };
+    for (const auto &[name, reason] : cases)
+    {
+        std::vector<Path> files = Files(20, "/r/good.exr");
+        files[3] = files[4] = files[19] = name;
+        const auto reports = Decode(files);
+        ASSERT_EQ(reports.size(), files.size()) << name;
+        for (const auto &[file, report] : reports)
+            EXPECT_EQ(report.reason, files[file] == Path(name) ? reason : "")
+                << name << " " << file;
+    }
+    EXPECT_FALSE(HasChildren());
+}
+
+TEST(DecodeFiles, DoesNotWaitForAFileBeyondItsTime)
+{
+    DecodeLimits limits = k_limits;
+    limits.time = std::chrono::seconds(1);
+    const auto reports = Decode({"/r/hang.exr", "/r/a.exr", "/r/hang.exr", "/r/b.exr"}, limits);
+    EXPECT_EQ(reports.at(0).reason, "took longer than 1 s");
+    EXPECT_EQ(reports.at(2).reason, "took longer than 1 s");
+    EXPECT_EQ(reports.at(1).format, "a");
+    EXPECT_EQ(reports.at(3).format, "b");
+    EXPECT_FALSE(HasChildren());
+}
+
+TEST(DecodeFiles, GivesAFileNoMoreMemoryThanItMayHave)
+{
+    if (!k_IsMemoryLimited)
+        GTEST_SKIP() << "sanitizers reserve the whole address space";
+    const auto reports = Decode({"/r/eat.exr", "/r/a.exr", "/r/eat.exr"});
+    EXPECT_EQ(reports.at(0).reason, "takes more memory than 64 MiB");
+    EXPECT_EQ(reports.at(1).format, "a");
+    EXPECT_EQ(reports.at(2).reason, "takes more memory than 64 MiB");
+}
+
+TEST(DecodeFiles, StartsNoMoreDecodersThanThereAreFilesOrPlaces)
+{
+    DecodeLimits limits = k_limits;
+    limits.jobs = 3;
+    std::set<int> decoders;
+    for (const auto &[file, report] : Decode(Files(60, "/r/a.exr"), limits))
+        decoders.insert(report.width);
+    EXPECT_LE(decoders.size(), 3u);
+    EXPECT_TRUE(Decode({}, limits).empty());
+}
+
+TEST(DecodeFiles, SaysWhichProgramIsNoDecoder)
+{
+    const auto start = [](const char *program)
+    { return ThrownByProcess([&] { DecodeFiles(program, Files(3, "/r/a.exr"), k_limits, {}); }); };
+    EXPECT_EQ(start("/no/such/program"),
+              "cannot start /no/such/program: No such file or directory");
+    EXPECT_EQ(start("/bin/false"), "/bin/false is no decoder: it ended with status 1");
+    EXPECT_FALSE(HasChildren());
+}
+
+TEST(DecodeFiles, LeavesNoDecoderBehindWhenItIsGivenUp)
+{
+    const auto giveUp = [](std::size_t, const ImageReport &)
+    { throw std::runtime_error("enough"); };
+    EXPECT_THROW(DecodeFiles(WILD_DECODER_PROGRAM, Files(20, "/r/a.exr"), k_limits, giveUp),
+                 std::runtime_error);
+    EXPECT_FALSE(HasChildren());
+}

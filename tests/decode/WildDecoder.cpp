@@ -1,0 +1,68 @@
+// A decoder that does what the name of the file says, and reads no file.
+#include <csignal>
+#include <stdexcept>
+#include <sys/socket.h>
+#include <unistd.h>
+#include <vector>
+
+#include "decode/ServeDecoder.h"
+
+namespace
+{
+
+// Sanitizers turn the signal into an exit.
+void Crash()
+{
+    std::signal(SIGSEGV, SIG_DFL);
+    std::raise(SIGSEGV);
+}
+
+[[noreturn]] void Hang()
+{
+    for (;;)
+        pause();
+}
+
+[[noreturn]] void EatMemory()
+{
+    for (std::vector<std::vector<char>> eaten;;)
+        eaten.emplace_back(1u << 20);
+}
+
+void SendInstead(const std::string &message)
+{
+    send(STDIN_FILENO, message.data(), message.size(), 0);
+}
+
+decode::ImageReport Decode(const ostrel::Path &path)
+{
+    const ostrel::String what = path.Leaf(false);
+    if (what == "crash")
+        Crash();
+    if (what == "abort")
+        std::raise(SIGABRT);
+    if (what == "hang")
+        Hang();
+    if (what == "eat")
+        EatMemory();
+    if (what == "leave")
+        _exit(3);
+    if (what == "throw")
+        throw std::runtime_error("thrown\nand caught");
+    if (what == "nonsense")
+        SendInstead("no report");
+    if (what == "huge")
+        SendInstead(std::string(100'000, 'x'));
+
+    decode::ImageReport report;
+    report.format = what;
+    report.width = getpid();
+    return report;
+}
+
+} // namespace
+
+int main(int count, char **arguments)
+{
+    return decode::ServeDecoder(count, arguments, Decode);
+}
