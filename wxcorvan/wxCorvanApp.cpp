@@ -5,7 +5,6 @@
 #include <cstdlib>
 #include <memory>
 
-#include <wx/dialog.h>
 #include <wx/log.h>
 #include <wx/menu.h>
 #include <wx/translation.h>
@@ -16,6 +15,7 @@
 #include "ostrel/Folders.h"
 #include "ostrel/Log.h"
 #include "wxcorvan/AppTraits.h"
+#include "wxcorvan/ModalDialogs.h"
 #include "wxcorvan/QuitSignals.h"
 #include "wxcorvan/wxCorvanFrame.h"
 #include "wxcorvan/wxcColors.h"
@@ -91,15 +91,8 @@ void TellFrames(wxEventType type)
     }
 }
 
-/// Ends every modal dialog, innermost first, as Escape does.
-void CancelDialogs()
-{
-    const wxWindowList windows = wxTopLevelWindows;
-    for (auto node = windows.GetLast(); node; node = node->GetPrevious())
-        if (wxDialog *dialog = dynamic_cast<wxDialog *>(node->GetData()))
-            if (dialog->IsModal())
-                dialog->EndModal(0);
-}
+/// Until it is seen whether the dialog that was cancelled is gone.
+constexpr int k_quitRetryMs = 20;
 
 } // namespace
 
@@ -203,7 +196,9 @@ int wxCorvanApp::OnRun()
 {
     _CallEntry call("wxCorvanApp::OnRun", __FILE__, __LINE__);
 
-    const QuitSignals quitSignals([this] { LogFailures([this] { Quit(); }); });
+    const auto quit = [this] { LogFailures([this] { Quit(); }); };
+    const QuitSignals quitSignals(quit);
+    m_quitRetry.Bind(wxEVT_TIMER, [quit](wxTimerEvent &) { quit(); });
     const bool isUp =
         LogFailures([] { corvan::CorvanAppStartupEvt::s_Signal(corvan::CorvanAppStartupEvt()); });
     return isUp ? wxApp::OnRun() : EXIT_FAILURE;
@@ -211,7 +206,12 @@ int wxCorvanApp::OnRun()
 
 void wxCorvanApp::Quit()
 {
-    CancelDialogs();
+    // Dialogs live on the stacks of their callers and must be gone before their parent is.
+    if (CancelModalDialog())
+    {
+        m_quitRetry.StartOnce(k_quitRetryMs);
+        return;
+    }
     if (wxWindow *top = GetTopWindow())
         top->Close(true);
     else

@@ -4,6 +4,7 @@
 #include <span>
 
 #include <wx/app.h>
+#include <wx/timer.h>
 
 #include "corvan/CorvanClientApp.h"
 #include "corvan/Messages.h"
@@ -80,6 +81,7 @@ private:
 
     ostrel::CommandLine m_commandLine;
     std::atomic<bool> m_isWoken = false;
+    wxTimer m_quitRetry;
     ostrel::SignalConnection m_connected;
     ostrel::SignalConnection m_disconnected;
     ostrel::SignalConnection m_refused;

@@ -6,7 +6,9 @@
 #include <stdexcept>
 
 #include <wx/dialog.h>
+#include <wx/filedlg.h>
 #include <wx/log.h>
+#include <wx/msgdlg.h>
 
 #include "ostrel/Exception.h"
 #include "ostrel/Log.h"
@@ -94,6 +96,10 @@ private:
             CallAfter([] { Say("up"); });
         else if (m_what == "dialog")
             CallAfter([this] { ShowDialog(); });
+        else if (m_what == "box")
+            CallAfter([this] { ShowBox(); });
+        else if (m_what == "files")
+            CallAfter([this] { ShowFilesOverDialog(); });
         else
             CallAfter([this] { FailAndClose(); });
     }
@@ -106,6 +112,26 @@ private:
         dialog.AddButtons(controls, true);
         CallAfter([] { Say("up"); });
         Say(dialog.ShowModal() == 0 ? "cancelled" : "accepted");
+    }
+
+    void ShowBox()
+    {
+        CallAfter([] { Say("up"); });
+        wxMessageBox("Well?", "Question", wxOK | wxCENTRE);
+        Say("cancelled");
+    }
+
+    void ShowFilesOverDialog()
+    {
+        wxCorvanDlg dialog(m_frame, "Question", "Question", false);
+        dialog.StartControls();
+        dialog.CallAfter(
+            []
+            {
+                wxTheApp->CallAfter([] { Say("up"); });
+                Say(wxFileSelector("Well?").empty() ? "cancelled" : "accepted");
+            });
+        Say(dialog.ShowModal() == 0 ? "cancelled too" : "accepted");
     }
 
     /// Has a handler fail in each way in turn, and closes: the program is to live on meanwhile.

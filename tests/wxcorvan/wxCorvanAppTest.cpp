@@ -182,14 +182,26 @@ TEST(wxCorvanApp, SavesItsSettingsWhenASignalEndsIt)
     }
 }
 
-TEST(wxCorvanApp, CancelsADialogWhenASignalEndsIt)
+TEST(wxCorvanApp, CancelsItsDialogsWhenASignalEndsIt)
 {
-    Sample sample({"dialog"});
-    ASSERT_TRUE(sample.WaitFor("up\n")) << sample.Err();
-    sample.Signal(SIGTERM);
-    EXPECT_EQ(sample.Status(), 0);
-    EXPECT_TRUE(Holds(sample.Out(), "cancelled\n")) << sample.Out();
-    EXPECT_TRUE(Holds(sample.Out(), "closed\n")) << sample.Out();
+    const struct
+    {
+        const char *what;
+        const char *out;
+    } cases[] = {
+        {"dialog", "up\ncancelled\nclosed\ncleaned up\n"},
+        {"box", "up\ncancelled\nclosed\ncleaned up\n"},
+        {"files", "up\ncancelled\ncancelled too\nclosed\ncleaned up\n"},
+    };
+
+    for (const auto &[what, out] : cases)
+    {
+        Sample sample({what});
+        ASSERT_TRUE(sample.WaitFor("up\n")) << sample.Err();
+        sample.Signal(SIGTERM);
+        EXPECT_EQ(sample.Status(), 0) << what << ": " << sample.Err();
+        EXPECT_EQ(sample.Out(), out) << what;
+    }
 }
 
 TEST(wxCorvanApp, DispatchesMessagesOnTheMainThread)
