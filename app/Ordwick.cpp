@@ -15,9 +15,11 @@
 #include "ostrel/Log.h"
 #include "ui/JobMenu.h"
 #include "ui/MainWindow.h"
+#include "wxcorvan/wxcText.h"
 
 using namespace corvan;
 using namespace ostrel;
+using wxcorvan::wxcFromText;
 
 bool g_Running = false;
 
@@ -277,5 +279,5 @@ void Ordwick::NoImageFormat()
     const String text = "Job '" + m_job->Name() + "' reports no image formats parameter (" +
                         m_job->TypeString() + ")";
     LogError(text);
-    wxMessageBox(wxString::FromUTF8(text), _("Ordwick"), wxOK | wxCENTRE);
+    wxMessageBox(wxcFromText(text), _("Ordwick"), wxOK | wxCENTRE);
 }

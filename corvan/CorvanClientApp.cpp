@@ -15,6 +15,24 @@
 namespace corvan
 {
 
+namespace
+{
+
+/// What this program starts (a job's commands, the Master) asks the same Master, and finds the
+/// system's other programs, which need not be on the user's PATH.
+void SetEnvironmentOfStarted(const MasterAddress &address)
+{
+    setenv("CORVAN_MASTER", address.text.c_str(), true);
+
+    const String folder = ostrel::ProgramFolder().Text();
+    const char *path = std::getenv("PATH");
+    const String folders = path ? path : "/usr/local/bin:/usr/bin:/bin";
+    if ((":" + folders + ":").find(":" + folder + ":") == String::npos)
+        setenv("PATH", (folders + ":" + folder).c_str(), true);
+}
+
+} // namespace
+
 bool CorvanClientApp::Prepare(const CommandLine &commandLine)
 {
     m_isPrepared = StartCorvan(commandLine);
@@ -56,6 +74,7 @@ std::unique_ptr<Link> CorvanClientApp::FindLink(const CommandLine &commandLine)
         if (!address)
             return nullptr;
         ostrel::LogInfo("The Master is looked for at " + address->text);
+        SetEnvironmentOfStarted(*address);
         return MakeLink(*address);
     }
     catch (ostrel::Exception *raw)

@@ -1,7 +1,6 @@
 // Which files are expected, and the scan that checks them one by one in idle time.
 
 #include <algorithm>
-#include <utility>
 
 #include "analysis/AnalysisOptions.h"
 #include "analysis/Expansion.h"
@@ -29,7 +28,7 @@ void MainWindow::ExtractFormats(const String &formats)
 
     for (const Path &pattern : ListFormats(formats))
     {
-        const wxString local = wxString::FromUTF8(pattern.Text());
+        const wxString local = wxcFromText(pattern.Text());
         const int entry = m_formatChoice->Append(local);
         if (local == remembered)
             m_formatChoice->SetSelection(entry);
@@ -67,8 +66,9 @@ void MainWindow::ClearList()
     m_progress->SetValue(0);
     m_counts = {};
     UpdateStatusBar();
-    if (std::exchange(m_tellsWhyEmpty, false))
+    if (!m_whyEmpty.empty() && Notice() == m_whyEmpty)
         HideNotice();
+    m_whyEmpty.clear();
 }
 
 void MainWindow::SetFormat(int index)
@@ -138,11 +138,10 @@ void MainWindow::TellWhyEmpty(const String &format, const String &reason)
 {
     _CallEntry call("MainWindow::TellWhyEmpty", __FILE__, __LINE__);
 
-    wxString text = _("The files of {pattern} cannot be shown: {reason}");
-    text.Replace("{pattern}", wxcFromText(format));
-    text.Replace("{reason}", wxcFromText(reason));
-    ShowNotice(text);
-    m_tellsWhyEmpty = true;
+    m_whyEmpty = _("The files of {pattern} cannot be shown: {reason}");
+    m_whyEmpty.Replace("{pattern}", wxcFromText(format));
+    m_whyEmpty.Replace("{reason}", wxcFromText(reason));
+    ShowNotice(m_whyEmpty);
 }
 
 void MainWindow::CheckFiles(bool sort)

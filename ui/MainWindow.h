@@ -137,7 +137,7 @@ private:
 
     unsigned m_scanIndex = 0; ///< Row to be checked at the next idle event.
     bool m_resortPending = false;
-    bool m_tellsWhyEmpty = false; ///< The notice is the list's, and goes with the next one.
+    wxString m_whyEmpty; ///< The list's own notice, which goes with the next list.
     analysis::ScanCounts m_counts;
     std::optional<ShownCounts> m_shownCounts;
 

@@ -10,8 +10,10 @@
 #include "ostrel/Exception.h"
 #include "ui/JobMenu.h"
 #include "ui/MainWindow.h"
+#include "wxcorvan/wxcText.h"
 
 using namespace ostrel;
+using wxcorvan::wxcFromText;
 
 namespace
 {
@@ -123,7 +125,7 @@ void MainWindow::OnJobCommand(wxCommandEvent &event)
         const std::unique_ptr<ProcessException> error(raw);
         ShowFailure(wxString::Format(
             _("The Job Command tried to launch a program that could not be executed:\n%s"),
-            wxString::FromUTF8(error->Text())));
+            wxcFromText(error->Text())));
     }
     catch (Exception *raw)
     {

@@ -4,6 +4,8 @@
 #include <charconv>
 #include <set>
 
+#include <wx/translation.h>
+
 #include "corvan/JobStatus.h"
 #include "ostrel/Log.h"
 
@@ -46,9 +48,9 @@ void AddPriorityWishes(const Job &job, std::vector<JobCommand> &commands)
 {
     const int priority = NumberOr(job.ParameterText(p_Priority, true), k_defaultPriority);
     if (priority < k_highestPriority)
-        commands.push_back(PriorityWish("Raise Priority", priority + k_priorityStep));
+        commands.push_back(PriorityWish(wxTRANSLATE("Raise Priority"), priority + k_priorityStep));
     if (priority > 0)
-        commands.push_back(PriorityWish("Lower Priority", priority - k_priorityStep));
+        commands.push_back(PriorityWish(wxTRANSLATE("Lower Priority"), priority - k_priorityStep));
 }
 
 /// The N of every "Command.N." key, in order.
@@ -86,6 +88,12 @@ JobCommand ReadCommand(const IniFile &options, const String &section, const Stri
     }
 }
 
+bool HasLabel(const std::vector<JobCommand> &commands, const String &label)
+{
+    return std::any_of(commands.begin(), commands.end(),
+                       [&label](const JobCommand &command) { return command.label == label; });
+}
+
 } // namespace
 
 std::vector<JobCommand> ListMasterCommands(const Job &job)
@@ -94,11 +102,12 @@ std::vector<JobCommand> ListMasterCommands(const Job &job)
         ParseStatus(job.ParameterText(p_Status, true)).value_or(JobStatus::Queued);
     std::vector<JobCommand> commands;
     if (IsOver(status))
-        return {StatusWish("Run Again", JobStatus::Queued)};
+        return {StatusWish(wxTRANSLATE("Run Again"), JobStatus::Queued)};
 
-    commands.push_back(status == JobStatus::Paused ? StatusWish("Resume", JobStatus::Queued)
-                                                   : StatusWish("Pause", JobStatus::Paused));
-    commands.push_back(StatusWish("Cancel", JobStatus::Cancelled));
+    commands.push_back(status == JobStatus::Paused
+                           ? StatusWish(wxTRANSLATE("Resume"), JobStatus::Queued)
+                           : StatusWish(wxTRANSLATE("Pause"), JobStatus::Paused));
+    commands.push_back(StatusWish(wxTRANSLATE("Cancel"), JobStatus::Cancelled));
     AddPriorityWishes(job, commands);
     return commands;
 }
@@ -110,9 +119,14 @@ std::vector<JobCommand> ListOptionCommands(const IniFile &options, const String 
     {
         const String prefix = "Command." + std::to_string(number) + ".";
         JobCommand command = ReadCommand(options, section, prefix);
+        const char *wrong = nullptr;
         if (command.label.empty() || command.arguments.empty())
-            LogWarning("options, section " + section + ": " + prefix +
-                       " has no label or no arguments");
+            wrong = " has no label or no arguments";
+        else if (HasLabel(commands, command.label))
+            wrong = " has the label of an earlier command";
+
+        if (wrong)
+            LogWarning("options, section " + section + ": " + prefix + wrong);
         else
             commands.push_back(std::move(command));
     }
@@ -125,10 +139,7 @@ std::vector<JobCommand> ListJobCommands(const Job &job, const IniFile &options)
     const std::vector<JobCommand> own = ListOptionCommands(options, job.Type().id.ToString());
     for (const JobTypeCommand &command : job.Type().commands)
     {
-        const bool isReplaced =
-            std::any_of(own.begin(), own.end(),
-                        [&command](const auto &mine) { return mine.label == command.label; });
-        if (!isReplaced)
+        if (!HasLabel(own, command.label))
             commands.push_back({"Type", command.label, {}, {}, command.arguments});
     }
     commands.insert(commands.end(), own.begin(), own.end());

@@ -126,6 +126,7 @@ void wxCorvanFrame::ShowNotice(const wxString &text)
         GetSizer()->Insert(0, m_notice, 0, wxEXPAND);
         ApplyColors();
     }
+    m_noticeText = text;
     m_notice->ShowMessage(text, wxICON_WARNING);
     FitNotice();
 }
@@ -145,6 +146,13 @@ void wxCorvanFrame::HideNotice()
 
     if (m_notice && m_notice->IsShown())
         m_notice->Dismiss();
+}
+
+wxString wxCorvanFrame::Notice() const
+{
+    _CallEntry call("wxCorvanFrame::Notice", __FILE__, __LINE__);
+
+    return m_notice && m_notice->IsShown() ? m_noticeText : wxString();
 }
 
 void wxCorvanFrame::ApplyColors()

@@ -36,6 +36,8 @@ public:
     /// focus. The frame must have its sizer by then; without one nothing is shown.
     void ShowNotice(const wxString &text);
     void HideNotice();
+    /// The text of the notice that is shown; empty when there is none.
+    wxString Notice() const;
 
     /// Colours window and status bar. A frame that wants others sets them after its construction.
     void ApplyColors() override;
@@ -50,7 +52,8 @@ private:
     void FitNotice();
 
     wxInfoBarGeneric *m_notice = nullptr; // Made with the first notice.
-    wxRect m_place;                       // The last one that was neither maximised nor minimised.
+    wxString m_noticeText;
+    wxRect m_place; // The last one that was neither maximised nor minimised.
 };
 
 } // namespace wxcorvan

@@ -8,6 +8,7 @@
 #include "corvan/JobFactory.h"
 #include "corvan/Messenger.h"
 #include "ostrel/File.h"
+#include "ostrel/Folders.h"
 #include "ostrel/LibStatic.h"
 #include "ostrel/Log.h"
 #include "tests/support/EnvironmentGuard.h"
@@ -61,6 +62,8 @@ protected:
     /// The address that a program with these arguments looks at; empty when it does not start.
     String AddressWith(std::vector<String> arguments)
     {
+        // Starting sets it for the programs that are started.
+        const EnvironmentGuard master("CORVAN_MASTER", std::getenv("CORVAN_MASTER"));
         SampleApp app;
         const bool isStarted = Start(app, std::move(arguments));
         app.Cleanup();
@@ -80,6 +83,7 @@ protected:
     EnvironmentGuard m_runtime{"XDG_RUNTIME_DIR", (m_folder / "run").Text().c_str()};
     EnvironmentGuard m_share{"ORDWICK_SHARE", ORDWICK_SOURCE "/share"};
     EnvironmentGuard m_master{"CORVAN_MASTER", nullptr};
+    EnvironmentGuard m_path{"PATH", "/usr/bin:/bin"};
 };
 
 } // namespace
@@ -99,6 +103,20 @@ TEST_F(CorvanClientAppTest, TakesTheAddressFromTheFirstOfFourPlaces)
     }
     const EnvironmentGuard empty("CORVAN_MASTER", "");
     EXPECT_EQ(AddressWith({}), "unix:/options.sock");
+}
+
+TEST_F(CorvanClientAppTest, WhatItStartsAsksTheSameMasterAndFindsItsSisterPrograms)
+{
+    const String path = "/usr/bin:/bin:" + ostrel::ProgramFolder().Text();
+    // The second one finds all as it shall be.
+    for (const std::vector<String> &arguments : {std::vector<String>{"--master", "/m.sock"}, {}})
+    {
+        SampleApp app;
+        ASSERT_TRUE(Start(app, arguments));
+        app.Cleanup();
+        EXPECT_STREQ(std::getenv("CORVAN_MASTER"), "unix:/m.sock");
+        EXPECT_EQ(std::getenv("PATH"), path);
+    }
 }
 
 TEST_F(CorvanClientAppTest, DoesNotStartWithABadAddressAndSaysWhy)

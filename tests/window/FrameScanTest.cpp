@@ -3,8 +3,6 @@
 #include <filesystem>
 
 #include <wx/gauge.h>
-#include <wx/infobar.h>
-#include <wx/stattext.h>
 
 #include "tests/support/Printing.h"
 #include "tests/window/OrdwickFixture.h"
@@ -25,19 +23,9 @@ protected:
         return names;
     }
 
-    /// What the line above the list says; empty where there is none.
     std::string Notice() const
     {
-        for (const wxWindow *child : Window().GetChildren())
-            if (dynamic_cast<const wxInfoBarBase *>(child) && child->IsShown())
-                for (const wxWindow *part : child->GetChildren())
-                    if (dynamic_cast<const wxStaticText *>(part))
-                    {
-                        wxString text = part->GetLabel();
-                        text.Replace("\n", " "); // It is wrapped to the window's width.
-                        return text.utf8_string();
-                    }
-        return {};
+        return Window().Notice().utf8_string();
     }
 };
 
@@ -167,6 +155,11 @@ TEST_F(FrameScan, TheWindowTellsWhyNoFileIsListedUntilSomeAre)
     Screenshot(Window(), "why-no-files");
     ReceiveParameter(p_Range, "1-2");
     EXPECT_EQ(Notice(), "");
+
+    ReceiveParameter(p_Range, "1-10000000");
+    Window().ShowNotice("Another matter");
+    ReceiveParameter(p_Range, "1-2");
+    EXPECT_EQ(Notice(), "Another matter");
 }
 
 TEST_F(FrameScan, TenMillionFilesAreRefusedInOneLine)

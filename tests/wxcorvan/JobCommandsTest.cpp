@@ -103,6 +103,16 @@ TEST(JobCommands, PassOverCommandsWithoutLabelOrArguments)
     EXPECT_EQ(Labels(FromOptions("")), "");
 }
 
+TEST(JobCommands, PassOverCommandsWithTheLabelOfAnEarlierOne)
+{
+    LogCapture log;
+    const auto commands = FromOptions("[type]\nCommand.1.Label = View\nCommand.1.1 = viewer\n"
+                                      "Command.2.Label = View\nCommand.2.1 = other\n");
+    ASSERT_EQ(Labels(commands), "Options/View");
+    EXPECT_EQ(commands[0].arguments, std::vector<String>{"viewer"});
+    EXPECT_EQ(log.Count(ostrel::k_LogWarning, "Command.2. has the label of an earlier command"), 1);
+}
+
 TEST(JobCommands, LetTheOptionsReplaceATypesCommand)
 {
     IniFile options;
