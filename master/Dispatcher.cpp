@@ -185,7 +185,7 @@ void Dispatcher::SendTasks(const Request &request, const corvan::GetTasksMsg &me
     answer->job = message.job;
     for (const Packet &packet : m_cache.GetCut(message.job)->packets)
         answer->tasks.push_back(QueuedTask(unsigned(answer->tasks.size()), packet));
-    for (const TaskState &task : m_store.ListTasks(*state))
+    for (const TaskState &task : m_store.Tasks().List(*state))
         if (task.index < answer->tasks.size())
             ReadTask(task, answer->tasks[task.index]);
     if (state->status == JobStatus::Cancelled)
@@ -307,7 +307,7 @@ String Dispatcher::ChangeStatus(JobState &state, const String &value, Outbox &ou
         break;
     case StatusRequest::Cancel:
         state.status = JobStatus::Cancelled;
-        m_store.SetRunningTasks(state, JobStatus::Cancelled);
+        m_store.Tasks().SetRunning(state, JobStatus::Cancelled);
         outbox.EndRuns(state.id);
         break;
     case StatusRequest::RunAgain:
@@ -368,7 +368,7 @@ void Dispatcher::StartAnew(JobState &state, Outbox &outbox)
 {
     _CallEntry call("Dispatcher::StartAnew", __FILE__, __LINE__);
 
-    m_store.ForgetTasks(state);
+    m_store.Tasks().Forget(state);
     state.tasksDone = 0;
     state.tasksFailed = 0;
     state.nextTask = 0;

@@ -1,15 +1,11 @@
 #include "master/JobStore.h"
 
-#include <SQLiteCpp/Database.h>
-#include <SQLiteCpp/Statement.h>
 #include <cassert>
-#include <map>
-
-#include <sqlite3.h>
 
 #include "corvan/JobFactory.h"
 #include "corvan/JobType.h"
 #include "corvan/Parameters.h"
+#include "master/StoreDatabase.h"
 #include "master/StoreSchema.h"
 #include "ostrel/CallEntry.h"
 #include "ostrel/Log.h"
@@ -19,98 +15,6 @@ namespace master
 
 using corvan::JobFactory;
 using ostrel::_CallEntry;
-
-namespace
-{
-
-/// The use of a prepared statement; at its end the statement lets go of rows and texts.
-class Query
-{
-public:
-    explicit Query(SQLite::Statement &statement) : m_statement(statement) {}
-    ~Query()
-    {
-        m_statement.tryReset();
-        m_statement.clearBindings();
-    }
-    Query(const Query &) = delete;
-    Query &operator=(const Query &) = delete;
-
-    SQLite::Statement *operator->() const
-    {
-        return &m_statement;
-    }
-    SQLite::Statement &operator*() const
-    {
-        return m_statement;
-    }
-
-private:
-    SQLite::Statement &m_statement;
-};
-
-} // namespace
-
-/// The connection, and its statements, which are prepared once.
-class JobStore::Database
-{
-public:
-    explicit Database(const Path &file)
-        : m_file(file),
-          m_connection(file.Text(), SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE, k_busyMs)
-    {
-    }
-
-    SQLite::Database &Connection()
-    {
-        return m_connection;
-    }
-
-    const Path &File() const
-    {
-        return m_file;
-    }
-
-    // `sql` is a literal; its address is its name.
-    Query Prepared(const char *sql)
-    {
-        auto found = m_statements.find(sql);
-        if (found == m_statements.end())
-            found = m_statements.try_emplace(sql, m_connection, sql).first;
-        return Query(found->second);
-    }
-
-    // Nothing can be done about a rollback that fails: the database has rolled back by itself.
-    void TryExec(const char *sql)
-    {
-        m_connection.tryExec(sql);
-    }
-
-    bool InTransaction() const
-    {
-        return sqlite3_get_autocommit(m_connection.getHandle()) == 0;
-    }
-
-    // Runs `work` and turns what the library throws into the farm's exception.
-    template <typename Work> auto Guarded(Work work)
-    {
-        try
-        {
-            return work();
-        }
-        catch (const SQLite::Exception &error)
-        {
-            throw new StoreException("job store " + m_file.Text() + ": " + error.what());
-        }
-    }
-
-private:
-    static constexpr int k_busyMs = 5000;
-
-    Path m_file;
-    SQLite::Database m_connection;
-    std::map<const char *, SQLite::Statement> m_statements;
-};
 
 namespace
 {
@@ -133,17 +37,6 @@ JobState ReadState(SQLite::Statement &row)
     return state;
 }
 
-TaskState ReadTask(SQLite::Statement &row)
-{
-    TaskState task;
-    task.index = row.getColumn(0).getUInt();
-    task.status = JobStatus(row.getColumn(1).getInt());
-    task.tries = row.getColumn(2).getUInt();
-    task.failures = row.getColumn(3).getUInt();
-    task.exitCode = row.getColumn(4).getInt();
-    return task;
-}
-
 bool IsStateParameter(const String &name)
 {
     return name == corvan::p_Status || name == corvan::p_Priority || name == corvan::p_Created ||
@@ -159,7 +52,7 @@ JobStore::JobStore(const Path &file)
 
     try
     {
-        m_database = std::make_unique<Database>(file);
+        m_database = std::make_unique<StoreDatabase>(file);
         SQLite::Database &connection = m_database->Connection();
         connection.exec("PRAGMA journal_mode = WAL");
         connection.exec("PRAGMA synchronous = FULL");
@@ -169,6 +62,7 @@ JobStore::JobStore(const Path &file)
         if (connection.execAndGet("SELECT count(*) FROM master").getInt() == 0)
             connection.exec("INSERT INTO master VALUES('" + UID(true).ToString() + "')");
         m_masterID = UID(connection.execAndGet("SELECT id FROM master").getString(), true);
+        m_tasks = std::make_unique<TaskStore>(*m_database);
     }
     catch (const SQLite::Exception &error)
     {
@@ -443,129 +337,6 @@ bool JobStore::HasWork()
                 m_database->Prepared("SELECT EXISTS (SELECT 1 FROM jobs WHERE status IN (0, 1))");
             select->executeStep();
             return select->getColumn(0).getInt() != 0;
-        });
-}
-
-std::optional<TaskState> JobStore::FindNextTask(const JobState &state)
-{
-    _CallEntry call("JobStore::FindNextTask", __FILE__, __LINE__);
-
-    assert(m_thread.IsCurrent());
-    return m_database->Guarded(
-        [&]() -> std::optional<TaskState>
-        {
-            const Query select =
-                m_database->Prepared("SELECT task, status, tries, failures, exit_code FROM tasks"
-                                     " WHERE job = ? AND status = 0 ORDER BY task LIMIT 1");
-            select->bind(1, state.number);
-            if (select->executeStep())
-                return ReadTask(*select);
-            if (state.nextTask < state.tasksTotal)
-                return TaskState{.index = state.nextTask};
-            return std::nullopt;
-        });
-}
-
-std::optional<TaskState> JobStore::FindTask(const JobState &state, unsigned index)
-{
-    _CallEntry call("JobStore::FindTask", __FILE__, __LINE__);
-
-    assert(m_thread.IsCurrent());
-    return m_database->Guarded(
-        [&]() -> std::optional<TaskState>
-        {
-            const Query select =
-                m_database->Prepared("SELECT task, status, tries, failures, exit_code FROM tasks"
-                                     " WHERE job = ? AND task = ?");
-            select->bind(1, state.number);
-            select->bind(2, index);
-            if (!select->executeStep())
-                return std::nullopt;
-            return ReadTask(*select);
-        });
-}
-
-std::vector<TaskState> JobStore::ListTasks(const JobState &state)
-{
-    _CallEntry call("JobStore::ListTasks", __FILE__, __LINE__);
-
-    assert(m_thread.IsCurrent());
-    return m_database->Guarded(
-        [&]
-        {
-            std::vector<TaskState> tasks;
-            const Query select =
-                m_database->Prepared("SELECT task, status, tries, failures, exit_code FROM tasks"
-                                     " WHERE job = ? ORDER BY task");
-            select->bind(1, state.number);
-            while (select->executeStep())
-                tasks.push_back(ReadTask(*select));
-            return tasks;
-        });
-}
-
-void JobStore::SaveTask(const JobState &state, const TaskState &task)
-{
-    _CallEntry call("JobStore::SaveTask", __FILE__, __LINE__);
-
-    assert(m_thread.IsCurrent());
-    m_database->Guarded(
-        [&]
-        {
-            const Query put = m_database->Prepared(
-                "INSERT OR REPLACE INTO tasks(job, task, status, tries, failures, exit_code)"
-                " VALUES(?,?,?,?,?,?)");
-            put->bind(1, state.number);
-            put->bind(2, task.index);
-            put->bind(3, int(task.status));
-            put->bind(4, task.tries);
-            put->bind(5, task.failures);
-            put->bind(6, task.exitCode);
-            put->exec();
-        });
-}
-
-void JobStore::ForgetTasks(const JobState &state)
-{
-    _CallEntry call("JobStore::ForgetTasks", __FILE__, __LINE__);
-
-    assert(m_thread.IsCurrent());
-    m_database->Guarded(
-        [&]
-        {
-            const Query remove = m_database->Prepared("DELETE FROM tasks WHERE job = ?");
-            remove->bind(1, state.number);
-            remove->exec();
-        });
-}
-
-void JobStore::SetRunningTasks(const JobState &state, JobStatus status)
-{
-    _CallEntry call("JobStore::SetRunningTasks", __FILE__, __LINE__);
-
-    assert(m_thread.IsCurrent());
-    m_database->Guarded(
-        [&]
-        {
-            const Query update =
-                m_database->Prepared("UPDATE tasks SET status = ? WHERE job = ? AND status = 1");
-            update->bind(1, int(status));
-            update->bind(2, state.number);
-            update->exec();
-        });
-}
-
-int JobStore::RequeueRunning()
-{
-    _CallEntry call("JobStore::RequeueRunning", __FILE__, __LINE__);
-
-    assert(m_thread.IsCurrent());
-    return m_database->Guarded(
-        [&]
-        {
-            const Query update =
-                m_database->Prepared("UPDATE tasks SET status = 0 WHERE status = 1");
-            return update->exec();
         });
 }
 

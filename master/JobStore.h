@@ -9,7 +9,8 @@
 #include "corvan/Job.h"
 #include "corvan/JobStatus.h"
 #include "master/LoopThread.h"
-#include "ostrel/Exception.h"
+#include "master/StoreException.h"
+#include "master/TaskStore.h"
 #include "ostrel/Path.h"
 #include "ostrel/Time.h"
 
@@ -17,17 +18,9 @@ namespace master
 {
 
 using corvan::Job;
-using corvan::JobStatus;
 using ostrel::Path;
 using ostrel::String;
 using ostrel::UID;
-
-/// The disk or the database refused: "job store /data/jobs.db: disk is full".
-class StoreException : public ostrel::Exception
-{
-public:
-    using Exception::Exception;
-};
 
 /// What the Master itself keeps of a job, beside its parameters.
 struct JobState
@@ -42,16 +35,6 @@ struct JobState
     unsigned tasksFailed = 0;
     unsigned nextTask =
         0; ///< The first task that was never started; the later ones were not either.
-};
-
-/// A task that was started once. One that was not has no record and is queued.
-struct TaskState
-{
-    unsigned index = 0;
-    JobStatus status = JobStatus::Queued;
-    unsigned tries = 0;    ///< How often it was started.
-    unsigned failures = 0; ///< How often its command failed.
-    int exitCode = 0;      ///< Of the last try that ended by itself.
 };
 
 /// The jobs and their tasks on disk: the only place where they are.
@@ -124,24 +107,15 @@ public:
     /// True while a job is queued or running.
     bool HasWork();
 
-    /// The first task of the job that is to be started (again).
-    std::optional<TaskState> FindNextTask(const JobState &state);
-    std::optional<TaskState> FindTask(const JobState &state, unsigned index);
-    /// All that were started once, in ascending order.
-    std::vector<TaskState> ListTasks(const JobState &state);
-    void SaveTask(const JobState &state, const TaskState &task);
-    /// Nothing of the job was started any more.
-    void ForgetTasks(const JobState &state);
-    /// The job's running tasks get another status.
-    void SetRunningTasks(const JobState &state, JobStatus status);
-    /// All running tasks of all jobs are queued again; tells how many.
-    int RequeueRunning();
+    TaskStore &Tasks()
+    {
+        return *m_tasks;
+    }
 
 private:
-    class Database;
-
     LoopThread m_thread;
-    std::unique_ptr<Database> m_database;
+    std::unique_ptr<StoreDatabase> m_database;
+    std::unique_ptr<TaskStore> m_tasks;
     UID m_masterID;
 };
 

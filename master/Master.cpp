@@ -343,7 +343,7 @@ void Master::RequeueRunning()
     try
     {
         JobStore::Turn turn(m_store);
-        const int count = m_store.RequeueRunning();
+        const int count = m_store.Tasks().RequeueRunning();
         turn.Commit();
         if (count > 0)
             ostrel::LogStatus(std::to_string(count) + " tasks are queued again");

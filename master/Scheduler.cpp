@@ -67,7 +67,7 @@ void Scheduler::Record(const RunResult &result, Outbox &outbox)
     std::optional<JobState> state = m_store.FindState(run.job);
     if (!state)
         return;
-    std::optional<TaskState> task = m_store.FindTask(*state, run.task);
+    std::optional<TaskState> task = m_store.Tasks().Find(*state, run.task);
     // A change of this same turn took the task from its command.
     if (!task || task->status != JobStatus::Running)
         return;
@@ -96,7 +96,7 @@ void Scheduler::RecordTask(JobState &state, TaskState &task, int exitCode, Outbo
                            " failed " + std::to_string(task.failures) + " times; see " +
                            m_logs.FileOf(state.id, task.index).Text());
     }
-    m_store.SaveTask(state, task);
+    m_store.Tasks().Save(state, task);
     if (state.tasksDone + state.tasksFailed == state.tasksTotal)
         Complete(state, outbox);
     else if (task.status != JobStatus::Queued)
@@ -124,7 +124,7 @@ std::vector<Scheduler::Planned> Scheduler::Plan(Outbox &outbox)
         std::optional<JobState> state = m_store.FindRunnable(passOver);
         if (!state)
             break;
-        const std::optional<TaskState> task = m_store.FindNextTask(*state);
+        const std::optional<TaskState> task = m_store.Tasks().FindNext(*state);
         if (!task)
         {
             passOver.insert(state->id);
@@ -143,7 +143,7 @@ Scheduler::Planned Scheduler::PlanTask(JobState &state, const TaskState &queued,
     TaskState task = queued;
     task.status = JobStatus::Running;
     ++task.tries;
-    m_store.SaveTask(state, task);
+    m_store.Tasks().Save(state, task);
     if (task.index == state.nextTask)
         ++state.nextTask;
     ChangeStatus(state, JobStatus::Running, outbox);

@@ -72,8 +72,8 @@ protected:
         InTurn(
             [&](Outbox &)
             {
-                m_store.SaveTask(state, {.index = 0, .status = JobStatus::Done, .tries = 1});
-                m_store.SaveTask(state, {.index = 1, .status = JobStatus::Running, .tries = 1});
+                m_store.Tasks().Save(state, {.index = 0, .status = JobStatus::Done, .tries = 1});
+                m_store.Tasks().Save(state, {.index = 1, .status = JobStatus::Running, .tries = 1});
                 m_store.SaveState(state);
             });
     }

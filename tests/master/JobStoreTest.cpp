@@ -229,25 +229,26 @@ TEST_F(JobStoreTest, FindsNoRunnableJobAmongThoseThatAreNot)
     EXPECT_FALSE(m_store->FindRunnable({}));
     EXPECT_TRUE(m_store->HasWork());
 
-    InTurn([&] { m_store->SaveTask(allStarted, {.index = 1, .status = JobStatus::Queued}); });
+    InTurn([&] { m_store->Tasks().Save(allStarted, {.index = 1, .status = JobStatus::Queued}); });
     EXPECT_EQ(m_store->FindRunnable({})->id, allStarted.id);
 }
 
 TEST_F(JobStoreTest, FindsTheNextTaskAmongQueuedAndNeverStartedOnes)
 {
     JobState state = AddNew();
-    EXPECT_EQ(m_store->FindNextTask(state)->index, 0u);
+    EXPECT_EQ(m_store->Tasks().FindNext(state)->index, 0u);
     state.nextTask = 2;
-    EXPECT_EQ(m_store->FindNextTask(state)->index, 2u);
+    EXPECT_EQ(m_store->Tasks().FindNext(state)->index, 2u);
 
-    InTurn([&]
-           { m_store->SaveTask(state, {.index = 1, .status = JobStatus::Queued, .tries = 1}); });
-    EXPECT_EQ(m_store->FindNextTask(state)->index, 1u);
-    EXPECT_EQ(m_store->FindNextTask(state)->tries, 1u);
+    InTurn(
+        [&]
+        { m_store->Tasks().Save(state, {.index = 1, .status = JobStatus::Queued, .tries = 1}); });
+    EXPECT_EQ(m_store->Tasks().FindNext(state)->index, 1u);
+    EXPECT_EQ(m_store->Tasks().FindNext(state)->tries, 1u);
 
-    InTurn([&] { m_store->SaveTask(state, {.index = 1, .status = JobStatus::Done}); });
+    InTurn([&] { m_store->Tasks().Save(state, {.index = 1, .status = JobStatus::Done}); });
     state.nextTask = 3;
-    EXPECT_FALSE(m_store->FindNextTask(state));
+    EXPECT_FALSE(m_store->Tasks().FindNext(state));
 }
 
 TEST_F(JobStoreTest, QueuesWhatRanAgainAndNothingElse)
@@ -256,21 +257,21 @@ TEST_F(JobStoreTest, QueuesWhatRanAgainAndNothingElse)
     InTurn(
         [&]
         {
-            m_store->SaveTask(one, {.index = 0, .status = JobStatus::Running, .tries = 2});
-            m_store->SaveTask(one, {.index = 1, .status = JobStatus::Done, .tries = 1});
-            m_store->SaveTask(other, {.index = 0, .status = JobStatus::Running, .tries = 1});
+            m_store->Tasks().Save(one, {.index = 0, .status = JobStatus::Running, .tries = 2});
+            m_store->Tasks().Save(one, {.index = 1, .status = JobStatus::Done, .tries = 1});
+            m_store->Tasks().Save(other, {.index = 0, .status = JobStatus::Running, .tries = 1});
         });
 
     Reopen();
-    InTurn([&] { EXPECT_EQ(m_store->RequeueRunning(), 2); });
+    InTurn([&] { EXPECT_EQ(m_store->Tasks().RequeueRunning(), 2); });
 
-    const auto tasks = m_store->ListTasks(one);
+    const auto tasks = m_store->Tasks().List(one);
     ASSERT_EQ(tasks.size(), 2u);
     EXPECT_EQ(tasks[0].status, JobStatus::Queued);
     EXPECT_EQ(tasks[0].tries, 2u);
     EXPECT_EQ(tasks[1].status, JobStatus::Done);
-    EXPECT_EQ(m_store->FindTask(other, 0)->status, JobStatus::Queued);
-    EXPECT_FALSE(m_store->FindTask(other, 1));
+    EXPECT_EQ(m_store->Tasks().Find(other, 0)->status, JobStatus::Queued);
+    EXPECT_FALSE(m_store->Tasks().Find(other, 1));
 }
 
 TEST_F(JobStoreTest, ForgetsTheTasksOfOneJob)
@@ -279,12 +280,12 @@ TEST_F(JobStoreTest, ForgetsTheTasksOfOneJob)
     InTurn(
         [&]
         {
-            m_store->SaveTask(one, {.index = 0, .status = JobStatus::Done});
-            m_store->SaveTask(other, {.index = 0, .status = JobStatus::Done});
-            m_store->ForgetTasks(one);
+            m_store->Tasks().Save(one, {.index = 0, .status = JobStatus::Done});
+            m_store->Tasks().Save(other, {.index = 0, .status = JobStatus::Done});
+            m_store->Tasks().Forget(one);
         });
-    EXPECT_TRUE(m_store->ListTasks(one).empty());
-    EXPECT_EQ(m_store->ListTasks(other).size(), 1u);
+    EXPECT_TRUE(m_store->Tasks().List(one).empty());
+    EXPECT_EQ(m_store->Tasks().List(other).size(), 1u);
 }
 
 TEST_F(JobStoreTest, RefusesWhatAFullDiskCannotHoldAndGoesOn)

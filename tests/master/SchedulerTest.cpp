@@ -78,8 +78,8 @@ TEST_F(SchedulerTest, StartsAsManyTasksAsThereAreSlotsInOrder)
     EXPECT_EQ(StartedFrames(), (Texts{"1-3", "4-6"}));
     EXPECT_EQ(News(outbox), Texts{"Status=1"});
     EXPECT_EQ(State(job.id).status, JobStatus::Running);
-    EXPECT_EQ(m_store.FindTask(job, 1)->status, JobStatus::Running);
-    EXPECT_EQ(m_store.FindTask(job, 1)->tries, 1u);
+    EXPECT_EQ(m_store.Tasks().Find(job, 1)->status, JobStatus::Running);
+    EXPECT_EQ(m_store.Tasks().Find(job, 1)->tries, 1u);
     EXPECT_TRUE(m_scheduler.HasRuns());
 
     FillSlots();
@@ -118,12 +118,12 @@ TEST_F(SchedulerTest, TriesATaskThreeTimes)
     {
         FillSlots();
         EXPECT_EQ(News(Finish(run, 7)), Texts{}) << run;
-        EXPECT_EQ(m_store.FindTask(job, 0)->status, JobStatus::Queued) << run;
+        EXPECT_EQ(m_store.Tasks().Find(job, 0)->status, JobStatus::Queued) << run;
     }
     FillSlots();
     EXPECT_EQ(News(Finish(3, -1)), (Texts{"TasksDone=0", "TasksFailed=1", "Status=3"}));
 
-    const auto task = m_store.FindTask(job, 0);
+    const auto task = m_store.Tasks().Find(job, 0);
     EXPECT_EQ(task->status, JobStatus::Failed);
     EXPECT_EQ(task->tries, 3u);
     EXPECT_EQ(task->exitCode, -1);
@@ -167,7 +167,7 @@ TEST_F(SchedulerTest, StartsNothingOfAJobWhoseCommandsAreStillEnding)
     InTurn(
         [&](Outbox &)
         {
-            m_store.ForgetTasks(job);
+            m_store.Tasks().Forget(job);
             m_store.SaveState(job);
         });
     FillSlots();
@@ -188,12 +188,12 @@ TEST_F(SchedulerTest, DoesNotCountWhatEndedInTheTurnThatCancelledIt)
     InTurn(
         [&](Outbox &)
         {
-            m_store.SetRunningTasks(job, JobStatus::Cancelled);
+            m_store.Tasks().SetRunning(job, JobStatus::Cancelled);
             m_store.SaveState(job);
         });
     Finish(1, 0);
     EXPECT_EQ(State(job.id).status, JobStatus::Cancelled);
-    EXPECT_EQ(m_store.FindTask(job, 0)->status, JobStatus::Cancelled);
+    EXPECT_EQ(m_store.Tasks().Find(job, 0)->status, JobStatus::Cancelled);
 }
 
 TEST_F(SchedulerTest, CompletesAJobThatWasPausedDuringItsLastTask)
@@ -229,7 +229,7 @@ TEST_F(SchedulerTest, FailsATaskThatCannotBeStartedAndSaysWhyInItsLog)
         const JobState job = Add(*MakeTestJob(all));
         FillSlots();
         RecordEnded();
-        EXPECT_EQ(m_store.FindTask(job, 0)->exitCode, 127);
+        EXPECT_EQ(m_store.Tasks().Find(job, 0)->exitCode, 127);
         EXPECT_TRUE(m_logs.ReadTail(job.id, 0).starts_with(log)) << m_logs.ReadTail(job.id, 0);
         FillSlots();
         RecordEnded();

@@ -1,0 +1,158 @@
+#include "master/TaskStore.h"
+
+#include <cassert>
+
+#include "master/JobStore.h"
+#include "master/StoreDatabase.h"
+#include "ostrel/CallEntry.h"
+
+namespace master
+{
+
+using ostrel::_CallEntry;
+
+namespace
+{
+
+TaskState ReadTask(SQLite::Statement &row)
+{
+    TaskState task;
+    task.index = row.getColumn(0).getUInt();
+    task.status = JobStatus(row.getColumn(1).getInt());
+    task.tries = row.getColumn(2).getUInt();
+    task.failures = row.getColumn(3).getUInt();
+    task.exitCode = row.getColumn(4).getInt();
+    return task;
+}
+
+} // namespace
+
+TaskStore::TaskStore(StoreDatabase &database) : m_database(database)
+{
+    _CallEntry call("TaskStore::TaskStore", __FILE__, __LINE__);
+}
+
+std::optional<TaskState> TaskStore::FindNext(const JobState &state)
+{
+    _CallEntry call("TaskStore::FindNext", __FILE__, __LINE__);
+
+    assert(m_thread.IsCurrent());
+    return m_database.Guarded(
+        [&]() -> std::optional<TaskState>
+        {
+            const Query select =
+                m_database.Prepared("SELECT task, status, tries, failures, exit_code FROM tasks"
+                                    " WHERE job = ? AND status = 0 ORDER BY task LIMIT 1");
+            select->bind(1, state.number);
+            if (select->executeStep())
+                return ReadTask(*select);
+            if (state.nextTask < state.tasksTotal)
+                return TaskState{.index = state.nextTask};
+            return std::nullopt;
+        });
+}
+
+std::optional<TaskState> TaskStore::Find(const JobState &state, unsigned index)
+{
+    _CallEntry call("TaskStore::Find", __FILE__, __LINE__);
+
+    assert(m_thread.IsCurrent());
+    return m_database.Guarded(
+        [&]() -> std::optional<TaskState>
+        {
+            const Query select =
+                m_database.Prepared("SELECT task, status, tries, failures, exit_code FROM tasks"
+                                    " WHERE job = ? AND task = ?");
+            select->bind(1, state.number);
+            select->bind(2, index);
+            if (!select->executeStep())
+                return std::nullopt;
+            return ReadTask(*select);
+        });
+}
+
+std::vector<TaskState> TaskStore::List(const JobState &state)
+{
+    _CallEntry call("TaskStore::List", __FILE__, __LINE__);
+
+    assert(m_thread.IsCurrent());
+    return m_database.Guarded(
+        [&]
+        {
+            std::vector<TaskState> tasks;
+            const Query select =
+                m_database.Prepared("SELECT task, status, tries, failures, exit_code FROM tasks"
+                                    " WHERE job = ? ORDER BY task");
+            select->bind(1, state.number);
+            while (select->executeStep())
+                tasks.push_back(ReadTask(*select));
+            return tasks;
+        });
+}
+
+void TaskStore::Save(const JobState &state, const TaskState &task)
+{
+    _CallEntry call("TaskStore::Save", __FILE__, __LINE__);
+
+    assert(m_thread.IsCurrent());
+    m_database.Guarded(
+        [&]
+        {
+            const Query put = m_database.Prepared(
+                "INSERT OR REPLACE INTO tasks(job, task, status, tries, failures, exit_code)"
+                " VALUES(?,?,?,?,?,?)");
+            put->bind(1, state.number);
+            put->bind(2, task.index);
+            put->bind(3, int(task.status));
+            put->bind(4, task.tries);
+            put->bind(5, task.failures);
+            put->bind(6, task.exitCode);
+            put->exec();
+        });
+}
+
+void TaskStore::Forget(const JobState &state)
+{
+    _CallEntry call("TaskStore::Forget", __FILE__, __LINE__);
+
+    assert(m_thread.IsCurrent());
+    m_database.Guarded(
+        [&]
+        {
+            const Query remove = m_database.Prepared("DELETE FROM tasks WHERE job = ?");
+            remove->bind(1, state.number);
+            remove->exec();
+        });
+}
+
+void TaskStore::SetRunning(const JobState &state, JobStatus status)
+{
+    _CallEntry call("TaskStore::SetRunning", __FILE__, __LINE__);
+
+    assert(m_thread.IsCurrent());
+    m_database.Guarded(
+        [&]
+        {
+            const Query update =
+                m_database.Prepared("UPDATE tasks SET status = ? WHERE job = ? AND status = 1");
+            update->bind(1, int(status));
+            update->bind(2, state.number);
+            update->exec();
+        });
+}
+
+int TaskStore::RequeueRunning()
+{
+    _CallEntry call("TaskStore::RequeueRunning", __FILE__, __LINE__);
+
+    assert(m_thread.IsCurrent());
+    return m_database.Guarded(
+        [&]
+        {
+            const Query update =
+                m_database.Prepared("UPDATE tasks SET status = 0 WHERE status = 1");
+            return update->exec();
+        });
+}
+
+} // namespace master
