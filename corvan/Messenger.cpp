@@ -27,6 +27,7 @@ struct State
     std::function<void()> wakeUp;
     std::unique_ptr<Link> link;
     bool isConnected = false;
+    bool isCallPending = false; // A dispatch has asked for the next one, which has not come yet.
     std::uint64_t lastSerial = 0;
 };
 
@@ -81,13 +82,22 @@ void AnnounceSafely(const LinkNews &news)
     }
 }
 
-/// Has the loop call again for what is still queued when a dispatch ends, by whatever way.
-struct WakeForRest
+/// Has the loop call again where something is still queued: `Push` wakes for an empty queue alone.
+void WakeForRest()
 {
-    ~WakeForRest()
+    State &state = TheState();
+    if (!state.link || state.isCallPending || state.queue.Count() == 0)
+        return;
+    state.isCallPending = true;
+    state.wakeUp();
+}
+
+/// Does so when a dispatch ends, by whatever way.
+struct WakeAtEnd
+{
+    ~WakeAtEnd()
     {
-        if (TheState().link && TheState().queue.Count() > 0)
-            TheState().wakeUp();
+        WakeForRest();
     }
 };
 
@@ -115,6 +125,7 @@ void Messenger::Start(std::unique_ptr<Link> link, std::function<void()> wakeUp)
     assert(!state.link && "the messenger is started once, until it is stopped");
     state.link = std::move(link);
     state.wakeUp = std::move(wakeUp);
+    state.isCallPending = false;
     state.queue.Open();
     state.link->Start({[] { Queue(LinkUp()); },
                        [](const String &reason) { Queue(LinkDown{reason}); },
@@ -155,15 +166,17 @@ void Messenger::Send(const boost::shared_ptr<Message> &message)
 void Messenger::Dispatch()
 {
     State &state = TheState();
-    const WakeForRest rest;
+    state.isCallPending = false;
+    const WakeAtEnd atEnd;
     // What comes in meanwhile waits for the next call, so that the window stays alive. A receiver
-    // may run a loop of its own and so call this again, or stop the messenger: each turn takes one
-    // from the queue and holds nothing back.
+    // may run a loop of its own, which has to be woken to call this again, or stop the messenger:
+    // each turn takes one from the queue and holds nothing back.
     for (std::size_t left = state.queue.Count(); left > 0; --left)
     {
         const auto news = state.queue.Take();
         if (!news)
             return;
+        WakeForRest();
         AnnounceSafely(*news);
     }
 }

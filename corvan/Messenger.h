@@ -46,7 +46,8 @@ public:
     /// warning. The messenger shares the message until it is written; do not change it any more.
     static void Send(const boost::shared_ptr<Message> &message);
 
-    /// Raises the signals of all that is queued, in order. An `ostrel::Exception *` out of a
+    /// Raises the signals of all that is queued, in order. A receiver may run an event loop of its
+    /// own (a box that asks): it is woken for what still waits. An `ostrel::Exception *` out of a
     /// receiver is logged and deleted here. Main thread.
     static void Dispatch();
 };

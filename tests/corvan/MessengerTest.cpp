@@ -56,6 +56,7 @@ protected:
 
     FakeLink::Record m_link;
     std::atomic<int> m_wakes = 0;
+    int m_wakesSeen = 0;
     std::vector<std::string> m_words;
     std::function<void(const std::string &)> m_then; // Called with each word.
     std::vector<ostrel::SignalConnection> m_connections;
@@ -94,11 +95,14 @@ TEST_F(MessengerTest, WakesTheLoopOnceForAllThatIsQueued)
 {
     m_link.callbacks.connected();
     Receive("A");
+    Receive("B");
     EXPECT_EQ(m_wakes, 1);
     Messenger::Dispatch();
-    EXPECT_EQ(m_wakes, 1);
-    Receive("B");
-    EXPECT_EQ(m_wakes, 2);
+    EXPECT_EQ(m_wakes, 2); // Once more, in case a receiver runs a loop of its own.
+    Receive("C");
+    EXPECT_EQ(m_wakes, 3);
+    Messenger::Dispatch();
+    EXPECT_EQ(m_wakes, 3); // Nothing else waited.
 }
 
 TEST_F(MessengerTest, LeavesWhatComesInMeanwhileToTheNextDispatch)
@@ -127,6 +131,32 @@ TEST_F(MessengerTest, KeepsTheOrderWhenAReceiverRunsALoopOfItsOwn)
         Receive(name);
     Messenger::Dispatch();
     EXPECT_EQ(m_words, (Words{"A", "B", "C"}));
+}
+
+TEST_F(MessengerTest, WakesTheLoopThatAReceiverRuns)
+{
+    // As a box does that asks something: it dispatches when it is woken, and not otherwise.
+    const auto loop = [this]
+    {
+        while (m_wakesSeen != m_wakes)
+        {
+            m_wakesSeen = m_wakes;
+            Messenger::Dispatch();
+        }
+    };
+    Words seenInBox;
+    m_then = [&](const std::string &word)
+    {
+        if (word != "A")
+            return;
+        loop();
+        seenInBox = m_words;
+    };
+    for (const char *name : {"A", "B", "C"})
+        Receive(name);
+    m_wakesSeen = m_wakes;
+    Messenger::Dispatch();
+    EXPECT_EQ(seenInBox, (Words{"A", "B", "C"}));
 }
 
 TEST_F(MessengerTest, RaisesNothingMoreOnceAReceiverStoppedIt)
