@@ -160,6 +160,10 @@ void Messenger::Send(const boost::shared_ptr<Message> &message)
         return;
     }
     message->serial = ++state.lastSerial;
+    // The Master's log says the same of it, so that one can be followed into the other.
+    if (const auto *newJob = dynamic_cast<const JobMsg *>(message.get()))
+        ostrel::LogInfo("sending job " + newJob->job->ID().ToString() + " \"" +
+                        newJob->job->Name() + "\"");
     state.link->Send(message);
 }
 

@@ -43,7 +43,8 @@ public:
     static bool IsConnected();
 
     /// Sends a message and gives it its serial. While there is no connection it is dropped with a
-    /// warning. The messenger shares the message until it is written; do not change it any more.
+    /// warning. A new job is logged with its identifier and name. The messenger shares the message
+    /// until it is written; do not change it any more.
     static void Send(const boost::shared_ptr<Message> &message);
 
     /// Raises the signals of all that is queued, in order. A receiver may run an event loop of its

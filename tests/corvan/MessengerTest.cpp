@@ -9,6 +9,7 @@
 #include "corvan/GrpcLink.h"
 #include "corvan/Messages.h"
 #include "ostrel/Exception.h"
+#include "tests/corvan/SampleType.h"
 #include "tests/support/FakeLink.h"
 #include "tests/support/FakeMaster.h"
 #include "tests/support/LogCapture.h"
@@ -213,6 +214,25 @@ TEST_F(MessengerTest, SendsWithACountedSerialWhileConnected)
     EXPECT_EQ(m_link.sent[0], first);
     EXPECT_GT(first->serial, 0u);
     EXPECT_EQ(second->serial, first->serial + 1);
+}
+
+TEST_F(MessengerTest, LogsTheIdentifierAndNameOfANewJob)
+{
+    const SampleTypeInFactory type;
+    const auto message = boost::make_shared<JobMsg>();
+    message->job = JobFactory::s_JobFactory.CreateJob(SampleType().id);
+    message->job->SetID(UID(FakeMaster::k_Id, true));
+    message->job->SetParameter("Name", "beauty again");
+    LogCapture log;
+    Messenger::Send(message);
+    EXPECT_EQ(log.Count(ostrel::k_LogInfo, "sending"), 0); // It was not.
+
+    m_link.callbacks.connected();
+    Messenger::Dispatch();
+    Messenger::Send(boost::make_shared<ListJobsMsg>());
+    Messenger::Send(message);
+    EXPECT_EQ(log.Texts(ostrel::k_LogInfo),
+              Words{std::string("sending job ") + FakeMaster::k_Id + " \"beauty again\""});
 }
 
 TEST_F(MessengerTest, DropsWhatIsSentWithoutAConnectionWithAWarning)

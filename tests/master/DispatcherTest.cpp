@@ -4,6 +4,7 @@
 
 #include "corvan/Limits.h"
 #include "tests/master/StoreFixture.h"
+#include "tests/support/LogCapture.h"
 
 using corvan::AcceptedMsg;
 using corvan::JobMsg;
@@ -142,6 +143,17 @@ TEST_F(DispatcherTest, KeepsANewJobWithWhatTheMasterSets)
         EXPECT_EQ(text, value) << name;
     }
     EXPECT_TRUE(answer->job->ParameterText("Created", false).starts_with("20"));
+}
+
+TEST_F(DispatcherTest, LogsTheIdentifierAndNameOfANewJob)
+{
+    const auto job = MakeTestJob({{"Name", "beauty again"}, {"Range", "1-3"}});
+    const LogCapture log;
+    Submit(job);
+    EXPECT_EQ(log.Texts(ostrel::k_LogStatus),
+              Texts{"new job " + job->ID().ToString() + " \"beauty again\", 3 tasks"});
+    Submit(job);
+    EXPECT_EQ(log.Count(ostrel::k_LogInfo, "refused Job " + job->ID().ToString()), 1);
 }
 
 TEST_F(DispatcherTest, TellsANewJobToThoseWhoFollowItAlready)
