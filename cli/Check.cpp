@@ -5,6 +5,7 @@
 #include "cli/CheckRules.h"
 #include "cli/CheckSubject.h"
 #include "cli/CheckText.h"
+#include "cli/DecodeTable.h"
 #include "cli/LookAtTable.h"
 #include "cli/ProgressBar.h"
 #include "cli/Verb.h"
@@ -23,6 +24,7 @@ public:
         CLI::App *verb = app.add_subcommand("check", "say which frames are bad, without a window");
         m_subject.Declare(*verb, SubjectArguments::Takes::JobOrPatterns);
         m_rules.Declare(*verb);
+        m_decode.Declare(*verb);
         CLI::Option *json = verb->add_flag("--json", m_asJson, "all frames as JSON");
         CLI::Option *paths = verb->add_flag("--paths", m_asPaths, "the paths of bad frames alone");
         paths->excludes(json);
@@ -47,7 +49,7 @@ public:
         for (CheckTable &table : subject.tables)
             CheckOne(subject, table, out);
         if (m_asJson)
-            WriteJson(out, subject.job.get(), subject.tables, false);
+            WriteJson(out, subject.job.get(), subject.tables, m_decode.IsWanted());
 
         const bool hasBad = std::any_of(subject.tables.begin(), subject.tables.end(), HasBad);
         return hasBad ? k_BadFrames : k_Done;
@@ -85,6 +87,8 @@ private:
                 bar.Show({unsigned(all), unsigned(done), 0});
         };
         LookAtTable(table, {m_rules.Rules(), m_rules.Order(), m_rules.LookAgain()}, m_clock, show);
+        if (m_decode.IsWanted())
+            DecodeTable(table, m_rules.Rules().frameOffset, m_decode.Limits(), show);
         bar.Clear();
     }
 
@@ -102,6 +106,7 @@ private:
 
     SubjectArguments m_subject;
     RulesArguments m_rules;
+    DecodeArguments m_decode;
     bool m_asJson = false;
     bool m_asPaths = false;
     bool m_isZeroEnded = false;
