@@ -208,6 +208,17 @@ Renumbering ReadRenumbering(const ExpansionInput &input, int firstFrame)
     return numbers;
 }
 
+bool WritesOtherNumbers(const ExpansionInput &input, const SequenceDistributor::Items &frames)
+{
+    if (frames.empty())
+        return false;
+    ExpansionInput rendered = input;
+    rendered.hasCustomRange = false;
+    const int first = *frames.begin();
+    const Renumbering numbers = ReadRenumbering(rendered, first);
+    return numbers.renumberStart != first || numbers.renumberBy != 1 || numbers.sequenceBy != 1.0f;
+}
+
 String ExpandNumbers(const FramePattern &pattern, const ExpansionInput &input,
                      const std::function<void(int outputNumber)> &sink)
 {

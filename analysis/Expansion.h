@@ -61,6 +61,10 @@ std::optional<ExpansionInput> ReadExpansionInput(const corvan::Job &job);
 /// PacketSize is taken as it is.
 Renumbering ReadRenumbering(const ExpansionInput &input, int firstFrame);
 
+/// Whether a job that renders exactly `frames` with these texts would write files of other numbers
+/// than `frames`. The custom range does not matter: it only says what to look for.
+bool WritesOtherNumbers(const ExpansionInput &input, const SequenceDistributor::Items &frames);
+
 /// Called once a file, in the order of the walk. Paths and numbers may repeat.
 using FileSink = std::function<void(const Path &path, int outputNumber)>;
 

@@ -2,6 +2,7 @@
 
 #include <set>
 
+#include "analysis/Expansion.h"
 #include "app/Ordwick.h"
 #include "corvan/JobFactory.h"
 #include "corvan/MessageFactory.h"
@@ -61,18 +62,40 @@ void MainWindow::RequeueFrames(const SequenceDistributor::Items &frames)
 
     const String range = SequenceDistributor::CalculateRange(frames);
     LogInfo(" + Requeue range: " + range);
-    if (const auto job = JobForCommand("Requeue"))
-        SubmitRequeue(*job, range);
+    const auto job = JobForCommand("Requeue");
+    if (!job)
+        return;
+    if (SubmitRequeue(*job, range))
+        WarnOfRenumbering(*job, frames);
 }
 
-void MainWindow::SubmitRequeue(const Job &job, const String &range)
+void MainWindow::WarnOfRenumbering(const Job &job, const SequenceDistributor::Items &frames)
+{
+    _CallEntry call("MainWindow::WarnOfRenumbering", __FILE__, __LINE__);
+
+    // What is requeued are the numbers of files, which the new job takes for frames, and it counts
+    // anew from the first of them: it may render other frames, over files that are good.
+    const auto input = analysis::ReadExpansionInput(job);
+    if (!input)
+        return;
+    SequenceDistributor::Items rendered;
+    SequenceDistributor::CalculateItems(job.ParameterText(p_Range, true), rendered);
+    if (!analysis::WritesOtherNumbers(*input, rendered) &&
+        !analysis::WritesOtherNumbers(*input, frames))
+        return;
+    LogWarning("Requeue: the job renumbers its frames, so the new job is not of the same frames");
+    ShowNotice(_("This job renumbers its frames: the new job renders other frames than the bad "
+                 "ones. \"corvan requeue\" finds the frames to render."));
+}
+
+bool MainWindow::SubmitRequeue(const Job &job, const String &range)
 {
     _CallEntry call("MainWindow::SubmitRequeue", __FILE__, __LINE__);
 
     const UID type(job.ParameterText(p_Type, true), false);
     const boost::shared_ptr<Job> requeue = JobFactory::s_JobFactory.CreateJob(type);
     if (!requeue)
-        return; // The factory has logged it.
+        return false; // The factory has logged it.
     requeue->CopyFrom(job, true);
     requeue->SetID(UID(true));
 
@@ -80,12 +103,13 @@ void MainWindow::SubmitRequeue(const Job &job, const String &range)
     queued = static_cast<int>(JobStatus::Queued);
     requeue->SetParameter(p_Status, queued);
     if (!requeue->SetParameter(p_Range, range))
-        return;
+        return false;
 
     const auto message =
         boost::static_pointer_cast<JobMsg>(MessageFactory::CreateMessage(JobMsg::s_Type));
     message->job = requeue;
     Messenger::Send(message);
+    return true;
 }
 
 void MainWindow::OnDeleteSelected(wxCommandEvent & /*event*/)

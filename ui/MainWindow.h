@@ -105,7 +105,9 @@ private:
 
     boost::shared_ptr<corvan::Job> JobForCommand(const char *command) const;
     void RequeueFrames(const corvan::SequenceDistributor::Items &frames);
-    void SubmitRequeue(const corvan::Job &job, const ostrel::String &range);
+    bool SubmitRequeue(const corvan::Job &job, const ostrel::String &range);
+    void WarnOfRenumbering(const corvan::Job &job,
+                           const corvan::SequenceDistributor::Items &frames);
     void SendParameter(const corvan::Job &job, const ostrel::String &name,
                        const ostrel::String &value);
 

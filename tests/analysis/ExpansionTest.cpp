@@ -434,6 +434,29 @@ TEST(FindRenderingFrames, TurnsOutputNumbersBackIntoFrames)
     }
 }
 
+TEST(WritesOtherNumbers, IsSoWhereTheNumbersAreNotTheFrames)
+{
+    const struct
+    {
+        Texts texts;
+        bool isSo;
+    } cases[] = {
+        {{}, false},
+        {{.sequenceBy = "1", .renumberStart = "2", .renumberBy = "1", .packetSize = "3"}, false},
+        {{.renumberStart = "1"}, true},
+        {{.renumberBy = "2"}, true},
+        {{.sequenceBy = "0.5"}, true},
+    };
+
+    for (const auto &[texts, isSo] : cases)
+    {
+        ExpansionInput input = Input(Frames("1-10"), texts);
+        input.hasCustomRange = true;
+        EXPECT_EQ(WritesOtherNumbers(input, Frames("2,5")), isSo) << texts.renumberStart;
+        EXPECT_FALSE(WritesOtherNumbers(input, {}));
+    }
+}
+
 TEST(FindRenderingFrames, FindsNothingWhereTheWalkIsRefused)
 {
     String reason;

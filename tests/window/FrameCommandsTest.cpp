@@ -167,6 +167,33 @@ TEST_F(FrameCommandsTest, TwoRequeuesAreTwoJobs)
     EXPECT_NE(Requeued()[1]->ID(), UID(s_jobId, true));
 }
 
+TEST_F(FrameCommandsTest, ARequeueOfARenumberedJobIsSentAndWarnedOf)
+{
+    const struct
+    {
+        const char *renumberStart;
+        const char *requeued;
+        bool isWarnedOf;
+    } cases[] = {{"", "10-12", false}, {"1", "1-3", true}};
+
+    Start();
+    Connect();
+    for (const auto &[renumberStart, requeued, isWarnedOf] : cases)
+    {
+        ReceiveJob(MakeJob({{p_Range, "10-12"}, {p_RenumberStart, renumberStart}}));
+        Window().RefillList();
+        PumpPass();
+        m_log.Clear();
+        FocusList();
+        PressKeys("ctrl+b");
+        ASSERT_FALSE(Requeued().empty());
+        EXPECT_EQ(Requeued().back()->ParameterText(p_Range, false), requeued);
+        EXPECT_EQ(m_log.Count(k_LogWarning, "Requeue: the job renumbers"), int(isWarnedOf));
+        EXPECT_EQ(Window().Notice().Contains("renumbers its frames"), isWarnedOf);
+    }
+    Screenshot(Window(), "requeue-renumbered");
+}
+
 TEST_F(FrameCommandsTest, TheMenuRequeuesAsTheKeysDo)
 {
     WatchDamage();
