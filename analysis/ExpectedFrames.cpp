@@ -1,5 +1,7 @@
 #include "analysis/ExpectedFrames.h"
 
+#include <algorithm>
+
 namespace analysis
 {
 
@@ -50,6 +52,7 @@ String ListExpectedFrames(const FramePattern &pattern, const ExpansionInput &inp
                           std::vector<FrameRecord> &frames)
 {
     frames.clear();
+    frames.reserve(std::min(input.frames.size(), k_MaxFiles)); // Mostly a file a frame.
     SeenNumbers seen(pattern, frames);
     return ExpandNumbers(pattern, input,
                          [&](int outputNumber)

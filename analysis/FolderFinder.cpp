@@ -27,7 +27,7 @@ FolderFinder::FolderFinder(const Path &folder)
         m_error = errno;
 }
 
-int FolderFinder::Look(const std::string &name, FileLook &look) const
+int FolderFinder::Look(const std::string &name, FileLook &look)
 {
     look = {};
     if (m_error != 0)
@@ -42,6 +42,11 @@ int FolderFinder::Look(const std::string &name, FileLook &look) const
     if (error == 0)
         look = {true, finder.Size(), finder.Modified()};
     return MeansMissing(error, name) ? 0 : error;
+}
+
+MakeNameFinder FolderFinder::MakerFor(const Path &folder)
+{
+    return [folder] { return std::make_unique<FolderFinder>(folder); };
 }
 
 } // namespace analysis

@@ -15,7 +15,10 @@ class FolderFinder : public NameFinder
 public:
     explicit FolderFinder(const Path &folder);
 
-    int Look(const std::string &name, FileLook &look) const override;
+    int Look(const std::string &name, FileLook &look) override;
+
+    /// Makes such finders.
+    static MakeNameFinder MakerFor(const Path &folder);
 
 private:
     ostrel::Descriptor m_folder;

@@ -6,6 +6,7 @@
 #include <condition_variable>
 #include <cstring>
 #include <mutex>
+#include <sched.h>
 #include <sys/resource.h>
 #include <thread>
 #include <vector>
@@ -35,6 +36,26 @@ long Waits()
     return usage.ru_nvcsw;
 }
 
+/// Moves this thread to the processor of its number, where it may also be moved away again. While
+/// other programs keep all processors busy, the system starts a thread beside its maker, and would
+/// take longer than all the looks do to find that they share one processor.
+void MoveToProcessor(unsigned number)
+{
+    cpu_set_t all;
+    if (sched_getaffinity(0, sizeof all, &all) != 0 || CPU_COUNT(&all) < 2)
+        return;
+
+    unsigned toSkip = number % unsigned(CPU_COUNT(&all));
+    int processor = 0;
+    while (!CPU_ISSET(processor, &all) || toSkip-- > 0)
+        ++processor;
+    cpu_set_t one;
+    CPU_ZERO(&one);
+    CPU_SET(processor, &one);
+    if (sched_setaffinity(0, sizeof one, &one) == 0)
+        sched_setaffinity(0, sizeof all, &all);
+}
+
 String Reason(const Path &file, int error)
 {
     return "cannot look into " + file.Parent().Text() + " for " + file.Leaf(true) + ": " +
@@ -45,8 +66,8 @@ String Reason(const Path &file, int error)
 class Crew
 {
 public:
-    Crew(const FrameNames &names, const NameFinder &finder, std::span<FrameRecord> frames)
-        : m_names(names), m_finder(finder), m_frames(frames)
+    Crew(const FrameNames &names, const MakeNameFinder &makeFinder, std::span<FrameRecord> frames)
+        : m_names(names), m_makeFinder(makeFinder), m_frames(frames)
     {
     }
 
@@ -67,7 +88,12 @@ private:
         for (; by > 0 && m_lookers.size() < k_MostLookers && !IsOver(); --by)
         {
             ++m_working;
-            m_lookers.emplace_back([this] { LookUntilOver(); });
+            m_lookers.emplace_back(
+                [this, number = unsigned(m_lookers.size())]
+                {
+                    MoveToProcessor(number);
+                    LookUntilOver();
+                });
         }
     }
 
@@ -78,6 +104,7 @@ private:
 
     void LookUntilOver()
     {
+        const std::unique_ptr<NameFinder> finder = m_makeFinder();
         std::string name;
         long waits = Waits();
         std::size_t size = k_firstBatch;
@@ -90,7 +117,7 @@ private:
                 m_frames.subspan(first, std::min(size, m_frames.size() - first));
 
             const auto start = Clock::now();
-            LookAtBatch(batch, name);
+            LookAtBatch(batch, *finder, name);
             m_done.fetch_add(batch.size(), std::memory_order_relaxed);
             if (Clock::now() - start >= k_longLook * batch.size())
                 GrowWhereItWaited(batch.size(), waits);
@@ -99,13 +126,13 @@ private:
         Leave();
     }
 
-    void LookAtBatch(std::span<FrameRecord> batch, std::string &name)
+    void LookAtBatch(std::span<FrameRecord> batch, NameFinder &finder, std::string &name)
     {
         for (FrameRecord &frame : batch)
         {
             FileLook look;
             m_names.Write(frame.frame, name);
-            if (const int error = m_finder.Look(name, look); error != 0)
+            if (const int error = finder.Look(name, look); error != 0)
             {
                 Refuse(name, error);
                 return;
@@ -156,7 +183,7 @@ private:
     }
 
     const FrameNames &m_names;
-    const NameFinder &m_finder;
+    const MakeNameFinder &m_makeFinder;
     const std::span<FrameRecord> m_frames;
 
     std::atomic<std::size_t> m_next = 0;
@@ -171,12 +198,12 @@ private:
 
 } // namespace
 
-String LookAtFrames(const FrameNames &names, const NameFinder &finder,
+String LookAtFrames(const FrameNames &names, const MakeNameFinder &makeFinder,
                     std::span<FrameRecord> frames, const LooksDone &done)
 {
     if (frames.empty())
         return {};
-    return Crew(names, finder, frames).Run(done);
+    return Crew(names, makeFinder, frames).Run(done);
 }
 
 } // namespace analysis

@@ -23,7 +23,7 @@ using LooksDone = std::function<void(std::size_t done)>;
 ///
 /// Returns the reason, with folder and file and what the system said, at the first that could not
 /// be looked at; the rest is then left as it is. Empty when all went well.
-String LookAtFrames(const FrameNames &names, const NameFinder &finder,
+String LookAtFrames(const FrameNames &names, const MakeNameFinder &makeFinder,
                     std::span<FrameRecord> frames, const LooksDone &done);
 
 } // namespace analysis

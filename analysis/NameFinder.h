@@ -1,5 +1,7 @@
 #pragma once
 
+#include <functional>
+#include <memory>
 #include <string>
 
 #include "analysis/FileCheck.h"
@@ -7,7 +9,7 @@
 namespace analysis
 {
 
-/// The files of one folder, by name. Any thread, several at once.
+/// The files of one folder, by name. One thread.
 class NameFinder
 {
 public:
@@ -15,7 +17,10 @@ public:
 
     /// Looks at one file. 0, or the system's error number when it could not be told whether there
     /// is such a file; a file that is not there is no error.
-    virtual int Look(const std::string &name, FileLook &look) const = 0;
+    virtual int Look(const std::string &name, FileLook &look) = 0;
 };
+
+/// Makes one for a thread of its own: an open folder that several threads share slows them down.
+using MakeNameFinder = std::function<std::unique_ptr<NameFinder>()>;
 
 } // namespace analysis

@@ -1,6 +1,9 @@
 #include "cli/CheckJson.h"
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
+#include <thread>
+#include <vector>
 
 namespace cli
 {
@@ -86,15 +89,40 @@ void AppendRow(std::string &out, const CheckTable &table, std::size_t row, const
     out += '}';
 }
 
+/// Rows are made in pieces, several at once; the pieces of one turn are all that is kept.
+constexpr std::size_t k_piece = 2048;
+
+void MakePiece(const CheckTable &table, const PathTexts &paths, std::size_t first,
+               std::string &piece)
+{
+    piece.clear();
+    const std::size_t end = std::min(first + k_piece, table.frames.size());
+    for (std::size_t row = first; row < end; ++row)
+    {
+        piece += row > 0 ? ",\n" : "\n";
+        AppendRow(piece, table, row, paths);
+    }
+}
+
 void WriteRows(Output &out, const CheckTable &table)
 {
     const PathTexts paths(table.pattern);
-    std::string line;
-    for (std::size_t row = 0; row < table.frames.size(); ++row)
+    std::vector<std::string> pieces(std::max(std::thread::hardware_concurrency(), 1u));
+    for (std::size_t row = 0; row < table.frames.size();)
     {
-        line.assign(row > 0 ? ",\n" : "\n");
-        AppendRow(line, table, row, paths);
-        out << line;
+        {
+            std::vector<std::jthread> others;
+            for (std::size_t i = 1; i < pieces.size() && row + i * k_piece < table.frames.size();
+                 ++i)
+                others.emplace_back([&, i]
+                                    { MakePiece(table, paths, row + i * k_piece, pieces[i]); });
+            MakePiece(table, paths, row, pieces[0]);
+        } // Joined here, before the pieces are read.
+        for (std::size_t i = 0; i < pieces.size() && row < table.frames.size(); ++i)
+        {
+            out << pieces[i];
+            row += k_piece;
+        }
     }
 }
 

@@ -73,6 +73,9 @@ void SystemClock::SleepUntil(std::int64_t moment)
 String LookAgain(std::span<FrameRecord> frames, const LookAgainRules &rules, LookClock &clock,
                  const LookAtSome &look)
 {
+    if (rules.stableAfterNs == 0 && rules.retriesOfMissing == 0)
+        return {};
+
     std::vector<Waiting> waiting;
     std::int64_t now = clock.Now();
     for (FrameRecord &frame : frames)

@@ -25,11 +25,11 @@ void LookAtTable(CheckTable &table, const CheckRules &rules, LookClock &clock,
                  const Progress &progress)
 {
     const analysis::FrameNames names(table.pattern);
-    const analysis::FolderFinder finder(names.Folder());
+    const auto makeFinder = analysis::FolderFinder::MakerFor(names.Folder());
     const LookAtSome look = [&](std::span<analysis::FrameRecord> frames)
     {
         const std::size_t others = table.frames.size() - frames.size();
-        return analysis::LookAtFrames(names, finder, frames,
+        return analysis::LookAtFrames(names, makeFinder, frames,
                                       [&](std::size_t done)
                                       { progress(others + done, table.frames.size()); });
     };

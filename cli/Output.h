@@ -17,7 +17,7 @@ public:
     /// `stream` must outlive it.
     explicit Output(std::FILE *stream) : m_stream(stream)
     {
-        m_text.reserve(k_piece + k_piece / 4);
+        m_text.reserve(k_piece);
     }
     ~Output()
     {
@@ -28,9 +28,12 @@ public:
 
     Output &operator<<(std::string_view text)
     {
-        m_text.append(text);
-        if (m_text.size() >= k_piece)
+        if (m_text.size() + text.size() > k_piece)
             Write();
+        if (text.size() > k_piece)
+            Write(text);
+        else
+            m_text.append(text);
         return *this;
     }
     Output &operator<<(char character)
@@ -57,9 +60,13 @@ private:
 
     void Write()
     {
-        if (!m_text.empty())
-            std::fwrite(m_text.data(), 1, m_text.size(), m_stream);
+        Write(m_text);
         m_text.clear();
+    }
+    void Write(std::string_view text)
+    {
+        if (!text.empty())
+            std::fwrite(text.data(), 1, text.size(), m_stream);
     }
 
     std::FILE *m_stream;

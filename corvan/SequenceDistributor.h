@@ -82,12 +82,10 @@ public:
 
     private:
         friend class Items;
+        void TakeFrame();
+
         // The library's own iterator, as bytes: it holds no resource.
-        using Position = std::array<std::uint64_t, 6>;
-
-        void Take(const Position &position);
-
-        Position m_position{};
+        alignas(std::uint64_t) std::array<std::byte, 48> m_position{};
         int m_frame = 0;
         bool m_atEnd = true;
     };

@@ -1,8 +1,8 @@
-#include <bit>
 #include <cassert>
 #include <limits>
 #include <new>
 #include <roaring/roaring.h>
+#include <type_traits>
 
 #include "corvan/SequenceDistributor.h"
 
@@ -29,6 +29,15 @@ roaring_bitmap_t *Checked(roaring_bitmap_t *bits)
     return bits;
 }
 
+using Position = std::array<std::byte, sizeof(roaring_uint32_iterator_t)>;
+static_assert(std::is_trivially_copyable_v<roaring_uint32_iterator_t> &&
+              alignof(roaring_uint32_iterator_t) <= alignof(std::uint64_t));
+
+roaring_uint32_iterator_t &PositionIn(Position &bytes)
+{
+    return *std::launder(reinterpret_cast<roaring_uint32_iterator_t *>(bytes.data()));
+}
+
 } // namespace
 
 using Items = SequenceDistributor::Items;
@@ -38,10 +47,9 @@ void Items::Free::operator()(roaring_bitmap_s *bits) const
     roaring_bitmap_free(bits);
 }
 
-void Items::const_iterator::Take(const Position &position)
+void Items::const_iterator::TakeFrame()
 {
-    const auto at = std::bit_cast<roaring_uint32_iterator_t>(position);
-    m_position = position;
+    const auto &at = PositionIn(m_position);
     m_atEnd = !at.has_value;
     m_frame = m_atEnd ? 0 : ToFrame(at.current_value);
 }
@@ -49,9 +57,8 @@ void Items::const_iterator::Take(const Position &position)
 Items::const_iterator &Items::const_iterator::operator++()
 {
     assert(!m_atEnd && "an iterator is not moved past the end");
-    auto at = std::bit_cast<roaring_uint32_iterator_t>(m_position);
-    roaring_advance_uint32_iterator(&at);
-    Take(std::bit_cast<Position>(at));
+    roaring_advance_uint32_iterator(&PositionIn(m_position));
+    TakeFrame();
     return *this;
 }
 
@@ -159,21 +166,20 @@ bool Items::contains(int frame) const
 
 Items::const_iterator Items::begin() const
 {
-    roaring_uint32_iterator_t at{};
-    roaring_init_iterator(m_bits.get(), &at);
     const_iterator first;
-    first.Take(std::bit_cast<const_iterator::Position>(at));
+    roaring_init_iterator(m_bits.get(), &PositionIn(first.m_position));
+    first.TakeFrame();
     return first;
 }
 
 Items::const_iterator Items::lower_bound(int frame) const
 {
-    roaring_uint32_iterator_t at{};
+    const_iterator found;
+    auto &at = PositionIn(found.m_position);
     roaring_init_iterator(m_bits.get(), &at);
     if (at.has_value)
         roaring_move_uint32_iterator_equalorlarger(&at, ToBits(frame));
-    const_iterator found;
-    found.Take(std::bit_cast<const_iterator::Position>(at));
+    found.TakeFrame();
     return found;
 }
 

@@ -133,9 +133,7 @@ bool FileFinder::Find(const Path &path)
 
 int FileFinder::FindAt(int folder, const char *name)
 {
-    struct stat status
-    {
-    };
+    struct stat status; // All of it is written where the call succeeds.
     if (fstatat(folder, name, &status, 0) != 0)
         return errno;
     if (!S_ISREG(status.st_mode))

@@ -18,13 +18,12 @@ std::time_t WholeSeconds(std::int64_t nanoseconds)
     return std::time_t(nanoseconds % k_nanoseconds < 0 ? seconds - 1 : seconds);
 }
 
-// `width` digits of a number that has no more.
-void AppendDigits(std::string &out, unsigned number, std::size_t width)
+// The digits of a number below 100 at `out`, and the place behind them.
+char *WritePair(char *out, unsigned number)
 {
-    const std::size_t start = out.size();
-    out.resize(start + width);
-    for (std::size_t at = start + width; at > start; number /= 10)
-        out[--at] = char('0' + number % 10);
+    out[0] = char('0' + number / 10);
+    out[1] = char('0' + number % 10);
+    return out + 2;
 }
 
 } // namespace
@@ -66,25 +65,22 @@ void Time::AppendIso(std::string &out) const
     const auto day = floor<days>(moment);
     const year_month_day date(day);
     const hh_mm_ss clock(moment - day);
-    const struct
-    {
-        unsigned number;
-        std::size_t width;
-        char after;
-    } parts[] = {
-        {unsigned(int(date.year())), 4, '-'},
-        {unsigned(date.month()), 2, '-'},
-        {unsigned(date.day()), 2, 'T'},
-        {unsigned(clock.hours().count()), 2, ':'},
-        {unsigned(clock.minutes().count()), 2, ':'},
-        {unsigned(clock.seconds().count()), 2, '.'},
-        {unsigned(clock.subseconds().count()), 9, 'Z'},
-    };
-    for (const auto &[number, width, after] : parts)
-    {
-        AppendDigits(out, number, width);
-        out.push_back(after);
-    }
+    const auto year = unsigned(int(date.year())); // 1677 to 2262.
+    const auto fraction = unsigned(clock.subseconds().count());
+
+    char text[] = "0000-00-00T00:00:00.000000000Z";
+    WritePair(WritePair(text, year / 100), year % 100);
+    WritePair(text + 5, unsigned(date.month()));
+    WritePair(text + 8, unsigned(date.day()));
+    WritePair(text + 11, unsigned(clock.hours().count()));
+    WritePair(text + 14, unsigned(clock.minutes().count()));
+    WritePair(text + 17, unsigned(clock.seconds().count()));
+    text[20] = char('0' + fraction / 100'000'000);
+    WritePair(text + 21, fraction / 1'000'000 % 100);
+    WritePair(text + 23, fraction / 10'000 % 100);
+    WritePair(text + 25, fraction / 100 % 100);
+    WritePair(text + 27, fraction % 100);
+    out.append(text, sizeof text - 1);
 }
 
 } // namespace ostrel

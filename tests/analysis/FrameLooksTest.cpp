@@ -27,50 +27,59 @@ std::vector<FrameRecord> Frames(int count)
 class NumberFinder : public NameFinder
 {
 public:
-    int Look(const std::string &name, FileLook &look) const override
+    explicit NumberFinder(int refused) : m_refused(refused) {}
+
+    int Look(const std::string &name, FileLook &look) override
     {
         const auto number = std::uint64_t(std::stoi(name));
         look = {number % 10 != 0, number, Time(std::int64_t(number) * 1000)};
-        return int(number) == refused ? EACCES : 0;
-    }
-
-    int refused = 0;
-};
-
-/// Answers only when so many look at once, or, so that the test ends, when none come any more.
-class SlowFinder : public NameFinder
-{
-public:
-    explicit SlowFinder(unsigned wanted) : m_wanted(wanted) {}
-
-    int Look(const std::string &, FileLook &look) const override
-    {
-        look = {};
-        std::unique_lock lock(m_mutex);
-        m_most = std::max(m_most, ++m_inside);
-        m_news.notify_all();
-        m_news.wait_for(lock, std::chrono::milliseconds(20), [this] { return m_most >= m_wanted; });
-        --m_inside;
-        return 0;
-    }
-
-    unsigned Most() const
-    {
-        return m_most;
+        return int(number) == m_refused ? EACCES : 0;
     }
 
 private:
-    const unsigned m_wanted;
-    mutable std::mutex m_mutex;
-    mutable std::condition_variable m_news;
-    mutable unsigned m_inside = 0;
-    mutable unsigned m_most = 0;
+    const int m_refused;
 };
 
-String Look(std::vector<FrameRecord> &frames, const NameFinder &finder)
+/// A place that opens only when so many are there at once, or, so that the test ends, when none
+/// come any more.
+struct Gate
+{
+    std::mutex mutex;
+    std::condition_variable news;
+    unsigned inside = 0;
+    unsigned most = 0;
+};
+
+class SlowFinder : public NameFinder
+{
+public:
+    explicit SlowFinder(Gate &gate) : m_gate(gate) {}
+
+    int Look(const std::string &, FileLook &look) override
+    {
+        look = {};
+        std::unique_lock lock(m_gate.mutex);
+        m_gate.most = std::max(m_gate.most, ++m_gate.inside);
+        m_gate.news.notify_all();
+        m_gate.news.wait_for(lock, std::chrono::milliseconds(20),
+                             [this] { return m_gate.most >= k_MostLookers; });
+        --m_gate.inside;
+        return 0;
+    }
+
+private:
+    Gate &m_gate;
+};
+
+String Look(std::vector<FrameRecord> &frames, const MakeNameFinder &makeFinder)
 {
     const auto pattern = FramePattern::Parse("/r/%d", nullptr);
-    return LookAtFrames(FrameNames(*pattern), finder, frames, [](std::size_t) {});
+    return LookAtFrames(FrameNames(*pattern), makeFinder, frames, [](std::size_t) {});
+}
+
+MakeNameFinder Numbers(int refused = 0)
+{
+    return [refused] { return std::make_unique<NumberFinder>(refused); };
 }
 
 } // namespace
@@ -82,7 +91,7 @@ TEST(FrameLooks, StoreWhatIsSeenOfEachFrame)
         std::vector<FrameRecord> frames = Frames(count);
         if (count > 9)
             frames[9].exists = true; // And is gone.
-        ASSERT_EQ(Look(frames, NumberFinder()), "");
+        ASSERT_EQ(Look(frames, Numbers()), "");
         for (const FrameRecord &frame : frames)
         {
             const bool exists = frame.frame % 10 != 0;
@@ -96,15 +105,13 @@ TEST(FrameLooks, StoreWhatIsSeenOfEachFrame)
 TEST(FrameLooks, EndWithTheReasonWhereAFileCannotBeLookedAt)
 {
     std::vector<FrameRecord> frames = Frames(5000);
-    NumberFinder finder;
-    finder.refused = 4321;
-    EXPECT_EQ(Look(frames, finder), "cannot look into /r for 4321: Permission denied");
+    EXPECT_EQ(Look(frames, Numbers(4321)), "cannot look into /r for 4321: Permission denied");
 }
 
 TEST(FrameLooks, AreManyAtOnceWhereLookingMeansWaiting)
 {
     std::vector<FrameRecord> frames = Frames(4000);
-    const SlowFinder finder(k_MostLookers);
-    EXPECT_EQ(Look(frames, finder), "");
-    EXPECT_EQ(finder.Most(), k_MostLookers);
+    Gate gate;
+    EXPECT_EQ(Look(frames, [&gate] { return std::make_unique<SlowFinder>(gate); }), "");
+    EXPECT_EQ(gate.most, k_MostLookers);
 }
