@@ -4,10 +4,11 @@
 #include <boost/asio/steady_timer.hpp>
 #include <cassert>
 #include <csignal>
+#include <unistd.h>
 
 #include "master/Leftovers.h"
+#include "ostrel/Attempt.h"
 #include "ostrel/CallEntry.h"
-#include "ostrel/Exception.h"
 #include "ostrel/Log.h"
 
 namespace master
@@ -20,9 +21,15 @@ struct LocalRunner::Process
 {
     Process(boost::asio::io_context &loop, const Command &command, const ProcessMark &mark,
             Finished whenFinished)
-        : group(command, mark), exitEvent(loop, group.OpenExitEvent()), kill(loop),
-          finished(std::move(whenFinished))
+        : group(command, mark), exitEvent(loop), kill(loop), finished(std::move(whenFinished))
     {
+        const int event = group.OpenExitEvent();
+        error_code error;
+        if (exitEvent.assign(event, error))
+        {
+            ::close(event);
+            throw new ostrel::ProcessException("cannot watch a process: " + error.message());
+        }
     }
 
     ProcessGroup group;
@@ -62,20 +69,19 @@ bool LocalRunner::Start(const Command &command, Finished finished, String *error
     _CallEntry call("LocalRunner::Start", __FILE__, __LINE__);
 
     assert(m_thread.IsCurrent());
-    try
-    {
-        m_processes[command.run] =
-            std::make_unique<Process>(m_loop, command, m_mark, std::move(finished));
-    }
-    catch (ostrel::Exception *raw)
-    {
-        const std::unique_ptr<ostrel::Exception> reason(raw);
-        m_processes.erase(command.run);
-        *error = reason->Text();
-        return false;
-    }
-    WaitFor(command.run);
-    return true;
+    const auto reason = ostrel::Attempt(
+        [&]
+        {
+            m_processes[command.run] =
+                std::make_unique<Process>(m_loop, command, m_mark, std::move(finished));
+            WaitFor(command.run);
+        });
+    if (!reason)
+        return true;
+    // Its slot is free again; what was started is killed.
+    m_processes.erase(command.run);
+    *error = *reason;
+    return false;
 }
 
 void LocalRunner::WaitFor(int run)

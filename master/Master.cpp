@@ -4,8 +4,8 @@
 #include <cassert>
 
 #include "corvan/Parameters.h"
+#include "ostrel/Attempt.h"
 #include "ostrel/CallEntry.h"
-#include "ostrel/Exception.h"
 #include "ostrel/Log.h"
 
 namespace master
@@ -13,6 +13,7 @@ namespace master
 
 using boost::system::error_code;
 using ostrel::_CallEntry;
+using ostrel::Attempt;
 using std::chrono::steady_clock;
 
 namespace
@@ -110,37 +111,36 @@ void Master::Turn()
     assert(m_thread.IsCurrent());
     m_isTurnPosted = false;
     const std::vector<Server::Request> requests = m_server->TakeRequests();
-    try
+    Outbox outbox;
+    const auto reason = Attempt([&] { outbox = TakeTogether(requests); });
+    if (reason)
     {
-        TakeTogether(requests);
-    }
-    catch (ostrel::Exception *raw)
-    {
-        const std::unique_ptr<ostrel::Exception> error(raw);
-        ostrel::LogError(error->Text());
+        ostrel::LogError(*reason);
         m_cache.Clear();
         TakeOneByOne(requests);
+    }
+    else
+    {
+        ForgetResults();
+        CarryOut(outbox);
     }
     m_server->EndRequests();
     FillSlots();
 }
 
-void Master::TakeTogether(const std::vector<Server::Request> &requests)
+Outbox Master::TakeTogether(const std::vector<Server::Request> &requests)
 {
     _CallEntry call("Master::TakeTogether", __FILE__, __LINE__);
 
-    if (requests.empty() && m_results.empty())
-        return;
     Outbox outbox;
-    {
-        JobStore::Turn turn(m_store);
-        RecordResults(outbox);
-        for (const Server::Request &request : requests)
-            Handle(request, outbox);
-        turn.Commit();
-    }
-    ForgetResults();
-    CarryOut(outbox);
+    if (requests.empty() && m_results.empty())
+        return outbox;
+    JobStore::Turn turn(m_store);
+    RecordResults(outbox);
+    for (const Server::Request &request : requests)
+        Handle(request, outbox);
+    turn.Commit();
+    return outbox;
 }
 
 void Master::TakeOneByOne(const std::vector<Server::Request> &requests)
@@ -153,18 +153,18 @@ void Master::TakeOneByOne(const std::vector<Server::Request> &requests)
     for (const Server::Request &request : requests)
     {
         Outbox outbox;
-        try
+        const auto reason = Attempt(
+            [&]
+            {
+                JobStore::Turn turn(m_store);
+                Handle(request, outbox);
+                turn.Commit();
+            });
+        if (reason)
         {
-            JobStore::Turn turn(m_store);
-            Handle(request, outbox);
-            turn.Commit();
-        }
-        catch (ostrel::Exception *raw)
-        {
-            const std::unique_ptr<ostrel::Exception> error(raw);
             m_cache.Clear();
             outbox = {};
-            outbox.Refuse(request.client, request.serial, request.what, error->Text(), UID());
+            outbox.Refuse(request.client, request.serial, request.what, *reason, UID());
         }
         CarryOut(outbox);
     }
@@ -183,21 +183,21 @@ void Master::Handle(const Server::Request &request, Outbox &outbox)
     }
 
     Outbox answers;
-    try
+    const auto reason = Attempt(
+        [&]
+        {
+            JobStore::Step step(m_store);
+            m_dispatcher.Handle(request.client, *request.message, answers);
+            step.Keep();
+        });
+    if (reason && !m_store.InTurn())
+        throw new StoreException(*reason);
+    if (reason)
     {
-        JobStore::Step step(m_store);
-        m_dispatcher.Handle(request.client, *request.message, answers);
-        step.Keep();
-    }
-    catch (ostrel::Exception *raw)
-    {
-        std::unique_ptr<ostrel::Exception> error(raw);
-        if (!m_store.InTurn())
-            throw error.release();
         m_cache.Clear();
-        ostrel::LogError(error->Text());
+        ostrel::LogError(*reason);
         answers = {};
-        answers.Refuse(request.client, request.serial, request.what, error->Text(), UID());
+        answers.Refuse(request.client, request.serial, request.what, *reason, UID());
     }
     outbox.Append(std::move(answers));
 }
@@ -239,16 +239,16 @@ std::vector<Scheduler::Planned> Master::PlanOnDisk()
 
     Outbox outbox;
     std::vector<Scheduler::Planned> planned;
-    try
+    const auto reason = Attempt(
+        [&]
+        {
+            JobStore::Turn turn(m_store);
+            planned = m_scheduler.Plan(outbox);
+            turn.Commit();
+        });
+    if (reason)
     {
-        JobStore::Turn turn(m_store);
-        planned = m_scheduler.Plan(outbox);
-        turn.Commit();
-    }
-    catch (ostrel::Exception *raw)
-    {
-        const std::unique_ptr<ostrel::Exception> error(raw);
-        ostrel::LogError(error->Text());
+        ostrel::LogError(*reason);
         m_cache.Clear();
         RetryLater();
         return {};
@@ -275,10 +275,16 @@ void Master::Send(const Outgoing &message)
 {
     _CallEntry call("Master::Send", __FILE__, __LINE__);
 
-    if (message.client != 0)
-        m_server->Send(message, std::vector<ClientNumber>{message.client});
-    else
-        m_server->Send(message, m_followers.Of(message.followersOf));
+    const auto reason = Attempt(
+        [&]
+        {
+            if (message.client != 0)
+                m_server->Send(message, std::vector<ClientNumber>{message.client});
+            else
+                m_server->Send(message, m_followers.Of(message.followersOf));
+        });
+    if (reason)
+        ostrel::LogError("a message is not sent: " + *reason);
 }
 
 void Master::SendProgress()
@@ -340,19 +346,17 @@ void Master::RequeueRunning()
 {
     _CallEntry call("Master::RequeueRunning", __FILE__, __LINE__);
 
-    try
-    {
-        JobStore::Turn turn(m_store);
-        const int count = m_store.Tasks().RequeueRunning();
-        turn.Commit();
-        if (count > 0)
-            ostrel::LogStatus(std::to_string(count) + " tasks are queued again");
-    }
-    catch (ostrel::Exception *raw)
-    {
-        const std::unique_ptr<ostrel::Exception> error(raw);
-        ostrel::LogError(error->Text());
-    }
+    const auto reason = Attempt(
+        [&]
+        {
+            JobStore::Turn turn(m_store);
+            const int count = m_store.Tasks().RequeueRunning();
+            turn.Commit();
+            if (count > 0)
+                ostrel::LogStatus(std::to_string(count) + " tasks are queued again");
+        });
+    if (reason)
+        ostrel::LogError(*reason);
 }
 
 void Master::WatchIdle()

@@ -62,7 +62,7 @@ private:
     void ScheduleTurn();
     void RetryLater();
     void Turn();
-    void TakeTogether(const std::vector<Server::Request> &requests);
+    Outbox TakeTogether(const std::vector<Server::Request> &requests);
     void TakeOneByOne(const std::vector<Server::Request> &requests);
     void Handle(const Server::Request &request, Outbox &outbox);
     void RecordResults(Outbox &outbox);

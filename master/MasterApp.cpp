@@ -9,6 +9,7 @@
 #include "corvan/JobFactory.h"
 #include "master/LocalRunner.h"
 #include "master/Master.h"
+#include "master/RunLoop.h"
 #include "ostrel/CallEntry.h"
 #include "ostrel/Log.h"
 
@@ -22,23 +23,6 @@ namespace
 
 constexpr std::chrono::minutes k_personalIdle{10};
 constexpr std::chrono::seconds k_patience{3};
-
-// A turn catches for itself; what comes here are the odd reads outside of one.
-void RunLoop(boost::asio::io_context &loop)
-{
-    while (!loop.stopped())
-    {
-        try
-        {
-            loop.run();
-        }
-        catch (ostrel::Exception *raw)
-        {
-            const std::unique_ptr<ostrel::Exception> error(raw);
-            ostrel::LogError(error->Text());
-        }
-    }
-}
 
 } // namespace
 

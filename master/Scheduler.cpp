@@ -5,6 +5,7 @@
 
 #include "corvan/Parameters.h"
 #include "master/RenderCommand.h"
+#include "ostrel/Attempt.h"
 #include "ostrel/CallEntry.h"
 #include "ostrel/Log.h"
 
@@ -173,7 +174,11 @@ void Scheduler::Start(const std::vector<Planned> &planned, const CommandRunner::
     {
         m_runs[one.command.run] = {one.job, one.task};
         String reason;
-        if (StartOne(one, finished, &reason))
+        bool isStarted = false;
+        if (const auto thrown =
+                ostrel::Attempt([&] { isStarted = StartOne(one, finished, &reason); }))
+            reason = *thrown;
+        if (isStarted)
             continue;
         ostrel::LogWarning("cannot start task " + std::to_string(one.task) + " of job " +
                            one.job.ToString() + ": " + reason);

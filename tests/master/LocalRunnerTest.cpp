@@ -4,9 +4,12 @@
 #include <csignal>
 #include <fstream>
 #include <optional>
+#include <sys/resource.h>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
+#include "tests/support/MemoryLimit.h"
 #include "tests/support/Printing.h"
 #include "tests/support/TempFolder.h"
 
@@ -99,6 +102,62 @@ TEST_F(LocalRunnerTest, TellsHowACommandEnded)
         EXPECT_EQ(m_ended, (Ended{{m_run, exitCode}})) << script;
         ++m_run;
     }
+}
+
+TEST_F(LocalRunnerTest, KeepsItsSlotsWhereTheSystemHasNoMoreDescriptors)
+{
+    rlimit before{};
+    ::getrlimit(RLIMIT_NOFILE, &before);
+    const int first = ::dup(STDERR_FILENO);
+    ::close(first);
+
+    // Each step of a start is refused once; a loop makes its own descriptors with the first.
+    int refused = 0, started = 0;
+    for (int more = 0; more < 20; ++more)
+    {
+        boost::asio::io_context loop;
+        LocalRunner runner(loop, 1, k_patience, m_folder.Folder().Text());
+        const Command command{1, {"/bin/sh", "-c", ":"}, m_folder.Folder(), m_folder / "log"};
+        rlimit few = before;
+        few.rlim_cur = rlim_t(first + more);
+        ::setrlimit(RLIMIT_NOFILE, &few);
+        String reason;
+        const bool isStarted = runner.Start(
+            command, [](int, int) {}, &reason);
+        ::setrlimit(RLIMIT_NOFILE, &before);
+
+        EXPECT_EQ(runner.FreeSlots(), isStarted ? 0 : 1) << more;
+        EXPECT_EQ(reason.empty(), isStarted) << more << ": " << reason;
+        ++(isStarted ? started : refused);
+    }
+    EXPECT_GT(refused, 3);
+    EXPECT_GT(started, 3);
+    const int after = ::dup(STDERR_FILENO);
+    EXPECT_EQ(after, first) << "a descriptor is left open";
+    ::close(after);
+}
+
+TEST_F(LocalRunnerTest, KeepsItsSlotsWhereThereIsNoMemory)
+{
+    int refused = 0, started = 0;
+    for (std::size_t most = 16; most <= 65'536; most += most / 2)
+    {
+        boost::asio::io_context loop;
+        LocalRunner runner(loop, 1, k_patience, m_folder.Folder().Text());
+        const Command command{1, {"/bin/sh", "-c", ":"}, m_folder.Folder(), m_folder / "log"};
+        String reason;
+        bool isStarted = false;
+        {
+            const MemoryLimit limit(most);
+            isStarted = runner.Start(
+                command, [](int, int) {}, &reason);
+        }
+        EXPECT_EQ(runner.FreeSlots(), isStarted ? 0 : 1) << most;
+        EXPECT_EQ(reason, isStarted ? "" : "out of memory") << most;
+        ++(isStarted ? started : refused);
+    }
+    EXPECT_GT(refused, 3);
+    EXPECT_GT(started, 3);
 }
 
 TEST_F(LocalRunnerTest, HandsArgumentsOverAsTheyAre)

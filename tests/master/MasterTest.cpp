@@ -11,6 +11,7 @@
 #include "tests/master/TestCertificate.h"
 #include "tests/master/TestJobs.h"
 #include "tests/support/LogCapture.h"
+#include "tests/support/MemoryLimit.h"
 #include "tests/support/Printing.h"
 #include "tests/support/TempFolder.h"
 
@@ -406,6 +407,27 @@ TEST_F(MasterTest, NotesHowACommandEndedOnceTheDiskHasRoomAgain)
     ::signal(SIGXFSZ, SIG_DFL);
 
     ASSERT_TRUE(client->ReceiveUntil(IsNews("Status", "2")));
+}
+
+TEST_F(MasterTest, RefusesWhatItHasNoMemoryForAndGoesOn)
+{
+    Start();
+    const auto client = Connect();
+    const std::string running = Submit(*client, {{"Range", "1"}, {"Script", WaitsFor("go")}});
+    const std::string large = Submit(*client, {{"Range", "1-20000"}, {"Status", "4"}});
+
+    std::optional<wire::Envelope> refused;
+    {
+        const MemoryLimit limit(300'000);
+        refused = client->Ask(GetTasksEnvelope(large));
+    }
+    ASSERT_TRUE(refused && refused->has_refused());
+    EXPECT_EQ(refused->refused().what(), "GetTasks");
+    EXPECT_EQ(refused->refused().reason(), "out of memory");
+    EXPECT_EQ(client->Ask(GetTasksEnvelope(large))->task_list().tasks_size(), 20'000);
+    m_folder.MakeFile("go");
+    EXPECT_TRUE(client->ReceiveUntil(IsNews("Status", "2")));
+    EXPECT_EQ(Status(*client, running), "2");
 }
 
 TEST_F(MasterTest, EndsWhenItIsIdle)

@@ -4,6 +4,7 @@
 #include <chrono>
 
 #include "master/LocalRunner.h"
+#include "master/RunLoop.h"
 #include "ostrel/Exception.h"
 
 using master::MasterSettings;
@@ -30,7 +31,7 @@ void RunningMaster::Run(const MasterSettings &settings, int slots, std::promise<
         m_master = &theMaster;
         m_address = theMaster.Connections().Address();
         isReady.set_value();
-        m_loop.run();
+        master::RunLoop(m_loop);
     }
     catch (ostrel::Exception *raw)
     {

@@ -207,6 +207,19 @@ TEST_F(SchedulerTest, CompletesAJobThatWasPausedDuringItsLastTask)
     EXPECT_EQ(State(job.id).status, JobStatus::Done);
 }
 
+TEST_F(SchedulerTest, FailsTheOneTaskWhoseStartThrows)
+{
+    m_runner.slots = 2;
+    m_runner.throws = "no descriptors left";
+    const JobState job = Add(*MakeTestJob({{"Range", "1-2"}}));
+    FillSlots();
+    EXPECT_EQ(m_runner.started.size(), 1u); // The other one.
+    EXPECT_EQ(m_ended.size(), 1u);
+    EXPECT_EQ(m_logs.ReadTail(job.id, 0), "corvan-master: cannot start: no descriptors left\n");
+    RecordEnded();
+    EXPECT_EQ(m_store.Tasks().Find(job, 0)->status, JobStatus::Queued);
+}
+
 TEST_F(SchedulerTest, FailsATaskThatCannotBeStartedAndSaysWhyInItsLog)
 {
     const struct

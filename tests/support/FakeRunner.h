@@ -1,6 +1,7 @@
 #pragma once
 
 #include <map>
+#include <stdexcept>
 #include <utility>
 #include <vector>
 
@@ -13,6 +14,7 @@ class FakeRunner : public master::CommandRunner
 public:
     int slots = 1;
     ostrel::String refuses; ///< Why no command can be started; empty where they can.
+    ostrel::String throws;  ///< What the next start throws; empty for nothing.
 
     std::vector<master::Command> started;
     std::vector<int> ended; ///< Runs that `End` was called for.
@@ -27,6 +29,8 @@ public:
     bool Start(const master::Command &command, Finished finished, ostrel::String *error) override
     {
         *error = refuses;
+        if (!throws.empty())
+            throw std::runtime_error(std::exchange(throws, {}));
         if (!refuses.empty())
             return false;
         started.push_back(command);
