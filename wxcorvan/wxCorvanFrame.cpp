@@ -1,5 +1,7 @@
 #include "wxcorvan/wxCorvanFrame.h"
 
+#include <algorithm>
+
 #include <wx/infobar.h>
 #include <wx/sizer.h>
 #include <wx/stattext.h>
@@ -74,7 +76,38 @@ void wxCorvanFrame::Init()
              RememberPlace();
              event.Skip();
          });
+    Bind(wxEVT_CHAR_HOOK, &wxCorvanFrame::OnKey, this);
     wxCorvanFrame::ApplyColors();
+}
+
+void wxCorvanFrame::OnKey(wxKeyEvent &event)
+{
+    // F6 is the desktop's key for the next part of a window. The toolkit leads Tab round a dialog,
+    // but not round a frame.
+    const int key = event.GetKeyCode();
+    if ((key == WXK_F6 || key == WXK_TAB) && !event.ControlDown() && !event.AltDown())
+        MoveKeyboard(!event.ShiftDown());
+    else
+        event.Skip();
+}
+
+void wxCorvanFrame::MoveKeyboard(bool forward)
+{
+    std::vector<wxWindow *> parts;
+    for (wxWindow *child : GetChildren())
+        if (child->IsShown() && child->CanAcceptFocusFromKeyboard())
+            parts.push_back(child);
+    if (parts.empty())
+        return;
+
+    wxWindow *const focus = FindFocus();
+    const auto now =
+        std::find_if(parts.begin(), parts.end(),
+                     [focus](const wxWindow *part) { return focus && part->IsDescendant(focus); });
+    // From no part to the first, or the last.
+    const std::size_t count = parts.size();
+    const std::size_t index = now == parts.end() ? (forward ? count - 1 : 0) : now - parts.begin();
+    parts[(index + (forward ? 1 : count - 1)) % count]->SetFocusFromKbd();
 }
 
 wxStatusBar *wxCorvanFrame::OnCreateStatusBar(int fields, long style, wxWindowID id,

@@ -49,6 +49,8 @@ protected:
 private:
     void Init();
     void RememberPlace();
+    void OnKey(wxKeyEvent &event);
+    void MoveKeyboard(bool forward);
     void FitNotice();
 
     wxInfoBarGeneric *m_notice = nullptr; // Made with the first notice.

@@ -25,9 +25,10 @@ namespace wxcorvan
 /// keeps (`GetItemState`, `GetNextItem` with a selected state) is always empty: ask `GetSelection`.
 ///
 /// Also sent: wxEVT_LIST_ITEM_FOCUSED, wxEVT_LIST_ITEM_ACTIVATED (double click, Enter),
-/// wxEVT_LIST_ITEM_RIGHT_CLICK, and the column events of the toolkit. A path too wide for its
-/// cell loses its middle and so keeps the frame number, another text loses its end; the tool tip
-/// shows the whole. The cells of the last column reach to the right edge.
+/// wxEVT_LIST_ITEM_RIGHT_CLICK, and the column events of the toolkit; Ctrl+1 to Ctrl+9 are clicks
+/// at the header of that column, so that a list can be sorted without a mouse. A path too wide for
+/// its cell loses its middle and so keeps the frame number, another text loses its end; the tool
+/// tip shows the whole. The cells of the last column reach to the right edge.
 ///
 /// Main thread.
 class wxDBListCtrl : public wxListCtrl, public wxcColorManaged
@@ -150,6 +151,7 @@ private:
     void DeselectAll();
     void Change(int row, bool select);
     bool SendRowEvent(wxEventType type, int row);
+    void SendColumnClick(int column);
 
     int m_rowCount = 0;
     int m_focusRow = -1;

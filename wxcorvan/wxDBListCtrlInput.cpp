@@ -43,8 +43,19 @@ void wxDBListCtrl::OnKey(wxKeyEvent &event)
         Act(m_focusRow, HowOfClick(event.ControlDown(), event.ShiftDown()));
     else if (isPlain && (key == WXK_RETURN || key == WXK_NUMPAD_ENTER) && m_focusRow >= 0)
         SendRowEvent(wxEVT_LIST_ITEM_ACTIVATED, m_focusRow);
+    else if (const int column = key - '1';
+             isPlain && event.ControlDown() && column >= 0 && column < GetColumnCount())
+        SendColumnClick(column);
     else
         event.Skip();
+}
+
+void wxDBListCtrl::SendColumnClick(int column)
+{
+    wxListEvent event(wxEVT_LIST_COL_CLICK, GetId());
+    event.SetEventObject(this);
+    event.m_col = column;
+    HandleWindowEvent(event);
 }
 
 void wxDBListCtrl::OnChar(wxKeyEvent &event)

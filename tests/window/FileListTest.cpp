@@ -153,6 +153,37 @@ TEST_F(FileListTest, AnotherColumnSortsAscendingAndTheSameOneTurnsRound)
     EXPECT_TRUE(Window().m_sortAscending) << "twice is as before";
 }
 
+TEST_F(FileListTest, CtrlAndANumberSortWithoutAMouse)
+{
+    Show(6);
+    ClickRow(0);
+    PressKeys("ctrl+2");
+    EXPECT_EQ(Window().m_sortColumn, 1);
+    EXPECT_TRUE(Window().m_sortAscending);
+    PressKeys("ctrl+2");
+    EXPECT_FALSE(Window().m_sortAscending);
+    PressKeys("ctrl+4");
+    PressKeys("ctrl+0");
+    EXPECT_EQ(Window().m_sortColumn, 1);
+    PressKeys("ctrl+1");
+    EXPECT_EQ(Window().m_sortColumn, 0);
+    EXPECT_TRUE(Window().m_sortAscending);
+}
+
+TEST_F(FileListTest, TabAndF6GoRoundThePartsOfTheWindow)
+{
+    Show(6);
+    ClickRow(0);
+    for (const char *key : {"F6", "Tab", "shift+F6", "shift+Tab"})
+    {
+        ASSERT_TRUE(List().IsDescendant(wxWindow::FindFocus())) << key;
+        PressKeys(key);
+        EXPECT_TRUE(FormatChoice().IsDescendant(wxWindow::FindFocus())) << key;
+        PressKeys(key);
+    }
+    EXPECT_TRUE(List().IsDescendant(wxWindow::FindFocus()));
+}
+
 TEST_F(FileListTest, ASortLeavesTheKeyboardWithItsFrameAndTheFrameInView)
 {
     Show(200);
