@@ -34,6 +34,12 @@ public:
         return wxItemContainerImmutable::GetStringSelection();
     }
     void Select(int n) override;
+    /// Also while it is hidden: the toolkit asks but once, and the Tab key would pass the control
+    /// by for ever.
+    bool AcceptsFocusFromKeyboard() const override
+    {
+        return true;
+    }
     void ApplyColors() override;
 
 protected:

@@ -170,6 +170,24 @@ TEST_F(MainWindowTest, TheArrowsAreEachOtherUpsideDown)
     EXPECT_STREQ(sortUp_xpm[14], "-xxxxxxxxx- ");
 }
 
+TEST_F(MainWindowTest, TabGoesBetweenTheChoiceAndTheList)
+{
+    Start();
+    ConnectWithJob({});
+    PumpPass();
+    ClickRow(0);
+    for (const char *key : {"Tab", "shift+Tab", "shift+Tab", "Tab"})
+    {
+        EXPECT_TRUE(List().HasFocus()) << key;
+        PressKeys(key);
+        EXPECT_TRUE(FormatChoice().HasFocus()) << key;
+        PressKeys(key);
+    }
+    EXPECT_TRUE(List().HasFocus());
+    PressKeys("Down");
+    EXPECT_EQ(List().SelectedPaths(), std::set<Path>{FramePath(2)});
+}
+
 TEST_F(MainWindowTest, SpeaksGermanWhereTheUserDoes)
 {
     const EnvironmentGuard language("LANG", "de_DE.UTF-8");
