@@ -104,11 +104,12 @@ wxcStaticText *wxCorvanDlg::NewStatic(const wxString &label, bool isHeading, boo
 
 void wxCorvanDlg::AddButtons(wxBoxSizer *controls, bool hasCancel)
 {
-    auto *ok = new wxcButton(this, wxID_OK);
+    // Made from left to right, which is how the Tab key goes.
     auto *row = new wxBoxSizer(wxHORIZONTAL);
     row->AddStretchSpacer();
     if (hasCancel)
         row->Add(new wxcButton(this, wxID_CANCEL), 0, wxRIGHT, FromDIP(k_border));
+    auto *ok = new wxcButton(this, wxID_OK);
     row->Add(ok);
     controls->Add(row, 0, wxEXPAND | wxALL, FromDIP(k_border));
 
