@@ -1,4 +1,4 @@
-#include "tests/support/MessageBox.h"
+#include "tests/support/NativeDialog.h"
 
 #include <chrono>
 #include <gtk/gtk.h>
@@ -13,25 +13,26 @@ namespace
 using Clock = std::chrono::steady_clock;
 
 constexpr unsigned k_lookMs = 5;
-constexpr int k_endOfBoxMs = 5000;
+constexpr int k_endMs = 5000;
 
-GtkWidget *FindBox()
+GtkWidget *FindShown(GType type)
 {
     GList *windows = gtk_window_list_toplevels();
-    GtkWidget *box = nullptr;
-    for (const GList *node = windows; node && !box; node = node->next)
+    GtkWidget *shown = nullptr;
+    for (const GList *node = windows; node && !shown; node = node->next)
     {
         auto *widget = static_cast<GtkWidget *>(node->data);
-        if (GTK_IS_MESSAGE_DIALOG(widget) && gtk_widget_get_mapped(widget))
-            box = widget;
+        if (G_TYPE_CHECK_INSTANCE_TYPE(widget, type) && gtk_widget_get_mapped(widget))
+            shown = widget;
     }
     g_list_free(windows);
-    return box;
+    return shown;
 }
 
-bool HasKeyboard(GtkWidget *box)
+bool HasKeyboard(GtkWidget *dialog)
 {
-    return gtk_window_is_active(GTK_WINDOW(box)) && gtk_window_has_toplevel_focus(GTK_WINDOW(box));
+    return gtk_window_is_active(GTK_WINDOW(dialog)) &&
+           gtk_window_has_toplevel_focus(GTK_WINDOW(dialog));
 }
 
 /// The labels of all buttons below a widget, in their order.
@@ -62,76 +63,76 @@ MessageBoxTexts TextsOf(GtkWidget *box)
     return texts;
 }
 
-/// Waits for a box, reads it and presses the keys. It looks from time to time, since the box runs
-/// an event loop of its own.
-class BoxWatch
+/// Waits for a dialog of a type and runs the steps in it. It looks from time to time, since the
+/// dialog runs an event loop of its own.
+class DialogWatch
 {
 public:
-    explicit BoxWatch(const std::string &keys)
-        : m_keys(keys), m_source(g_timeout_add(k_lookMs, Look, this))
+    using Steps = std::function<void(GtkWidget *)>;
+
+    DialogWatch(GType type, Steps steps)
+        : m_type(type), m_steps(std::move(steps)), m_source(g_timeout_add(k_lookMs, Look, this))
     {
     }
-    ~BoxWatch()
+    ~DialogWatch()
     {
         if (m_source)
             g_source_remove(m_source);
     }
-    BoxWatch(const BoxWatch &) = delete;
-    BoxWatch &operator=(const BoxWatch &) = delete;
+    DialogWatch(const DialogWatch &) = delete;
+    DialogWatch &operator=(const DialogWatch &) = delete;
 
     bool HasSeen() const
     {
         return m_hasSeen;
     }
-    const MessageBoxTexts &Texts() const
-    {
-        return m_texts;
-    }
 
 private:
     static gboolean Look(gpointer self)
     {
-        return static_cast<BoxWatch *>(self)->LookForBox() ? G_SOURCE_CONTINUE : G_SOURCE_REMOVE;
+        return static_cast<DialogWatch *>(self)->LookForDialog() ? G_SOURCE_CONTINUE
+                                                                 : G_SOURCE_REMOVE;
     }
-
-    static void OnResponse(GtkDialog * /*box*/, gint /*response*/, gpointer isAnswered)
+    static void OnResponse(GtkDialog * /*dialog*/, gint /*response*/, gpointer isAnswered)
     {
         *static_cast<bool *>(isAnswered) = true;
     }
 
     /// Whether to look again.
-    bool LookForBox()
+    bool LookForDialog()
     {
-        GtkWidget *box = FindBox();
-        if (!(box && HasKeyboard(box)) && Clock::now() < m_end)
+        GtkWidget *dialog = FindShown(m_type);
+        if (!(dialog && HasKeyboard(dialog)) && Clock::now() < m_end)
             return true;
 
         m_source = 0;
-        if (box)
-            Answer(box);
+        if (dialog)
+            Run(dialog);
         return false;
     }
 
-    void Answer(GtkWidget *box)
+    void Run(GtkWidget *dialog)
     {
         m_hasSeen = true;
-        m_texts = TextsOf(box);
-        // The box itself goes when its loop, which this runs in, comes to its end.
+        // The dialog itself goes when its loop, which this runs in, comes to its end.
         bool isAnswered = false;
-        g_signal_connect(box, "response", G_CALLBACK(OnResponse), &isAnswered);
-        PressKeys(m_keys);
+        g_object_ref(dialog);
+        const gulong handler =
+            g_signal_connect(dialog, "response", G_CALLBACK(OnResponse), &isAnswered);
+        m_steps(dialog);
         // GTK shows a button that a key presses for a moment before it acts.
-        if (!PumpUntil([&isAnswered] { return isAnswered; }, k_endOfBoxMs))
+        if (!PumpUntil([&isAnswered] { return isAnswered; }, k_endMs))
         {
-            ADD_FAILURE() << "the box is still open: " << m_texts.text;
-            gtk_dialog_response(GTK_DIALOG(box), GTK_RESPONSE_CANCEL);
+            ADD_FAILURE() << "the dialog is still open";
+            gtk_dialog_response(GTK_DIALOG(dialog), GTK_RESPONSE_CANCEL);
         }
-        g_signal_handlers_disconnect_by_data(box, &isAnswered);
+        g_signal_handler_disconnect(dialog, handler);
+        g_object_unref(dialog);
     }
 
-    std::string m_keys;
+    const GType m_type;
+    const Steps m_steps;
     const Clock::time_point m_end = Clock::now() + std::chrono::seconds(20);
-    MessageBoxTexts m_texts;
     bool m_hasSeen = false;
     guint m_source;
 };
@@ -140,8 +141,21 @@ private:
 
 MessageBoxTexts WhileMessageBox(const std::function<void()> &show, const std::string &keys)
 {
-    const BoxWatch watch(keys);
+    MessageBoxTexts texts;
+    const DialogWatch watch(GTK_TYPE_MESSAGE_DIALOG,
+                            [&](GtkWidget *box)
+                            {
+                                texts = TextsOf(box);
+                                PressKeys(keys);
+                            });
     show();
     EXPECT_TRUE(watch.HasSeen()) << "no message box came up";
-    return watch.Texts();
+    return texts;
+}
+
+void WhileFileChooser(const std::function<void()> &show, const std::function<void()> &steps)
+{
+    const DialogWatch watch(GTK_TYPE_FILE_CHOOSER_DIALOG, [&](GtkWidget *) { steps(); });
+    show();
+    EXPECT_TRUE(watch.HasSeen()) << "no file chooser came up";
 }

@@ -8,7 +8,7 @@
 #include "corvan/JobFactory.h"
 #include "ostrel/File.h"
 #include "ostrel/Folders.h"
-#include "tests/support/MessageBox.h"
+#include "tests/support/NativeDialog.h"
 #include "tests/window/OrdwickFixture.h"
 
 using namespace corvan;

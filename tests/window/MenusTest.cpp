@@ -8,7 +8,7 @@
 #include "corvan/JobFactory.h"
 #include "ostrel/Exception.h"
 #include "ostrel/Folders.h"
-#include "tests/support/MessageBox.h"
+#include "tests/support/NativeDialog.h"
 #include "tests/support/Printing.h"
 #include "tests/window/CommandFixture.h"
 
