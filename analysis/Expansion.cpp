@@ -66,6 +66,17 @@ String NoNumber(int frame)
     return "the output number of frame " + std::to_string(frame) + " does not fit in 32 bits";
 }
 
+/// The output number of a packet's first frame.
+std::optional<int> FirstNumber(int frame, int firstFrame, const Renumbering &numbers)
+{
+    // Kept apart, one rounding each.
+    const float ratio = float(numbers.renumberBy) / numbers.sequenceBy;
+    const float distance = float(std::int64_t(frame) - firstFrame);
+    const float scaled = distance * ratio;
+    const float number = scaled + float(numbers.renumberStart);
+    return FitsInt(number) ? std::optional(int(number)) : std::nullopt;
+}
+
 /// Walks one packet; `visit(step)` says whether to go on.
 template <typename Visit>
 String WalkPacket(const Packet &packet, int firstFrame, const Renumbering &numbers, Visit &visit)
@@ -75,15 +86,11 @@ String WalkPacket(const Packet &packet, int firstFrame, const Renumbering &numbe
     if (!(x < end))
         return {};
 
-    // Kept apart, one rounding each.
-    const float ratio = float(numbers.renumberBy) / numbers.sequenceBy;
-    const float distance = float(std::int64_t(packet.first) - firstFrame);
-    const float scaled = distance * ratio;
-    const float number = scaled + float(numbers.renumberStart);
-    if (!FitsInt(number))
+    const std::optional<int> number = FirstNumber(packet.first, firstFrame, numbers);
+    if (!number)
         return NoNumber(packet.first);
 
-    for (std::int64_t n = std::int64_t(number); x < end; n += numbers.renumberBy)
+    for (std::int64_t n = *number; x < end; n += numbers.renumberBy)
     {
         if (n > std::numeric_limits<int>::max())
             return NoNumber(packet.first);
@@ -248,6 +255,15 @@ String ExpandFrames(const FramePattern &pattern, const ExpansionInput &input, co
                              sink(path, outputNumber);
                              LogChecked(path);
                          });
+}
+
+std::optional<int> FirstOutputNumber(const Renumbering &numbers, int firstFrame, int first,
+                                     String *reason)
+{
+    const std::optional<int> number = FirstNumber(first, firstFrame, numbers);
+    if (!number)
+        *reason = NoNumber(first);
+    return number;
 }
 
 std::vector<ExpansionStep> ListPacketFiles(const Renumbering &numbers, int firstFrame, int first,

@@ -94,6 +94,11 @@ struct ExpansionStep
     friend bool operator==(const ExpansionStep &, const ExpansionStep &) = default;
 };
 
+/// The number in the name of the file that a packet begins with: its first frame is `first`, that
+/// of the job `firstFrame`. Nothing, with the reason, for one outside signed 32 bits.
+std::optional<int> FirstOutputNumber(const Renumbering &numbers, int firstFrame, int first,
+                                     String *reason);
+
 /// The files of one packet, the frames `first` to `last` of a job whose first frame is
 /// `firstFrame`, in the order of the walk. Empty, with the reason in `*reason`, for more than
 /// `mostFiles` and where the walk of `ExpandFrames` would be refused.

@@ -1,5 +1,7 @@
 #include "corvan/Placeholders.h"
 
+#include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "corvan/Job.h"
@@ -21,6 +23,13 @@ struct Piece
 
 /// The value whose lines are arguments with placeholders of their own.
 const char *const k_arguments = "Arguments";
+
+/// Whether an argument stands in the list itself, or is a line of {Arguments}.
+enum class Level
+{
+    List,
+    Line,
+};
 
 /// Whether an argument stands for the lines of a value. A note or a name is one value, whatever it
 /// holds: the path of a file may have line ends of its own.
@@ -79,7 +88,7 @@ std::vector<String> SplitLines(const String &value)
         std::size_t end = value.find('\n', begin);
         if (end == String::npos)
             end = value.size();
-        const bool hasReturn = end > begin && value[end - 1] == '\r' && end < value.size();
+        const bool hasReturn = end > begin && value[end - 1] == '\r';
         lines.push_back(value.substr(begin, end - begin - (hasReturn ? 1 : 0)));
         begin = end + 1;
     }
@@ -103,16 +112,10 @@ std::optional<String> FillPieces(const std::vector<Piece> &pieces, const String 
     return filled;
 }
 
-std::optional<String> FillArgument(const String &argument, const FindPlaceholder &find,
-                                   String *reason)
-{
-    const auto pieces = ParsePieces(argument, reason);
-    return pieces ? FillPieces(*pieces, argument, find, reason) : std::nullopt;
-}
-
-/// Appends what one argument of the list becomes.
-bool Expand(const String &argument, const FindPlaceholder &find, std::vector<String> &expanded,
-            String *reason)
+/// Appends what one argument becomes. A line of {Arguments} that names them again gets their plain
+/// text: there is no end to it otherwise.
+bool Expand(const String &argument, Level level, const FindPlaceholder &find,
+            std::vector<String> &expanded, String *reason)
 {
     const auto pieces = ParsePieces(argument, reason);
     if (!pieces)
@@ -126,14 +129,11 @@ bool Expand(const String &argument, const FindPlaceholder &find, std::vector<Str
         return true;
     }
 
-    for (const String &line : SplitLines(*filled))
-    {
-        auto lineFilled = pieces->front().text == k_arguments ? FillArgument(line, find, reason)
-                                                              : std::optional<String>(line);
-        if (!lineFilled)
-            return false;
-        expanded.push_back(std::move(*lineFilled));
-    }
+    std::vector<String> lines = SplitLines(*filled);
+    if (level == Level::List && pieces->front().text == k_arguments)
+        return std::ranges::all_of(lines, [&](const String &line)
+                                   { return Expand(line, Level::Line, find, expanded, reason); });
+    std::ranges::move(lines, std::back_inserter(expanded));
     return true;
 }
 
@@ -144,7 +144,7 @@ std::optional<std::vector<String>> ExpandArguments(const std::vector<String> &ar
 {
     std::vector<String> expanded;
     for (const String &argument : arguments)
-        if (!Expand(argument, find, expanded, reason))
+        if (!Expand(argument, Level::List, find, expanded, reason))
             return std::nullopt;
     return expanded;
 }
@@ -169,7 +169,7 @@ FindPlaceholder JobPlaceholders(const Job &job, std::map<String, String> given)
             return value;
         if (auto byDefault = job.Type().FindDefault(name))
             return byDefault;
-        if (name == p_Note || name == p_Name)
+        if (name == p_Note || name == p_Name || name == k_arguments)
             return String();
         return std::nullopt;
     };

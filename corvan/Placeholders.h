@@ -24,8 +24,9 @@ using FindPlaceholder = std::function<std::optional<String>(const String &name)>
 /// An argument that is one placeholder and nothing else becomes as many arguments as the value has
 /// lines (none where it is empty); {Note} and {Name} are one argument always, perhaps an empty one
 /// or one of several lines. The lines of {Arguments} are arguments as a job's owner writes them, so
-/// their placeholders are filled too, each line giving one argument. No other value is looked into.
-/// A placeholder within other text keeps its line ends.
+/// their placeholders are filled too, by these same rules, but for {Arguments} itself, whose lines
+/// are then taken as they are. No other value is looked into. A placeholder within other text keeps
+/// its line ends; lines end with or without a carriage return.
 ///
 /// Nothing, with the reason in `*reason`, for a name that stands for nothing and a brace that is
 /// not closed.
@@ -37,8 +38,9 @@ std::optional<std::vector<String>> ExpandArguments(const std::vector<String> &ar
 String CheckPlaceholders(const String &argument);
 
 /// The placeholders of a job: those of `given` ("Frame", "FirstFrame", "LastFrame", "Output", ...),
-/// then "ID", the job's identifier, then any parameter or the type's default for it; "Note" and
-/// "Name" are there always, perhaps empty. The job must outlive the function that is returned.
+/// then "ID", the job's identifier, then any parameter or the type's default for it; "Note",
+/// "Name" and "Arguments" are there always, perhaps empty. The job must outlive the function that
+/// is returned.
 FindPlaceholder JobPlaceholders(const Job &job, std::map<String, String> given);
 
 } // namespace corvan

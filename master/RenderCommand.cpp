@@ -1,6 +1,5 @@
 #include "master/RenderCommand.h"
 
-#include <algorithm>
 #include <filesystem>
 #include <map>
 
@@ -19,36 +18,6 @@ using analysis::FramePattern;
 namespace
 {
 
-// The parameter with an argument a line; its lines may hold placeholders of their own.
-constexpr const char *k_arguments = "Arguments";
-
-std::vector<String> Lines(const String &text)
-{
-    std::vector<String> lines;
-    ostrel::StringTokenizer tokens(text, '\n', true, '\0', '\0');
-    while (const std::optional<String> line = tokens.GetNext())
-        lines.push_back(line->ends_with('\r') ? String(line->substr(0, line->size() - 1)) : *line);
-    if (!lines.empty() && lines.back().empty())
-        lines.pop_back();
-    return lines;
-}
-
-std::vector<String> ArgumentsWithPlaceholders(const Job &job)
-{
-    std::vector<String> arguments;
-    for (const String &argument : job.Type().renderCommand)
-    {
-        if (argument != String("{") + k_arguments + "}")
-        {
-            arguments.push_back(argument);
-            continue;
-        }
-        const std::vector<String> lines = Lines(job.ParameterText(k_arguments, true));
-        arguments.insert(arguments.end(), lines.begin(), lines.end());
-    }
-    return arguments;
-}
-
 // The job's image formats as this machine writes them.
 std::vector<String> LocalFormats(const Job &job)
 {
@@ -60,9 +29,25 @@ std::vector<String> LocalFormats(const Job &job)
     return formats;
 }
 
-bool FormatOutputs(const std::vector<String> &formats, int number, std::vector<Path> &outputs,
-                   String *reason)
+analysis::Renumbering RenumberingOf(const Job &job, int firstFrame)
 {
+    analysis::ExpansionInput input;
+    job.GetParameter(corvan::p_SequenceBy, input.sequenceBy);
+    job.GetParameter(corvan::p_RenumberStart, input.renumberStart);
+    job.GetParameter(corvan::p_RenumberBy, input.renumberBy);
+    return analysis::ReadRenumbering(input, firstFrame);
+}
+
+// The packet's first file in each of the formats.
+bool FormatOutputs(const Job &job, const std::vector<String> &formats, const Packet &packet,
+                   int firstFrame, std::vector<Path> &outputs, String *reason)
+{
+    if (formats.empty())
+        return true;
+    const auto number = analysis::FirstOutputNumber(RenumberingOf(job, firstFrame), firstFrame,
+                                                    packet.firstFrame, reason);
+    if (!number)
+        return false;
     for (const String &format : formats)
     {
         const std::optional<FramePattern> pattern = FramePattern::Parse(format, reason);
@@ -71,18 +56,9 @@ bool FormatOutputs(const std::vector<String> &formats, int number, std::vector<P
             *reason = "image format \"" + format + "\": " + *reason;
             return false;
         }
-        outputs.emplace_back(pattern->Format(number));
+        outputs.emplace_back(pattern->Format(*number));
     }
     return true;
-}
-
-analysis::Renumbering RenumberingOf(const Job &job, int firstFrame)
-{
-    analysis::ExpansionInput input;
-    job.GetParameter(corvan::p_SequenceBy, input.sequenceBy);
-    job.GetParameter(corvan::p_RenumberStart, input.renumberStart);
-    job.GetParameter(corvan::p_RenumberBy, input.renumberBy);
-    return analysis::ReadRenumbering(input, firstFrame);
 }
 
 // All files of a packet as placeholders; none where they are too many.
@@ -114,24 +90,12 @@ std::map<String, String> OutputPlaceholders(const Job &job, const std::vector<St
 
 } // namespace
 
-int OutputNumber(const Job &job, int frame, int firstFrame)
-{
-    const analysis::Renumbering numbers = RenumberingOf(job, firstFrame);
-    const float ratio = float(numbers.renumberBy) / numbers.sequenceBy;
-    const float number =
-        float(frame - std::int64_t(firstFrame)) * ratio + float(numbers.renumberStart);
-    // The largest float below 2^31; a number beyond has no file that anyone could look for.
-    constexpr float most = 2147483520.0F;
-    return int(std::clamp(number, -most, most));
-}
-
 std::optional<RenderCommand> BuildRenderCommand(const Job &job, const Packet &packet,
                                                 int firstFrame, String *reason)
 {
     RenderCommand command;
     const std::vector<String> formats = LocalFormats(job);
-    const int number = OutputNumber(job, packet.firstFrame, firstFrame);
-    if (!FormatOutputs(formats, number, command.outputs, reason))
+    if (!FormatOutputs(job, formats, packet, firstFrame, command.outputs, reason))
         return std::nullopt;
 
     auto placeholders = OutputPlaceholders(job, formats, packet, firstFrame);
@@ -144,7 +108,7 @@ std::optional<RenderCommand> BuildRenderCommand(const Job &job, const Packet &pa
         {"OutputPattern", formats.empty() ? String() : formats.front()},
     });
     const auto find = corvan::JobPlaceholders(job, std::move(placeholders));
-    const auto arguments = corvan::ExpandArguments(ArgumentsWithPlaceholders(job), find, reason);
+    const auto arguments = corvan::ExpandArguments(job.Type().renderCommand, find, reason);
     if (!arguments)
         return std::nullopt;
     if (arguments->empty() || arguments->front().empty())

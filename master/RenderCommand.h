@@ -24,10 +24,6 @@ struct RenderCommand
     std::vector<Path> outputs;
 };
 
-/// The number in the name of the file that frame `frame` is written to, as the job's renumbering
-/// gives it; `firstFrame` is the first of the job.
-int OutputNumber(const Job &job, int frame, int firstFrame);
-
 /// Fills in the render command of the job's type.
 ///
 /// Beside the job's parameters ("{Scene}") there are {FirstFrame}, {LastFrame}, {Frame} (the
@@ -38,7 +34,7 @@ int OutputNumber(const Job &job, int frame, int firstFrame);
 /// of more than `k_MaxOutputs` files. All are empty for a job without image formats.
 ///
 /// Nothing, with the reason, for a placeholder that has no value, an image format that is no
-/// pattern, and a command without a program.
+/// pattern, a file whose number does not fit 32 bits, and a command without a program.
 std::optional<RenderCommand> BuildRenderCommand(const Job &job, const Packet &packet,
                                                 int firstFrame, String *reason);
 

@@ -387,6 +387,40 @@ TEST(ListPacketFiles, ListsWhatTheWalkFindsInOnePacket)
     }
 }
 
+TEST(FirstOutputNumber, IsThatOfTheFirstFileOfAPacket)
+{
+    const struct
+    {
+        Renumbering numbers;
+        int firstFrame;
+        int first;
+    } cases[] = {
+        {{1.0f, 1, 1, 1}, 1, 3},
+        {{1.0f, 10, 2, 1}, 1, 3},
+        {{0.3f, 1, 1, 1}, 1, 2},
+        {{3.0f, -1, 1, 1}, -20, 2'000'000'011},
+        {{1.0f, 1, 1, 1}, 1, 2'000'000'011}, // Beyond what a float tells apart.
+    };
+    for (const auto &[numbers, firstFrame, first] : cases)
+    {
+        String reason;
+        const auto files = ListPacketFiles(numbers, firstFrame, first, first, 10'000, &reason);
+        const auto number = FirstOutputNumber(numbers, firstFrame, first, &reason);
+        ASSERT_TRUE(number) << reason;
+        if (first < 1 << 24)
+            EXPECT_EQ(files.front().outputNumber, *number) << first;
+        else
+            EXPECT_NEAR(*number,
+                        numbers.renumberStart +
+                            (double(first) - firstFrame) / double(numbers.sequenceBy),
+                        128)
+                << first;
+    }
+    String reason;
+    EXPECT_FALSE(FirstOutputNumber({1.0f, 1, 2'000'000'000, 1}, 1, 9, &reason));
+    EXPECT_EQ(reason, "the output number of frame 9 does not fit in 32 bits");
+}
+
 TEST(ListPacketFiles, RefusesWhatIsTooMuchOrNeverEnds)
 {
     String reason;

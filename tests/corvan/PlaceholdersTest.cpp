@@ -18,7 +18,7 @@ const std::map<String, String> k_values = {
     {"Output", "/a b/x;$(rm).exr"},
     {"Empty", ""},
     {"Lines", "one\ntwo words\r\n\nfour{Frame}\n"},
-    {"Arguments", "-f\n{Frame}\n--out={Output}\n{Lines}\n{{x}"},
+    {"Arguments", "-f\n{Frame}\n--out={Output}\n{Lines}\r\n<{Lines}>\n{Empty}\n\n{{x}\r"},
     {"Braces", "{Frame}"},
     {"Note", ""},
     {"Name", "two\nlines {Frame}\n"},
@@ -54,10 +54,11 @@ TEST(Placeholders, AreFilled)
         {{"[{Lines}]"}, {"[one\ntwo words\r\n\nfour{Frame}\n]"}},
         {{"{Braces}", "<{Braces}>"}, {"{Frame}", "<{Frame}>"}},
         {{"{Arguments}"},
-         {"-f", "7", "--out=/a b/x;$(rm).exr", "one\ntwo words\r\n\nfour{Frame}\n", "{x}"}},
+         {"-f", "7", "--out=/a b/x;$(rm).exr", "one", "two words", "", "four{Frame}",
+          "<one\ntwo words\r\n\nfour{Frame}\n>", "", "{x}"}},
         {{"{Note}", "x", "<{Note}>"}, {"", "x", "<>"}},
         {{"{Name}"}, {"two\nlines {Frame}\n"}},
-        {{"a{Arguments}"}, {"a-f\n{Frame}\n--out={Output}\n{Lines}\n{{x}"}},
+        {{"a{Arguments}"}, {"a" + k_values.at("Arguments")}},
     };
     for (const auto &[arguments, expanded] : cases)
     {
@@ -100,6 +101,14 @@ TEST(Placeholders, InTheJobsOwnArgumentsAreRefusedToo)
     EXPECT_EQ(reason, "argument \"{Nothing}\": nothing is known of {Nothing}");
 }
 
+TEST(Placeholders, DoNotGoRoundInTheJobsOwnArguments)
+{
+    const FindPlaceholder find = [](const String &name)
+    { return name == "Arguments" ? std::optional<String>("a\n{Arguments}\n") : std::nullopt; };
+    String reason;
+    EXPECT_EQ(ExpandArguments({"{Arguments}"}, find, &reason), (List{"a", "a", "{Arguments}"}));
+}
+
 TEST(Placeholders, AreCheckedWithoutValues)
 {
     EXPECT_EQ(CheckPlaceholders("a{Anything}{{b"), "");
@@ -128,6 +137,7 @@ TEST(Placeholders, OfAJobAreWhatIsGivenThenItsIdentifierParametersAndDefaults)
         {"Type", "0d5f2f62-7d6c-4c0e-a9a4-0c0f6d6b1e01"},
         {"Note", ""},
         {"Name", ""},
+        {"Arguments", ""},
         {"Range", std::nullopt},
         {"Output", std::nullopt},
     };

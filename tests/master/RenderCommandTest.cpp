@@ -9,7 +9,6 @@
 #include "tests/support/TempFolder.h"
 
 using master::BuildRenderCommand;
-using master::OutputNumber;
 using ostrel::Path;
 using ostrel::String;
 using ostrel::UID;
@@ -41,7 +40,7 @@ TEST(RenderCommand, HasItsPlaceholdersFilled)
         {"Scene", "/a b/{c}.pov"},
         {"ImageFormat", "/out/x.%04d.png;\"/out/b;\".%d.png"},
         {"Program", "tool"},
-        {"Arguments", "-f\n{Frame}\n\n{Scene} {{x}\r\nlast\n"},
+        {"Arguments", "-f\n{Frame}\n\n{Scene} {{x}\r\n{OutputFrames}\r\nlast\r"},
     };
     const struct
     {
@@ -57,7 +56,8 @@ TEST(RenderCommand, HasItsPlaceholdersFilled)
          {"p", "/out/x.0005.png", "/out/x.0006.png", "/out/x.0007.png", "/out/x.0008.png"}},
         {{"p", "{OutputFrames}"}, {"p", "5", "6", "7", "8"}},
         {{"p", "at {OutputFrames}"}, {"p", "at 5\n6\n7\n8"}},
-        {{"{Program}", "{Arguments}"}, {"tool", "-f", "5", "", "/a b/{c}.pov {x}", "last"}},
+        {{"{Program}", "{Arguments}"},
+         {"tool", "-f", "5", "", "/a b/{c}.pov {x}", "5", "6", "7", "8", "last"}},
     };
 
     const TestJobTypes types;
@@ -145,14 +145,30 @@ TEST(RenderCommand, NumbersItsOutputAsTheJobDoes)
         {{{"SequenceBy", "0.5"}}, 2, 1, 3},
         {{{"SequenceBy", "2"}, {"RenumberStart", "0"}}, 9, 1, 4},
         {{{"RenumberBy", "-3"}}, 9, 1, 9},
-        {{{"RenumberBy", "2000000000"}}, 9, 1, 2147483520},
         {{}, -5, -10, -5},
     };
 
     const TestJobTypes types;
     for (const auto &[parameters, frame, firstFrame, number] : cases)
-        EXPECT_EQ(OutputNumber(*MakeTestJob(parameters), frame, firstFrame), number)
-            << "frame " << frame;
+    {
+        TestParameters all = parameters;
+        all.emplace_back("ImageFormat", "/x.%d");
+        String reason;
+        const auto built =
+            BuildRenderCommand(*MakeTestJob(all), {frame, frame}, firstFrame, &reason);
+        ASSERT_TRUE(built) << reason;
+        EXPECT_EQ(built->outputs.front().Text(), "/x." + std::to_string(number));
+    }
+}
+
+TEST(RenderCommand, IsRefusedForAFileThatNobodyCouldLookFor)
+{
+    const TestJobTypes types;
+    String reason;
+    const auto job = MakeTestJob({{"RenumberBy", "2000000000"}, {"ImageFormat", "/x.%d"}});
+    EXPECT_TRUE(BuildRenderCommand(*job, {1, 1}, 1, &reason)) << reason;
+    EXPECT_FALSE(BuildRenderCommand(*job, {9, 9}, 1, &reason));
+    EXPECT_EQ(reason, "the output number of frame 9 does not fit in 32 bits");
 }
 
 TEST(RenderCommand, GetsTheFoldersOfItsOutputs)
