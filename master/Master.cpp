@@ -2,10 +2,12 @@
 
 #include <boost/asio/post.hpp>
 #include <cassert>
+#include <filesystem>
 
 #include "corvan/Parameters.h"
 #include "ostrel/Attempt.h"
 #include "ostrel/CallEntry.h"
+#include "ostrel/Folders.h"
 #include "ostrel/Log.h"
 
 namespace master
@@ -23,7 +25,9 @@ constexpr std::chrono::seconds k_retryAfter{1};
 
 Path LockIn(const Path &data)
 {
-    MakePrivateFolder(data);
+    // One that is there already was made by somebody who runs a Master and said who may read it.
+    if (!std::filesystem::is_directory(data.Text().c_str()))
+        ostrel::MakePrivateFolder(data);
     return data / "master.lock";
 }
 

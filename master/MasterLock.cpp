@@ -1,10 +1,5 @@
 #include "master/MasterLock.h"
 
-#include <cerrno>
-#include <filesystem>
-#include <sys/stat.h>
-#include <system_error>
-
 #include "ostrel/CallEntry.h"
 #include "ostrel/Exception.h"
 
@@ -21,16 +16,6 @@ MasterLock::MasterLock(const Path &lockFile, const String &claimed)
 
     if (!m_lock)
         throw new Exception("another Master uses " + claimed);
-}
-
-void MakePrivateFolder(const Path &folder)
-{
-    if (folder.IsEmpty() || std::filesystem::is_directory(folder.Text().c_str()))
-        return;
-    MakePrivateFolder(folder.Parent());
-    if (::mkdir(folder.Text().c_str(), 0700) != 0 && errno != EEXIST)
-        throw new Exception("cannot make folder " + folder.Text() + ": " +
-                            std::system_category().message(errno));
 }
 
 } // namespace master

@@ -24,8 +24,4 @@ private:
     std::unique_ptr<ostrel::FileLock> m_lock;
 };
 
-/// Makes a folder, and those above it, open to this user alone, where it is missing. Throws
-/// `ostrel::Exception *` with the reason.
-void MakePrivateFolder(const Path &folder);
-
 } // namespace master

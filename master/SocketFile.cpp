@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -10,6 +11,7 @@
 
 #include "ostrel/CallEntry.h"
 #include "ostrel/Exception.h"
+#include "ostrel/Folders.h"
 
 namespace master
 {
@@ -34,9 +36,13 @@ bool SomebodyListens(const Path &file)
     return listens;
 }
 
+// Where clients look by themselves, nobody else may have been first: he could be their Master. A
+// folder that was chosen, and is there, may be open to others; the socket itself is not.
 Path PrepareFolder(const Path &file)
 {
-    MakePrivateFolder(file.Parent());
+    const Path folder = file.Parent();
+    if (folder == ostrel::RuntimeFolder() || !std::filesystem::exists(folder.Text().c_str()))
+        ostrel::MakePrivateFolder(folder);
     return file.Text() + ".lock";
 }
 

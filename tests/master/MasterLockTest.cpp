@@ -1,7 +1,6 @@
 #include "master/MasterLock.h"
 
 #include <optional>
-#include <sys/stat.h>
 
 #include <gtest/gtest.h>
 
@@ -28,20 +27,4 @@ TEST(MasterLock, SaysWhyItCannotBeHad)
     EXPECT_EQ(Thrown([&] { MasterLock lock(folder / "none/lock", "data folder X"); }),
               "cannot open lock file " + (folder / "none/lock").Text() +
                   ": No such file or directory");
-}
-
-TEST(MasterLock, PrivateFoldersAreTheUsersAlone)
-{
-    const TempFolder folder;
-    master::MakePrivateFolder(folder / "a/b");
-    master::MakePrivateFolder(folder / "a/b");
-    struct stat found
-    {
-    };
-    ASSERT_EQ(::stat((folder / "a/b").Text().c_str(), &found), 0);
-    EXPECT_EQ(found.st_mode & 07777, 0700u);
-
-    folder.MakeFile("file");
-    EXPECT_EQ(Thrown([&] { master::MakePrivateFolder(folder / "file/x"); }),
-              "cannot make folder " + (folder / "file/x").Text() + ": Not a directory");
 }

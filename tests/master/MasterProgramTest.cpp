@@ -193,7 +193,7 @@ TEST_F(MasterProgramTest, NamesWhatIsWrongWithItsOptions)
         {{"--log-level", "9"}, 2, "--log-level"},
         {{"job"}, 2, "unexpected argument job"},
         {{"--listen", "127.0.0.1:1"}, 1, "cannot listen at 127.0.0.1:1 without \"Certificate\""},
-        {{"--data", "/proc/x"}, 1, "cannot make folder /proc/x"},
+        {{"--data", "/proc/x"}, 1, "cannot use folder /proc/x: No such file or directory"},
     };
     for (const auto &[arguments, status, error] : cases)
     {

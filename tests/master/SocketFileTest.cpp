@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/support/EnvironmentGuard.h"
 #include "tests/support/TempFolder.h"
 #include "tests/support/Thrown.h"
 
@@ -55,6 +56,20 @@ TEST(SocketFile, IsClaimedByOneAndRemovedAtTheEnd)
         EXPECT_EQ(ModeOf(folder / "run"), 0700u);
     }
     EXPECT_EQ(ModeOf(file), 0u);
+}
+
+TEST(SocketFile, IsNotPutWhereClientsLookByThemselvesAndOthersMayEnter)
+{
+    const TempFolder folder;
+    const Path open = folder.MakeFolder("open");
+    ASSERT_EQ(::chmod(open.Text().c_str(), 0755), 0);
+    const SocketFile chosen(open / "m.sock");
+
+    const EnvironmentGuard runtime("XDG_RUNTIME_DIR", open.Text().c_str());
+    EXPECT_EQ(Thrown([&] { SocketFile claimed(open / "corvan-master.sock"); }),
+              "cannot use folder " + open.Text() + ": other users may enter it");
+    ASSERT_EQ(::chmod(open.Text().c_str(), 0700), 0);
+    const SocketFile claimed(open / "corvan-master.sock");
 }
 
 TEST(SocketFile, TakesOverOneThatWasLeftBehind)
