@@ -13,7 +13,7 @@ namespace
 using Clock = std::chrono::steady_clock;
 
 constexpr unsigned k_lookMs = 5;
-constexpr int k_endMs = 5000;
+constexpr int k_endMs = 10000;
 
 GtkWidget *FindShown(GType type)
 {

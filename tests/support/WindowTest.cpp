@@ -24,7 +24,7 @@ namespace
 using Clock = std::chrono::steady_clock;
 
 constexpr int k_sliceMs = 20;
-constexpr int k_endOfDialogMs = 3000;
+constexpr int k_endOfDialogMs = 10000;
 constexpr unsigned k_lookMs = 5;
 
 void RunTool(std::vector<std::string> arguments)
@@ -168,7 +168,7 @@ private:
 
     const std::function<void(wxTopLevelWindow &)> &m_steps;
     const wxDialog *m_outer = FindModal(); // One dialog may open another.
-    const Clock::time_point m_end = Clock::now() + std::chrono::seconds(10);
+    const Clock::time_point m_end = Clock::now() + std::chrono::seconds(20);
     bool m_haveRun = false;
     guint m_source;
 };

@@ -17,7 +17,7 @@ class wxWindow;
 wxApp *MakeTestApp();
 
 /// Handles events until `condition` is true. False when that took longer than `timeoutMs`.
-bool PumpUntil(const std::function<bool()> &condition, int timeoutMs = 10'000);
+bool PumpUntil(const std::function<bool()> &condition, int timeoutMs = 20'000);
 
 /// Handles all that is waiting, idle work included.
 void PumpIdle();

@@ -37,7 +37,7 @@ protected:
     void Disconnect();
 
     /// Runs the event loop until the condition holds; a failure of the test after `seconds`.
-    void WaitFor(const std::function<bool()> &condition, int seconds = 10);
+    void WaitFor(const std::function<bool()> &condition, int seconds = 20);
     /// Runs the event loop until the pass that runs has ended.
     void PumpPass();
 
