@@ -106,6 +106,11 @@ class FarmTest(unittest.TestCase):
     def parameter(self, job, name):
         return self.show(job)["parameters"].get(name)
 
+    def master_log(self):
+        """All that the Masters of this test have logged."""
+        files = (self.folder / "state" / "CorvanMaster").iterdir()
+        return "".join(file.read_text() for file in files)
+
     def master_text(self):
         file = self.folder / "master.txt"
         return file.read_text() if file.exists() else ""

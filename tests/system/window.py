@@ -1,5 +1,6 @@
-"""Ordwick's window as a process on the present display: what its log says and what it shows."""
+"""Ordwick's window as a process on the present display: its keys, what its log says, what it shows."""
 
+import json
 import pathlib
 import re
 import select
@@ -10,6 +11,19 @@ from farm import BIN, PATIENCE, SHARE, FarmTest
 
 ARTEFACTS = pathlib.Path(__file__).resolve().parents[2] / "artefacts" / "system"
 
+FILE_MENU = (
+    "Select Bad/Missing Frames",
+    "Requeue Selected",
+    "Requeue Bad/Missing Frames",
+    "Delete Selected",
+    "Delete Bad/Missing Frames",
+    "Analysis settings...",
+    "Close",
+)
+JOB_EDITS = ("Edit Custom Range", "Edit Image Formats")
+TYPE_COMMANDS = ("View frame", "Open folder", "Show task logs")
+DONE_MENU = (*JOB_EDITS, "Run Again", *TYPE_COMMANDS)
+
 
 def theme_colour(name):
     """A colour of the dark theme as (red, green, blue)."""
@@ -18,11 +32,41 @@ def theme_colour(name):
     return tuple(bytes.fromhex(code))
 
 
+def wait_until(is_so):
+    """Looks again and again until something is so. Gives what was told then."""
+    end = time.monotonic() + PATIENCE
+    while not (told := is_so()):
+        assert time.monotonic() < end, "it does not come to be so"
+    return told
+
+
+def tell(*command):
+    """Runs a program that acts on the display or asks about it. Gives what it prints, empty where
+    it fails: what it asks for may not be there yet."""
+    done = subprocess.run(command, capture_output=True, text=True, timeout=PATIENCE)
+    return done.stdout.strip() if done.returncode == 0 else ""
+
+
+def press(*keys):
+    """Presses keys where the keyboard is, as xdotool names them."""
+    subprocess.run(["xdotool", "key", "--clearmodifiers", *keys], check=True, timeout=PATIENCE)
+
+
+def write(text):
+    subprocess.run(["xdotool", "type", "--clearmodifiers", "--", text], check=True, timeout=PATIENCE)
+
+
+def copied_text():
+    """What was copied last."""
+    return tell("xclip", "-out", "-selection", "clipboard")
+
+
 class Log:
     """Lines of a growing file, each as soon as it is written."""
 
     def __init__(self, file):
         file.touch()
+        self.file = file
         self.seen = []
         self.tail = subprocess.Popen(
             ["tail", "-n", "+1", "-F", file], stdout=subprocess.PIPE, stderr=subprocess.DEVNULL
@@ -43,8 +87,101 @@ class Log:
         self.tail.communicate()
 
 
+class Window:
+    """One Ordwick, opened by `corvan watch`. It ends with the test at the latest."""
+
+    def __init__(self, test, subject, name, options, place):
+        folder = test.folder / name
+        folder.mkdir()
+        x, y = place
+        (folder / "options.ini").write_text(
+            f"[Analysis]\nRefresh = 200\n[Window]\nX = {x}\nY = {y}\n" + options
+        )
+        self.number = ""
+        self.log = Log(folder / "ordwick.log")
+        test.addCleanup(self.log.close)
+        output = open(folder / "output.txt", "wb")
+        test.addCleanup(output.close)
+        self.process = subprocess.Popen(
+            [BIN / "corvan", "watch", "--options", folder / "options.ini"]
+            + ["--log-file", self.log.file, "--log-level", "6", "--", *subject],
+            env=test.env,
+            stdout=output,
+            stderr=output,
+        )
+        test.addCleanup(self.process.wait)
+        test.addCleanup(self.process.kill)
+
+    def dialog(self):
+        """The title of the dialog that has the keyboard; empty where the main window has it."""
+        # A message box has the main window's title.
+        if tell("xdotool", "getactivewindow") in ("", self.main()):
+            return ""
+        return tell("xdotool", "getactivewindow", "getwindowname")
+
+    def wait_for_dialog(self, title):
+        """Returns once a dialog of that title has the keyboard."""
+        wait_until(lambda: self.dialog() == title)
+
+    def main(self):
+        """The number of the main window, once it is there."""
+        search = ["xdotool", "search", "--onlyvisible", "--all", "--pid", str(self.process.pid)]
+        find = lambda: self.number or tell(*search, "--name", "^Ordwick$").partition("\n")[0]
+        self.number = wait_until(find)
+        return self.number
+
+    def take_keyboard(self):
+        """Returns once the main window has the keyboard; no dialog may be up."""
+        main = self.main()
+        tell("xdotool", "windowactivate", main)
+        wait_until(lambda: tell("xdotool", "getactivewindow") == main)
+
+    def press(self, *keys):
+        """Presses keys with the keyboard in the main window."""
+        self.take_keyboard()
+        press(*keys)
+
+    def choose(self, item, *menu):
+        """Chooses an item of a menu, whose items are given in their order, with the keyboard alone.
+        `menu` is that of the job where it begins with the job's edits."""
+        self.press("F10", *(["Right"] if menu[:2] == JOB_EDITS else []))
+        # The first key goes to the first item.
+        press(*(["Down"] * (menu.index(item) + 1)), "Return")
+
+    def wait_for_status(self, text):
+        """Returns once the status bar shows a text."""
+        self.log.wait_for(f"Status bar: {text}")
+
+    def rows_with(self, name):
+        """The heights, in lines of the picture, at which a colour of the theme is shown."""
+        picture = subprocess.run(
+            ["import", "-silent", "-window", self.main(), "-depth", "8", "ppm:-"],
+            stdout=subprocess.PIPE,
+            check=True,
+            timeout=PATIENCE,
+        ).stdout
+        _, size, _, pixels = picture.split(b"\n", 3)
+        stride = 3 * int(size.split()[0])
+        colour = bytes(theme_colour(name))
+        rows = []
+        for top in range(0, len(pixels), stride):
+            line = pixels[top : top + stride]
+            at = line.find(colour)
+            while at >= 0 and at % 3:
+                at = line.find(colour, at + 1)
+            if at >= 0:
+                rows.append(top // stride)
+        return rows
+
+    def close(self):
+        """Closes it as its close button does. Gives Ordwick's exit status."""
+        self.take_keyboard()  # The window manager has taken it on then.
+        subprocess.run(["wmctrl", "-i", "-c", self.main()], check=True, timeout=PATIENCE)
+        return self.process.wait(PATIENCE)
+
+
 class WindowTest(FarmTest):
-    """Gives each test a Master with a job whose frames are there, and a window on demand."""
+    """Gives each test a Master with a job whose frames are there, and windows on demand."""
 
     COUNT = 12
     SIZE = 3000
@@ -52,6 +189,10 @@ class WindowTest(FarmTest):
     def setUp(self):
         super().setUp()
         self.start_master()
+        self.make_job()
+
+    def make_job(self):
+        """Sets `job` and `pattern`."""
         self.pattern = self.folder / "frames" / "f.%04d.raw"
         self.job = self.submit(
             f'head -c {self.SIZE} /dev/zero > "$2"',
@@ -62,64 +203,14 @@ class WindowTest(FarmTest):
     def frame(self, number):
         return pathlib.Path(str(self.pattern) % number)
 
-    def open_window(self, *subject):
-        """Opens it by `corvan watch`, with passes that follow each other quickly."""
-        options = self.folder / "Ordwick.ini"
-        options.write_text("[Analysis]\nRefresh = 200\n")
-        file = self.folder / "ordwick.log"
-        self.log = Log(file)
-        self.addCleanup(self.log.close)
-        output = open(self.folder / "ordwick.txt", "wb")
-        self.addCleanup(output.close)
-        self.window = subprocess.Popen(
-            [BIN / "corvan", "watch", "--options", options, "--log-file", file, "--log-level", "6"]
-            + ["--", *subject],
-            env=self.env,
-            stdout=output,
-            stderr=output,
-        )
-        self.addCleanup(self.window.wait)
-        self.addCleanup(self.window.kill)
+    def open_window(self, *subject, name="window", options="", place=(0, 0)):
+        """With passes that follow each other quickly. `name` is that of its files in the test's
+        folder, `options` what stands at the end of its options file."""
+        return Window(self, subject, name, options, place)
 
-    def close_window(self):
-        """Closes it as its close button does. Gives Ordwick's exit status."""
-        close = ["wmctrl", "-F", "-c", "Ordwick"]
-        # The window manager may not have taken it on yet.
-        self.wait_until(lambda: subprocess.run(close, capture_output=True).returncode == 0)
-        return self.window.wait(PATIENCE)
-
-    def wait_for_status(self, text):
-        """Returns once the status bar shows a text."""
-        self.log.wait_for(f"Status bar: {text}")
-
-    def rows_with(self, name):
-        """The heights, in lines of the picture, at which a colour of the theme is shown."""
-        picture = subprocess.run(
-            ["import", "-silent", "-window", "root", "-depth", "8", "rgb:-"],
-            stdout=subprocess.PIPE,
-            check=True,
-            timeout=PATIENCE,
-        ).stdout
-        size = subprocess.run(
-            ["xdotool", "getdisplaygeometry"], stdout=subprocess.PIPE, check=True
-        ).stdout.split()
-        stride = 3 * int(size[0])
-        colour = bytes(theme_colour(name))
-        rows = []
-        for top in range(0, len(picture), stride):
-            line = picture[top : top + stride]
-            at = line.find(colour)
-            while at >= 0 and at % 3:
-                at = line.find(colour, at + 1)
-            if at >= 0:
-                rows.append(top // stride)
-        return rows
-
-    def wait_until(self, is_so):
-        """Looks again and again until something is so."""
-        end = time.monotonic() + PATIENCE
-        while not is_so():
-            self.assertLess(time.monotonic(), end, "it does not come to be so")
+    def jobs(self):
+        """All jobs of the Master, the latest first."""
+        return json.loads(self.corvan("list", "--json"))
 
     def keep_picture(self, name):
         ARTEFACTS.mkdir(parents=True, exist_ok=True)

@@ -1,10 +1,9 @@
 """Ordwick's window on real frames and a real Master."""
 
-import json
 import signal
 import unittest
 
-from window import WindowTest
+from window import WindowTest, wait_until
 
 BAD = ("TextGrey", "TextRed", "TextOrange")
 
@@ -14,13 +13,13 @@ class Damage(WindowTest):
         self.frame(3).unlink()
         self.frame(6).write_bytes(b"x" * 100)
         self.frame(9).write_bytes(b"x" * (self.SIZE * 40 // 100))
-        self.open_window(self.job)
-        self.wait_for_status("12 Files | 1 Missing | 1 Too Small")
-        self.log.wait_for("Finished scanning 12 files. Will scan again in 200 ms")
-        self.wait_until(lambda: all(self.rows_with(colour) for colour in BAD))
+        window = self.open_window(self.job)
+        window.wait_for_status("12 Files | 1 Missing | 1 Too Small")
+        window.log.wait_for("Finished scanning 12 files. Will scan again in 200 ms")
+        wait_until(lambda: all(window.rows_with(colour) for colour in BAD))
         self.keep_picture("damage")
 
-        heights = [self.rows_with(colour) for colour in BAD]
+        heights = [window.rows_with(colour) for colour in BAD]
         for upper, lower in zip(heights, heights[1:]):
             self.assertLess(max(upper), min(lower))
         # One row each, and three rows from one to the next.
@@ -28,65 +27,65 @@ class Damage(WindowTest):
         self.assertLess(abs(distances[0] - distances[1]), 4)
         for rows in heights:
             self.assertLess(max(rows) - min(rows), distances[0] / 3)
-        self.assertEqual(self.close_window(), 0)
+        self.assertEqual(window.close(), 0)
 
     def test_is_seen_while_the_window_is_open_and_so_is_its_repair(self):
-        self.open_window(self.job)
-        self.wait_for_status("12 Files | 0 Missing | 0 Too Small")
+        window = self.open_window(self.job)
+        window.wait_for_status("12 Files | 0 Missing | 0 Too Small")
         whole = self.frame(5).read_bytes()
         self.frame(5).unlink()
-        self.wait_for_status("12 Files | 1 Missing | 0 Too Small")
+        window.wait_for_status("12 Files | 1 Missing | 0 Too Small")
         self.frame(5).write_bytes(whole[:100])
-        self.wait_for_status("12 Files | 0 Missing | 1 Too Small")
+        window.wait_for_status("12 Files | 0 Missing | 1 Too Small")
         self.frame(5).write_bytes(whole)
-        self.log.wait_for("Finished scanning")
-        self.wait_for_status("12 Files | 0 Missing | 0 Too Small")
-        self.wait_until(lambda: not any(self.rows_with(colour) for colour in BAD))
-        self.assertEqual(self.close_window(), 0)
+        window.log.wait_for("Finished scanning")
+        window.wait_for_status("12 Files | 0 Missing | 0 Too Small")
+        wait_until(lambda: not any(window.rows_with(colour) for colour in BAD))
+        self.assertEqual(window.close(), 0)
 
 
 class LostMaster(WindowTest):
     def test_is_shown_and_found_again(self):
         self.frame(3).unlink()
-        self.open_window(self.job)
-        self.wait_until(lambda: self.rows_with("TextGrey"))
-        rows = self.rows_with("TextGrey")
+        window = self.open_window(self.job)
+        wait_until(lambda: window.rows_with("TextGrey"))
+        rows = window.rows_with("TextGrey")
 
         self.stop_master(signal.SIGKILL)
-        self.wait_until(lambda: self.rows_with("TextGrey") != rows)
+        wait_until(lambda: window.rows_with("TextGrey") != rows)
         self.keep_picture("lost-master")
 
         self.start_master()
-        self.log.wait_for("Received Job: frames")
-        self.log.wait_for("Received Job: frames")
-        self.wait_for_status("12 Files | 1 Missing | 0 Too Small")
-        self.wait_until(lambda: self.rows_with("TextGrey") == rows)
-        self.assertEqual(self.close_window(), 0)
+        window.log.wait_for("Received Job: frames")
+        window.log.wait_for("Received Job: frames")
+        window.wait_for_status("12 Files | 1 Missing | 0 Too Small")
+        wait_until(lambda: window.rows_with("TextGrey") == rows)
+        self.assertEqual(window.close(), 0)
 
 
 class JobChanges(WindowTest):
     def test_of_others_reach_the_window(self):
-        self.open_window(self.job)
-        self.wait_for_status("12 Files | 0 Missing | 0 Too Small")
+        window = self.open_window(self.job)
+        window.wait_for_status("12 Files | 0 Missing | 0 Too Small")
         self.corvan("set", self.job, "CustomRange=10-15")
-        self.wait_for_status("6 Files | 3 Missing | 0 Too Small")
+        window.wait_for_status("6 Files | 3 Missing | 0 Too Small")
         self.corvan("set", self.job, "CustomRange=")
-        self.wait_for_status("12 Files | 0 Missing | 0 Too Small")
+        window.wait_for_status("12 Files | 0 Missing | 0 Too Small")
         self.corvan("set", self.job, f"ImageFormat={self.folder}/other.%d.raw")
-        self.wait_for_status("12 Files | 12 Missing | 0 Too Small")
-        self.assertEqual(self.close_window(), 0)
+        window.wait_for_status("12 Files | 12 Missing | 0 Too Small")
+        self.assertEqual(window.close(), 0)
 
 
 class WatchedFrames(WindowTest):
     def test_get_one_job_however_often_they_are_watched(self):
         self.frame(4).unlink()
         marks = str(self.pattern).replace("%04d", "####")
-        for pattern in (str(self.pattern), marks):
-            self.open_window(pattern, "1-12")
-            self.wait_for_status("12 Files | 1 Missing | 0 Too Small")
-            self.assertEqual(self.close_window(), 0)
+        for name, pattern in (("first", str(self.pattern)), ("second", marks)):
+            window = self.open_window(pattern, "1-12", name=name)
+            window.wait_for_status("12 Files | 1 Missing | 0 Too Small")
+            self.assertEqual(window.close(), 0)
 
-        jobs = json.loads(self.corvan("list", "--json"))
+        jobs = self.jobs()
         self.assertEqual(len(jobs), 2)
         self.assertEqual((jobs[0]["type"], jobs[0]["status"]), ("Command", "Paused"))
         self.assertEqual(jobs[0]["parameters"]["Range"], "1-12")
@@ -94,10 +93,10 @@ class WatchedFrames(WindowTest):
         self.assertFalse(self.frame(4).exists())
 
     def test_may_be_a_million_and_begin_below_zero(self):
-        self.open_window(str(self.folder / "none.%d.raw"), "-500000-499999")
-        self.log.wait_for("Displaying:")
-        self.wait_for_status("1000000 Files")
-        self.assertEqual(self.close_window(), 0)
+        window = self.open_window(str(self.folder / "none.%d.raw"), "-500000-499999")
+        window.log.wait_for("Displaying:")
+        window.wait_for_status("1000000 Files")
+        self.assertEqual(window.close(), 0)
 
 
 if __name__ == "__main__":

@@ -1,0 +1,80 @@
+"""The job's range and image formats, edited in one window and seen in another."""
+
+import unittest
+
+from window import DONE_MENU, WindowTest, press, write
+
+
+class Edits(WindowTest):
+    def setUp(self):
+        super().setUp()
+        self.first = self.open_window(self.job, name="first")
+        self.second = self.open_window(self.job, name="second", place=(640, 0))
+        self.wait_for_both("12 Files | 0 Missing | 0 Too Small")
+
+    def wait_for_both(self, text):
+        self.first.wait_for_status(text)
+        self.second.wait_for_status(text)
+
+    def close_both(self):
+        self.assertEqual(self.first.close(), 0)
+        self.assertEqual(self.second.close(), 0)
+
+    def edit_range(self, *keys, text=""):
+        self.first.choose("Edit Custom Range", *DONE_MENU)
+        self.first.wait_for_dialog("Custom Range")
+        press("ctrl+a", "Delete")
+        write(text)
+        press(*keys)
+        self.first.log.wait_for("Sending updated custom range")
+
+    def test_of_the_range_reach_both_windows(self):
+        self.edit_range("Return", text="10-15")
+        self.wait_for_both("6 Files | 3 Missing | 0 Too Small")
+        self.assertEqual(self.parameter(self.job, "CustomRange"), "10-15")
+        self.edit_range("Return")
+        self.wait_for_both("12 Files | 0 Missing | 0 Too Small")
+        self.close_both()
+
+    def test_that_the_master_refuses_are_told_to_who_asked_alone(self):
+        self.edit_range("Return", text="abc")
+        line = self.first.log.wait_for("the Master refused")
+        self.assertIn("abc", line)
+        self.first.log.wait_for("wxCorvanFrame::ShowNotice")
+        self.keep_picture("refused-range")
+        self.assertFalse(self.parameter(self.job, "CustomRange"))
+
+        # What comes after it has come to the other window as well.
+        self.edit_range("Return", text="1-3")
+        self.wait_for_both("3 Files | 0 Missing | 0 Too Small")
+        told = [line for line in self.second.log.seen if "refused" in line or "ShowNotice" in line]
+        self.assertEqual(told, [])
+        self.close_both()
+
+    def test_that_are_cancelled_send_the_range_as_it_was(self):
+        self.edit_range("Return", text="1-5")
+        self.wait_for_both("5 Files | 0 Missing | 0 Too Small")
+        self.edit_range("Escape", text="7")
+        self.second.log.wait_for("Received Job parameter 'CustomRange' = 1-5")
+        self.close_both()
+
+    def test_of_the_image_formats_reach_both_windows(self):
+        other = f"{self.folder}/other.%d.raw"
+        self.first.choose("Edit Image Formats", *DONE_MENU)
+        self.first.wait_for_dialog("Edit Image Formats")
+        # The list has the keyboard; behind it come Add, Edit and Remove, then OK.
+        press("Down", "Tab", "Tab", "space")
+        self.first.wait_for_dialog("Edit Image Format")
+        press("ctrl+a", "Delete")
+        write(other)
+        press("Return")
+        self.first.wait_for_dialog("Edit Image Formats")
+        press("Tab", "Tab", "space")
+        self.first.log.wait_for("Sending updated image format")
+        self.wait_for_both("12 Files | 12 Missing | 0 Too Small")
+        self.assertEqual(self.parameter(self.job, "ImageFormat"), other)
+        self.close_both()
+
+
+if __name__ == "__main__":
+    unittest.main()

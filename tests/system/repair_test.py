@@ -1,0 +1,112 @@
+"""A wrangler's round with the keyboard alone: bad frames are selected, rendered again, and whole."""
+
+import unittest
+
+from farm import SHARE
+from window import WindowTest, wait_until
+
+BAD = ("TextGrey", "TextRed", "TextOrange")
+
+
+def bands(rows):
+    """The first of each run of heights that follow each other."""
+    return [row for row in rows if row - 1 not in rows]
+
+
+class Repair(WindowTest):
+    def damage(self):
+        self.frame(3).unlink()
+        self.frame(6).write_bytes(b"x" * 100)
+        size = self.frame(9).stat().st_size
+        self.frame(9).write_bytes(self.frame(9).read_bytes()[: size * 40 // 100])
+
+    def open_on_damage(self):
+        self.damage()
+        window = self.open_window(self.job)
+        window.wait_for_status("12 Files | 1 Missing | 1 Too Small")
+        wait_until(lambda: all(window.rows_with(colour) for colour in BAD))
+        return window
+
+    def select_bad(self, window):
+        """Returns once the three bad rows, and no other, are shown as selected."""
+        bad = [min(window.rows_with(colour)) for colour in BAD]
+        window.press("ctrl+s")
+        wait_until(lambda: len(bands(window.rows_with("ListSelection"))) == len(bad))
+        for text, row in zip(bad, bands(window.rows_with("ListSelection"))):
+            self.assertLess(abs(text - row), 21)
+
+    def check_repaired(self, window):
+        """Waits for the job that the window sent, and for the window to find all frames whole."""
+        job = self.jobs()[0]["id"]
+        self.corvan("wait", job)
+        window.wait_for_status("12 Files | 0 Missing | 0 Too Small")
+        wait_until(lambda: not any(window.rows_with(colour) for colour in BAD))
+        self.assertEqual(len(self.jobs()), 2)
+        return job
+
+    def requeue(self, window, *keys):
+        window.press(*keys)
+        window.log.wait_for(" + Requeue range: 3-9x3")
+        wait_until(lambda: len(self.jobs()) == 2)
+
+    def test_of_bad_frames_is_selected_requeued_and_seen(self):
+        before = self.show(self.job)
+        window = self.open_on_damage()
+        self.select_bad(window)
+        self.keep_picture("bad-selected")
+        self.requeue(window, "ctrl+b")
+        requeued = self.show(self.check_repaired(window))
+
+        self.assertEqual(self.show(self.job), before)
+        self.assertNotEqual(requeued["id"], before["id"])
+        self.assertEqual(requeued["name"], before["name"])
+        # The Master counts each job's tasks for itself.
+        counted = {"Created", "TasksDone", "TasksTotal"}
+        settings = dict(before["parameters"], Range="3-9x3")
+        for name in settings.keys() - counted | requeued["parameters"].keys() - counted:
+            self.assertEqual(requeued["parameters"].get(name), settings.get(name), name)
+        self.assertEqual([task["firstFrame"] for task in requeued["tasks"]], [3, 6, 9])
+        self.assertEqual(window.close(), 0)
+
+    def test_of_selected_frames_does_the_same(self):
+        window = self.open_on_damage()
+        self.select_bad(window)
+        self.requeue(window, "ctrl+r")
+        self.check_repaired(window)
+        self.assertEqual(window.close(), 0)
+
+    def test_can_be_followed_in_both_logs(self):
+        window = self.open_on_damage()
+        window.press("ctrl+b")
+        window.log.wait_for("Requeue bad frames...")
+        window.log.wait_for(" + Requeue range: 3-9x3")
+        sent = window.log.wait_for("sending job ").split("sending job ")[1].split()[0]
+        self.assertEqual(self.check_repaired(window), sent)
+        self.assertIn(f"new job {sent}", self.master_log())
+
+    def test_of_nothing_sends_nothing(self):
+        window = self.open_window(self.job)
+        window.wait_for_status("12 Files | 0 Missing | 0 Too Small")
+        window.press("ctrl+b")
+        window.log.wait_for("Requeue bad frames...")
+        window.press("ctrl+r")
+        window.log.wait_for("   Nothing selected")
+        self.assertEqual(window.close(), 0)
+        self.assertEqual(len(self.jobs()), 1)
+
+
+class RepairOfRender(Repair):
+    """The same with images that POV-Ray renders."""
+
+    def make_job(self):
+        self.pattern = self.folder / "frames" / "f.%04d.png"
+        self.job = self.corvan(
+            *("submit", "POV-Ray", "--range", "1-12", "--format", self.pattern, "--name", "frames"),
+            *("--set", f"Scene={SHARE / 'demo' / 'clockwork.pov'}"),
+            *("--set", "Width=96", "--set", "Height=54"),
+        ).strip()
+        self.corvan("wait", self.job)
+
+
+if __name__ == "__main__":
+    unittest.main()
