@@ -62,14 +62,14 @@ class Edits(WindowTest):
         other = f"{self.folder}/other.%d.raw"
         self.first.choose("Edit Image Formats", *DONE_MENU)
         self.first.wait_for_dialog("Edit Image Formats")
-        # The list has the keyboard; behind it come Add, Edit and Remove, then OK.
+        # The list has the keyboard; behind it come Add, Edit and Remove, then Cancel and OK.
         press("Down", "Tab", "Tab", "space")
         self.first.wait_for_dialog("Edit Image Format")
         press("ctrl+a", "Delete")
         write(other)
         press("Return")
         self.first.wait_for_dialog("Edit Image Formats")
-        press("Tab", "Tab", "space")
+        press("Tab", "Tab", "Tab", "space")
         self.first.log.wait_for("Sending updated image format")
         self.wait_for_both("12 Files | 12 Missing | 0 Too Small")
         self.assertEqual(self.parameter(self.job, "ImageFormat"), other)
