@@ -29,8 +29,13 @@ endif()
 find_program(CCACHE ccache)
 if(CCACHE)
     # Paths below the source tree count as relative, so that one checkout serves the next.
+    # What else there is lets it take part where headers are precompiled.
     set(CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_COMMAND} -E env
-        CCACHE_BASEDIR=${PROJECT_SOURCE_DIR} CCACHE_NOHASHDIR=1 ${CCACHE})
+        CCACHE_BASEDIR=${PROJECT_SOURCE_DIR} CCACHE_NOHASHDIR=1
+        CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime ${CCACHE})
+    if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
+        add_compile_options(-fpch-preprocess)
+    endif()
 endif()
 find_program(MOLD mold)
 if(MOLD)
