@@ -60,7 +60,8 @@ void WaitForValue(const wxTextCtrl &field, const std::string &text)
 
 bool IsTrace(const std::string &line)
 {
-    for (const char *part : {" bad: ", "  Checked ", "Displaying:", "Finished scanning"})
+    for (const char *part :
+         {" bad: ", "  Checked ", "Displaying:", "Finished scanning", "sending job "})
         if (line.find(part) != std::string::npos)
             return true;
     return false;

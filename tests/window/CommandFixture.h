@@ -52,8 +52,8 @@ protected:
     /// How many messages were sent since the job came.
     std::size_t SentSinceJob() const;
 
-    /// What was logged as the user sees it ("3 text", the level first), without what passes and
-    /// paintings trace.
+    /// What was logged as the user sees it ("3 text", the level first), without what passes,
+    /// paintings and the library trace.
     std::vector<std::string> CommandLines() const;
     /// `CommandLines` one below the other.
     std::string CommandLog() const;
