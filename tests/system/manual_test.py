@@ -1,0 +1,98 @@
+"""The manual pages and the shell's completion against what the programs say of themselves."""
+
+import os
+import pathlib
+import re
+import subprocess
+import unittest
+
+from farm import BIN, FarmTest
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+PAGES = ROOT / "docs" / "man"
+
+
+def help_of(*command):
+    return subprocess.run(
+        [*command, "--help"], check=True, stdout=subprocess.PIPE, text=True, env=dict(os.environ, DISPLAY="")
+    ).stdout
+
+
+def verbs():
+    return re.findall(r"^  ([a-z]+) ", help_of(BIN / "corvan").split("Subcommands:")[1], re.M)
+
+
+def options_in(text):
+    return set(re.findall(r"(?<![\w-])--[a-z][a-z-]*", text))
+
+
+def page(name):
+    return (PAGES / name).read_text().replace("\\-", "-")
+
+
+class Manual(unittest.TestCase):
+    def test_names_every_verb_and_option(self):
+        text = page("corvan.1")
+        for verb in verbs():
+            self.assertIn(f".SS corvan {verb}", text)
+            missing = options_in(help_of(BIN / "corvan", verb)) - options_in(text)
+            self.assertEqual(missing, set(), verb)
+        self.assertGreater(len(verbs()), 8)
+
+    def test_names_no_verb_and_option_that_is_none(self):
+        text = page("corvan.1")
+        self.assertEqual(set(re.findall(r"^\.SS corvan ([a-z]+)", text, re.M)), set(verbs()))
+        known = options_in(help_of(BIN / "corvan"))
+        for verb in verbs():
+            known |= options_in(help_of(BIN / "corvan", verb))
+        self.assertEqual(options_in(text) - known, set())
+
+    def test_of_the_other_programs_names_just_their_options(self):
+        for program, name in (("ordwick", "ordwick.1"), ("corvan-master", "corvan-master.8")):
+            self.assertEqual(options_in(page(name)), options_in(help_of(BIN / program)), name)
+
+    def test_is_well_formed(self):
+        for file in sorted(PAGES.iterdir()):
+            done = subprocess.run(
+                ["man", "--warnings", "-E", "UTF-8", "-l", file], capture_output=True, text=True
+            )
+            self.assertEqual((done.returncode, done.stderr), (0, ""), file.name)
+            self.assertIn("NAME", done.stdout)
+
+
+class Completion(FarmTest):
+    def complete(self, *words):
+        """What the key offers behind the last of these words."""
+        script = (
+            f"PATH={BIN}:$PATH; . {ROOT}/packaging/corvan.bash; COMP_WORDS=(\"$@\"); "
+            'COMP_CWORD=$(($# - 1)); _corvan; printf "%s\\n" "${COMPREPLY[@]}"'
+        )
+        done = subprocess.run(
+            ["bash", "-c", script, "bash", "corvan", *words],
+            env=self.env, cwd=self.folder, check=True, capture_output=True, text=True,
+        )
+        self.assertEqual(done.stderr, "")
+        return done.stdout.split()
+
+    def test_offers_verbs_options_types_and_values(self):
+        self.env.pop("CORVAN_MASTER")
+        self.assertEqual(self.complete(""), verbs())
+        self.assertEqual(self.complete("--log-level", "6", "sub"), ["submit"])
+        for verb in verbs():
+            listed = re.findall(r"^  (?:-\w,)?(--[a-z-]+)", help_of(BIN / "corvan", verb), re.M)
+            self.assertEqual(self.complete(verb, "--"), listed)
+        self.assertEqual(self.complete("submit", "P"), ["POV-Ray"])
+        self.assertEqual(self.complete("check", "--sort", "d"), ["date"])
+        self.assertEqual(self.complete("show", ""), [], "no Master runs, and none is started")
+
+    def test_offers_jobs_and_files(self):
+        self.start_master("--slots", "0")
+        job = self.submit("true", "--range", "1", "--name", "Clock")
+        self.assertEqual(self.complete("show", ""), [job, "Clock"])
+        self.assertEqual(self.complete("show", "Cl"), ["Clock"])
+        (self.folder / "beauty.0001.exr").touch()
+        self.assertEqual(self.complete("check", "--format", "bea"), ["beauty.0001.exr"])
+
+
+if __name__ == "__main__":
+    unittest.main()
