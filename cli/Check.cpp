@@ -1,13 +1,12 @@
 #include <CLI/CLI.hpp>
-#include <unistd.h>
+#include <algorithm>
+#include <fmt/format.h>
 
-#include "cli/CheckJson.h"
-#include "cli/CheckRules.h"
+#include "analysis/AnalysisOptions.h"
+#include "cli/CheckArguments.h"
 #include "cli/CheckSubject.h"
-#include "cli/CheckText.h"
-#include "cli/DecodeTable.h"
-#include "cli/LookAtTable.h"
-#include "cli/ProgressBar.h"
+#include "cli/CheckWriter.h"
+#include "cli/SignalPause.h"
 #include "cli/Verb.h"
 
 namespace cli
@@ -16,6 +15,12 @@ namespace cli
 namespace
 {
 
+bool HasBad(const CheckTable &table)
+{
+    return std::any_of(table.states.begin(), table.states.end(),
+                       [](CheckState state) { return state != CheckState::Ok; });
+}
+
 class Check : public Verb
 {
 public:
@@ -23,13 +28,11 @@ public:
     {
         CLI::App *verb = app.add_subcommand("check", "say which frames are bad, without a window");
         m_subject.Declare(*verb, SubjectArguments::Takes::JobOrPatterns);
-        m_rules.Declare(*verb);
-        m_decode.Declare(*verb);
-        CLI::Option *json = verb->add_flag("--json", m_asJson, "all frames as JSON");
-        CLI::Option *paths = verb->add_flag("--paths", m_asPaths, "the paths of bad frames alone");
-        paths->excludes(json);
-        verb->add_flag("-0", m_isZeroEnded, "end each path with a zero byte, not a newline")
-            ->needs(paths);
+        m_check.Declare(*verb);
+        m_writer.Declare(*verb);
+        verb->add_flag("--watch", m_isWatching,
+                       "go on, pass after pass, and tell what changes, until interrupted")
+            ->excludes(verb->get_option("--paths"));
         return verb;
     }
 
@@ -45,72 +48,62 @@ public:
     ExitStatus Run(Client &client) override
     {
         CheckSubject subject = m_subject.Find(client);
-        Output out(stdout);
         for (CheckTable &table : subject.tables)
-            CheckOne(subject, table, out);
-        if (m_asJson)
-            WriteJson(out, subject.job.get(), subject.tables, m_decode.IsWanted());
+        {
+            m_writer.Begin(table, subject.input.userRange);
+            ListFrames(subject.input, table);
+            m_check.Check(table);
+            m_writer.Write(table);
+        }
+        m_writer.End(subject, m_check.IsDecoded());
+        if (m_isWatching)
+            Watch(subject, analysis::ReadAnalysisOptions(client.Options()).refreshMs);
 
         const bool hasBad = std::any_of(subject.tables.begin(), subject.tables.end(), HasBad);
         return hasBad ? k_BadFrames : k_Done;
     }
 
 private:
-    bool IsText() const
+    void Watch(CheckSubject &subject, int refreshMs)
     {
-        return !m_asJson && !m_asPaths;
-    }
-
-    void CheckOne(const CheckSubject &subject, CheckTable &table, Output &out)
-    {
-        if (IsText())
+        while (!PauseUnlessEnded(std::chrono::milliseconds(std::max(refreshMs, 1))))
         {
-            // Before anything that takes long.
-            WriteHeading(out, table, subject.input.userRange);
-            out.Flush();
+            bool isNews = false;
+            for (CheckTable &table : subject.tables)
+                isNews |= CheckAgain(table);
+            if (isNews)
+                m_writer.End(subject, m_check.IsDecoded());
         }
-        ListFrames(subject.input, table);
-        Look(table);
-        if (IsText())
-            WriteReport(out, table, WantsColours(stdout));
-        else if (m_asPaths)
-            WriteBadPaths(out, table);
     }
 
-    void Look(CheckTable &table)
+    /// True when a state changed. A folder that cannot be looked into now may come back.
+    bool CheckAgain(CheckTable &table)
     {
-        ProgressBar bar(stderr, true);
-        const bool isShown = isatty(STDERR_FILENO) == 1;
-        const auto show = [&](std::size_t done, std::size_t all)
+        const FrameStates before = StatesByFrame(table);
+        try
         {
-            if (isShown)
-                bar.Show({unsigned(all), unsigned(done), 0});
-        };
-        LookAtTable(table, {m_rules.Rules(), m_rules.Order(), m_rules.LookAgain()}, m_clock, show);
-        if (m_decode.IsWanted())
-            DecodeTable(table, m_rules.Rules().frameOffset, m_decode.Limits(), show);
-        bar.Clear();
-    }
-
-    void WriteBadPaths(Output &out, const CheckTable &table) const
-    {
-        for (std::size_t row = 0; row < table.frames.size(); ++row)
-            if (table.states[row] != CheckState::Ok)
-                out << table.PathOf(row).Text() << (m_isZeroEnded ? '\0' : '\n');
-    }
-
-    static bool HasBad(const CheckTable &table)
-    {
-        return !FindBadFrames(table).empty();
+            m_check.Check(table);
+        }
+        catch (ostrel::Exception *raw)
+        {
+            const std::unique_ptr<ostrel::Exception> error(raw);
+            if (error->Text() != m_trouble)
+                fmt::print(stderr, "corvan: {}\n", error->Text());
+            m_trouble = error->Text();
+            return false;
+        }
+        m_trouble.clear();
+        const StateChanges changes = FindChanges(before, table);
+        if (!changes.empty())
+            m_writer.WriteChanges(table, changes);
+        return !changes.empty();
     }
 
     SubjectArguments m_subject;
-    RulesArguments m_rules;
-    DecodeArguments m_decode;
-    bool m_asJson = false;
-    bool m_asPaths = false;
-    bool m_isZeroEnded = false;
-    SystemClock m_clock;
+    CheckArguments m_check;
+    CheckWriter m_writer;
+    bool m_isWatching = false;
+    String m_trouble; ///< Of the pass before.
 };
 
 } // namespace

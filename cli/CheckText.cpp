@@ -80,23 +80,27 @@ void WriteHeading(Output &out, const CheckTable &table, const String &range)
     out << table.format << "  " << range << '\n';
 }
 
-String StatesText(const StateCounts &counts)
+String CountsLine(const CheckTable &table)
 {
-    String text;
+    const StateCounts counts = CountStates(table);
+    const std::size_t files = table.frames.size();
+    String text = fmt::format("{} {}: ", files, files == 1 ? "file" : "files");
+    const char *between = "";
     for (const CheckState state : k_CheckStates)
     {
         const std::size_t count = counts[std::size_t(state)];
-        if (count > 0)
-            text += fmt::format("{}{} {}", text.empty() ? "" : ", ", count, ShownText(state));
+        if (count == 0)
+            continue;
+        text += fmt::format("{}{} {}", between, count, ShownText(state));
+        between = ", ";
     }
-    return text.empty() ? "none" : text;
+    return text;
 }
 
 void WriteReport(Output &out, const CheckTable &table, bool hasColours)
 {
     const StateCounts counts = CountStates(table);
-    out << table.frames.size() << (table.frames.size() == 1 ? " file: " : " files: ")
-        << StatesText(counts) << '\n';
+    out << CountsLine(table) << '\n';
     for (const CheckState state : k_CheckStates)
         if (state != CheckState::Ok && counts[std::size_t(state)] > 0)
             WriteState(out, table, state, hasColours);

@@ -21,7 +21,7 @@ void WriteHeading(Output &out, const CheckTable &table, const String &range);
 /// the first.
 void WriteReport(Output &out, const CheckTable &table, bool hasColours);
 
-/// "2 missing, 1 too small, 1 outlier": the states that are there, or "none".
-String StatesText(const StateCounts &counts);
+/// "100 files: 98 ok, 2 missing".
+String CountsLine(const CheckTable &table);
 
 } // namespace cli

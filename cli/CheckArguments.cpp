@@ -1,0 +1,37 @@
+#include "cli/CheckArguments.h"
+
+#include <unistd.h>
+
+#include "cli/ProgressBar.h"
+
+namespace cli
+{
+
+void CheckArguments::Declare(CLI::App &verb)
+{
+    m_rules.Declare(verb);
+    m_decode.Declare(verb);
+}
+
+CheckRules CheckArguments::Rules() const
+{
+    return {m_rules.Rules(), m_rules.Order(), m_rules.LookAgain()};
+}
+
+void CheckArguments::Check(CheckTable &table)
+{
+    ProgressBar bar(stderr, true);
+    const bool isShown = isatty(STDERR_FILENO) == 1;
+    const auto show = [&](std::size_t done, std::size_t all)
+    {
+        if (isShown)
+            bar.Show({unsigned(all), unsigned(done), 0});
+    };
+    const CheckRules rules = Rules();
+    LookAtTable(table, rules, m_clock, show);
+    if (m_decode.IsWanted())
+        DecodeTable(table, rules.scan.frameOffset, m_decode.Limits(), show);
+    bar.Clear();
+}
+
+} // namespace cli

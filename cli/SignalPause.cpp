@@ -1,0 +1,26 @@
+#include "cli/SignalPause.h"
+
+#include <csignal>
+
+namespace cli
+{
+
+bool PauseUnlessEnded(std::chrono::milliseconds time)
+{
+    using namespace std::chrono;
+
+    sigset_t ends;
+    sigemptyset(&ends);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+        sigaddset(&ends, signal);
+    sigset_t before;
+    pthread_sigmask(SIG_BLOCK, &ends, &before);
+
+    const auto whole = duration_cast<seconds>(time);
+    const timespec wait{whole.count(), nanoseconds(time - whole).count()};
+    const bool isAsked = sigtimedwait(&ends, nullptr, &wait) > 0;
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    return isAsked;
+}
+
+} // namespace cli
