@@ -48,6 +48,8 @@ std::unique_ptr<Verb> MakeLog();
 std::unique_ptr<Verb> MakeCancel();
 std::unique_ptr<Verb> MakeWatch();
 std::unique_ptr<Verb> MakeCheck();
+std::unique_ptr<Verb> MakeRequeue();
+std::unique_ptr<Verb> MakeDelete();
 
 /// How JOB is explained in the help of each verb that takes one.
 inline constexpr const char *k_JobHelp =

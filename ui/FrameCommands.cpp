@@ -4,8 +4,8 @@
 
 #include "analysis/Expansion.h"
 #include "app/Ordwick.h"
-#include "corvan/JobFactory.h"
 #include "corvan/MessageFactory.h"
+#include "corvan/RequeueJob.h"
 #include "corvan/SequenceDistributor.h"
 #include "ostrel/CallEntry.h"
 #include "ostrel/File.h"
@@ -92,17 +92,8 @@ bool MainWindow::SubmitRequeue(const Job &job, const String &range)
 {
     _CallEntry call("MainWindow::SubmitRequeue", __FILE__, __LINE__);
 
-    const UID type(job.ParameterText(p_Type, true), false);
-    const boost::shared_ptr<Job> requeue = JobFactory::s_JobFactory.CreateJob(type);
+    const boost::shared_ptr<Job> requeue = MakeRequeueJob(job, range);
     if (!requeue)
-        return false; // The factory has logged it.
-    requeue->CopyFrom(job, true);
-    requeue->SetID(UID(true));
-
-    String queued;
-    queued = static_cast<int>(JobStatus::Queued);
-    requeue->SetParameter(p_Status, queued);
-    if (!requeue->SetParameter(p_Range, range))
         return false;
 
     const auto message =

@@ -1,0 +1,103 @@
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <fmt/format.h>
+#include <iostream>
+#include <set>
+
+#include "cli/FrameSelection.h"
+#include "cli/Verb.h"
+#include "ostrel/File.h"
+
+namespace cli
+{
+
+using ostrel::Path;
+
+namespace
+{
+
+class Delete : public Verb
+{
+public:
+    CLI::App *Declare(CLI::App &app) override
+    {
+        CLI::App *verb = app.add_subcommand("delete", "delete the files of frames");
+        m_subject.Declare(*verb, SubjectArguments::Takes::JobOrPatterns);
+        m_selection.Declare(*verb);
+        verb->add_flag("--yes", m_isSure, "do not ask");
+        return verb;
+    }
+
+    bool NeedsMaster() const override
+    {
+        return m_subject.IsJob();
+    }
+
+    ExitStatus Run(Client &client) override
+    {
+        CheckSubject subject = m_subject.Find(client);
+        const std::set<Path> paths = SelectedPaths(subject);
+        if (paths.empty())
+        {
+            fmt::print(stderr, "there is no such file; nothing was done\n");
+            return k_Done;
+        }
+        if (!m_isSure && !IsAgreed(paths))
+        {
+            fmt::print(stderr, "nothing was deleted\n");
+            return k_Refused;
+        }
+        return DeleteAll(paths);
+    }
+
+private:
+    /// Of files that are there; a missing frame has none.
+    std::set<Path> SelectedPaths(CheckSubject &subject)
+    {
+        std::set<Path> paths;
+        const auto rows = m_selection.Find(subject);
+        for (std::size_t table = 0; table < rows.size(); ++table)
+            for (const std::size_t row : rows[table])
+                if (subject.tables[table].frames[row].exists)
+                    paths.insert(subject.tables[table].PathOf(row));
+        return paths;
+    }
+
+    static bool IsAgreed(const std::set<Path> &paths)
+    {
+        fmt::print(stderr, "Delete {} {}, the first {}? [y/N] ", paths.size(),
+                   paths.size() == 1 ? "file" : "files", paths.begin()->Text());
+        std::string answer;
+        std::getline(std::cin, answer);
+        return answer == "y" || answer == "Y" || answer == "yes";
+    }
+
+    static ExitStatus DeleteAll(const std::set<Path> &paths)
+    {
+        ExitStatus status = k_Done;
+        for (const Path &path : paths)
+        {
+            if (ostrel::File::Delete(path, false))
+                fmt::print("{}\n", path.Text());
+            else
+            {
+                fmt::print(stderr, "corvan: cannot delete {}\n", path.Text());
+                status = k_Refused;
+            }
+        }
+        return status;
+    }
+
+    SubjectArguments m_subject;
+    FrameSelection m_selection;
+    bool m_isSure = false;
+};
+
+} // namespace
+
+std::unique_ptr<Verb> MakeDelete()
+{
+    return std::make_unique<Delete>();
+}
+
+} // namespace cli

@@ -1,0 +1,27 @@
+#include "corvan/RequeueJob.h"
+
+#include "corvan/JobFactory.h"
+#include "corvan/JobStatus.h"
+#include "corvan/Parameters.h"
+
+namespace corvan
+{
+
+boost::shared_ptr<Job> MakeRequeueJob(const Job &job, const String &range)
+{
+    const ostrel::UID type(job.ParameterText(p_Type, true), false);
+    boost::shared_ptr<Job> requeue = JobFactory::s_JobFactory.CreateJob(type);
+    if (!requeue)
+        return nullptr; // The factory has logged it.
+    requeue->CopyFrom(job, true);
+    requeue->SetID(ostrel::UID(true));
+
+    String queued;
+    queued = static_cast<int>(JobStatus::Queued);
+    requeue->SetParameter(p_Status, queued);
+    if (!requeue->SetParameter(p_Range, range))
+        return nullptr;
+    return requeue;
+}
+
+} // namespace corvan
