@@ -221,7 +221,7 @@ class Nonsense(CheckedFrames):
             self.assertEqual(done.stdout, "", arguments)
 
 
-class Delete(CheckedFrames):
+class DeletedFrames(CheckedFrames):
     def delete(self, *arguments, status=0):
         command = ("delete", "--format", self.pattern, "--range", "1-9", *arguments)
         return self.run_corvan(*command, status=status)
@@ -248,7 +248,7 @@ class Delete(CheckedFrames):
         self.assertEqual(self.left(), [1, 2, 3, 5, 6, 7, 8])
 
 
-class Jobs(CheckedFrames):
+class CheckedJobs(CheckedFrames):
     def setUp(self):
         super().setUp()
         self.start_master()
