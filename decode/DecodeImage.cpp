@@ -71,7 +71,7 @@ int RowsAtOnce(const ImageSpec &spec)
     constexpr std::uint64_t k_most_bytes = 64u << 20;
     constexpr std::uint64_t k_most_rows = 256;
 
-    // Several strips at a time are unpacked by a loop that does not look for errors.
+    // A strip is unpacked as a whole.
     const int strip = spec.get_int_attribute("tiff:RowsPerStrip");
     if (strip > 0)
         return std::min(strip, spec.height);

@@ -5,12 +5,14 @@
 #include <map>
 #include <set>
 #include <stdexcept>
+#include <sys/stat.h>
 #include <sys/wait.h>
 
 #include <gtest/gtest.h>
 
 #include "decode/ServeDecoder.h"
 #include "tests/support/Printing.h"
+#include "tests/support/TempFolder.h"
 #include "tests/support/Thrown.h"
 
 using namespace decode;
@@ -119,6 +121,15 @@ TEST(DecodeFiles, StartsNoMoreDecodersThanThereAreFilesOrPlaces)
         decoders.insert(report.width);
     EXPECT_LE(decoders.size(), 3u);
     EXPECT_TRUE(Decode({}, limits).empty());
+}
+
+TEST(DecodeFiles, ReadsAsManyFilesAtATimeAsThereArePlaces)
+{
+    const TempFolder folder;
+    ASSERT_EQ(mkfifo((folder / "pipe").Text().c_str(), 0600), 0);
+    // Each waits for the other.
+    for (const auto &[file, report] : Decode({folder / "give", folder / "take"}))
+        EXPECT_EQ(report.reason, "");
 }
 
 TEST(DecodeFiles, SaysWhichProgramIsNoDecoder)

@@ -1,5 +1,6 @@
 // A decoder that does what the name of the file says, and reads no file.
 #include <csignal>
+#include <fcntl.h>
 #include <stdexcept>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -23,10 +24,18 @@ void Crash()
         pause();
 }
 
-[[noreturn]] void EatMemory()
+// No more than a gigabyte, should nothing hold it back.
+void EatMemory()
 {
-    for (std::vector<std::vector<char>> eaten;;)
+    std::vector<std::vector<char>> eaten;
+    while (eaten.size() < 1024)
         eaten.emplace_back(1u << 20);
+}
+
+// Goes on once another decoder has opened the other end.
+void Meet(const ostrel::Path &path, int mode)
+{
+    close(open((path.Parent() / "pipe").Text().c_str(), mode));
 }
 
 void SendInstead(const std::string &message)
@@ -47,6 +56,10 @@ decode::ImageReport Decode(const ostrel::Path &path)
         EatMemory();
     if (what == "leave")
         _exit(3);
+    if (what == "give")
+        Meet(path, O_WRONLY);
+    if (what == "take")
+        Meet(path, O_RDONLY);
     if (what == "throw")
         throw std::runtime_error("thrown\nand caught");
     if (what == "nonsense")

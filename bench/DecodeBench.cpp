@@ -1,0 +1,162 @@
+// Image files read whole by child processes, as `corvan check --decode` does. All in the page
+// cache. Yardstick: a loop in this process that opens each with OpenImageIO and reads it in one go.
+#include <OpenImageIO/imageio.h>
+#include <cmath>
+#include <memory>
+#include <sys/resource.h>
+
+#include "bench/Measure.h"
+#include "decode/DecodeFiles.h"
+#include "ostrel/Exception.h"
+
+using namespace bench;
+using OIIO::ImageInput;
+using OIIO::ImageOutput;
+using OIIO::ImageSpec;
+using ostrel::Path;
+
+namespace
+{
+
+constexpr int k_width = 1920;
+constexpr int k_height = 1080;
+constexpr std::size_t k_frames = 24;
+
+// What this process and its ended children have used of a processor, in milliseconds: it tells what
+// the work costs, whatever else the machine does.
+double FamilyTimeMs()
+{
+    double sum = 0;
+    for (const auto who : {RUSAGE_SELF, RUSAGE_CHILDREN})
+    {
+        rusage usage{};
+        getrusage(who, &usage);
+        for (const timeval &time : {usage.ru_utime, usage.ru_stime})
+            sum += double(time.tv_sec) * 1e3 + double(time.tv_usec) / 1e3;
+    }
+    return sum;
+}
+
+// The time that passes, and that of processors.
+struct Costs
+{
+    Timing passed;
+    Timing used;
+};
+
+template <typename Run> Costs MeasureCosts(Run &&run)
+{
+    std::vector<double> used;
+    double start = 0;
+    const Timing passed = Measure(
+        3, [&] { start = FamilyTimeMs(); },
+        [&]
+        {
+            run();
+            used.push_back(FamilyTimeMs() - start);
+        });
+    return {passed, FromTimes(used)};
+}
+
+void Require(bool holds, const std::string &what)
+{
+    if (holds)
+        return;
+    std::fprintf(stderr, "%s\n", what.c_str());
+    std::exit(1);
+}
+
+std::vector<float> Waves(int channels)
+{
+    std::vector<float> pixels;
+    unsigned noise = 7;
+    for (int y = 0; y < k_height; ++y)
+        for (int x = 0; x < k_width; ++x)
+            for (int channel = 0; channel < channels; ++channel)
+            {
+                noise = noise * 1664525u + 1013904223u;
+                pixels.push_back(0.5f + 0.3f * std::sin(float(x + y * channel) * 0.01f) +
+                                 float(noise >> 24) / 256.0f * 0.02f);
+            }
+    return pixels;
+}
+
+std::vector<Path> MakeImages(const Folder &folder, const std::string &extension,
+                             const ImageSpec &spec)
+{
+    const std::vector<float> pixels = Waves(spec.nchannels);
+    std::vector<Path> files;
+    for (std::size_t frame = 1; frame <= k_frames; ++frame)
+    {
+        files.emplace_back(folder / (std::to_string(frame) + extension));
+        const std::unique_ptr<ImageOutput> file = ImageOutput::create(files.back().Text());
+        Require(file && file->open(files.back().Text(), spec) &&
+                    file->write_image(OIIO::TypeFloat, pixels.data()) && file->close(),
+                OIIO::geterror());
+    }
+    return files;
+}
+
+void ReadPlainly(const std::vector<Path> &files)
+{
+    std::vector<char> pixels;
+    for (const Path &path : files)
+    {
+        const std::unique_ptr<ImageInput> file = ImageInput::open(path.Text());
+        Require(bool(file), "cannot open " + path.Text());
+        const ImageSpec &spec = file->spec();
+        pixels.resize(spec.image_bytes());
+        Require(file->read_image(0, 0, 0, -1, spec.format, pixels.data()), file->geterror());
+    }
+}
+
+void ReadInChildren(const std::vector<Path> &files, unsigned jobs)
+{
+    decode::DecodeLimits limits;
+    limits.jobs = jobs;
+    decode::DecodeFiles(decode::DecoderProgram(), files, limits,
+                        [](std::size_t, const decode::ImageReport &report)
+                        { Require(report.reason.empty(), report.reason); });
+}
+
+void MeasureFormat(const std::string &what, const std::string &extension, const ImageSpec &spec)
+{
+    const Folder folder;
+    const std::vector<Path> files = MakeImages(folder, extension, spec);
+    const Costs plain = MeasureCosts([&] { ReadPlainly(files); });
+    PrintYardstick(what + ", loop in one process", k_frames, plain.passed);
+    PrintYardstick(what + ", loop in one process, processor", k_frames, plain.used);
+    for (const unsigned jobs : {1u, 2u})
+    {
+        const std::string row = what + ", child processes: " + std::to_string(jobs);
+        const Costs costs = MeasureCosts([&] { ReadInChildren(files, jobs); });
+        PrintRow(row, k_frames, costs.passed, plain.passed);
+        PrintRow(row + ", processor", k_frames, costs.used, plain.used);
+    }
+}
+
+} // namespace
+
+int main()
+{
+    OIIO::attribute("threads", 1);
+    OIIO::attribute("exr_threads", -1);
+    PrintHead("Images read whole");
+    try
+    {
+        ImageSpec half(k_width, k_height, 4, OIIO::TypeHalf);
+        half["compression"] = "zip";
+        MeasureFormat("EXR zip, half", ".exr", half);
+        MeasureFormat("PNG, 8 bits", ".png", ImageSpec(k_width, k_height, 3, OIIO::TypeUInt8));
+        MeasureFormat("DPX, 16 bits", ".dpx", ImageSpec(k_width, k_height, 3, OIIO::TypeUInt16));
+        ImageSpec packed(k_width, k_height, 3, OIIO::TypeUInt16);
+        packed["compression"] = "zip";
+        MeasureFormat("TIFF zip, 16 bits", ".tif", packed);
+        MeasureFormat("JPEG", ".jpg", ImageSpec(k_width, k_height, 3, OIIO::TypeUInt8));
+    }
+    catch (ostrel::Exception *raw)
+    {
+        const std::unique_ptr<ostrel::Exception> error(raw);
+        Require(false, error->Text());
+    }
+}
