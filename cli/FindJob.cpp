@@ -1,10 +1,7 @@
 #include "cli/FindJob.h"
 
-#include <algorithm>
 #include <boost/algorithm/string/case_conv.hpp>
 #include <boost/algorithm/string/predicate.hpp>
-#include <functional>
-#include <vector>
 
 namespace cli
 {
@@ -14,49 +11,36 @@ namespace
 
 constexpr std::size_t k_shortestBeginning = 4;
 
-using Test = std::function<bool(const Job &)>;
-
-// Tells how many jobs pass, and the first that does.
-std::pair<std::size_t, JobPointer> Select(std::span<const JobPointer> jobs, const Test &fits)
-{
-    std::size_t count = 0;
-    JobPointer first;
-    for (const JobPointer &job : jobs)
-    {
-        if (!fits(*job))
-            continue;
-        if (++count == 1)
-            first = job;
-    }
-    return {count, first};
-}
-
 } // namespace
 
-std::optional<JobPointer> PickJob(std::span<const JobPointer> jobs, const String &text,
-                                  String *reason)
+JobPick::JobPick(const String &text)
+    : m_text(text), m_beginning(boost::algorithm::to_lower_copy(std::string(text)))
 {
-    const std::string beginning = boost::algorithm::to_lower_copy(std::string(text));
-    const Test begins = [&](const Job &job)
-    {
-        return beginning.size() >= k_shortestBeginning &&
-               boost::algorithm::starts_with(job.ID().ToString(), beginning);
-    };
-    const Test isNamed = [&](const Job &job) { return job.Name() == text; };
+}
 
-    for (const Test &fits : {begins, isNamed})
-    {
-        const auto [count, job] = Select(jobs, fits);
-        if (count == 1)
-            return job;
-        if (count > 1)
-        {
-            *reason =
-                std::to_string(count) + " jobs fit '" + text + "'; give more of an identifier";
-            return std::nullopt;
-        }
-    }
-    *reason = "no job fits '" + text + "'";
+void JobPick::Fitting::Add(const JobPointer &job)
+{
+    if (++count == 1)
+        first = job;
+}
+
+void JobPick::Consider(const JobPointer &job)
+{
+    if (m_beginning.size() >= k_shortestBeginning &&
+        boost::algorithm::starts_with(job->ID().ToString(), m_beginning))
+        m_begins.Add(job);
+    if (job->Name() == m_text)
+        m_named.Add(job);
+}
+
+std::optional<JobPointer> JobPick::Picked(String *reason) const
+{
+    const Fitting &fitting = m_begins.count > 0 ? m_begins : m_named;
+    if (fitting.count == 1)
+        return fitting.first;
+    *reason = fitting.count == 0 ? "no job fits '" + m_text + "'"
+                                 : std::to_string(fitting.count) + " jobs fit '" + m_text +
+                                       "'; give more of an identifier";
     return std::nullopt;
 }
 
@@ -70,9 +54,15 @@ JobPointer FindJob(Client &client, const String &text)
         return client.Ask<corvan::JobMsg>(question)->job;
     }
 
-    const auto list = client.Ask<corvan::JobListMsg>(NewMessage<corvan::ListJobsMsg>());
+    JobPick pick(text);
+    VisitJobs(client, 0,
+              [&](const JobPointer &job)
+              {
+                  pick.Consider(job);
+                  return true;
+              });
     String reason;
-    const std::optional<JobPointer> job = PickJob(list->jobs, text, &reason);
+    const std::optional<JobPointer> job = pick.Picked(&reason);
     if (!job)
         throw new Failure(k_Refused, reason);
     return *job;

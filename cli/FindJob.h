@@ -1,23 +1,41 @@
 #pragma once
 
-#include <boost/shared_ptr.hpp>
 #include <optional>
-#include <span>
+#include <string>
 
-#include "cli/Client.h"
-#include "corvan/Job.h"
+#include "cli/VisitJobs.h"
 
 namespace cli
 {
 
-using corvan::Job;
-using JobPointer = boost::shared_ptr<Job>;
-
 /// Which of the jobs a text names: by its whole identifier, by the beginning of it (4 characters or
 /// more, in any case), or by its exact name. The identifier goes before the beginning, that before
-/// the name. Nothing, with the reason in `*reason`, when no job or more than one fits.
-std::optional<JobPointer> PickJob(std::span<const JobPointer> jobs, const String &text,
-                                  String *reason);
+/// the name.
+class JobPick
+{
+public:
+    explicit JobPick(const String &text);
+
+    /// Shows it one job of many.
+    void Consider(const JobPointer &job);
+
+    /// Nothing, with the reason in `*reason`, when no job or more than one fits.
+    std::optional<JobPointer> Picked(String *reason) const;
+
+private:
+    struct Fitting
+    {
+        void Add(const JobPointer &job);
+
+        std::size_t count = 0;
+        JobPointer first;
+    };
+
+    String m_text;
+    std::string m_beginning;
+    Fitting m_begins;
+    Fitting m_named;
+};
 
 /// Asks the Master for the job that a text names. Throws `Failure *`.
 JobPointer FindJob(Client &client, const String &text);

@@ -1,9 +1,11 @@
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
+#include <utility>
 
 #include "cli/JobTexts.h"
 #include "cli/Verb.h"
+#include "cli/VisitJobs.h"
 
 namespace cli
 {
@@ -24,32 +26,42 @@ public:
 
     ExitStatus Run(Client &client) override
     {
-        const auto question = NewMessage<corvan::ListJobsMsg>();
-        question->limit = m_limit;
-        const auto answer = client.Ask<corvan::JobListMsg>(question);
-
         if (m_asJson)
-            PrintJson(answer->jobs);
+            PrintJson(client);
         else
-            PrintTable(answer->jobs);
+            PrintTable(client);
         return k_Done;
     }
 
 private:
-    using Jobs = std::vector<boost::shared_ptr<Job>>;
-
-    static void PrintTable(const Jobs &jobs)
+    void PrintTable(Client &client) const
     {
-        fmt::print("{}\n", ListHeading());
-        for (const auto &job : jobs)
-            fmt::print("{}\n", ListLine(*job));
+        // Nothing is printed where the first part is refused.
+        bool hasHeading = false;
+        const auto printHeading = [&]
+        {
+            if (!std::exchange(hasHeading, true))
+                fmt::print("{}\n", ListHeading());
+        };
+        VisitJobs(client, m_limit,
+                  [&](const JobPointer &job)
+                  {
+                      printHeading();
+                      fmt::print("{}\n", ListLine(*job));
+                      return true;
+                  });
+        printHeading();
     }
 
-    static void PrintJson(const Jobs &jobs)
+    void PrintJson(Client &client) const
     {
         nlohmann::ordered_json list = nlohmann::ordered_json::array();
-        for (const auto &job : jobs)
-            list.push_back(JobJson(*job));
+        VisitJobs(client, m_limit,
+                  [&](const JobPointer &job)
+                  {
+                      list.push_back(JobJson(*job));
+                      return true;
+                  });
         fmt::print("{}\n", JsonText(list));
     }
 

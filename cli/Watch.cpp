@@ -63,11 +63,15 @@ bool IsSame(const Job &a, const Job &b)
 // Frames that were watched before have their job already.
 UID FindOrSubmit(Client &client, const JobPointer &job)
 {
-    const auto list = client.Ask<corvan::JobListMsg>(NewMessage<corvan::ListJobsMsg>());
-    for (const JobPointer &known : list->jobs)
-        if (IsSame(*known, *job))
-            return known->ID();
-    return SubmitJob(client, job);
+    UID found;
+    VisitJobs(client, 0,
+              [&](const JobPointer &known)
+              {
+                  if (IsSame(*known, *job))
+                      found = known->ID();
+                  return found.IsNil();
+              });
+    return found.IsNil() ? SubmitJob(client, job) : found;
 }
 
 // Becomes the window's program, which takes the options that were given to this one.

@@ -50,6 +50,12 @@ void WriteTask(const TaskInfo &task, wire::Task &wireTask)
     wireTask.set_exit_code(task.exitCode);
 }
 
+/// As `ReadOptionalId` reads it.
+String OptionalText(const UID &id)
+{
+    return id.IsNil() ? String() : id.ToString();
+}
+
 bool ReadTask(const wire::Task &wireTask, TaskInfo &task, String *reason)
 {
     const String name = "task " + std::to_string(wireTask.index());
@@ -127,13 +133,15 @@ bool JobParameterMsg::Read(const wire::Envelope &envelope, String *reason)
 
 void ListJobsMsg::Write(wire::Envelope &envelope) const
 {
-    envelope.mutable_list_jobs()->set_limit(limit);
+    wire::ListJobs &body = *envelope.mutable_list_jobs();
+    body.set_limit(limit);
+    body.set_before(OptionalText(before));
 }
 
-bool ListJobsMsg::Read(const wire::Envelope &envelope, String * /*reason*/)
+bool ListJobsMsg::Read(const wire::Envelope &envelope, String *reason)
 {
     limit = envelope.list_jobs().limit();
-    return true;
+    return ReadOptionalId(envelope.list_jobs().before(), "job", before, reason);
 }
 
 void JobListMsg::Write(wire::Envelope &envelope) const
@@ -141,6 +149,7 @@ void JobListMsg::Write(wire::Envelope &envelope) const
     wire::JobList &body = *envelope.mutable_job_list();
     for (const auto &job : jobs)
         WriteJob(*job, *body.add_jobs());
+    body.set_rest_before(OptionalText(restBefore));
 }
 
 bool JobListMsg::Read(const wire::Envelope &envelope, String *reason)
@@ -154,7 +163,7 @@ bool JobListMsg::Read(const wire::Envelope &envelope, String *reason)
         else
             ostrel::LogError("a job of a list is passed over: " + *reason);
     }
-    return true;
+    return ReadOptionalId(envelope.job_list().rest_before(), "job", restBefore, reason);
 }
 
 void GetTasksMsg::Write(wire::Envelope &envelope) const
@@ -223,9 +232,7 @@ bool TaskLogMsg::Read(const wire::Envelope &envelope, String *reason)
 
 void AcceptedMsg::Write(wire::Envelope &envelope) const
 {
-    wire::Accepted &body = *envelope.mutable_accepted();
-    if (!job.IsNil())
-        body.set_job(job.ToString());
+    envelope.mutable_accepted()->set_job(OptionalText(job));
 }
 
 bool AcceptedMsg::Read(const wire::Envelope &envelope, String *reason)
@@ -238,8 +245,7 @@ void RefusedMsg::Write(wire::Envelope &envelope) const
     wire::Refused &body = *envelope.mutable_refused();
     body.set_what(MakeUtf8(what));
     body.set_reason(MakeUtf8(reason));
-    if (!job.IsNil())
-        body.set_job(job.ToString());
+    body.set_job(OptionalText(job));
 }
 
 bool RefusedMsg::Read(const wire::Envelope &envelope, String *whyNot)

@@ -110,9 +110,10 @@ public:
     bool Read(const wire::Envelope &envelope, String *reason) override;
 
     unsigned limit = 0; ///< 0 for all.
+    UID before;         ///< Those that are older than this job; nil to begin with the newest.
 };
 
-/// Master to client: the jobs, newest first.
+/// Master to client: the jobs, newest first, or a part of them.
 class JobListMsg : public MessageOf<JobListMsg>
 {
 public:
@@ -125,6 +126,7 @@ public:
     bool Read(const wire::Envelope &envelope, String *reason) override;
 
     std::vector<boost::shared_ptr<Job>> jobs;
+    UID restBefore; ///< `before` of the request for the rest; nil where there is no more.
 };
 
 /// Client to Master: how far are the tasks of this job?

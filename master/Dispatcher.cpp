@@ -130,17 +130,27 @@ void Dispatcher::SendJobs(const Request &request, const corvan::GetJobInfoMsg &m
 {
     _CallEntry call("Dispatcher::SendJobs", __FILE__, __LINE__);
 
+    std::size_t bytes = 0;
     for (const UID &id : message.jobs)
     {
+        if (bytes > corvan::k_MaxMessageBytes)
+        {
+            request.Refuse("the jobs before it fill an answer; ask for it again", id,
+                           id.ToString());
+            continue;
+        }
         const std::optional<JobState> state = m_store.FindState(id);
         String reason = k_noSuchJob;
         auto answer = boost::make_shared<corvan::JobMsg>();
         if (state)
             answer->job = m_cache.Whole(*state, &reason);
-        if (answer->job)
-            request.Answer(answer);
-        else
+        if (!answer->job)
+        {
             request.Refuse(reason, id, id.ToString());
+            continue;
+        }
+        bytes += SizeBytes(*answer->job);
+        request.Answer(answer);
     }
 }
 
@@ -148,23 +158,36 @@ void Dispatcher::SendJobList(const Request &request, const corvan::ListJobsMsg &
 {
     _CallEntry call("Dispatcher::SendJobList", __FILE__, __LINE__);
 
+    std::int64_t number = JobStore::k_BeyondNewest;
+    if (!message.before.IsNil())
+    {
+        const std::optional<JobState> before = m_store.FindState(message.before);
+        if (!before)
+            return request.Refuse(k_noSuchJob, message.before, message.before.ToString());
+        number = before->number;
+    }
+
     auto answer = boost::make_shared<corvan::JobListMsg>();
     std::size_t bytes = 0;
-    for (const UID &id : m_store.List(message.limit))
+    UID last;
+    while (message.limit == 0 || answer->jobs.size() < message.limit)
     {
-        String reason;
-        boost::shared_ptr<Job> job = m_cache.Whole(*m_store.FindState(id), &reason);
-        if (!job)
-            continue;
-        bytes += SizeBytes(*job);
-        if (bytes > corvan::k_MaxMessageBytes)
+        const std::optional<JobState> state = m_store.FindOlder(number);
+        if (!state)
+            break;
+        if (bytes > k_ListPartBytes)
         {
-            request.Refuse("the list is longer than a message can be; ask for at most " +
-                               std::to_string(answer->jobs.size()) + " jobs",
-                           UID());
-            return;
+            answer->restBefore = last;
+            break;
         }
-        answer->jobs.push_back(std::move(job));
+        String unreadable;
+        if (boost::shared_ptr<Job> job = m_cache.Whole(*state, &unreadable))
+        {
+            bytes += SizeBytes(*job);
+            answer->jobs.push_back(std::move(job));
+        }
+        number = state->number;
+        last = state->id;
     }
     request.Answer(answer);
 }

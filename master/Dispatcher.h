@@ -23,6 +23,9 @@ public:
     /// Most tasks that `TaskList` holds; the list of a job with more is refused.
     static constexpr unsigned k_MaxListedTasks = 400'000;
 
+    /// A list of jobs ends with the one that makes it longer than this; the rest is asked for anew.
+    static constexpr std::size_t k_ListPartBytes = 256u << 10;
+
     Dispatcher(JobStore &store, JobCache &cache, Followers &followers, const TaskLogs &logs);
 
     /// Handles one message of one client. Throws `StoreException *` where the store refuses; the

@@ -283,21 +283,22 @@ void JobStore::SaveParameters(const Job &job, const JobState &state)
         });
 }
 
-std::vector<UID> JobStore::List(unsigned limit)
+std::optional<JobState> JobStore::FindOlder(std::int64_t number)
 {
-    _CallEntry call("JobStore::List", __FILE__, __LINE__);
+    _CallEntry call("JobStore::FindOlder", __FILE__, __LINE__);
 
     assert(m_thread.IsCurrent());
     return m_database->Guarded(
-        [&]
+        [&]() -> std::optional<JobState>
         {
-            std::vector<UID> jobs;
-            const Query select =
-                m_database->Prepared("SELECT id FROM jobs ORDER BY number DESC LIMIT ?");
-            select->bind(1, limit == 0 ? std::int64_t(-1) : std::int64_t(limit));
-            while (select->executeStep())
-                jobs.emplace_back(select->getColumn(0).getString(), false);
-            return jobs;
+            static const std::string sql = std::string("SELECT ") + k_stateColumns +
+                                           " FROM jobs WHERE number < ?"
+                                           " ORDER BY number DESC LIMIT 1";
+            const Query select = m_database->Prepared(sql.c_str());
+            select->bind(1, number);
+            if (!select->executeStep())
+                return std::nullopt;
+            return ReadState(*select);
         });
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <set>
@@ -98,8 +99,9 @@ public:
     boost::shared_ptr<Job> Load(const UID &job, String *reason);
     void SaveParameters(const Job &job, const JobState &state);
 
-    /// Identifiers, newest first; `limit` 0 for all.
-    std::vector<UID> List(unsigned limit);
+    /// The newest job of a smaller number; `k_BeyondNewest` for the newest of all.
+    std::optional<JobState> FindOlder(std::int64_t number);
+    static constexpr std::int64_t k_BeyondNewest = std::numeric_limits<std::int64_t>::max();
 
     /// The queued or running job that has a task to start, highest priority first, then oldest.
     /// Those in `passOver` are passed over.

@@ -21,7 +21,10 @@ std::string Picked(const String &text, String *reason)
         SampleJob("cccc4444-0000-4000-8000-000000000004", "aaaa2"),
         SampleJob("dddd5555-0000-4000-8000-000000000005", "abc"),
     };
-    const std::optional<JobPointer> job = PickJob(jobs, text, reason);
+    JobPick pick(text);
+    for (const JobPointer &job : jobs)
+        pick.Consider(job);
+    const std::optional<JobPointer> job = pick.Picked(reason);
     return job ? (*job)->ID().ToString().substr(35) : "";
 }
 

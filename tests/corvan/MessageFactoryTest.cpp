@@ -100,8 +100,10 @@ TEST_F(MessageFactoryTest, WritesEveryMessageAsItWasRead)
         "job_parameter { job: '" + job + "' name: 'CustomRange' value: '' }",
         "list_jobs { limit: 4000000000 }",
         "list_jobs { }",
+        "list_jobs { limit: 7 before: '" + job + "' }",
         "job_list { jobs { " + JobText({{"Status", "0"}}) + " } jobs { " + JobText({}) + " } }",
         "job_list { }",
+        "job_list { jobs { " + JobText({}) + " } rest_before: '" + job + "' }",
         "get_tasks { job: '" + job + "' }",
         "task_list { job: '" + job +
             "' tasks { index: 3 first_frame: -5 last_frame: 7 status: 3 tries: 2 exit_code: -1 }"
@@ -181,6 +183,8 @@ TEST_F(MessageFactoryTest, RefusesWhatCannotBeAndSaysWhy)
         {"welcome { }", "a greeting belongs to the opening of a connection"},
         {"follow_job { }", "FollowJob: it names no job"},
         {"follow_job { jobs: 'x' }", "FollowJob: job \"x\" is no identifier"},
+        {"list_jobs { before: 'x' }", "ListJobs: job \"x\" is no identifier"},
+        {"job_list { rest_before: 'x' }", "JobList: job \"x\" is no identifier"},
         {"follow_job { jobs: '' }", "FollowJob: job \"\" is no identifier"},
         {"get_job_info { jobs: '00000000-0000-0000-0000-000000000000' }", "is no identifier"},
         {"get_job_info { }", "GetJobInfo: it names no job"},
@@ -221,6 +225,14 @@ TEST_F(MessageFactoryTest, RefusesWhatCannotBeAndSaysWhy)
         const String refusal = RefusalOf(Envelope(text));
         EXPECT_NE(refusal.find(reason), String::npos) << text << "\ngave: " << refusal;
     }
+}
+
+TEST_F(MessageFactoryTest, TakesAnIdentifierThatIsThereAgainOnce)
+{
+    const String job = k_job, other = k_other;
+    const auto ask = ReadAs<GetJobInfoMsg>("get_job_info { jobs: '" + job + "' jobs: '" + other +
+                                           "' jobs: '" + job + "' }");
+    EXPECT_EQ(ask->jobs, (std::vector{UID(k_job, true), UID(k_other, true)}));
 }
 
 TEST_F(MessageFactoryTest, RefusesMoreThanALimit)

@@ -3,6 +3,7 @@
 #include <boost/make_shared.hpp>
 
 #include "corvan/Limits.h"
+#include "corvan/messages.pb.h"
 #include "tests/master/StoreFixture.h"
 #include "tests/support/LogCapture.h"
 
@@ -202,7 +203,8 @@ TEST_F(DispatcherTest, RefusesANewJobThatCannotBeKept)
         const std::string told = ReasonOf(Submit(job));
         EXPECT_TRUE(told.starts_with("Job " + job->ID().ToString() + ": " + reason)) << told;
     }
-    EXPECT_EQ(m_store.List(0), std::vector{there->ID()});
+    EXPECT_FALSE(m_store.FindOlder(State(there->ID()).number));
+    EXPECT_EQ(m_store.FindOlder(master::JobStore::k_BeyondNewest)->id, there->ID());
 }
 
 TEST_F(DispatcherTest, AnswersOneMessageForEachJobAskedFor)
@@ -232,16 +234,67 @@ TEST_F(DispatcherTest, ListsJobsNewestFirst)
     EXPECT_EQ(AnswerOf<corvan::JobListMsg>(Handle(1, ask))->jobs.size(), 1u);
 }
 
-TEST_F(DispatcherTest, RefusesAListThatNoMessageCanHold)
+TEST_F(DispatcherTest, ListsInPartsWhatNoMessageCanHold)
 {
     const String blob(std::string(corvan::k_MaxValueBytes - 10'000, 'x'));
+    std::vector<UID> newestFirst;
     for (int i = 0; i < 5; ++i)
-        NewJob({{"Range", "1"}, {"Blob", blob}});
+        newestFirst.insert(newestFirst.begin(), NewJob({{"Range", "1"}, {"Blob", blob}}));
+
+    for (const unsigned limit : {0u, 3u})
+    {
+        std::vector<UID> listed;
+        corvan::ListJobsMsg ask;
+        do
+        {
+            ask.limit = limit == 0 ? 0 : limit - unsigned(listed.size());
+            const Outbox part = Handle(1, ask);
+            const auto *list = AnswerOf<corvan::JobListMsg>(part);
+            ASSERT_TRUE(list);
+            corvan::wire::Envelope envelope;
+            list->Write(envelope);
+            EXPECT_LT(envelope.ByteSizeLong(), corvan::k_MaxMessageBytes);
+            for (const auto &job : list->jobs)
+                listed.push_back(job->ID());
+            ask.before = list->restBefore;
+        } while (!ask.before.IsNil() && listed.size() < 10);
+        EXPECT_EQ(listed,
+                  std::vector(newestFirst.begin(), newestFirst.begin() + (limit == 0 ? 5 : 3)));
+    }
+}
+
+TEST_F(DispatcherTest, ListsSmallJobsInOnePart)
+{
+    for (int i = 0; i < 100; ++i)
+        NewJob({{"Range", "1"}});
     corvan::ListJobsMsg ask;
-    EXPECT_EQ(ReasonOf(Handle(1, ask)), "ListJobs: the list is longer than a message can be; ask "
-                                        "for at most 4 jobs");
-    ask.limit = 4;
-    EXPECT_TRUE(AnswerOf<corvan::JobListMsg>(Handle(1, ask)));
+    const Outbox all = Handle(1, ask);
+    EXPECT_EQ(AnswerOf<corvan::JobListMsg>(all)->jobs.size(), 100u);
+    EXPECT_TRUE(AnswerOf<corvan::JobListMsg>(all)->restBefore.IsNil());
+
+    ask.before = UID(true);
+    EXPECT_EQ(ReasonOf(Handle(1, ask)),
+              "ListJobs " + ask.before.ToString() + ": there is no such job");
+}
+
+TEST_F(DispatcherTest, AnswersNoMoreAtOnceThanAMessageHolds)
+{
+    const String blob(std::string(corvan::k_MaxValueBytes, 'x'));
+    corvan::GetJobInfoMsg ask;
+    for (int i = 0; i < 6; ++i)
+        ask.jobs.push_back(NewJob({{"Range", "1"}, {"Blob", blob}}));
+    const Outbox outbox = Handle(1, ask);
+    ASSERT_EQ(outbox.Messages().size(), 6u);
+    EXPECT_TRUE(dynamic_cast<JobMsg *>(outbox.Messages()[3].message.get()));
+    for (const std::size_t left : {4u, 5u})
+    {
+        const auto *refused = dynamic_cast<RefusedMsg *>(outbox.Messages()[left].message.get());
+        ASSERT_TRUE(refused) << left;
+        EXPECT_EQ(refused->job, ask.jobs[left]);
+        EXPECT_EQ(refused->reason, "the jobs before it fill an answer; ask for it again");
+    }
+    ask.jobs = {ask.jobs.back()};
+    EXPECT_TRUE(AnswerOf<JobMsg>(Handle(1, ask)));
 }
 
 TEST_F(DispatcherTest, ChangesAParameterAndTellsIt)

@@ -200,8 +200,10 @@ TEST_F(JobStoreTest, UndoesAStepAndKeepsTheRestOfTheTurn)
 TEST_F(JobStoreTest, ListsNewestFirst)
 {
     const JobState first = AddNew(), second = AddNew(), third = AddNew();
-    EXPECT_EQ(m_store->List(0), (std::vector{third.id, second.id, first.id}));
-    EXPECT_EQ(m_store->List(2), (std::vector{third.id, second.id}));
+    EXPECT_EQ(m_store->FindOlder(JobStore::k_BeyondNewest)->id, third.id);
+    EXPECT_EQ(m_store->FindOlder(third.number)->id, second.id);
+    EXPECT_EQ(m_store->FindOlder(second.number)->id, first.id);
+    EXPECT_FALSE(m_store->FindOlder(first.number));
 }
 
 TEST_F(JobStoreTest, FindsTheRunnableJobOfHighestPriorityThenAge)
