@@ -39,12 +39,14 @@ bool ReadIds(const google::protobuf::RepeatedPtrField<std::string> &texts, std::
         return false;
     }
     ids.clear();
+    std::set<UID> known;
     for (const std::string &text : texts)
     {
         UID id;
         if (!ReadId(text, "job", id, reason))
             return false;
-        ids.push_back(id);
+        if (known.insert(id).second)
+            ids.push_back(id);
     }
     return true;
 }

@@ -23,7 +23,7 @@ bool ReadId(const std::string &text, const char *what, UID &id, String *reason);
 /// The same, where an empty text is the nil identifier.
 bool ReadOptionalId(const std::string &text, const char *what, UID &id, String *reason);
 
-/// One to `k_MaxJobIds` identifiers.
+/// One to `k_MaxJobIds` identifiers; one that is there again is passed over.
 bool ReadIds(const google::protobuf::RepeatedPtrField<std::string> &texts, std::vector<UID> &ids,
              String *reason);
 

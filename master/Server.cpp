@@ -1,5 +1,6 @@
 #include "master/Server.h"
 
+#include <algorithm>
 #include <boost/asio/post.hpp>
 #include <cassert>
 #include <grpcpp/resource_quota.h>
@@ -241,7 +242,12 @@ std::vector<Server::Request> Server::TakeRequests()
 
     assert(m_thread.IsCurrent());
     std::vector<Request> requests;
-    while (!m_ready.empty() && requests.size() < k_requestsPerTurn)
+    const auto isEnough = [&]
+    {
+        return requests.size() >= k_requestsPerTurn ||
+               std::ranges::count(requests, true, &Request::asksForMuch) >= long(k_MuchPerTurn);
+    };
+    while (!m_ready.empty() && !isEnough())
     {
         const ClientNumber number = m_ready.front();
         m_ready.pop_front();
@@ -271,6 +277,7 @@ void Server::TakeFrom(Client &client, std::vector<Request> &requests)
         Request request;
         request.client = client.number;
         request.serial = envelope.serial();
+        request.asksForMuch = AsksForMuch(envelope);
         if (envelope.has_hello())
             request.reason = "the client is known already";
         else
@@ -333,8 +340,11 @@ void Server::EndRequests()
     for (const ClientNumber number : m_taken)
     {
         const auto found = m_clients.find(number);
-        if (found != m_clients.end())
-            found->second->session->EndIfClosed();
+        if (found == m_clients.end())
+            continue;
+        found->second->session->EndIfClosed();
+        if (found->second->session->HasIncoming())
+            ScheduleReady(*found->second);
     }
     m_taken.clear();
 }

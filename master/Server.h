@@ -40,19 +40,25 @@ public:
     /// Ends all connections.
     ~Server() override;
 
+    /// Most requests for long answers that are handed over at once.
+    static constexpr std::size_t k_MuchPerTurn = 4;
+
     /// One request of a client.
     struct Request
     {
         ClientNumber client = 0;
         boost::shared_ptr<Message> message; ///< Null where it is to be refused.
+        bool asksForMuch = false;
         std::uint64_t serial = 0;
         String what;   ///< The message's name.
         String reason; ///< Why it is to be refused.
     };
 
-    /// The requests that wait, a few hundred at most; `OnRequests` is called again for the rest.
+    /// The requests that wait, a few hundred at most, and of those that ask for much no more than
+    /// `k_MuchPerTurn`, since all answers of a turn are in memory together; `OnRequests` is called
+    /// again for the rest.
     std::vector<Request> TakeRequests();
-    /// Everything that those requests asked for was sent.
+    /// Everything that those requests asked for was sent, and more may be taken.
     void EndRequests();
 
     void Send(const Outgoing &message, std::span<const ClientNumber> to);

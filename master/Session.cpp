@@ -7,6 +7,12 @@ namespace master
 
 using ostrel::_CallEntry;
 
+bool AsksForMuch(const wire::Envelope &envelope)
+{
+    return envelope.has_get_job_info() || envelope.has_list_jobs() || envelope.has_get_tasks() ||
+           envelope.has_get_task_log();
+}
+
 Session::Session(Owner &owner, grpc::CallbackServerContext &context, const ClientLimits &limits)
     : m_owner(owner), m_context(context), m_limits(limits)
 {
@@ -31,12 +37,24 @@ std::vector<wire::Envelope> Session::TakeIncoming()
     if (m_wasPaused)
         return {};
 
-    std::vector<wire::Envelope> taken(std::make_move_iterator(m_in.begin()),
-                                      std::make_move_iterator(m_in.end()));
-    m_in.clear();
-    m_inBytes = 0;
+    std::vector<wire::Envelope> taken;
+    while (!m_in.empty() && (taken.empty() || !AsksForMuch(taken.back())))
+    {
+        m_inBytes -= m_in.front().bytes;
+        taken.push_back(std::move(m_in.front().envelope));
+        m_in.pop_front();
+    }
     ReadMore();
     return taken;
+}
+
+bool Session::HasIncoming()
+{
+    _CallEntry call("Session::HasIncoming", __FILE__, __LINE__);
+
+    const std::lock_guard lock(m_mutex);
+    m_wasPaused = IsPaused();
+    return !m_wasPaused && !m_in.empty();
 }
 
 // A client that is gone may still have sent something worth doing.
@@ -87,7 +105,7 @@ bool Session::TakeRead()
     if (!grpc::SerializationTraits<wire::Envelope>::Deserialize(&m_reading, &envelope).ok())
         return false;
     m_inBytes += bytes;
-    m_in.push_back(std::move(envelope));
+    m_in.push_back({std::move(envelope), bytes});
     return true;
 }
 

@@ -16,6 +16,9 @@ namespace master
 namespace wire = corvan::wire;
 using ostrel::String;
 
+/// True for a request whose answer may be as long as a message can be.
+bool AsksForMuch(const wire::Envelope &envelope);
+
 /// One client's stream.
 ///
 /// gRPC's threads call the reactions, which only queue; the loop thread takes what came and gives
@@ -41,9 +44,14 @@ public:
     /// Starts to read. Once.
     void Begin();
 
-    /// The messages that have come, in order; none while too much waits to be written. Makes room
-    /// for more to be read.
+    /// The messages that have come, in order, up to the first that asks for much: what its answer
+    /// leaves waiting to be written decides when the next ones are handled. None while too much
+    /// waits. Makes room for more to be read.
     std::vector<wire::Envelope> TakeIncoming();
+
+    /// Whether messages wait that can be taken. Where they have to wait for room, the owner is told
+    /// when there is some.
+    bool HasIncoming();
 
     /// Queues a message, which may be shared with other sessions. False where the client leaves
     /// too much waiting.
@@ -82,7 +90,12 @@ private:
     grpc::ByteBuffer m_reading;
     bool m_isReading = false;
     bool m_isClosed = false; ///< The client sends no more.
-    std::deque<wire::Envelope> m_in;
+    struct Incoming
+    {
+        wire::Envelope envelope;
+        std::size_t bytes;
+    };
+    std::deque<Incoming> m_in;
     std::size_t m_inBytes = 0;
 
     std::deque<std::shared_ptr<const grpc::ByteBuffer>> m_out;

@@ -263,6 +263,22 @@ TEST_F(MasterTest, HoldsUpAClientThatAsksAndDoesNotRead)
     EXPECT_EQ(answers, k_requests);
 }
 
+TEST_F(MasterTest, AnswersAllThatAClientAsksAtOnceThoughItIsMoreThanMayWait)
+{
+    m_settings.server.limits.outPauseBytes = 10'000;
+    m_settings.server.limits.outBytes = 300'000;
+    Start();
+    const auto client = Connect();
+    const std::string job = Submit(*client, {{"Range", "1-5000"}, {"Status", "4"}});
+    constexpr int k_requests = 60;
+    for (int i = 0; i < k_requests; ++i)
+        ASSERT_TRUE(client->Send(GetTasksEnvelope(job)));
+    for (int i = 0; i < k_requests; ++i)
+        ASSERT_TRUE(client->ReceiveUntil([](const wire::Envelope &envelope)
+                                         { return envelope.task_list().tasks_size() == 5000; }))
+            << "answer " << i;
+}
+
 TEST_F(MasterTest, EndsTheCommandsOfACancelledJob)
 {
     Start();
