@@ -30,7 +30,7 @@ void CheckArguments::Check(CheckTable &table)
     const CheckRules rules = Rules();
     LookAtTable(table, rules, m_clock, show);
     if (m_decode.IsWanted())
-        DecodeTable(table, rules.scan.frameOffset, m_decode.Limits(), show);
+        m_decoder.Decode(table, rules.scan.frameOffset, m_decode.Limits(), show);
     bar.Clear();
 }
 

@@ -27,6 +27,7 @@ public:
 private:
     RulesArguments m_rules;
     DecodeArguments m_decode;
+    TableDecoder m_decoder;
     SystemClock m_clock;
 };
 

@@ -32,23 +32,6 @@ CheckState StateOfImage(ImageState state)
     return CheckState::Ok;
 }
 
-/// The files of a table that are there, and their rows.
-struct PresentFiles
-{
-    explicit PresentFiles(const CheckTable &table)
-    {
-        for (std::size_t row = 0; row < table.frames.size(); ++row)
-            if (table.frames[row].exists)
-            {
-                rows.push_back(row);
-                paths.push_back(table.PathOf(row));
-            }
-    }
-
-    std::vector<std::size_t> rows;
-    std::vector<ostrel::Path> paths;
-};
-
 } // namespace
 
 void DecodeArguments::Declare(CLI::App &verb)
@@ -75,23 +58,40 @@ decode::DecodeLimits DecodeArguments::Limits() const
     return limits;
 }
 
-void DecodeTable(CheckTable &table, int frameOffset, const decode::DecodeLimits &limits,
-                 const Progress &progress)
+bool TableDecoder::IsKnown(const ostrel::Path &path, const analysis::FrameRecord &frame) const
 {
-    const PresentFiles files(table);
-    std::vector<ImageReport> reports(files.rows.size());
+    const auto seen = m_seen.find(path);
+    return seen != m_seen.end() && seen->second.size == frame.size &&
+           seen->second.modifiedNs == frame.modified.First();
+}
+
+void TableDecoder::Decode(CheckTable &table, int frameOffset, const decode::DecodeLimits &limits,
+                          const Progress &progress)
+{
+    std::vector<std::size_t> rows;
+    std::vector<ostrel::Path> paths;
+    for (std::size_t row = 0; row < table.frames.size(); ++row)
+        if (ostrel::Path path = table.PathOf(row);
+            table.frames[row].exists && !IsKnown(path, table.frames[row]))
+        {
+            rows.push_back(row);
+            paths.push_back(std::move(path));
+        }
+
     std::size_t done = 0;
-    decode::DecodeFiles(decode::DecoderProgram(), files.paths, limits,
+    decode::DecodeFiles(decode::DecoderProgram(), paths, limits,
                         [&](std::size_t file, const ImageReport &report)
                         {
-                            reports[file] = report;
-                            progress(++done, files.rows.size());
+                            const analysis::FrameRecord &frame = table.frames[rows[file]];
+                            m_seen[paths[file]] = {frame.size, frame.modified.First(), report};
+                            progress(++done, rows.size());
                         });
 
-    std::vector<const ImageReport *> byRow(table.frames.size());
-    for (std::size_t file = 0; file < reports.size(); ++file)
-        byRow[files.rows[file]] = &reports[file];
-    AddFindings(table, decode::JudgeImages(byRow, frameOffset));
+    std::vector<const ImageReport *> reports(table.frames.size());
+    for (std::size_t row = 0; row < reports.size(); ++row)
+        if (table.frames[row].exists)
+            reports[row] = &m_seen.at(table.PathOf(row)).report;
+    AddFindings(table, decode::JudgeImages(reports, frameOffset));
 }
 
 void AddFindings(CheckTable &table, std::span<const decode::ImageFinding> findings)

@@ -140,6 +140,36 @@ class Decode(DecodeTest):
         self.corvan("check", "--format", self.folder / "f.%d.png", "--range", "1-3")
 
 
+class DecodeWatched(DecodeTest):
+    def test_reads_again_only_what_has_changed(self):
+        options = self.folder / "options.ini"
+        options.write_text("[Analysis]\nRefresh = 20\n")
+        good = png()
+        bad = good[:4000] + bytes(100) + good[4100:]
+        for frame in (1, 2, 3):
+            self.write(frame, good)
+        process = self.start_corvan(
+            "check", "--watch", "--decode", "--format", self.folder / "f.%d.png", "--range", "1-3",
+            "--options", options,
+        )
+        for line in (f"{self.folder}/f.%d.png  1-3", "3 files: 3 ok"):
+            self.assertEqual(process.stdout.readline(), line + "\n")
+
+        # Damaged, and by its size and time the same as before.
+        file = self.folder / "f.2.png"
+        old = file.stat()
+        copy = self.folder / "copy"
+        copy.write_bytes(bad)
+        os.utime(copy, ns=(old.st_atime_ns, old.st_mtime_ns))
+        copy.rename(file)
+        (self.folder / "f.3.png").unlink()
+        self.assertIn("ok -> missing  3 ", process.stdout.readline())
+        self.assertEqual(process.stdout.readline(), "3 files: 2 ok, 1 missing\n")
+
+        os.utime(file)
+        self.assertIn("ok -> undecodable  2 ", process.stdout.readline())
+
+
 class DecodeLimits(DecodeTest):
     @unittest.skipIf(
         b"__asan_init" in (BIN / "corvan").read_bytes(), "memory is not limited with sanitizers"
