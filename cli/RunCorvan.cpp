@@ -73,7 +73,7 @@ std::vector<DeclaredVerb> DeclareVerbs(CLI::App &app)
 {
     std::vector<DeclaredVerb> verbs;
     for (const auto &make : {MakeSubmit, MakeList, MakeShow, MakeSet, MakeWait, MakeLog, MakeCancel,
-                             MakeWatch, MakeCheck, MakeRequeue, MakeDelete})
+                             MakeWatch, MakeCheck, MakeRequeue, MakeDelete, MakePlot})
     {
         std::unique_ptr<Verb> verb = make();
         CLI::App *command = verb->Declare(app);

@@ -50,6 +50,7 @@ std::unique_ptr<Verb> MakeWatch();
 std::unique_ptr<Verb> MakeCheck();
 std::unique_ptr<Verb> MakeRequeue();
 std::unique_ptr<Verb> MakeDelete();
+std::unique_ptr<Verb> MakePlot();
 
 /// How JOB is explained in the help of each verb that takes one.
 inline constexpr const char *k_JobHelp =

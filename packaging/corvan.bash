@@ -34,7 +34,7 @@ _corvan_types()
 _corvan_value()
 {
     case $1 in
-        --options | --log-file | --format | -o) mapfile -t COMPREPLY < <(compgen -f -- "$2") ;;
+        --options | --log-file | --format | -o | --output) mapfile -t COMPREPLY < <(compgen -f -- "$2") ;;
         --sort) mapfile -t COMPREPLY < <(compgen -W 'name size date' -- "$2") ;;
         --log-level) mapfile -t COMPREPLY < <(compgen -W '0 1 2 3 4 5 6' -- "$2") ;;
         --master | --name | --range | --set | --limit | --format-index | --selected) ;;

@@ -6,6 +6,7 @@ import re
 import signal
 import subprocess
 import unittest
+import xml.etree.ElementTree
 
 from farm import BIN, FarmTest, PATIENCE
 
@@ -246,6 +247,24 @@ class DeletedFrames(CheckedFrames):
     def test_wants_to_know_which(self):
         self.assertIn("--bad", self.delete("--yes", status=2).stderr)
         self.assertEqual(self.left(), [1, 2, 3, 5, 6, 7, 8])
+
+
+class Plot(CheckedFrames):
+    def test_is_a_picture_of_each_pattern(self):
+        given = ["--format", self.pattern, "--format", self.pattern, "--range", "1-9"]
+        done = self.run_corvan("plot", *given, "-o", "a b.svg")
+        self.assertEqual(done.stdout.splitlines(), ["a b.svg", "a b-2.svg"])
+        for name in done.stdout.splitlines():
+            picture = xml.etree.ElementTree.parse(self.folder / name).getroot()
+            texts = [text.text for text in picture.iter("{http://www.w3.org/2000/svg}text")]
+            self.assertIn(self.pattern, texts)
+            self.assertIn("2 missing", texts)
+
+    def test_that_cannot_be_written_ends_with_four(self):
+        done = self.run_corvan(
+            "plot", "--format", self.pattern, "--range", "1", "-o", "/proc/none/a.svg", status=4
+        )
+        self.assertIn("/proc/none/a.svg", done.stderr)
 
 
 class CheckedJobs(CheckedFrames):
