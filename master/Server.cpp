@@ -285,6 +285,9 @@ void Server::TakeFrom(Client &client, std::vector<Request> &requests)
         if (request.message)
             request.message->serial = envelope.serial();
         request.what = request.message ? request.message->TypeName() : BodyName(envelope);
+        // A reader's reason begins with it; users would read it twice.
+        if (request.reason.starts_with(request.what + ": "))
+            request.reason.erase(0, request.what.size() + 2);
         requests.push_back(std::move(request));
     }
 }

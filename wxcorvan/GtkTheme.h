@@ -6,7 +6,8 @@ namespace wxcorvan
 {
 
 /// Asks GTK for the dark or the light variant of the desktop's theme, for what GTK itself draws:
-/// menus, list headers, scroll bars, file selectors. Nothing where there is no display.
+/// menus, list headers, scroll bars, file selectors; and has it draw the lines between a menu's
+/// groups so that they can be seen in either. Nothing where there is no display.
 void PreferDarkGtk(bool dark);
 
 /// The colour of text on what GTK itself draws, such as list headers, in the variant that it uses

@@ -15,9 +15,17 @@ wxcButton::wxcButton(wxWindow *parent, wxWindowID id, const wxString &label, con
 
 void wxcButton::ApplyColors()
 {
-    SetForegroundColour(wxcGetColor(color_Text));
-    SetBackgroundColour(wxcGetColor(color_WindowBGLighter));
+    // A colour of its own takes the toolkit's look of disabled buttons away.
+    SetForegroundColour(wxcGetColor(IsThisEnabled() ? color_Text : color_TextGrey));
+    SetBackgroundColour(wxcGetColor(IsThisEnabled() ? color_WindowBGLighter : color_WindowBG));
     Refresh();
+}
+
+bool wxcButton::Enable(bool enable)
+{
+    const bool isChanged = wxButton::Enable(enable);
+    ApplyColors();
+    return isChanged;
 }
 
 } // namespace wxcorvan

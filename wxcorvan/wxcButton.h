@@ -17,6 +17,7 @@ public:
               const wxString &name = wxButtonNameStr);
 
     void ApplyColors() override;
+    bool Enable(bool enable = true) override;
 };
 
 } // namespace wxcorvan

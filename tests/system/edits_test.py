@@ -39,7 +39,7 @@ class Edits(WindowTest):
     def test_that_the_master_refuses_are_told_to_who_asked_alone(self):
         self.edit_range("Return", text="abc")
         line = self.first.log.wait_for("the Master refused")
-        self.assertIn("abc", line)
+        self.assertIn('the Master refused JobParameter: CustomRange: cannot use the range "abc"', line)
         self.first.log.wait_for("wxCorvanFrame::ShowNotice")
         self.keep_picture("refused-range")
         self.assertFalse(self.parameter(self.job, "CustomRange"))
