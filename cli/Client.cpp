@@ -3,6 +3,7 @@
 #include "corvan/ClientKind.h"
 #include "corvan/Link.h"
 #include "corvan/Messenger.h"
+#include "corvan/PersonalMaster.h"
 #include "ostrel/Log.h"
 
 namespace cli
@@ -66,8 +67,12 @@ void Client::Stop()
 
 void Client::NeedMaster()
 {
-    if (!WaitUntil([] { return Messenger::IsConnected(); }, Clock::now() + k_ConnectTime))
-        throw new Failure(k_NoMaster, "no Master answers at " + m_master);
+    if (WaitUntil([] { return Messenger::IsConnected(); }, Clock::now() + k_ConnectTime))
+        return;
+    String text = "no Master answers at " + m_master;
+    if (const String errors = corvan::PersonalMasterErrors(); !errors.empty())
+        text += "; the one that was started says: " + errors;
+    throw new Failure(k_NoMaster, text);
 }
 
 boost::shared_ptr<Message> Client::AskAny(const boost::shared_ptr<Message> &question)

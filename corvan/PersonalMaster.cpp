@@ -1,11 +1,15 @@
 #include "corvan/PersonalMaster.h"
 
+#include <algorithm>
+#include <boost/algorithm/string/trim.hpp>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <linux/close_range.h>
 #include <memory>
+#include <mutex>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
@@ -47,9 +51,23 @@ ostrel::Path FindProgram()
     return {};
 }
 
+/// The standard error of the Master that was started last: a file in memory, so that the Master may
+/// write to it when nobody reads any more.
+struct Errors
+{
+    std::mutex mutex;
+    std::unique_ptr<ostrel::Descriptor> file;
+};
+
+Errors &TheErrors()
+{
+    static Errors errors;
+    return errors;
+}
+
 /// The child's part, between fork and exec: system calls alone, for the other threads of the
 /// program are gone and may have held any lock. Ends the process.
-[[noreturn]] void RunDetached(const char *file, char *const *arguments, int errorPipe)
+[[noreturn]] void RunDetached(const char *file, char *const *arguments, int errors, int errorPipe)
 {
     ::setsid();
     // The grandchild belongs to init at once, so nobody here has to wait for it.
@@ -59,8 +77,9 @@ ostrel::Path FindProgram()
     if (grandchild == 0)
     {
         const int nothing = ::open("/dev/null", O_RDWR);
-        for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+        for (const int stream : {STDIN_FILENO, STDOUT_FILENO})
             ::dup2(nothing, stream);
+        ::dup2(errors < 0 ? nothing : errors, STDERR_FILENO);
         ::close_range(STDERR_FILENO + 1, ~0u, CLOSE_RANGE_CLOEXEC);
         if (::chdir("/") == 0)
             ::execv(file, arguments);
@@ -71,7 +90,7 @@ ostrel::Path FindProgram()
 }
 
 /// Waits until the program runs, or could not: 0, or the system's error number.
-int StartDetached(const String &file, const std::vector<char *> &arguments)
+int StartDetached(const String &file, const std::vector<char *> &arguments, int errors)
 {
     int ends[2];
     if (::pipe2(ends, O_CLOEXEC) != 0)
@@ -83,7 +102,7 @@ int StartDetached(const String &file, const std::vector<char *> &arguments)
     if (child < 0)
         return errno;
     if (child == 0)
-        RunDetached(file.c_str(), arguments.data(), ends[1]);
+        RunDetached(file.c_str(), arguments.data(), errors, ends[1]);
 
     writeEnd.reset();
     while (::waitpid(child, nullptr, 0) < 0 && errno == EINTR)
@@ -108,9 +127,17 @@ bool StartPersonalMaster()
         return false;
     }
 
+    if (const String before = PersonalMasterErrors(); !before.empty())
+        ostrel::LogWarning("the personal Master that was started before ended: " + before);
+
+    Errors &errors = TheErrors();
+    const std::lock_guard lock(errors.mutex);
+    errors.file =
+        std::make_unique<ostrel::Descriptor>(::memfd_create("corvan-master", MFD_CLOEXEC));
     String file = program.Text();
     String option = "--personal";
-    const int error = StartDetached(file, {file.data(), option.data(), nullptr});
+    const int error =
+        StartDetached(file, {file.data(), option.data(), nullptr}, errors.file->Number());
     if (error != 0)
     {
         ostrel::LogWarning("cannot start a personal Master: " + file + ": " + std::strerror(error));
@@ -118,6 +145,17 @@ bool StartPersonalMaster()
     }
     ostrel::LogStatus("Started a personal Master: " + file);
     return true;
+}
+
+String PersonalMasterErrors()
+{
+    Errors &errors = TheErrors();
+    const std::lock_guard lock(errors.mutex);
+    if (!errors.file || !errors.file->IsOpen())
+        return {};
+    char text[4096];
+    const ssize_t count = ::pread(errors.file->Number(), text, sizeof text, 0);
+    return boost::algorithm::trim_copy(std::string(text, std::size_t(std::max<ssize_t>(count, 0))));
 }
 
 } // namespace corvan

@@ -65,6 +65,9 @@ bool MasterApp::Run(const CommandLine &commandLine)
     std::puts(line.c_str());
     std::fflush(stdout);
     ostrel::LogStatus(line);
+    // Whoever started it keeps what it says on its way up, and no more.
+    if (options.isPersonal && !std::freopen("/dev/null", "w", stderr))
+        ostrel::LogWarning("standard error stays open");
     RunLoop(loop);
     return true;
 }

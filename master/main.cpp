@@ -1,4 +1,5 @@
 #include <cstdio>
+#include <exception>
 #include <memory>
 #include <vector>
 
@@ -44,9 +45,11 @@ int Run(const std::vector<String> &arguments)
     return 0;
 }
 
-int Failed(const ostrel::Exception &error, int status)
+// Nobody may see the standard error of a Master that was started in the background.
+int Failed(const String &reason, int status)
 {
-    std::fprintf(stderr, "corvan-master: %s\n", error.Text().c_str());
+    std::fprintf(stderr, "corvan-master: %s\n", reason.c_str());
+    ostrel::LogBesideConsole(ostrel::k_LogFatal, reason);
     return status;
 }
 
@@ -62,12 +65,16 @@ int main(int argc, char **argv)
     catch (master::UsageException *raw)
     {
         const std::unique_ptr<ostrel::Exception> error(raw);
-        status = Failed(*error, k_wrongUsage);
+        status = Failed(error->Text(), k_wrongUsage);
     }
     catch (ostrel::Exception *raw)
     {
         const std::unique_ptr<ostrel::Exception> error(raw);
-        status = Failed(*error, k_failed);
+        status = Failed(error->Text(), k_failed);
+    }
+    catch (const std::exception &error)
+    {
+        status = Failed(error.what(), k_failed);
     }
     ostrel::LogStop();
     return status;

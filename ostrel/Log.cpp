@@ -27,7 +27,7 @@ struct Logging
     std::atomic<int> fileLevel = k_LogNone;
     std::atomic<int> listenerLevel = k_LogNone;
 
-    std::mutex mutex; ///< Of the writer and the settings.
+    std::mutex mutex;                    ///< Of the writer and the settings.
     std::unique_ptr<LogFileClaim> claim; ///< Of the writer's file, where it is to be ours alone.
     std::unique_ptr<LogWriter> writer;
 
@@ -70,9 +70,15 @@ void WriteFile(Logging &logging, int level, std::string_view text)
         logging.writer->Flush();
 }
 
-void WritePlaces(Logging &logging, int level, std::string_view text)
+enum class Console
 {
-    if (level <= logging.consoleLevel)
+    Written,
+    PassedOver,
+};
+
+void WritePlaces(Logging &logging, int level, std::string_view text, Console console)
+{
+    if (level <= logging.consoleLevel && console == Console::Written)
         WriteConsole(logging, level, text);
     if (level <= logging.fileLevel)
         WriteFile(logging, level, text);
@@ -119,6 +125,26 @@ std::unique_ptr<LogWriter> OpenWriter(Logging &logging, const Path &file)
         const std::string reason = error.what();
         WriteConsole(logging, k_LogError, "cannot open log file " + file.Text() + ": " + reason);
         return nullptr;
+    }
+}
+
+void LogTo(Console console, LogLevel level, std::string_view text)
+{
+    if (!LogWanted(level))
+        return;
+
+    try
+    {
+        Logging &logging = TheLogging();
+        if (level == k_LogFatal)
+            WritePlaces(logging, level, WithStack(text), console);
+        else
+            WritePlaces(logging, level, text, console);
+        TellListener(logging, level, text);
+    }
+    catch (...)
+    {
+        // Out of memory; a log must not end the program.
     }
 }
 
@@ -169,22 +195,12 @@ bool LogWanted(LogLevel level)
 
 void Log(LogLevel level, std::string_view text)
 {
-    if (!LogWanted(level))
-        return;
+    LogTo(Console::Written, level, text);
+}
 
-    try
-    {
-        Logging &logging = TheLogging();
-        if (level == k_LogFatal)
-            WritePlaces(logging, level, WithStack(text));
-        else
-            WritePlaces(logging, level, text);
-        TellListener(logging, level, text);
-    }
-    catch (...)
-    {
-        // Out of memory; a log must not end the program.
-    }
+void LogBesideConsole(LogLevel level, std::string_view text)
+{
+    LogTo(Console::PassedOver, level, text);
 }
 
 void LogListen(LogLevel level, std::function<void(LogLevel, std::string_view)> listener)

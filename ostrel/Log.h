@@ -51,6 +51,9 @@ bool LogWanted(LogLevel level);
 /// the file when the call returns. When the file falls 8 MB behind, the call waits for it.
 void Log(LogLevel level, std::string_view text);
 
+/// The same, but for the console: for what the program says there in its own words.
+void LogBesideConsole(LogLevel level, std::string_view text);
+
 /// Every line that is wanted at `level` or below is given to `listener` as well, on the thread
 /// that logs it, without call entries; an empty function ends that, after a call that is under way.
 /// A listener is not told of lines that it logs itself, and must not call `LogListen`. One at a

@@ -76,6 +76,23 @@ TEST_F(PersonalMasterTest, RunsDetachedFromTheProgramWithNoStreamsAndNoFilesOfIt
     EXPECT_NE(told.find("/dev/null"), std::string::npos) << told;
 }
 
+TEST_F(PersonalMasterTest, TellsWhatItSaidOnItsWayUp)
+{
+    const EnvironmentGuard fifo("FIFO", (m_folder / "fifo").Text().c_str());
+    MakeMaster("#!/bin/sh\necho 'corvan-master: disk full' >&2\necho done > \"$FIFO\"\n");
+    EXPECT_TRUE(StartPersonalMaster());
+    ReadFifo();
+    EXPECT_EQ(PersonalMasterErrors(), "corvan-master: disk full");
+
+    // The next try says in the log why there is one.
+    MakeMaster("#!/bin/sh\necho done > \"$FIFO\"\n");
+    const LogCapture log;
+    EXPECT_TRUE(StartPersonalMaster());
+    ReadFifo();
+    EXPECT_EQ(log.Count(ostrel::k_LogWarning, "corvan-master: disk full"), 1);
+    EXPECT_EQ(PersonalMasterErrors(), "");
+}
+
 TEST_F(PersonalMasterTest, LeavesNoProcessToWaitFor)
 {
     const EnvironmentGuard fifo("FIFO", (m_folder / "fifo").Text().c_str());

@@ -178,6 +178,17 @@ TEST_F(MasterProgramTest, EndsWithStatusOneWhereAnotherIs)
               "corvan-master: another Master uses address " + (m_folder / "m.sock").Text() + "\n");
 }
 
+TEST_F(MasterProgramTest, LeavesTheReasonInItsLogWhereItCannotStart)
+{
+    m_folder.MakeFile("data/jobs.db", "no database, whatever its name says");
+    MasterProgram program(m_folder.Folder(), {"--listen", (m_folder / "m.sock").Text()});
+    EXPECT_EQ(program.WaitForEnd(), 1);
+    const std::string reason = "cannot open job store " + (m_folder / "data/jobs.db").Text();
+    EXPECT_TRUE(program.Errors().starts_with("corvan-master: " + reason)) << program.Errors();
+    EXPECT_EQ(program.Errors().find(reason), program.Errors().rfind(reason));
+    EXPECT_NE(ContentOf(m_folder / "log").find(reason), std::string::npos);
+}
+
 TEST_F(MasterProgramTest, NamesWhatIsWrongWithItsOptions)
 {
     const struct

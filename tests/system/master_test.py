@@ -94,6 +94,13 @@ class PersonalMaster(FarmTest):
         self.assertEqual(self.corvan("wait", job), "Done\n")
         self.assertEqual(len(self.personal_masters()), 1)
 
+    def test_one_that_cannot_start_says_why(self):
+        store = pathlib.Path(self.env["XDG_DATA_HOME"]) / "Corvan" / "jobs.db"
+        store.parent.mkdir(parents=True)
+        store.write_text("no database, whatever its name says")
+        errors = self.run_corvan("list", status=3).stderr
+        self.assertIn(f"cannot open job store {store}", errors)
+
     def test_none_is_started_where_the_options_forbid_it(self):
         options = self.folder / "options.ini"
         options.write_text("[Master]\nAutoStart = no\n")
