@@ -101,6 +101,22 @@ class OwnCommands(WindowTest):
         self.assertFalse((self.folder / "x").exists())
         self.assertEqual(window.close(), 0)
 
+    def test_may_stand_in_the_options_of_all_window_programs(self):
+        os.mkfifo(self.folder / "told")
+        shared = self.folder / "config" / "CorvanGui" / "CorvanGui.ini"
+        shared.parent.mkdir(parents=True)
+        shared.write_text(
+            f"# Jobs of the type Command\n{type_section()}Command.3.Label = Tell\n"
+            "Command.3.1 = sh\nCommand.3.2 = -c\n"
+            f'Command.3.3 = printf %s "$1" > {self.folder}/told\n'
+            "Command.3.4 = tell\nCommand.3.5 = {Name} of {Program}: {{}\n"
+        )
+        window = self.open_window(self.job)
+        window.wait_for_status("12 Files | 0 Missing | 0 Too Small")
+        window.choose("Tell", *DONE_MENU, "Tell")
+        self.assertEqual(read_pipe(self.folder / "told"), "frames of sh: {}")
+        self.assertEqual(window.close(), 0)
+
     def test_that_cannot_be_started_say_so_in_a_box(self):
         window = self.open_with("Broken", "/no/such/program", "{Note}")
         window.choose("Broken", *DONE_MENU, "Broken")
