@@ -12,7 +12,7 @@ namespace
 {
 
 // Up to here, adding up the rows costs no more than asking the sums.
-constexpr std::int64_t k_fewRows = 64;
+constexpr std::int64_t k_few_rows = 64;
 
 } // namespace
 
@@ -94,7 +94,7 @@ Neighbours FileTable::NeighboursOf(std::int64_t row) const
         return {};
 
     Neighbours sum;
-    if (span.hi - span.lo <= k_fewRows)
+    if (span.hi - span.lo <= k_few_rows)
     {
         for (std::int64_t other = span.lo; other < span.hi; ++other)
             sum += AsNeighbour(rows[std::size_t(other)], m_rules);

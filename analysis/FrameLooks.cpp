@@ -19,11 +19,11 @@ namespace
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::size_t k_firstBatch = 2;
+constexpr std::size_t k_first_batch = 2;
 constexpr std::size_t k_batch = 32;
 /// Shorter looks are the disk cache's, whatever the thread was doing.
-constexpr std::chrono::microseconds k_longLook{50};
-constexpr std::chrono::milliseconds k_betweenNews{100};
+constexpr std::chrono::microseconds k_long_look{50};
+constexpr std::chrono::milliseconds k_between_news{100};
 /// Of crew: as many as there are times as many again.
 constexpr unsigned k_growth = 3;
 
@@ -107,7 +107,7 @@ private:
         const std::unique_ptr<NameFinder> finder = m_makeFinder();
         std::string name;
         long waits = Waits();
-        std::size_t size = k_firstBatch;
+        std::size_t size = k_first_batch;
         for (;;)
         {
             const std::size_t first = m_next.fetch_add(size, std::memory_order_relaxed);
@@ -119,7 +119,7 @@ private:
             const auto start = Clock::now();
             LookAtBatch(batch, *finder, name);
             m_done.fetch_add(batch.size(), std::memory_order_relaxed);
-            if (Clock::now() - start >= k_longLook * batch.size())
+            if (Clock::now() - start >= k_long_look * batch.size())
                 GrowWhereItWaited(batch.size(), waits);
             size = k_batch;
         }
@@ -174,7 +174,7 @@ private:
     void ReportUntilOver(const LooksDone &done)
     {
         std::unique_lock lock(m_mutex);
-        while (!m_isOver.wait_for(lock, k_betweenNews, [this] { return m_working == 0; }))
+        while (!m_isOver.wait_for(lock, k_between_news, [this] { return m_working == 0; }))
         {
             lock.unlock();
             done(m_done.load(std::memory_order_relaxed));

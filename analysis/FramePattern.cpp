@@ -68,7 +68,7 @@ std::size_t ReadCount(std::string_view digits)
     return result.ec == std::errc::result_out_of_range ? k_limit + 1 : std::min(count, k_limit + 1);
 }
 
-constexpr std::size_t k_mostDigitsInARow = 9;
+constexpr std::size_t k_most_digits_in_aRow = 9;
 
 struct Conversion
 {
@@ -130,17 +130,17 @@ String ReadConversion(std::string_view text, Conversion &conversion)
     if (std::max(conversion.width, conversion.precision) > FramePattern::k_MaxBytes)
         return "a width or precision over " + std::to_string(FramePattern::k_MaxBytes);
     // The formatter takes longer runs for numbers too big, whatever they say.
-    if (LongestDigitRun(reader.Taken()) > k_mostDigitsInARow)
-        return "a conversion with more than " + std::to_string(k_mostDigitsInARow) +
+    if (LongestDigitRun(reader.Taken()) > k_most_digits_in_aRow)
+        return "a conversion with more than " + std::to_string(k_most_digits_in_aRow) +
                " digits in a row";
     conversion.bytes = reader.Taken().size() + 1;
     return {};
 }
 
 /// Digits enough for any 64-bit number in base 8.
-constexpr std::size_t k_mostDigits = 22;
+constexpr std::size_t k_most_digits = 22;
 /// "+0x".
-constexpr std::size_t k_mostPrefix = 3;
+constexpr std::size_t k_most_prefix = 3;
 
 void AppendDecimal(std::string &out, int number, std::size_t width, char padding)
 {
@@ -244,7 +244,7 @@ int FramePattern::ShownNumber(int number) const
 std::size_t FramePattern::LongestPath() const
 {
     const std::size_t number =
-        std::max(m_width, std::max(m_precision, k_mostDigits) + k_mostPrefix);
+        std::max(m_width, std::max(m_precision, k_most_digits) + k_most_prefix);
     return m_before.size() + number + m_after.size();
 }
 

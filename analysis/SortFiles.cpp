@@ -10,8 +10,8 @@ namespace analysis
 namespace
 {
 
-constexpr int k_sizeColumn = 1;
-constexpr int k_dateColumn = 2;
+constexpr int k_size_column = 1;
+constexpr int k_date_column = 2;
 
 /// The result of two keys: smaller when ascending, greater or equal when descending.
 template <typename Key> bool StandsBefore(Key a, Key b, bool ascending)
@@ -26,7 +26,7 @@ bool PresentStandsBefore(const Record &a, const Record &b, const SortState &stat
         return state.m_sortAscending == b.exists;
     if (!b.exists)
         return !state.m_sortAscending;
-    if (state.m_sortColumn == k_sizeColumn)
+    if (state.m_sortColumn == k_size_column)
         return StandsBefore(a.size, b.size, state.m_sortAscending);
     return StandsBefore(a.modified.First(), b.modified.First(), state.m_sortAscending);
 }
@@ -34,7 +34,7 @@ bool PresentStandsBefore(const Record &a, const Record &b, const SortState &stat
 template <typename Record>
 bool RecordStandsBefore(const Record &a, const Record &b, const SortState &state)
 {
-    if (state.m_sortColumn == k_sizeColumn || state.m_sortColumn == k_dateColumn)
+    if (state.m_sortColumn == k_size_column || state.m_sortColumn == k_date_column)
         return PresentStandsBefore(a, b, state);
     return StandsBefore(a.frame, b.frame, state.m_sortAscending);
 }

@@ -15,7 +15,7 @@ namespace
 {
 
 constexpr const char *k_leaf = "beauty.%07d.exr";
-constexpr const char *k_folderPart = "/";
+constexpr const char *k_folder_part = "/";
 constexpr off_t k_bytes = 1000;
 
 void Require(bool holds, const std::string &what)
@@ -32,7 +32,7 @@ void MakeFiles(const std::string &folder, std::size_t size)
     {
         char leaf[64];
         std::snprintf(leaf, sizeof leaf, k_leaf, int(frame));
-        const std::string path = folder + k_folderPart + leaf;
+        const std::string path = folder + k_folder_part + leaf;
         const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
         Require(file >= 0 && ftruncate(file, k_bytes) == 0, "cannot make " + path);
         close(file);
@@ -42,7 +42,7 @@ void MakeFiles(const std::string &folder, std::size_t size)
 double MsOf(const std::string &folder, std::size_t size, bool isRelative)
 {
     const int base = isRelative ? open(folder.c_str(), O_PATH | O_DIRECTORY) : AT_FDCWD;
-    const std::string pattern = isRelative ? k_leaf : folder + k_folderPart + k_leaf;
+    const std::string pattern = isRelative ? k_leaf : folder + k_folder_part + k_leaf;
     const Timing timing =
         Measure(1,
                 [&]

@@ -19,7 +19,7 @@ using namespace ostrel;
 namespace
 {
 
-constexpr std::size_t k_missingEvery = 100;
+constexpr std::size_t k_missing_every = 100;
 
 /// A window that paints rows of three fixed texts, and nothing else.
 class BareRows : public wxFrame
@@ -153,7 +153,7 @@ void MeasureBad(ShownProgram &program, std::size_t size)
         const auto waitForLog = [] { LogFlush(); };
         PrintRow("all bad frames, frame offset " + std::to_string(offset), size,
                  Measure<ThreadTime>(Repetitions(size), waitForLog, find));
-        Require(bad == size / k_missingEvery, "other frames are bad than those missing");
+        Require(bad == size / k_missing_every, "other frames are bad than those missing");
     }
 }
 
@@ -206,7 +206,7 @@ int main(int argc, char **argv)
     const std::size_t most = argc > 1 ? std::size_t(std::atol(argv[1])) : *std::rbegin(k_sizes);
     const Folder folder;
     const std::string pattern = folder / "beauty.%07d.exr";
-    MakeFrames(pattern, most, k_missingEvery);
+    MakeFrames(pattern, most, k_missing_every);
     ShownProgram program;
     PrintHead("The list in the window, processor time of its thread");
     for (const std::size_t size : k_sizes)

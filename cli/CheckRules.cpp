@@ -13,7 +13,7 @@ namespace
 {
 
 // By column of the list.
-constexpr std::array k_sortNames = {"name", "size", "date"};
+constexpr std::array k_sort_names = {"name", "size", "date"};
 
 constexpr double k_day = 24 * 60 * 60;
 
@@ -30,7 +30,7 @@ void RulesArguments::Declare(CLI::App &verb)
                     "percent by which a size may differ from the mean of those (15)")
         ->check(NumberBetween(0, double(std::numeric_limits<float>::max())));
     verb.add_option("--sort", m_sort, "order of the rows: name (the number in it), size or date")
-        ->check(CLI::IsMember(std::vector<std::string>(k_sortNames.begin(), k_sortNames.end())));
+        ->check(CLI::IsMember(std::vector<std::string>(k_sort_names.begin(), k_sort_names.end())));
     verb.add_flag("--descending", m_isDescending, "the other way round");
     verb.add_option("--wait-stable", m_waitStable,
                     "SECONDS; a file changed less than that ago is looked at again before it is "
@@ -56,9 +56,9 @@ analysis::ScanRules RulesArguments::Rules() const
 analysis::SortState RulesArguments::Order() const
 {
     analysis::SortState order;
-    const auto name = std::find(k_sortNames.begin(), k_sortNames.end(), m_sort);
-    if (name != k_sortNames.end())
-        order.m_sortColumn = int(name - k_sortNames.begin());
+    const auto name = std::find(k_sort_names.begin(), k_sort_names.end(), m_sort);
+    if (name != k_sort_names.end())
+        order.m_sortColumn = int(name - k_sort_names.begin());
     order.m_sortAscending = !m_isDescending;
     return order;
 }

@@ -21,7 +21,7 @@ using corvan::SequenceDistributor;
 namespace
 {
 
-constexpr int k_mostInt = std::numeric_limits<int>::max();
+constexpr int k_most_int = std::numeric_limits<int>::max();
 
 [[noreturn]] void WrongUsage(const String &text)
 {
@@ -68,7 +68,7 @@ void SubjectArguments::Declare(CLI::App &verb, Takes takes)
     verb.add_option("--format-index", m_formatIndex,
                     "of the job's formats this one alone; 0 is "
                     "the first")
-        ->check(WholeBetween(0, k_mostInt));
+        ->check(WholeBetween(0, k_most_int));
     if (takes == Takes::JobAlone)
     {
         job->required();
@@ -85,13 +85,13 @@ void SubjectArguments::Declare(CLI::App &verb, Takes takes)
         ->check(NumberAbove(0));
     verb.add_option("--renumber-start", m_renumbering["--renumber-start"],
                     "the number in the name of the first file")
-        ->check(WholeBetween(std::numeric_limits<int>::min(), k_mostInt));
+        ->check(WholeBetween(std::numeric_limits<int>::min(), k_most_int));
     verb.add_option("--renumber-by", m_renumbering["--renumber-by"],
                     "from the number of one file to the next")
-        ->check(WholeBetween(1, k_mostInt));
+        ->check(WholeBetween(1, k_most_int));
     verb.add_option("--packet-size", m_renumbering["--packet-size"],
                     "frames that are rendered in one go")
-        ->check(WholeBetween(1, k_mostInt));
+        ->check(WholeBetween(1, k_most_int));
 }
 
 CheckSubject SubjectArguments::Find(Client &client) const

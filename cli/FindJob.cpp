@@ -9,7 +9,7 @@ namespace cli
 namespace
 {
 
-constexpr std::size_t k_shortestBeginning = 4;
+constexpr std::size_t k_shortest_beginning = 4;
 
 } // namespace
 
@@ -26,7 +26,7 @@ void JobPick::Fitting::Add(const JobPointer &job)
 
 void JobPick::Consider(const JobPointer &job)
 {
-    if (m_beginning.size() >= k_shortestBeginning &&
+    if (m_beginning.size() >= k_shortest_beginning &&
         boost::algorithm::starts_with(job->ID().ToString(), m_beginning))
         m_begins.Add(job);
     if (job->Name() == m_text)

@@ -17,7 +17,7 @@ namespace
 
 constexpr std::int64_t k_second = 1'000'000'000;
 /// So that files of one folder are looked at together.
-constexpr std::int64_t k_shortestWait = k_second / 10;
+constexpr std::int64_t k_shortest_wait = k_second / 10;
 
 /// A frame that is waited for.
 struct Waiting
@@ -87,7 +87,7 @@ String LookAgain(std::span<FrameRecord> frames, const LookAgainRules &rules, Loo
         const auto first =
             std::min_element(waiting.begin(), waiting.end(),
                              [](const Waiting &a, const Waiting &b) { return a.due < b.due; });
-        clock.SleepUntil(std::max(first->due, now + k_shortestWait));
+        clock.SleepUntil(std::max(first->due, now + k_shortest_wait));
         now = clock.Now();
 
         const auto due = std::partition(waiting.begin(), waiting.end(),

@@ -24,7 +24,7 @@ namespace
 
 // A job of more frames names them in its custom range alone, which is looked for but never cut
 // into tasks.
-constexpr std::size_t k_mostTasks = 100'000;
+constexpr std::size_t k_most_tasks = 100'000;
 
 // Frames that are there already, as a job: of a type that renders nothing by itself, and paused.
 NewJob JobOfFrames(const String &pattern, const String &range)
@@ -41,7 +41,7 @@ NewJob JobOfFrames(const String &pattern, const String &range)
     job.patterns = {pattern};
     job.isPaused = true;
     job.range = range;
-    if (frames.size() > k_mostTasks)
+    if (frames.size() > k_most_tasks)
     {
         job.range = frames.front();
         job.settings = {{corvan::p_CustomRange, range}};

@@ -32,7 +32,7 @@ enum ControlId : int
 };
 
 /// Shows most paths whole, in pixels at 100 %.
-constexpr int k_pathWidth = 420;
+constexpr int k_path_width = 420;
 
 OptionsFile &Options()
 {
@@ -153,7 +153,7 @@ PathsDlg::PathsDlg(wxWindow *parent, wxArrayString paths)
     row->AddSpacer(5);
     m_list = new wxcListBox(this, -1, wxDefaultPosition, wxDefaultSize, paths,
                             wxLB_SINGLE | wxLB_HSCROLL);
-    m_list->SetMinSize(FromDIP(wxSize(k_pathWidth, 160)));
+    m_list->SetMinSize(FromDIP(wxSize(k_path_width, 160)));
     row->Add(m_list, 1, wxEXPAND);
     row->AddSpacer(5);
     row->Add(ButtonColumn(), 0);
@@ -239,7 +239,7 @@ EditPathDlg::EditPathDlg(wxWindow *parent, wxString path)
 
     wxBoxSizer *client = StartControls();
     m_path = new wxcTextCtrl(this, -1, path);
-    m_path->SetMinSize(FromDIP(wxSize(k_pathWidth, -1)));
+    m_path->SetMinSize(FromDIP(wxSize(k_path_width, -1)));
     client->Add(m_path, 1, wxEXPAND | wxALL, 5);
     client->Add(BrowseRow(), 0, wxEXPAND | wxALL, 5);
     m_guess->SetValue(Options().GetValue("Options", "GuessFrames", true));

@@ -14,7 +14,7 @@ using namespace analysis;
 namespace
 {
 
-constexpr std::size_t k_mostFrames = 3000; ///< More find nothing new, slowly.
+constexpr std::size_t k_most_frames = 3000; ///< More find nothing new, slowly.
 
 String TakeLine(std::string_view &text)
 {
@@ -49,7 +49,7 @@ void Compare(const FramePattern &pattern, const ExpansionInput &input, std::stri
     std::vector<FrameRecord> frames;
     const String reason = ListExpectedFrames(pattern, input, frames);
     Require(reason.empty() || frames.empty(), "what is refused lists nothing");
-    if (frames.size() > k_mostFrames)
+    if (frames.size() > k_most_frames)
         return;
 
     _FileInfoList files;
@@ -83,7 +83,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     const auto pattern = FramePattern::Parse(TakeLine(text), nullptr);
     ExpansionInput input;
     const bool isRange = SequenceDistributor::ParseRange(TakeLine(text), input.frames, nullptr);
-    if (!pattern || !isRange || input.frames.size() > k_mostFrames)
+    if (!pattern || !isRange || input.frames.size() > k_most_frames)
         return 0;
 
     input.sequenceBy = TakeLine(text);

@@ -20,7 +20,7 @@ using ostrel::_CallEntry;
 namespace
 {
 
-const char *const k_noSuchJob = "there is no such job";
+const char *const k_no_such_job = "there is no such job";
 
 // Set by the Master alone.
 bool IsMastersOwn(const String &name)
@@ -140,7 +140,7 @@ void Dispatcher::SendJobs(const Request &request, const corvan::GetJobInfoMsg &m
             continue;
         }
         const std::optional<JobState> state = m_store.FindState(id);
-        String reason = k_noSuchJob;
+        String reason = k_no_such_job;
         auto answer = boost::make_shared<corvan::JobMsg>();
         if (state)
             answer->job = m_cache.Whole(*state, &reason);
@@ -163,7 +163,7 @@ void Dispatcher::SendJobList(const Request &request, const corvan::ListJobsMsg &
     {
         const std::optional<JobState> before = m_store.FindState(message.before);
         if (!before)
-            return request.Refuse(k_noSuchJob, message.before, message.before.ToString());
+            return request.Refuse(k_no_such_job, message.before, message.before.ToString());
         number = before->number;
     }
 
@@ -198,7 +198,7 @@ void Dispatcher::SendTasks(const Request &request, const corvan::GetTasksMsg &me
 
     const std::optional<JobState> state = m_store.FindState(message.job);
     if (!state)
-        return request.Refuse(k_noSuchJob, message.job, message.job.ToString());
+        return request.Refuse(k_no_such_job, message.job, message.job.ToString());
     if (state->tasksTotal > k_MaxListedTasks)
         return request.Refuse("the job has " + std::to_string(state->tasksTotal) +
                                   " tasks, more than a message can hold",
@@ -224,7 +224,7 @@ void Dispatcher::SendTaskLog(const Request &request, const corvan::GetTaskLogMsg
 
     const std::optional<JobState> state = m_store.FindState(message.job);
     if (!state)
-        return request.Refuse(k_noSuchJob, message.job, message.job.ToString());
+        return request.Refuse(k_no_such_job, message.job, message.job.ToString());
     if (message.task >= state->tasksTotal)
         return request.Refuse("the job has no task " + std::to_string(message.task), message.job,
                               message.job.ToString());
@@ -293,7 +293,7 @@ void Dispatcher::ChangeParameter(const Request &request, const corvan::JobParame
 
     std::optional<JobState> state = m_store.FindState(message.job);
     if (!state)
-        return request.Refuse(k_noSuchJob, message.job, message.name);
+        return request.Refuse(k_no_such_job, message.job, message.name);
     if (IsMastersOwn(message.name))
         return request.Refuse("the Master alone sets it", message.job, message.name);
     const std::shared_ptr<const JobCache::Entry> entry = m_cache.Get(message.job);

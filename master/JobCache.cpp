@@ -84,7 +84,7 @@ void JobCache::MakeRoom(std::size_t bytes)
 {
     _CallEntry call("JobCache::MakeRoom", __FILE__, __LINE__);
 
-    if (m_bytes + bytes > k_maxBytes)
+    if (m_bytes + bytes > k_max_bytes)
         Clear();
     m_bytes += bytes;
 }

@@ -44,7 +44,7 @@ public:
     void Clear();
 
 private:
-    static constexpr std::size_t k_maxBytes = 64u << 20;
+    static constexpr std::size_t k_max_bytes = 64u << 20;
 
     std::shared_ptr<Entry> Find(const UID &job);
     void MakeRoom(std::size_t bytes);

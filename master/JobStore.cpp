@@ -19,7 +19,7 @@ using ostrel::_CallEntry;
 namespace
 {
 
-constexpr const char *k_stateColumns =
+constexpr const char *k_state_columns =
     "id, number, created, status, priority, tasks_total, tasks_done, tasks_failed, next_task";
 
 JobState ReadState(SQLite::Statement &row)
@@ -168,7 +168,7 @@ std::optional<JobState> JobStore::FindState(const UID &job)
         [&]() -> std::optional<JobState>
         {
             static const std::string sql =
-                std::string("SELECT ") + k_stateColumns + " FROM jobs WHERE id = ?";
+                std::string("SELECT ") + k_state_columns + " FROM jobs WHERE id = ?";
             const Query select = m_database->Prepared(sql.c_str());
             select->bind(1, job.ToString());
             if (!select->executeStep())
@@ -291,7 +291,7 @@ std::optional<JobState> JobStore::FindOlder(std::int64_t number)
     return m_database->Guarded(
         [&]() -> std::optional<JobState>
         {
-            static const std::string sql = std::string("SELECT ") + k_stateColumns +
+            static const std::string sql = std::string("SELECT ") + k_state_columns +
                                            " FROM jobs WHERE number < ?"
                                            " ORDER BY number DESC LIMIT 1";
             const Query select = m_database->Prepared(sql.c_str());
@@ -311,7 +311,7 @@ std::optional<JobState> JobStore::FindRunnable(const std::set<UID> &passOver)
         [&]() -> std::optional<JobState>
         {
             static const std::string sql =
-                std::string("SELECT ") + k_stateColumns +
+                std::string("SELECT ") + k_state_columns +
                 " FROM jobs WHERE status IN (0, 1) AND (next_task < tasks_total OR EXISTS"
                 " (SELECT 1 FROM tasks WHERE tasks.job = jobs.number AND tasks.status = 0))"
                 " ORDER BY priority DESC, number";

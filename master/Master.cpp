@@ -21,7 +21,7 @@ using std::chrono::steady_clock;
 namespace
 {
 
-constexpr std::chrono::seconds k_retryAfter{1};
+constexpr std::chrono::seconds k_retry_after{1};
 
 Path LockIn(const Path &data)
 {
@@ -99,7 +99,7 @@ void Master::RetryLater()
 {
     _CallEntry call("Master::RetryLater", __FILE__, __LINE__);
 
-    m_retryTimer.expires_after(k_retryAfter);
+    m_retryTimer.expires_after(k_retry_after);
     m_retryTimer.async_wait(
         [this](const error_code &error)
         {

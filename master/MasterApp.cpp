@@ -21,7 +21,7 @@ using ostrel::_CallEntry;
 namespace
 {
 
-constexpr std::chrono::minutes k_personalIdle{10};
+constexpr std::chrono::minutes k_personal_idle{10};
 constexpr std::chrono::seconds k_patience{3};
 
 } // namespace
@@ -47,7 +47,7 @@ bool MasterApp::Run(const CommandLine &commandLine)
     if (options.address.kind == corvan::MasterAddress::Kind::Tcp)
         settings.server.security = corvan::TcpSecurity::Load(Options());
     if (options.isPersonal)
-        settings.endWhenIdle = k_personalIdle;
+        settings.endWhenIdle = k_personal_idle;
 
     boost::asio::io_context loop;
     LocalRunner runner(loop, int(options.slots), k_patience, options.data.Text());

@@ -18,7 +18,7 @@ namespace
 {
 
 // As a shell says of a command that it cannot start.
-constexpr int k_couldNotStart = 127;
+constexpr int k_could_not_start = 127;
 
 void ChangeStatus(JobState &state, JobStatus status, Outbox &outbox)
 {
@@ -183,7 +183,7 @@ void Scheduler::Start(const std::vector<Planned> &planned, const CommandRunner::
         ostrel::LogWarning("cannot start task " + std::to_string(one.task) + " of job " +
                            one.job.ToString() + ": " + reason);
         m_logs.Write(one.job, one.task, "corvan-master: cannot start: " + reason + "\n");
-        failed.push_back({one.command.run, k_couldNotStart});
+        failed.push_back({one.command.run, k_could_not_start});
     }
 }
 

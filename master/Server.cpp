@@ -23,8 +23,8 @@ using ostrel::Exception;
 namespace
 {
 
-constexpr std::size_t k_requestsPerTurn = 256;
-constexpr std::size_t k_grpcMemoryBytes = 1u << 30;
+constexpr std::size_t k_requests_per_turn = 256;
+constexpr std::size_t k_grpc_memory_bytes = 1u << 30;
 
 std::shared_ptr<const grpc::ByteBuffer> Packed(const wire::Envelope &envelope)
 {
@@ -122,7 +122,7 @@ void Server::Listen()
     builder.AddListeningPort(m_settings.address.Target(), Credentials(), &port);
     builder.RegisterService(m_service.get());
     builder.SetMaxReceiveMessageSize(int(corvan::k_MaxMessageBytes));
-    builder.SetResourceQuota(grpc::ResourceQuota("clients").Resize(k_grpcMemoryBytes));
+    builder.SetResourceQuota(grpc::ResourceQuota("clients").Resize(k_grpc_memory_bytes));
     // A second Master at the same port is refused, and does not share it.
     builder.AddChannelArgument(GRPC_ARG_ALLOW_REUSEPORT, 0);
     builder.AddChannelArgument(GRPC_ARG_KEEPALIVE_TIME_MS, corvan::k_KeepaliveMs);
@@ -244,7 +244,7 @@ std::vector<Server::Request> Server::TakeRequests()
     std::vector<Request> requests;
     const auto isEnough = [&]
     {
-        return requests.size() >= k_requestsPerTurn ||
+        return requests.size() >= k_requests_per_turn ||
                std::ranges::count(requests, true, &Request::asksForMuch) >= long(k_MuchPerTurn);
     };
     while (!m_ready.empty() && !isEnough())

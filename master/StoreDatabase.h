@@ -46,7 +46,7 @@ class StoreDatabase
 public:
     explicit StoreDatabase(const Path &file)
         : m_file(file),
-          m_connection(file.Text(), SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE, k_busyMs)
+          m_connection(file.Text(), SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE, k_busy_ms)
     {
     }
 
@@ -94,7 +94,7 @@ public:
     }
 
 private:
-    static constexpr int k_busyMs = 5000;
+    static constexpr int k_busy_ms = 5000;
 
     Path m_file;
     SQLite::Database m_connection;

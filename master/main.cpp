@@ -14,7 +14,7 @@ using ostrel::CommandLine;
 using ostrel::String;
 
 constexpr int k_failed = 1;
-constexpr int k_wrongUsage = 2;
+constexpr int k_wrong_usage = 2;
 
 void PrintHelp()
 {
@@ -41,7 +41,7 @@ int Run(const std::vector<String> &arguments)
     else if (commandLine->HasOption("version"))
         std::printf("corvan-master %s\n", MasterApp::Version());
     else if (!MasterApp().Run(*commandLine))
-        return k_wrongUsage;
+        return k_wrong_usage;
     return 0;
 }
 
@@ -65,7 +65,7 @@ int main(int argc, char **argv)
     catch (master::UsageException *raw)
     {
         const std::unique_ptr<ostrel::Exception> error(raw);
-        status = Failed(error->Text(), k_wrongUsage);
+        status = Failed(error->Text(), k_wrong_usage);
     }
     catch (ostrel::Exception *raw)
     {

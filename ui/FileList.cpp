@@ -18,9 +18,9 @@ namespace
 
 enum ColumnIndex : int
 {
-    k_columnName = 0,
-    k_columnSize = 1,
-    k_columnDate = 2,
+    k_column_name = 0,
+    k_column_size = 1,
+    k_column_date = 2,
 };
 
 const String &ColorOf(FrameState state)
@@ -43,9 +43,9 @@ String CellText(const _FileInfo &file, int column)
 {
     switch (column)
     {
-    case k_columnSize:
+    case k_column_size:
         return file.exists ? SFormat("%llu KB", file.size / 1024) : String();
-    case k_columnDate:
+    case k_column_date:
         return file.exists ? file.modified.Format(k_DateTimeNoMS, true, true) : String();
     default:
         return file.name.Text();
@@ -85,7 +85,7 @@ bool FileList::IsRowSelected(int row)
 {
     _CallEntry call("FileList::IsRowSelected", __FILE__, __LINE__);
 
-    return m_selection.contains(Path(GetDisplayText(row, k_columnName)));
+    return m_selection.contains(Path(GetDisplayText(row, k_column_name)));
 }
 
 std::vector<int> FileList::GetSelection()
@@ -163,7 +163,7 @@ Path FileList::PathWithKeyboard()
     // The row may have got the keyboard from the user since.
     if (m_beforeRefill.row >= 0 && m_beforeRefill.row == FocusRow())
         return m_beforeRefill.path;
-    return Path(GetDisplayText(FocusRow(), k_columnName));
+    return Path(GetDisplayText(FocusRow(), k_column_name));
 }
 
 void FileList::ItemSelected(wxListEvent &event)
@@ -171,7 +171,7 @@ void FileList::ItemSelected(wxListEvent &event)
     _CallEntry call("FileList::ItemSelected", __FILE__, __LINE__);
 
     const int row = static_cast<int>(event.GetIndex());
-    m_selection.insert(Path(GetDisplayText(row, k_columnName)));
+    m_selection.insert(Path(GetDisplayText(row, k_column_name)));
     RedrawItem(row);
 }
 
@@ -180,6 +180,6 @@ void FileList::ItemDeselect(wxListEvent &event)
     _CallEntry call("FileList::ItemDeselect", __FILE__, __LINE__);
 
     const int row = static_cast<int>(event.GetIndex());
-    m_selection.erase(Path(GetDisplayText(row, k_columnName)));
+    m_selection.erase(Path(GetDisplayText(row, k_column_name)));
     RedrawItem(row);
 }

@@ -18,9 +18,9 @@ namespace
 
 enum ColumnImage : int
 {
-    k_noImage = -1,
-    k_sortUp = 0,
-    k_sortDown = 1,
+    k_no_image = -1,
+    k_sort_up = 0,
+    k_sort_down = 1,
 };
 
 } // namespace
@@ -56,7 +56,7 @@ void MainWindow::SetSortCol(int column)
         if (column != -1)
         {
             if (m_sortColumn >= 0)
-                m_fileList->SetColumnImage(m_sortColumn, k_noImage);
+                m_fileList->SetColumnImage(m_sortColumn, k_no_image);
             m_sortColumn = column;
             m_sortAscending = true;
         }
@@ -70,7 +70,7 @@ void MainWindow::ShowColumnArrow()
 {
     _CallEntry call("MainWindow::ShowColumnArrow", __FILE__, __LINE__);
 
-    m_fileList->SetColumnImage(m_sortColumn, m_sortAscending ? k_sortUp : k_sortDown);
+    m_fileList->SetColumnImage(m_sortColumn, m_sortAscending ? k_sort_up : k_sort_down);
 }
 
 void MainWindow::UpdateStatusBar()

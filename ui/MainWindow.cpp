@@ -30,8 +30,8 @@ struct Column
 };
 constexpr std::array<Column, 3> k_columns = {{{"Filename", 275}, {"Size", 100}, {"Date", 100}}};
 
-constexpr int k_arrowSize = 12;
-constexpr int k_sideBorder = 15;
+constexpr int k_arrow_size = 12;
+constexpr int k_side_border = 15;
 
 } // namespace
 
@@ -103,7 +103,7 @@ void MainWindow::BuildConnectedView()
     ShowSortColumn();
 
     m_progress = new wxcGauge(this, -1, 0, wxDefaultPosition, wxSize(-1, 10), wxGA_HORIZONTAL);
-    m_connectedView->Add(m_progress, 0, wxEXPAND | wxLEFT | wxRIGHT, k_sideBorder);
+    m_connectedView->Add(m_progress, 0, wxEXPAND | wxLEFT | wxRIGHT, k_side_border);
     m_connectedView->AddSpacer(15);
 }
 
@@ -115,7 +115,7 @@ void MainWindow::BuildFormatRow()
     row->Add(new wxcStaticText(this, -1, "Select a format: "), 0, wxALIGN_CENTER_VERTICAL);
     m_formatChoice = new wxcChoice(this, -1);
     row->Add(m_formatChoice, 1, wxALIGN_CENTER_VERTICAL);
-    m_connectedView->Add(row, 0, wxEXPAND | wxLEFT | wxRIGHT | wxTOP, k_sideBorder);
+    m_connectedView->Add(row, 0, wxEXPAND | wxLEFT | wxRIGHT | wxTOP, k_side_border);
 }
 
 void MainWindow::BuildFileList()
@@ -131,12 +131,12 @@ void MainWindow::BuildFileList()
     font.SetFractionalPointSize(font.GetFractionalPointSize() - 1);
     m_fileList->SetFont(font);
 
-    auto *arrows = new wxImageList(k_arrowSize, k_arrowSize, true, 1);
+    auto *arrows = new wxImageList(k_arrow_size, k_arrow_size, true, 1);
     arrows->Add(wxBitmap(sortUp_xpm));
     arrows->Add(wxBitmap(sortDown_xpm));
     m_fileList->AssignImageList(arrows, wxIMAGE_LIST_SMALL);
 
-    m_connectedView->Add(m_fileList, 1, wxEXPAND | wxLEFT | wxRIGHT, k_sideBorder);
+    m_connectedView->Add(m_fileList, 1, wxEXPAND | wxLEFT | wxRIGHT, k_side_border);
 }
 
 void MainWindow::ShowSortColumn()

@@ -27,7 +27,7 @@ struct MenuEntry
 };
 
 // wxTRANSLATE marks the texts for the catalogue; they are looked up when the menu is built.
-const MenuEntry k_fileMenu[] = {
+const MenuEntry k_file_menu[] = {
     {1002, wxTRANSLATE("Select Bad/Missing Frames\tCtrl+S"),
      wxTRANSLATE("Select frames that have been detected as bad or missing")},
     {},
@@ -47,7 +47,7 @@ const MenuEntry k_fileMenu[] = {
     {wxID_EXIT, wxTRANSLATE("Close\tCtrl+W"), wxTRANSLATE("Close this window")},
 };
 
-const MenuEntry k_jobMenu[] = {
+const MenuEntry k_job_menu[] = {
     {1001, wxTRANSLATE("Edit Custom Range"),
      wxTRANSLATE("Change the range of files to search for")},
     {1008, wxTRANSLATE("Edit Image Formats"),
@@ -76,12 +76,12 @@ void MainWindow::BuildMenus()
 
     auto *bar = new wxMenuBar;
     auto *fileMenu = new wxMenu;
-    for (const MenuEntry &entry : k_fileMenu)
+    for (const MenuEntry &entry : k_file_menu)
         Append(*fileMenu, entry);
     bar->Append(fileMenu, _("File"));
 
     m_jobMenu = new JobMenu(this);
-    for (const MenuEntry &entry : k_jobMenu)
+    for (const MenuEntry &entry : k_job_menu)
         Append(*m_jobMenu, entry);
     FillJobMenu(wxGetApp().CurrentJob(), 1);
     if (m_jobMenu->GetMenuItemCount() == 0)

@@ -25,7 +25,7 @@ namespace
 {
 
 /// Identifiers of the commands: behind the toolkit's own, far from the programs'.
-constexpr int k_firstId = 7001;
+constexpr int k_first_id = 7001;
 
 /// What the menu shows: no letter of it is a shortcut.
 wxString ShownLabel(const JobCommand &command)
@@ -90,7 +90,7 @@ void JobCommandMenu::Show(std::vector<JobCommand> commands)
             i == 0 ? GetMenuItemCount() > 0 : group == "Master" && command.group != group;
         if (isNewPart)
             m_items.push_back(AppendSeparator());
-        m_items.push_back(Append(k_firstId + int(i), ShownLabel(command)));
+        m_items.push_back(Append(k_first_id + int(i), ShownLabel(command)));
         group = command.group;
     }
 }
@@ -107,7 +107,7 @@ bool JobCommandMenu::TryCommand(long id)
 {
     _CallEntry call("JobCommandMenu::TryCommand", __FILE__, __LINE__);
 
-    const long index = id - k_firstId;
+    const long index = id - k_first_id;
     if (!m_job || index < 0 || index >= long(m_commands.size()))
         return false;
 

@@ -19,9 +19,9 @@ using ostrel::LogWarning;
 namespace
 {
 
-constexpr int k_defaultPriority = 50;
-constexpr int k_highestPriority = 100;
-constexpr int k_priorityStep = 10;
+constexpr int k_default_priority = 50;
+constexpr int k_highest_priority = 100;
+constexpr int k_priority_step = 10;
 
 int NumberOr(const String &text, int otherwise)
 {
@@ -40,17 +40,17 @@ JobCommand PriorityWish(const char *label, int priority)
     return {"Master",
             label,
             p_Priority,
-            std::to_string(std::clamp(priority, 0, k_highestPriority)),
+            std::to_string(std::clamp(priority, 0, k_highest_priority)),
             {}};
 }
 
 void AddPriorityWishes(const Job &job, std::vector<JobCommand> &commands)
 {
-    const int priority = NumberOr(job.ParameterText(p_Priority, true), k_defaultPriority);
-    if (priority < k_highestPriority)
-        commands.push_back(PriorityWish(wxTRANSLATE("Raise Priority"), priority + k_priorityStep));
+    const int priority = NumberOr(job.ParameterText(p_Priority, true), k_default_priority);
+    if (priority < k_highest_priority)
+        commands.push_back(PriorityWish(wxTRANSLATE("Raise Priority"), priority + k_priority_step));
     if (priority > 0)
-        commands.push_back(PriorityWish(wxTRANSLATE("Lower Priority"), priority - k_priorityStep));
+        commands.push_back(PriorityWish(wxTRANSLATE("Lower Priority"), priority - k_priority_step));
 }
 
 /// The N of every "Command.N." key, in order.

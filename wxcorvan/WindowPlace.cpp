@@ -16,25 +16,25 @@ namespace
 {
 
 /// As far as a window system's coordinates go.
-constexpr int k_maxCoordinate = 32767;
+constexpr int k_max_coordinate = 32767;
 
 /// A window of which less than this can be seen is lost to its user.
-constexpr int k_minVisibleWidth = 100;
-constexpr int k_minVisibleHeight = 40;
+constexpr int k_min_visible_width = 100;
+constexpr int k_min_visible_height = 40;
 
 /// Where a key is missing or no number.
-constexpr int k_noNumber = -1'000'000;
+constexpr int k_no_number = -1'000'000;
 
 bool IsCoordinate(int value)
 {
-    return value >= -k_maxCoordinate && value <= k_maxCoordinate;
+    return value >= -k_max_coordinate && value <= k_max_coordinate;
 }
 
 long VisibleArea(const wxRect &place, const wxRect &screen)
 {
     const wxRect visible = place.Intersect(screen);
-    const bool isEnough = visible.width >= std::min(k_minVisibleWidth, place.width) &&
-                          visible.height >= std::min(k_minVisibleHeight, place.height);
+    const bool isEnough = visible.width >= std::min(k_min_visible_width, place.width) &&
+                          visible.height >= std::min(k_min_visible_height, place.height);
     return isEnough ? long(visible.width) * visible.height : 0;
 }
 
@@ -42,14 +42,14 @@ long VisibleArea(const wxRect &place, const wxRect &screen)
 
 std::optional<wxRect> LoadPlace(const IniFile &options, const String &section)
 {
-    const wxRect place(options.GetValue(section, "X", k_noNumber),
-                       options.GetValue(section, "Y", k_noNumber),
-                       options.GetValue(section, "Width", k_noNumber),
-                       options.GetValue(section, "Height", k_noNumber));
+    const wxRect place(options.GetValue(section, "X", k_no_number),
+                       options.GetValue(section, "Y", k_no_number),
+                       options.GetValue(section, "Width", k_no_number),
+                       options.GetValue(section, "Height", k_no_number));
     if (!IsCoordinate(place.x) || !IsCoordinate(place.y))
         return std::nullopt;
-    if (place.width < 1 || place.width > k_maxCoordinate || place.height < 1 ||
-        place.height > k_maxCoordinate)
+    if (place.width < 1 || place.width > k_max_coordinate || place.height < 1 ||
+        place.height > k_max_coordinate)
         return std::nullopt;
     return place;
 }

@@ -29,7 +29,7 @@ using namespace ostrel;
 namespace
 {
 
-constexpr int k_exitWrongUsage = 2;
+constexpr int k_exit_wrong_usage = 2;
 
 /// Without the program's name.
 std::vector<String> TextsOf(int count, wxChar **arguments)
@@ -92,7 +92,7 @@ void TellFrames(wxEventType type)
 }
 
 /// Until it is seen whether the dialog that was cancelled is gone.
-constexpr int k_quitRetryMs = 20;
+constexpr int k_quit_retry_ms = 20;
 
 } // namespace
 
@@ -114,7 +114,7 @@ bool wxCorvanApp::Initialize(int &count, wxChar **arguments)
     {
         const std::unique_ptr<Exception> error(raw);
         std::fprintf(stderr, "%s: %s\nTry --help.\n", Name().c_str(), error->Text().c_str());
-        std::exit(k_exitWrongUsage);
+        std::exit(k_exit_wrong_usage);
     }
     return wxApp::Initialize(count, arguments);
 }
@@ -209,7 +209,7 @@ void wxCorvanApp::Quit()
     // Dialogs live on the stacks of their callers and must be gone before their parent is.
     if (CancelModalDialog())
     {
-        m_quitRetry.StartOnce(k_quitRetryMs);
+        m_quitRetry.StartOnce(k_quit_retry_ms);
         return;
     }
     if (wxWindow *top = GetTopWindow())

@@ -23,7 +23,7 @@ namespace
 const char *const k_section = "Window";
 
 /// What a notice has beside its text, icon, button and gaps, in pixels at 100 %.
-constexpr int k_besideNotice = 110;
+constexpr int k_beside_notice = 110;
 
 /// The toolkit paints a new text before it returns, which takes longer than all else that is done
 /// for a file; here the next repaint shows it. While a window is far too narrow, as before it has
@@ -169,7 +169,7 @@ void wxCorvanFrame::FitNotice()
     // The toolkit keeps the text in one line, which pushes its end and the close button out.
     for (wxWindow *child : m_notice->GetChildren())
         if (auto *line = dynamic_cast<wxStaticText *>(child))
-            line->Wrap(GetClientSize().x - FromDIP(k_besideNotice));
+            line->Wrap(GetClientSize().x - FromDIP(k_beside_notice));
     Layout();
 }
 

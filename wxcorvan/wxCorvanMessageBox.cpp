@@ -17,7 +17,7 @@ namespace
 const char *const k_section = "Messages";
 
 /// Longer lines are broken here, in pixels at 100 %.
-constexpr int k_textWidth = 420;
+constexpr int k_text_width = 420;
 constexpr int k_border = 12;
 
 /// A message, with a box to tick where it may be suppressed.
@@ -29,7 +29,7 @@ public:
                       false)
     {
         wxBoxSizer *controls = StartControls();
-        controls->Add(NewStatic(message, false, false, k_textWidth), 1, wxEXPAND | wxALL,
+        controls->Add(NewStatic(message, false, false, k_text_width), 1, wxEXPAND | wxALL,
                       FromDIP(k_border));
         if (canSuppress)
         {

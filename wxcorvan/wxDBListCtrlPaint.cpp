@@ -15,7 +15,7 @@ namespace
 {
 
 /// Between a cell's edge and its text, in pixels at 100 %.
-constexpr int k_cellMargin = 5;
+constexpr int k_cell_margin = 5;
 
 } // namespace
 
@@ -156,7 +156,7 @@ void wxDBListCtrl::PaintRow(wxDC &dc, int row, const wxRect &place, bool hasKeyb
 
 void wxDBListCtrl::PaintCell(wxDC &dc, const wxString &text, const wxRect &place) const
 {
-    const int margin = FromDIP(k_cellMargin);
+    const int margin = FromDIP(k_cell_margin);
     const int room = place.width - 2 * margin;
     if (text.empty() || room <= 0)
         return;

@@ -11,10 +11,10 @@ namespace
 {
 
 /// Space between frame and text, in pixels at 100 %.
-constexpr int k_textMargin = 4;
+constexpr int k_text_margin = 4;
 
 /// Narrower than this is of no use; the window gives the control the room that it has.
-constexpr int k_minWidth = 120;
+constexpr int k_min_width = 120;
 
 } // namespace
 
@@ -104,7 +104,7 @@ void wxcChoice::OnDrawItem(wxDC &dc, const wxRect &rect, int item, int /*flags*/
         return;
 
     dc.SetTextForeground(wxcGetColor(color_Text));
-    const int margin = FromDIP(k_textMargin);
+    const int margin = FromDIP(k_text_margin);
     const wxString text = wxControl::Ellipsize(GetString(item), dc, wxELLIPSIZE_MIDDLE,
                                                rect.width - 2 * margin, wxELLIPSIZE_FLAGS_NONE);
     const int top = rect.y + (rect.height - dc.GetTextExtent(text).y) / 2;
@@ -125,7 +125,7 @@ void wxcChoice::OnDrawBackground(wxDC &dc, const wxRect &rect, int item, int fla
 wxSize wxcChoice::DoGetBestSize() const
 {
     const wxSize whole = wxOwnerDrawnComboBox::DoGetBestSize();
-    return {FromDIP(k_minWidth), whole.y};
+    return {FromDIP(k_min_width), whole.y};
 }
 
 } // namespace wxcorvan

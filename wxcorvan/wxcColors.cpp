@@ -43,7 +43,7 @@ struct BuiltInColor
     const char *light;
 };
 
-constexpr std::array<BuiltInColor, 11> k_builtIn = {{
+constexpr std::array<BuiltInColor, 11> k_built_in = {{
     {"WindowBG", "#353535", "#f6f5f4"},
     {"WindowBGLighter", "#414141", "#ffffff"},
     {"FieldBG", "#2d2d2d", "#ffffff"},
@@ -62,7 +62,7 @@ using Colors = std::unordered_map<String, wxColour>;
 Colors BuiltInColors(ColorTheme theme)
 {
     Colors colors;
-    for (const BuiltInColor &color : k_builtIn)
+    for (const BuiltInColor &color : k_built_in)
         colors[color.name] = wxColour(theme == ColorTheme::Dark ? color.dark : color.light);
     return colors;
 }
@@ -167,7 +167,7 @@ const std::vector<String> &wxcColorNames()
     static const std::vector<String> s_names = []
     {
         std::vector<String> names;
-        for (const BuiltInColor &color : k_builtIn)
+        for (const BuiltInColor &color : k_built_in)
             names.emplace_back(color.name);
         return names;
     }();

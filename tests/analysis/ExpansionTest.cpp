@@ -65,10 +65,10 @@ Expanded Expand(const ExpansionInput &input, const char *pattern = "%d")
     return expanded;
 }
 
-constexpr std::size_t k_plainLimit = 100'000;
+constexpr std::size_t k_plain_limit = 100'000;
 
 /// The walk as it is defined, each result rounded by storing it. Ends after
-/// `k_plainLimit` files.
+/// `k_plain_limit` files.
 std::vector<int> PlainWalk(const std::vector<int> &frames, float by, int start, int renumberBy,
                            int packetSize)
 {
@@ -87,7 +87,7 @@ std::vector<int> PlainWalk(const std::vector<int> &frames, float by, int start, 
         int n = int(number);
         volatile float x = float(f);
         const volatile float end = float(last + 1);
-        while (x < end && numbers.size() < k_plainLimit)
+        while (x < end && numbers.size() < k_plain_limit)
         {
             numbers.push_back(n);
             n += renumberBy;
@@ -304,7 +304,7 @@ TEST(Expansion, WalksInSinglePrecisionStepByStep)
         const std::vector<int> plain =
             PlainWalk({frames.begin(), frames.end()}, numbers.sequenceBy, numbers.renumberStart,
                       numbers.renumberBy, numbers.packetSize);
-        if (plain.size() == k_plainLimit)
+        if (plain.size() == k_plain_limit)
         {
             ASSERT_NE(expanded.reason.find("does not move frame"), String::npos);
             continue;

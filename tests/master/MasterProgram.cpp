@@ -22,7 +22,7 @@ using ostrel::Path;
 namespace
 {
 
-constexpr int k_waitMs = 30'000;
+constexpr int k_wait_ms = 30'000;
 
 process::environment EnvironmentIn(const Path &folder)
 {
@@ -87,7 +87,7 @@ int MasterProgram::WaitForEnd()
 {
     const ostrel::Descriptor process(int(::syscall(SYS_pidfd_open, m_child.id(), 0)));
     pollfd wait{.fd = process.Number(), .events = POLLIN, .revents = 0};
-    if (::poll(&wait, 1, k_waitMs) != 1)
+    if (::poll(&wait, 1, k_wait_ms) != 1)
         Signal(SIGKILL);
     int status = 0;
     ::waitpid(m_child.id(), &status, 0);

@@ -17,7 +17,7 @@ using ostrel::UID;
 namespace
 {
 
-const char *const k_commandType = "6d396773-6d80-4f82-823f-fbc6c1cca52f";
+const char *const k_command_type = "6d396773-6d80-4f82-823f-fbc6c1cca52f";
 
 class MasterProgramTest : public ::testing::Test
 {
@@ -40,7 +40,7 @@ protected:
         wire::Envelope envelope;
         wire::Job &job = *envelope.mutable_job();
         job.set_id(UID(true).ToString());
-        job.set_type(k_commandType);
+        job.set_type(k_command_type);
         for (const auto &[name, value] : {std::pair<std::string, std::string>{"Range", "1-2"},
                                           {"Program", "/bin/sh"},
                                           {"Arguments", "-c\n" + script + "\nrender\n{Frame}"}})

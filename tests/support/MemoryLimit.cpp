@@ -8,8 +8,8 @@
 namespace
 {
 
-constexpr std::size_t k_noLimit = std::numeric_limits<std::size_t>::max();
-std::atomic<std::size_t> s_mostBytes = k_noLimit;
+constexpr std::size_t k_no_limit = std::numeric_limits<std::size_t>::max();
+std::atomic<std::size_t> s_mostBytes = k_no_limit;
 
 } // namespace
 
@@ -20,7 +20,7 @@ MemoryLimit::MemoryLimit(std::size_t mostBytes)
 
 MemoryLimit::~MemoryLimit()
 {
-    s_mostBytes = k_noLimit;
+    s_mostBytes = k_no_limit;
 }
 
 void *operator new(std::size_t bytes, const std::nothrow_t & /*tag*/) noexcept

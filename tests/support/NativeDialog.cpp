@@ -12,8 +12,8 @@ namespace
 
 using Clock = std::chrono::steady_clock;
 
-constexpr unsigned k_lookMs = 5;
-constexpr int k_endMs = 10000;
+constexpr unsigned k_look_ms = 5;
+constexpr int k_end_ms = 10000;
 
 GtkWidget *FindShown(GType type)
 {
@@ -71,7 +71,7 @@ public:
     using Steps = std::function<void(GtkWidget *)>;
 
     DialogWatch(GType type, Steps steps)
-        : m_type(type), m_steps(std::move(steps)), m_source(g_timeout_add(k_lookMs, Look, this))
+        : m_type(type), m_steps(std::move(steps)), m_source(g_timeout_add(k_look_ms, Look, this))
     {
     }
     ~DialogWatch()
@@ -121,7 +121,7 @@ private:
             g_signal_connect(dialog, "response", G_CALLBACK(OnResponse), &isAnswered);
         m_steps(dialog);
         // GTK shows a button that a key presses for a moment before it acts.
-        if (!PumpUntil([&isAnswered] { return isAnswered; }, k_endMs))
+        if (!PumpUntil([&isAnswered] { return isAnswered; }, k_end_ms))
         {
             ADD_FAILURE() << "the dialog is still open";
             gtk_dialog_response(GTK_DIALOG(dialog), GTK_RESPONSE_CANCEL);

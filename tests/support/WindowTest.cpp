@@ -23,9 +23,9 @@ namespace
 
 using Clock = std::chrono::steady_clock;
 
-constexpr int k_sliceMs = 20;
-constexpr int k_endOfDialogMs = 10000;
-constexpr unsigned k_lookMs = 5;
+constexpr int k_slice_ms = 20;
+constexpr int k_end_of_dialog_ms = 10000;
+constexpr unsigned k_look_ms = 5;
 
 void RunTool(std::vector<std::string> arguments)
 {
@@ -116,7 +116,7 @@ class ModalSteps
 {
 public:
     explicit ModalSteps(const std::function<void(wxTopLevelWindow &)> &steps)
-        : m_steps(steps), m_source(g_timeout_add(k_lookMs, Look, this))
+        : m_steps(steps), m_source(g_timeout_add(k_look_ms, Look, this))
     {
     }
     ~ModalSteps()
@@ -159,7 +159,7 @@ private:
         PumpIdle();
         m_steps(dialog);
         // GTK shows a button that a key presses for a moment before it acts.
-        if (!PumpUntil([&dialog] { return FindModal() != &dialog; }, k_endOfDialogMs))
+        if (!PumpUntil([&dialog] { return FindModal() != &dialog; }, k_end_of_dialog_ms))
         {
             ADD_FAILURE() << "the dialog is still open";
             dialog.EndModal(0);
@@ -182,7 +182,7 @@ bool PumpUntil(const std::function<bool()> &condition, int timeoutMs)
     {
         if (Clock::now() >= end)
             return false;
-        wxEventLoopBase::GetActive()->DispatchTimeout(k_sliceMs);
+        wxEventLoopBase::GetActive()->DispatchTimeout(k_slice_ms);
     }
     return true;
 }

@@ -22,9 +22,9 @@ namespace
 
 enum FieldIndex : int
 {
-    k_minSize = 0,
-    k_frameOffset = 1,
-    k_sizeVariation = 2,
+    k_min_size = 0,
+    k_frame_offset = 1,
+    k_size_variation = 2,
     k_refresh = 3,
 };
 const char *const k_keys[] = {"MinSize", "FrameOffset", "SizeVariation", "Refresh"};
@@ -92,7 +92,7 @@ std::vector<std::string> RowsOf(const wxWindow &dialog)
 std::vector<std::string> Values(const wxWindow &dialog)
 {
     std::vector<std::string> values;
-    for (int field = k_minSize; field <= k_refresh; ++field)
+    for (int field = k_min_size; field <= k_refresh; ++field)
         values.push_back(Field(dialog, field).GetValue().utf8_string());
     values.emplace_back(Box(dialog).GetValue() ? "checked" : "unchecked");
     return values;
@@ -197,9 +197,9 @@ TEST_F(ConfigDlgTest, StoresAnythingExactlyAsItWasTyped)
     InDialog(
         [](wxTopLevelWindow &dialog)
         {
-            TypeInto(Field(dialog, k_minSize), "abc");
-            TypeInto(Field(dialog, k_frameOffset), " 7 ");
-            TypeInto(Field(dialog, k_sizeVariation), "");
+            TypeInto(Field(dialog, k_min_size), "abc");
+            TypeInto(Field(dialog, k_frame_offset), " 7 ");
+            TypeInto(Field(dialog, k_size_variation), "");
             TypeInto(Field(dialog, k_refresh), "1e99");
             PressKeys("Return");
         });
@@ -230,7 +230,7 @@ TEST_F(ConfigDlgTest, LeavesTheWritingToABatchThatIsOpen)
     Start();
     Options().BeginUpdate();
     ConfigDlg dialog(&Window());
-    Field(dialog, k_minSize).SetValue("77");
+    Field(dialog, k_min_size).SetValue("77");
     dialog.SetOptions();
     EXPECT_EQ(Stored("MinSize"), "77");
     EXPECT_FALSE(std::filesystem::exists(Options().Filename().Text().c_str()));
@@ -266,7 +266,7 @@ TEST_F(ConfigDlgTest, NonsenseInAnyFieldIsStoredAndThePassesGoOn)
         InDialog(
             [&text = typed](wxTopLevelWindow &dialog)
             {
-                for (int field = k_minSize; field <= k_refresh; ++field)
+                for (int field = k_min_size; field <= k_refresh; ++field)
                     PasteInto(Field(dialog, field), text);
                 ClickButton(dialog, wxID_OK);
             });
@@ -287,9 +287,9 @@ TEST_F(ConfigDlgTest, TheKeyboardAloneIsEnough)
     InDialog(
         [](wxTopLevelWindow &dialog)
         {
-            const wxWindow *const order[] = {&Field(dialog, k_minSize),
-                                             &Field(dialog, k_frameOffset),
-                                             &Field(dialog, k_sizeVariation),
+            const wxWindow *const order[] = {&Field(dialog, k_min_size),
+                                             &Field(dialog, k_frame_offset),
+                                             &Field(dialog, k_size_variation),
                                              &Field(dialog, k_refresh),
                                              &Box(dialog),
                                              dialog.FindWindow(wxID_CANCEL),

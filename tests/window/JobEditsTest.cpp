@@ -21,8 +21,8 @@ using namespace ostrel;
 namespace
 {
 
-constexpr int k_customRange = 1001;
-constexpr int k_imageFormats = 1008;
+constexpr int k_custom_range = 1001;
+constexpr int k_image_formats = 1008;
 constexpr int k_settings = 1007;
 
 /// From now on no file of this process gets larger, as on a disk that is full.
@@ -79,7 +79,7 @@ protected:
     }
     void SetRange(const std::string &text)
     {
-        InDialog(k_customRange,
+        InDialog(k_custom_range,
                  [&](wxTopLevelWindow &dialog)
                  {
                      TypeInto(Field(dialog), text);
@@ -89,7 +89,7 @@ protected:
     /// Edits the list of formats: `steps` first, then Enter.
     void EditFormats(const std::function<void(wxTopLevelWindow &)> &steps)
     {
-        InDialog(k_imageFormats,
+        InDialog(k_image_formats,
                  [&](wxTopLevelWindow &dialog)
                  {
                      steps(dialog);
@@ -143,7 +143,7 @@ protected:
 TEST_F(JobEditsTest, TheRangeDialogHasItsTextsAndThePresentRange)
 {
     Watch("1-9", {{p_CustomRange, "3-4"}});
-    InDialog(k_customRange,
+    InDialog(k_custom_range,
              [](wxTopLevelWindow &dialog)
              {
                  EXPECT_EQ(dialog.GetTitle(), "Custom Range");
@@ -178,12 +178,12 @@ TEST_F(JobEditsTest, ARangeIsSentVerbatimAndNothingIsAppliedHere)
 TEST_F(JobEditsTest, CancelInTheRangeDialogSendsTheUnchangedRange)
 {
     Watch("1-9", {{p_CustomRange, " 3-4 "}});
-    InDialog(k_customRange, [](wxTopLevelWindow &dialog) { ClickButton(dialog, wxID_CANCEL); });
+    InDialog(k_custom_range, [](wxTopLevelWindow &dialog) { ClickButton(dialog, wxID_CANCEL); });
     EXPECT_EQ(SentParameters(), std::vector<std::string>{"CustomRange =  3-4 "});
     EXPECT_EQ(CommandLog(), "5 Sending updated custom range\n");
 
-    InDialog(k_customRange, [](wxTopLevelWindow &) { PressKeys("Escape"); });
-    InDialog(k_customRange, [](wxTopLevelWindow &dialog) { dialog.Close(); });
+    InDialog(k_custom_range, [](wxTopLevelWindow &) { PressKeys("Escape"); });
+    InDialog(k_custom_range, [](wxTopLevelWindow &dialog) { dialog.Close(); });
     EXPECT_EQ(SentParameters().size(), 3u);
     EXPECT_EQ(SentParameters().back(), "CustomRange =  3-4 ");
 }
@@ -196,14 +196,14 @@ TEST_F(JobEditsTest, ARangeOfAMegabyteStaysWhole)
     Watch("1-9");
     ReceiveParameter(p_CustomRange, range);
     ASSERT_EQ(List().RowCount(), 5);
-    InDialog(k_customRange, [](wxTopLevelWindow &) { PressKeys("Return"); });
+    InDialog(k_custom_range, [](wxTopLevelWindow &) { PressKeys("Return"); });
     ASSERT_EQ(SentParameters().size(), 1u);
     EXPECT_TRUE(IsSame(SentParameters().front(), "CustomRange = " + range));
 
     // One that is pasted is refused whole, not cut.
     ReceiveParameter(p_CustomRange, "3-4");
     m_log.Clear();
-    InDialog(k_customRange,
+    InDialog(k_custom_range,
              [&](wxTopLevelWindow &dialog)
              {
                  SetClipboard(range);
@@ -223,7 +223,7 @@ TEST_F(JobEditsTest, AJobTypeWithoutACustomRangeIsToldInABox)
     ReceiveJob(StillJob());
     m_log.Clear();
     const std::string text = "This job does not support setting a custom range";
-    InDialog(k_customRange,
+    InDialog(k_custom_range,
              [&](wxTopLevelWindow &box)
              {
                  EXPECT_EQ(box.GetTitle(), "Ordwick");
@@ -242,7 +242,7 @@ TEST_F(JobEditsTest, ABoxThatShallNotComeAgainDoesNot)
     Watch("1-5");
     ReceiveJob(StillJob());
     m_log.Clear();
-    InDialog(k_customRange,
+    InDialog(k_custom_range,
              [](wxTopLevelWindow &box)
              {
                  wxWindow *tick = wxWindow::FindWindowByName("checkBox", &box);
@@ -252,7 +252,7 @@ TEST_F(JobEditsTest, ABoxThatShallNotComeAgainDoesNot)
                  PressKeys("Return");
              });
     EXPECT_EQ(wxGetApp().Options().FindText("Messages", "NoCustomRange"), "No");
-    ChooseFromMenu(k_customRange); // Comes back at once.
+    ChooseFromMenu(k_custom_range); // Comes back at once.
     EXPECT_EQ(m_log.Count(k_LogWarning, "does not support"), 2) << "it is logged all the same";
     PressKeys("ctrl+w");
     EXPECT_NE(ReadOptions().find("NoCustomRange = No"), std::string::npos) << ReadOptions();
@@ -264,11 +264,11 @@ TEST_F(JobEditsTest, WithoutAJobTheEditsDoNothing)
     Connect();
     const auto sent = Link().sent.size();
     m_log.Clear();
-    ChooseFromMenu(k_customRange);
+    ChooseFromMenu(k_custom_range);
     EXPECT_EQ(CommandLog(), "3 Edit Custom Range: there is no job yet, nothing was done\n");
 
     m_log.Clear();
-    InDialog(k_imageFormats,
+    InDialog(k_image_formats,
              [](wxTopLevelWindow &box)
              {
                  EXPECT_EQ(box.GetTitle(), "Ordwick");
@@ -346,14 +346,14 @@ TEST_F(JobEditsTest, FormatsAreSentAsTypedWhateverTheyHold)
 TEST_F(JobEditsTest, ACancelledListOfFormatsSendsNothing)
 {
     Watch("1-5");
-    InDialog(k_imageFormats,
+    InDialog(k_image_formats,
              [](wxTopLevelWindow &dialog)
              {
                  EnterFormat(dialog, 101, "/c/%d");
                  ClickButton(dialog, wxID_CANCEL);
              });
-    InDialog(k_imageFormats, [](wxTopLevelWindow &) { PressKeys("Escape"); });
-    InDialog(k_imageFormats, [](wxTopLevelWindow &dialog) { dialog.Close(); });
+    InDialog(k_image_formats, [](wxTopLevelWindow &) { PressKeys("Escape"); });
+    InDialog(k_image_formats, [](wxTopLevelWindow &dialog) { dialog.Close(); });
     EXPECT_EQ(SentSinceJob(), 0u);
     EXPECT_EQ(CommandLog(), "");
 }
@@ -361,7 +361,7 @@ TEST_F(JobEditsTest, ACancelledListOfFormatsSendsNothing)
 TEST_F(JobEditsTest, AnEditWithoutAConnectionIsDroppedWithAWarning)
 {
     Watch("1-5");
-    InDialog(k_customRange,
+    InDialog(k_custom_range,
              [this](wxTopLevelWindow &dialog)
              {
                  Disconnect(); // While the dialog is open: the command keeps its job.

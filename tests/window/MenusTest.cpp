@@ -32,7 +32,7 @@ void PrintTo(const ItemTexts &item, std::ostream *stream)
     *stream << item.id << " \"" << item.label << "\" \"" << item.help << '"';
 }
 
-const std::vector<ItemTexts> k_fileMenu = {
+const std::vector<ItemTexts> k_file_menu = {
     {1002, "Select Bad/Missing Frames\tCtrl+S",
      "Select frames that have been detected as bad or missing"},
     {wxID_SEPARATOR, "", ""},
@@ -50,7 +50,7 @@ const std::vector<ItemTexts> k_fileMenu = {
     {wxID_EXIT, "Close\tCtrl+W", "Close this window"},
 };
 
-const std::vector<ItemTexts> k_jobMenu = {
+const std::vector<ItemTexts> k_job_menu = {
     {1001, "Edit Custom Range", "Change the range of files to search for"},
     {1008, "Edit Image Formats", "Add, change, or remove image formatting paths"},
 };
@@ -123,8 +123,8 @@ TEST_F(MenusTest, HaveEveryTextInItsPlace)
     ASSERT_EQ(bar.GetMenuCount(), 2u);
     EXPECT_EQ(bar.GetMenuLabel(0), "File");
     EXPECT_EQ(bar.GetMenuLabel(1), "Job");
-    EXPECT_EQ(TextsOf(*bar.GetMenu(0)), k_fileMenu);
-    EXPECT_EQ(TextsOf(*bar.GetMenu(1)), k_jobMenu) << "without a job: the two edits and no more";
+    EXPECT_EQ(TextsOf(*bar.GetMenu(0)), k_file_menu);
+    EXPECT_EQ(TextsOf(*bar.GetMenu(1)), k_job_menu) << "without a job: the two edits and no more";
 }
 
 TEST_F(MenusTest, ShowTheHelpOfTheItemAndThenTheCountsAgain)
@@ -144,7 +144,7 @@ TEST_F(MenusTest, ShowTheHelpOfTheItemAndThenTheCountsAgain)
     PressKeys("Escape");
     PressKeys("Escape");
 
-    for (const ItemTexts &item : k_fileMenu)
+    for (const ItemTexts &item : k_file_menu)
         if (!item.help.empty())
         {
             EXPECT_NE(std::find(shown.begin(), shown.end(), item.help), shown.end()) << item.help;
