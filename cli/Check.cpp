@@ -4,10 +4,9 @@
 
 #include "analysis/AnalysisOptions.h"
 #include "cli/CheckArguments.h"
-#include "cli/CheckSubject.h"
 #include "cli/CheckWriter.h"
+#include "cli/FrameVerb.h"
 #include "cli/SignalPause.h"
-#include "cli/Verb.h"
 
 namespace cli
 {
@@ -21,9 +20,11 @@ bool HasBad(const CheckTable &table)
                        [](CheckState state) { return state != CheckState::Ok; });
 }
 
-class Check : public Verb
+class Check : public FrameVerb
 {
 public:
+    Check() : FrameVerb(k_CannotLook) {}
+
     CLI::App *Declare(CLI::App &app) override
     {
         CLI::App *verb = app.add_subcommand("check", "say which frames are bad, without a window");
@@ -34,15 +35,6 @@ public:
                        "go on, pass after pass, and tell what changes, until interrupted")
             ->excludes(verb->get_option("--paths"));
         return verb;
-    }
-
-    bool NeedsMaster() const override
-    {
-        return m_subject.IsJob();
-    }
-    ExitStatus RefusalStatus() const override
-    {
-        return k_CannotLook;
     }
 
     ExitStatus Run(Client &client) override
@@ -99,7 +91,6 @@ private:
         return !changes.empty();
     }
 
-    SubjectArguments m_subject;
     CheckArguments m_check;
     CheckWriter m_writer;
     bool m_isWatching = false;

@@ -5,7 +5,7 @@
 #include <set>
 
 #include "cli/FrameSelection.h"
-#include "cli/Verb.h"
+#include "cli/FrameVerb.h"
 #include "ostrel/File.h"
 
 namespace cli
@@ -16,9 +16,11 @@ using ostrel::Path;
 namespace
 {
 
-class Delete : public Verb
+class Delete : public FrameVerb
 {
 public:
+    Delete() : FrameVerb(k_Refused) {}
+
     CLI::App *Declare(CLI::App &app) override
     {
         CLI::App *verb = app.add_subcommand("delete", "delete the files of frames");
@@ -26,11 +28,6 @@ public:
         m_selection.Declare(*verb);
         verb->add_flag("--yes", m_isSure, "do not ask");
         return verb;
-    }
-
-    bool NeedsMaster() const override
-    {
-        return m_subject.IsJob();
     }
 
     ExitStatus Run(Client &client) override
@@ -88,7 +85,6 @@ private:
         return status;
     }
 
-    SubjectArguments m_subject;
     FrameSelection m_selection;
     bool m_isSure = false;
 };

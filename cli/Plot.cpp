@@ -2,9 +2,8 @@
 #include <fmt/format.h>
 
 #include "cli/CheckArguments.h"
-#include "cli/CheckSubject.h"
+#include "cli/FrameVerb.h"
 #include "cli/PlotSvg.h"
-#include "cli/Verb.h"
 #include "ostrel/File.h"
 
 namespace cli
@@ -25,9 +24,11 @@ ostrel::Path FileOf(const std::string &file, std::size_t number)
     return folder + stem + "-" + std::to_string(number) + leaf.substr(stem.size());
 }
 
-class Plot : public Verb
+class Plot : public FrameVerb
 {
 public:
+    Plot() : FrameVerb(k_CannotLook) {}
+
     CLI::App *Declare(CLI::App &app) override
     {
         CLI::App *verb = app.add_subcommand("plot", "draw the sizes of frames as an SVG picture");
@@ -37,15 +38,6 @@ public:
                          "FILE.svg; of several formats the second goes to FILE-2.svg")
             ->required();
         return verb;
-    }
-
-    bool NeedsMaster() const override
-    {
-        return m_subject.IsJob();
-    }
-    ExitStatus RefusalStatus() const override
-    {
-        return k_CannotLook;
     }
 
     ExitStatus Run(Client &client) override
@@ -64,7 +56,6 @@ public:
     }
 
 private:
-    SubjectArguments m_subject;
     CheckArguments m_check;
     std::string m_file;
 };

@@ -3,8 +3,8 @@
 
 #include "analysis/RequeueRange.h"
 #include "cli/FrameSelection.h"
+#include "cli/FrameVerb.h"
 #include "cli/SubmitJob.h"
-#include "cli/Verb.h"
 #include "corvan/Parameters.h"
 #include "corvan/RequeueJob.h"
 
@@ -33,9 +33,11 @@ JobPointer MakeJobFor(const Job &job, const analysis::RequeueRange &range)
     return requeue;
 }
 
-class Requeue : public Verb
+class Requeue : public FrameVerb
 {
 public:
+    Requeue() : FrameVerb(k_Refused) {}
+
     CLI::App *Declare(CLI::App &app) override
     {
         CLI::App *verb =
@@ -80,7 +82,6 @@ private:
         return numbers;
     }
 
-    SubjectArguments m_subject;
     FrameSelection m_selection;
 };
 
