@@ -1,5 +1,8 @@
 // The commands that edit the job on the Master, and the analysis settings here.
 
+#include <algorithm>
+
+#include <wx/sizer.h>
 #include <wx/textctrl.h>
 #include <wx/textdlg.h>
 
@@ -56,6 +59,8 @@ void MainWindow::OnCustomRange(wxCommandEvent & /*event*/)
                              wxDefaultPosition);
     auto &field = dynamic_cast<wxTextCtrl &>(*dialog.FindWindow(wxTextCtrlNameStr));
     wxcRefuseLongPaste(field);
+    field.SetMinSize(wxSize(-1, std::max(field.GetBestSize().y, wxcLineHeight(field))));
+    dialog.GetSizer()->SetSizeHints(&dialog);
     const wxString shown = field.GetValue();
     // OK and Cancel both give more than zero: after Cancel the unchanged range is sent again.
     if (dialog.ShowModal() == 0)

@@ -12,6 +12,9 @@ namespace wxcorvan
 namespace
 {
 
+/// Between text and edge, above and below together, in pixels at 100 %.
+constexpr int k_aroundText = 10;
+
 /// Length of the clipboard's text in bytes; 0 where it holds none.
 std::size_t ClipboardBytes()
 {
@@ -29,6 +32,9 @@ wxcTextCtrl::wxcTextCtrl(wxWindow *parent, wxWindowID id, const wxString &value,
 {
     wxcTextCtrl::ApplyColors();
     wxcRefuseLongPaste(*this);
+    // The base has settled on a size by its own answer.
+    InvalidateBestSize();
+    SetInitialSize(size);
 }
 
 void wxcTextCtrl::ApplyColors()
@@ -36,6 +42,18 @@ void wxcTextCtrl::ApplyColors()
     SetForegroundColour(wxcGetColor(color_Text));
     SetBackgroundColour(wxcGetColor(color_FieldBG));
     Refresh();
+}
+
+wxSize wxcTextCtrl::DoGetBestSize() const
+{
+    wxSize best = wxTextCtrl::DoGetBestSize();
+    best.IncTo(wxSize(-1, wxcLineHeight(*this)));
+    return best;
+}
+
+int wxcLineHeight(const wxTextCtrl &field)
+{
+    return field.GetCharHeight() + field.FromDIP(k_aroundText);
 }
 
 void wxcRefuseLongPaste(wxTextCtrl &field)

@@ -17,7 +17,14 @@ public:
                 const wxString &name = wxTextCtrlNameStr);
 
     void ApplyColors() override;
+
+protected:
+    wxSize DoGetBestSize() const override;
 };
+
+/// How high a field of one line must be, in pixels, to show its font whole. The toolkit's own
+/// answer leaves out that the desktop may enlarge all text.
+int wxcLineHeight(const wxTextCtrl &field);
 
 /// What a field of one line can hold, in bytes: the toolkit cuts a longer text in silence.
 constexpr std::size_t k_TextLineBytes = 65'534;
