@@ -148,19 +148,18 @@ void MeasureSlow(const std::string &folder, std::size_t size)
 
 int main(int argc, char **argv)
 {
-    const std::size_t most = argc > 1 ? std::size_t(std::atol(argv[1])) : k_sizes[2];
+    const std::vector<std::size_t> sizes = ChosenSizes(argc, argv);
     const Folder parent;
     const std::string folder = parent / "renders";
     mkdir(folder.c_str(), 0700);
-    MakeFiles(folder, most);
+    MakeFiles(folder, sizes.back());
 
     PrintHead("corvan check, the whole process");
-    for (const std::size_t size : k_sizes)
-        if (size <= most)
-            MeasureWarm(folder, size);
+    for (const std::size_t size : sizes)
+        MeasureWarm(folder, size);
 
     PrintHead("corvan check where a look takes a millisecond; of one look after the other");
     for (const std::size_t size : {std::size_t(1'000), std::size_t(10'000), std::size_t(100'000)})
-        if (size <= most)
+        if (size <= sizes.back())
             MeasureSlow(folder, size);
 }

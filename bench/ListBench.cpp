@@ -203,16 +203,14 @@ void MeasureSelecting(ShownProgram &program, std::size_t size)
 
 int main(int argc, char **argv)
 {
-    const std::size_t most = argc > 1 ? std::size_t(std::atol(argv[1])) : *std::rbegin(k_sizes);
+    const std::vector<std::size_t> sizes = ChosenSizes(argc, argv);
     const Folder folder;
     const std::string pattern = folder / "beauty.%07d.exr";
-    MakeFrames(pattern, most, k_missing_every);
+    MakeFrames(pattern, sizes.back(), k_missing_every);
     ShownProgram program;
     PrintHead("The list in the window, processor time of its thread");
-    for (const std::size_t size : k_sizes)
+    for (const std::size_t size : sizes)
     {
-        if (size > most)
-            break;
         program.ShowFrames(pattern, size);
         MeasurePainting(program, pattern, size);
         MeasureBad(program, size);

@@ -143,4 +143,21 @@ private:
 
 constexpr std::size_t k_sizes[] = {1'000, 100'000, 1'000'000};
 
+/// The sizes that the command line leaves: [MOST [LEAST]].
+inline std::vector<std::size_t> ChosenSizes(int argc, char **argv)
+{
+    const std::size_t most = argc > 1 ? std::strtoull(argv[1], nullptr, 10) : std::size_t(-1);
+    const std::size_t least = argc > 2 ? std::strtoull(argv[2], nullptr, 10) : 0;
+    std::vector<std::size_t> sizes;
+    for (const std::size_t size : k_sizes)
+        if (size >= least && size <= most)
+            sizes.push_back(size);
+    if (sizes.empty())
+    {
+        std::fputs("give the largest size, and the smallest: 100000 1000\n", stderr);
+        std::exit(2);
+    }
+    return sizes;
+}
+
 } // namespace bench

@@ -138,13 +138,12 @@ private:
 
 int main(int argc, char **argv)
 {
+    const std::vector<std::size_t> sizes = ChosenSizes(argc, argv);
     const Folder folder;
     Ways ways(folder);
-    MakeFrames(Task(Task::Number(0, false)).List(folder).pattern,
-               argc > 1 ? std::size_t(std::atol(argv[1])) : *std::rbegin(k_sizes));
+    MakeFrames(Task(Task::Number(0, false)).List(folder).pattern, sizes.back());
     PrintHead("One pass in the window, processor time of its thread");
-    for (const std::size_t size : k_sizes)
-        if (argc < 2 || size <= std::size_t(std::atol(argv[1])))
-            ways.Measure(size, false);
-    ways.Measure(k_sizes[1], true);
+    for (const std::size_t size : sizes)
+        ways.Measure(size, false);
+    ways.Measure(sizes.front(), true);
 }

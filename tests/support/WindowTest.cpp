@@ -211,6 +211,21 @@ wxRect PlaceOnDisplay(const wxTopLevelWindow &window)
     return {place.x, place.y, place.width, place.height};
 }
 
+void PutOnDisplay(wxTopLevelWindow &window, const wxRect &place)
+{
+    const auto isThere = [&]
+    { return PlaceOnDisplay(window) == place && window.GetRect() == place; };
+    // The window manager may still be placing the window, and then has the last word.
+    for (int attempt = 0; attempt < 10; ++attempt)
+    {
+        window.SetSize(wxRect(place).Deflate(1));
+        window.SetSize(place);
+        if (PumpUntil(isThere, 2'000))
+            return;
+    }
+    ADD_FAILURE() << "the window does not go where it is put";
+}
+
 void PressKeys(const std::string &keys)
 {
     for (const std::string &key : Split(keys, ' '))

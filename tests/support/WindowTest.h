@@ -30,6 +30,9 @@ void ShowActive(wxTopLevelWindow &window);
 /// way there.
 wxRect PlaceOnDisplay(const wxTopLevelWindow &window);
 
+/// Moves and sizes a window, and waits until it is there; fails the test when it never is.
+void PutOnDisplay(wxTopLevelWindow &window, const wxRect &place);
+
 /// Real keys, as a keyboard gives them to the window that has the focus: "ctrl+a", "shift+Down",
 /// "Escape" (X key names); several by blanks, one after the other. Returns when they are handled.
 void PressKeys(const std::string &keys);

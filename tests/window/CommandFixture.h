@@ -59,5 +59,8 @@ protected:
     std::string CommandLog() const;
 
 private:
+    /// Presses the arrow key in the open menu until the item is highlighted.
+    bool WalkDownTo(int id, std::size_t itemCount);
+
     std::size_t m_sentBefore = 0;
 };

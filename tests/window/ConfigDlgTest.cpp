@@ -326,9 +326,7 @@ TEST_F(ConfigDlgTest, ComesUpWhereItWas)
     InDialog(
         [&](wxTopLevelWindow &dialog)
         {
-            dialog.SetSize(place);
-            EXPECT_TRUE(PumpUntil([&] { return PlaceOnDisplay(dialog) == place; }));
-            EXPECT_TRUE(PumpUntil([&] { return dialog.GetRect() == place; }));
+            PutOnDisplay(dialog, place);
             PressKeys("Return");
         });
     EXPECT_TRUE(Options().HasSection("Dialog ConfigDlg"));

@@ -468,9 +468,7 @@ TEST_F(PathsDlgTest, BothDialogsComeUpWhereTheyWere)
     const wxRect editorPlace(300, 260, 640, 220);
     const auto put = [](Dialog &dialog, const wxRect &place)
     {
-        dialog.SetSize(place);
-        EXPECT_TRUE(PumpUntil([&] { return PlaceOnDisplay(dialog) == place; }));
-        EXPECT_TRUE(PumpUntil([&] { return dialog.GetRect() == place; }));
+        PutOnDisplay(dialog, place);
         PressKeys("Return");
     };
     const auto look = [](Dialog &dialog, const wxRect &place)
