@@ -61,12 +61,13 @@ void Time::AppendIso(std::string &out) const
 {
     using namespace std::chrono;
 
-    const sys_time<nanoseconds> moment{nanoseconds(m_first)};
+    // Nanoseconds of the first day that there is begin before the first that fits 64 bits.
+    const sys_seconds moment{seconds(WholeSeconds(m_first))};
     const auto day = floor<days>(moment);
     const year_month_day date(day);
     const hh_mm_ss clock(moment - day);
     const auto year = unsigned(int(date.year())); // 1677 to 2262.
-    const auto fraction = unsigned(clock.subseconds().count());
+    const auto fraction = unsigned((m_first % k_nanoseconds + k_nanoseconds) % k_nanoseconds);
 
     char text[] = "0000-00-00T00:00:00.000000000Z";
     WritePair(WritePair(text, year / 100), year % 100);

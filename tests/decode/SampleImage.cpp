@@ -25,8 +25,8 @@ std::vector<float> PixelsOf(const ImageSpec &spec, const PixelValue &value)
 
 float WavyPixel(int x, int y, int channel)
 {
-    std::uint32_t noise = std::uint32_t(x * 73856093) ^ std::uint32_t(y * 19349663) ^
-                          std::uint32_t(channel * 83492791);
+    std::uint32_t noise = std::uint32_t(x) * 73856093u ^ std::uint32_t(y) * 19349663u ^
+                          std::uint32_t(channel) * 83492791u;
     noise = (noise ^ noise >> 13) * 1274126177u;
     return 0.5f + 0.3f * std::sin(float(x) * 0.05f + float(channel)) * std::cos(float(y) * 0.03f) +
            float(noise >> 16 & 1023) / 1024.0f * 0.05f;
