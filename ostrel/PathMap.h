@@ -10,7 +10,7 @@ namespace ostrel
 
 class IniFile;
 
-/// Which local folder stands for which shared one ("//farm/shots" is "/mnt/shots" here).
+/// Which local folder stands for which shared one ("//server/shots" is "/mnt/shots" here).
 ///
 /// The longest shared prefix wins; a prefix fits whole components only ("/a/b" does not fit
 /// "/a/bc"). "/" and "\" count as the same separator in shared paths; once a prefix fits, the

@@ -209,12 +209,12 @@ TEST_F(CorvanClientAppTest, AsksForItsOptionsOnceWithItsSearchFoldersSet)
 
 TEST_F(CorvanClientAppTest, TranslatesPathsByTheMapOfItsOptions)
 {
-    m_folder.MakeFile("config/Sample/Sample.ini", "[PathMap]\n//farm/shots = /mnt/shots\n");
+    m_folder.MakeFile("config/Sample/Sample.ini", "[PathMap]\n//server/shots = /mnt/shots\n");
     AddressWith({});
-    EXPECT_EQ(Path("//farm/shots/a.exr").TranslateToLocal(), "/mnt/shots/a.exr");
+    EXPECT_EQ(Path("//server/shots/a.exr").TranslateToLocal(), "/mnt/shots/a.exr");
     m_folder.MakeFile("config/Sample/Sample.ini", "");
     AddressWith({});
-    EXPECT_EQ(Path("//farm/shots/a.exr").TranslateToLocal(), "//farm/shots/a.exr");
+    EXPECT_EQ(Path("//server/shots/a.exr").TranslateToLocal(), "//server/shots/a.exr");
 }
 
 TEST_F(CorvanClientAppTest, TellsTheLibrariesBeforeTheMessengerStartsAndAfterItStopped)

@@ -42,8 +42,8 @@ TEST_F(MasterOptionsTest, HaveDefaults)
 TEST_F(MasterOptionsTest, AreTakenFromTheCommandLine)
 {
     const MasterOptions options =
-        Read({"--data", "/farm/x", "--listen=unix:/run/x.sock", "--slots", "0", "--personal"});
-    EXPECT_EQ(options.data.Text(), "/farm/x");
+        Read({"--data", "/data/x", "--listen=unix:/run/x.sock", "--slots", "0", "--personal"});
+    EXPECT_EQ(options.data.Text(), "/data/x");
     EXPECT_EQ(options.address.socketFile.Text(), "/run/x.sock");
     EXPECT_EQ(options.slots, 0u);
     EXPECT_TRUE(options.isPersonal);

@@ -69,9 +69,10 @@ TEST(IniText, NamesAreWhatALineCanHold)
         bool isSection;
         bool isKey;
     } cases[] = {
-        {"a", true, true},    {"a b", true, true},    {"", false, false},  {" a", false, false},
-        {"a ", false, false}, {"a\nb", false, false}, {"a]", false, true}, {"a=b", true, false},
-        {"[a", true, false},  {";a", true, false},    {"#a", true, false}, {"//farm/a", true, true},
+        {"a", true, true},    {"a b", true, true},    {"", false, false},
+        {" a", false, false}, {"a ", false, false},   {"a\nb", false, false},
+        {"a]", false, true},  {"a=b", true, false},   {"[a", true, false},
+        {";a", true, false},  {"#a", true, false},    {"//server/a", true, true},
         {"ü", true, true},    {"\xFF", false, false},
     };
 

@@ -11,8 +11,8 @@ using ostrel::String;
 TEST(PathMap, PutsTheLocalPrefixForTheSharedOne)
 {
     PathMap map;
-    map.Add("//farm/shots", "/mnt/shots");
-    map.Add("//farm/shots/big", "/big");
+    map.Add("//server/shots", "/mnt/shots");
+    map.Add("//server/shots/big", "/big");
     map.Add("/a/b/", "/c/");
     map.Add("Z:", "/z");
     map.Add("/root", "/");
@@ -24,12 +24,12 @@ TEST(PathMap, PutsTheLocalPrefixForTheSharedOne)
         const char *shared;
         const char *local;
     } cases[] = {
-        {"//farm/shots/s1/a.%04d.exr", "/mnt/shots/s1/a.%04d.exr"},
-        {"//farm/shots", "/mnt/shots"},
-        {"//farm/shots/", "/mnt/shots/"},
-        {"//farm/shots/big/a", "/big/a"},
-        {"//farm/shots/bigger/a", "/mnt/shots/bigger/a"},
-        {"//farm/shotsX/a", "//farm/shotsX/a"},
+        {"//server/shots/s1/a.%04d.exr", "/mnt/shots/s1/a.%04d.exr"},
+        {"//server/shots", "/mnt/shots"},
+        {"//server/shots/", "/mnt/shots/"},
+        {"//server/shots/big/a", "/big/a"},
+        {"//server/shots/bigger/a", "/mnt/shots/bigger/a"},
+        {"//server/shotsX/a", "//server/shotsX/a"},
         {"\\\\farm\\shots\\s1\\a.exr", "/mnt/shots/s1/a.exr"},
         {"\\\\farm/shots\\s1/a.exr", "/mnt/shots/s1/a.exr"},
         {"\\\\other\\s1\\a.exr", "\\\\other\\s1\\a.exr"},
@@ -63,10 +63,11 @@ TEST(PathMap, ComesFromItsOptionsSection)
 {
     ostrel::IniFile options;
     String error;
-    ASSERT_TRUE(options.Parse("[PathMap]\n//farm/a = /mnt/a\n\\\\farm\\b = \"/mnt/b \"\n", &error));
+    ASSERT_TRUE(
+        options.Parse("[PathMap]\n//server/a = /mnt/a\n\\\\farm\\b = \"/mnt/b \"\n", &error));
 
     const PathMap map(options);
-    EXPECT_EQ(map.Translate("//farm/a/x"), "/mnt/a/x");
-    EXPECT_EQ(map.Translate("//farm/b/x"), "/mnt/b /x");
-    EXPECT_EQ(PathMap(ostrel::IniFile()).Translate("//farm/a/x"), "//farm/a/x");
+    EXPECT_EQ(map.Translate("//server/a/x"), "/mnt/a/x");
+    EXPECT_EQ(map.Translate("//server/b/x"), "/mnt/b /x");
+    EXPECT_EQ(PathMap(ostrel::IniFile()).Translate("//server/a/x"), "//server/a/x");
 }

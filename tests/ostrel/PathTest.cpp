@@ -93,13 +93,13 @@ TEST(Path, IsAKeyOfHashedContainers)
 
 TEST(Path, IsTranslatedByTheMapThatIsSet)
 {
-    EXPECT_EQ(Path("//farm/shots/a.exr").TranslateToLocal().Text(), "//farm/shots/a.exr");
+    EXPECT_EQ(Path("//server/shots/a.exr").TranslateToLocal().Text(), "//server/shots/a.exr");
 
     ostrel::PathMap map;
-    map.Add("//farm/shots", "/mnt/shots");
+    map.Add("//server/shots", "/mnt/shots");
     Path::SetMap(map);
-    EXPECT_EQ(Path("//farm/shots/a.exr").TranslateToLocal().Text(), "/mnt/shots/a.exr");
+    EXPECT_EQ(Path("//server/shots/a.exr").TranslateToLocal().Text(), "/mnt/shots/a.exr");
 
     Path::SetMap({});
-    EXPECT_EQ(Path("//farm/shots/a.exr").TranslateToLocal().Text(), "//farm/shots/a.exr");
+    EXPECT_EQ(Path("//server/shots/a.exr").TranslateToLocal().Text(), "//server/shots/a.exr");
 }
