@@ -15,8 +15,8 @@ using ostrel::String;
 class MasterLock
 {
 public:
-    /// `claimed` is what the claim is on, for people: "data folder /farm". Throws
-    /// `ostrel::Exception *` when another Master has it ("another Master uses data folder /farm")
+    /// `claimed` is what the claim is on, for people: "data folder /server". Throws
+    /// `ostrel::Exception *` when another Master has it ("another Master uses data folder /server")
     /// and when the lock file, which stays behind, cannot be made.
     MasterLock(const Path &lockFile, const String &claimed);
 

@@ -30,8 +30,8 @@ TEST(PathMap, PutsTheLocalPrefixForTheSharedOne)
         {"//server/shots/big/a", "/big/a"},
         {"//server/shots/bigger/a", "/mnt/shots/bigger/a"},
         {"//server/shotsX/a", "//server/shotsX/a"},
-        {"\\\\farm\\shots\\s1\\a.exr", "/mnt/shots/s1/a.exr"},
-        {"\\\\farm/shots\\s1/a.exr", "/mnt/shots/s1/a.exr"},
+        {"\\\\server\\shots\\s1\\a.exr", "/mnt/shots/s1/a.exr"},
+        {"\\\\server/shots\\s1/a.exr", "/mnt/shots/s1/a.exr"},
         {"\\\\other\\s1\\a.exr", "\\\\other\\s1\\a.exr"},
         {"/a/b/x", "/c/x"},
         {"/a/b", "/c"},
@@ -64,7 +64,7 @@ TEST(PathMap, ComesFromItsOptionsSection)
     ostrel::IniFile options;
     String error;
     ASSERT_TRUE(
-        options.Parse("[PathMap]\n//server/a = /mnt/a\n\\\\farm\\b = \"/mnt/b \"\n", &error));
+        options.Parse("[PathMap]\n//server/a = /mnt/a\n\\\\server\\b = \"/mnt/b \"\n", &error));
 
     const PathMap map(options);
     EXPECT_EQ(map.Translate("//server/a/x"), "/mnt/a/x");

@@ -29,7 +29,7 @@ public:
     {
         steps.push_back("before " + group + '/' + label);
         if (m_job)
-            m_job->SetNote("/farm/frame 1.exr");
+            m_job->SetNote("/server/frame 1.exr");
         return goesOn;
     }
     bool PostProcessCommand(const String &group, const String &label) override
@@ -160,7 +160,7 @@ TEST_F(JobCommandMenuTest, StartsAProgramWithTheNoteAsOneArgument)
     m_menu.Fill(job, k_build);
     EXPECT_TRUE(m_menu.TryCommand(IdOf(m_menu, "Write")));
     ASSERT_TRUE(PumpUntil([&] { return access(out.Text().c_str(), F_OK) == 0; }));
-    EXPECT_EQ(ContentOf(out), "/farm/frame 1.exr|<beauty; exit 1>|" + job->ID().ToString() + '|');
+    EXPECT_EQ(ContentOf(out), "/server/frame 1.exr|<beauty; exit 1>|" + job->ID().ToString() + '|');
 }
 
 TEST_F(JobCommandMenuTest, TakesCommandsFromTheOptionsSectionOfTheType)

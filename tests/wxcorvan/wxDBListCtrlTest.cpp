@@ -45,8 +45,9 @@ public:
     String GetDisplayText(int row, int column) override
     {
         ++textsAsked;
-        return column == 0 ? "/farm/shot/beauty/a_rather_long_name." + std::to_string(row) + ".exr"
-                           : std::to_string(row * 7) + " KB";
+        return column == 0
+                   ? "/server/shot/beauty/a_rather_long_name." + std::to_string(row) + ".exr"
+                   : std::to_string(row * 7) + " KB";
     }
     wxColour GetRowColor(int row) override
     {

@@ -29,8 +29,8 @@ protected:
 
     void Fill()
     {
-        m_choice->Append("/farm/a.%04d.exr");
-        m_choice->Append("/farm/b.%04d.exr");
+        m_choice->Append("/server/a.%04d.exr");
+        m_choice->Append("/server/b.%04d.exr");
         m_choice->Append("/a/very/long/way/to/the/rendered/frames/of/one/shot/beauty.%04d.exr");
     }
 
@@ -53,7 +53,7 @@ TEST_F(wxcChoiceTest, ReportsAChangeByTheUserAsAComboBox)
     PressKeys("Down");
     EXPECT_EQ(m_choice->GetSelection(), 1);
     EXPECT_EQ(m_reported, std::vector{1});
-    EXPECT_EQ(m_choice->GetStringSelection(), "/farm/b.%04d.exr");
+    EXPECT_EQ(m_choice->GetStringSelection(), "/server/b.%04d.exr");
 }
 
 TEST_F(wxcChoiceTest, OpensItsListAndTakesWhatIsChosenThere)
@@ -79,7 +79,7 @@ TEST_F(wxcChoiceTest, CannotBeTypedInto)
     m_choice->SetFocus();
     PumpIdle();
     TypeText("xyz");
-    EXPECT_EQ(m_choice->GetStringSelection(), "/farm/a.%04d.exr");
+    EXPECT_EQ(m_choice->GetStringSelection(), "/server/a.%04d.exr");
 }
 
 TEST_F(wxcChoiceTest, ShowsTheWholeTextAsItsTip)
@@ -127,7 +127,7 @@ TEST_F(wxcChoiceTest, GivesItsItemsBackInOrder)
 {
     Fill();
     ASSERT_EQ(m_choice->GetCount(), 3u);
-    EXPECT_EQ(m_choice->GetStrings()[1], "/farm/b.%04d.exr");
+    EXPECT_EQ(m_choice->GetStrings()[1], "/server/b.%04d.exr");
     EXPECT_EQ(m_choice->GetSelection(), wxNOT_FOUND);
     EXPECT_EQ(m_choice->GetStringSelection(), "");
     m_choice->Clear();

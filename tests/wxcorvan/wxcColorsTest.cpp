@@ -216,8 +216,8 @@ TEST_F(wxcColorsTest, RecolorsLiveControls)
     auto *sizer = new wxBoxSizer(wxVERTICAL);
     frame->SetBackgroundColour(wxcGetColor(color_WindowBG));
     wxArrayString texts;
-    texts.Add("/farm/shot/beauty.%04d.exr");
-    texts.Add("/farm/shot/depth.%04d.exr");
+    texts.Add("/server/shot/beauty.%04d.exr");
+    texts.Add("/server/shot/depth.%04d.exr");
     auto *choice = new wxcChoice(frame, -1, wxDefaultPosition, wxDefaultSize, texts);
     choice->Select(0);
     auto *list = new wxcListBox(frame, -1, wxDefaultPosition, wxDefaultSize, texts);
