@@ -7,8 +7,8 @@
 #include "corvan/JobType.h"
 #include "corvan/Limits.h"
 #include "corvan/Parameters.h"
-#include "master/RenderCommand.h"
 #include "master/StatusRequest.h"
+#include "master/run/RenderCommand.h"
 #include "ostrel/CallEntry.h"
 #include "ostrel/Log.h"
 

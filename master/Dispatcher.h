@@ -5,13 +5,15 @@
 #include "corvan/Messages.h"
 #include "master/Followers.h"
 #include "master/JobCache.h"
-#include "master/JobStore.h"
-#include "master/LoopThread.h"
 #include "master/Outbox.h"
-#include "master/TaskLogs.h"
+#include "master/run/TaskLogs.h"
+#include "master/store/JobStore.h"
+#include "ostrel/LoopThread.h"
 
 namespace master
 {
+
+using ostrel::LoopThread;
 
 /// Carries out the requests of the clients.
 ///

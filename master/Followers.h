@@ -6,11 +6,13 @@
 #include <span>
 #include <vector>
 
-#include "master/LoopThread.h"
 #include "master/Outbox.h"
+#include "ostrel/LoopThread.h"
 
 namespace master
 {
+
+using ostrel::LoopThread;
 
 /// Which clients follow which jobs. A job need not be there (yet). Loop thread.
 class Followers

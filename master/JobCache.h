@@ -4,8 +4,8 @@
 #include <memory>
 #include <vector>
 
-#include "master/JobStore.h"
 #include "master/Packets.h"
+#include "master/store/JobStore.h"
 
 namespace master
 {

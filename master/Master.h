@@ -7,20 +7,22 @@
 #include <memory>
 #include <vector>
 
-#include "master/CommandRunner.h"
 #include "master/Dispatcher.h"
 #include "master/Followers.h"
 #include "master/JobCache.h"
-#include "master/JobStore.h"
-#include "master/LoopThread.h"
-#include "master/MasterLock.h"
 #include "master/ProgressNews.h"
 #include "master/Scheduler.h"
-#include "master/Server.h"
-#include "master/TaskLogs.h"
+#include "master/door/MasterLock.h"
+#include "master/door/Server.h"
+#include "master/run/CommandRunner.h"
+#include "master/run/TaskLogs.h"
+#include "master/store/JobStore.h"
+#include "ostrel/LoopThread.h"
 
 namespace master
 {
+
+using ostrel::LoopThread;
 
 struct MasterSettings
 {

@@ -7,9 +7,9 @@
 
 #include "corvan/GrpcChannel.h"
 #include "corvan/JobFactory.h"
-#include "master/LocalRunner.h"
 #include "master/Master.h"
 #include "master/RunLoop.h"
+#include "master/run/LocalRunner.h"
 #include "ostrel/CallEntry.h"
 #include "ostrel/Log.h"
 

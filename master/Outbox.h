@@ -1,29 +1,11 @@
 #pragma once
 
-#include <boost/shared_ptr.hpp>
-#include <cstdint>
 #include <vector>
 
-#include "corvan/Message.h"
+#include "master/door/Outgoing.h"
 
 namespace master
 {
-
-using corvan::Message;
-using ostrel::String;
-using ostrel::UID;
-
-/// Counts the clients of a run of the Master from 1, so that one that comes back is another.
-using ClientNumber = std::uint64_t;
-
-/// One message on its way out: to one client, or to all followers of a job.
-struct Outgoing
-{
-    ClientNumber client = 0;   ///< 0 for the followers of `followersOf`.
-    UID followersOf;           ///< Nil where `client` is set.
-    std::uint64_t answers = 0; ///< Serial of the request; 0 for news.
-    boost::shared_ptr<Message> message;
-};
 
 /// What is to be done once the changes of a turn are on disk, and not at all where they are not.
 class Outbox

@@ -4,7 +4,7 @@
 #include <optional>
 
 #include "corvan/Parameters.h"
-#include "master/RenderCommand.h"
+#include "master/run/RenderCommand.h"
 #include "ostrel/Attempt.h"
 #include "ostrel/CallEntry.h"
 #include "ostrel/Log.h"

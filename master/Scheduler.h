@@ -4,15 +4,17 @@
 #include <set>
 #include <vector>
 
-#include "master/CommandRunner.h"
 #include "master/JobCache.h"
-#include "master/JobStore.h"
-#include "master/LoopThread.h"
 #include "master/Outbox.h"
-#include "master/TaskLogs.h"
+#include "master/run/CommandRunner.h"
+#include "master/run/TaskLogs.h"
+#include "master/store/JobStore.h"
+#include "ostrel/LoopThread.h"
 
 namespace master
 {
+
+using ostrel::LoopThread;
 
 /// How a command ended.
 struct RunResult

@@ -23,7 +23,17 @@ class Includes(unittest.TestCase):
             ("cli", "<CLI/CLI.hpp>", True),
             ("corvan", "<CLI/CLI.hpp>", False),
             ("app", '"dialogs/ConfigDlg.h"', False),
-            ("master", "<SQLiteCpp/Database.h>", True),
+            ("master", '"master/store/JobStore.h"', True),
+            ("master", '"master/Followers.h"', True),
+            ("master", "<SQLiteCpp/Database.h>", False),
+            ("master/store", "<SQLiteCpp/Database.h>", True),
+            ("master/store", '"master/store/StoreSchema.h"', True),
+            ("master/store", '"master/run/TaskLogs.h"', False),
+            ("master/store", '"master/Followers.h"', False),
+            ("master/door", '"master/store/JobStore.h"', False),
+            ("master/run", '"master/Packets.h"', True),
+            ("master/run", '"master/Scheduler.h"', False),
+            ("cli", '"master/store/JobStore.h"', False),
         ]
         for folder, header, is_allowed in cases:
             with self.subTest(folder=folder, header=header):
@@ -31,13 +41,19 @@ class Includes(unittest.TestCase):
                 self.assertEqual(reason is None, is_allowed)
 
     def test_a_wrong_line_is_told_with_its_place(self):
-        with tempfile.TemporaryDirectory() as name:
-            file = pathlib.Path(name) / "analysis" / "Scan.cpp"
-            file.parent.mkdir()
-            file.write_text('#include <vector>\n#  include "ui/FileList.h"\n')
-            wrong = includes.check(pathlib.Path(name))
-        self.assertEqual(len(wrong), 1)
-        self.assertIn("analysis/Scan.cpp:2:", wrong[0])
+        cases = [
+            ("analysis/Scan.cpp", "ui/FileList.h"),
+            ("master/store/Tasks.cpp", "master/run/TaskLogs.h"),
+            ("master/store/deep/Tasks.cpp", "master/run/TaskLogs.h"),
+        ]
+        for place, header in cases:
+            with self.subTest(place=place), tempfile.TemporaryDirectory() as name:
+                file = pathlib.Path(name) / place
+                file.parent.mkdir(parents=True)
+                file.write_text(f'#include <vector>\n#  include "{header}"\n')
+                wrong = includes.check(pathlib.Path(name))
+                self.assertEqual(len(wrong), 1)
+                self.assertIn(f"{place}:2:", wrong[0])
 
 
 if __name__ == "__main__":

@@ -1,4 +1,4 @@
-#include "master/JobStore.h"
+#include "master/store/JobStore.h"
 
 #include <boost/make_shared.hpp>
 #include <sys/resource.h>

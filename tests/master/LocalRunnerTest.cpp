@@ -1,4 +1,4 @@
-#include "master/LocalRunner.h"
+#include "master/run/LocalRunner.h"
 
 #include <boost/asio/io_context.hpp>
 #include <csignal>

@@ -1,4 +1,4 @@
-#include "master/MasterLock.h"
+#include "master/door/MasterLock.h"
 
 #include <optional>
 

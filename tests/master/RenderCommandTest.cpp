@@ -1,4 +1,4 @@
-#include "master/RenderCommand.h"
+#include "master/run/RenderCommand.h"
 
 #include <gtest/gtest.h>
 

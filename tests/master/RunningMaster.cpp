@@ -3,8 +3,8 @@
 #include <boost/asio/post.hpp>
 #include <chrono>
 
-#include "master/LocalRunner.h"
 #include "master/RunLoop.h"
+#include "master/run/LocalRunner.h"
 #include "ostrel/Exception.h"
 
 using master::MasterSettings;

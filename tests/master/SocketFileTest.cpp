@@ -1,4 +1,4 @@
-#include "master/SocketFile.h"
+#include "master/door/SocketFile.h"
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/local/stream_protocol.hpp>

@@ -1,4 +1,4 @@
-#include "master/StoreSchema.h"
+#include "master/store/StoreSchema.h"
 
 #include <SQLiteCpp/Database.h>
 

@@ -1,4 +1,4 @@
-#include "master/TaskLogs.h"
+#include "master/run/TaskLogs.h"
 
 #include <gtest/gtest.h>
 

@@ -5,7 +5,7 @@
 #include <utility>
 #include <vector>
 
-#include "master/CommandRunner.h"
+#include "master/run/CommandRunner.h"
 
 /// A runner that starts nothing: it keeps what it was asked, and a command ends when the test says
 /// so.

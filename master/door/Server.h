@@ -8,14 +8,16 @@
 #include <span>
 #include <vector>
 
-#include "master/LoopThread.h"
-#include "master/Outbox.h"
-#include "master/ServerSettings.h"
-#include "master/Session.h"
-#include "master/SocketFile.h"
+#include "master/door/Outgoing.h"
+#include "master/door/ServerSettings.h"
+#include "master/door/Session.h"
+#include "master/door/SocketFile.h"
+#include "ostrel/LoopThread.h"
 
 namespace master
 {
+
+using ostrel::LoopThread;
 
 /// The Master's side of all connections.
 ///

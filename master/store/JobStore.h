@@ -9,9 +9,9 @@
 
 #include "corvan/Job.h"
 #include "corvan/JobStatus.h"
-#include "master/LoopThread.h"
-#include "master/StoreException.h"
-#include "master/TaskStore.h"
+#include "master/store/StoreException.h"
+#include "master/store/TaskStore.h"
+#include "ostrel/LoopThread.h"
 #include "ostrel/Path.h"
 #include "ostrel/Time.h"
 
@@ -19,6 +19,7 @@ namespace master
 {
 
 using corvan::Job;
+using ostrel::LoopThread;
 using ostrel::Path;
 using ostrel::String;
 using ostrel::UID;

@@ -1,4 +1,4 @@
-#include "master/Server.h"
+#include "master/door/Server.h"
 
 #include <algorithm>
 #include <boost/asio/post.hpp>

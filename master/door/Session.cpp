@@ -1,4 +1,4 @@
-#include "master/Session.h"
+#include "master/door/Session.h"
 
 #include "ostrel/CallEntry.h"
 

@@ -1,4 +1,4 @@
-#include "master/ProcessGroup.h"
+#include "master/run/ProcessGroup.h"
 
 #include <boost/process/args.hpp>
 #include <boost/process/child.hpp>

@@ -1,4 +1,4 @@
-#include "master/SocketFile.h"
+#include "master/door/SocketFile.h"
 
 #include <cerrno>
 #include <cstring>

@@ -1,4 +1,4 @@
-#include "master/Leftovers.h"
+#include "master/run/Leftovers.h"
 
 #include <charconv>
 #include <chrono>

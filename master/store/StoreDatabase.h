@@ -6,7 +6,7 @@
 
 #include <sqlite3.h>
 
-#include "master/StoreException.h"
+#include "master/store/StoreException.h"
 #include "ostrel/Path.h"
 
 namespace master

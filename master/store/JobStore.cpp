@@ -1,12 +1,12 @@
-#include "master/JobStore.h"
+#include "master/store/JobStore.h"
 
 #include <cassert>
 
 #include "corvan/JobFactory.h"
 #include "corvan/JobType.h"
 #include "corvan/Parameters.h"
-#include "master/StoreDatabase.h"
-#include "master/StoreSchema.h"
+#include "master/store/StoreDatabase.h"
+#include "master/store/StoreSchema.h"
 #include "ostrel/CallEntry.h"
 #include "ostrel/Log.h"
 

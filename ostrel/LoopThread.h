@@ -2,13 +2,13 @@
 
 #include <thread>
 
-namespace master
+namespace ostrel
 {
 
 /// The thread that an object belongs to: the one that made it.
 ///
-/// The Master has one loop thread; its parts hold one of these and assert that they are called
-/// there.
+/// A program has one loop thread for all but a few things; its parts hold one of these and assert
+/// that they are called there.
 class LoopThread
 {
 public:
@@ -21,4 +21,4 @@ private:
     std::thread::id m_id = std::this_thread::get_id();
 };
 
-} // namespace master
+} // namespace ostrel

@@ -1,4 +1,4 @@
-#include "master/LocalRunner.h"
+#include "master/run/LocalRunner.h"
 
 #include <boost/asio/posix/stream_descriptor.hpp>
 #include <boost/asio/steady_timer.hpp>
@@ -6,7 +6,7 @@
 #include <csignal>
 #include <unistd.h>
 
-#include "master/Leftovers.h"
+#include "master/run/Leftovers.h"
 #include "ostrel/Attempt.h"
 #include "ostrel/CallEntry.h"
 #include "ostrel/Log.h"

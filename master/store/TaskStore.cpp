@@ -1,9 +1,9 @@
-#include "master/TaskStore.h"
+#include "master/store/TaskStore.h"
 
 #include <cassert>
 
-#include "master/JobStore.h"
-#include "master/StoreDatabase.h"
+#include "master/store/JobStore.h"
+#include "master/store/StoreDatabase.h"
 #include "ostrel/CallEntry.h"
 
 namespace master

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "master/MasterLock.h"
+#include "master/door/MasterLock.h"
 #include "ostrel/Path.h"
 
 namespace master

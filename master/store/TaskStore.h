@@ -4,12 +4,13 @@
 #include <vector>
 
 #include "corvan/JobStatus.h"
-#include "master/LoopThread.h"
+#include "ostrel/LoopThread.h"
 
 namespace master
 {
 
 using corvan::JobStatus;
+using ostrel::LoopThread;
 
 class StoreDatabase;
 struct JobState;

@@ -2,7 +2,7 @@
 
 #include <sys/types.h>
 
-#include "master/CommandRunner.h"
+#include "master/run/CommandRunner.h"
 
 namespace master
 {

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "corvan/messages.grpc.pb.h"
-#include "master/ServerSettings.h"
+#include "master/door/ServerSettings.h"
 #include "ostrel/String.h"
 
 namespace master

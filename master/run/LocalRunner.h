@@ -5,12 +5,14 @@
 #include <map>
 #include <memory>
 
-#include "master/CommandRunner.h"
-#include "master/LoopThread.h"
-#include "master/ProcessGroup.h"
+#include "master/run/CommandRunner.h"
+#include "master/run/ProcessGroup.h"
+#include "ostrel/LoopThread.h"
 
 namespace master
 {
+
+using ostrel::LoopThread;
 
 /// Runs commands as child processes of this program, each in a process group of its own.
 ///
