@@ -11,6 +11,9 @@
 namespace cli
 {
 
+using check::CheckState;
+using check::CheckTable;
+
 namespace
 {
 
@@ -71,7 +74,7 @@ private:
     /// True when a state changed. A folder that cannot be looked into now may come back.
     bool CheckAgain(CheckTable &table)
     {
-        const FrameStates before = StatesByFrame(table);
+        const check::FrameStates before = StatesByFrame(table);
         try
         {
             m_check.Check(table);

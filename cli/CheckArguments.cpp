@@ -13,12 +13,12 @@ void CheckArguments::Declare(CLI::App &verb)
     m_decode.Declare(verb);
 }
 
-CheckRules CheckArguments::Rules() const
+check::CheckRules CheckArguments::Rules() const
 {
     return {m_rules.Rules(), m_rules.Order(), m_rules.LookAgain()};
 }
 
-void CheckArguments::Check(CheckTable &table)
+void CheckArguments::Check(check::CheckTable &table)
 {
     ProgressBar bar(stderr, true);
     const bool isShown = isatty(STDERR_FILENO) == 1;
@@ -27,7 +27,7 @@ void CheckArguments::Check(CheckTable &table)
         if (isShown)
             bar.Show({unsigned(all), unsigned(done), 0});
     };
-    const CheckRules rules = Rules();
+    const check::CheckRules rules = Rules();
     LookAtTable(table, rules, m_clock, show);
     if (m_decode.IsWanted())
         m_decoder.Decode(table, rules.scan.frameOffset, m_decode.Limits(), show);

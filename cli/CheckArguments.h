@@ -1,8 +1,9 @@
 #pragma once
 
-#include "cli/CheckRules.h"
-#include "cli/DecodeTable.h"
-#include "cli/LookAtTable.h"
+#include "check/LookAtTable.h"
+#include "check/TableDecoder.h"
+#include "cli/DecodeArguments.h"
+#include "cli/RulesArguments.h"
 
 namespace cli
 {
@@ -18,17 +19,17 @@ public:
         return m_decode.IsWanted();
     }
 
-    CheckRules Rules() const;
+    check::CheckRules Rules() const;
 
     /// One pass over a table that is filled: looks, judges, and reads the images where that is
-    /// wanted; with a bar on a terminal. Throws `Failure *` (could not look).
-    void Check(CheckTable &table);
+    /// wanted; with a bar on a terminal. Throws `check::CheckException *`.
+    void Check(check::CheckTable &table);
 
 private:
     RulesArguments m_rules;
     DecodeArguments m_decode;
-    TableDecoder m_decoder;
-    SystemClock m_clock;
+    check::TableDecoder m_decoder;
+    check::SystemClock m_clock;
 };
 
 } // namespace cli

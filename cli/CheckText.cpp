@@ -82,11 +82,11 @@ void WriteHeading(Output &out, const CheckTable &table, const String &range)
 
 String CountsLine(const CheckTable &table)
 {
-    const StateCounts counts = CountStates(table);
+    const check::StateCounts counts = CountStates(table);
     const std::size_t files = table.frames.size();
     String text = fmt::format("{} {}: ", files, files == 1 ? "file" : "files");
     const char *between = "";
-    for (const CheckState state : k_CheckStates)
+    for (const CheckState state : check::k_CheckStates)
     {
         const std::size_t count = counts[std::size_t(state)];
         if (count == 0)
@@ -99,9 +99,9 @@ String CountsLine(const CheckTable &table)
 
 void WriteReport(Output &out, const CheckTable &table, bool hasColours)
 {
-    const StateCounts counts = CountStates(table);
+    const check::StateCounts counts = CountStates(table);
     out << CountsLine(table) << '\n';
-    for (const CheckState state : k_CheckStates)
+    for (const CheckState state : check::k_CheckStates)
         if (state != CheckState::Ok && counts[std::size_t(state)] > 0)
             WriteState(out, table, state, hasColours);
 }

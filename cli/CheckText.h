@@ -2,11 +2,15 @@
 
 #include <string_view>
 
-#include "cli/CheckTable.h"
+#include "check/CheckTable.h"
 #include "cli/Output.h"
 
 namespace cli
 {
+
+using check::CheckState;
+using check::CheckTable;
+using ostrel::String;
 
 /// What a colour says, as the terminal takes it; nothing for what is fine.
 std::string_view ColourOf(CheckState state);

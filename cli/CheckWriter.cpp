@@ -2,7 +2,7 @@
 
 #include <CLI/CLI.hpp>
 
-#include "cli/CheckJson.h"
+#include "check/CheckJson.h"
 #include "cli/CheckText.h"
 
 namespace cli
@@ -55,7 +55,7 @@ void CheckWriter::WriteChanges(const CheckTable &table, const StateChanges &chan
 void CheckWriter::WritePaths(const CheckTable &table)
 {
     for (std::size_t row = 0; row < table.frames.size(); ++row)
-        if (table.states[row] != CheckState::Ok)
+        if (table.states[row] != check::CheckState::Ok)
             m_out << table.PathOf(row).Text() << (m_isZeroEnded ? '\0' : '\n');
 }
 

@@ -1,11 +1,21 @@
 #pragma once
 
-#include "cli/CheckSubject.h"
+#include "check/CheckSubject.h"
+#include "check/StateChanges.h"
 #include "cli/Output.h"
-#include "cli/StateChanges.h"
+
+namespace CLI
+{
+class App;
+}
 
 namespace cli
 {
+
+using check::CheckSubject;
+using check::CheckTable;
+using check::StateChanges;
+using ostrel::String;
 
 /// How a check is written: for people, as JSON or as paths; the arguments that choose, and the
 /// writing to standard output.

@@ -25,13 +25,13 @@ std::vector<std::vector<std::size_t>> FrameSelection::Find(CheckSubject &subject
         throw new Failure(k_WrongUsage, "--selected: " + reason);
 
     std::vector<std::vector<std::size_t>> rows;
-    for (CheckTable &table : subject.tables)
+    for (check::CheckTable &table : subject.tables)
     {
         ListFrames(subject.input, table);
         m_check.Check(table);
         auto &selected = rows.emplace_back();
         for (std::size_t row = 0; row < table.frames.size(); ++row)
-            if (m_isBad ? table.states[row] != CheckState::Ok
+            if (m_isBad ? table.states[row] != check::CheckState::Ok
                         : numbers.contains(table.frames[row].frame))
                 selected.push_back(row);
     }

@@ -3,7 +3,7 @@
 #include <string>
 
 #include "cli/CheckArguments.h"
-#include "cli/CheckSubject.h"
+#include "cli/SubjectArguments.h"
 
 namespace cli
 {

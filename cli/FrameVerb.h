@@ -1,6 +1,6 @@
 #pragma once
 
-#include "cli/CheckSubject.h"
+#include "cli/SubjectArguments.h"
 #include "cli/Verb.h"
 
 namespace cli

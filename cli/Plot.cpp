@@ -1,9 +1,9 @@
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
+#include "check/PlotSvg.h"
 #include "cli/CheckArguments.h"
 #include "cli/FrameVerb.h"
-#include "cli/PlotSvg.h"
 #include "ostrel/File.h"
 
 namespace cli
@@ -44,12 +44,13 @@ public:
     {
         CheckSubject subject = m_subject.Find(client);
         std::size_t number = 0;
-        for (CheckTable &table : subject.tables)
+        for (check::CheckTable &table : subject.tables)
         {
             ListFrames(subject.input, table);
             m_check.Check(table);
             const ostrel::Path file = FileOf(m_file, ++number);
-            ostrel::File::WriteWhole(file, PlotSvg(table, m_check.Rules().scan, ReadPlotColours()));
+            ostrel::File::WriteWhole(
+                file, PlotSvg(table, m_check.Rules().scan, check::ReadPlotColours()));
             fmt::print("{}\n", file.Text());
         }
         return k_Done;

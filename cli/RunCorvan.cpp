@@ -6,6 +6,7 @@
 #include <fmt/format.h>
 #include <set>
 
+#include "check/CheckException.h"
 #include "cli/Verb.h"
 #include "corvan/CorvanApp.h"
 
@@ -107,6 +108,14 @@ ExitStatus RunVerb(Verb &verb, const CommandLine &options)
     return verb.Run(client);
 }
 
+// What an exception ends the program with.
+ExitStatus StatusOf(const ostrel::Exception &error)
+{
+    if (const auto *failure = dynamic_cast<const Failure *>(&error))
+        return failure->Status();
+    return dynamic_cast<const check::CheckException *>(&error) ? k_CannotLook : k_Refused;
+}
+
 // The whole of a verb whose arguments were read.
 ExitStatus TryVerb(Verb &verb, const CommandLine &options)
 {
@@ -117,8 +126,7 @@ ExitStatus TryVerb(Verb &verb, const CommandLine &options)
     catch (ostrel::Exception *raw)
     {
         const std::unique_ptr<ostrel::Exception> error(raw);
-        const auto *failure = dynamic_cast<const Failure *>(error.get());
-        const ExitStatus status = failure ? failure->Status() : k_Refused;
+        const ExitStatus status = StatusOf(*error);
         return Say(status == k_Refused ? verb.RefusalStatus() : status, error->Text());
     }
 }

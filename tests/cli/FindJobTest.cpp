@@ -4,10 +4,12 @@
 
 #include <gtest/gtest.h>
 
-#include "SampleJob.h"
+#include "tests/check/SampleJob.h"
 
 namespace cli
 {
+
+using check::SampleJob;
 namespace
 {
 

@@ -4,10 +4,13 @@
 
 #include <gtest/gtest.h>
 
-#include "SampleJob.h"
+#include "tests/check/SampleJob.h"
 
 namespace cli
 {
+
+using check::SampleJob;
+using check::SampleType;
 namespace
 {
 

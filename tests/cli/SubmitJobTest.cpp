@@ -5,11 +5,13 @@
 #include <gtest/gtest.h>
 
 #include "corvan/JobFactory.h"
-
-#include "SampleJob.h"
+#include "tests/check/SampleJob.h"
 
 namespace cli
 {
+
+using check::SampleType;
+
 namespace
 {
 

@@ -6,13 +6,14 @@
 
 #include "cli/RunCorvan.h"
 #include "corvan/MessageFactory.h"
+#include "tests/check/SampleJob.h"
 #include "tests/support/FakeMaster.h"
 #include "tests/support/TempFolder.h"
 
-#include "SampleJob.h"
-
 namespace cli
 {
+
+using check::SampleJob;
 namespace
 {
 

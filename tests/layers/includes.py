@@ -16,6 +16,7 @@ TABLE = {
     "corvan": ["ostrel"],
     "decode": ["ostrel"],
     "analysis": ["corvan", "ostrel"],
+    "check": ["analysis", "decode", "corvan", "ostrel"],
     "wxcorvan": ["corvan", "ostrel"],
     "dialogs": ["wxcorvan", "corvan", "ostrel"],
     "ui": ["dialogs", "wxcorvan", "analysis", "corvan", "ostrel"],
@@ -24,7 +25,7 @@ TABLE = {
     "master/door": ["corvan", "ostrel"],
     "master/store": ["corvan", "ostrel"],
     "master/run": ["analysis", "corvan", "ostrel"],
-    "cli": ["analysis", "decode", "corvan", "ostrel"],
+    "cli": ["check", "analysis", "decode", "corvan", "ostrel"],
 }
 
 # Single headers that a folder may include beyond its table.
@@ -38,7 +39,7 @@ OUTSIDE = {
     "SQLiteCpp": ["master/store"],
     "sqlite3.h": ["master/store"],
     "CLI/": ["cli"],
-    "nlohmann/": ["cli"],
+    "nlohmann/": ["check", "cli"],
     "spdlog/": ["ostrel"],
     "SimpleIni.h": ["ostrel"],
     "roaring": ["corvan"],

@@ -1,0 +1,158 @@
+#include "check/CheckJson.h"
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+#include <thread>
+#include <vector>
+
+namespace check
+{
+
+using analysis::FramePattern;
+using analysis::FrameRecord;
+
+namespace
+{
+
+/// A text as JSON, with its quotes.
+std::string Quoted(const std::string &text)
+{
+    return nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+}
+
+/// A text as JSON, to stand within quotes.
+std::string Escaped(const std::string &text)
+{
+    const std::string quoted = Quoted(text);
+    return quoted.substr(1, quoted.size() - 2);
+}
+
+/// Paths of one pattern as JSON: what is before and after the number is escaped once, and a number
+/// has nothing to escape.
+class PathTexts
+{
+public:
+    explicit PathTexts(const FramePattern &pattern)
+        : m_pattern(pattern), m_before(Escaped(pattern.Before())), m_after(Escaped(pattern.After()))
+    {
+    }
+
+    void Append(std::string &out, int number) const
+    {
+        out.append(m_before);
+        m_pattern.AppendNumber(out, number);
+        out.append(m_after);
+    }
+
+private:
+    const FramePattern &m_pattern;
+    std::string m_before;
+    std::string m_after;
+};
+
+void AppendNumber(std::string &out, std::uint64_t number)
+{
+    char digits[24];
+    const auto result = std::to_chars(digits, digits + sizeof digits, number);
+    out.append(digits, result.ptr);
+}
+
+/// What the disk said; nothing of a file that is missing.
+void AppendLook(std::string &out, const FrameRecord &frame)
+{
+    if (!frame.exists)
+    {
+        out += R"(","size":null,"modified":null)";
+        return;
+    }
+    out += R"(","size":)";
+    AppendNumber(out, frame.size);
+    out += R"(,"modified":")";
+    frame.modified.AppendIso(out);
+    out += '"';
+}
+
+void AppendRow(std::string &out, const CheckTable &table, std::size_t row, const PathTexts &paths)
+{
+    const FrameRecord &frame = table.frames[row];
+    out += R"({"frame":)";
+    if (frame.frame < 0)
+        out += '-';
+    AppendNumber(out, std::uint64_t(std::abs(std::int64_t(frame.frame))));
+    out += R"(,"path":")";
+    paths.Append(out, frame.frame);
+    out += R"(","state":")";
+    out += StateText(table.states[row]);
+    AppendLook(out, frame);
+    if (const auto detail = table.details.find(row); detail != table.details.end())
+        out.append(R"(,"detail":)").append(Quoted(detail->second));
+    out += '}';
+}
+
+/// Rows are made in pieces, several at once; the pieces of one turn are all that is kept.
+constexpr std::size_t k_piece = 2048;
+
+void MakePiece(const CheckTable &table, const PathTexts &paths, std::size_t first,
+               std::string &piece)
+{
+    piece.clear();
+    const std::size_t end = std::min(first + k_piece, table.frames.size());
+    for (std::size_t row = first; row < end; ++row)
+    {
+        piece += row > 0 ? ",\n" : "\n";
+        AppendRow(piece, table, row, paths);
+    }
+}
+
+void WriteRows(TextWriter &out, const CheckTable &table)
+{
+    const PathTexts paths(table.pattern);
+    std::vector<std::string> pieces(std::max(std::thread::hardware_concurrency(), 1u));
+    for (std::size_t row = 0; row < table.frames.size();)
+    {
+        {
+            std::vector<std::jthread> others;
+            for (std::size_t i = 1; i < pieces.size() && row + i * k_piece < table.frames.size();
+                 ++i)
+                others.emplace_back([&, i]
+                                    { MakePiece(table, paths, row + i * k_piece, pieces[i]); });
+            MakePiece(table, paths, row, pieces[0]);
+        } // Joined here, before the pieces are read.
+        for (std::size_t i = 0; i < pieces.size() && row < table.frames.size(); ++i)
+        {
+            out << pieces[i];
+            row += k_piece;
+        }
+    }
+}
+
+void WriteCounts(TextWriter &out, const CheckTable &table, bool isDecoded)
+{
+    out << R"("counts":{"files":)" << table.frames.size();
+    const StateCounts counts = CountStates(table);
+    for (const CheckState state : k_CheckStates)
+        if (state < k_FirstDecoded || isDecoded)
+            out << ",\"" << StateText(state) << "\":" << counts[std::size_t(state)];
+    out << '}';
+}
+
+} // namespace
+
+void WriteJson(TextWriter &out, const corvan::Job *job, std::span<const CheckTable> tables,
+               bool isDecoded)
+{
+    out << R"({"job":)" << (job ? Quoted(job->ID().ToString()) : "null") << R"(,"tables":[)";
+    for (const CheckTable &table : tables)
+    {
+        out << (&table == tables.data() ? "\n" : ",\n");
+        out << R"({"format":)" << Quoted(table.format) << R"(,"frames":[)";
+        WriteRows(out, table);
+        out << "],\n";
+        WriteCounts(out, table, isDecoded);
+        out << R"(,"bad":)"
+            << Quoted(corvan::SequenceDistributor::CalculateRange(FindBadFrames(table))) << '}';
+    }
+    out << "]}\n";
+}
+
+} // namespace check

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <span>
+
+#include "check/CheckTable.h"
+#include "check/TextWriter.h"
+#include "corvan/Job.h"
+
+namespace check
+{
+
+/// Writes judged tables as one JSON object:
+///
+///     {"job": ID or null, "tables": [{"format": TEXT, "frames": [{"frame": N, "path": TEXT,
+///     "state": TEXT, "size": BYTES or null, "modified": TIME or null, "detail": TEXT}],
+///     "counts": {"files": N, STATE: N}, "bad": RANGE}]}
+///
+/// "detail" stands where there is one; the states of decoded files are counted where `isDecoded`.
+/// Bytes that are no UTF-8 are replaced. Written as it is worked out: no second copy of the rows.
+void WriteJson(TextWriter &out, const corvan::Job *job, std::span<const CheckTable> tables,
+               bool isDecoded);
+
+} // namespace check

@@ -1,0 +1,48 @@
+#include "check/CheckState.h"
+
+namespace check
+{
+
+using analysis::FrameState;
+
+std::string_view StateText(CheckState state)
+{
+    switch (state)
+    {
+    case CheckState::Ok:
+        return "ok";
+    case CheckState::Missing:
+        return "missing";
+    case CheckState::TooSmall:
+        return "too-small";
+    case CheckState::Outlier:
+        return "outlier";
+    case CheckState::Undecodable:
+        return "undecodable";
+    case CheckState::OddImage:
+        return "odd-image";
+    case CheckState::Blank:
+        return "blank";
+    case CheckState::Nan:
+        return "nan";
+    }
+    return "";
+}
+
+CheckState StateOf(FrameState verdict)
+{
+    switch (verdict)
+    {
+    case FrameState::Ok:
+        return CheckState::Ok;
+    case FrameState::Missing:
+        return CheckState::Missing;
+    case FrameState::TooSmall:
+        return CheckState::TooSmall;
+    case FrameState::Outlier:
+        return CheckState::Outlier;
+    }
+    return CheckState::Ok;
+}
+
+} // namespace check

@@ -1,0 +1,70 @@
+#include "check/CheckSubject.h"
+
+#include "analysis/ExpectedFrames.h"
+#include "analysis/ImageFormats.h"
+#include "check/CheckException.h"
+#include "corvan/Parameters.h"
+
+namespace check
+{
+
+using analysis::ExpansionInput;
+using analysis::FramePattern;
+using corvan::SequenceDistributor;
+
+namespace
+{
+
+[[noreturn]] void CannotLook(const String &text)
+{
+    throw new CheckException(text);
+}
+
+} // namespace
+
+std::optional<CheckTable> MakeTable(const String &format, String *reason)
+{
+    auto pattern = FramePattern::Parse(format, reason);
+    if (!pattern)
+        return std::nullopt;
+    CheckTable table(std::move(*pattern));
+    table.format = format;
+    return table;
+}
+
+CheckSubject FindJobFrames(boost::shared_ptr<corvan::Job> job)
+{
+    const String name = "the job '" + job->Name() + "'";
+    std::optional<ExpansionInput> input = analysis::ReadExpansionInput(*job);
+    if (!input)
+        CannotLook("could not get the range of " + name);
+    CheckSubject subject;
+    subject.input = std::move(*input);
+    String reason;
+    if (!SequenceDistributor::ParseRange(subject.input.userRange, subject.input.frames, &reason))
+        CannotLook(name + " has a range that makes no sense: " + reason);
+    if (subject.input.frames.empty())
+        CannotLook(name + " has an empty range");
+
+    const auto formats = analysis::ListFormats(job->ParameterText(corvan::p_ImageFormat, true));
+    if (formats.empty())
+        CannotLook(name + " has no image format");
+    for (const ostrel::Path &format : formats)
+    {
+        std::optional<CheckTable> table = MakeTable(format.Text(), &reason);
+        if (!table)
+            CannotLook("cannot take the pattern '" + format.Text() + "': " + reason);
+        subject.tables.push_back(std::move(*table));
+    }
+    subject.job = std::move(job);
+    return subject;
+}
+
+void ListFrames(const ExpansionInput &input, CheckTable &table)
+{
+    const String reason = analysis::ListExpectedFrames(table.pattern, input, table.frames);
+    if (!reason.empty())
+        CannotLook("cannot list the files of '" + table.format + "': " + reason);
+}
+
+} // namespace check

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <array>
+#include <map>
+#include <vector>
+
+#include "analysis/FramePattern.h"
+#include "analysis/FrameRecord.h"
+#include "check/CheckState.h"
+#include "corvan/SequenceDistributor.h"
+#include "ostrel/Path.h"
+
+namespace check
+{
+
+using ostrel::String;
+
+/// The expected files of one pattern, in display order, with what was found of each.
+///
+/// `states` has an entry a frame once the table was judged. What is found out later of a file that
+/// passed may replace its state and be told in `details`.
+struct CheckTable
+{
+    explicit CheckTable(analysis::FramePattern ofPattern) : pattern(std::move(ofPattern)) {}
+
+    String format; ///< The pattern as text.
+    analysis::FramePattern pattern;
+    std::vector<analysis::FrameRecord> frames;
+    std::vector<CheckState> states;
+    std::map<std::size_t, String> details; ///< By row; most rows have none.
+
+    ostrel::Path PathOf(std::size_t row) const
+    {
+        return pattern.Format(frames[row].frame);
+    }
+};
+
+/// Frames of each state, by its number.
+using StateCounts = std::array<std::size_t, k_CheckStates.size()>;
+StateCounts CountStates(const CheckTable &table);
+
+/// Output numbers of all frames that are not ok, or of those of one state.
+corvan::SequenceDistributor::Items FindBadFrames(const CheckTable &table);
+corvan::SequenceDistributor::Items FindFrames(const CheckTable &table, CheckState state);
+
+} // namespace check

@@ -1,0 +1,47 @@
+#include "check/LookAtTable.h"
+
+#include "analysis/FolderFinder.h"
+#include "analysis/FrameLooks.h"
+#include "check/CheckException.h"
+
+namespace check
+{
+
+namespace
+{
+
+void Judge(CheckTable &table, const analysis::ScanRules &rules)
+{
+    table.details.clear();
+    table.states.resize(table.frames.size());
+    analysis::JudgeAll(table.frames, rules,
+                       [&table](std::size_t row, analysis::FrameState state)
+                       { table.states[row] = StateOf(state); });
+}
+
+} // namespace
+
+void LookAtTable(CheckTable &table, const CheckRules &rules, LookClock &clock,
+                 const Progress &progress)
+{
+    const analysis::FrameNames names(table.pattern);
+    const auto makeFinder = analysis::FolderFinder::MakerFor(names.Folder());
+    const LookAtSome look = [&](std::span<analysis::FrameRecord> frames)
+    {
+        const std::size_t others = table.frames.size() - frames.size();
+        return analysis::LookAtFrames(names, makeFinder, frames,
+                                      [&](std::size_t done)
+                                      { progress(others + done, table.frames.size()); });
+    };
+
+    String reason = look(table.frames);
+    if (reason.empty())
+        reason = LookAgain(table.frames, rules.again, clock, look);
+    if (!reason.empty())
+        throw new CheckException(reason);
+
+    analysis::SortFrames(table.frames, rules.order);
+    Judge(table, rules.scan);
+}
+
+} // namespace check

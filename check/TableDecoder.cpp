@@ -1,0 +1,99 @@
+#include "check/TableDecoder.h"
+
+#include <cassert>
+#include <memory>
+
+#include "check/CheckException.h"
+
+namespace check
+{
+
+using decode::ImageReport;
+using decode::ImageState;
+
+namespace
+{
+
+CheckState StateOfImage(ImageState state)
+{
+    switch (state)
+    {
+    case ImageState::Ok:
+        return CheckState::Ok;
+    case ImageState::Undecodable:
+        return CheckState::Undecodable;
+    case ImageState::OddImage:
+        return CheckState::OddImage;
+    case ImageState::Nan:
+        return CheckState::Nan;
+    case ImageState::Blank:
+        return CheckState::Blank;
+    }
+    return CheckState::Ok;
+}
+
+} // namespace
+
+bool TableDecoder::IsKnown(const ostrel::Path &path, const analysis::FrameRecord &frame) const
+{
+    const auto seen = m_seen.find(path);
+    return seen != m_seen.end() && seen->second.size == frame.size &&
+           seen->second.modifiedNs == frame.modified.First();
+}
+
+void TableDecoder::ReadNews(const CheckTable &table, const decode::DecodeLimits &limits,
+                            const Progress &progress)
+{
+    std::vector<std::size_t> rows;
+    std::vector<ostrel::Path> paths;
+    for (std::size_t row = 0; row < table.frames.size(); ++row)
+        if (ostrel::Path path = table.PathOf(row);
+            table.frames[row].exists && !IsKnown(path, table.frames[row]))
+        {
+            rows.push_back(row);
+            paths.push_back(std::move(path));
+        }
+
+    std::size_t done = 0;
+    const auto keep = [&](std::size_t file, const ImageReport &report)
+    {
+        const analysis::FrameRecord &frame = table.frames[rows[file]];
+        m_seen[paths[file]] = {frame.size, frame.modified.First(), report};
+        progress(++done, rows.size());
+    };
+    try
+    {
+        decode::DecodeFiles(decode::DecoderProgram(), paths, limits, keep);
+    }
+    catch (ostrel::ProcessException *raw)
+    {
+        const std::unique_ptr<ostrel::ProcessException> error(raw);
+        throw new CheckException(error->Text());
+    }
+}
+
+void TableDecoder::Decode(CheckTable &table, int frameOffset, const decode::DecodeLimits &limits,
+                          const Progress &progress)
+{
+    ReadNews(table, limits, progress);
+    std::vector<const ImageReport *> reports(table.frames.size());
+    for (std::size_t row = 0; row < reports.size(); ++row)
+        if (table.frames[row].exists)
+            reports[row] = &m_seen.at(table.PathOf(row)).report;
+    AddFindings(table, decode::JudgeImages(reports, frameOffset));
+}
+
+void AddFindings(CheckTable &table, std::span<const decode::ImageFinding> findings)
+{
+    assert(findings.size() == table.states.size() && "a finding a row");
+    for (std::size_t row = 0; row < findings.size(); ++row)
+    {
+        const decode::ImageFinding &finding = findings[row];
+        if (table.states[row] == CheckState::Ok)
+            table.states[row] = StateOfImage(finding.state);
+        if (!finding.detail.empty())
+            table.details[row] = finding.detail;
+    }
+}
+
+} // namespace check

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <span>
+#include <unordered_map>
+
+#include "check/LookAtTable.h"
+#include "decode/DecodeFiles.h"
+#include "decode/Findings.h"
+
+namespace check
+{
+
+/// Reads the images of judged tables.
+///
+/// Remembers what it has read, so that from one pass to the next only new and changed files are
+/// read.
+class TableDecoder
+{
+public:
+    /// Reads what is there, and stores what was found: a frame that was ok takes the state of its
+    /// image, any other keeps its own, and every finding is told in the table's details.
+    /// `frameOffset` rows on each side are an image's neighbours. Throws `CheckException *` when no
+    /// decoder can be started.
+    void Decode(CheckTable &table, int frameOffset, const decode::DecodeLimits &limits,
+                const Progress &progress);
+
+private:
+    /// A file as it was when it was read.
+    struct Seen
+    {
+        std::uint64_t size = 0;
+        std::int64_t modifiedNs = 0;
+        decode::ImageReport report;
+    };
+
+    void ReadNews(const CheckTable &table, const decode::DecodeLimits &limits,
+                  const Progress &progress);
+    bool IsKnown(const ostrel::Path &path, const analysis::FrameRecord &frame) const;
+
+    std::unordered_map<ostrel::Path, Seen> m_seen;
+};
+
+/// Stores findings, one a row.
+void AddFindings(CheckTable &table, std::span<const decode::ImageFinding> findings);
+
+} // namespace check

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <string>
+
+#include "analysis/AnalysisOptions.h"
+#include "analysis/SortFiles.h"
+#include "check/LookAgain.h"
+
+namespace CLI
+{
+class App;
+}
+
+namespace cli
+{
+
+/// The arguments that say when a frame is bad.
+class RulesArguments
+{
+public:
+    void Declare(CLI::App &verb);
+
+    /// What was said; the window's defaults where nothing was.
+    analysis::ScanRules Rules() const;
+    analysis::SortState Order() const;
+    check::LookAgainRules LookAgain() const;
+
+private:
+    std::string m_minSize;
+    std::string m_offset;
+    std::string m_variation;
+    std::string m_sort;
+    bool m_isDescending = false;
+    std::string m_waitStable;
+    std::string m_retryMissing;
+};
+
+} // namespace cli

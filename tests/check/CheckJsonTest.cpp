@@ -1,0 +1,93 @@
+#include "check/CheckJson.h"
+
+#include <nlohmann/json.hpp>
+
+#include <gtest/gtest.h>
+
+#include "tests/check/SampleJob.h"
+#include "tests/check/SampleTable.h"
+
+namespace check
+{
+namespace
+{
+
+using Json = nlohmann::ordered_json;
+
+Json Written(const std::vector<CheckTable> &tables, const corvan::Job *job = nullptr,
+             bool isDecoded = false)
+{
+    std::string text;
+    {
+        TextWriter out([&text](std::string_view piece) { text += piece; });
+        WriteJson(out, job, tables, isDecoded);
+    }
+    return Json::parse(text);
+}
+
+TEST(CheckJson, TellsOfEachFrameInTheOrderOfTheRows)
+{
+    CheckTable table =
+        SampleTable("/r/f.%02d", {CheckState::Ok, CheckState::Missing, CheckState::TooSmall});
+    std::swap(table.frames[0], table.frames[2]);
+    std::swap(table.states[0], table.states[2]);
+    const Json expected = {
+        {"job", nullptr},
+        {"tables",
+         {{{"format", "/r/f.%02d"},
+           {"frames",
+            {{{"frame", 3},
+              {"path", "/r/f.03"},
+              {"state", "too-small"},
+              {"size", 3000},
+              {"modified", "1970-01-01T00:00:03.000000000Z"}},
+             {{"frame", 2},
+              {"path", "/r/f.02"},
+              {"state", "missing"},
+              {"size", nullptr},
+              {"modified", nullptr}},
+             {{"frame", 1},
+              {"path", "/r/f.01"},
+              {"state", "ok"},
+              {"size", 1000},
+              {"modified", "1970-01-01T00:00:01.000000000Z"}}}},
+           {"counts", {{"files", 3}, {"ok", 1}, {"missing", 1}, {"too-small", 1}, {"outlier", 0}}},
+           {"bad", "2,3"}}}},
+    };
+    EXPECT_EQ(Written({table}).dump(1), expected.dump(1));
+}
+
+TEST(CheckJson, WritesAnyPathAndNumber)
+{
+    CheckTable table = SampleTable("/a \"b\"\\\n\xC3\xA4\xFF/%d\t", {CheckState::Ok});
+    table.frames[0].frame = -2147483647 - 1;
+    table.frames[0].size = 18446744073709551615u;
+    const Json frame = Written({table})["tables"][0]["frames"][0];
+    EXPECT_EQ(frame["frame"], -2147483648LL);
+    EXPECT_EQ(frame["size"], 18446744073709551615u);
+    EXPECT_EQ(frame["path"], "/a \"b\"\\\n\xC3\xA4\xEF\xBF\xBD/-2147483648\t");
+}
+
+TEST(CheckJson, TellsWhatWasFoundInImages)
+{
+    CheckTable table = SampleTable("/r/%d", {CheckState::Nan, CheckState::Ok});
+    table.details[0] = "3 pixels of \"R\"";
+    const Json written = Written({table}, nullptr, true)["tables"][0];
+    EXPECT_EQ(written["frames"][0]["detail"], "3 pixels of \"R\"");
+    EXPECT_FALSE(written["frames"][1].contains("detail"));
+    EXPECT_EQ(written["counts"]["nan"], 1);
+    EXPECT_EQ(written["counts"]["blank"], 0);
+}
+
+TEST(CheckJson, NamesTheJobAndHoldsItsTables)
+{
+    const auto job = SampleJob("00112233-4455-6677-8899-aabbccddeeff", "n");
+    const Json written = Written({SampleTable("/a%d", {}), SampleTable("/b%d", {})}, job.get());
+    EXPECT_EQ(written["job"], "00112233-4455-6677-8899-aabbccddeeff");
+    EXPECT_EQ(written["tables"].size(), 2u);
+    EXPECT_EQ(written["tables"][1]["frames"], Json::array());
+    EXPECT_EQ(Written({})["tables"], Json::array());
+}
+
+} // namespace
+} // namespace check

@@ -1,0 +1,87 @@
+#include <gtest/gtest.h>
+
+#include "check/PlotAxis.h"
+#include "check/PlotSvg.h"
+#include "tests/check/SampleTable.h"
+
+namespace check
+{
+namespace
+{
+
+std::size_t CountOf(const std::string &text, const std::string &part)
+{
+    std::size_t count = 0;
+    for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1))
+        ++count;
+    return count;
+}
+
+String Drawn(const CheckTable &table)
+{
+    return PlotSvg(table, analysis::ScanRules(), ReadPlotColours());
+}
+
+TEST(PlotAxis, PlacesNumbersAlongItsLength)
+{
+    const PlotAxis axis{10, 20, 100};
+    EXPECT_EQ(axis.Place(10), 0);
+    EXPECT_EQ(axis.Place(15), 50);
+    EXPECT_EQ(axis.Place(99), 100);
+    EXPECT_EQ(axis.Place(-5), 0);
+}
+
+TEST(PlotAxis, HasRoundNumbers)
+{
+    using Numbers = std::vector<double>;
+    EXPECT_EQ(RoundNumbers({0, 10, 1}, 5, true), (Numbers{0, 2, 4, 6, 8, 10}));
+    EXPECT_EQ(RoundNumbers({0.5, 3.5, 1}, 12, true), (Numbers{1, 2, 3}));
+    EXPECT_EQ(RoundNumbers({-30, 75, 1}, 2, false), (Numbers{0}));
+    EXPECT_EQ(RoundNumbers({0, 1.2, 1}, 3, false).size(), 3u);
+}
+
+TEST(PlotAxis, TellsSizesInTheUnitThatFits)
+{
+    EXPECT_STREQ(UnitFor(1023).name, "bytes");
+    EXPECT_STREQ(UnitFor(1024).name, "KiB");
+    EXPECT_STREQ(UnitFor(5e9).name, "GiB");
+    EXPECT_EQ(NumberText(0.5), "0.5");
+    EXPECT_EQ(NumberText(100000), "100000");
+}
+
+TEST(PlotSvg, DrawsAMarkForEachOfFewFrames)
+{
+    const CheckTable table =
+        SampleTable("/r/<&>%d", {CheckState::Ok, CheckState::Missing, CheckState::TooSmall,
+                                 CheckState::Outlier, CheckState::Ok});
+    const String svg = Drawn(table);
+    const PlotColours colours = ReadPlotColours();
+    // One more of each stands in the legend.
+    EXPECT_EQ(CountOf(svg, "fill=\"" + colours.at("ListFocus") + "\"/>"), 3u);
+    EXPECT_EQ(CountOf(svg, "fill=\"" + colours.at("TextRed") + "\"/>"), 2u);
+    EXPECT_EQ(CountOf(svg, "fill=\"" + colours.at("TextOrange") + "\"/>"), 2u);
+    EXPECT_EQ(CountOf(svg, "stroke=\"" + colours.at("TextGrey") + "\""), 2u);
+    EXPECT_NE(svg.find("/r/&lt;&amp;&gt;%d"), String::npos);
+    EXPECT_NE(svg.find(">2 ok<"), String::npos);
+    EXPECT_NE(svg.find(">frame<"), String::npos);
+    EXPECT_NE(svg.find(">size in KiB<"), String::npos);
+}
+
+TEST(PlotSvg, StaysSmallOfManyFrames)
+{
+    std::vector<CheckState> states(100'000, CheckState::Ok);
+    for (std::size_t row = 0; row < states.size(); row += 2)
+        states[row] = CheckState::Missing;
+    const String svg = Drawn(SampleTable("/r/%d", states));
+    EXPECT_LT(svg.size(), 300'000u);
+    EXPECT_NE(svg.find(">50000 missing<"), String::npos);
+}
+
+TEST(PlotSvg, DrawsTablesWithoutFilesToo)
+{
+    EXPECT_NE(Drawn(SampleTable("/r/%d", {})).find("</svg>"), String::npos);
+    EXPECT_EQ(Drawn(SampleTable("/r/%d", {CheckState::Missing})).find("nan"), String::npos);
+}
+
+} // namespace
+} // namespace check
