@@ -36,13 +36,6 @@ int ReadInt(const String &text)
 
 using Step = ExpansionStep;
 
-/// One packet: the frames first to last.
-struct Packet
-{
-    int first;
-    int last;
-};
-
 bool FitsInt(float number)
 {
     return number >= -2147483648.0f && number < 2147483648.0f;
@@ -70,16 +63,16 @@ String NoNumber(int frame)
 std::optional<int> FirstNumber(int frame, int firstFrame, const Renumbering &numbers)
 {
     // Kept apart, one rounding each.
-    const float ratio = float(numbers.renumberBy) / numbers.sequenceBy;
     const float distance = float(std::int64_t(frame) - firstFrame);
-    const float scaled = distance * ratio;
+    const float scaled = distance * numbers.Ratio();
     const float number = scaled + float(numbers.renumberStart);
     return FitsInt(number) ? std::optional(int(number)) : std::nullopt;
 }
 
 /// Walks one packet; `visit(step)` says whether to go on.
 template <typename Visit>
-String WalkPacket(const Packet &packet, int firstFrame, const Renumbering &numbers, Visit &visit)
+String WalkPacket(const FramePacket &packet, int firstFrame, const Renumbering &numbers,
+                  Visit &visit)
 {
     const float end = float(std::int64_t(packet.last) + 1);
     float x = float(packet.first);
@@ -114,13 +107,9 @@ String Walk(const SequenceDistributor::Items &frames, const Renumbering &numbers
         return "a packet size of " + std::to_string(numbers.packetSize) + " is below 1";
 
     const int firstFrame = *frames.begin();
-    const auto end = frames.end();
-    for (auto frame = frames.begin(); frame != end;)
+    for (auto frame = frames.begin(); frame != frames.end();)
     {
-        Packet packet{*frame, *frame};
-        const std::int64_t beyond = std::int64_t(packet.first) + numbers.packetSize;
-        for (; frame != end && *frame < beyond; ++frame)
-            packet.last = *frame;
+        const FramePacket packet = TakePacket(frame, numbers.packetSize);
         if (String reason = WalkPacket(packet, firstFrame, numbers, visit); !reason.empty())
             return reason;
     }
@@ -173,6 +162,16 @@ String FrameText(float frame)
     char text[64]; // The longest are the smallest: "0." and 55 digits.
     const auto result = std::to_chars(text, text + sizeof text, frame, std::chars_format::fixed);
     return String(std::string_view(text, std::size_t(result.ptr - text)));
+}
+
+FramePacket TakePacket(SequenceDistributor::Items::const_iterator &frame, int packetSize)
+{
+    const SequenceDistributor::Items::const_iterator end;
+    FramePacket packet{*frame, *frame};
+    const std::int64_t beyond = std::int64_t(packet.first) + packetSize;
+    for (; frame != end && *frame < beyond; ++frame)
+        packet.last = *frame;
+    return packet;
 }
 
 std::optional<ExpansionInput> ReadExpansionInput(const corvan::Job &job)

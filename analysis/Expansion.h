@@ -43,7 +43,24 @@ struct Renumbering
     int renumberStart = 0;   ///< Output number of the first frame.
     int renumberBy = 1;      ///< From one output number to the next; above 0.
     int packetSize = 1;      ///< Below 1 cannot be walked.
+
+    /// Output numbers a frame.
+    float Ratio() const
+    {
+        return float(renumberBy) / sequenceBy;
+    }
 };
+
+/// Frames that are rendered as one run, both ends included.
+struct FramePacket
+{
+    int first;
+    int last;
+};
+
+/// The packet that begins at `frame`, which must not be the end; moves `frame` to the one after
+/// it. `packetSize` is 1 or more.
+FramePacket TakePacket(SequenceDistributor::Items::const_iterator &frame, int packetSize);
 
 /// More files than this are not expanded: a window that lists them in one go would stand still for
 /// too long.
