@@ -231,6 +231,16 @@ int wxCorvanApp::OnExit()
     return wxApp::OnExit();
 }
 
+bool wxCorvanApp::ProcessIdle()
+{
+    // Told to go on, the toolkit looks for pending events from within the dispatch of its idle
+    // source. GLib 2.74 then forgets to let go of the timers that were due, such as that of a
+    // repaint: each stays in the loop's list for good, and every round walks over all of them.
+    if (wxApp::ProcessIdle())
+        wxWakeUpIdle();
+    return false;
+}
+
 bool wxCorvanApp::OnExceptionInMainLoop()
 {
     try

@@ -46,6 +46,11 @@ public:
     /// `Cleanup`.
     int OnExit() override;
 
+    /// One round of idle events. Where a handler asks for more, the next round comes once the
+    /// events that wait by then are handled. Always false: it never asks the toolkit to go on at
+    /// once.
+    bool ProcessIdle() override;
+
     /// Logs what an event handler let through, deletes it, and goes on. Something unknown ends the
     /// main loop.
     bool OnExceptionInMainLoop() override;

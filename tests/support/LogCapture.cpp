@@ -38,10 +38,24 @@ std::vector<std::string> LogCapture::Texts(LogLevel level) const
 
 int LogCapture::Count(LogLevel level, std::string_view part) const
 {
-    const std::vector<std::string> texts = Texts(level);
-    return int(std::count_if(texts.begin(), texts.end(),
-                             [&](const std::string &text)
-                             { return text.find(part) != std::string::npos; }));
+    return CountFrom(0, level, part);
+}
+
+int LogCapture::CountFrom(std::size_t first, LogLevel level, std::string_view part) const
+{
+    const std::lock_guard lock(m_mutex);
+    const auto begin = m_lines.begin() + std::ptrdiff_t(std::min(first, m_lines.size()));
+    return int(std::count_if(begin, m_lines.end(),
+                             [&](const Line &line) {
+                                 return line.level == level &&
+                                        line.text.find(part) != std::string::npos;
+                             }));
+}
+
+std::size_t LogCapture::LineCount() const
+{
+    const std::lock_guard lock(m_mutex);
+    return m_lines.size();
 }
 
 void LogCapture::Clear()

@@ -29,6 +29,9 @@ public:
 
     /// How many lines of the level hold `part`.
     int Count(ostrel::LogLevel level, std::string_view part) const;
+    /// The same, of the lines from number `first` on: for who looks again and again.
+    int CountFrom(std::size_t first, ostrel::LogLevel level, std::string_view part) const;
+    std::size_t LineCount() const;
 
     void Clear();
 

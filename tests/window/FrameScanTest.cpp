@@ -1,9 +1,15 @@
 // Which files the window expects, and how it checks them.
 
+#include <chrono>
 #include <filesystem>
+#include <functional>
+#include <numeric>
 
+#include <wx/eventfilter.h>
 #include <wx/gauge.h>
+#include <wx/timer.h>
 
+#include "tests/support/LoopSources.h"
 #include "tests/support/Printing.h"
 #include "tests/window/OrdwickFixture.h"
 #include "ui/MainWindow.h"
@@ -12,9 +18,65 @@
 using namespace corvan;
 using namespace ostrel;
 
+namespace
+{
+
+/// Calls a function before each event of a kind is handled that concerns one window.
+class EventWatch : public wxEventFilter
+{
+public:
+    EventWatch(wxEventType type, const wxWindow &window, std::function<void()> look)
+        : m_type(type), m_window(window), m_look(std::move(look))
+    {
+        wxEvtHandler::AddFilter(this);
+    }
+    ~EventWatch() override
+    {
+        wxEvtHandler::RemoveFilter(this);
+    }
+    EventWatch(const EventWatch &) = delete;
+    EventWatch &operator=(const EventWatch &) = delete;
+
+    int FilterEvent(wxEvent &event) override
+    {
+        if (event.GetEventType() == m_type && ConcernsWindow(event))
+            m_look();
+        return Event_Skip;
+    }
+
+private:
+    bool ConcernsWindow(wxEvent &event) const
+    {
+        if (const auto *timer = dynamic_cast<wxTimerEvent *>(&event))
+            return timer->GetTimer().GetOwner() == &m_window;
+        return event.GetEventObject() == &m_window;
+    }
+
+    wxEventType m_type;
+    const wxWindow &m_window;
+    std::function<void()> m_look;
+};
+
+} // namespace
+
 class FrameScan : public OrdwickFixture
 {
 protected:
+    /// One pass by itself, as the timer begins it.
+    void RunPass()
+    {
+        Window().CheckFiles(false);
+        PumpPass();
+    }
+
+    wxGauge &Gauge() const
+    {
+        for (wxWindow *child : Window().GetChildren())
+            if (auto *gauge = dynamic_cast<wxGauge *>(child))
+                return *gauge;
+        throw std::logic_error("the window has no gauge");
+    }
+
     std::vector<std::string> Names() const
     {
         std::vector<std::string> names;
@@ -302,4 +364,21 @@ TEST_F(FrameScan, NonsenseInTheOptionsGivesDefaultsAndOneWarningAKey)
     EXPECT_EQ(m_log.Count(k_LogWarning, "MinSize"), 1);
     EXPECT_EQ(m_log.Count(k_LogWarning, "Refresh"), 1);
     EXPECT_EQ(List().GetColumnWidth(1), 100);
+}
+
+TEST_F(FrameScan, PassesLeaveNothingBehindInTheMainLoop)
+{
+    WriteOptions("[Analysis]\nRefresh = 1\n");
+    Start();
+    ConnectWithJob({{p_Range, "1-2000"}});
+    PumpPass();
+
+    int paints = 0;
+    const EventWatch painting(wxEVT_PAINT, *Window().GetStatusBar(), [&] { ++paints; });
+    const std::int64_t before = LoopSources::Counts().Held();
+    const std::int64_t addedBefore = LoopSources::Counts().added;
+    WaitFor([&] { return paints >= 40; }, 60);
+    // Each repaint has a timer of its own. A few are due, or waiting for the next frame.
+    EXPECT_GT(LoopSources::Counts().added - addedBefore, 40);
+    EXPECT_LT(LoopSources::Counts().Held() - before, 10);
 }

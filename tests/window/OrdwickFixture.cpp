@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <utility>
 
 #include "tests/support/WindowTest.h"
 #include "wxcorvan/wxcAssert.h"
@@ -40,8 +41,15 @@ void OrdwickFixture::WaitFor(const std::function<bool()> &condition, int seconds
 
 void OrdwickFixture::PumpPass()
 {
-    const int before = m_log.Count(k_LogStatus, "Finished scanning");
-    WaitFor([&] { return m_log.Count(k_LogStatus, "Finished scanning") > before; }, 30);
+    // Asked after every event, and a pass is an event a file.
+    std::size_t seen = m_log.LineCount();
+    WaitFor(
+        [&]
+        {
+            const std::size_t first = std::exchange(seen, m_log.LineCount());
+            return m_log.CountFrom(first, k_LogStatus, "Finished scanning") > 0;
+        },
+        30);
 }
 
 void OrdwickFixture::Connect()

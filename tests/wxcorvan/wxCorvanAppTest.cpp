@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <gtest/gtest.h>
+#include <wx/frame.h>
 
 #include "corvan/Messages.h"
 #include "ostrel/Exception.h"
@@ -245,6 +246,23 @@ TEST(wxCorvanApp, LivesOnAfterAReceiverThatFailed)
     }
     EXPECT_TRUE(PumpUntil([&] { return count == 3; }));
     EXPECT_EQ(log.Count(ostrel::k_LogError, "the receiver fails"), 2);
+}
+
+TEST(wxCorvanApp, IdleWorkGoesOnForAsLongAsItAsks)
+{
+    int left = 5000;
+    auto *const frame = new wxFrame(nullptr, wxID_ANY, "idle");
+    frame->Bind(wxEVT_IDLE,
+                [&](wxIdleEvent &event)
+                {
+                    if (left > 0 && --left > 0)
+                        event.RequestMore();
+                });
+    frame->Show();
+    wxWakeUpIdle();
+    EXPECT_TRUE(PumpUntil([&] { return left == 0; }));
+    frame->Destroy();
+    PumpIdle();
 }
 
 TEST(wxCorvanApp, WritesNumbersWithAPointInEveryLanguage)
