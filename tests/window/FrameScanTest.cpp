@@ -382,3 +382,99 @@ TEST_F(FrameScan, PassesLeaveNothingBehindInTheMainLoop)
     EXPECT_GT(LoopSources::Counts().added - addedBefore, 40);
     EXPECT_LT(LoopSources::Counts().Held() - before, 10);
 }
+
+TEST_F(FrameScan, TheGaugeCountsTheFilesOfAPassAndIsEmptyAfterIt)
+{
+    WriteOptions("[Analysis]\nRefresh = 1000000\n");
+    Start();
+    ConnectWithJob({{p_Range, "1-9"}});
+    PumpPass();
+    for (const int files : {9, 4, 6})
+    {
+        ReceiveParameter(p_Range, "1-" + std::to_string(files));
+        EXPECT_EQ(Gauge().GetValue(), 0);
+
+        std::vector<int> values;
+        const EventWatch idle(wxEVT_IDLE, Window(),
+                              [&]
+                              {
+                                  EXPECT_EQ(Gauge().GetRange(), files);
+                                  values.push_back(Gauge().GetValue());
+                              });
+        RunPass();
+        std::vector<int> all(files + 1);
+        std::iota(all.begin(), all.end(), 0);
+        EXPECT_EQ(values, all);
+        EXPECT_EQ(Gauge().GetValue(), 0);
+    }
+}
+
+TEST_F(FrameScan, AListThatIsEmptiedDuringAPassEmptiesTheGauge)
+{
+    Start();
+    ConnectWithJob({{p_Range, "1-3000"}});
+    WaitFor([this] { return Gauge().GetValue() > 100; });
+    Window().SetNoFormat();
+    EXPECT_EQ(Gauge().GetValue(), 0);
+    EXPECT_EQ(StatusTexts(), "0 Files | 0 Missing | 0 Too Small");
+}
+
+TEST_F(FrameScan, TheCountsGrowFileByFileAndStartAnewWithEachPass)
+{
+    WriteOptions("[Analysis]\nRefresh = 1000000\n");
+    MakeFrame(1, 1000);
+    MakeFrame(3, 10);
+    Start();
+    ConnectWithJob({{p_Range, "1-4"}});
+    PumpPass();
+    for (int pass = 0; pass < 2; ++pass)
+    {
+        std::vector<std::string> texts;
+        const EventWatch idle(wxEVT_IDLE, Window(), [&] { texts.push_back(StatusTexts()); });
+        RunPass();
+        EXPECT_EQ(texts, (std::vector<std::string>{
+                             "4 Files | 0 Missing | 0 Too Small",
+                             "4 Files | 0 Missing | 0 Too Small",
+                             "4 Files | 1 Missing | 0 Too Small",
+                             "4 Files | 1 Missing | 1 Too Small",
+                             "4 Files | 2 Missing | 1 Too Small",
+                         }));
+    }
+}
+
+TEST_F(FrameScan, APassSortsTheListWhereAFileHasChanged)
+{
+    // Descending, equal sizes change places with each sort: one too many shows.
+    WriteOptions("[Analysis]\nRefresh = 1000000\n[Window]\nSortCol = 1\nSortAscending = No\n");
+    MakeFrames(1, 3, 1000);
+    Start();
+    ConnectWithJob({{p_Range, "1-3"}});
+    PumpPass();
+    const std::vector<std::string> before = Names();
+    RunPass();
+    EXPECT_EQ(Names(), before) << "nothing has changed";
+
+    const std::string &middle = before[1];
+    const auto frame = middle[5] - '0';
+    MakeFrame(frame, 5000);
+    RunPass();
+    EXPECT_EQ(Names().front(), middle) << "a file has grown";
+
+    std::filesystem::remove(FramePath(frame));
+    RunPass();
+    EXPECT_EQ(Names().back(), middle) << "a file is gone";
+
+    const std::vector<std::string> after = Names();
+    Window().CheckFiles(true);
+    PumpPass();
+    EXPECT_NE(Names(), after) << "it was asked for";
+}
+
+TEST_F(FrameScan, TheFirstPassOverAListSortsIt)
+{
+    WriteOptions("[Window]\nSortAscending = No\n");
+    Start();
+    ConnectWithJob({{p_Range, "1-3"}});
+    PumpPass();
+    EXPECT_EQ(Names(), (std::vector<std::string>{"f.0003.exr", "f.0002.exr", "f.0001.exr"}));
+}
