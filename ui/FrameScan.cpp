@@ -78,6 +78,7 @@ void MainWindow::SetFormat(int index)
     if (static_cast<unsigned>(index) >= m_formatChoice->GetCount())
         return;
     ClearList();
+    StopTimer(); // The old list's. Where this one stays empty, nothing is to be scanned.
 
     const boost::shared_ptr<Job> job = wxGetApp().CurrentJob();
     if (!job)
@@ -106,7 +107,6 @@ void MainWindow::SetFormat(int index)
 
     if (!ListExpectedFiles(*input, format))
         return;
-    StopTimer();
     CheckFiles(true);
 }
 
@@ -217,6 +217,9 @@ void MainWindow::EndPass()
 
     // While there is no connection no further pass is planned; connecting starts one.
     if (!IsConnectedViewShown() || !m_refreshTimer)
+        return;
+    // Nor where the job has no files: whatever lists some starts one.
+    if (m_fileList->RowCount() == 0 && wxGetApp().CurrentJob())
         return;
     const int refreshMs = ReadAnalysisOptions(wxGetApp().Options()).refreshMs;
     LogStatus(

@@ -478,3 +478,70 @@ TEST_F(FrameScan, TheFirstPassOverAListSortsIt)
     PumpPass();
     EXPECT_EQ(Names(), (std::vector<std::string>{"f.0003.exr", "f.0002.exr", "f.0001.exr"}));
 }
+
+TEST_F(FrameScan, ANewListStopsTheTimerOfTheOldOne)
+{
+    constexpr auto k_refresh = std::chrono::milliseconds(20);
+    WriteOptions("[Analysis]\nRefresh = 20\n");
+    Start();
+    ConnectWithJob({{p_Range, "1-6000"}});
+    PumpPass();
+
+    int timers = 0;
+    const EventWatch timer(wxEVT_TIMER, Window(), [&] { ++timers; });
+    const auto start = std::chrono::steady_clock::now();
+    Window().RefillList();
+    PumpPass();
+    ASSERT_GT(std::chrono::steady_clock::now() - start, k_refresh) << "the old one was not yet due";
+    EXPECT_EQ(timers, 0);
+    PumpPass();
+    EXPECT_EQ(timers, 1);
+}
+
+TEST_F(FrameScan, WhereNothingIsListedNoPassFollows)
+{
+    WriteOptions("[Analysis]\nRefresh = 5\n");
+    Start();
+    ConnectWithJob({});
+    const struct
+    {
+        String parameter;
+        const char *value;
+        const char *good;
+    } cases[] = {
+        {p_ImageFormat, "/none/%s.exr", "/none/%d.exr"},
+        {p_ImageFormat, "/none/x.exr", "/none/%d.exr"},
+        {p_Range, "", "1-5"},
+        {p_Range, "1-10000000", "1-5"},
+    };
+    for (const auto &[parameter, value, good] : cases)
+    {
+        PumpPass();
+        ReceiveParameter(parameter, value);
+        m_log.Clear();
+        ASSERT_EQ(List().RowCount(), 0) << value;
+        const auto hasPassed = [this] { return m_log.Count(k_LogStatus, "Finished scanning") > 0; };
+        EXPECT_FALSE(PumpUntil(hasPassed, 200)) << value;
+
+        Window().CheckFiles(false); // As when the settings are confirmed.
+        EXPECT_FALSE(PumpUntil(hasPassed, 200)) << value;
+        ReceiveParameter(parameter, good);
+    }
+    PumpPass();
+    PumpPass();
+    EXPECT_EQ(StatusTexts(), "5 Files | 5 Missing | 0 Too Small");
+}
+
+TEST_F(FrameScan, WithoutFilesAReconnectionStartsOnePassAtMost)
+{
+    WriteOptions("[Analysis]\nRefresh = 5\n");
+    Start();
+    ConnectWithJob({{p_Range, ""}});
+    Disconnect();
+    ConnectWithJob({{p_Range, ""}});
+    PumpIdle();
+    PumpUntil([this] { return m_log.Count(k_LogStatus, "Finished scanning") > 1; }, 100);
+    m_log.Clear();
+    EXPECT_FALSE(
+        PumpUntil([this] { return m_log.Count(k_LogStatus, "Finished scanning") > 0; }, 200));
+}
