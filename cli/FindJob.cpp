@@ -3,6 +3,8 @@
 #include <boost/algorithm/string/case_conv.hpp>
 #include <boost/algorithm/string/predicate.hpp>
 
+#include "corvan/RequeueJob.h"
+
 namespace cli
 {
 
@@ -30,12 +32,13 @@ void JobPick::Consider(const JobPointer &job)
         boost::algorithm::starts_with(job->ID().ToString(), m_beginning))
         m_begins.Add(job);
     if (job->Name() == m_text)
-        m_named.Add(job);
+        (corvan::OriginOf(*job).IsNil() ? m_named : m_namedRequeues).Add(job);
 }
 
 std::optional<JobPointer> JobPick::Picked(String *reason) const
 {
-    const Fitting &fitting = m_begins.count > 0 ? m_begins : m_named;
+    const Fitting &named = m_named.count > 0 ? m_named : m_namedRequeues;
+    const Fitting &fitting = named.count > 0 ? named : m_begins;
     if (fitting.count == 1)
         return fitting.first;
     *reason = fitting.count == 0 ? "no job fits '" + m_text + "'"

@@ -8,9 +8,10 @@
 namespace cli
 {
 
-/// Which of the jobs a text names: by its whole identifier, by the beginning of it (4 characters or
-/// more, in any case), or by its exact name. The identifier goes before the beginning, that before
-/// the name.
+/// Which of the jobs a text names: by its whole identifier, by its exact name, or by the beginning
+/// of its identifier (4 characters or more, in any case). The identifier goes before the name, that
+/// before the beginning. A requeue bears the name of its origin: a name means a requeue only where
+/// no other job has it.
 class JobPick
 {
 public:
@@ -33,8 +34,9 @@ private:
 
     String m_text;
     std::string m_beginning;
-    Fitting m_begins;
     Fitting m_named;
+    Fitting m_namedRequeues;
+    Fitting m_begins;
 };
 
 /// Asks the Master for the job that a text names. Throws `Failure *`.

@@ -7,6 +7,7 @@
 
 #include "corvan/Job.h"
 #include "corvan/Parameters.h"
+#include "corvan/RequeueJob.h"
 
 namespace cli
 {
@@ -62,9 +63,14 @@ TaskCounts CountsOf(const Job &job)
             CountOf(job, corvan::p_TasksFailed)};
 }
 
+String ShortId(const ostrel::UID &id)
+{
+    return id.ToString().substr(0, 8);
+}
+
 String ShortId(const Job &job)
 {
-    return job.ID().ToString().substr(0, 8);
+    return ShortId(job.ID());
 }
 
 String CountsText(const TaskCounts &counts)
@@ -82,9 +88,11 @@ String ListHeading()
 
 String ListLine(const Job &job)
 {
-    return fmt::format("{:8}  {:9}  {:18}  {:10}  {}", ShortId(job),
+    const ostrel::UID origin = corvan::OriginOf(job);
+    return fmt::format("{:8}  {:9}  {:18}  {:10}  {}{}", ShortId(job),
                        corvan::StatusName(StatusOf(job)), CountsText(CountsOf(job)),
-                       job.TypeString(), job.Name());
+                       job.TypeString(), job.Name(),
+                       origin.IsNil() ? "" : " (requeue of " + ShortId(origin) + ")");
 }
 
 String JobReport(const Job &job, std::span<const TaskInfo> tasks)

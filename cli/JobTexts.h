@@ -28,13 +28,15 @@ struct TaskCounts
 };
 TaskCounts CountsOf(const Job &job);
 
-/// The first eight digits of its identifier.
+/// The first eight digits of an identifier, or of a job's.
+String ShortId(const ostrel::UID &id);
 String ShortId(const Job &job);
 
 /// "12/60", or "12/60, 2 failed".
 String CountsText(const TaskCounts &counts);
 
-/// One line of `corvan list`, or its heading. No newline.
+/// One line of `corvan list`, or its heading. No newline. Behind the name of a requeue stands of
+/// which job it is one.
 String ListHeading();
 String ListLine(const Job &job);
 

@@ -7,6 +7,7 @@
 #include "corvan/Limits.h"
 #include "corvan/SequenceDistributor.h"
 #include "corvan/Utf8.h"
+#include "ostrel/UID.h"
 
 namespace corvan
 {
@@ -77,6 +78,8 @@ String CheckParameterText(const String &name, const String &value)
         return CheckWhole(name, value, 0, 100);
     if (name == p_Status && !ParseStatus(value))
         return "Status: \"" + Excerpt(value) + "\" is no status (0 to 5)";
+    if (name == p_RequeueOf && !ostrel::UID().FromString(value))
+        return "RequeueOf: \"" + Excerpt(value) + "\" is no identifier of a job";
     if (name == p_ImageFormat && value.size() > k_MaxFormatBytes)
         return "ImageFormat: the patterns are longer than 64 KiB";
     if (name == p_Name && HasControlCharacters(value))

@@ -12,7 +12,8 @@ namespace corvan
 /// a value over 4 MiB, no UTF-8 or with a NUL; "Type"; a "Status" that is no status; a "PacketSize"
 /// that is not a whole number from 1 to 2147483647 (empty is fine: the default); a "Priority" that
 /// is not a whole number from 0 to 100; a "Range", "CustomRange" or "UserRange" that does not
-/// parse; an "ImageFormat" over 64 KiB; a "Name" with control characters.
+/// parse; an "ImageFormat" over 64 KiB; a "Name" with control characters; a "RequeueOf" that is no
+/// identifier.
 String CheckParameterText(const String &name, const String &value);
 
 } // namespace corvan

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <vector>
+
 #include "ostrel/String.h"
 
 namespace corvan
@@ -21,10 +23,14 @@ extern const String p_Status;        ///< "Status": a JobStatus as a number.
 extern const String p_Note;          ///< "Note": free text; of job commands, the selected frame.
 extern const String p_Name;          ///< "Name": what people call the job.
 extern const String p_Priority;      ///< "Priority": 0 to 100, higher goes first; 50 at first.
+extern const String p_RequeueOf;     ///< "RequeueOf": of a requeue, the job that it is one of.
 extern const String p_Created;       ///< "Created": ISO 8601 UTC, set by the Master alone.
 extern const String p_TasksTotal;    ///< "TasksTotal": packets of the job, set by the Master alone.
 extern const String p_TasksDone;     ///< "TasksDone", set by the Master alone.
 extern const String p_TasksFailed;   ///< "TasksFailed", set by the Master alone.
+
+/// All of these names.
+const std::vector<String> &ParameterNames();
 
 /// True for the parameters that the Master alone sets; it refuses them from a client.
 bool IsMasterParameter(const String &name);

@@ -19,9 +19,16 @@ boost::shared_ptr<Job> MakeRequeueJob(const Job &job, const String &range)
     String queued;
     queued = static_cast<int>(JobStatus::Queued);
     requeue->SetParameter(p_Status, queued);
+    const ostrel::UID origin = OriginOf(job);
+    requeue->SetParameter(p_RequeueOf, (origin.IsNil() ? job.ID() : origin).ToString());
     if (!requeue->SetParameter(p_Range, range))
         return nullptr;
     return requeue;
+}
+
+ostrel::UID OriginOf(const Job &job)
+{
+    return ostrel::UID(job.ParameterText(p_RequeueOf, false), false);
 }
 
 } // namespace corvan

@@ -36,6 +36,14 @@ TEST(JobTexts, ListLinesStandUnderTheirHeading)
               "aaaa1111  Running    12/60, 2 failed     Command     beauty");
 }
 
+TEST(JobTexts, ListLinesSayOfARequeueWhichJobItIsOneOf)
+{
+    CountedJob job;
+    job.SetParameter(corvan::p_RequeueOf, "bbbb2222-0000-4000-8000-000000000002");
+    EXPECT_EQ(ListLine(job), "aaaa1111  Running    12/60, 2 failed     Command     beauty "
+                             "(requeue of bbbb2222)");
+}
+
 TEST(JobTexts, AJobThatSaysNothingIsQueuedWithoutTasks)
 {
     const auto job = SampleJob("aaaa1111-0000-4000-8000-000000000001", "new");
