@@ -87,8 +87,8 @@ void ReadDefaults(const IniFile &file, JobType &type)
         const String value = file.FindText("Defaults", name).value_or(String());
         if (const String reason = CheckParameterText(name, value); !reason.empty())
             Refuse("section \"Defaults\": " + reason);
-        if (name == p_Status || name == p_UserRange || IsMasterParameter(name) ||
-            (name == p_CustomRange && !type.hasCustomRange))
+        if (name == p_Status || name == p_UserRange || name == p_RequeueOf ||
+            IsMasterParameter(name) || (name == p_CustomRange && !type.hasCustomRange))
             Refuse("section \"Defaults\": " + name + " has no default");
         type.defaults.emplace_back(name, value);
     }
@@ -121,6 +121,16 @@ std::vector<String> ReadArguments(const IniFile &file, const String &section)
     return arguments;
 }
 
+/// Whoever chooses a command names it by its label.
+void CheckLabels(const std::map<unsigned, JobTypeCommand> &commands)
+{
+    std::map<String, unsigned> numbers;
+    for (const auto &[number, command] : commands)
+        if (const auto [first, isNew] = numbers.emplace(command.label, number); !isNew)
+            Refuse("sections \"" + (k_command + std::to_string(first->second)) + "\" and \"" +
+                   (k_command + std::to_string(number)) + "\" have the same label");
+}
+
 void ReadCommands(const IniFile &file, JobType &type)
 {
     std::map<unsigned, JobTypeCommand> numbered;
@@ -133,8 +143,11 @@ void ReadCommands(const IniFile &file, JobType &type)
         if (command.label.empty() || HasControlCharacters(command.label))
             Refuse("section \"" + section + "\" has no label");
         command.arguments = ReadArguments(file, section);
-        numbered[ParseNumber(section.substr(std::string_view(k_command).size()))] = command;
+        const unsigned number = ParseNumber(section.substr(std::string_view(k_command).size()));
+        if (!numbered.emplace(number, std::move(command)).second)
+            Refuse("section \"" + section + "\" has the number of another");
     }
+    CheckLabels(numbered);
     for (auto &[number, command] : numbered)
         type.commands.push_back(std::move(command));
 }

@@ -49,7 +49,7 @@ class JobType
 public:
     /// Reads one file. Throws `ostrel::Exception *` that names the file and what is wrong: a
     /// section or key that is not known, an identifier or name that is none, a default that no job
-    /// takes, a command that is empty or has a brace that is not closed.
+    /// takes, a command that is empty, has a brace that is not closed or the label of another.
     static JobType Load(const ostrel::Path &file);
 
     UID id;
