@@ -133,17 +133,29 @@ const String k_No = "No";
 struct IniFile::Content
 {
     CSimpleIniA ini;
+    CSimpleIniA borrowed;
     std::set<String> warned; ///< "[section] key" of values that did not convert.
 
     Content()
     {
-        ini.SetUnicode();
-        ini.SetMultiKey(false);
-        ini.SetMultiLine(false);
-        ini.SetQuotes(false);
+        for (CSimpleIniA *each : {&ini, &borrowed})
+        {
+            each->SetUnicode();
+            each->SetMultiKey(false);
+            each->SetMultiLine(false);
+            each->SetQuotes(false);
+        }
+    }
+
+    /// As it stands in a file; null where it is nowhere.
+    const char *Written(const String &section, const String &key) const
+    {
+        const char *written = borrowed.GetValue(section.c_str(), key.c_str());
+        return written ? written : ini.GetValue(section.c_str(), key.c_str());
     }
 
     void Load(std::string_view text);
+    static void Take(const IniFile &from, const String &section, CSimpleIniA &into);
     void WarnOnce(const String &section, const String &key, const String &text);
 };
 
@@ -189,7 +201,8 @@ String IniFile::ToText() const
 
 bool IniFile::HasSection(const String &section) const
 {
-    return m_content->ini.GetSection(section.c_str()) != nullptr;
+    return m_content->ini.GetSection(section.c_str()) ||
+           m_content->borrowed.GetSection(section.c_str());
 }
 
 std::vector<String> IniFile::Sections() const
@@ -200,6 +213,9 @@ std::vector<String> IniFile::Sections() const
         if (std::string_view(section.pItem) != k_end)
             names.emplace_back(section.pItem);
     }
+    for (const CSimpleIniA::Entry &section : AllSections(m_content->borrowed))
+        if (!m_content->ini.GetSection(section.pItem))
+            names.emplace_back(section.pItem);
     return names;
 }
 
@@ -208,12 +224,15 @@ std::vector<String> IniFile::Keys(const String &section) const
     std::vector<String> names;
     for (const CSimpleIniA::Entry &key : AllKeys(m_content->ini, section))
         names.emplace_back(key.pItem);
+    for (const CSimpleIniA::Entry &key : AllKeys(m_content->borrowed, section))
+        if (!m_content->ini.GetValue(section.c_str(), key.pItem))
+            names.emplace_back(key.pItem);
     return names;
 }
 
 std::optional<String> IniFile::FindText(const String &section, const String &key) const
 {
-    const char *written = m_content->ini.GetValue(section.c_str(), key.c_str());
+    const char *written = m_content->Written(section, key);
     if (!written)
         return std::nullopt;
     return UnquoteValue(written);
@@ -268,22 +287,32 @@ void IniFile::SetValue(const String &key, const String &value)
     const String stored = StorableValue(value);
     if (FindText(*m_selected, key) == stored)
         return;
+    m_content->borrowed.Delete(m_selected->c_str(), key.c_str(), true);
     m_content->ini.SetValue(m_selected->c_str(), key.c_str(), QuoteValue(stored).c_str());
     Changed();
+}
+
+void IniFile::Content::Take(const IniFile &from, const String &section, CSimpleIniA &into)
+{
+    into.SetValue(section.c_str(), nullptr, nullptr);
+    for (const String &key : from.Keys(section))
+        into.SetValue(section.c_str(), key.c_str(), from.m_content->Written(section, key));
 }
 
 bool IniFile::CopySection(const IniFile &from, const String &section)
 {
     if (!from.HasSection(section))
         return false;
+    Content::Take(from, section, m_content->ini);
+    Changed();
+    return true;
+}
 
-    CSimpleIniA &ini = m_content->ini;
-    ini.SetValue(section.c_str(), nullptr, nullptr);
-    for (const CSimpleIniA::Entry &key : AllKeys(from.m_content->ini, section))
-    {
-        const char *value = from.m_content->ini.GetValue(section.c_str(), key.pItem);
-        ini.SetValue(section.c_str(), key.pItem, value);
-    }
+bool IniFile::BorrowSection(const IniFile &from, const String &section)
+{
+    if (!from.HasSection(section))
+        return false;
+    Content::Take(from, section, m_content->borrowed);
     Changed();
     return true;
 }

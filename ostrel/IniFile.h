@@ -73,9 +73,13 @@ public:
 
     /// Takes all keys of a section from another file, over those of the same name here. False,
     /// and nothing changed, where `from` has no such section.
-    bool CopySection(const IniFile &from, const String &section);
+    virtual bool CopySection(const IniFile &from, const String &section);
 
 protected:
+    /// The same, but on loan: what is taken is read here, over what stands here, and is not in
+    /// `ToText`. It stays through `Parse`. Setting a key to another value ends its loan.
+    bool BorrowSection(const IniFile &from, const String &section);
+
     /// Called after each change.
     virtual void Changed() {}
 

@@ -68,6 +68,24 @@ std::optional<String> ReadInto(IniFile &ini, const Path &file)
     return std::nullopt;
 }
 
+// What `from` says otherwise than `since`, put into a third file.
+void PutChanges(const IniFile &from, const IniFile &since, IniFile &into)
+{
+    for (const String &section : from.Sections())
+    {
+        if (!since.HasSection(section))
+            into.InsertSection(section);
+        for (const String &key : from.Keys(section))
+        {
+            const String value = *from.FindText(section, key);
+            if (since.FindText(section, key) == value)
+                continue;
+            into.InsertSection(section);
+            into.SetValue(key, value);
+        }
+    }
+}
+
 } // namespace
 
 OptionsFile::OptionsFile(bool searchFolders) : m_searchFolders(searchFolders) {}
@@ -120,6 +138,12 @@ bool OptionsFile::WriteOut()
     if (!kept.IsEmpty())
         File::Delete(kept, false);
     return false;
+}
+
+bool OptionsFile::CopySection(const IniFile &from, const String &section)
+{
+    const std::lock_guard lock(m_writeMutex);
+    return BorrowSection(from, section);
 }
 
 void OptionsFile::BeginUpdate()
@@ -191,30 +215,16 @@ bool OptionsFile::TakeForeignChanges()
     if (*text == m_known)
         return true;
 
+    // As they stand in files: nothing that is borrowed here.
     IniFile known;
+    IniFile ours;
     String reason;
     known.Parse(m_known, &reason);
-    PutChanges(known, theirs);
+    ours.Parse(ToText(), &reason);
+    PutChanges(ours, known, theirs);
     TakeText(theirs.ToText(), &reason);
     m_known = *text; // What changed here is still to be written.
     return true;
-}
-
-void OptionsFile::PutChanges(const IniFile &since, IniFile &into) const
-{
-    for (const String &section : Sections())
-    {
-        if (!since.HasSection(section))
-            into.InsertSection(section);
-        for (const String &key : Keys(section))
-        {
-            const String value = *FindText(section, key);
-            if (since.FindText(section, key) == value)
-                continue;
-            into.InsertSection(section);
-            into.SetValue(key, value);
-        }
-    }
 }
 
 Path OptionsFile::KeepBrokenFile()

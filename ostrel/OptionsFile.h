@@ -43,6 +43,10 @@ public:
     /// file and reason; the old file is then whole.
     bool WriteOut();
 
+    /// What is copied from another file is used here and never written out: the file keeps what it
+    /// has of its own. Setting a key to another value makes it this file's own.
+    bool CopySection(const IniFile &from, const String &section) override;
+
     /// Opens and closes a batch; they nest. The outermost `EndUpdate` writes the file out.
     void BeginUpdate();
     void EndUpdate();
@@ -77,7 +81,6 @@ private:
     bool TakeText(std::string_view text, String *reason);
     /// False where the file that is there is broken.
     bool TakeForeignChanges();
-    void PutChanges(const IniFile &since, IniFile &into) const;
     Path KeepBrokenFile();
 
     bool m_searchFolders;

@@ -106,6 +106,59 @@ TEST(OptionsFile, WriteOnChangeWritesEachChangeOutsideABatch)
     EXPECT_EQ(ContentOf(file), "[s]\nk = 4\n");
 }
 
+TEST(OptionsFile, WhatIsCopiedIsUsedAndNeverWritten)
+{
+    const TempFolder temp;
+    const Path file = temp.MakeFile("o.ini", "; mine\n[TYPE]\nb = \"own\" ; x\nz = 26\n");
+    Options shared(temp.MakeFile("shared.ini", "[type]\na = 1\nb = 2\n[other]\nc = 3\n"));
+    Options options(file);
+    EXPECT_TRUE(options.CopySection(shared, "type"));
+    EXPECT_TRUE(options.CopySection(shared, "other"));
+    EXPECT_FALSE(options.CopySection(shared, "missing"));
+
+    const auto expectAll = [&]
+    {
+        EXPECT_EQ(options.Sections(), (std::vector<ostrel::String>{"TYPE", "other"}));
+        EXPECT_EQ(options.Keys("type"), (std::vector<ostrel::String>{"b", "z", "a"}));
+        EXPECT_EQ(options.FindText("type", "A"), "1");
+        EXPECT_EQ(options.FindText("type", "b"), "2");
+        EXPECT_EQ(options.FindText("type", "z"), "26");
+        EXPECT_EQ(options.GetValue("other", "c", 0), 3);
+        EXPECT_TRUE(options.HasSection("other"));
+    };
+    expectAll();
+    EXPECT_TRUE(options.WriteOut());
+    EXPECT_EQ(ContentOf(file), "; mine\n\n[TYPE]\nb = \"own\" ; x\nz = 26\n");
+
+    // Nor when somebody else has written meanwhile, whose file is taken over.
+    temp.MakeFile("o.ini", "[theirs]\nk = 1\n[TYPE]\nb = \"own\" ; x\nz = 26\n");
+    options.Set("k", "v");
+    EXPECT_TRUE(options.WriteOut());
+    EXPECT_EQ(ContentOf(file),
+              "[theirs]\nk = 1\n\n[TYPE]\nb = \"own\" ; x\nz = 26\n\n[s]\nk = v\n");
+    EXPECT_EQ(options.FindText("theirs", "k"), "1");
+    EXPECT_EQ(options.FindText("type", "b"), "2");
+    EXPECT_EQ(options.FindText("other", "c"), "3");
+}
+
+TEST(OptionsFile, ACopiedKeyThatIsSetToAnotherValueIsWritten)
+{
+    const TempFolder temp;
+    const Path file = temp / "o.ini";
+    Options shared(temp.MakeFile("shared.ini", "[s]\na = 1\nb = 2\n"));
+    Options options(file);
+    options.CopySection(shared, "s");
+    options.Set("a", "1");
+    EXPECT_TRUE(options.WriteOut());
+    EXPECT_EQ(ContentOf(file), "") << "the value that is there is no change";
+
+    options.Set("a", "5");
+    EXPECT_TRUE(options.WriteOut());
+    EXPECT_EQ(ContentOf(file), "[s]\na = 5\n");
+    EXPECT_EQ(options.FindText("s", "a"), "5");
+    EXPECT_EQ(options.FindText("s", "b"), "2");
+}
+
 TEST(OptionsFile, ReadingIsNoChangeToWrite)
 {
     const TempFolder temp;
