@@ -47,6 +47,7 @@ void Client::Start(CommandLine commandLine)
     m_isStarted = true;
     if (!Startup(m_commandLine))
         throw new Failure(k_WrongUsage, "cannot start; see above");
+    StartMessenger();
 }
 
 void Client::StartAlone(CommandLine commandLine)

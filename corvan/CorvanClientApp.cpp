@@ -1,5 +1,6 @@
 #include "corvan/CorvanClientApp.h"
 
+#include <cassert>
 #include <cstdlib>
 
 #include "corvan/ClientKind.h"
@@ -33,6 +34,8 @@ void SetEnvironmentOfStarted(const MasterAddress &address)
 
 } // namespace
 
+CorvanClientApp::~CorvanClientApp() = default;
+
 bool CorvanClientApp::Prepare(const CommandLine &commandLine)
 {
     m_isPrepared = StartCorvan(commandLine);
@@ -46,20 +49,26 @@ bool CorvanClientApp::Startup(CommandLine &commandLine)
 
     if (Messenger::ClientIdentity().IsNil())
         Messenger::SetClientInfo(UID(true), k_ClientCommandLine);
-    std::unique_ptr<Link> link = FindLink(commandLine);
-    if (!link)
+    m_link = FindLink(commandLine);
+    if (!m_link)
         return false;
 
     JobFactory::s_JobFactory.LoadInstalledTypes();
     m_isStarted = true;
     ostrel::LibStatic::NotifyStartup(commandLine);
-    Messenger::Start(std::move(link), [this] { WakeUp(); });
     return true;
+}
+
+void CorvanClientApp::StartMessenger()
+{
+    assert(m_link && "it is started once, after the program");
+    Messenger::Start(std::move(m_link), [this] { WakeUp(); });
 }
 
 void CorvanClientApp::Cleanup()
 {
     Messenger::Stop();
+    m_link.reset();
     if (m_isStarted)
         ostrel::LibStatic::NotifyCleanup();
     m_isStarted = false;

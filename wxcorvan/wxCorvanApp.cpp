@@ -173,6 +173,7 @@ bool wxCorvanApp::StartClient()
         if (!Startup(m_commandLine))
             return false;
         ConnectMessenger();
+        StartMessenger();
         Bind(wxEVT_MENU, &wxCorvanApp::OnExitCommand, this, wxID_EXIT);
         return true;
     }

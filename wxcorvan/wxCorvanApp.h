@@ -33,9 +33,9 @@ public:
     /// program there; otherwise goes on to the toolkit.
     bool Initialize(int &count, wxChar **arguments) override;
 
-    /// Prepares the client application, sets the theme and calls `Startup`. When that is false:
-    /// `Cleanup`, and the program ends with an exit status that is not zero. Numbers are read and
-    /// written with a point in every language.
+    /// Prepares the client application, sets the theme, calls `Startup` and begins to connect. When
+    /// `Startup` is false: `Cleanup`, and the program ends with an exit status that is not zero.
+    /// Numbers are read and written with a point in every language.
     bool OnInit() override;
 
     /// Raises `CorvanAppStartupEvt`, then runs the main loop until the last top-level window is

@@ -167,6 +167,15 @@ TEST_F(CorvanClientAppTest, DoesNotStartOverTcpWithoutCertificateAndTokenAndSays
     app.Cleanup();
 }
 
+TEST_F(CorvanClientAppTest, ConnectsToNobodyBeforeItIsAskedTo)
+{
+    SampleApp app;
+    EXPECT_TRUE(Start(app, {}));
+    EXPECT_FALSE(app.m_link.callbacks.connected);
+    app.Cleanup();
+    EXPECT_FALSE(app.m_link.callbacks.connected);
+}
+
 TEST_F(CorvanClientAppTest, WritesItsLogToTheStateFolderOrWhereItIsTold)
 {
     AddressWith({"--master", "/m.sock"});
@@ -238,6 +247,7 @@ TEST_F(CorvanClientAppTest, TellsTheLibrariesBeforeTheMessengerStartsAndAfterItS
     SampleApp app;
     Witness witness(app);
     EXPECT_TRUE(Start(app, {}));
+    app.StartMessenger();
     EXPECT_TRUE(app.m_link.callbacks.connected);
     app.Cleanup();
     app.Cleanup();
