@@ -22,6 +22,8 @@ Client::Client() : CorvanClientApp("Corvan", ostrel::k_LogError, ostrel::k_LogNo
     KeepAnswers<corvan::RefusedMsg>();
     m_connections.push_back(corvan::MessengerDisconnectedEvt::s_Signal.ConnectFunction(
         [this](const corvan::MessengerDisconnectedEvt &) { ++m_disconnects; }));
+    m_connections.push_back(corvan::MessengerTurnedAwayEvt::s_Signal.ConnectFunction(
+        [this](const corvan::MessengerTurnedAwayEvt &event) { m_turnedAway = event.reason; }));
 }
 
 Client::~Client()
@@ -68,8 +70,14 @@ void Client::Stop()
 
 void Client::NeedMaster()
 {
-    if (WaitUntil([] { return Messenger::IsConnected(); }, Clock::now() + k_ConnectTime))
+    m_turnedAway.clear();
+    WaitUntil([this] { return Messenger::IsConnected() || !m_turnedAway.empty(); },
+              Clock::now() + k_ConnectTime);
+    if (Messenger::IsConnected())
         return;
+    if (!m_turnedAway.empty())
+        throw new Failure(k_NoMaster,
+                          "no connection to the Master at " + m_master + ": " + m_turnedAway);
     String text = "no Master answers at " + m_master;
     if (const String errors = corvan::PersonalMasterErrors(); !errors.empty())
         text += "; the one that was started says: " + errors;

@@ -46,7 +46,8 @@ public:
         return m_commandLine;
     }
 
-    /// Waits for the connection. Throws `Failure *` (no Master) when none comes in time.
+    /// Waits for the connection. Throws `Failure *` (no Master) when none comes in time, and at
+    /// once when there is a Master that turns this client away, with its reason.
     void NeedMaster();
 
     /// Sends a message and gives the Master's answer to it. Throws `Failure *`: refused, with the
@@ -87,6 +88,7 @@ private:
     std::uint64_t m_question = 0;
     boost::shared_ptr<Message> m_answer;
     unsigned m_disconnects = 0;
+    String m_turnedAway; ///< Why the last attempt to connect was refused; empty where it was not.
 
     std::mutex m_mutex;
     std::condition_variable m_wake;

@@ -110,6 +110,8 @@ void GrpcLink::Worker::Run()
         }
         else
             LogFailure(outcome.reason);
+        if (outcome.isTurnedAway && m_callbacks.turnedAway)
+            m_callbacks.turnedAway(outcome.reason);
         if (outcome.isNobodyThere && m_settings.nobodyThere)
             m_settings.nobodyThere();
         if (!Wait(m_pause.Next(lived)))
@@ -132,7 +134,8 @@ GrpcStream::Outcome GrpcLink::Worker::RunOnce()
     catch (ostrel::Exception *raw)
     {
         const std::unique_ptr<ostrel::Exception> error(raw);
-        return {false, false, error->Text()};
+        // A certificate that cannot be read: no Master is at fault, and no other attempt helps.
+        return {false, false, true, error->Text()};
     }
 }
 

@@ -33,7 +33,9 @@ struct LinkTiming
 };
 
 /// A connection over gRPC that comes back by itself: at once, then after 0.5 s doubling to 30 s,
-/// each shortened by up to a fifth at random. A dead peer is found within 20 s.
+/// each shortened by up to a fifth at random. A dead peer is found within 20 s. A Master that
+/// refuses the greeting, or whose certificate does not fit, is told as one that turns away, and
+/// tried again.
 ///
 /// What the Master sends and is no message that can be is refused with an error line and goes no
 /// further; the connection stays. A message above `k_MaxMessageBytes` is not sent, with an error

@@ -16,6 +16,35 @@ constexpr std::size_t k_most_outgoing_bytes = 64u << 20;
 // A stream that can no longer be read has this long to tell its status.
 constexpr std::chrono::milliseconds k_farewell{1000};
 
+/// Why a connection ended before it was one, where somebody is there: the Master's own words, or
+/// what is wrong with its certificate. Empty for a Master that is away, or that may answer yet.
+String TurnedAwayReason(const grpc::Status &status)
+{
+    const String text = MakeUtf8(status.error_message());
+    const auto says = [&](const char *words) { return text.find(words) != String::npos; };
+    switch (status.error_code())
+    {
+    case grpc::StatusCode::UNAUTHENTICATED:
+    case grpc::StatusCode::PERMISSION_DENIED:
+    case grpc::StatusCode::RESOURCE_EXHAUSTED:
+    case grpc::StatusCode::INVALID_ARGUMENT:
+        return text;
+    case grpc::StatusCode::UNIMPLEMENTED:
+        return "what answers there is no Master";
+    case grpc::StatusCode::UNAVAILABLE:
+        // gRPC has no status of its own for what is wrong with TLS.
+        if (says("is not in peer certificate"))
+            return "its certificate is not made out to that name";
+        if (says("certificate verify failed") || says("CERTIFICATE_VERIFY_FAILED"))
+            return "its certificate is another than the one of key Certificate, section Master";
+        if (says("Ssl handshake failed") || says("WRONG_VERSION_NUMBER"))
+            return "what answers there does not speak TLS as a Master does";
+        return {};
+    default:
+        return {};
+    }
+}
+
 } // namespace
 
 GrpcStream::GrpcStream(const GrpcLink::Settings &settings, const Link::Callbacks &callbacks)
@@ -197,6 +226,11 @@ GrpcStream::Outcome GrpcStream::MakeOutcome() const
                             m_status.error_code() == grpc::StatusCode::UNAVAILABLE &&
                             m_channel->GetState(false) != GRPC_CHANNEL_READY;
     outcome.reason = m_reason;
+    if (!m_isWelcome && outcome.reason.empty())
+    {
+        outcome.reason = TurnedAwayReason(m_status);
+        outcome.isTurnedAway = !outcome.reason.empty();
+    }
     if (outcome.reason.empty())
         outcome.reason = MakeUtf8(m_status.error_message());
     if (outcome.reason.empty())

@@ -24,6 +24,7 @@ public:
     {
         bool wasConnected = false; ///< The Master's Welcome came.
         bool isNobodyThere = false;
+        bool isTurnedAway = false; ///< Somebody is there, and it comes to no connection with them.
         String reason;
     };
 

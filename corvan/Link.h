@@ -22,6 +22,9 @@ public:
         /// `reason` is for the log.
         std::function<void(const String &reason)> disconnected;
         std::function<void(boost::shared_ptr<Message>)> received;
+        /// There was an answer, and it is not one of a Master that takes this client: `reason`, for
+        /// people, says which. It is tried again all the same. May be empty.
+        std::function<void(const String &reason)> turnedAway = {};
     };
 
     virtual ~Link() = default;

@@ -12,8 +12,8 @@
 namespace corvan
 {
 
-/// What the link's threads tell the main thread, in order: the connection came up, it was lost, a
-/// message came in.
+/// What the link's threads tell the main thread, in order: the connection came up, it was lost, it
+/// was refused, a message came in.
 struct LinkUp
 {
 };
@@ -21,7 +21,11 @@ struct LinkDown
 {
     String reason;
 };
-using LinkNews = std::variant<LinkUp, LinkDown, boost::shared_ptr<Message>>;
+struct LinkTurnedAway
+{
+    String reason;
+};
+using LinkNews = std::variant<LinkUp, LinkDown, LinkTurnedAway, boost::shared_ptr<Message>>;
 
 /// A queue between the link and the main thread. Any thread.
 ///

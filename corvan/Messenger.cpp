@@ -14,6 +14,7 @@ namespace corvan
 ostrel::Signal<const CorvanAppStartupEvt &> CorvanAppStartupEvt::s_Signal;
 ostrel::Signal<const MessengerConnectedEvt &> MessengerConnectedEvt::s_Signal;
 ostrel::Signal<const MessengerDisconnectedEvt &> MessengerDisconnectedEvt::s_Signal;
+ostrel::Signal<const MessengerTurnedAwayEvt &> MessengerTurnedAwayEvt::s_Signal;
 
 namespace
 {
@@ -54,6 +55,11 @@ void Announce(const LinkDown &down)
     TheState().isConnected = false;
     ostrel::LogStatus("Connection to the Master lost: " + down.reason);
     MessengerDisconnectedEvt::s_Signal(MessengerDisconnectedEvt());
+}
+
+void Announce(const LinkTurnedAway &turnedAway)
+{
+    MessengerTurnedAwayEvt::s_Signal({turnedAway.reason});
 }
 
 void Announce(const boost::shared_ptr<Message> &message)
@@ -129,7 +135,8 @@ void Messenger::Start(std::unique_ptr<Link> link, std::function<void()> wakeUp)
     state.queue.Open();
     state.link->Start({[] { Queue(LinkUp()); },
                        [](const String &reason) { Queue(LinkDown{reason}); },
-                       [](boost::shared_ptr<Message> message) { Queue(std::move(message)); }});
+                       [](boost::shared_ptr<Message> message) { Queue(std::move(message)); },
+                       [](const String &reason) { Queue(LinkTurnedAway{reason}); }});
 }
 
 void Messenger::Stop()

@@ -24,6 +24,13 @@ struct MessengerDisconnectedEvt
 {
     static ostrel::Signal<const MessengerDisconnectedEvt &> s_Signal;
 };
+/// Raised for each attempt to connect that the Master refused, or whose Master is not to be
+/// trusted: the reason, for people. It is tried again all the same.
+struct MessengerTurnedAwayEvt
+{
+    String reason;
+    static ostrel::Signal<const MessengerTurnedAwayEvt &> s_Signal;
+};
 
 /// The program's one connection to the Master.
 ///

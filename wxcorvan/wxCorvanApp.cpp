@@ -190,6 +190,8 @@ void wxCorvanApp::ConnectMessenger()
     m_connected = corvan::MessengerConnectedEvt::s_Signal.Connect(this, &wxCorvanApp::OnConnected);
     m_disconnected =
         corvan::MessengerDisconnectedEvt::s_Signal.Connect(this, &wxCorvanApp::OnDisconnected);
+    m_turnedAway =
+        corvan::MessengerTurnedAwayEvt::s_Signal.Connect(this, &wxCorvanApp::OnTurnedAway);
     m_refused = corvan::RefusedMsg::s_Signal.Connect(this, &wxCorvanApp::OnRefused);
 }
 
@@ -227,6 +229,7 @@ int wxCorvanApp::OnExit()
 
     m_connected.reset();
     m_disconnected.reset();
+    m_turnedAway.reset();
     m_refused.reset();
     LogFailures([this] { Cleanup(); });
     return wxApp::OnExit();
@@ -285,15 +288,31 @@ void wxCorvanApp::DispatchMessages()
 
 void wxCorvanApp::OnConnected(const corvan::MessengerConnectedEvt &)
 {
+    HideNotice();
     TellFrames(wxCORVAN_CONNECT_EVENT);
 }
 
 void wxCorvanApp::OnDisconnected(const corvan::MessengerDisconnectedEvt &)
 {
     // What it says is of the connection that is gone; the next one asks anew.
+    HideNotice();
+    TellFrames(wxCORVAN_DISCONNECT_EVENT);
+}
+
+void wxCorvanApp::HideNotice()
+{
     if (auto *frame = dynamic_cast<wxCorvanFrame *>(GetTopWindow()))
         frame->HideNotice();
-    TellFrames(wxCORVAN_DISCONNECT_EVENT);
+}
+
+void wxCorvanApp::OnTurnedAway(const corvan::MessengerTurnedAwayEvt &event)
+{
+    auto *frame = dynamic_cast<wxCorvanFrame *>(GetTopWindow());
+    if (!frame)
+        return;
+    wxString text = _("There is no connection to the Master: {reason}");
+    text.Replace("{reason}", wxcFromText(event.reason));
+    frame->ShowNotice(text);
 }
 
 void wxCorvanApp::OnRefused(boost::shared_ptr<corvan::RefusedMsg> message)

@@ -18,8 +18,9 @@ namespace wxcorvan
 /// A program with windows that is a client of the Master.
 ///
 /// The toolkit's entry makes it and calls `OnInit`, `OnRun` and `OnExit`; those call `Prepare`,
-/// `Startup` and `Cleanup` of the client application. What the Master refuses is shown as a notice
-/// in the top window, where that is a `wxCorvanFrame`. Options that end the program (--help,
+/// `Startup` and `Cleanup` of the client application. What the Master refuses, the connection
+/// included, is shown as a notice in the top window, where that is a `wxCorvanFrame`. Options that
+/// end the program (--help,
 /// --version, an unknown one) are answered before a display is opened.
 class wxCorvanApp : public wxApp, public corvan::CorvanClientApp
 {
@@ -65,7 +66,8 @@ protected:
         return {};
     }
 
-    /// First line of the help: "Usage: Ordwick [OPTION]... <JobID>".
+    /// First line of the help; that of ordwick(1) for the program itself. The base names no
+    /// argument.
     virtual ostrel::String UsageLine() const;
 
     /// Calls `Messenger::Dispatch` soon on the main thread. Calls between two dispatches count as
@@ -81,6 +83,8 @@ private:
     void ConnectMessenger();
     void OnConnected(const corvan::MessengerConnectedEvt &);
     void OnDisconnected(const corvan::MessengerDisconnectedEvt &);
+    void HideNotice();
+    void OnTurnedAway(const corvan::MessengerTurnedAwayEvt &event);
     void OnRefused(boost::shared_ptr<corvan::RefusedMsg> message);
     void OnExitCommand(wxCommandEvent &event);
 
@@ -89,6 +93,7 @@ private:
     wxTimer m_quitRetry;
     ostrel::SignalConnection m_connected;
     ostrel::SignalConnection m_disconnected;
+    ostrel::SignalConnection m_turnedAway;
     ostrel::SignalConnection m_refused;
 };
 

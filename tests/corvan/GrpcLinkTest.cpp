@@ -40,7 +40,8 @@ public:
                     m_reason = reason;
                     Add("disconnected");
                 },
-                [this](boost::shared_ptr<Message> message) { Add(message->TypeName()); }};
+                [this](boost::shared_ptr<Message> message) { Add(message->TypeName()); },
+                [this](const String &reason) { AddTurnedAway(reason); }};
     }
 
     /// The words so far, waiting up to 15 s until there are `count`.
@@ -56,6 +57,14 @@ public:
         return m_reason;
     }
 
+    /// Why it was turned away, each time, waiting up to 15 s until there are `count`.
+    std::vector<std::string> TurnedAway(std::size_t count)
+    {
+        std::unique_lock lock(m_mutex);
+        m_changed.wait_for(lock, 15s, [&] { return m_turnedAway.size() >= count; });
+        return m_turnedAway;
+    }
+
 private:
     void Add(const std::string &word)
     {
@@ -64,9 +73,17 @@ private:
         m_changed.notify_all();
     }
 
+    void AddTurnedAway(const String &reason)
+    {
+        const std::lock_guard lock(m_mutex);
+        m_turnedAway.push_back(reason);
+        m_changed.notify_all();
+    }
+
     std::mutex m_mutex;
     std::condition_variable m_changed;
     std::vector<std::string> m_words;
+    std::vector<std::string> m_turnedAway;
     String m_reason; // Read once its word is there.
 };
 
@@ -473,13 +490,14 @@ namespace
 class SelfSigned
 {
 public:
-    explicit SelfSigned(const TempFolder &folder, const String &name)
+    SelfSigned(const TempFolder &folder, const String &name, const String &host = "localhost")
         : certificate(folder / (name + ".pem")), m_key(folder / (name + ".key"))
     {
         const std::string command =
             "openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes -days 2 "
-            "-subj /CN=localhost -addext subjectAltName=DNS:localhost -keyout '" +
-            m_key.Text() + "' -out '" + certificate.Text() + "' 2>/dev/null";
+            "-subj /CN=" +
+            host + " -addext subjectAltName=DNS:" + host + " -keyout '" + m_key.Text() +
+            "' -out '" + certificate.Text() + "' 2>/dev/null";
         EXPECT_EQ(std::system(command.c_str()), 0);
     }
 
@@ -537,4 +555,75 @@ TEST_F(GrpcLinkTest, DoesNotSendItsTokenToAMasterOfAnotherCertificate)
     EXPECT_TRUE(master.Received(0).empty());
     EXPECT_TRUE(plain.Received(0).empty());
     EXPECT_EQ(m_recorder.Words(0), Words{});
+}
+
+TEST_F(GrpcLinkTest, TellsWhyItIsTurnedAwayAndGoesOnTrying)
+{
+    const SelfSigned own(m_folder, "own");
+    const SelfSigned other(m_folder, "other");
+    const SelfSigned elsewhere(m_folder, "elsewhere", "farm.example");
+    FakeMaster refusing("localhost:0", FakeMaster::Greeting::Refusal, own.Credentials());
+    FakeMaster ofOther("localhost:0", FakeMaster::Greeting::Welcome, other.Credentials());
+    FakeMaster ofElsewhere("localhost:0", FakeMaster::Greeting::Welcome, elsewhere.Credentials());
+    FakeMaster plain("localhost:0");
+    const struct
+    {
+        int port;
+        ostrel::Path certificate;
+        const char *reason;
+    } cases[] = {
+        {refusing.Port(), own.certificate, "wrong token"},
+        {ofOther.Port(), own.certificate,
+         "its certificate is another than the one of key Certificate, section Master"},
+        {ofElsewhere.Port(), elsewhere.certificate, "its certificate is not made out to that name"},
+        {plain.Port(), own.certificate, "what answers there does not speak TLS as a Master does"},
+        {plain.Port(), m_folder / "none.pem", "none.pem"},
+    };
+    for (const auto &[port, certificate, reason] : cases)
+    {
+        auto settings = Settings();
+        settings.address = *MasterAddress::Parse("localhost:" + std::to_string(port), nullptr);
+        settings.security = {certificate, {}, "secret"};
+        Recorder recorder;
+        GrpcLink link(settings);
+        link.Start(recorder.Callbacks());
+        const auto told = recorder.TurnedAway(2);
+        link.Stop();
+        ASSERT_GE(told.size(), 2u) << reason;
+        EXPECT_NE(told[0].find(reason), std::string::npos) << told[0];
+        EXPECT_EQ(told[1], told[0]);
+        EXPECT_EQ(recorder.Words(0), Words{});
+    }
+}
+
+namespace
+{
+
+void WaitForLine(const LogCapture &log, ostrel::LogLevel level, const char *part)
+{
+    const auto until = Clock::now() + 10s;
+    while (log.Count(level, part) == 0 && Clock::now() < until)
+        std::this_thread::yield();
+    EXPECT_GT(log.Count(level, part), 0) << part;
+}
+
+} // namespace
+
+TEST_F(GrpcLinkTest, AMasterThatIsAwayOrSilentTurnsNobodyAway)
+{
+    LogCapture log;
+    auto settings = Settings();
+    settings.timing.greeting = 50ms;
+    GrpcLink away(settings);
+    away.Start(m_recorder.Callbacks());
+    WaitForLine(log, ostrel::k_LogInfo, "No connection to the Master");
+    away.Stop();
+
+    FakeMaster silent(Target(), FakeMaster::Greeting::Silence);
+    GrpcLink link(settings);
+    log.Clear();
+    link.Start(m_recorder.Callbacks());
+    WaitForLine(log, ostrel::k_LogWarning, "no answer within 50 ms");
+    link.Stop();
+    EXPECT_TRUE(m_recorder.TurnedAway(0).empty());
 }

@@ -31,6 +31,8 @@ protected:
                                                             { Note("connected"); }),
             MessengerDisconnectedEvt::s_Signal.ConnectFunction(
                 [this](const MessengerDisconnectedEvt &) { Note("disconnected"); }),
+            MessengerTurnedAwayEvt::s_Signal.ConnectFunction(
+                [this](const MessengerTurnedAwayEvt &event) { Note(event.reason); }),
             JobParameterMsg::s_Signal.ConnectFunction(
                 [this](const boost::shared_ptr<JobParameterMsg> &message) { Note(message->name); }),
         };
@@ -80,6 +82,15 @@ TEST_F(MessengerTest, RaisesWhatHappenedInOrderAndOnlyWhenDispatched)
     Messenger::Dispatch();
     EXPECT_EQ(m_words, (Words{"connected", "A", "disconnected", "connected", "B"}));
     EXPECT_TRUE(Messenger::IsConnected());
+}
+
+TEST_F(MessengerTest, TellsWhyTheMasterTurnedItAwayAndIsNotConnected)
+{
+    m_link.callbacks.turnedAway("wrong token");
+    m_link.callbacks.turnedAway("too many clients");
+    Messenger::Dispatch();
+    EXPECT_EQ(m_words, (Words{"wrong token", "too many clients"}));
+    EXPECT_FALSE(Messenger::IsConnected());
 }
 
 TEST_F(MessengerTest, IsConnectedAsTheSignalsSay)

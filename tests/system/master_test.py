@@ -3,6 +3,7 @@
 import os
 import pathlib
 import signal
+import socket
 import subprocess
 import unittest
 
@@ -22,6 +23,82 @@ class NoMaster(FarmTest):
             self.assertEqual(process.returncode, 3, errors)
             self.assertEqual(output, "")
             self.assertIn("no Master answers at " + self.env["CORVAN_MASTER"], errors)
+
+
+class TurnedAway(FarmTest):
+    """By a Master beyond the machine that does not take this client."""
+
+    def setUp(self):
+        super().setUp()
+        with socket.socket() as free:
+            free.bind(("127.0.0.1", 0))
+            port = free.getsockname()[1]
+        self.env["CORVAN_MASTER"] = f"localhost:{port}"
+        options = self.options("right", self.certificate("right", "localhost"), "the token")
+        self.start_master("--options", options)
+
+    def start_master(self, *arguments):
+        # It is asked with the options that fit it.
+        self.env["XDG_CONFIG_HOME"] = str(self.folder / "right")
+        super().start_master(*arguments)
+
+    def certificate(self, name, host):
+        file = self.folder / f"{name}.pem"
+        subprocess.run(
+            ["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1"]
+            + ["-nodes", "-days", "2", "-subj", f"/CN={host}", "-addext", f"subjectAltName=DNS:{host}"]
+            + ["-keyout", self.folder / f"{name}.key", "-out", file],
+            check=True,
+            capture_output=True,
+        )
+        return file
+
+    def options(self, name, certificate, token):
+        """An options file, for `corvan` the one that it finds by itself in this folder."""
+        file = self.folder / name / "Corvan" / "Corvan.ini"
+        file.parent.mkdir(parents=True)
+        secret = self.folder / f"{name}.token"
+        secret.touch(mode=0o600)
+        secret.write_text(token + "\n")
+        file.write_text(
+            f"[Master]\nCertificate = {certificate}\nKey = {certificate.with_suffix('.key')}\n"
+            f"TokenFile = {secret}\n"
+        )
+        return file
+
+    def complaint(self, certificate, token):
+        options = self.options("wrong", certificate, token)
+        before = self.master_log()
+        done = self.run_corvan("list", "--options", str(options), status=3)
+        self.assertEqual(done.stdout, "")
+        # Once: a Master that has said no is not asked again and again.
+        self.assertLessEqual(self.master_log()[len(before) :].count("turned away"), 1)
+        start = f"corvan: no connection to the Master at {self.env['CORVAN_MASTER']}: "
+        self.assertTrue(done.stderr.startswith(start), done.stderr)
+        return done.stderr[len(start) :].rstrip("\n")
+
+    def test_for_its_token(self):
+        right = self.folder / "right.pem"
+        self.assertEqual(self.complaint(right, "another"), "the token is not the Master's")
+
+    def test_for_a_certificate_of_somebody_else(self):
+        other = self.certificate("other", "localhost")
+        self.assertEqual(
+            self.complaint(other, "the token"),
+            "its certificate is another than the one of key Certificate, section Master",
+        )
+
+    def test_for_a_name_that_its_certificate_is_not_made_out_to(self):
+        # The same Master under another of its names.
+        self.env["CORVAN_MASTER"] = self.env["CORVAN_MASTER"].replace("localhost", "127.0.0.1")
+        self.assertEqual(
+            self.complaint(self.folder / "right.pem", "the token"),
+            "its certificate is not made out to that name",
+        )
+
+    def test_for_a_certificate_that_is_not_there(self):
+        none = self.folder / "none.pem"
+        self.assertIn(str(none), self.complaint(none, "the token"))
 
 
 class Restart(FarmTest):
