@@ -30,6 +30,7 @@ const MessageKind k_kinds[] = {
     {wire::Envelope::kGetJobInfo, &GetJobInfoMsg::s_Type, &Make<GetJobInfoMsg>},
     {wire::Envelope::kJob, &JobMsg::s_Type, &Make<JobMsg>},
     {wire::Envelope::kJobParameter, &JobParameterMsg::s_Type, &Make<JobParameterMsg>},
+    {wire::Envelope::kJobParameters, &JobParametersMsg::s_Type, &Make<JobParametersMsg>},
     {wire::Envelope::kListJobs, &ListJobsMsg::s_Type, &Make<ListJobsMsg>},
     {wire::Envelope::kJobList, &JobListMsg::s_Type, &Make<JobListMsg>},
     {wire::Envelope::kGetTasks, &GetTasksMsg::s_Type, &Make<GetTasksMsg>},

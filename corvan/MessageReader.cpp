@@ -5,6 +5,7 @@
 #include "corvan/JobFactory.h"
 #include "corvan/JobType.h"
 #include "corvan/Limits.h"
+#include "corvan/ParameterCheck.h"
 #include "corvan/Utf8.h"
 #include "corvan/messages.pb.h"
 
@@ -54,16 +55,48 @@ bool ReadIds(const google::protobuf::RepeatedPtrField<std::string> &texts, std::
 namespace
 {
 
-bool ReadParameters(const wire::Job &wireJob, Job &job, String *reason)
+String CheckOnce(const wire::Parameter &parameter, std::set<std::string> &names)
+{
+    if (names.insert(parameter.name()).second)
+        return {};
+    return "parameter " + Excerpt(parameter.name()) + " is there twice";
+}
+
+} // namespace
+
+bool ReadParameters(const google::protobuf::RepeatedPtrField<wire::Parameter> &wireParameters,
+                    std::vector<std::pair<String, String>> &parameters, String *reason)
+{
+    if (std::size_t(wireParameters.size()) > k_MaxParameters)
+    {
+        *reason = "it names more than " + std::to_string(k_MaxParameters) + " parameters";
+        return false;
+    }
+    parameters.clear();
+    std::set<std::string> names;
+    for (const wire::Parameter &parameter : wireParameters)
+    {
+        *reason = CheckOnce(parameter, names);
+        if (reason->empty())
+            *reason = CheckParameterText(parameter.name(), parameter.value());
+        if (!reason->empty())
+            return false;
+        parameters.emplace_back(parameter.name(), parameter.value());
+    }
+    return true;
+}
+
+namespace
+{
+
+bool ReadJobParameters(const wire::Job &wireJob, Job &job, String *reason)
 {
     std::set<std::string> names;
     for (const wire::Parameter &parameter : wireJob.parameters())
     {
-        if (!names.insert(parameter.name()).second)
-        {
-            *reason = "parameter " + Excerpt(parameter.name()) + " is there twice";
+        *reason = CheckOnce(parameter, names);
+        if (!reason->empty())
             return false;
-        }
         *reason = job.CheckParameter(parameter.name(), parameter.value());
         if (!reason->empty())
             return false;
@@ -88,7 +121,7 @@ boost::shared_ptr<Job> ReadJob(const wire::Job &wireJob, String *reason)
 
     boost::shared_ptr<Job> job = JobFactory::s_JobFactory.CreateJob(type);
     job->SetID(id);
-    if (!ReadParameters(wireJob, *job, reason))
+    if (!ReadJobParameters(wireJob, *job, reason))
     {
         *reason = "job " + id.ToString() + ": " + *reason;
         return nullptr;

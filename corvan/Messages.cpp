@@ -20,6 +20,8 @@ const UID JobMsg::s_Type("cfb9fec4-a280-4b13-898d-9744e9a60f43", true);
 JobMsg::Signal JobMsg::s_Signal;
 const UID JobParameterMsg::s_Type("dfa8aca4-0478-456c-96a7-0dc48655029d", true);
 JobParameterMsg::Signal JobParameterMsg::s_Signal;
+const UID JobParametersMsg::s_Type("5c0a2f1e-6f4b-4f0e-9f6a-0c6e9f4b7d52", true);
+JobParametersMsg::Signal JobParametersMsg::s_Signal;
 const UID ListJobsMsg::s_Type("d87411ad-d84e-4247-bf27-3d8f6a7cd222", true);
 ListJobsMsg::Signal ListJobsMsg::s_Signal;
 const UID JobListMsg::s_Type("0d630de8-2a68-47ed-909a-cfab103a0b02", true);
@@ -129,6 +131,31 @@ bool JobParameterMsg::Read(const wire::Envelope &envelope, String *reason)
     value = body.value();
     *reason = CheckParameterText(name, value);
     return reason->empty();
+}
+
+void JobParametersMsg::Write(wire::Envelope &envelope) const
+{
+    wire::JobParameters &body = *envelope.mutable_job_parameters();
+    body.set_job(job.ToString());
+    for (const auto &[name, value] : parameters)
+    {
+        wire::Parameter &parameter = *body.add_parameters();
+        parameter.set_name(MakeUtf8(name));
+        parameter.set_value(MakeUtf8(value));
+    }
+}
+
+bool JobParametersMsg::Read(const wire::Envelope &envelope, String *reason)
+{
+    const wire::JobParameters &body = envelope.job_parameters();
+    if (!ReadId(body.job(), "job", job, reason))
+        return false;
+    if (body.parameters().empty())
+    {
+        *reason = "it names no parameter";
+        return false;
+    }
+    return ReadParameters(body.parameters(), parameters, reason);
 }
 
 void ListJobsMsg::Write(wire::Envelope &envelope) const

@@ -97,6 +97,22 @@ public:
     String value;
 };
 
+/// Client to Master: several parameters of a job, to be changed together or not at all.
+class JobParametersMsg : public MessageOf<JobParametersMsg>
+{
+public:
+    static const UID s_Type;
+    static Signal s_Signal;
+    static constexpr const char *s_Name = "JobParameters";
+    static constexpr Direction s_Direction = Direction::ToMaster;
+
+    void Write(wire::Envelope &envelope) const override;
+    bool Read(const wire::Envelope &envelope, String *reason) override;
+
+    UID job;
+    std::vector<std::pair<String, String>> parameters; ///< Names and values, each name once.
+};
+
 /// Client to Master: which jobs are there?
 class ListJobsMsg : public MessageOf<ListJobsMsg>
 {

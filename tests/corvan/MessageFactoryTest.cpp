@@ -98,6 +98,8 @@ TEST_F(MessageFactoryTest, WritesEveryMessageAsItWasRead)
         "job { " + JobText({{"Name", "Shot ü"}, {"Range", "1-10"}, {"Note", "two\\nlines"}}) + " }",
         "job { " + JobText({}) + " }",
         "job_parameter { job: '" + job + "' name: 'CustomRange' value: '' }",
+        "job_parameters { job: '" + job +
+            "' parameters { name: 'Range' value: '1-5' } parameters { name: 'Note' } }",
         "list_jobs { limit: 4000000000 }",
         "list_jobs { }",
         "list_jobs { limit: 7 before: '" + job + "' }",
@@ -134,6 +136,7 @@ TEST_F(MessageFactoryTest, MakesTheMessageOfEveryTypeAndOfNoOther)
         {GetJobInfoMsg::s_Type, "GetJobInfo", Direction::ToMaster},
         {JobMsg::s_Type, "Job", Direction::Both},
         {JobParameterMsg::s_Type, "JobParameter", Direction::Both},
+        {JobParametersMsg::s_Type, "JobParameters", Direction::ToMaster},
         {ListJobsMsg::s_Type, "ListJobs", Direction::ToMaster},
         {JobListMsg::s_Type, "JobList", Direction::FromMaster},
         {GetTasksMsg::s_Type, "GetTasks", Direction::ToMaster},
@@ -208,6 +211,14 @@ TEST_F(MessageFactoryTest, RefusesWhatCannotBeAndSaysWhy)
          "JobParameter: PacketSize: \"-1\" is not a whole number"},
         {"job_parameter { " + job + " name: 'Note' value: 'a\\000b' }",
          "JobParameter: Note: the value holds a NUL"},
+        {"job_parameters { }", "JobParameters: job \"\" is no identifier"},
+        {"job_parameters { " + job + " }", "JobParameters: it names no parameter"},
+        {"job_parameters { " + job + " parameters { name: 'A' } parameters { name: 'A' } }",
+         "JobParameters: parameter A is there twice"},
+        {"job_parameters { " + job + " parameters { name: 'A' } parameters { value: 'x' } }",
+         "JobParameters: a parameter needs a name"},
+        {"job_parameters { " + job + " parameters { name: 'PacketSize' value: '0' } }",
+         "JobParameters: PacketSize: \"0\" is not a whole number"},
         {"get_tasks { }", "GetTasks: job \"\" is no identifier"},
         {"get_task_log { task: 1 }", "GetTaskLog: job \"\" is no identifier"},
         {"task_list { tasks { } }", "TaskList: job \"\" is no identifier"},
@@ -246,12 +257,17 @@ TEST_F(MessageFactoryTest, RefusesMoreThanALimit)
     tasks.mutable_task_list()->set_job(k_job);
     for (std::size_t i = 0; i <= k_MaxTasks; ++i)
         tasks.mutable_task_list()->add_tasks();
-    EXPECT_EQ(RefusalOf(tasks), "TaskList: it lists more than 500000 tasks");
+    EXPECT_EQ(RefusalOf(tasks), "TaskList: it lists more than 400000 tasks");
 
     wire::Envelope parameters = Envelope("job { " + JobText({}) + " }");
     for (std::size_t i = 0; i <= k_MaxParameters; ++i)
         parameters.mutable_job()->add_parameters()->set_name("P" + std::to_string(i));
     EXPECT_NE(RefusalOf(parameters).find("a job has at most 1000 parameters"), String::npos);
+
+    wire::Envelope wishes = Envelope("job_parameters { job: '" + String(k_job) + "' }");
+    for (std::size_t i = 0; i <= k_MaxParameters; ++i)
+        wishes.mutable_job_parameters()->add_parameters()->set_name("P" + std::to_string(i));
+    EXPECT_EQ(RefusalOf(wishes), "JobParameters: it names more than 1000 parameters");
 
     wire::Envelope value = Envelope("job { " + JobText({{"Scene", "x"}}) + " }");
     value.mutable_job()->mutable_parameters(0)->set_value(String(k_MaxValueBytes + 1, 'x'));

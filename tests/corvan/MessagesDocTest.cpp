@@ -3,7 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include "corvan/Limits.h"
 #include "corvan/MessageFactory.h"
+#include "corvan/SequenceDistributor.h"
 #include "corvan/messages.pb.h"
 #include "ostrel/File.h"
 #include "tests/corvan/SampleType.h"
@@ -31,7 +33,42 @@ std::string ExampleOf(const std::string &entry)
     return entry.substr(begin + fence.size(), entry.find("```", begin + 3) - begin - fence.size());
 }
 
+/// 10000 as "10,000".
+std::string Grouped(std::size_t number)
+{
+    std::string text = std::to_string(number);
+    for (int at = int(text.size()) - 3; at > 0; at -= 3)
+        text.insert(std::size_t(at), ",");
+    return text;
+}
+
 } // namespace
+
+TEST(MessagesDoc, TellsTheLimitsThatTheLibraryHolds)
+{
+    static_assert(k_MaxMessageBytes == 16u << 20 && k_MaxJobBytes == 8u << 20 &&
+                  k_MaxValueBytes == 4u << 20 && k_MaxFormatBytes == 64u << 10);
+    const struct
+    {
+        const char *what;
+        std::string limit;
+    } rows[] = {
+        {"an envelope", "16 MiB"},
+        {"all parameters of a job, names and values",
+         Grouped(k_MaxParameters) + ", together 8 MiB"},
+        {"one value", "4 MiB, UTF-8, no NUL"},
+        {"\"ImageFormat\"", "64 KiB"},
+        {"a name", "1 to " + Grouped(k_MaxNameBytes) + " bytes, UTF-8, no control characters"},
+        {"identifiers in one request",
+         "1 to " + Grouped(k_MaxJobIds) + "; one that is there again counts once"},
+        {"tasks in one list", Grouped(k_MaxTasks)},
+        {"frames that one range names", Grouped(SequenceDistributor::k_MaxFrames)},
+    };
+    const std::string page = ostrel::File::ReadWhole(ORDWICK_SOURCE "/docs/messages.md");
+    for (const auto &[what, limit] : rows)
+        EXPECT_NE(page.find(std::string("\n| ") + what + " | " + limit + " |\n"), std::string::npos)
+            << what << ": " << limit;
+}
 
 TEST(MessagesDoc, ShowsEveryMessageWithAnExampleThatTheLibraryTakes)
 {
