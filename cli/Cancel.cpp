@@ -25,8 +25,8 @@ public:
     ExitStatus Run(Client &client) override
     {
         const int cancelled = int(corvan::JobStatus::Cancelled);
-        SetParameter(client, FindJob(client, m_job)->ID(),
-                     {corvan::p_Status, std::to_string(cancelled)});
+        SetParameters(client, *FindJob(client, m_job),
+                      {{corvan::p_Status, std::to_string(cancelled)}});
         return k_Done;
     }
 

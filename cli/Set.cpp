@@ -34,9 +34,7 @@ public:
             settings.push_back(*setting);
         }
 
-        const UID job = FindJob(client, m_job)->ID();
-        for (const Setting &setting : settings)
-            SetParameter(client, job, setting);
+        SetParameters(client, *FindJob(client, m_job), settings);
         return k_Done;
     }
 

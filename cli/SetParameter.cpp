@@ -2,7 +2,10 @@
 
 #include <boost/algorithm/string/predicate.hpp>
 
+#include "analysis/SettingCheck.h"
+#include "cli/Patterns.h"
 #include "corvan/Parameters.h"
+#include "ostrel/StringTokenizer.h"
 
 namespace cli
 {
@@ -22,6 +25,33 @@ String StatusValue(const String &value)
     }
 }
 
+// As one `--format` after the other.
+String FormatsValue(const String &value)
+{
+    std::vector<String> patterns;
+    ostrel::StringTokenizer tokens(value, ';', false, '"', '\\');
+    while (const auto token = tokens.GetNext())
+        patterns.push_back(NeedPattern(*token));
+    return JoinPatterns(patterns);
+}
+
+boost::shared_ptr<Message> MakeWish(const UID &job, const std::vector<Setting> &settings)
+{
+    // A Master that does not know the message for several still takes one.
+    if (settings.size() == 1)
+    {
+        const auto wish = NewMessage<corvan::JobParameterMsg>();
+        wish->job = job;
+        wish->name = settings.front().first;
+        wish->value = settings.front().second;
+        return wish;
+    }
+    const auto wish = NewMessage<corvan::JobParametersMsg>();
+    wish->job = job;
+    wish->parameters.assign(settings.begin(), settings.end());
+    return wish;
+}
+
 } // namespace
 
 std::optional<Setting> ParseSetting(const String &text)
@@ -33,16 +63,18 @@ std::optional<Setting> ParseSetting(const String &text)
     Setting setting(text.substr(0, equals), text.substr(equals + 1));
     if (setting.first == corvan::p_Status)
         setting.second = StatusValue(setting.second);
+    else if (setting.first == corvan::p_ImageFormat)
+        setting.second = FormatsValue(setting.second);
     return setting;
 }
 
-void SetParameter(Client &client, const UID &job, const Setting &setting)
+void SetParameters(Client &client, const Job &job, const std::vector<Setting> &settings)
 {
-    const auto wish = NewMessage<corvan::JobParameterMsg>();
-    wish->job = job;
-    wish->name = setting.first;
-    wish->value = setting.second;
-    client.Ask<corvan::AcceptedMsg>(wish);
+    // Bytes that are no text would be others once they are in a message.
+    for (const auto &[name, value] : settings)
+        if (const String reason = analysis::CheckSetting(job, name, value); !reason.empty())
+            throw new Failure(k_Refused, "nothing is changed: " + reason);
+    client.Ask<corvan::AcceptedMsg>(MakeWish(job.ID(), settings));
 }
 
 } // namespace cli

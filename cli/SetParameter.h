@@ -2,20 +2,26 @@
 
 #include <optional>
 #include <utility>
+#include <vector>
 
 #include "cli/Client.h"
-#include "ostrel/UID.h"
+#include "corvan/Job.h"
 
 namespace cli
 {
 
+using corvan::Job;
+
 /// A parameter and its value, as "NAME=VALUE" gives them. The value may hold further equals signs.
-/// The value of "Status" may be a status by its name, in any case. Nothing without an equals sign
-/// or without a name.
+/// The value of "Status" may be a status by its name, in any case, and each pattern of
+/// "ImageFormat" is taken as `NeedPattern` takes one. Nothing without an equals sign or without a
+/// name. Throws `Failure *` for a pattern that cannot be.
 using Setting = std::pair<String, String>;
 std::optional<Setting> ParseSetting(const String &text);
 
-/// Asks the Master to change a parameter of a job, and waits until it has. Throws `Failure *`.
-void SetParameter(Client &client, const UID &job, const Setting &setting);
+/// Asks the Master to change parameters of a job, all of them or none, and waits until it has.
+/// Throws `Failure *`, also for a value that `analysis::CheckSetting` refuses: nothing is asked
+/// then.
+void SetParameters(Client &client, const Job &job, const std::vector<Setting> &settings);
 
 } // namespace cli

@@ -2,6 +2,7 @@
 
 #include <boost/algorithm/string/join.hpp>
 
+#include "analysis/SettingCheck.h"
 #include "cli/Patterns.h"
 #include "corvan/JobFactory.h"
 #include "corvan/JobStatus.h"
@@ -37,7 +38,7 @@ boost::shared_ptr<const corvan::JobType> NeedType(const String &text)
 
 void SetOrRefuse(Job &job, const String &name, const String &value)
 {
-    const String reason = job.CheckParameter(name, value);
+    const String reason = analysis::CheckSetting(job, name, value);
     if (!reason.empty())
         throw new Failure(k_Refused, "cannot set " + name + ": " + reason);
     job.SetParameter(name, value);

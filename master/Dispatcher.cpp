@@ -4,10 +4,11 @@
 #include <cassert>
 #include <cstdlib>
 
+#include "analysis/SettingCheck.h"
 #include "corvan/JobType.h"
 #include "corvan/Limits.h"
 #include "corvan/Parameters.h"
-#include "master/StatusRequest.h"
+#include "master/Recut.h"
 #include "master/run/RenderCommand.h"
 #include "ostrel/CallEntry.h"
 #include "ostrel/Log.h"
@@ -21,13 +22,6 @@ namespace
 {
 
 const char *const k_no_such_job = "there is no such job";
-
-// Set by the Master alone.
-bool IsMastersOwn(const String &name)
-{
-    return name == corvan::p_Created || name == corvan::p_TasksTotal ||
-           name == corvan::p_TasksDone || name == corvan::p_TasksFailed;
-}
 
 int Number(const String &text)
 {
@@ -43,6 +37,28 @@ std::size_t SizeBytes(const Job &job)
     return bytes;
 }
 
+// What a new job says of the parameters that the Master sets is passed over.
+String CheckNewParameter(const Job &job, const String &name, const String &value)
+{
+    if (corvan::IsMasterParameter(name) || name == corvan::p_Status)
+        return {};
+    return analysis::CheckSetting(job, name, value);
+}
+
+// What no render command depends on.
+bool IsForPeople(const String &name)
+{
+    return name == corvan::p_Name || name == corvan::p_Note || name == corvan::p_CustomRange ||
+           name == corvan::p_UserRange;
+}
+
+bool CutsOtherwise(const Job &job, const Job &other)
+{
+    return job.ParameterText(corvan::p_Range, true) != other.ParameterText(corvan::p_Range, true) ||
+           job.ParameterText(corvan::p_PacketSize, true) !=
+               other.ParameterText(corvan::p_PacketSize, true);
+}
+
 corvan::TaskInfo QueuedTask(unsigned index, const Packet &packet)
 {
     corvan::TaskInfo info;
@@ -50,6 +66,32 @@ corvan::TaskInfo QueuedTask(unsigned index, const Packet &packet)
     info.firstFrame = packet.firstFrame;
     info.lastFrame = packet.lastFrame;
     return info;
+}
+
+void TellCounts(const JobState &state, Outbox &outbox)
+{
+    outbox.Tell(state.id, corvan::p_TasksDone, std::to_string(state.tasksDone));
+    outbox.Tell(state.id, corvan::p_TasksFailed, std::to_string(state.tasksFailed));
+}
+
+// What a job is that was cut anew, its counts taken anew.
+JobStatus StatusOfRecut(const JobState &state, bool hasBegun)
+{
+    if (state.status == JobStatus::Cancelled)
+        return state.status;
+    if (state.tasksDone + state.tasksFailed == state.tasksTotal)
+        return state.tasksFailed == 0 ? JobStatus::Done : JobStatus::Failed;
+    if (state.status == JobStatus::Paused)
+        return state.status;
+    return state.status == JobStatus::Running && hasBegun ? JobStatus::Running : JobStatus::Queued;
+}
+
+bool CanRender(const Job &job, const std::vector<Packet> &packets, String *reason)
+{
+    if (packets.empty())
+        *reason = "there is nothing to render";
+    return !packets.empty() &&
+           BuildRenderCommand(job, packets.front(), packets.front().firstFrame, reason);
 }
 
 void ReadTask(const TaskState &task, corvan::TaskInfo &info)
@@ -103,7 +145,9 @@ void Dispatcher::Handle(ClientNumber client, const Message &message, Outbox &out
     else if (const auto *jobs = dynamic_cast<const corvan::GetJobInfoMsg *>(&message))
         SendJobs(request, *jobs);
     else if (const auto *parameter = dynamic_cast<const corvan::JobParameterMsg *>(&message))
-        ChangeParameter(request, *parameter);
+        ChangeParameters(request, parameter->job, {{parameter->name, parameter->value}});
+    else if (const auto *parameters = dynamic_cast<const corvan::JobParametersMsg *>(&message))
+        ChangeParameters(request, parameters->job, parameters->parameters);
     else if (const auto *job = dynamic_cast<const corvan::JobMsg *>(&message))
         AddJob(request, *job);
     else if (const auto *list = dynamic_cast<const corvan::ListJobsMsg *>(&message))
@@ -199,7 +243,7 @@ void Dispatcher::SendTasks(const Request &request, const corvan::GetTasksMsg &me
     const std::optional<JobState> state = m_store.FindState(message.job);
     if (!state)
         return request.Refuse(k_no_such_job, message.job, message.job.ToString());
-    if (state->tasksTotal > k_MaxListedTasks)
+    if (state->tasksTotal > corvan::k_MaxTasks)
         return request.Refuse("the job has " + std::to_string(state->tasksTotal) +
                                   " tasks, more than a message can hold",
                               message.job, message.job.ToString());
@@ -232,7 +276,9 @@ void Dispatcher::SendTaskLog(const Request &request, const corvan::GetTaskLogMsg
     auto answer = boost::make_shared<corvan::TaskLogMsg>();
     answer->job = message.job;
     answer->task = message.task;
-    answer->text = m_logs.ReadTail(message.job, message.task);
+    const TaskState task =
+        m_store.Tasks().Find(*state, message.task).value_or(TaskState{.index = message.task});
+    answer->text = m_logs.ReadTail(message.job, LogNumber(*state, task));
     request.Answer(answer);
 }
 
@@ -268,6 +314,10 @@ String Dispatcher::CheckNewJob(const Job &job, JobState &state) const
     if (m_store.FindState(job.ID()))
         return "a job with this identifier exists already";
 
+    for (const auto &[name, value] : job.Parameters())
+        if (String reason = CheckNewParameter(job, name, value); !reason.empty())
+            return reason;
+
     String reason;
     const std::vector<Packet> packets = CutPackets(job, &reason);
     if (packets.empty())
@@ -287,46 +337,132 @@ String Dispatcher::CheckNewJob(const Job &job, JobState &state) const
     return {};
 }
 
-void Dispatcher::ChangeParameter(const Request &request, const corvan::JobParameterMsg &message)
+void Dispatcher::ChangeParameters(const Request &request, const UID &job,
+                                  const std::vector<Setting> &wishes)
 {
-    _CallEntry call("Dispatcher::ChangeParameter", __FILE__, __LINE__);
+    _CallEntry call("Dispatcher::ChangeParameters", __FILE__, __LINE__);
 
-    std::optional<JobState> state = m_store.FindState(message.job);
+    // All is worked out before anything is written, so that there is nothing to undo.
+    const String thing = wishes.size() == 1 ? wishes.front().first : String();
+    const std::optional<JobState> state = m_store.FindState(job);
     if (!state)
-        return request.Refuse(k_no_such_job, message.job, message.name);
-    if (IsMastersOwn(message.name))
-        return request.Refuse("the Master alone sets it", message.job, message.name);
-    const std::shared_ptr<const JobCache::Entry> entry = m_cache.Get(message.job);
+        return request.Refuse(k_no_such_job, job, thing);
+    const std::shared_ptr<const JobCache::Entry> entry = m_cache.Get(job);
     if (!entry->job)
-        return request.Refuse(entry->reason, message.job, message.name);
-    String reason = entry->job->CheckParameter(message.name, message.value);
+        return request.Refuse(entry->reason, job, thing);
 
-    Outbox news;
-    if (reason.empty())
-        reason = message.name == corvan::p_Status
-                     ? ChangeStatus(*state, message.value, news)
-                     : ChangePlainParameter(*state, *entry->job, message, news);
-    if (!reason.empty())
-        return request.Refuse(reason, message.job, message.name);
-    m_store.SaveState(*state);
-    request.Accept(message.job);
-    request.outbox.Append(std::move(news));
+    Change change;
+    change.state = *state;
+    change.job = CopyOf(*entry->job);
+    for (const Setting &wish : wishes)
+        if (const String reason = TakeWish(wish, change); !reason.empty())
+            return request.Refuse(reason, job, wish.first);
+    if (const String reason = FinishChange(*entry->job, change); !reason.empty())
+        return request.Refuse(reason, job, thing);
+
+    request.Accept(job);
+    CarryOut(*entry->job, change, request.outbox);
 }
 
-String Dispatcher::ChangeStatus(JobState &state, const String &value, Outbox &outbox)
+// Notes one wish, or tells why it cannot be.
+String Dispatcher::TakeWish(const Setting &wish, Change &change)
+{
+    _CallEntry call("Dispatcher::TakeWish", __FILE__, __LINE__);
+
+    const auto &[name, value] = wish;
+    if (corvan::IsMasterParameter(name))
+        return "the Master alone sets it";
+    String present;
+    const bool isNews = !change.job->GetParameter(name, present) || present != value;
+    if (name == corvan::p_RequeueOf && isNews)
+        return "where a job comes from does not change";
+    // What a job has it may keep, also where nobody would be let set it.
+    if (const String reason = isNews ? analysis::CheckSetting(*change.job, name, value)
+                                     : change.job->CheckParameter(name, value);
+        !reason.empty())
+        return reason;
+
+    if (name == corvan::p_Status)
+    {
+        String reason;
+        change.request =
+            DecideStatusRequest(change.state.status, JobStatus(Number(value)), &reason);
+        change.isStatusWished = true;
+        return reason;
+    }
+    change.told.push_back(wish);
+    if (name == corvan::p_Priority)
+    {
+        change.state.priority = Number(value);
+        return {};
+    }
+    change.job->SetParameter(name, value);
+    change.changesJob = true;
+    change.changesCommands = change.changesCommands || (isNews && !IsForPeople(name));
+    return {};
+}
+
+// Cuts the job anew where it has to be, or tells why the job cannot be as it is wished.
+String Dispatcher::FinishChange(const Job &before, Change &change)
+{
+    _CallEntry call("Dispatcher::FinishChange", __FILE__, __LINE__);
+
+    if (CutsOtherwise(before, *change.job))
+    {
+        String reason;
+        change.packets = CutPackets(*change.job, &reason);
+        if (change.packets.empty())
+            return reason;
+    }
+
+    // What waits may still be completed; what would run and cannot is better refused now.
+    const bool begins =
+        change.request == StatusRequest::Resume || change.request == StatusRequest::RunAgain;
+    const bool waits = change.request == StatusRequest::Pause ||
+                       (change.state.status == JobStatus::Paused && !begins);
+    if (waits || (!begins && !change.changesCommands))
+        return {};
+    const std::shared_ptr<const JobCache::Entry> cut = m_cache.GetCut(change.state.id);
+    String reason;
+    if (CanRender(*change.job, change.packets.empty() ? cut->packets : change.packets, &reason))
+        return {};
+    // A job that is over may be mended one parameter after the other.
+    String present;
+    return begins || CanRender(before, cut->packets, &present) ? reason : String();
+}
+
+void Dispatcher::CarryOut(const Job &before, Change &change, Outbox &outbox)
+{
+    _CallEntry call("Dispatcher::CarryOut", __FILE__, __LINE__);
+
+    for (const auto &[name, value] : change.told)
+        outbox.Tell(change.state.id, name, value);
+    if (change.isStatusWished)
+        ChangeStatus(change.state, change.request, outbox);
+    if (!change.packets.empty())
+        CutAnew(before, change, outbox);
+    if (change.changesJob)
+    {
+        m_store.SaveParameters(*change.job, change.state);
+        m_cache.Forget(change.state.id);
+    }
+    m_store.SaveState(change.state);
+}
+
+void Dispatcher::ChangeStatus(JobState &state, StatusRequest request, Outbox &outbox)
 {
     _CallEntry call("Dispatcher::ChangeStatus", __FILE__, __LINE__);
 
-    String reason;
-    switch (DecideStatusRequest(state.status, JobStatus(Number(value)), &reason))
+    switch (request)
     {
     case StatusRequest::NothingToDo:
+    case StatusRequest::Refuse:
         break;
     case StatusRequest::Pause:
         state.status = JobStatus::Paused;
         break;
     case StatusRequest::Resume:
-        state.status = state.nextTask > 0 ? JobStatus::Running : JobStatus::Queued;
+        state.status = m_store.Tasks().HasAny(state) ? JobStatus::Running : JobStatus::Queued;
         break;
     case StatusRequest::Cancel:
         state.status = JobStatus::Cancelled;
@@ -337,54 +473,37 @@ String Dispatcher::ChangeStatus(JobState &state, const String &value, Outbox &ou
         state.status = JobStatus::Queued;
         StartAnew(state, outbox);
         break;
-    case StatusRequest::Refuse:
-        return reason;
     }
     outbox.Tell(state.id, corvan::p_Status, std::to_string(int(state.status)));
-    return {};
 }
 
-String Dispatcher::ChangePlainParameter(JobState &state, const Job &job,
-                                        const corvan::JobParameterMsg &message, Outbox &outbox)
-{
-    _CallEntry call("Dispatcher::ChangePlainParameter", __FILE__, __LINE__);
-
-    outbox.Tell(state.id, message.name, message.value);
-    if (message.name == corvan::p_Priority)
-    {
-        state.priority = Number(message.value);
-        return {};
-    }
-
-    const boost::shared_ptr<Job> changed = CopyOf(job);
-    changed->SetParameter(message.name, message.value);
-    const bool cuts = message.name == corvan::p_Range || message.name == corvan::p_PacketSize;
-    if (cuts && job.ParameterText(message.name, true) != changed->ParameterText(message.name, true))
-    {
-        String reason;
-        const std::vector<Packet> packets = CutPackets(*changed, &reason);
-        if (packets.empty())
-            return reason;
-        CutAnew(state, packets.size(), outbox);
-    }
-    m_store.SaveParameters(*changed, state);
-    m_cache.Forget(state.id);
-    return {};
-}
-
-void Dispatcher::CutAnew(JobState &state, std::size_t packets, Outbox &outbox)
+void Dispatcher::CutAnew(const Job &before, Change &change, Outbox &outbox)
 {
     _CallEntry call("Dispatcher::CutAnew", __FILE__, __LINE__);
 
-    outbox.EndRuns(state.id);
-    state.tasksTotal = unsigned(packets);
-    outbox.Tell(state.id, corvan::p_TasksTotal, std::to_string(packets));
-    if (state.status == JobStatus::Running)
-    {
-        state.status = JobStatus::Queued;
-        outbox.Tell(state.id, corvan::p_Status, std::to_string(int(state.status)));
-    }
-    StartAnew(state, outbox);
+    JobState &state = change.state;
+    const std::shared_ptr<const JobCache::Entry> cut = m_cache.GetCut(state.id);
+    Cuts cuts{cut->packets, change.packets, Cuts::Keep::Nothing};
+    if (!cut->packets.empty())
+        cuts.keep = FindKeep(before, *change.job, cut->packets.front(), change.packets.front());
+    Recut recut = RecutTasks(cuts, state, m_store.Tasks().List(state));
+
+    // New packets write logs of their own.
+    state.logBase += state.tasksTotal;
+    state.tasksTotal = unsigned(change.packets.size());
+    state.tasksDone = recut.done;
+    state.tasksFailed = recut.failed;
+    m_store.Tasks().Replace(state, recut.tasks);
+    state.nextTask = m_store.Tasks().FindUntouched(state, 0);
+    outbox.EndRuns(state.id, std::move(recut.running));
+    outbox.Tell(state.id, corvan::p_TasksTotal, std::to_string(state.tasksTotal));
+    TellCounts(state, outbox);
+
+    const JobStatus status = StatusOfRecut(state, !recut.tasks.empty());
+    if (status == state.status)
+        return;
+    state.status = status;
+    outbox.Tell(state.id, corvan::p_Status, std::to_string(int(status)));
 }
 
 void Dispatcher::StartAnew(JobState &state, Outbox &outbox)
@@ -395,8 +514,7 @@ void Dispatcher::StartAnew(JobState &state, Outbox &outbox)
     state.tasksDone = 0;
     state.tasksFailed = 0;
     state.nextTask = 0;
-    outbox.Tell(state.id, corvan::p_TasksDone, "0");
-    outbox.Tell(state.id, corvan::p_TasksFailed, "0");
+    TellCounts(state, outbox);
 }
 
 } // namespace master

@@ -6,6 +6,7 @@
 #include "master/Followers.h"
 #include "master/JobCache.h"
 #include "master/Outbox.h"
+#include "master/StatusRequest.h"
 #include "master/run/TaskLogs.h"
 #include "master/store/JobStore.h"
 #include "ostrel/LoopThread.h"
@@ -22,9 +23,6 @@ using ostrel::LoopThread;
 class Dispatcher
 {
 public:
-    /// Most tasks that `TaskList` holds; the list of a job with more is refused.
-    static constexpr unsigned k_MaxListedTasks = 400'000;
-
     /// A list of jobs ends with the one that makes it longer than this; the rest is asked for anew.
     static constexpr std::size_t k_ListPartBytes = 256u << 10;
 
@@ -56,11 +54,28 @@ private:
     void AddJob(const Request &request, const corvan::JobMsg &message);
     String CheckNewJob(const Job &job, JobState &state) const;
 
-    void ChangeParameter(const Request &request, const corvan::JobParameterMsg &message);
-    String ChangeStatus(JobState &state, const String &value, Outbox &outbox);
-    String ChangePlainParameter(JobState &state, const Job &job,
-                                const corvan::JobParameterMsg &message, Outbox &outbox);
-    void CutAnew(JobState &state, std::size_t packets, Outbox &outbox);
+    using Setting = std::pair<String, String>;
+
+    /// What is to become of a job.
+    struct Change
+    {
+        JobState state;
+        boost::shared_ptr<Job> job; ///< With its new parameters.
+        std::vector<Setting> told;  ///< What changes but for the status, for the followers.
+        bool changesJob = false;    ///< Parameters that `state` does not hold are among it.
+        bool changesCommands = false;
+        bool isStatusWished = false;
+        StatusRequest request = StatusRequest::NothingToDo;
+        std::vector<Packet> packets; ///< The new cut; empty where the old one stays.
+    };
+
+    void ChangeParameters(const Request &request, const UID &job,
+                          const std::vector<Setting> &wishes);
+    String TakeWish(const Setting &wish, Change &change);
+    String FinishChange(const Job &before, Change &change);
+    void CarryOut(const Job &before, Change &change, Outbox &outbox);
+    void ChangeStatus(JobState &state, StatusRequest request, Outbox &outbox);
+    void CutAnew(const Job &before, Change &change, Outbox &outbox);
     void StartAnew(JobState &state, Outbox &outbox);
 
     JobStore &m_store;

@@ -265,8 +265,8 @@ void Master::CarryOut(const Outbox &outbox)
 {
     _CallEntry call("Master::CarryOut", __FILE__, __LINE__);
 
-    for (const UID &job : outbox.RunsToEnd())
-        m_scheduler.EndRuns(job);
+    for (const RunsToEnd &runs : outbox.EndedRuns())
+        m_scheduler.EndRuns(runs);
     for (const Outgoing &message : outbox.Messages())
         Send(message);
     for (const UID &job : outbox.Progress())

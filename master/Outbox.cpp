@@ -77,11 +77,11 @@ void Outbox::TellProgress(const UID &job)
     m_progress.push_back(job);
 }
 
-void Outbox::EndRuns(const UID &job)
+void Outbox::EndRuns(const UID &job, std::map<unsigned, unsigned> kept)
 {
     _CallEntry call("Outbox::EndRuns", __FILE__, __LINE__);
 
-    m_runsToEnd.push_back(job);
+    m_runsToEnd.push_back({job, std::move(kept)});
 }
 
 void Outbox::Append(Outbox &&other)

@@ -1,11 +1,22 @@
 #pragma once
 
+#include <map>
 #include <vector>
 
 #include "master/door/Outgoing.h"
 
 namespace master
 {
+
+/// Commands of a job that are to be ended: all but those of the tasks in `kept`, which go on under
+/// the numbers that stand there.
+struct RunsToEnd
+{
+    UID job;
+    std::map<unsigned, unsigned> kept;
+
+    friend bool operator==(const RunsToEnd &, const RunsToEnd &) = default;
+};
 
 /// What is to be done once the changes of a turn are on disk, and not at all where they are not.
 class Outbox
@@ -25,8 +36,7 @@ public:
     /// To all followers of a job, soon: its task counts have changed.
     void TellProgress(const UID &job);
 
-    /// The commands of this job are to be ended.
-    void EndRuns(const UID &job);
+    void EndRuns(const UID &job, std::map<unsigned, unsigned> kept = {});
 
     void Append(Outbox &&other);
 
@@ -38,7 +48,7 @@ public:
     {
         return m_progress;
     }
-    const std::vector<UID> &RunsToEnd() const
+    const std::vector<RunsToEnd> &EndedRuns() const
     {
         return m_runsToEnd;
     }
@@ -46,7 +56,7 @@ public:
 private:
     std::vector<Outgoing> m_messages;
     std::vector<UID> m_progress;
-    std::vector<UID> m_runsToEnd;
+    std::vector<RunsToEnd> m_runsToEnd;
 };
 
 } // namespace master

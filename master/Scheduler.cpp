@@ -95,7 +95,7 @@ void Scheduler::RecordTask(JobState &state, TaskState &task, int exitCode, Outbo
         ++state.tasksFailed;
         ostrel::LogWarning("task " + std::to_string(task.index) + " of job " + state.id.ToString() +
                            " failed " + std::to_string(task.failures) + " times; see " +
-                           m_logs.FileOf(state.id, task.index).Text());
+                           m_logs.FileOf(state.id, LogNumber(state, task)).Text());
     }
     m_store.Tasks().Save(state, task);
     if (state.tasksDone + state.tasksFailed == state.tasksTotal)
@@ -146,7 +146,7 @@ Scheduler::Planned Scheduler::PlanTask(JobState &state, const TaskState &queued,
     ++task.tries;
     m_store.Tasks().Save(state, task);
     if (task.index == state.nextTask)
-        ++state.nextTask;
+        state.nextTask = m_store.Tasks().FindUntouched(state, state.nextTask);
     ChangeStatus(state, JobStatus::Running, outbox);
     m_store.SaveState(state);
 
@@ -155,7 +155,8 @@ Scheduler::Planned Scheduler::PlanTask(JobState &state, const TaskState &queued,
     planned.task = task.index;
     planned.command.run = ++m_lastRun;
     planned.command.folder = m_logs.FolderOf(state.id);
-    planned.command.log = m_logs.FileOf(state.id, task.index);
+    planned.log = LogNumber(state, task);
+    planned.command.log = m_logs.FileOf(state.id, planned.log);
     const std::shared_ptr<const JobCache::Entry> entry = m_cache.GetCut(state.id);
     if (task.index < entry->packets.size())
         AddRenderCommand(*entry, planned);
@@ -182,7 +183,7 @@ void Scheduler::Start(const std::vector<Planned> &planned, const CommandRunner::
             continue;
         ostrel::LogWarning("cannot start task " + std::to_string(one.task) + " of job " +
                            one.job.ToString() + ": " + reason);
-        m_logs.Write(one.job, one.task, "corvan-master: cannot start: " + reason + "\n");
+        m_logs.Write(one.job, one.log, "corvan-master: cannot start: " + reason + "\n");
         failed.push_back({one.command.run, k_could_not_start});
     }
 }
@@ -202,15 +203,20 @@ bool Scheduler::StartOne(const Planned &planned, const CommandRunner::Finished &
     return m_runner.Start(planned.command, finished, reason);
 }
 
-void Scheduler::EndRuns(const UID &job)
+void Scheduler::EndRuns(const RunsToEnd &runs)
 {
     _CallEntry call("Scheduler::EndRuns", __FILE__, __LINE__);
 
     assert(m_thread.IsCurrent());
     for (auto &[number, run] : m_runs)
     {
-        if (!(run.job == job) || run.isEnding)
+        if (!(run.job == runs.job) || run.isEnding)
             continue;
+        if (const auto kept = runs.kept.find(run.task); kept != runs.kept.end())
+        {
+            run.task = kept->second;
+            continue;
+        }
         run.isEnding = true;
         m_runner.End(number);
     }

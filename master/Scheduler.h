@@ -47,6 +47,7 @@ public:
     {
         UID job;
         unsigned task = 0;
+        std::int64_t log = 0; ///< Number of its log file.
         Command command;
         std::vector<Path> outputs; ///< What it writes first, of each image format.
         String reason;             ///< Why it cannot be started; empty where it can.
@@ -59,9 +60,9 @@ public:
     void Start(const std::vector<Planned> &planned, const CommandRunner::Finished &finished,
                std::vector<RunResult> &failed);
 
-    /// Ends the commands of a job. Nothing more of it is started before they are gone, so that two
+    /// Ends commands of a job. Nothing more of it is started before they are gone, so that two
     /// never write the same file; how they end does not count.
-    void EndRuns(const UID &job);
+    void EndRuns(const RunsToEnd &runs);
     void EndAllRuns();
 
     bool HasRuns() const

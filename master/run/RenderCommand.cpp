@@ -15,6 +15,15 @@ namespace master
 
 using analysis::FramePattern;
 
+analysis::Renumbering RenumberingOf(const Job &job, int firstFrame)
+{
+    analysis::ExpansionInput input;
+    job.GetParameter(corvan::p_SequenceBy, input.sequenceBy);
+    job.GetParameter(corvan::p_RenumberStart, input.renumberStart);
+    job.GetParameter(corvan::p_RenumberBy, input.renumberBy);
+    return analysis::ReadRenumbering(input, firstFrame);
+}
+
 namespace
 {
 
@@ -27,15 +36,6 @@ std::vector<String> LocalFormats(const Job &job)
     while (const std::optional<String> format = tokens.GetNext())
         formats.push_back(Path(*format).TranslateToLocal().Text());
     return formats;
-}
-
-analysis::Renumbering RenumberingOf(const Job &job, int firstFrame)
-{
-    analysis::ExpansionInput input;
-    job.GetParameter(corvan::p_SequenceBy, input.sequenceBy);
-    job.GetParameter(corvan::p_RenumberStart, input.renumberStart);
-    job.GetParameter(corvan::p_RenumberBy, input.renumberBy);
-    return analysis::ReadRenumbering(input, firstFrame);
 }
 
 // The packet's first file in each of the formats.

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "analysis/Expansion.h"
 #include "corvan/Job.h"
 #include "master/Packets.h"
 #include "ostrel/Path.h"
@@ -37,6 +38,9 @@ struct RenderCommand
 /// pattern, a file whose number does not fit 32 bits, and a command without a program.
 std::optional<RenderCommand> BuildRenderCommand(const Job &job, const Packet &packet,
                                                 int firstFrame, String *reason);
+
+/// How the job numbers its files; its first frame is `firstFrame`.
+analysis::Renumbering RenumberingOf(const Job &job, int firstFrame);
 
 /// Makes the folders that the files are to be in, where they are missing. False, with the reason,
 /// where one cannot be made.

@@ -32,11 +32,11 @@ Path TaskLogs::FolderOf(const UID &job) const
     return m_folder / job.ToString();
 }
 
-Path TaskLogs::FileOf(const UID &job, unsigned task) const
+Path TaskLogs::FileOf(const UID &job, std::int64_t log) const
 {
     _CallEntry call("TaskLogs::FileOf", __FILE__, __LINE__);
 
-    return FolderOf(job) / (std::to_string(task) + ".log");
+    return FolderOf(job) / (std::to_string(log) + ".log");
 }
 
 bool TaskLogs::MakeFolder(const UID &job, String *reason) const
@@ -50,23 +50,23 @@ bool TaskLogs::MakeFolder(const UID &job, String *reason) const
     return !error;
 }
 
-void TaskLogs::Write(const UID &job, unsigned task, std::string_view text) const
+void TaskLogs::Write(const UID &job, std::int64_t log, std::string_view text) const
 {
     _CallEntry call("TaskLogs::Write", __FILE__, __LINE__);
 
     String reason;
     MakeFolder(job, &reason);
-    std::ofstream file(FileOf(job, task).Text(), std::ios::binary | std::ios::trunc);
+    std::ofstream file(FileOf(job, log).Text(), std::ios::binary | std::ios::trunc);
     file << text;
     if (!file.flush())
-        ostrel::LogError("cannot write " + FileOf(job, task).Text());
+        ostrel::LogError("cannot write " + FileOf(job, log).Text());
 }
 
-String TaskLogs::ReadTail(const UID &job, unsigned task) const
+String TaskLogs::ReadTail(const UID &job, std::int64_t log) const
 {
     _CallEntry call("TaskLogs::ReadTail", __FILE__, __LINE__);
 
-    std::ifstream file(FileOf(job, task).Text(), std::ios::binary | std::ios::ate);
+    std::ifstream file(FileOf(job, log).Text(), std::ios::binary | std::ios::ate);
     if (!file)
         return {};
 

@@ -20,7 +20,8 @@ namespace
 {
 
 constexpr const char *k_state_columns =
-    "id, number, created, status, priority, tasks_total, tasks_done, tasks_failed, next_task";
+    "id, number, created, status, priority, tasks_total, tasks_done, tasks_failed, next_task,"
+    " log_base";
 
 JobState ReadState(SQLite::Statement &row)
 {
@@ -34,6 +35,7 @@ JobState ReadState(SQLite::Statement &row)
     state.tasksDone = row.getColumn(6).getUInt();
     state.tasksFailed = row.getColumn(7).getUInt();
     state.nextTask = row.getColumn(8).getUInt();
+    state.logBase = row.getColumn(9).getInt64();
     return state;
 }
 
@@ -45,6 +47,11 @@ bool IsStateParameter(const String &name)
 }
 
 } // namespace
+
+std::int64_t LogNumber(const JobState &state, const TaskState &task)
+{
+    return task.log < 0 ? state.logBase + task.index : task.log;
+}
 
 JobStore::JobStore(const Path &file)
 {
@@ -187,14 +194,15 @@ void JobStore::SaveState(const JobState &state)
         {
             const Query update = m_database->Prepared(
                 "UPDATE jobs SET status = ?, priority = ?, tasks_total = ?, tasks_done = ?,"
-                " tasks_failed = ?, next_task = ? WHERE number = ?");
+                " tasks_failed = ?, next_task = ?, log_base = ? WHERE number = ?");
             update->bind(1, int(state.status));
             update->bind(2, state.priority);
             update->bind(3, state.tasksTotal);
             update->bind(4, state.tasksDone);
             update->bind(5, state.tasksFailed);
             update->bind(6, state.nextTask);
-            update->bind(7, state.number);
+            update->bind(7, state.logBase);
+            update->bind(8, state.number);
             update->exec();
         });
 }

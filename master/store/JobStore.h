@@ -35,9 +35,12 @@ struct JobState
     unsigned tasksTotal = 0;
     unsigned tasksDone = 0;
     unsigned tasksFailed = 0;
-    unsigned nextTask =
-        0; ///< The first task that was never started; the later ones were not either.
+    unsigned nextTask = 0;    ///< The first task that has no record in `TaskStore`.
+    std::int64_t logBase = 0; ///< Of the numbers of the log files; those below it are taken.
 };
+
+/// Number of a task's log file.
+std::int64_t LogNumber(const JobState &state, const TaskState &task);
 
 /// The jobs and their tasks on disk: the only place where they are.
 ///

@@ -12,7 +12,8 @@ namespace
 {
 
 // What nobody has touched yet has no row in `tasks`: a job of 200,000 packets is one row in `jobs`
-// until it runs, and to run it again forgets its rows. `next_task` is the first task without one.
+// until it runs, and to run it again forgets its rows. `next_task` is the first task without one;
+// later ones have some where the job was cut anew.
 constexpr const char *k_migrations[] = {
     R"(
     CREATE TABLE master(id TEXT NOT NULL);
@@ -47,6 +48,11 @@ constexpr const char *k_migrations[] = {
         PRIMARY KEY(job, task)) WITHOUT ROWID;
     CREATE INDEX tasks_queued ON tasks(job, task) WHERE status = 0;
     CREATE INDEX tasks_running ON tasks(job, task) WHERE status = 1;
+    )",
+    // A job that is cut anew numbers its tasks anew; what they have printed stays in its files.
+    R"(
+    ALTER TABLE jobs ADD COLUMN log_base INTEGER NOT NULL DEFAULT 0;
+    ALTER TABLE tasks ADD COLUMN log INTEGER NOT NULL DEFAULT -1;
     )",
 };
 

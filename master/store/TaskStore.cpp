@@ -22,6 +22,7 @@ TaskState ReadTask(SQLite::Statement &row)
     task.tries = row.getColumn(2).getUInt();
     task.failures = row.getColumn(3).getUInt();
     task.exitCode = row.getColumn(4).getInt();
+    task.log = row.getColumn(5).getInt64();
     return task;
 }
 
@@ -40,9 +41,9 @@ std::optional<TaskState> TaskStore::FindNext(const JobState &state)
     return m_database.Guarded(
         [&]() -> std::optional<TaskState>
         {
-            const Query select =
-                m_database.Prepared("SELECT task, status, tries, failures, exit_code FROM tasks"
-                                    " WHERE job = ? AND status = 0 ORDER BY task LIMIT 1");
+            const Query select = m_database.Prepared(
+                "SELECT task, status, tries, failures, exit_code, log FROM tasks"
+                " WHERE job = ? AND status = 0 ORDER BY task LIMIT 1");
             select->bind(1, state.number);
             if (select->executeStep())
                 return ReadTask(*select);
@@ -60,9 +61,9 @@ std::optional<TaskState> TaskStore::Find(const JobState &state, unsigned index)
     return m_database.Guarded(
         [&]() -> std::optional<TaskState>
         {
-            const Query select =
-                m_database.Prepared("SELECT task, status, tries, failures, exit_code FROM tasks"
-                                    " WHERE job = ? AND task = ?");
+            const Query select = m_database.Prepared(
+                "SELECT task, status, tries, failures, exit_code, log FROM tasks"
+                " WHERE job = ? AND task = ?");
             select->bind(1, state.number);
             select->bind(2, index);
             if (!select->executeStep())
@@ -80,13 +81,48 @@ std::vector<TaskState> TaskStore::List(const JobState &state)
         [&]
         {
             std::vector<TaskState> tasks;
-            const Query select =
-                m_database.Prepared("SELECT task, status, tries, failures, exit_code FROM tasks"
-                                    " WHERE job = ? ORDER BY task");
+            const Query select = m_database.Prepared(
+                "SELECT task, status, tries, failures, exit_code, log FROM tasks"
+                " WHERE job = ? ORDER BY task");
             select->bind(1, state.number);
             while (select->executeStep())
                 tasks.push_back(ReadTask(*select));
             return tasks;
+        });
+}
+
+bool TaskStore::HasAny(const JobState &state)
+{
+    _CallEntry call("TaskStore::HasAny", __FILE__, __LINE__);
+
+    assert(m_thread.IsCurrent());
+    return m_database.Guarded(
+        [&]
+        {
+            const Query select =
+                m_database.Prepared("SELECT EXISTS (SELECT 1 FROM tasks WHERE job = ?)");
+            select->bind(1, state.number);
+            select->executeStep();
+            return select->getColumn(0).getInt() != 0;
+        });
+}
+
+unsigned TaskStore::FindUntouched(const JobState &state, unsigned from)
+{
+    _CallEntry call("TaskStore::FindUntouched", __FILE__, __LINE__);
+
+    assert(m_thread.IsCurrent());
+    return m_database.Guarded(
+        [&]
+        {
+            const Query select = m_database.Prepared(
+                "SELECT task FROM tasks WHERE job = ? AND task >= ? ORDER BY task");
+            select->bind(1, state.number);
+            select->bind(2, from);
+            unsigned untouched = from;
+            while (select->executeStep() && select->getColumn(0).getUInt() == untouched)
+                ++untouched;
+            return untouched;
         });
 }
 
@@ -99,16 +135,28 @@ void TaskStore::Save(const JobState &state, const TaskState &task)
         [&]
         {
             const Query put = m_database.Prepared(
-                "INSERT OR REPLACE INTO tasks(job, task, status, tries, failures, exit_code)"
-                " VALUES(?,?,?,?,?,?)");
+                "INSERT OR REPLACE INTO tasks(job, task, status, tries, failures, exit_code, log)"
+                " VALUES(?,?,?,?,?,?,?)");
             put->bind(1, state.number);
             put->bind(2, task.index);
             put->bind(3, int(task.status));
             put->bind(4, task.tries);
             put->bind(5, task.failures);
             put->bind(6, task.exitCode);
+            put->bind(7, task.log);
             put->exec();
         });
+}
+
+void TaskStore::Replace(const JobState &state, const std::vector<TaskState> &tasks)
+{
+    _CallEntry call("TaskStore::Replace", __FILE__, __LINE__);
+
+    if (List(state) == tasks)
+        return;
+    Forget(state);
+    for (const TaskState &task : tasks)
+        Save(state, task);
 }
 
 void TaskStore::Forget(const JobState &state)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <vector>
 
@@ -15,7 +16,8 @@ using ostrel::LoopThread;
 class StoreDatabase;
 struct JobState;
 
-/// A task that was started once. One that was not has no record and is queued.
+/// A task that was started once, or that has nothing left to render. Any other has no record and is
+/// queued.
 struct TaskState
 {
     unsigned index = 0;
@@ -23,6 +25,9 @@ struct TaskState
     unsigned tries = 0;    ///< How often it was started.
     unsigned failures = 0; ///< How often its command failed.
     int exitCode = 0;      ///< Of the last try that ended by itself.
+    std::int64_t log = -1; ///< Number of its log file; negative for `JobState::logBase` + `index`.
+
+    friend bool operator==(const TaskState &, const TaskState &) = default;
 };
 
 /// The tasks of the jobs, in the job store's database: changes belong to the store's turns.
@@ -37,9 +42,14 @@ public:
     /// The first task of the job that is to be started (again).
     std::optional<TaskState> FindNext(const JobState &state);
     std::optional<TaskState> Find(const JobState &state, unsigned index);
-    /// All that were started once, in ascending order.
+    /// All that have a record, in ascending order.
     std::vector<TaskState> List(const JobState &state);
+    bool HasAny(const JobState &state);
+    /// The first number from `from` on that no task with a record has.
+    unsigned FindUntouched(const JobState &state, unsigned from);
     void Save(const JobState &state, const TaskState &task);
+    /// These are all records of the job.
+    void Replace(const JobState &state, const std::vector<TaskState> &tasks);
     /// Nothing of the job was started any more.
     void Forget(const JobState &state);
     /// The job's running tasks get another status.

@@ -2,6 +2,7 @@
 
 #include <boost/make_shared.hpp>
 
+#include "corvan/JobFactory.h"
 #include "corvan/Limits.h"
 #include "corvan/messages.pb.h"
 #include "tests/master/StoreFixture.h"
@@ -18,6 +19,7 @@ using ostrel::String;
 using ostrel::UID;
 
 using Texts = std::vector<std::string>;
+using Runs = std::vector<master::RunsToEnd>;
 
 namespace
 {
@@ -40,6 +42,30 @@ protected:
         message.name = name;
         message.value = value;
         return Handle(1, message);
+    }
+
+    Outbox SetAll(const UID &job, const TestParameters &wishes)
+    {
+        corvan::JobParametersMsg message;
+        message.job = job;
+        message.parameters.assign(wishes.begin(), wishes.end());
+        return Handle(1, message);
+    }
+
+    // What the first tasks of a job have printed.
+    Texts LogsOf(const UID &job, unsigned count)
+    {
+        Texts logs;
+        for (unsigned task = 0; task < count; ++task)
+        {
+            corvan::GetTaskLogMsg ask;
+            ask.job = job;
+            ask.task = task;
+            const Outbox outbox = Handle(1, ask);
+            const auto *log = AnswerOf<corvan::TaskLogMsg>(outbox);
+            logs.push_back(log ? log->text : String("(none)"));
+        }
+        return logs;
     }
 
     Outbox Submit(const boost::shared_ptr<corvan::Job> &job)
@@ -301,9 +327,9 @@ TEST_F(DispatcherTest, ChangesAParameterAndTellsIt)
 {
     const UID job = NewJob({{"Range", "1-3"}, {"Name", "old"}});
     const std::pair<const char *, const char *> changes[] = {
-        {"Name", "new"},     {"Name", "new"},         {"CustomRange", "5"},
-        {"UserRange", "6"},  {"ImageFormat", "x.%d"}, {"Whatever", ""},
-        {"Priority", "100"}, {"Range", "1-3"},        {"Note", "two\nlines"},
+        {"Name", "new"},     {"Name", "new"},          {"CustomRange", "5"},
+        {"UserRange", "6"},  {"ImageFormat", "/x.%d"}, {"Whatever", ""},
+        {"Priority", "100"}, {"Range", "1-3"},         {"Note", "two\nlines"},
     };
     for (const auto &[name, value] : changes)
     {
@@ -356,8 +382,8 @@ TEST_F(DispatcherTest, CutsARunningJobAnew)
     StartTasks(job);
     const Outbox outbox = Set(job, "PacketSize", "5");
     EXPECT_EQ(News(outbox),
-              (Texts{"PacketSize=5", "TasksTotal=2", "Status=0", "TasksDone=0", "TasksFailed=0"}));
-    EXPECT_EQ(outbox.RunsToEnd(), std::vector{job});
+              (Texts{"PacketSize=5", "TasksTotal=2", "TasksDone=0", "TasksFailed=0", "Status=0"}));
+    EXPECT_EQ(outbox.EndedRuns(), (Runs{{job, {}}}));
     EXPECT_EQ(State(job).status, JobStatus::Queued);
     EXPECT_EQ(StatusesOf(Ask<corvan::GetTasksMsg>(job)),
               (std::vector{JobStatus::Queued, JobStatus::Queued}));
@@ -367,20 +393,219 @@ TEST_F(DispatcherTest, DoesNotCutAnewForTheSameRange)
 {
     const UID job = NewJob({{"Range", "1-3"}});
     StartTasks(job);
-    EXPECT_EQ(Set(job, "Range", "1-3").RunsToEnd(), std::vector<UID>{});
-    EXPECT_EQ(Set(job, "PacketSize", "1").RunsToEnd(), std::vector<UID>{});
+    EXPECT_EQ(Set(job, "Range", "1-3").EndedRuns(), Runs{});
+    EXPECT_EQ(Set(job, "PacketSize", "1").EndedRuns(), Runs{});
     EXPECT_EQ(State(job).tasksDone, 1u);
 }
 
-TEST_F(DispatcherTest, LeavesAJobThatIsOverOverWhenItIsCutAnew)
+TEST_F(DispatcherTest, QueuesTheNewPacketsOfAFinishedJobAndKeepsTheOldOnes)
 {
-    const UID job = NewJob({{"Range", "1-3"}});
+    const UID job = NewJob({{"Range", "5-6"}});
     JobState state = State(job);
-    state.status = JobStatus::Done;
-    InTurn([&](Outbox &) { m_store.SaveState(state); });
-    Set(job, "Range", "5-6");
-    EXPECT_EQ(State(job).status, JobStatus::Done);
-    EXPECT_EQ(State(job).tasksTotal, 2u);
+    state.status = JobStatus::Failed;
+    state.nextTask = 2;
+    state.tasksDone = 1;
+    state.tasksFailed = 1;
+    InTurn(
+        [&](Outbox &)
+        {
+            m_store.Tasks().Save(state, {.index = 0, .status = JobStatus::Done, .tries = 2});
+            m_store.Tasks().Save(
+                state, {.index = 1, .status = JobStatus::Failed, .tries = 3, .exitCode = 9});
+            m_store.SaveState(state);
+        });
+    m_logs.Write(job, 0, "five\n");
+    m_logs.Write(job, 1, "six\n");
+
+    const Outbox outbox = Set(job, "Range", "4-7");
+    EXPECT_EQ(News(outbox),
+              (Texts{"Range=4-7", "TasksTotal=4", "TasksDone=1", "TasksFailed=1", "Status=0"}));
+    EXPECT_EQ(
+        StatusesOf(Ask<corvan::GetTasksMsg>(job)),
+        (std::vector{JobStatus::Queued, JobStatus::Done, JobStatus::Failed, JobStatus::Queued}));
+    const auto tasks = m_store.Tasks().List(State(job));
+    ASSERT_EQ(tasks.size(), 2u);
+    EXPECT_EQ(tasks[0].tries, 2u);
+    EXPECT_EQ(tasks[1].exitCode, 9);
+    EXPECT_EQ(LogsOf(job, 4), (Texts{"", "five\n", "six\n", ""}));
+    EXPECT_EQ(State(job).nextTask, 0u);
+}
+
+TEST_F(DispatcherTest, AJobWhoseRangeKeepsOnlyWhatIsOverIsOver)
+{
+    for (const char *status : {"1", "4"})
+    {
+        const UID job = NewJob({{"Range", "1-3"}});
+        StartTasks(job);
+        Set(job, "Status", status);
+        const Outbox outbox = Set(job, "Range", "1");
+        EXPECT_EQ(News(outbox),
+                  (Texts{"Range=1", "TasksTotal=1", "TasksDone=1", "TasksFailed=0", "Status=2"}));
+        EXPECT_EQ(outbox.EndedRuns(), (Runs{{job, {}}})) << "the second task is in it no more";
+    }
+}
+
+TEST_F(DispatcherTest, LeavesACancelledJobCancelledAndAPausedOnePaused)
+{
+    for (const char *status : {"4", "5"})
+    {
+        const UID job = NewJob({{"Range", "1-3"}});
+        StartTasks(job);
+        Set(job, "Status", status);
+        Set(job, "Range", "1-9");
+        EXPECT_EQ(std::to_string(int(State(job).status)), status);
+        EXPECT_EQ(State(job).tasksTotal, 9u);
+        EXPECT_EQ(State(job).tasksDone, 1u);
+    }
+}
+
+TEST_F(DispatcherTest, ARunningPacketThatIsInBothCutsGoesOn)
+{
+    const UID job = NewJob({{"Range", "11-13"}});
+    StartTasks(job);
+    const Outbox outbox = Set(job, "Range", "9-13");
+    EXPECT_EQ(outbox.EndedRuns(), (Runs{{job, {{1, 3}}}}));
+    EXPECT_EQ(State(job).status, JobStatus::Running);
+    EXPECT_EQ(StatusesOf(Ask<corvan::GetTasksMsg>(job)),
+              (std::vector{JobStatus::Queued, JobStatus::Queued, JobStatus::Done,
+                           JobStatus::Running, JobStatus::Queued}));
+}
+
+TEST_F(DispatcherTest, NothingIsKeptOfAJobThatNumbersItsFilesFromAnotherFrame)
+{
+    const UID job =
+        NewJob({{"Range", "11-13"}, {"RenumberStart", "1"}, {"ImageFormat", "/r/a.%d"}});
+    StartTasks(job);
+    Set(job, "Range", "11-15");
+    EXPECT_EQ(State(job).tasksDone, 1u) << "the first frame is the same";
+    Set(job, "Range", "9-15");
+    EXPECT_EQ(State(job).tasksDone, 0u);
+    EXPECT_EQ(State(job).status, JobStatus::Queued);
+}
+
+TEST_F(DispatcherTest, TheLogsOfAJobThatIsCutTwiceStayWithTheirFrames)
+{
+    const UID job = NewJob({{"Range", "5-6"}});
+    StartTasks(job);
+    m_logs.Write(job, 0, "five\n");
+    m_logs.Write(job, 1, "six\n");
+    Set(job, "Range", "4-7");
+    const auto first = master::LogNumber(State(job), {.index = 0});
+    m_logs.Write(job, first, "four\n");
+    InTurn(
+        [&](Outbox &)
+        { m_store.Tasks().Save(State(job), {.index = 0, .status = JobStatus::Done, .tries = 1}); });
+    Set(job, "Range", "3-6");
+    EXPECT_EQ(LogsOf(job, 4), (Texts{"", "four\n", "five\n", "six\n"}));
+}
+
+TEST_F(DispatcherTest, ChangesSeveralParametersTogether)
+{
+    const UID job = NewJob({{"Range", "1-3"}, {"Name", "old"}});
+    const Outbox outbox = SetAll(job, {{"Name", "new"}, {"Range", "1-4"}, {"Priority", "80"}});
+    EXPECT_TRUE(AnswerOf<AcceptedMsg>(outbox));
+    EXPECT_EQ(News(outbox), (Texts{"Name=new", "Range=1-4", "Priority=80", "TasksTotal=4",
+                                   "TasksDone=0", "TasksFailed=0"}));
+    m_cache.Clear();
+    String reason;
+    const auto whole = m_cache.Whole(State(job), &reason);
+    EXPECT_EQ(whole->Name(), "new");
+    EXPECT_EQ(whole->ParameterText("Range", false), "1-4");
+    EXPECT_EQ(whole->ParameterText("Priority", false), "80");
+
+    EXPECT_EQ(News(SetAll(job, {{"Range", "1-2"}, {"Status", "4"}})),
+              (Texts{"Range=1-2", "Status=4", "TasksTotal=2", "TasksDone=0", "TasksFailed=0"}));
+}
+
+TEST_F(DispatcherTest, ChangesAllOfSeveralParametersOrNone)
+{
+    const UID job = NewJob({{"Range", "1-3"}, {"Name", "old"}});
+    StartTasks(job);
+    const struct
+    {
+        TestParameters wishes;
+        const char *reason;
+    } cases[] = {
+        {{{"Name", "new"}, {"Range", "5"}, {"PacketSize", "0"}},
+         "JobParameters PacketSize: PacketSize: \"0\" is not a whole number"},
+        {{{"Name", "new"}, {"Range", "5"}, {"Status", "2"}},
+         "JobParameters Status: a job is done or failed by its tasks alone"},
+        {{{"Status", "5"}, {"Range", "5"}, {"status", "5"}},
+         "JobParameters status: status: the parameter is called Status"},
+        {{{"Status", "5"}, {"Range", ""}}, "JobParameters: the range names no frame"},
+        {{{"Range", "1-9"}, {"ImageFormat", "a.%d"}},
+         "JobParameters ImageFormat: ImageFormat: \"a.%d\" is no full path"},
+        {{{"Name", "new"}, {"TasksDone", "3"}},
+         "JobParameters TasksDone: the Master alone sets it"},
+    };
+    String reason;
+    const auto before = m_cache.Whole(State(job), &reason)->Parameters();
+    for (const auto &[wishes, why] : cases)
+    {
+        const Outbox outbox = SetAll(job, wishes);
+        EXPECT_TRUE(ReasonOf(outbox).starts_with(why)) << ReasonOf(outbox);
+        EXPECT_EQ(outbox.Messages().size(), 1u);
+        EXPECT_EQ(outbox.EndedRuns(), Runs{});
+        m_cache.Clear();
+        EXPECT_EQ(m_cache.Whole(State(job), &reason)->Parameters(), before) << why;
+        EXPECT_EQ(m_store.Tasks().List(State(job)).size(), 2u);
+    }
+}
+
+TEST_F(DispatcherTest, HoldsANewJobToWhatItHoldsAChangeTo)
+{
+    const struct
+    {
+        const char *name;
+        const char *value;
+        const char *reason;
+    } cases[] = {
+        {"status", "4", "status: the parameter is called Status"},
+        {"ID", "7", "ID: the identifier of a job cannot be set"},
+        {"ImageFormat", "", "ImageFormat: there is no pattern in it"},
+        {"ImageFormat", "a.%d", "is no full path"},
+        {"ImageFormat", "/a.####", "it has no place for a frame number"},
+    };
+    const UID present = NewJob({{"Range", "1"}});
+    for (const auto &[name, value, reason] : cases)
+    {
+        const auto job = MakeTestJob({{"Range", "1"}, {name, value}, {"Status", "4"}});
+        EXPECT_NE(ReasonOf(Submit(job)).find(reason), std::string::npos) << ReasonOf(Submit(job));
+        EXPECT_NE(ReasonOf(Set(present, name, value)).find(reason), std::string::npos);
+    }
+}
+
+TEST_F(DispatcherTest, AJobKeepsAValueThatNobodyWouldBeLetSet)
+{
+    const auto job = MakeTestJob({{"Range", "1"}, {"ImageFormat", "a.%d"}});
+    Add(*job);
+    EXPECT_TRUE(AnswerOf<AcceptedMsg>(Set(job->ID(), "ImageFormat", "a.%d")));
+    EXPECT_TRUE(AnswerOf<RefusedMsg>(Set(job->ID(), "ImageFormat", "b.%d")));
+}
+
+TEST_F(DispatcherTest, AJobThatWaitsMayLackWhatItNeedsButDoesNotBegin)
+{
+    const auto job = corvan::JobFactory::s_JobFactory.CreateJob(k_ShellType);
+    job->SetID(UID(true));
+    job->SetParameter("Range", "1-3");
+    job->SetParameter("Status", "4");
+    EXPECT_TRUE(AnswerOf<AcceptedMsg>(Submit(job)));
+    EXPECT_NE(ReasonOf(Set(job->ID(), "Status", "0")).find("nothing is known of {Script}"),
+              std::string::npos);
+    EXPECT_TRUE(AnswerOf<AcceptedMsg>(Set(job->ID(), "Extra", "1")));
+    EXPECT_EQ(State(job->ID()).status, JobStatus::Paused);
+
+    EXPECT_TRUE(AnswerOf<AcceptedMsg>(SetAll(job->ID(), {{"Status", "0"}, {"Script", "exit 0"}})));
+    EXPECT_EQ(State(job->ID()).status, JobStatus::Queued);
+}
+
+TEST_F(DispatcherTest, WhereARequeueComesFromDoesNotChange)
+{
+    const UID origin = NewJob({{"Range", "1"}});
+    const UID job = NewJob({{"Range", "1"}, {"RequeueOf", origin.ToString()}});
+    EXPECT_TRUE(AnswerOf<AcceptedMsg>(Set(job, "RequeueOf", origin.ToString())));
+    EXPECT_TRUE(AnswerOf<RefusedMsg>(Set(job, "RequeueOf", job.ToString())));
+    EXPECT_TRUE(AnswerOf<RefusedMsg>(Set(origin, "RequeueOf", job.ToString())));
 }
 
 TEST_F(DispatcherTest, CancelsAndRunsAgain)
@@ -389,7 +614,7 @@ TEST_F(DispatcherTest, CancelsAndRunsAgain)
     StartTasks(job);
     const Outbox cancel = Set(job, "Status", "5");
     EXPECT_EQ(News(cancel), Texts{"Status=5"});
-    EXPECT_EQ(cancel.RunsToEnd(), std::vector{job});
+    EXPECT_EQ(cancel.EndedRuns(), (Runs{{job, {}}}));
     EXPECT_EQ(StatusesOf(Ask<corvan::GetTasksMsg>(job)),
               (std::vector{JobStatus::Done, JobStatus::Cancelled, JobStatus::Cancelled}));
 
@@ -406,7 +631,7 @@ TEST_F(DispatcherTest, PausesAndResumes)
     EXPECT_EQ(News(Set(job, "Status", "1")), Texts{"Status=0"});
     StartTasks(job);
     const Outbox pause = Set(job, "Status", "4");
-    EXPECT_EQ(pause.RunsToEnd(), std::vector<UID>{});
+    EXPECT_EQ(pause.EndedRuns(), Runs{});
     EXPECT_EQ(News(Set(job, "Status", "0")), Texts{"Status=1"});
     EXPECT_EQ(State(job).tasksDone, 1u);
 }

@@ -155,13 +155,41 @@ TEST_F(SchedulerTest, RendersTheRestOfAJobThatHasAFailedTask)
     EXPECT_EQ(State(job.id).tasksFailed, 1u);
 }
 
+TEST_F(SchedulerTest, StartsEachTaskOnceWhereLaterOnesHaveBegunAlready)
+{
+    m_runner.slots = 9;
+    const JobState job = Add(*MakeTestJob({{"Range", "1-6"}}));
+    InTurn(
+        [&](Outbox &)
+        {
+            for (const unsigned done : {1u, 2u, 4u})
+                m_store.Tasks().Save(
+                    job, {.index = done, .status = JobStatus::Done, .tries = 1, .log = 40 + done});
+        });
+    FillSlots();
+    EXPECT_EQ(StartedFrames(), (Texts{"1-1", "4-4", "6-6"}));
+    EXPECT_EQ(State(job.id).nextTask, 6u);
+}
+
+TEST_F(SchedulerTest, CommandsThatGoOnAreNotedUnderTheirNewNumbers)
+{
+    m_runner.slots = 3;
+    const JobState job = Add(*MakeTestJob({{"Range", "1-3"}}));
+    FillSlots();
+    m_scheduler.EndRuns({job.id, {{0, 2}, {2, 0}}});
+    EXPECT_EQ(m_runner.ended, std::vector{2});
+    Finish(1, 0);
+    EXPECT_EQ(m_store.Tasks().Find(job, 2)->status, JobStatus::Done);
+    EXPECT_EQ(m_store.Tasks().Find(job, 0)->status, JobStatus::Running);
+}
+
 TEST_F(SchedulerTest, StartsNothingOfAJobWhoseCommandsAreStillEnding)
 {
     m_runner.slots = 2;
     const JobState job = Add(*MakeTestJob({{"Range", "1"}}));
     FillSlots();
-    m_scheduler.EndRuns(job.id);
-    m_scheduler.EndRuns(job.id);
+    m_scheduler.EndRuns({job.id, {}});
+    m_scheduler.EndRuns({job.id, {}});
     EXPECT_EQ(m_runner.ended, std::vector{1});
     // Run again while the old command is still there.
     InTurn(

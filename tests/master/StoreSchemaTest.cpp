@@ -63,3 +63,14 @@ TEST(StoreSchema, IsUnchangedByAStepThatFails)
     EXPECT_EQ(Version(database), 1);
     EXPECT_FALSE(database.tableExists("b"));
 }
+
+TEST(StoreSchema, TasksOfTheFirstVersionKeepTheLogsOfTheirNumbers)
+{
+    SQLite::Database database = InMemory();
+    MigrateStore(database, master::StoreMigrations().first(1));
+    database.exec("INSERT INTO jobs VALUES(1, 'a', 'b', 0, 2, 50, 3, 3, 0, 3);"
+                  "INSERT INTO tasks VALUES(1, 2, 2, 1, 0, 0)");
+    MigrateStore(database, master::StoreMigrations());
+    EXPECT_EQ(database.execAndGet("SELECT log_base FROM jobs").getInt(), 0);
+    EXPECT_LT(database.execAndGet("SELECT log FROM tasks").getInt(), 0);
+}
