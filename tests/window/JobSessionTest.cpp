@@ -1,5 +1,8 @@
 // The program's start, its options folders, and what it does as messages come.
 
+#include <boost/weak_ptr.hpp>
+#include <filesystem>
+
 #include <wx/infobar.h>
 #include <wx/sysopt.h>
 
@@ -8,6 +11,7 @@
 #include "corvan/JobFactory.h"
 #include "ostrel/File.h"
 #include "ostrel/Folders.h"
+#include "ostrel/LibStatic.h"
 #include "tests/support/NativeDialog.h"
 #include "tests/window/OrdwickFixture.h"
 
@@ -71,6 +75,108 @@ TEST_F(JobSession, CopiesTheSectionsOfTheJobTypesFromTheSharedOptions)
     EXPECT_TRUE(wxGetApp().Options().GetValue(types.front().ToString(), "Shown", false));
     EXPECT_FALSE(wxGetApp().Options().HasSection("Other"));
     EXPECT_FALSE(wxGetApp().Options().WriteOnChange());
+}
+
+TEST_F(JobSession, WhatIsCopiedFromTheSharedOptionsIsNotWrittenIntoTheUsersFile)
+{
+    const std::string type = "6d396773-6d80-4f82-823f-fbc6c1cca52f";
+    m_folder.MakeFile("home/XDG_CONFIG_HOME/CorvanGui/CorvanGui.ini",
+                      "[" + type + "]\nCommand.1.Label = Compare\nCommand.1.1 = true\n");
+    WriteOptions("[" + type + "]\nCommand.1.Label = Mine\n");
+    Start();
+    OptionsFile &options = wxGetApp().Options();
+    EXPECT_EQ(options.FindText(type, "Command.1.Label"), "Compare");
+    EXPECT_EQ(options.FindText(type, "Command.1.1"), "true");
+    options.WriteOut();
+    EXPECT_EQ(ReadOptions(), "[" + type + "]\nCommand.1.Label = Mine\n");
+}
+
+namespace
+{
+
+/// How many job types are there when the program's libraries start.
+class TypeCount : public LibStatic
+{
+public:
+    TypeCount() : LibStatic("TypeCount") {}
+
+    void OnLibStartup(CommandLine &) override
+    {
+        m_count = JobFactory::s_JobFactory.ListTypes().size();
+    }
+    std::size_t Count() const
+    {
+        return m_count;
+    }
+
+private:
+    std::size_t m_count = 99;
+};
+
+/// Sets the flag of the running program's options as its libraries start, so before it copies.
+class FlagSetter : public LibStatic
+{
+public:
+    FlagSetter() : LibStatic("FlagSetter") {}
+
+    void OnLibStartup(CommandLine &) override
+    {
+        CorvanApp::Get()->Options().SetWriteOnChange(true);
+    }
+};
+
+} // namespace
+
+TEST_F(JobSession, TheFlagOfTheOptionsIsClearedWhileTheSectionsAreCopiedAndThenWhatItWas)
+{
+    FlagSetter setter;
+    m_folder.MakeFile("home/XDG_CONFIG_HOME/CorvanGui/CorvanGui.ini",
+                      "[6d396773-6d80-4f82-823f-fbc6c1cca52f]\nShown = yes\n");
+    // Changed by any option that is written: the layout is not the program's own.
+    WriteOptions("[Analysis]\n\n\nMinSize=7\n");
+    ASSERT_TRUE(TryStart({s_jobId}));
+    EXPECT_TRUE(
+        wxGetApp().Options().GetValue("6d396773-6d80-4f82-823f-fbc6c1cca52f", "Shown", false));
+    EXPECT_TRUE(wxGetApp().Options().WriteOnChange());
+    EXPECT_EQ(ReadOptions(), "[Analysis]\n\n\nMinSize=7\n");
+}
+
+TEST_F(JobSession, StartsWithoutAnyJobType)
+{
+    const Path share = m_folder.MakeFolder("share");
+    for (const char *part : {"colours", "icons"})
+        std::filesystem::create_directory_symlink(std::string((ShareFolder() / part).Text()),
+                                                  std::string((share / part).Text()));
+    const EnvironmentGuard noTypes("ORDWICK_SHARE", share.Text().c_str());
+    m_folder.MakeFile("home/XDG_CONFIG_HOME/CorvanGui/CorvanGui.ini",
+                      "[6d396773-6d80-4f82-823f-fbc6c1cca52f]\nShown = yes\n[Other]\nA = 1\n");
+    TypeCount types;
+    Start();
+    EXPECT_EQ(types.Count(), 0u);
+    EXPECT_EQ(wxGetApp().Options().Sections(), std::vector<String>{});
+    EXPECT_EQ(Window().GetTitle(), "Ordwick");
+}
+
+TEST_F(JobSession, DoesNotStartWhereTheFarmClientDoesNot)
+{
+    EXPECT_FALSE(TryStart({"--master", "nonsense", "no identifier"}));
+    EXPECT_EQ(m_log.Texts(k_LogFatal).size(), 1u);
+    EXPECT_EQ(m_log.Count(k_LogFatal, "\"nonsense\" is no address of a Master"), 1);
+    EXPECT_EQ(wxTheApp->GetTopWindow(), nullptr);
+    EXPECT_FALSE(g_Running);
+}
+
+TEST_F(JobSession, CleanupLetsGoOfTheJobEverywhere)
+{
+    Start();
+    ConnectWithJob({});
+    const boost::weak_ptr<Job> job = wxGetApp().CurrentJob();
+    ASSERT_FALSE(job.expired());
+    EXPECT_TRUE(g_Running);
+    wxGetApp().Cleanup();
+    EXPECT_FALSE(g_Running);
+    EXPECT_EQ(wxGetApp().CurrentJob(), nullptr);
+    EXPECT_TRUE(job.expired()) << "the job's menu has let go of it too";
 }
 
 TEST_F(JobSession, LooksForOptionsOfTheSharedProgramBehindItsOwn)

@@ -34,6 +34,11 @@ void OrdwickFixture::Start(std::vector<std::string> arguments)
     ShowActive(Window());
 }
 
+bool OrdwickFixture::TryStart(std::vector<std::string> arguments)
+{
+    return m_program.Start(std::move(arguments));
+}
+
 void OrdwickFixture::WaitFor(const std::function<bool()> &condition, int seconds)
 {
     EXPECT_TRUE(PumpUntil(condition, seconds * 1000)) << "waited " << seconds << " s in vain";

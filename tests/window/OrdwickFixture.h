@@ -26,6 +26,8 @@ protected:
     /// Starts the program as its entry does, and shows the window. `arguments` without the
     /// program's name; by default the identifier of the test's job.
     void Start(std::vector<std::string> arguments = {s_jobId});
+    /// The same for a program that may end before it has a window: false then.
+    bool TryStart(std::vector<std::string> arguments);
 
     /// Connects, and answers the request with a job of these parameters.
     void ConnectWithJob(const OrdwickProgram::ParameterTexts &parameters);
