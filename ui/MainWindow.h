@@ -95,7 +95,6 @@ private:
     void ShowColumnArrow();
     bool IsConnectedViewShown() const;
 
-    std::optional<analysis::ExpansionInput> ReadExpectation(const corvan::Job &job);
     bool ListExpectedFiles(const analysis::ExpansionInput &input, const ostrel::String &format);
     void TellWhyEmpty(const ostrel::String &format, const ostrel::String &reason);
     void UseScanRules(const analysis::ScanRules &rules);

@@ -51,6 +51,21 @@ class Manual(unittest.TestCase):
         for program, name in (("ordwick", "ordwick.1"), ("corvan-master", "corvan-master.8")):
             self.assertEqual(options_in(page(name)), options_in(help_of(BIN / program)), name)
 
+    def test_gives_the_usage_line_of_the_help(self):
+        for program, name in (("ordwick", "ordwick.1"), ("corvan-master", "corvan-master.8")):
+            synopsis = re.search(r"^\.SH SYNOPSIS\n((?:\.(?:B|I|RI) .*\n)+)", page(name), re.M).group(1)
+            words = re.sub(r"^\.(?:RI (.*)|\w+ (.*))$", lambda m: (m[1] or "").replace(" ", "") + (m[2] or ""), synopsis, flags=re.M)
+            usage = "Usage: " + " ".join(words.split())
+            self.assertEqual(help_of(BIN / program).partition("\n")[0], usage)
+
+    def test_names_no_section_of_the_options_that_nothing_reads(self):
+        table = (ROOT / "docs" / "guide.md").read_text().partition("## The options file")[2]
+        known = set(re.findall(r"^\| ([A-Z]\w+) \|", table.partition("\n## ")[0], re.M))
+        self.assertIn("Master", known)
+        for name in ("corvan.1", "ordwick.1", "corvan-master.8"):
+            said = re.findall(r'\bsections? ("\w+"(?:(?:,| and) "\w+")*)', page(name))
+            self.assertEqual(set(re.findall(r'"(\w+)"', " ".join(said))) - known, set(), name)
+
     def test_is_well_formed(self):
         for file in sorted(PAGES.iterdir()):
             done = subprocess.run(
