@@ -73,7 +73,7 @@ void SetParameters(Client &client, const Job &job, const std::vector<Setting> &s
     // Bytes that are no text would be others once they are in a message.
     for (const auto &[name, value] : settings)
         if (const String reason = analysis::CheckSetting(job, name, value); !reason.empty())
-            throw new Failure(k_Refused, "nothing is changed: " + reason);
+            throw new Failure(k_Refused, "refused: " + reason);
     client.Ask<corvan::AcceptedMsg>(MakeWish(job.ID(), settings));
 }
 

@@ -1,10 +1,14 @@
 #include "master/Master.h"
 
+#include <atomic>
 #include <filesystem>
+#include <future>
 #include <sys/resource.h>
 
 #include <gtest/gtest.h>
 
+#include "corvan/ClientKind.h"
+#include "corvan/GrpcLink.h"
 #include "corvan/Limits.h"
 #include "tests/master/RawClient.h"
 #include "tests/master/RunningMaster.h"
@@ -184,6 +188,23 @@ TEST_F(MasterTest, TurnsAwayMoreClientsThanItTakes)
     EXPECT_FALSE(third.SayHello());
     EXPECT_EQ(third.End().error_message(), "the Master has too many clients");
     EXPECT_EQ(Status(*other, UID(true).ToString()), "(no job)");
+
+    // As the programs hear it.
+    std::promise<ostrel::String> told;
+    std::atomic_flag isTold;
+    corvan::GrpcLink::Settings settings;
+    settings.address = *corvan::MasterAddress::Parse(m_master->Address(), nullptr);
+    settings.identity = {UID(true), corvan::k_ClientCommandLine, "Test", "0.1"};
+    corvan::GrpcLink link(settings);
+    link.Start({[] {}, [](const ostrel::String &) {}, [](const auto &) {},
+                [&](const ostrel::String &reason)
+                {
+                    if (!isTold.test_and_set())
+                        told.set_value(reason);
+                }});
+    auto reason = told.get_future();
+    ASSERT_EQ(reason.wait_for(20s), std::future_status::ready);
+    EXPECT_EQ(reason.get(), "the Master has too many clients");
 }
 
 TEST_F(MasterTest, ServesOthersWhenAMessageIsTooLongOrCannotBeRead)

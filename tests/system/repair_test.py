@@ -62,7 +62,7 @@ class Repair(WindowTest):
         self.assertEqual(requeued["name"], before["name"])
         # The Master counts each job's tasks for itself.
         counted = {"Created", "TasksDone", "TasksTotal"}
-        settings = dict(before["parameters"], Range="3-9x3")
+        settings = dict(before["parameters"], Range="3-9x3", RequeueOf=before["id"])
         for name in settings.keys() - counted | requeued["parameters"].keys() - counted:
             self.assertEqual(requeued["parameters"].get(name), settings.get(name), name)
         self.assertEqual([task["firstFrame"] for task in requeued["tasks"]], [3, 6, 9])

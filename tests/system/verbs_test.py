@@ -145,6 +145,100 @@ class Set(FarmTest):
                 self.assertIn("refused", done.stderr)
         self.assertEqual(self.show(self.job), before)
 
+    def test_what_submit_refuses_is_refused_too(self):
+        cases = [
+            (b"Note=\xff", "Note: the value is not UTF-8"),
+            (b"Na\xffme=x", "is not UTF-8"),
+            ("status=paused", "status: the parameter is called Status"),
+            ("program=true", "program: the parameter is called Program"),
+            ("ID=7", "ID: the identifier of a job cannot be set"),
+            ("ImageFormat=", "ImageFormat: there is no pattern in it"),
+            ("ImageFormat=/r/a.exr", "no place for a frame number"),
+        ]
+        before = self.show(self.job)
+        for setting, reason in cases:
+            with self.subTest(setting):
+                done = self.run_corvan("set", self.job, setting, status=1)
+                self.assertIn(reason, done.stderr)
+                submit = ("submit", "Command", "--range", "1", "--set", "Program=true")
+                self.assertIn(reason, self.run_corvan(*submit, "--set", setting, status=1).stderr)
+        self.assertEqual(self.show(self.job), before)
+
+    def test_takes_patterns_as_submit_does(self):
+        done = self.run_corvan("set", self.job, "ImageFormat=frames/a.####.exr")
+        pattern = f"{self.folder}/frames/a.%04d.exr"
+        self.assertEqual(self.parameter(self.job, "ImageFormat"), pattern)
+        self.assertEqual(done.stderr, f"pattern: {pattern}\n")
+
+    def test_changes_all_of_several_values_or_none(self):
+        before = self.show(self.job)
+        for wrong in ("Status=done", "Range=", "TasksDone=1"):
+            done = self.run_corvan("set", self.job, "Name=new", "Range=1-9", wrong, status=1)
+            self.assertIn("refused", done.stderr)
+            self.assertEqual(self.show(self.job), before, wrong)
+
+    def test_a_job_does_not_begin_without_what_its_type_needs(self):
+        job = self.corvan("submit", "POV-Ray", "--range", "1", "--paused").strip()
+        done = self.run_corvan("set", job, "Status=queued", status=1)
+        self.assertIn("nothing is known of {Scene}", done.stderr)
+        self.assertEqual(self.show(job)["status"], "Paused")
+
+
+class CutAnew(FarmTest):
+    """Jobs whose range or packet size changes."""
+
+    def setUp(self):
+        super().setUp()
+        self.start_master()
+
+    def test_a_finished_job_renders_what_is_new_and_keeps_the_rest(self):
+        job = self.submit("echo frame $1", "--range", "5-6")
+        self.assertEqual(self.corvan("wait", job), "Done\n")
+        self.corvan("set", job, "Range=4-7")
+        self.assertEqual(self.corvan("wait", job), "Done\n")
+        self.assertIn("4/4", self.corvan("list"))
+        self.assertEqual([task["tries"] for task in self.show(job)["tasks"]], [1, 1, 1, 1])
+        for task in range(4):
+            self.assertEqual(self.corvan("log", job, str(task)), f"frame {task + 4}\n")
+
+    def test_what_is_rendered_is_not_rendered_again_in_larger_packets(self):
+        job = self.submit("echo frame $1", "--range", "1-6")
+        self.corvan("wait", job)
+        self.corvan("set", job, "PacketSize=3")
+        shown = self.show(job)
+        self.assertEqual(shown["status"], "Done")
+        self.assertEqual([task["status"] for task in shown["tasks"]], ["Done", "Done"])
+
+    def test_a_command_that_runs_goes_on_under_its_new_number(self):
+        for name in ("started", "go"):
+            os.mkfifo(self.folder / name)
+        script = f"[ $1 != 5 ] || {{ echo > {self.folder}/started; cat {self.folder}/go; }}"
+        job = self.submit(script, "--range", "5")
+        read_pipe(self.folder / "started")
+        self.corvan("set", job, "Range=3-5")
+        (self.folder / "go").write_text("went on\n")
+        self.assertEqual(self.corvan("wait", job), "Done\n")
+        self.assertEqual([task["tries"] for task in self.show(job)["tasks"]], [1, 1, 1])
+        self.assertEqual(self.corvan("log", job, "2"), "went on\n")
+
+
+class Requeues(FarmTest):
+    """A requeue bears the name of its job."""
+
+    def test_the_name_means_the_job_and_lists_tell_the_two_apart(self):
+        self.start_master()
+        job = self.submit("exit", "--range", "1-3", "--name", "tower", "--format", "/r/a.%d")
+        self.corvan("wait", job)
+        requeue = self.corvan("requeue", "tower", "--selected", "2").strip()
+        again = self.corvan("requeue", requeue, "--selected", "2").strip()
+        self.assertEqual(self.show("tower")["id"], job)
+        lines = self.corvan("list").splitlines()[1:]
+        self.assertEqual([line.split("  ")[0] for line in lines], [again[:8], requeue[:8], job[:8]])
+        for line in lines[:2]:
+            self.assertTrue(line.endswith(f"tower (requeue of {job[:8]})"), line)
+        self.assertTrue(lines[2].endswith("tower"), lines[2])
+        self.assertEqual(self.parameter(again, "RequeueOf"), job)
+
 
 class Log(FarmTest):
     def setUp(self):
