@@ -201,8 +201,18 @@ TEST_F(DispatcherTest, TellsANewJobToThoseWhoFollowItAlready)
 TEST_F(DispatcherTest, HonoursAPausedNewJob)
 {
     // What waits may lack what it needs to run.
-    const UID job = NewJob({{"Range", "1"}, {"Status", "4"}, {"ImageFormat", "bad"}});
-    EXPECT_EQ(State(job).status, JobStatus::Paused);
+    const auto job = MakeTestJob({{"Range", "1"}, {"Status", "4"}});
+    const auto needy = corvan::JobFactory::s_JobFactory.CreateJob(k_ShellType);
+    needy->SetID(job->ID());
+    for (const auto &[name, value] : job->Parameters())
+        if (name != "Script")
+            needy->SetParameter(name, value);
+    EXPECT_TRUE(AnswerOf<AcceptedMsg>(Submit(needy)));
+    EXPECT_EQ(State(needy->ID()).status, JobStatus::Paused);
+
+    needy->SetID(UID(true));
+    needy->SetParameter("Status", "0");
+    EXPECT_NE(ReasonOf(Submit(needy)).find("nothing is known of {Script}"), std::string::npos);
 }
 
 TEST_F(DispatcherTest, RefusesANewJobThatCannotBeKept)
@@ -220,7 +230,8 @@ TEST_F(DispatcherTest, RefusesANewJobThatCannotBeKept)
     } cases[] = {
         {MakeTestJob({}), "the range names no frame"},
         {MakeTestJob({{"Range", "1-3y1"}}), "the range names no frame"},
-        {MakeTestJob({{"Range", "1"}, {"ImageFormat", "x.png"}}), "image format \"x.png\": "},
+        {MakeTestJob({{"Range", "1"}, {"ImageFormat", "/x.png"}}),
+         "ImageFormat: \"/x.png\": it has no place"},
         {sameID, "a job with this identifier exists already"},
         {noID, "the job has no identifier"},
     };

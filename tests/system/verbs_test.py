@@ -148,7 +148,6 @@ class Set(FarmTest):
     def test_what_submit_refuses_is_refused_too(self):
         cases = [
             (b"Note=\xff", "Note: the value is not UTF-8"),
-            (b"Na\xffme=x", "is not UTF-8"),
             ("status=paused", "status: the parameter is called Status"),
             ("program=true", "program: the parameter is called Program"),
             ("ID=7", "ID: the identifier of a job cannot be set"),
@@ -212,7 +211,7 @@ class CutAnew(FarmTest):
     def test_a_command_that_runs_goes_on_under_its_new_number(self):
         for name in ("started", "go"):
             os.mkfifo(self.folder / name)
-        script = f"[ $1 != 5 ] || {{ echo > {self.folder}/started; cat {self.folder}/go; }}"
+        script = f"[ $1 != 5 ] || (echo > {self.folder}/started; cat {self.folder}/go)"
         job = self.submit(script, "--range", "5")
         read_pipe(self.folder / "started")
         self.corvan("set", job, "Range=3-5")
