@@ -3,12 +3,11 @@
 namespace analysis
 {
 
-void CountLook(const FileLook &look, unsigned minSize, ScanCounts &counts)
+void CountLook(const FileLook &look, const ScanRules &rules, ScanCounts &counts)
 {
-    if (!look.exists)
-        ++counts.missing;
-    else if (look.size < minSize)
-        ++counts.tooSmall;
+    const FrameState state = JudgeAlone(look, rules);
+    counts.missing += state == FrameState::Missing;
+    counts.tooSmall += state == FrameState::TooSmall;
 }
 
 } // namespace analysis

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "analysis/FileInfo.h"
+#include "analysis/ScanRules.h"
 #include "ostrel/File.h"
 
 namespace analysis
@@ -53,7 +53,7 @@ template <typename Record> void StoreLook(Record &file, const FileLook &look)
         file.modified = look.modified;
 }
 
-/// Counts what was seen. `minSize` in bytes.
-void CountLook(const FileLook &look, unsigned minSize, ScanCounts &counts);
+/// Counts what was seen.
+void CountLook(const FileLook &look, const ScanRules &rules, ScanCounts &counts);
 
 } // namespace analysis

@@ -50,7 +50,7 @@ bool FileTable::Take(std::size_t row, const FileLook &look, ScanCounts &counts)
 {
     _CallEntry call("FileTable::Take", __FILE__, __LINE__);
 
-    CountLook(look, m_rules.minSize, counts);
+    CountLook(look, m_rules, counts);
     auto &rows = m_files.get<_FileInfoList::list>();
     const auto file = rows.begin() + std::ptrdiff_t(row);
     if (!IsNews(*file, look))

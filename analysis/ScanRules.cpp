@@ -40,6 +40,11 @@ const char *ReasonText(FrameState state)
 
 } // namespace
 
+ScanRules RulesOf(const corvan::AnalysisOptions &options)
+{
+    return {options.minSize, options.frameOffset, options.sizeVariationPercent / 100.0f};
+}
+
 RowSpan NeighbourRows(std::int64_t row, std::int64_t rows, int frameOffset)
 {
     const std::int64_t lo = std::max<std::int64_t>(row - frameOffset, 0);
@@ -59,17 +64,9 @@ std::optional<SizeBand> BandOf(const Neighbours &neighbours, const ScanRules &ru
     return SizeBand{mean, mean - tolerance, mean + tolerance};
 }
 
-FrameState Judge(bool exists, std::uint64_t size, const Neighbours &neighbours,
-                 const ScanRules &rules)
+bool IsOutside(std::uint64_t size, const std::optional<SizeBand> &band)
 {
-    if (!exists)
-        return FrameState::Missing;
-    if (size < rules.minSize)
-        return FrameState::TooSmall;
-
-    const std::optional<SizeBand> band = BandOf(neighbours, rules);
-    const bool isOutside = band && (size < band->lowest || size > band->highest);
-    return isOutside ? FrameState::Outlier : FrameState::Ok;
+    return band && (size < band->lowest || size > band->highest);
 }
 
 void LogVerdict(const _FileInfo &file, FrameState state)

@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "analysis/FileInfo.h"
+#include "corvan/AnalysisOptions.h"
 
 namespace analysis
 {
@@ -18,15 +19,21 @@ enum class FrameState
     Outlier,  ///< Far smaller or larger than the rows around it.
 };
 
-/// When a file counts as bad.
+/// When a file counts as bad: what judges of the analysis options.
 struct ScanRules
 {
-    unsigned minSize = 500;               ///< Smallest acceptable size, in bytes.
-    int frameOffset = 5;                  ///< Rows on each side that form a row's neighbourhood.
-    float sizeVariation = 15.0f / 100.0f; ///< Allowed deviation from their mean, as a fraction.
+    /// Smallest acceptable size, in bytes.
+    unsigned minSize = corvan::AnalysisOptions().minSize;
+    /// Rows on each side that form a row's neighbourhood.
+    int frameOffset = corvan::AnalysisOptions().frameOffset;
+    /// Allowed deviation from their mean, as a fraction.
+    float sizeVariation = corvan::AnalysisOptions().sizeVariationPercent / 100.0f;
 
     bool operator==(const ScanRules &) const = default;
 };
+
+/// The rules of some settings.
+ScanRules RulesOf(const corvan::AnalysisOptions &options);
 
 /// Sizes of the rows around a row that exist and are not too small. The sum wraps at 64 bits.
 struct Neighbours
@@ -57,28 +64,24 @@ struct RowSpan
 };
 RowSpan NeighbourRows(std::int64_t row, std::int64_t rows, int frameOffset);
 
-// A "record" below is what tells by `exists` and `size` of a file: `_FileInfo`, `FrameRecord`.
+// A "record" below is what tells by `exists`, `size` and `modified` of a file: `_FileInfo`,
+// `FrameRecord`, `FileLook`.
 
-/// What a record adds to the neighbourhood of others: nothing when it is missing or too small.
-template <typename Record> Neighbours AsNeighbour(const Record &file, const ScanRules &rules)
+/// What is wrong with a file by itself, whatever stands around it: never an outlier. Counts,
+/// verdicts and neighbourhoods all ask here.
+template <typename Record> FrameState JudgeAlone(const Record &file, const ScanRules &rules)
 {
-    if (!file.exists || file.size < rules.minSize)
-        return {};
-    return {file.size, 1};
+    if (!file.exists)
+        return FrameState::Missing;
+    return file.size < rules.minSize ? FrameState::TooSmall : FrameState::Ok;
 }
 
-/// Judges one record by the rows around it (itself not among them).
-///
-/// The band is the neighbours' mean plus and minus mean times `sizeVariation`, both ends included,
-/// in unsigned 64-bit arithmetic: a variation above 1 wraps the lower end to a huge value, so that
-/// every record with a neighbour is an outlier. The product is single precision and truncated; one
-/// below zero counts as 0, one beyond 64 bits as the largest number.
-FrameState Judge(bool exists, std::uint64_t size, const Neighbours &neighbours,
-                 const ScanRules &rules);
-template <typename Record>
-FrameState Judge(const Record &file, const Neighbours &neighbours, const ScanRules &rules)
+/// What a record adds to the neighbourhood of others: nothing when it is bad by itself.
+template <typename Record> Neighbours AsNeighbour(const Record &file, const ScanRules &rules)
 {
-    return Judge(file.exists, file.size, neighbours, rules);
+    if (JudgeAlone(file, rules) != FrameState::Ok)
+        return {};
+    return {file.size, 1};
 }
 
 /// The sizes that pass beside some neighbours, both ends included; nothing where all do.
@@ -89,6 +92,22 @@ struct SizeBand
     std::uint64_t highest = 0;
 };
 std::optional<SizeBand> BandOf(const Neighbours &neighbours, const ScanRules &rules);
+bool IsOutside(std::uint64_t size, const std::optional<SizeBand> &band);
+
+/// Judges one record by the rows around it (itself not among them).
+///
+/// The band is the neighbours' mean plus and minus mean times `sizeVariation`, both ends included,
+/// in unsigned 64-bit arithmetic: a variation above 1 wraps the lower end to a huge value, so that
+/// every record with a neighbour is an outlier. The product is single precision and truncated; one
+/// below zero counts as 0, one beyond 64 bits as the largest number.
+template <typename Record>
+FrameState Judge(const Record &file, const Neighbours &neighbours, const ScanRules &rules)
+{
+    const FrameState alone = JudgeAlone(file, rules);
+    return alone == FrameState::Ok && IsOutside(file.size, BandOf(neighbours, rules))
+               ? FrameState::Outlier
+               : alone;
+}
 
 /// Writes the trace line of a bad record ("PATH bad: Missing", "... MinSize", "... Neighbors").
 void LogVerdict(const _FileInfo &file, FrameState state);

@@ -2,11 +2,11 @@
 #include <algorithm>
 #include <fmt/format.h>
 
-#include "analysis/AnalysisOptions.h"
 #include "cli/CheckArguments.h"
 #include "cli/CheckWriter.h"
 #include "cli/FrameVerb.h"
 #include "cli/SignalPause.h"
+#include "corvan/AnalysisOptions.h"
 
 namespace cli
 {
@@ -52,7 +52,7 @@ public:
         }
         m_writer.End(subject, m_check.IsDecoded());
         if (m_isWatching)
-            Watch(subject, analysis::ReadAnalysisOptions(client.Options()).refreshMs);
+            Watch(subject, corvan::ReadAnalysisOptions(client.Options()).refreshMs);
 
         const bool hasBad = std::any_of(subject.tables.begin(), subject.tables.end(), HasBad);
         return hasBad ? k_BadFrames : k_Done;

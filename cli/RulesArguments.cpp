@@ -2,12 +2,16 @@
 
 #include <CLI/CLI.hpp>
 #include <array>
-#include <limits>
+#include <fmt/format.h>
+#include <type_traits>
 
 #include "cli/NumberTexts.h"
+#include "corvan/AnalysisOptions.h"
 
 namespace cli
 {
+
+using corvan::AnalysisOption;
 
 namespace
 {
@@ -17,18 +21,35 @@ constexpr std::array k_sort_names = {"name", "size", "date"};
 
 constexpr double k_day = 24 * 60 * 60;
 
+CLI::Validator CheckOf(const AnalysisOption &option)
+{
+    const bool isWhole = !std::holds_alternative<float corvan::AnalysisOptions::*>(option.field);
+    return isWhole ? WholeBetween(static_cast<long long>(option.least),
+                                  static_cast<long long>(option.most))
+                   : NumberBetween(option.least, option.most);
+}
+
+/// The text has passed its check.
+void Set(corvan::AnalysisOptions &options, const AnalysisOption &option, const std::string &text)
+{
+    std::visit(
+        [&](auto field)
+        {
+            using Value = std::remove_reference_t<decltype(options.*field)>;
+            options.*field = static_cast<Value>(*ReadNumber(text));
+        },
+        option.field);
+}
+
 } // namespace
 
 void RulesArguments::Declare(CLI::App &verb)
 {
-    verb.add_option("--min-size", m_minSize, "bytes; a smaller file is bad (500)")
-        ->check(WholeBetween(0, std::numeric_limits<unsigned>::max()));
-    verb.add_option("--offset", m_offset,
-                    "rows on each side that a file's size is held against (5)")
-        ->check(WholeBetween(0, std::numeric_limits<int>::max()));
-    verb.add_option("--variation", m_variation,
-                    "percent by which a size may differ from the mean of those (15)")
-        ->check(NumberBetween(0, double(std::numeric_limits<float>::max())));
+    for (const AnalysisOption &option : corvan::k_AnalysisOptions)
+        if (*option.option)
+            verb.add_option(option.option, m_given[option.key],
+                            fmt::format("{} ({})", option.help, corvan::AnalysisText(option, {})))
+                ->check(CheckOf(option));
     verb.add_option("--sort", m_sort, "order of the rows: name (the number in it), size or date")
         ->check(CLI::IsMember(std::vector<std::string>(k_sort_names.begin(), k_sort_names.end())));
     verb.add_flag("--descending", m_isDescending, "the other way round");
@@ -43,14 +64,12 @@ void RulesArguments::Declare(CLI::App &verb)
 
 analysis::ScanRules RulesArguments::Rules() const
 {
-    analysis::AnalysisOptions options;
-    if (!m_minSize.empty())
-        options.minSize = unsigned(*ReadWhole(m_minSize));
-    if (!m_offset.empty())
-        options.frameOffset = int(*ReadWhole(m_offset));
-    if (!m_variation.empty())
-        options.sizeVariationPercent = float(*ReadNumber(m_variation));
-    return options.Rules();
+    corvan::AnalysisOptions options;
+    for (const AnalysisOption &option : corvan::k_AnalysisOptions)
+        if (const auto given = m_given.find(option.key);
+            given != m_given.end() && !given->second.empty())
+            Set(options, option, given->second);
+    return analysis::RulesOf(options);
 }
 
 analysis::SortState RulesArguments::Order() const

@@ -1,8 +1,9 @@
 #pragma once
 
+#include <map>
 #include <string>
 
-#include "analysis/AnalysisOptions.h"
+#include "analysis/ScanRules.h"
 #include "analysis/SortFiles.h"
 #include "check/LookAgain.h"
 
@@ -26,9 +27,7 @@ public:
     check::LookAgainRules LookAgain() const;
 
 private:
-    std::string m_minSize;
-    std::string m_offset;
-    std::string m_variation;
+    std::map<std::string, std::string> m_given; ///< Analysis options by their key; empty where not.
     std::string m_sort;
     bool m_isDescending = false;
     std::string m_waitStable;

@@ -1,5 +1,6 @@
 #include "dialogs/ConfigDlg.h"
 
+#include <iterator>
 #include <mutex>
 
 #include <wx/filedlg.h>
@@ -7,9 +8,10 @@
 
 #include "corvan/CorvanApp.h"
 #include "corvan/Job.h"
+#include "dialogs/EditPathDlg.h"
+#include "dialogs/PathsDlg.h"
 #include "ostrel/CallEntry.h"
 #include "ostrel/OptionsFile.h"
-#include "ostrel/SFormat.h"
 #include "wxcorvan/wxcButton.h"
 #include "wxcorvan/wxcCheckBox.h"
 #include "wxcorvan/wxcListBox.h"
@@ -39,83 +41,83 @@ OptionsFile &Options()
     return corvan::CorvanApp::Get()->Options();
 }
 
-String ToText(WholeNumber auto number)
-{
-    String text;
-    text = number;
-    return text;
-}
-
 } // namespace
+
+struct ConfigDlg::Row
+{
+    const char *label;
+    const char *before;   ///< Text before the field; null where the field begins the row.
+    const char *after;    ///< Text after it, or beside the box.
+    int flags = wxEXPAND; ///< Of the cell in the grid.
+    int proportion = 1;   ///< The same.
+};
 
 ConfigDlg::ConfigDlg(wxWindow *parent)
     : wxCorvanDlg(parent, _("Analysis Settngs"), "ConfigDlg", true)
 {
     _CallEntry call("ConfigDlg::ConfigDlg", __FILE__, __LINE__);
 
-    const OptionsFile &options = Options();
+    // By the order of the options.
+    static constexpr Row k_rows[] = {
+        {wxTRANSLATE("Minimum Image Size: "), nullptr, wxTRANSLATE("Bytes")},
+        {wxTRANSLATE("Frame Offset: "), wxTRANSLATE("Compare with"),
+         wxTRANSLATE("frames before and after"), 0, 0},
+        {wxTRANSLATE("Size Variation: "), wxTRANSLATE("Allow"),
+         wxTRANSLATE("% variation from neighbors")},
+        {wxTRANSLATE("Refresh: "), wxTRANSLATE("Scan files every"), wxTRANSLATE("milliseconds")},
+        {wxTRANSLATE("Display: "), nullptr, wxTRANSLATE("Show file scan progress")},
+    };
+    static_assert(std::size(k_rows) == corvan::k_AnalysisOptions.size(), "each option has a row");
+
     wxBoxSizer *client = StartControls();
     auto *grid = new wxFlexGridSizer(2, 5, 8);
     client->Add(grid, 1, wxEXPAND | wxALL, 8);
-
-    AddLabel(*grid, _("Minimum Image Size: "));
-    m_minSize = Field(ToText(options.GetValue("Analysis", "MinSize", 500u)));
-    auto *sizeCell = new wxBoxSizer(wxHORIZONTAL);
-    sizeCell->Add(m_minSize, 1, wxEXPAND);
-    sizeCell->Add(Text(_("Bytes")), 0, wxALIGN_CENTER_VERTICAL | wxLEFT, 3);
-    grid->Add(sizeCell, 1, wxEXPAND);
-
-    AddLabel(*grid, _("Frame Offset: "));
-    m_frameOffset = Field(ToText(options.GetValue("Analysis", "FrameOffset", 5)));
-    grid->Add(FieldWithTexts(_("Compare with"), m_frameOffset, _("frames before and after")));
-
-    AddLabel(*grid, _("Size Variation: "));
-    m_sizeVariation = Field(SFormat("%g", options.GetValue("Analysis", "SizeVariation", 15.0f)));
-    grid->Add(FieldWithTexts(_("Allow"), m_sizeVariation, _("% variation from neighbors")), 1,
-              wxEXPAND);
-
-    AddLabel(*grid, _("Refresh: "));
-    m_refresh = Field(ToText(options.GetValue("Analysis", "Refresh", 5000)));
-    grid->Add(FieldWithTexts(_("Scan files every"), m_refresh, _("milliseconds")), 1, wxEXPAND);
-
-    AddLabel(*grid, _("Display: "));
-    m_showProgress = new wxcCheckBox(this, -1, _("Show file scan progress"));
-    m_showProgress->SetValue(options.GetValue("Analysis", "ShowProgress", true));
-    grid->Add(m_showProgress, 1, wxEXPAND);
-
+    const corvan::AnalysisOptions options = corvan::ReadAnalysisOptions(Options());
+    for (std::size_t i = 0; i < std::size(k_rows); ++i)
+        AddRow(*grid, k_rows[i], corvan::k_AnalysisOptions[i], options);
     AddButtons(client, true);
 }
 
-void ConfigDlg::AddLabel(wxFlexGridSizer &grid, const wxString &label)
+void ConfigDlg::AddRow(wxFlexGridSizer &grid, const Row &row, const corvan::AnalysisOption &option,
+                       const corvan::AnalysisOptions &options)
 {
-    _CallEntry call("ConfigDlg::AddLabel", __FILE__, __LINE__);
+    _CallEntry call("ConfigDlg::AddRow", __FILE__, __LINE__);
 
-    grid.Add(Text(label), 0, wxALIGN_RIGHT | wxALIGN_CENTER_VERTICAL);
+    grid.Add(Text(row.label), 0, wxALIGN_RIGHT | wxALIGN_CENTER_VERTICAL);
+    Editor &editor = m_editors.emplace_back(Editor{.option = &option});
+    if (const auto *yesOrNo = std::get_if<bool corvan::AnalysisOptions::*>(&option.field))
+    {
+        editor.box = new wxcCheckBox(this, -1, wxGetTranslation(row.after));
+        editor.box->SetValue(options.**yesOrNo);
+        grid.Add(editor.box, row.proportion, row.flags);
+        return;
+    }
+    const String value = corvan::AnalysisText(option, options);
+    editor.field = new wxcTextCtrl(this, -1, wxString::FromUTF8(value));
+    grid.Add(FieldWithTexts(row, editor.field), row.proportion, row.flags);
 }
 
-wxcStaticText *ConfigDlg::Text(const wxString &label)
+wxcStaticText *ConfigDlg::Text(const char *text)
 {
     _CallEntry call("ConfigDlg::Text", __FILE__, __LINE__);
 
-    return NewStatic(label, false, false, 0, 0, nullptr);
+    return NewStatic(wxGetTranslation(text), false, false, 0, 0, nullptr);
 }
 
-wxcTextCtrl *ConfigDlg::Field(const String &value)
-{
-    _CallEntry call("ConfigDlg::Field", __FILE__, __LINE__);
-
-    return new wxcTextCtrl(this, -1, wxString::FromUTF8(value));
-}
-
-wxBoxSizer *ConfigDlg::FieldWithTexts(const wxString &before, wxcTextCtrl *field,
-                                      const wxString &after)
+wxBoxSizer *ConfigDlg::FieldWithTexts(const Row &row, wxcTextCtrl *field)
 {
     _CallEntry call("ConfigDlg::FieldWithTexts", __FILE__, __LINE__);
 
     auto *cell = new wxBoxSizer(wxHORIZONTAL);
-    cell->Add(Text(before), 0, wxALIGN_CENTER_VERTICAL);
+    if (!row.before)
+    {
+        cell->Add(field, 1, wxEXPAND);
+        cell->Add(Text(row.after), 0, wxALIGN_CENTER_VERTICAL | wxLEFT, 3);
+        return cell;
+    }
+    cell->Add(Text(row.before), 0, wxALIGN_CENTER_VERTICAL);
     cell->Add(field, 1, wxALIGN_CENTER_VERTICAL | wxLEFT | wxRIGHT, 3);
-    cell->Add(Text(after), 0, wxALIGN_CENTER_VERTICAL);
+    cell->Add(Text(row.after), 0, wxALIGN_CENTER_VERTICAL);
     return cell;
 }
 
@@ -125,12 +127,14 @@ void ConfigDlg::SetOptions()
 
     OptionsFile &options = Options();
     const OptionsBatch batch(options);
-    options.InsertSection("Analysis");
-    options.SetValue("MinSize", m_minSize->GetValue().utf8_string());
-    options.SetValue("FrameOffset", m_frameOffset->GetValue().utf8_string());
-    options.SetValue("SizeVariation", m_sizeVariation->GetValue().utf8_string());
-    options.SetValue("Refresh", m_refresh->GetValue().utf8_string());
-    options.SetValue("ShowProgress", m_showProgress->GetValue() ? k_Yes : k_No);
+    options.InsertSection(corvan::k_Analysis);
+    for (const Editor &editor : m_editors)
+    {
+        if (editor.box)
+            options.SetValue(editor.option->key, editor.box->GetValue() ? k_Yes : k_No);
+        else
+            options.SetValue(editor.option->key, editor.field->GetValue().utf8_string());
+    }
 }
 
 BEGIN_EVENT_TABLE(PathsDlg, wxCorvanDlg)

@@ -2,11 +2,11 @@
 
 #include <algorithm>
 
-#include "analysis/AnalysisOptions.h"
 #include "analysis/Expansion.h"
 #include "analysis/FileCheck.h"
 #include "analysis/ImageFormats.h"
 #include "app/Ordwick.h"
+#include "corvan/AnalysisOptions.h"
 #include "ostrel/CallEntry.h"
 #include "ostrel/Log.h"
 #include "ostrel/SFormat.h"
@@ -151,7 +151,7 @@ void MainWindow::CheckFiles(bool sort)
     if (m_scanning)
         return;
 
-    UseScanRules(ReadAnalysisOptions(wxGetApp().Options()).Rules());
+    UseScanRules(analysis::RulesOf(corvan::ReadAnalysisOptions(wxGetApp().Options())));
     m_resortPending = sort;
     m_scanIndex = 0;
     m_scanning = true;
@@ -221,7 +221,7 @@ void MainWindow::EndPass()
     // Nor where the job has no files: whatever lists some starts one.
     if (m_fileList->RowCount() == 0 && wxGetApp().CurrentJob())
         return;
-    const int refreshMs = ReadAnalysisOptions(wxGetApp().Options()).refreshMs;
+    const int refreshMs = corvan::ReadAnalysisOptions(wxGetApp().Options()).refreshMs;
     LogStatus(
         SFormat("Finished scanning %d files. Will scan again in %d ms", m_scanIndex, refreshMs));
     m_refreshTimer->StartOnce(std::max(refreshMs, 1)); // The toolkit reads -1 as "as before".

@@ -9,6 +9,7 @@
 #include "app/Ordwick.h"
 #include "corvan/MessageFactory.h"
 #include "dialogs/ConfigDlg.h"
+#include "dialogs/PathsDlg.h"
 #include "ostrel/CallEntry.h"
 #include "ostrel/Log.h"
 #include "ui/MainWindow.h"

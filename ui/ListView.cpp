@@ -4,8 +4,8 @@
 #include <wx/statusbr.h>
 #include <wx/wupdlock.h>
 
-#include "analysis/AnalysisOptions.h"
 #include "app/Ordwick.h"
+#include "corvan/AnalysisOptions.h"
 #include "ostrel/CallEntry.h"
 #include "ostrel/Log.h"
 #include "ui/FileList.h"
@@ -103,7 +103,7 @@ void MainWindow::ShowProgress()
     if (!IsConnectedViewShown())
         return;
     m_connectedView->Show(m_progress,
-                          analysis::ReadAnalysisOptions(wxGetApp().Options()).showProgress);
+                          corvan::ReadAnalysisOptions(wxGetApp().Options()).showProgress);
     m_connectedView->Layout();
 }
 

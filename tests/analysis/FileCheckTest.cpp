@@ -142,7 +142,7 @@ TEST(FileCheck, CountsMissingAndTooSmallFiles)
 
     for (const auto &[look, missing, tooSmall] : cases)
     {
-        CountLook(look, 500, counts);
+        CountLook(look, ScanRules{.minSize = 500}, counts);
         EXPECT_EQ(counts.missing, missing);
         EXPECT_EQ(counts.tooSmall, tooSmall);
     }
@@ -151,6 +151,6 @@ TEST(FileCheck, CountsMissingAndTooSmallFiles)
 TEST(FileCheck, CountsNothingAsTooSmallWithoutASmallestSize)
 {
     ScanCounts counts;
-    CountLook({true, 0, Time()}, 0, counts);
+    CountLook({true, 0, Time()}, ScanRules{.minSize = 0}, counts);
     EXPECT_EQ(counts.tooSmall, 0u);
 }

@@ -46,6 +46,13 @@ std::string Verdicts(const std::vector<_FileInfo> &rows, const ScanRules &rules)
 
 } // namespace
 
+TEST(ScanRules, HaveTheVariationOfTheSettingsAsAFraction)
+{
+    const ScanRules rules = RulesOf({.minSize = 7, .frameOffset = 8, .sizeVariationPercent = 25});
+    EXPECT_EQ(rules, (ScanRules{7, 8, 0.25f}));
+    EXPECT_EQ(RulesOf({}), ScanRules());
+}
+
 TEST(ScanRules, JudgeByTheNeighbours)
 {
     constexpr auto m = k_missing;

@@ -8,7 +8,7 @@
 #include <wx/textctrl.h>
 
 #include "app/Ordwick.h"
-#include "dialogs/ConfigDlg.h"
+#include "dialogs/EditPathDlg.h"
 #include "tests/support/NativeDialog.h"
 #include "tests/support/Printing.h"
 #include "tests/window/CommandFixture.h"

@@ -1,11 +1,11 @@
-#include "analysis/AnalysisOptions.h"
+#include "corvan/AnalysisOptions.h"
 
 #include <gtest/gtest.h>
 
 #include "ostrel/IniFile.h"
 #include "tests/support/LogCapture.h"
 
-using namespace analysis;
+using namespace corvan;
 
 namespace
 {
@@ -60,21 +60,34 @@ TEST(AnalysisOptions, TakeTheirDefaultsWithAWarningForTextsThatDoNotConvert)
         EXPECT_EQ(log.Count(ostrel::k_LogWarning, key), 1) << key;
 }
 
-TEST(AnalysisOptions, GiveTheVariationAsAFractionToTheRules)
+TEST(AnalysisOptions, AreShownAsPeopleWriteThem)
 {
-    const ScanRules rules =
-        Read("[Analysis]\nMinSize = 7\nFrameOffset = 8\nSizeVariation = 25\n").Rules();
-
-    EXPECT_EQ(rules.minSize, 7u);
-    EXPECT_EQ(rules.frameOffset, 8);
-    EXPECT_EQ(rules.sizeVariation, 0.25f);
+    const struct
+    {
+        AnalysisOptions options;
+        const char *texts;
+    } cases[] = {
+        {{}, "500 5 15 5000 Yes"},
+        {{4294967295u, -3, 12.5f, -1, false}, "4294967295 -3 12.5 -1 No"},
+        {{0, 0, 0.1f, 0, true}, "0 0 0.1 0 Yes"},
+    };
+    for (const auto &[options, texts] : cases)
+    {
+        std::string shown;
+        for (const AnalysisOption &option : k_AnalysisOptions)
+            shown += (shown.empty() ? "" : " ") + AnalysisText(option, options);
+        EXPECT_EQ(shown, texts);
+    }
 }
 
-TEST(AnalysisOptions, GiveTheSameRulesByDefaultAsTheRulesHave)
+TEST(AnalysisOptions, HaveDefaultsThatACommandWouldTake)
 {
-    const ScanRules rules = AnalysisOptions().Rules();
-
-    EXPECT_EQ(rules.minSize, ScanRules().minSize);
-    EXPECT_EQ(rules.frameOffset, ScanRules().frameOffset);
-    EXPECT_EQ(rules.sizeVariation, ScanRules().sizeVariation);
+    for (const AnalysisOption &option : k_AnalysisOptions)
+    {
+        if (!*option.option)
+            continue;
+        const double number = std::stod(AnalysisText(option, {}));
+        EXPECT_LE(option.least, number) << option.key;
+        EXPECT_GE(option.most, number) << option.key;
+    }
 }
