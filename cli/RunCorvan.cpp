@@ -47,21 +47,20 @@ private:
     CLI::App *m_app;
 };
 
-// Options whose values may begin like a negative number. With those that must not be negative,
-// the complaint names the option.
-bool TakesNumber(const std::string &option)
-{
-    static const std::set<std::string> s_options = {
-        "--range",       "--selected",    "--renumber-start", "--renumber-by",
-        "--sequence-by", "--packet-size", "--min-size",       "--offset",
-        "--variation",   "--wait-stable", "--retry-missing",  "--format-index",
-    };
-    return s_options.contains(option);
-}
-
 bool IsNegative(const std::string &text)
 {
     return text.size() > 1 && text[0] == '-' && text[1] >= '0' && text[1] <= '9';
+}
+
+// Adds the long options of all verbs that take a value.
+void AddTakers(const CLI::App &app, std::set<std::string> &takers)
+{
+    for (const CLI::Option *option : app.get_options())
+        if (option->get_items_expected_max() > 0)
+            for (const std::string &name : option->get_lnames())
+                takers.insert("--" + name);
+    for (const CLI::App *verb : app.get_subcommands({}))
+        AddTakers(*verb, takers);
 }
 
 struct DeclaredVerb
@@ -133,13 +132,16 @@ ExitStatus TryVerb(Verb &verb, const CommandLine &options)
 
 } // namespace
 
-std::vector<std::string> JoinNegativeValues(const std::vector<std::string> &arguments)
+std::vector<std::string> JoinNegativeValues(const CLI::App &app,
+                                            const std::vector<std::string> &arguments)
 {
+    std::set<std::string> takers;
+    AddTakers(app, takers);
     std::vector<std::string> joined;
     bool isPlain = false;
     for (const std::string &argument : arguments)
     {
-        if (!isPlain && !joined.empty() && TakesNumber(joined.back()) && IsNegative(argument))
+        if (!isPlain && !joined.empty() && takers.contains(joined.back()) && IsNegative(argument))
             joined.back() += "=" + argument;
         else
             joined.push_back(argument);
@@ -159,7 +161,7 @@ ExitStatus RunCorvan(std::vector<std::string> arguments)
 
     try
     {
-        arguments = JoinNegativeValues(arguments);
+        arguments = JoinNegativeValues(app, arguments);
         std::reverse(arguments.begin(), arguments.end()); // As CLI11 takes them.
         app.parse(arguments);
         for (const auto &[verb, command] : verbs)

@@ -5,6 +5,11 @@
 
 #include "cli/Failure.h"
 
+namespace CLI
+{
+class App;
+}
+
 namespace cli
 {
 
@@ -12,9 +17,10 @@ namespace cli
 /// says, prints, and gives the exit status. Writes what failed to standard error. Throws nothing.
 ExitStatus RunCorvan(std::vector<std::string> arguments);
 
-/// Joins "--range", or another option that takes numbers, with a value that begins like a negative
-/// number and would be taken for an option: "--range", "-5-3" becomes "--range=-5-3". Nothing after
-/// "--" is changed.
-std::vector<std::string> JoinNegativeValues(const std::vector<std::string> &arguments);
+/// Joins each long option of the program or its verbs that takes a value with one that begins like
+/// a negative number, which would be taken for an option: "--range", "-5-3" becomes "--range=-5-3".
+/// Nothing after "--" is changed.
+std::vector<std::string> JoinNegativeValues(const CLI::App &app,
+                                            const std::vector<std::string> &arguments);
 
 } // namespace cli

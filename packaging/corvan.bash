@@ -30,17 +30,20 @@ _corvan_types()
     find "$folder/jobtypes" -name '*.ini' -printf '%f\n' 2> /dev/null | sed 's/\.ini$//'
 }
 
-# What the word before asks for; false where it asks for nothing of its own.
+# Whether an option takes a value: the help names its type behind it, in capitals.
+_corvan_takes_value()
+{
+    corvan ${2:+"$2"} --help 2> /dev/null | grep -q -E -- "^  (-[^ ]+,)?$1(,-[^ ]+)? [A-Z][A-Z]"
+}
+
+# What the word before asks for, behind a verb; false where it asks for nothing of its own.
 _corvan_value()
 {
     case $1 in
         --options | --log-file | --format | -o | --output) mapfile -t COMPREPLY < <(compgen -f -- "$2") ;;
         --sort) mapfile -t COMPREPLY < <(compgen -W 'name size date' -- "$2") ;;
         --log-level) mapfile -t COMPREPLY < <(compgen -W '0 1 2 3 4 5 6' -- "$2") ;;
-        --master | --name | --range | --set | --limit | --format-index | --selected) ;;
-        --sequence-by | --renumber-start | --renumber-by | --packet-size) ;;
-        --min-size | --offset | --variation | --wait-stable | --retry-missing) ;;
-        --decode-jobs | --decode-seconds | --decode-memory) ;;
+        -*) _corvan_takes_value "$1" "$3" ;;
         *) return 1 ;;
     esac
 }
@@ -49,18 +52,18 @@ _corvan()
 {
     local word=${COMP_WORDS[COMP_CWORD]} verb='' i
     COMPREPLY=()
-    _corvan_value "${COMP_WORDS[COMP_CWORD - 1]}" "$word" && return
 
     for ((i = 1; i < COMP_CWORD; i++)); do
         case ${COMP_WORDS[i]} in
-            --master | --options | --log-file | --log-level) ((i++)) ;;
-            -*) ;;
+            -*) _corvan_takes_value "${COMP_WORDS[i]}" '' && ((i++)) ;;
             *)
                 verb=${COMP_WORDS[i]}
                 break
                 ;;
         esac
     done
+
+    _corvan_value "${COMP_WORDS[COMP_CWORD - 1]}" "$word" "$verb" && return
 
     case $word:$verb in
         -*:*) mapfile -t COMPREPLY < <(compgen -W "$(_corvan_options "$verb")" -- "$word") ;;

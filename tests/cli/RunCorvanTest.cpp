@@ -1,5 +1,7 @@
 #include "cli/RunCorvan.h"
 
+#include <CLI/CLI.hpp>
+
 #include <gtest/gtest.h>
 
 namespace cli
@@ -71,8 +73,17 @@ TEST(RunCorvan, HelpNamesEachVerb)
         EXPECT_NE(help.find("\n  " + std::string(verb) + " "), std::string::npos) << verb;
 }
 
-TEST(RunCorvan, TakesANegativeRangeAsAValue)
+TEST(RunCorvan, TakesANegativeNumberAsAValue)
 {
+    CLI::App app;
+    std::string text;
+    bool flag = false;
+    app.add_option("--master", text);
+    CLI::App *verb = app.add_subcommand("check");
+    for (const char *option : {"--range", "--name", "--offset", "-o,--output"})
+        verb->add_option(option, text);
+    verb->add_flag("--paths", flag);
+    verb->add_flag("-0", flag);
     const struct
     {
         Arguments given;
@@ -82,14 +93,17 @@ TEST(RunCorvan, TakesANegativeRangeAsAValue)
         {{"--range", "1-5"}, {"--range", "1-5"}},
         {{"--range", "--name"}, {"--range", "--name"}},
         {{"--range", "-"}, {"--range", "-"}},
-        {{"--name", "-5"}, {"--name", "-5"}},
+        {{"--name", "-5"}, {"--name=-5"}},
+        {{"--master", "-5"}, {"--master=-5"}},
+        {{"--output", "-5"}, {"--output=-5"}},
+        {{"--paths", "-0"}, {"--paths", "-0"}},
         {{"--offset", "-5"}, {"--offset=-5"}},
         {{"--", "--range", "-5"}, {"--", "--range", "-5"}},
         {{"--range=-5"}, {"--range=-5"}},
         {{"-5"}, {"-5"}},
     };
     for (const auto &[given, joined] : cases)
-        EXPECT_EQ(JoinNegativeValues(given), joined);
+        EXPECT_EQ(JoinNegativeValues(app, given), joined);
 }
 
 } // namespace

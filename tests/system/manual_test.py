@@ -100,6 +100,21 @@ class Completion(FarmTest):
         self.assertEqual(self.complete("check", "--sort", "d"), ["date"])
         self.assertEqual(self.complete("show", ""), [], "no Master runs, and none is started")
 
+    def test_offers_no_jobs_where_an_option_wants_a_value(self):
+        self.start_master("--slots", "0")
+        job = self.submit("true", "--range", "1", "--name", "Clock")
+        for verb in verbs():
+            text = help_of(BIN / "corvan", verb)
+            takers = re.findall(r"^  (?:-\w,)?(--[a-z-]+) [A-Z][A-Z]", text, re.M)
+            flags = set(re.findall(r"^  (?:-\w,)?(--[a-z-]+)", text, re.M)) - set(takers)
+            for option in takers:
+                offered = self.complete(verb, option, "")
+                self.assertEqual({job, "Clock"} & set(offered), set(), f"{verb} {option}")
+            if verb not in ("submit", "list"):
+                for option in flags - {"--help"}:
+                    self.assertIn("Clock", self.complete(verb, option, ""), f"{verb} {option}")
+            self.assertIn("--help", flags)
+
     def test_offers_jobs_and_files(self):
         self.start_master("--slots", "0")
         job = self.submit("true", "--range", "1", "--name", "Clock")
