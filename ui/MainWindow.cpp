@@ -9,6 +9,7 @@
 
 #include "app/Ordwick.h"
 #include "ostrel/CallEntry.h"
+#include "ui/CommandIds.h"
 #include "ui/FileList.h"
 #include "ui/JobMenu.h"
 #include "ui/SortArrows.h"
@@ -41,14 +42,14 @@ BEGIN_EVENT_TABLE(MainWindow, wxCorvanFrame)
     EVT_COMBOBOX(wxID_ANY, MainWindow::OnChangeFormat)
     EVT_LIST_COL_CLICK(wxID_ANY, MainWindow::OnColClick)
     EVT_IDLE(MainWindow::IdleFileCheck)
-    EVT_MENU(1001, MainWindow::OnCustomRange)
-    EVT_MENU(1008, MainWindow::OnChangePaths)
-    EVT_MENU(1002, MainWindow::OnSelectBad)
-    EVT_MENU(1003, MainWindow::OnRequeueSelected)
-    EVT_MENU(1004, MainWindow::OnRequeueBad)
-    EVT_MENU(1005, MainWindow::OnDeleteSelected)
-    EVT_MENU(1006, MainWindow::OnDeleteBad)
-    EVT_MENU(1007, MainWindow::OnConfig)
+    EVT_MENU(k_IdCustomRange, MainWindow::OnCustomRange)
+    EVT_MENU(k_IdChangePaths, MainWindow::OnChangePaths)
+    EVT_MENU(k_IdSelectBad, MainWindow::OnSelectBad)
+    EVT_MENU(k_IdRequeueSelected, MainWindow::OnRequeueSelected)
+    EVT_MENU(k_IdRequeueBad, MainWindow::OnRequeueBad)
+    EVT_MENU(k_IdDeleteSelected, MainWindow::OnDeleteSelected)
+    EVT_MENU(k_IdDeleteBad, MainWindow::OnDeleteBad)
+    EVT_MENU(k_IdConfig, MainWindow::OnConfig)
     EVT_MENU(wxID_ANY, MainWindow::OnJobCommand)
     EVT_CORVAN_CONNECT(wxID_ANY, MainWindow::OnConnect)
     EVT_CORVAN_DISCONNECT(wxID_ANY, MainWindow::OnDisconnect)

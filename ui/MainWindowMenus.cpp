@@ -8,6 +8,7 @@
 #include "app/Ordwick.h"
 #include "ostrel/CallEntry.h"
 #include "ostrel/Exception.h"
+#include "ui/CommandIds.h"
 #include "ui/JobMenu.h"
 #include "ui/MainWindow.h"
 #include "wxcorvan/wxcText.h"
@@ -28,29 +29,29 @@ struct MenuEntry
 
 // wxTRANSLATE marks the texts for the catalogue; they are looked up when the menu is built.
 const MenuEntry k_file_menu[] = {
-    {1002, wxTRANSLATE("Select Bad/Missing Frames\tCtrl+S"),
+    {k_IdSelectBad, wxTRANSLATE("Select Bad/Missing Frames\tCtrl+S"),
      wxTRANSLATE("Select frames that have been detected as bad or missing")},
     {},
-    {1003, wxTRANSLATE("Requeue Selected\tCtrl+R"),
+    {k_IdRequeueSelected, wxTRANSLATE("Requeue Selected\tCtrl+R"),
      wxTRANSLATE("Requeue the frames that are currently selected in the list")},
-    {1004, wxTRANSLATE("Requeue Bad/Missing Frames\tCtrl+B"),
+    {k_IdRequeueBad, wxTRANSLATE("Requeue Bad/Missing Frames\tCtrl+B"),
      wxTRANSLATE("Requeue the frames that have been detected as bad or missing")},
     {},
-    {1005, wxTRANSLATE("Delete Selected"),
+    {k_IdDeleteSelected, wxTRANSLATE("Delete Selected"),
      wxTRANSLATE("Delete the frames that are currently selected in the list")},
-    {1006, wxTRANSLATE("Delete Bad/Missing Frames"),
+    {k_IdDeleteBad, wxTRANSLATE("Delete Bad/Missing Frames"),
      wxTRANSLATE("Delete the frames that have been detected as bad or missing")},
     {},
-    {1007, wxTRANSLATE("Analysis settings..."),
+    {k_IdConfig, wxTRANSLATE("Analysis settings..."),
      wxTRANSLATE("Configure how frame files are analyzed")},
     {},
     {wxID_EXIT, wxTRANSLATE("Close\tCtrl+W"), wxTRANSLATE("Close this window")},
 };
 
 const MenuEntry k_job_menu[] = {
-    {1001, wxTRANSLATE("Edit Custom Range"),
+    {k_IdCustomRange, wxTRANSLATE("Edit Custom Range"),
      wxTRANSLATE("Change the range of files to search for")},
-    {1008, wxTRANSLATE("Edit Image Formats"),
+    {k_IdChangePaths, wxTRANSLATE("Edit Image Formats"),
      wxTRANSLATE("Add, change, or remove image formatting paths")},
 };
 

@@ -13,6 +13,7 @@
 #include "app/Ordwick.h"
 #include "tests/support/Printing.h"
 #include "tests/window/CommandFixture.h"
+#include "ui/CommandIds.h"
 
 using namespace corvan;
 using namespace ostrel;
@@ -107,7 +108,7 @@ protected:
 
     void InDialog(const std::function<void(wxTopLevelWindow &)> &steps)
     {
-        WhileModal([this] { ChooseFromMenu(1007); }, steps);
+        WhileModal([this] { ChooseFromMenu(k_IdConfig); }, steps);
     }
     /// The dialog's values when it is opened and cancelled.
     Texts Shown()

@@ -10,6 +10,7 @@
 #include "corvan/JobStatus.h"
 #include "tests/support/Printing.h"
 #include "tests/window/CommandFixture.h"
+#include "ui/CommandIds.h"
 
 using namespace corvan;
 using namespace ostrel;
@@ -197,10 +198,10 @@ TEST_F(FrameCommandsTest, ARequeueOfARenumberedJobIsSentAndWarnedOf)
 TEST_F(FrameCommandsTest, TheMenuRequeuesAsTheKeysDo)
 {
     WatchDamage();
-    ChooseFromMenu(1002);
+    ChooseFromMenu(k_IdSelectBad);
     EXPECT_EQ(List().SelectedPaths().size(), 3u);
-    ChooseFromMenu(1003);
-    ChooseFromMenu(1004);
+    ChooseFromMenu(k_IdRequeueSelected);
+    ChooseFromMenu(k_IdRequeueBad);
     ASSERT_EQ(Requeued().size(), 2u);
     EXPECT_EQ(Requeued()[0]->ParameterText(p_Range, false), "2,5,7");
     EXPECT_EQ(Requeued()[1]->ParameterText(p_Range, false), "2,5,7");
@@ -251,7 +252,8 @@ TEST_F(FrameCommandsTest, BeforeAnyJobEveryCommandIsCalm)
     Connect();
     const auto sent = Link().sent.size();
     m_log.Clear();
-    for (const int id : {1002, 1003, 1004, 1005, 1006})
+    for (const int id :
+         {k_IdSelectBad, k_IdRequeueSelected, k_IdRequeueBad, k_IdDeleteSelected, k_IdDeleteBad})
         ChooseFromMenu(id);
     EXPECT_EQ(CommandLog(), "4 Requeue selected frames...\n5    Nothing selected\n"
                             "4 Requeue bad frames...\n4 Delete selected frames...\n"
@@ -287,7 +289,7 @@ TEST_F(FrameCommandsTest, DeletesTheSelectedFilesInPathOrder)
     MakeFrames(1, 5, 9000);
     Watch("1-5");
     SelectRows({3, 1});
-    ChooseFromMenu(1005);
+    ChooseFromMenu(k_IdDeleteSelected);
     EXPECT_EQ(CommandLog(), "4 Delete selected frames...\n" + DeleteLines({2, 4}));
     for (const int frame : {1, 2, 3, 4, 5})
         EXPECT_EQ(HasFrame(frame), frame != 2 && frame != 4) << frame;
@@ -298,7 +300,7 @@ TEST_F(FrameCommandsTest, DeletesTheBadFilesAndGoesOverTheMissingOne)
 {
     WatchDamage();
     SelectRows({0});
-    ChooseFromMenu(1006);
+    ChooseFromMenu(k_IdDeleteBad);
     EXPECT_EQ(CommandLog(), "4 Delete bad frames...\n" + DeleteLines({2, 5, 7}));
     for (const int frame : {1, 3, 4, 6, 8, 9})
         EXPECT_TRUE(HasFrame(frame)) << frame;
@@ -310,8 +312,8 @@ TEST_F(FrameCommandsTest, WithNothingToDeleteOnlyTheFirstLineIsLogged)
 {
     MakeFrames(1, 5, 9000);
     Watch("1-5");
-    ChooseFromMenu(1005);
-    ChooseFromMenu(1006);
+    ChooseFromMenu(k_IdDeleteSelected);
+    ChooseFromMenu(k_IdDeleteBad);
     EXPECT_EQ(CommandLog(), "4 Delete selected frames...\n4 Delete bad frames...\n");
     for (const int frame : {1, 2, 3, 4, 5})
         EXPECT_TRUE(HasFrame(frame)) << frame;
@@ -323,7 +325,7 @@ TEST_F(FrameCommandsTest, AFileThatIsGoneIsDeletedWithoutComplaintAndMissingAtTh
     Watch("1-5");
     fs::remove(FramePath(2));
     SelectRows({1});
-    ChooseFromMenu(1005);
+    ChooseFromMenu(k_IdDeleteSelected);
     EXPECT_EQ(CommandLog(), "4 Delete selected frames...\n" + DeleteLines({2}));
     EXPECT_EQ(List().RowCount(), 5);
     EXPECT_EQ(RowColor(1), "normal");
@@ -340,7 +342,7 @@ TEST_F(FrameCommandsTest, DeletingDoesNotScanAgain)
     MakeFrames(1, 5, 9000);
     Watch("1-5");
     SelectRows({1, 2});
-    ChooseFromMenu(1005);
+    ChooseFromMenu(k_IdDeleteSelected);
     PumpIdle();
     EXPECT_FALSE(HasFrame(2));
     EXPECT_EQ(List().GetDisplayText(1, 1), "8 KB");
@@ -365,7 +367,7 @@ TEST_F(FrameCommandsTest, WhatCannotBeDeletedIsPassedOverInSilence)
     Watch("1-7");
     FocusList();
     PressKeys("ctrl+a");
-    ChooseFromMenu(1005);
+    ChooseFromMenu(k_IdDeleteSelected);
     EXPECT_EQ(CommandLog(), "4 Delete selected frames...\n" + DeleteLines({1, 2, 3, 4, 5, 6, 7}));
     EXPECT_TRUE(fs::is_regular_file(FramePath(2) + "/inside"));
     EXPECT_TRUE(fs::is_directory(FramePath(3)));
@@ -381,7 +383,7 @@ TEST_F(FrameCommandsTest, TenThousandDeletionsLeaveTheWindowAliveAndAreAllLogged
     ASSERT_EQ(StatusTexts(), "10000 Files | 0 Missing | 10000 Too Small");
     FocusList();
     const LongestStretch stretch;
-    ChooseFromMenu(1006);
+    ChooseFromMenu(k_IdDeleteBad);
     PumpIdle();
     EXPECT_LT(stretch.Ms(), 1000);
     EXPECT_GT(stretch.Ms(), 0);

@@ -13,6 +13,7 @@
 #include "corvan/JobFactory.h"
 #include "tests/support/Printing.h"
 #include "tests/window/CommandFixture.h"
+#include "ui/CommandIds.h"
 #include "wxcorvan/wxcTextCtrl.h"
 
 using namespace corvan;
@@ -20,10 +21,6 @@ using namespace ostrel;
 
 namespace
 {
-
-constexpr int k_custom_range = 1001;
-constexpr int k_image_formats = 1008;
-constexpr int k_settings = 1007;
 
 /// From now on no file of this process gets larger, as on a disk that is full.
 class FullDisk
@@ -79,7 +76,7 @@ protected:
     }
     void SetRange(const std::string &text)
     {
-        InDialog(k_custom_range,
+        InDialog(k_IdCustomRange,
                  [&](wxTopLevelWindow &dialog)
                  {
                      TypeInto(Field(dialog), text);
@@ -89,7 +86,7 @@ protected:
     /// Edits the list of formats: `steps` first, then Enter.
     void EditFormats(const std::function<void(wxTopLevelWindow &)> &steps)
     {
-        InDialog(k_image_formats,
+        InDialog(k_IdChangePaths,
                  [&](wxTopLevelWindow &dialog)
                  {
                      steps(dialog);
@@ -143,7 +140,7 @@ protected:
 TEST_F(JobEditsTest, TheRangeDialogHasItsTextsAndThePresentRange)
 {
     Watch("1-9", {{p_CustomRange, "3-4"}});
-    InDialog(k_custom_range,
+    InDialog(k_IdCustomRange,
              [](wxTopLevelWindow &dialog)
              {
                  EXPECT_EQ(dialog.GetTitle(), "Custom Range");
@@ -178,12 +175,12 @@ TEST_F(JobEditsTest, ARangeIsSentVerbatimAndNothingIsAppliedHere)
 TEST_F(JobEditsTest, CancelInTheRangeDialogSendsTheUnchangedRange)
 {
     Watch("1-9", {{p_CustomRange, " 3-4 "}});
-    InDialog(k_custom_range, [](wxTopLevelWindow &dialog) { ClickButton(dialog, wxID_CANCEL); });
+    InDialog(k_IdCustomRange, [](wxTopLevelWindow &dialog) { ClickButton(dialog, wxID_CANCEL); });
     EXPECT_EQ(SentParameters(), std::vector<std::string>{"CustomRange =  3-4 "});
     EXPECT_EQ(CommandLog(), "5 Sending updated custom range\n");
 
-    InDialog(k_custom_range, [](wxTopLevelWindow &) { PressKeys("Escape"); });
-    InDialog(k_custom_range, [](wxTopLevelWindow &dialog) { dialog.Close(); });
+    InDialog(k_IdCustomRange, [](wxTopLevelWindow &) { PressKeys("Escape"); });
+    InDialog(k_IdCustomRange, [](wxTopLevelWindow &dialog) { dialog.Close(); });
     EXPECT_EQ(SentParameters().size(), 3u);
     EXPECT_EQ(SentParameters().back(), "CustomRange =  3-4 ");
 }
@@ -196,14 +193,14 @@ TEST_F(JobEditsTest, ARangeOfAMegabyteStaysWhole)
     Watch("1-9");
     ReceiveParameter(p_CustomRange, range);
     ASSERT_EQ(List().RowCount(), 5);
-    InDialog(k_custom_range, [](wxTopLevelWindow &) { PressKeys("Return"); });
+    InDialog(k_IdCustomRange, [](wxTopLevelWindow &) { PressKeys("Return"); });
     ASSERT_EQ(SentParameters().size(), 1u);
     EXPECT_TRUE(IsSame(SentParameters().front(), "CustomRange = " + range));
 
     // One that is pasted is refused whole, not cut.
     ReceiveParameter(p_CustomRange, "3-4");
     m_log.Clear();
-    InDialog(k_custom_range,
+    InDialog(k_IdCustomRange,
              [&](wxTopLevelWindow &dialog)
              {
                  SetClipboard(range);
@@ -223,7 +220,7 @@ TEST_F(JobEditsTest, AJobTypeWithoutACustomRangeIsToldInABox)
     ReceiveJob(StillJob());
     m_log.Clear();
     const std::string text = "This job does not support setting a custom range";
-    InDialog(k_custom_range,
+    InDialog(k_IdCustomRange,
              [&](wxTopLevelWindow &box)
              {
                  EXPECT_EQ(box.GetTitle(), "Ordwick");
@@ -242,7 +239,7 @@ TEST_F(JobEditsTest, ABoxThatShallNotComeAgainDoesNot)
     Watch("1-5");
     ReceiveJob(StillJob());
     m_log.Clear();
-    InDialog(k_custom_range,
+    InDialog(k_IdCustomRange,
              [](wxTopLevelWindow &box)
              {
                  wxWindow *tick = wxWindow::FindWindowByName("checkBox", &box);
@@ -252,7 +249,7 @@ TEST_F(JobEditsTest, ABoxThatShallNotComeAgainDoesNot)
                  PressKeys("Return");
              });
     EXPECT_EQ(wxGetApp().Options().FindText("Messages", "NoCustomRange"), "No");
-    ChooseFromMenu(k_custom_range); // Comes back at once.
+    ChooseFromMenu(k_IdCustomRange); // Comes back at once.
     EXPECT_EQ(m_log.Count(k_LogWarning, "does not support"), 2) << "it is logged all the same";
     PressKeys("ctrl+w");
     EXPECT_NE(ReadOptions().find("NoCustomRange = No"), std::string::npos) << ReadOptions();
@@ -264,11 +261,11 @@ TEST_F(JobEditsTest, WithoutAJobTheEditsDoNothing)
     Connect();
     const auto sent = Link().sent.size();
     m_log.Clear();
-    ChooseFromMenu(k_custom_range);
+    ChooseFromMenu(k_IdCustomRange);
     EXPECT_EQ(CommandLog(), "3 Edit Custom Range: there is no job yet, nothing was done\n");
 
     m_log.Clear();
-    InDialog(k_image_formats,
+    InDialog(k_IdChangePaths,
              [](wxTopLevelWindow &box)
              {
                  EXPECT_EQ(box.GetTitle(), "Ordwick");
@@ -346,14 +343,14 @@ TEST_F(JobEditsTest, FormatsAreSentAsTypedWhateverTheyHold)
 TEST_F(JobEditsTest, ACancelledListOfFormatsSendsNothing)
 {
     Watch("1-5");
-    InDialog(k_image_formats,
+    InDialog(k_IdChangePaths,
              [](wxTopLevelWindow &dialog)
              {
                  EnterFormat(dialog, 101, "/c/%d");
                  ClickButton(dialog, wxID_CANCEL);
              });
-    InDialog(k_image_formats, [](wxTopLevelWindow &) { PressKeys("Escape"); });
-    InDialog(k_image_formats, [](wxTopLevelWindow &dialog) { dialog.Close(); });
+    InDialog(k_IdChangePaths, [](wxTopLevelWindow &) { PressKeys("Escape"); });
+    InDialog(k_IdChangePaths, [](wxTopLevelWindow &dialog) { dialog.Close(); });
     EXPECT_EQ(SentSinceJob(), 0u);
     EXPECT_EQ(CommandLog(), "");
 }
@@ -361,7 +358,7 @@ TEST_F(JobEditsTest, ACancelledListOfFormatsSendsNothing)
 TEST_F(JobEditsTest, AnEditWithoutAConnectionIsDroppedWithAWarning)
 {
     Watch("1-5");
-    InDialog(k_custom_range,
+    InDialog(k_IdCustomRange,
              [this](wxTopLevelWindow &dialog)
              {
                  Disconnect(); // While the dialog is open: the command keeps its job.
@@ -375,7 +372,7 @@ TEST_F(JobEditsTest, AnEditWithoutAConnectionIsDroppedWithAWarning)
 TEST_F(JobEditsTest, ConfirmedSettingsScanAgainEvenUnchanged)
 {
     Watch("1-5");
-    InDialog(k_settings, [](wxTopLevelWindow &) { PressKeys("Return"); });
+    InDialog(k_IdConfig, [](wxTopLevelWindow &) { PressKeys("Return"); });
     WaitFor([this] { return m_log.Count(k_LogStatus, "Finished scanning 5 files") == 1; });
     EXPECT_EQ(SentSinceJob(), 0u);
 }
@@ -384,13 +381,13 @@ TEST_F(JobEditsTest, CancelledSettingsChangeNothing)
 {
     Watch("1-5");
     const String before = wxGetApp().Options().ToText();
-    InDialog(k_settings,
+    InDialog(k_IdConfig,
              [](wxTopLevelWindow &dialog)
              {
                  TypeInto(Field(dialog), "77");
                  PressKeys("Escape");
              });
-    InDialog(k_settings, [](wxTopLevelWindow &dialog) { dialog.Close(); });
+    InDialog(k_IdConfig, [](wxTopLevelWindow &dialog) { dialog.Close(); });
     PumpIdle();
     EXPECT_EQ(wxGetApp().Options().ToText(), before);
     EXPECT_EQ(m_log.Count(k_LogStatus, "Finished scanning"), 0);
@@ -401,7 +398,7 @@ TEST_F(JobEditsTest, NewSettingsJudgeTheFramesAndSwitchTheGauge)
     MakeFrames(1, 5, 9000);
     Watch("1-5");
     ASSERT_TRUE(Gauge().IsShown());
-    InDialog(k_settings,
+    InDialog(k_IdConfig,
              [](wxTopLevelWindow &dialog)
              {
                  TypeInto(Field(dialog), "9001");
@@ -421,7 +418,7 @@ TEST_F(JobEditsTest, AFullDiskKeepsTheOldOptionsWholeAndLetsTheWindowClose)
     const std::string before = ReadOptions();
     {
         const FullDisk full(200'000);
-        InDialog(k_settings,
+        InDialog(k_IdConfig,
                  [](wxTopLevelWindow &dialog)
                  {
                      TypeInto(Field(dialog), "77");

@@ -9,6 +9,7 @@
 #include <wx/statusbr.h>
 
 #include "tests/window/OrdwickFixture.h"
+#include "ui/CommandIds.h"
 #include "ui/SortArrows.h"
 #include "wxcorvan/wxcChoice.h"
 #include "wxcorvan/wxcColors.h"
@@ -194,6 +195,7 @@ TEST_F(MainWindowTest, SpeaksGermanWhereTheUserDoes)
     const EnvironmentGuard noOther("LC_ALL", nullptr);
     Start();
     EXPECT_EQ(Window().GetMenuBar()->GetMenuLabel(0), "Datei");
-    EXPECT_EQ(Window().GetMenuBar()->GetLabel(1001), wxString::FromUTF8("Eigenen Bereich ändern"));
+    EXPECT_EQ(Window().GetMenuBar()->GetLabel(k_IdCustomRange),
+              wxString::FromUTF8("Eigenen Bereich ändern"));
     Screenshot(Window(), "german");
 }

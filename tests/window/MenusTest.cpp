@@ -11,6 +11,7 @@
 #include "tests/support/NativeDialog.h"
 #include "tests/support/Printing.h"
 #include "tests/window/CommandFixture.h"
+#include "ui/CommandIds.h"
 
 using namespace corvan;
 using namespace ostrel;
@@ -33,26 +34,27 @@ void PrintTo(const ItemTexts &item, std::ostream *stream)
 }
 
 const std::vector<ItemTexts> k_file_menu = {
-    {1002, "Select Bad/Missing Frames\tCtrl+S",
+    {k_IdSelectBad, "Select Bad/Missing Frames\tCtrl+S",
      "Select frames that have been detected as bad or missing"},
     {wxID_SEPARATOR, "", ""},
-    {1003, "Requeue Selected\tCtrl+R",
+    {k_IdRequeueSelected, "Requeue Selected\tCtrl+R",
      "Requeue the frames that are currently selected in the list"},
-    {1004, "Requeue Bad/Missing Frames\tCtrl+B",
+    {k_IdRequeueBad, "Requeue Bad/Missing Frames\tCtrl+B",
      "Requeue the frames that have been detected as bad or missing"},
     {wxID_SEPARATOR, "", ""},
-    {1005, "Delete Selected", "Delete the frames that are currently selected in the list"},
-    {1006, "Delete Bad/Missing Frames",
+    {k_IdDeleteSelected, "Delete Selected",
+     "Delete the frames that are currently selected in the list"},
+    {k_IdDeleteBad, "Delete Bad/Missing Frames",
      "Delete the frames that have been detected as bad or missing"},
     {wxID_SEPARATOR, "", ""},
-    {1007, "Analysis settings...", "Configure how frame files are analyzed"},
+    {k_IdConfig, "Analysis settings...", "Configure how frame files are analyzed"},
     {wxID_SEPARATOR, "", ""},
     {wxID_EXIT, "Close\tCtrl+W", "Close this window"},
 };
 
 const std::vector<ItemTexts> k_job_menu = {
-    {1001, "Edit Custom Range", "Change the range of files to search for"},
-    {1008, "Edit Image Formats", "Add, change, or remove image formatting paths"},
+    {k_IdCustomRange, "Edit Custom Range", "Change the range of files to search for"},
+    {k_IdChangePaths, "Edit Image Formats", "Add, change, or remove image formatting paths"},
 };
 
 std::vector<ItemTexts> TextsOf(const wxMenu &menu)
@@ -115,6 +117,14 @@ protected:
         return wxGetApp().CurrentJob()->ParameterText(p_Note, false);
     }
 };
+
+TEST(CommandIds, AreTheNumbersOfTheWindowsOwnCommands)
+{
+    const std::vector<int> ids = {k_IdCustomRange, k_IdSelectBad,      k_IdRequeueSelected,
+                                  k_IdRequeueBad,  k_IdDeleteSelected, k_IdDeleteBad,
+                                  k_IdConfig,      k_IdChangePaths};
+    EXPECT_EQ(ids, (std::vector<int>{1001, 1002, 1003, 1004, 1005, 1006, 1007, 1008}));
+}
 
 TEST_F(MenusTest, HaveEveryTextInItsPlace)
 {
@@ -207,7 +217,8 @@ TEST_F(MenusTest, TheJobsCommandsStandBehindTheEditsAndFollowTheJob)
     const std::string edits = "Edit Custom Range, Edit Image Formats";
     EXPECT_EQ(LabelsOf("Job"), edits + ", -, Pause, Cancel, Raise Priority, Lower Priority, -, Go");
     for (const wxMenuItem *item : Menu("Job").GetMenuItems())
-        if (!item->IsSeparator() && item->GetId() != 1001 && item->GetId() != 1008)
+        if (!item->IsSeparator() && item->GetId() != k_IdCustomRange &&
+            item->GetId() != k_IdChangePaths)
         {
             EXPECT_GT(item->GetId(), wxID_HIGHEST);
         }

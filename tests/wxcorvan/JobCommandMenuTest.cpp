@@ -69,13 +69,17 @@ void Receive(const Job &job, const String &name, const String &value)
     JobParameterMsg::s_Signal(message);
 }
 
+/// Items of the window that stand before the commands.
+constexpr int k_own_item = 1001;
+constexpr int k_other_item = 1008;
+
 class JobCommandMenuTest : public testing::Test
 {
 protected:
     JobCommandMenuTest()
     {
-        m_menu.Append(1001, "Edit Custom Range");
-        m_menu.Append(1008, "Edit Image Formats");
+        m_menu.Append(k_own_item, "Edit Custom Range");
+        m_menu.Append(k_other_item, "Edit Image Formats");
         TestApp::Get().link.sent.clear();
     }
 
@@ -111,7 +115,7 @@ TEST_F(JobCommandMenuTest, KeepsToIdentifiersOfItsOwn)
 {
     m_menu.Fill(MakeSampleJob({{"One", {"x"}}, {"Two", {"y"}}}), k_build);
     for (const wxMenuItem *item : m_menu.GetMenuItems())
-        if (!item->IsSeparator() && item->GetId() != 1001 && item->GetId() != 1008)
+        if (!item->IsSeparator() && item->GetId() != k_own_item && item->GetId() != k_other_item)
         {
             EXPECT_GT(item->GetId(), wxID_HIGHEST);
         }
@@ -187,10 +191,10 @@ TEST_F(JobCommandMenuTest, NamesACommandThatCannotBeFilled)
 
 TEST_F(JobCommandMenuTest, DoesNothingForOtherIdentifiers)
 {
-    for (const long id : {0L, -1L, 1001L, 7001L, 99'999L, long(wxID_EXIT)})
+    for (const long id : {0L, -1L, k_own_itemL, 7001L, 99'999L, long(wxID_EXIT)})
         EXPECT_FALSE(m_menu.TryCommand(id)) << id;
     m_menu.Fill(MakeSampleJob(), k_build);
-    for (const long id : {0L, -1L, 1001L, 7000L, 99'999L, long(wxID_EXIT)})
+    for (const long id : {0L, -1L, k_own_itemL, 7000L, 99'999L, long(wxID_EXIT)})
         EXPECT_FALSE(m_menu.TryCommand(id)) << id;
     EXPECT_TRUE(m_menu.steps.empty());
 }
