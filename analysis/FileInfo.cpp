@@ -2,11 +2,17 @@
 
 #include <iterator>
 
+#include "ostrel/CallEntry.h"
+
 namespace analysis
 {
 
+using ostrel::_CallEntry;
+
 int _FileInfoList::PathToIndex(const Path &name) const
 {
+    _CallEntry call("_FileInfoList::PathToIndex", __FILE__, __LINE__);
+
     const auto &paths = get<path>();
     const auto found = paths.find(name);
     if (found == paths.end())
@@ -18,6 +24,8 @@ int _FileInfoList::PathToIndex(const Path &name) const
 
 bool _FileInfoList::Append(const Path &name, int frame)
 {
+    _CallEntry call("_FileInfoList::Append", __FILE__, __LINE__);
+
     auto &rows = get<list>();
     auto &paths = get<path>();
     // Neighbouring frames have neighbouring paths, so the new one mostly follows the last row's.

@@ -4,8 +4,12 @@
 #include <functional>
 #include <vector>
 
+#include "ostrel/CallEntry.h"
+
 namespace analysis
 {
+
+using ostrel::_CallEntry;
 
 namespace
 {
@@ -41,13 +45,22 @@ bool RecordStandsBefore(const Record &a, const Record &b, const SortState &state
 
 } // namespace
 
+SortFiles::SortFiles(const SortState *state) : m_state(state)
+{
+    _CallEntry call("SortFiles::SortFiles", __FILE__, __LINE__);
+}
+
 bool SortFiles::operator()(const _FileInfo &a, const _FileInfo &b) const
 {
+    _CallEntry call("SortFiles::operator()", __FILE__, __LINE__);
+
     return RecordStandsBefore(a, b, *m_state);
 }
 
 bool SortFiles::operator()(const FrameRecord &a, const FrameRecord &b) const
 {
+    _CallEntry call("SortFiles::operator()", __FILE__, __LINE__);
+
     return RecordStandsBefore(a, b, *m_state);
 }
 

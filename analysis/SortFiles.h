@@ -25,7 +25,7 @@ class SortFiles
 {
 public:
     /// `state` must outlive the comparator.
-    explicit SortFiles(const SortState *state) : m_state(state) {}
+    explicit SortFiles(const SortState *state);
 
     bool operator()(const _FileInfo &a, const _FileInfo &b) const;
     bool operator()(const FrameRecord &a, const FrameRecord &b) const;

@@ -37,6 +37,14 @@ class CallEntries(unittest.TestCase):
             method(
                 '    _CallEntry call("List::~List", __FILE__, __LINE__);', head="List::~List()"
             ),
+            method(
+                '    _CallEntry call("List::operator()", __FILE__, __LINE__);',
+                head="bool List::operator()(const Row &a, const Row &b) const",
+            ),
+            method(
+                '    _CallEntry call("List::operator+=", __FILE__, __LINE__);',
+                head="List &List::operator+=(int rows)",
+            ),
         ]
         for text in cases:
             with self.subTest(text=text):
@@ -52,6 +60,7 @@ class CallEntries(unittest.TestCase):
             method("    Clear();", '    _CallEntry call("List::Fill", __FILE__, __LINE__);'),
             method(head="std::set<ostrel::Path> List::Fill()"),
             method(head="List::List(Window *parent) : Base(parent)"),
+            method(head="bool List::operator()(int a) const"),
         ]
         for text in cases:
             with self.subTest(text=text):
