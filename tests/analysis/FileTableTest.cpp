@@ -7,7 +7,7 @@
 
 #include "tests/support/LogCapture.h"
 
-#include "PlainRules.h"
+#include "VerdictByDistance.h"
 
 using namespace analysis;
 
@@ -219,10 +219,12 @@ TEST_F(FileTableTest, JudgesByTheRulesThatWereSetLast)
     EXPECT_EQ(Verdicts(), std::string(150, 's') + std::string(150, 'o'));
 }
 
-TEST_F(FileTableTest, GivesThePlainVerdictWhateverWasDoneToTheTableBefore)
+TEST_F(FileTableTest, GivesTheVerdictOfItsRowsWhateverWasDoneToTheTableBefore)
 {
     std::mt19937_64 random(13);
     int frames = 0;
+    int quarters = 1;
+    m_table.SetRules({500, 5, 0.25f});
     for (int round = 0; round < 400; ++round)
     {
         switch (random() % 8)
@@ -243,7 +245,8 @@ TEST_F(FileTableTest, GivesThePlainVerdictWhateverWasDoneToTheTableBefore)
             break;
         }
         case 2:
-            m_table.SetRules({unsigned(random() % 1000), int(random() % 300), 0.25f});
+            quarters = int(random() % 5);
+            m_table.SetRules({unsigned(random() % 1000), int(random() % 300), float(quarters) / 4});
             break;
         case 3:
             if (random() % 10 == 0)
@@ -260,12 +263,15 @@ TEST_F(FileTableTest, GivesThePlainVerdictWhateverWasDoneToTheTableBefore)
         const auto &list = m_files.get<_FileInfoList::list>();
         const std::vector<_FileInfo> rows(list.begin(), list.end());
         std::set<Path> bad;
-        for (int row = 0; row < int(rows.size()); ++row)
+        for (std::size_t row = 0; row < rows.size(); ++row)
         {
-            const FrameState expected = PlainVerdict(rows, row, m_table.Rules());
-            ASSERT_EQ(m_table.Classify(row), expected) << "round " << round << ", row " << row;
+            const ScanRules &rules = m_table.Rules();
+            const FrameState expected =
+                VerdictByDistance(rows, row, rules.minSize, rules.frameOffset, quarters);
+            ASSERT_EQ(m_table.Classify(std::int64_t(row)), expected)
+                << "round " << round << ", row " << row;
             if (expected != FrameState::Ok)
-                bad.insert(rows[std::size_t(row)].name);
+                bad.insert(rows[row].name);
         }
         ASSERT_EQ(m_table.FindBadPaths(), bad) << "round " << round;
     }

@@ -62,37 +62,65 @@ class Verdict(WindowTest):
         self.assertEqual(window.close(), 0)
         return {path: STATES[reason] for path, reason in found}
 
-    def compare(self, chance, number):
-        min_size, offset = chance.choice([1, 500, 900]), chance.choice([0, 1, 5, 50])
-        variation = chance.choice([0, 5, 15, 40, 150])
-        settings = [f"--set={key}={text}" for key, text in random_numbers(chance).items()]
-        pattern = str(self.folder / f"r{number}" / chance.choice(["f.%04d.raw", "%d.raw", "f%hhd.raw"]))
-        job = self.corvan(
-            *("submit", "Command", "--paused", "--set", "Program=true", "--format", pattern),
-            *(f"--range={random_range(chance)}", *settings),
-        ).strip()
-        rules = [f"--min-size={min_size}", f"--offset={offset}", f"--variation={variation}"]
+    def compare(self, job, rules, name, make_files):
+        """Checks a job with these rules, before and after its files are made, and looks at it in a
+        window; gives the verdict that is the same."""
+        min_size, offset, variation = rules
+        options = [f"--min-size={min_size}", f"--offset={offset}", f"--variation={variation}"]
 
         def checked():
-            process = self.start_corvan("check", "--json", *rules, job)
+            process = self.start_corvan("check", "--json", *options, job)
             output, errors = process.communicate(timeout=PATIENCE)
             self.assertIn(process.returncode, (0, 1), errors)
             return json.loads(output)["tables"][0]["frames"]
 
-        self.make_files(chance, [frame["path"] for frame in checked()], min_size, variation)
+        make_files([frame["path"] for frame in checked()])
         verdict = {f["path"]: f["state"] for f in checked() if f["state"] != "ok"}
-        options = (
+        settings = (
             f"[Analysis]\nMinSize = {min_size}\nFrameOffset = {offset}\nSizeVariation = {variation}\n"
         )
-        self.assertEqual(self.verdict_of_window(job, options, f"w{number}"), verdict)
+        self.assertEqual(self.verdict_of_window(job, settings, name), verdict)
         return verdict
+
+    def submit_paused(self, pattern, frames, *settings):
+        return self.corvan(
+            *("submit", "Command", "--paused", "--set", "Program=true", "--format", pattern),
+            *(f"--range={frames}", *settings),
+        ).strip()
 
     def test_is_the_same_for_random_jobs(self):
         chance = random.Random(20)
-        states = set()
         for number in range(self.ROUNDS):
-            states |= set(self.compare(chance, number).values())
-        self.assertEqual(states, set(STATES.values()))
+            min_size, offset = chance.choice([1, 500, 900]), chance.choice([0, 1, 5, 50])
+            variation = chance.choice([0, 5, 15, 40, 150])
+            settings = [f"--set={key}={text}" for key, text in random_numbers(chance).items()]
+            pattern = chance.choice(["f.%04d.raw", "%d.raw", "f%hhd.raw"])
+            job = self.submit_paused(
+                str(self.folder / f"r{number}" / pattern), random_range(chance), *settings
+            )
+            with self.subTest(number=number):
+                self.compare(
+                    job, (min_size, offset, variation), f"w{number}",
+                    lambda paths: self.make_files(chance, paths, min_size, variation),
+                )
+
+    def test_is_the_same_for_a_job_with_every_state(self):
+        sizes = {3: None, 7: 499, 12: 5 * USUAL}
+
+        def make_files(paths):
+            os.makedirs(os.path.dirname(paths[0]))
+            for frame, path in enumerate(paths, 1):
+                size = sizes.get(frame, USUAL)
+                if size is not None:
+                    with open(path, "wb") as file:
+                        file.truncate(size)
+
+        job = self.submit_paused(str(self.folder / "every" / "f.%04d.raw"), "1-24")
+        verdict = self.compare(job, (500, 2, 100), "every", make_files)
+        path = str(self.folder / "every" / "f.%04d.raw")
+        self.assertEqual(
+            verdict, {path % 3: "missing", path % 7: "too-small", path % 12: "outlier"}
+        )
 
 
 if __name__ == "__main__":
