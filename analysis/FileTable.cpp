@@ -25,7 +25,8 @@ void FileTable::SetRules(const ScanRules &rules)
 {
     _CallEntry call("FileTable::SetRules", __FILE__, __LINE__);
 
-    if (rules.minSize != m_rules.minSize)
+    // Whatever changes may decide who counts as a neighbour.
+    if (rules != m_rules)
         m_sums.Clear();
     m_rules = rules;
 }
