@@ -5,13 +5,16 @@
 namespace
 {
 
+int s_presses = 0;
 int s_releases = 0;
 
 void Handle(GdkEvent *event, gpointer /*unused*/)
 {
-    const bool isRelease = event->type == GDK_KEY_RELEASE || event->type == GDK_BUTTON_RELEASE;
+    // The event may be gone when it has been handled.
+    const GdkEventType type = event->type;
     gtk_main_do_event(event);
-    s_releases += isRelease ? 1 : 0;
+    s_presses += type == GDK_KEY_PRESS || type == GDK_BUTTON_PRESS ? 1 : 0;
+    s_releases += type == GDK_KEY_RELEASE || type == GDK_BUTTON_RELEASE ? 1 : 0;
 }
 
 } // namespace
@@ -19,6 +22,11 @@ void Handle(GdkEvent *event, gpointer /*unused*/)
 void CountInput()
 {
     gdk_event_handler_set(Handle, nullptr, nullptr);
+}
+
+int PressesHandled()
+{
+    return s_presses;
 }
 
 int ReleasesHandled()

@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <stdexcept>
+#include <utility>
 
 #include <wx/evtloop.h>
 
@@ -14,6 +15,8 @@ using namespace ostrel;
 
 namespace
 {
+
+bool s_toolkitWasStarted = false;
 
 /// Ordwick with a Master that somebody here plays.
 class TestOrdwick : public Ordwick
@@ -89,9 +92,14 @@ bool OrdwickProgram::Start(std::vector<std::string> arguments)
     int count = static_cast<int>(m_argumentTexts.size());
     m_argumentTexts.push_back(nullptr);
 
+    // Where it starts a second time, and its libraries with it, it stands still.
+    if (std::exchange(s_toolkitWasStarted, true))
+        throw std::logic_error("the toolkit starts once in a process: run one case at a time, as "
+                               "ctest does, with --gtest_filter=CASE");
     wxApp::SetInstance(new TestOrdwick);
     if (!wxEntryStart(count, m_argumentTexts.data()))
-        return false;
+        throw std::runtime_error("the toolkit does not start: it needs a display, as "
+                                 "tests/support/with-display gives it");
     m_started = true;
     CountInput();
     m_loop = std::make_unique<wxGUIEventLoop>();

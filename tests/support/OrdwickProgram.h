@@ -35,7 +35,8 @@ public:
     std::string ReadOptions() const;
 
     /// Starts the program as its entry does, and opens its window. `arguments` without the
-    /// program's name. False when the toolkit or the program does not start.
+    /// program's name. False when the program does not start; throws, with the reason, where the
+    /// toolkit cannot.
     bool Start(std::vector<std::string> arguments = {s_jobId});
 
     // What the Master tells; the program acts on it as its event loop runs.

@@ -24,8 +24,16 @@ namespace
 using Clock = std::chrono::steady_clock;
 
 constexpr int k_slice_ms = 20;
-constexpr int k_end_of_dialog_ms = 10000;
+constexpr int k_patience_ms = 20'000;
+constexpr int k_end_of_dialog_ms = 10'000;
+constexpr int k_frame_ms = 5'000;
 constexpr unsigned k_look_ms = 5;
+
+/// A test that has failed comes to its end soon, with its reason.
+int StillWorth(int timeoutMs)
+{
+    return testing::Test::HasFailure() ? std::min(timeoutMs, 1'000) : timeoutMs;
+}
 
 void RunTool(std::vector<std::string> arguments)
 {
@@ -42,16 +50,62 @@ void RunTool(std::vector<std::string> arguments)
     EXPECT_EQ(status, 0) << arguments[0] << ' ' << arguments[1];
 }
 
-/// Runs xdotool and waits until as many releases of keys and buttons have been handled.
-void Input(const std::vector<std::string> &arguments, int releases)
+/// A window that GTK knows to be on the screen and to have the keyboard; null for none.
+GtkWindow *WindowWithKeyboard()
 {
-    const int before = ReleasesHandled();
+    GList *windows = gtk_window_list_toplevels();
+    GtkWindow *found = nullptr;
+    for (const GList *node = windows; node && !found; node = node->next)
+    {
+        auto *window = static_cast<GtkWindow *>(node->data);
+        if (gtk_widget_get_mapped(GTK_WIDGET(window)) && gtk_window_is_active(window) &&
+            gtk_window_has_toplevel_focus(window))
+            found = window;
+    }
+    g_list_free(windows);
+    return found;
+}
+
+/// A menu that is open takes the keys, whoever has the keyboard.
+bool IsMenuOpen()
+{
+    return GTK_IS_MENU_SHELL(gtk_grab_get_current());
+}
+
+std::string TitleOf(GtkWindow *window)
+{
+    const char *title = window ? gtk_window_get_title(window) : nullptr;
+    return title ? title : "(none)";
+}
+
+/// When a dialog has closed, the keyboard is nowhere until the window manager gives it to the
+/// window below; keys that come before are lost.
+void WaitForKeyboard()
+{
+    ASSERT_TRUE(PumpUntil([] { return IsMenuOpen() || WindowWithKeyboard(); }))
+        << "no window of this program has the keyboard";
+}
+
+/// Runs xdotool and waits until `handled` has grown by `count`. Keys and clicks that do not arrive
+/// are a fatal failure.
+void Input(const std::vector<std::string> &arguments, int (*handled)(), int count)
+{
+    if (testing::Test::HasFatalFailure())
+        return;
+    const int before = handled();
     std::vector<std::string> command{"xdotool"};
     command.insert(command.end(), arguments.begin(), arguments.end());
     RunTool(command);
-    EXPECT_TRUE(PumpUntil([&] { return ReleasesHandled() >= before + releases; }))
-        << "the input did not arrive: xdotool " << arguments[0];
+    ASSERT_TRUE(PumpUntil([&] { return handled() >= before + count; }))
+        << "the input did not arrive: xdotool " << arguments[0] << ' ' << arguments[1]
+        << "; the keyboard is with the window " << TitleOf(WindowWithKeyboard());
     PumpIdle();
+}
+
+void KeyInput(const std::vector<std::string> &arguments, int releases)
+{
+    WaitForKeyboard();
+    Input(arguments, ReleasesHandled, releases);
 }
 
 std::vector<std::string> Split(const std::string &text, char separator)
@@ -68,13 +122,25 @@ std::vector<std::string> Split(const std::string &text, char separator)
     return parts;
 }
 
+gboolean CountFrame(GtkWidget * /*widget*/, GdkFrameClock * /*clock*/, gpointer frames)
+{
+    ++*static_cast<int *>(frames);
+    return G_SOURCE_CONTINUE;
+}
+
 /// GTK moves and paints its widgets with the next frame: a click before that hits what was there.
-/// The wait ends as a frame begins, so the second one has seen the first one's layout.
+/// The count grows as a frame begins, so the second one has seen the first one's layout. GTK's own
+/// wait has no end for a window that is never painted, as one that is being closed.
 void WaitForFrame(const wxWindow &window)
 {
+    int frames = 0;
     GtkWidget *top = gtk_widget_get_toplevel(window.GetHandle());
-    for (int frame = 0; frame < 2; ++frame)
-        gtk_test_widget_wait_for_draw(top);
+    g_object_ref(top); // It may be closed meanwhile.
+    const guint counter = gtk_widget_add_tick_callback(top, CountFrame, &frames, nullptr);
+    EXPECT_TRUE(PumpUntil([&frames] { return frames >= 2; }, k_frame_ms))
+        << "the window is not painted: " << TitleOf(GTK_WINDOW(top));
+    gtk_widget_remove_tick_callback(top, counter);
+    g_object_unref(top);
 }
 
 /// Relative to the X window: GTK learns a moment late where the window manager has put it, and what
@@ -148,9 +214,18 @@ private:
             return true;
 
         m_source = 0;
-        if (isNew)
+        if (isNew && IsReady(*dialog))
             Run(*dialog);
+        else if (isNew)
+            GiveUp(*dialog);
         return false;
+    }
+
+    void GiveUp(wxDialog &dialog)
+    {
+        m_haveRun = true; // It came up.
+        dialog.EndModal(0);
+        FAIL() << "the dialog does not get the keyboard: " << dialog.GetTitle();
     }
 
     void Run(wxDialog &dialog)
@@ -168,7 +243,8 @@ private:
 
     const std::function<void(wxTopLevelWindow &)> &m_steps;
     const wxDialog *m_outer = FindModal(); // One dialog may open another.
-    const Clock::time_point m_end = Clock::now() + std::chrono::seconds(20);
+    const Clock::time_point m_end =
+        Clock::now() + std::chrono::milliseconds(StillWorth(k_patience_ms));
     bool m_haveRun = false;
     guint m_source;
 };
@@ -177,7 +253,7 @@ private:
 
 bool PumpUntil(const std::function<bool()> &condition, int timeoutMs)
 {
-    const Clock::time_point end = Clock::now() + std::chrono::milliseconds(timeoutMs);
+    const Clock::time_point end = Clock::now() + std::chrono::milliseconds(StillWorth(timeoutMs));
     while (!condition())
     {
         if (Clock::now() >= end)
@@ -226,15 +302,20 @@ void PutOnDisplay(wxTopLevelWindow &window, const wxRect &place)
     ADD_FAILURE() << "the window does not go where it is put";
 }
 
+bool GetsKeyboard(const wxWindow &window)
+{
+    return PumpUntil([&window] { return window.HasFocus(); });
+}
+
 void PressKeys(const std::string &keys)
 {
     for (const std::string &key : Split(keys, ' '))
-        Input({"key", key}, int(Split(key, '+').size()));
+        KeyInput({"key", key}, int(Split(key, '+').size()));
 }
 
 void TypeText(const std::string &text)
 {
-    Input({"type", "--delay", "2", text}, int(text.size()));
+    KeyInput({"type", "--delay", "2", text}, int(text.size()));
 }
 
 void ClickAt(const wxWindow &window, const wxPoint &point, const std::string &modifiers, int button)
@@ -246,14 +327,28 @@ void ClickAt(const wxWindow &window, const wxPoint &point, const std::string &mo
     Append(list, {"click", std::to_string(button)});
     for (const std::string &modifier : held)
         Append(list, {"keyup", modifier});
-    Input(list, int(held.size()) + 1);
+    Input(list, ReleasesHandled, int(held.size()) + 1);
 }
 
-void DoubleClickAt(const wxWindow &window, const wxPoint &point)
+void DoubleClickAt(const wxWindow &window, const wxPoint &point, int button)
 {
     std::vector<std::string> list = MoveTo(window, point);
-    Append(list, {"click", "--repeat", "2", "--delay", "20", "1"});
-    Input(list, 2);
+    Append(list, {"click", "--repeat", "2", "--delay", "20", std::to_string(button)});
+    Input(list, ReleasesHandled, 2);
+}
+
+void PressButtonAt(const wxWindow &window, const wxPoint &point)
+{
+    std::vector<std::string> list = MoveTo(window, point);
+    Append(list, {"mousedown", "1"});
+    Input(list, PressesHandled, 1);
+}
+
+void ReleaseButtonAt(const wxWindow &window, const wxPoint &point)
+{
+    std::vector<std::string> list = MoveTo(window, point);
+    Append(list, {"mouseup", "1"});
+    Input(list, ReleasesHandled, 1);
 }
 
 void DragFromTo(const wxWindow &window, const wxPoint &from, const wxPoint &to)
@@ -263,7 +358,7 @@ void DragFromTo(const wxWindow &window, const wxPoint &from, const wxPoint &to)
     Append(list, MoveTo(window, (from + to) / 2));
     Append(list, MoveTo(window, to));
     Append(list, {"mouseup", "1"});
-    Input(list, 1);
+    Input(list, ReleasesHandled, 1);
 }
 
 void WhileModal(const std::function<void()> &show,
@@ -271,21 +366,41 @@ void WhileModal(const std::function<void()> &show,
 {
     ModalSteps watch(steps);
     show();
-    EXPECT_TRUE(watch.HaveRun()) << "no dialog came up";
+    ASSERT_TRUE(watch.HaveRun()) << "no dialog came up";
 }
 
 wxColour PixelAt(const wxWindow &window, const wxPoint &point)
 {
-    const wxPoint place = window.ClientToScreen(point);
-    GdkPixbuf *pixel =
-        gdk_pixbuf_get_from_window(gdk_get_default_root_window(), place.x, place.y, 1, 1);
-    if (!pixel)
+    const wxImage pixel = ImageOf(window, {point, wxSize(1, 1)});
+    if (!pixel.IsOk())
+        return {};
+    return {pixel.GetRed(0, 0), pixel.GetGreen(0, 0), pixel.GetBlue(0, 0)};
+}
+
+wxImage ImageOf(const wxWindow &window, const wxRect &place)
+{
+    GdkWindow *root = gdk_get_default_root_window();
+    const wxRect screen(0, 0, gdk_window_get_width(root), gdk_window_get_height(root));
+    const wxRect part =
+        wxRect(window.ClientToScreen(place.GetPosition()), place.GetSize()).Intersect(screen);
+    GdkPixbuf *pixels =
+        part.IsEmpty() ? nullptr
+                       : gdk_pixbuf_get_from_window(root, part.x, part.y, part.width, part.height);
+    if (!pixels)
         return {};
 
-    const guchar *bytes = gdk_pixbuf_read_pixels(pixel);
-    const wxColour color(bytes[0], bytes[1], bytes[2]);
-    g_object_unref(pixel);
-    return color;
+    const guchar *bytes = gdk_pixbuf_read_pixels(pixels);
+    const int line = gdk_pixbuf_get_rowstride(pixels);
+    const int step = gdk_pixbuf_get_n_channels(pixels);
+    wxImage image(part.width, part.height);
+    for (int y = 0; y < part.height; ++y)
+        for (int x = 0; x < part.width; ++x)
+        {
+            const guchar *pixel = bytes + y * line + x * step;
+            image.SetRGB(x, y, pixel[0], pixel[1], pixel[2]);
+        }
+    g_object_unref(pixels);
+    return image;
 }
 
 void Screenshot(const wxTopLevelWindow &window, const std::string &name)

@@ -297,10 +297,10 @@ TEST_F(ConfigDlgTest, TheKeyboardAloneIsEnough)
                                              dialog.FindWindow(wxID_OK)};
             for (const wxWindow *window : order)
             {
-                EXPECT_TRUE(window->HasFocus()) << TextOf(*window);
+                EXPECT_TRUE(GetsKeyboard(*window)) << TextOf(*window);
                 PressKeys("Tab");
             }
-            EXPECT_TRUE(order[0]->HasFocus()) << "round and round";
+            EXPECT_TRUE(GetsKeyboard(*order[0])) << "round and round";
             PressKeys("ctrl+a");
             TypeText("77");
             PressKeys("Tab Tab Tab Tab space");

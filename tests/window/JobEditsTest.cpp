@@ -146,7 +146,7 @@ TEST_F(JobEditsTest, TheRangeDialogHasItsTextsAndThePresentRange)
                  EXPECT_EQ(dialog.GetTitle(), "Custom Range");
                  EXPECT_EQ(TextOf(dialog), "Set a custom range to search for files");
                  EXPECT_EQ(Field(dialog).GetValue(), "3-4");
-                 EXPECT_TRUE(Field(dialog).HasFocus());
+                 EXPECT_TRUE(GetsKeyboard(Field(dialog)));
                  EXPECT_NE(dialog.FindWindow(wxID_OK), nullptr);
                  EXPECT_NE(dialog.FindWindow(wxID_CANCEL), nullptr);
                  Screenshot(dialog, "custom-range");
@@ -226,7 +226,7 @@ TEST_F(JobEditsTest, AJobTypeWithoutACustomRangeIsToldInABox)
                  EXPECT_EQ(box.GetTitle(), "Ordwick");
                  EXPECT_EQ(TextOf(box), text);
                  EXPECT_EQ(box.FindWindow(wxID_CANCEL), nullptr);
-                 EXPECT_TRUE(box.FindWindow(wxID_OK)->HasFocus());
+                 EXPECT_TRUE(GetsKeyboard(*box.FindWindow(wxID_OK)));
                  Screenshot(box, "no-custom-range");
                  PressKeys("Return");
              });

@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <stdexcept>
 #include <utility>
 
 #include "tests/support/WindowTest.h"
@@ -30,7 +31,8 @@ std::string OrdwickFixture::ReadOptions() const
 
 void OrdwickFixture::Start(std::vector<std::string> arguments)
 {
-    ASSERT_TRUE(m_program.Start(std::move(arguments)));
+    if (!m_program.Start(std::move(arguments)))
+        throw std::runtime_error("the program does not start");
     ShowActive(Window());
 }
 
@@ -41,7 +43,7 @@ bool OrdwickFixture::TryStart(std::vector<std::string> arguments)
 
 void OrdwickFixture::WaitFor(const std::function<bool()> &condition, int seconds)
 {
-    EXPECT_TRUE(PumpUntil(condition, seconds * 1000)) << "waited " << seconds << " s in vain";
+    ASSERT_TRUE(PumpUntil(condition, seconds * 1000)) << "waited " << seconds << " s in vain";
 }
 
 void OrdwickFixture::PumpPass()

@@ -24,7 +24,8 @@ protected:
     std::string ReadOptions() const;
 
     /// Starts the program as its entry does, and shows the window. `arguments` without the
-    /// program's name; by default the identifier of the test's job.
+    /// program's name; by default the identifier of the test's job. Throws, which ends the test,
+    /// when it does not start.
     void Start(std::vector<std::string> arguments = {s_jobId});
     /// The same for a program that may end before it has a window: false then.
     bool TryStart(std::vector<std::string> arguments);

@@ -190,7 +190,7 @@ TEST_F(PathsDlgTest, TheEditorHasEveryTextInItsPlace)
                  EXPECT_EQ(dialog.GetTitle(), "Edit Image Format");
                  EXPECT_EQ(dialog.GetName(), "EditImageFormat");
                  EXPECT_EQ(Field(dialog).GetValue(), "/a/%d");
-                 EXPECT_TRUE(Field(dialog).HasFocus());
+                 EXPECT_TRUE(GetsKeyboard(Field(dialog)));
                  EXPECT_EQ(LabelOf(*dialog.FindWindow(k_browse)), "Browse...");
                  EXPECT_EQ(LabelOf(Guess(dialog)), "Guess Frames");
                  EXPECT_EQ(Guess(dialog).GetName(), "checkBox");
@@ -363,28 +363,28 @@ TEST_F(PathsDlgTest, TheKeyboardAloneIsEnough)
         InList({"a", "b"},
                [](Dialog &dialog)
                {
-                   EXPECT_TRUE(List(dialog).HasFocus());
+                   EXPECT_TRUE(GetsKeyboard(List(dialog)));
                    PressKeys("Down Home");
                    EXPECT_EQ(List(dialog).GetSelection(), 0);
                    PressKeys("Tab Tab");
-                   EXPECT_TRUE(dialog.FindWindow(k_edit)->HasFocus());
+                   EXPECT_TRUE(GetsKeyboard(*dialog.FindWindow(k_edit)));
                    WhileModal([] { PressKeys("space"); },
                               [](Dialog &editor)
                               {
                                   PressKeys("ctrl+a");
                                   TypeText("new");
                                   PressKeys("Tab");
-                                  EXPECT_TRUE(editor.FindWindow(k_browse)->HasFocus());
+                                  EXPECT_TRUE(GetsKeyboard(*editor.FindWindow(k_browse)));
                                   PressKeys("Tab");
-                                  EXPECT_TRUE(Guess(editor).HasFocus());
+                                  EXPECT_TRUE(GetsKeyboard(Guess(editor)));
                                   PressKeys("Tab");
-                                  EXPECT_TRUE(editor.FindWindow(wxID_CANCEL)->HasFocus());
+                                  EXPECT_TRUE(GetsKeyboard(*editor.FindWindow(wxID_CANCEL)));
                                   PressKeys("Tab space");
                               });
                    PressKeys("Tab");
-                   EXPECT_TRUE(dialog.FindWindow(k_remove)->HasFocus());
+                   EXPECT_TRUE(GetsKeyboard(*dialog.FindWindow(k_remove)));
                    PressKeys("Tab Tab");
-                   EXPECT_TRUE(dialog.FindWindow(wxID_OK)->HasFocus());
+                   EXPECT_TRUE(GetsKeyboard(*dialog.FindWindow(wxID_OK)));
                    PressKeys("space");
                });
     EXPECT_NE(outcome.result, 0);

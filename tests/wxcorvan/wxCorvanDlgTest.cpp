@@ -93,11 +93,11 @@ TEST_F(wxCorvanDlgTest, GivesTheKeyboardToTheFirstFieldAndTabsOn)
     WhileModal([&] { dialog.ShowModal(); },
                [&](wxTopLevelWindow &)
                {
-                   EXPECT_TRUE(dialog.first->HasFocus());
+                   EXPECT_TRUE(GetsKeyboard(*dialog.first));
                    PressKeys("ctrl+a");
                    TypeText("500");
                    PressKeys("Tab");
-                   EXPECT_TRUE(dialog.second->HasFocus());
+                   EXPECT_TRUE(GetsKeyboard(*dialog.second));
                    Screenshot(dialog, "dialog-dark");
                    PressKeys("Return");
                });
