@@ -85,7 +85,14 @@ bool FileList::IsRowSelected(int row)
 {
     _CallEntry call("FileList::IsRowSelected", __FILE__, __LINE__);
 
-    return m_selection.contains(Path(GetDisplayText(row, k_column_name)));
+    return m_selection.contains(PathOfRow(row));
+}
+
+int FileList::FilledRowCount() const
+{
+    _CallEntry call("FileList::FilledRowCount", __FILE__, __LINE__);
+
+    return static_cast<int>(m_files.size());
 }
 
 std::vector<int> FileList::GetSelection()
@@ -140,10 +147,10 @@ void FileList::Sort()
     _CallEntry call("FileList::Sort", __FILE__, __LINE__);
 
     const Path withKeyboard = PathWithKeyboard();
+    const Path anchor = PathOfAnchor();
     m_beforeRefill = {};
     m_table.Sort(*m_order);
-    FollowFocus(m_files.PathToIndex(withKeyboard));
-    Redraw();
+    Reordered(m_files.PathToIndex(withKeyboard), m_files.PathToIndex(anchor));
 }
 
 void FileList::DoClear()
@@ -151,19 +158,33 @@ void FileList::DoClear()
     _CallEntry call("FileList::DoClear", __FILE__, __LINE__);
 
     if (const Path withKeyboard = PathWithKeyboard(); !withKeyboard.IsEmpty())
-        m_beforeRefill = {FocusRow(), withKeyboard};
+        m_beforeRefill = {FocusRow(), withKeyboard, PathOfAnchor()};
     m_table.Clear();
     m_selection.clear();
+}
+
+Path FileList::PathOfRow(int row)
+{
+    _CallEntry call("FileList::PathOfRow", __FILE__, __LINE__);
+
+    return Path(GetDisplayText(row, k_column_name));
 }
 
 Path FileList::PathWithKeyboard()
 {
     _CallEntry call("FileList::PathWithKeyboard", __FILE__, __LINE__);
 
-    // The row may have got the keyboard from the user since.
+    // Another row has got the keyboard from the user since.
     if (m_beforeRefill.row >= 0 && m_beforeRefill.row == FocusRow())
         return m_beforeRefill.path;
-    return Path(GetDisplayText(FocusRow(), k_column_name));
+    return PathOfRow(FocusRow());
+}
+
+Path FileList::PathOfAnchor()
+{
+    _CallEntry call("FileList::PathOfAnchor", __FILE__, __LINE__);
+
+    return AnchorRow() >= 0 ? PathOfRow(AnchorRow()) : m_beforeRefill.anchor;
 }
 
 void FileList::ItemSelected(wxListEvent &event)
@@ -171,7 +192,9 @@ void FileList::ItemSelected(wxListEvent &event)
     _CallEntry call("FileList::ItemSelected", __FILE__, __LINE__);
 
     const int row = static_cast<int>(event.GetIndex());
-    m_selection.insert(Path(GetDisplayText(row, k_column_name)));
+    m_beforeRefill = {}; // Whoever selects a frame goes on from there.
+    if (row >= 0 && row < FilledRowCount())
+        m_selection.insert(PathOfRow(row));
     RedrawItem(row);
 }
 
@@ -180,6 +203,6 @@ void FileList::ItemDeselect(wxListEvent &event)
     _CallEntry call("FileList::ItemDeselect", __FILE__, __LINE__);
 
     const int row = static_cast<int>(event.GetIndex());
-    m_selection.erase(Path(GetDisplayText(row, k_column_name)));
+    m_selection.erase(PathOfRow(row));
     RedrawItem(row);
 }

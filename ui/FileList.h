@@ -18,13 +18,15 @@ public:
     explicit FileList(MainWindow *parent);
 
     /// The expected files; row r of the list is position r. Rows may exceed the files where two
-    /// frames gave one path: a row without a file is empty, normal and never checked.
+    /// frames gave one path: a row without a file is empty, normal, never checked and never
+    /// selected.
     analysis::FileTable &Table()
     {
         return m_table;
     }
 
     bool IsRowSelected(int row) override;
+    int FilledRowCount() const override;
     /// Rows of the selected paths in path order; -1 for a path that is not in the table any more.
     std::vector<int> GetSelection() override;
     ostrel::String GetDisplayText(int row, int column) override;
@@ -51,21 +53,26 @@ public:
     void SelectBad();
 
     /// Sorts the table by the main window's sort state and redraws. The frame with the keyboard
-    /// keeps it, also over a refill that came before, and stays in view where it was.
+    /// keeps it, also over a refill that came before, and stays in view where it was; the frame
+    /// where a range begins stays the one. Ends a drag.
     void Sort();
 
 private:
     void ItemSelected(wxListEvent &event);
     void ItemDeselect(wxListEvent &event);
 
+    ostrel::Path PathOfRow(int row);
     ostrel::Path PathWithKeyboard();
+    ostrel::Path PathOfAnchor();
 
-    /// Which frame had the keyboard at a row before the table was emptied; a table that is filled
-    /// anew gets its order, and this frame its place, with the next sort.
+    /// Which frame had the keyboard, and at which row, and where a range began before the table was
+    /// emptied. A table that is filled anew gets its order, and these frames their places, with the
+    /// next sort; until then the rows may show other frames.
     struct KeyboardPlace
     {
         int row = -1;
         ostrel::Path path;
+        ostrel::Path anchor;
     };
 
     analysis::_FileInfoList m_files;

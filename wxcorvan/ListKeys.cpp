@@ -21,6 +21,16 @@ SelectHow HowOfKey(bool isCtrl, bool isShift)
     return isCtrl ? SelectHow::Keep : SelectHow::Only;
 }
 
+bool IsRowKey(int key)
+{
+    return RowOfKey(key, 0, 1, 1).has_value();
+}
+
+bool IsEnterKey(int key)
+{
+    return key == WXK_RETURN || key == WXK_NUMPAD_ENTER;
+}
+
 std::optional<int> RowOfKey(int key, int focusRow, int rowCount, int rowsPerPage)
 {
     if (rowCount == 0)

@@ -21,6 +21,10 @@ SelectHow HowOfClick(bool isCtrl, bool isShift);
 /// A key that moves to another row.
 SelectHow HowOfKey(bool isCtrl, bool isShift);
 
+/// Whether a key is one of those that move to another row (see `RowOfKey`), or Enter.
+bool IsRowKey(int key);
+bool IsEnterKey(int key);
+
 /// The row that a key (WXK_UP, WXK_DOWN, WXK_PAGEUP, WXK_PAGEDOWN, WXK_HOME, WXK_END, or the same
 /// of the number pad) goes to from `focusRow` (-1 for none). Nothing for another key and for a
 /// list with no row.

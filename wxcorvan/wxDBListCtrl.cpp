@@ -1,5 +1,7 @@
 #include "wxcorvan/wxDBListCtrl.h"
 
+#include <algorithm>
+
 #include <wx/app.h>
 
 #include "ostrel/CallEntry.h"
@@ -50,8 +52,9 @@ void wxDBListCtrl::SetHighlightColumn(int column)
 
 void wxDBListCtrl::Insert(int row, bool redrawNow)
 {
-    const bool isBeforeFocus = row >= 0 && row <= m_focusRow && m_focusRow < m_rowCount;
-    m_focusRow += isBeforeFocus ? 1 : 0;
+    for (int *const kept : {&m_focusRow, &m_anchorRow})
+        *kept += row >= 0 && row <= *kept && *kept < m_rowCount ? 1 : 0;
+    m_isDragging = m_isDragging && row >= m_rowCount;
     ++m_rowCount;
     SetItemCount(m_rowCount);
     m_rangeEnd = -1;
@@ -90,13 +93,13 @@ void wxDBListCtrl::Clear()
 {
     _CallEntry call("wxDBListCtrl::Clear", __FILE__, __LINE__);
 
+    DoClear(); // First: what stood where may be of use to the owner.
     m_rowCount = 0;
     m_anchorRow = -1;
     m_rangeEnd = -1;
     m_isDragging = false;
     SetItemCount(0);
     RedrawSoon();
-    DoClear();
 }
 
 void wxDBListCtrl::OnInternalIdle()
@@ -105,8 +108,7 @@ void wxDBListCtrl::OnInternalIdle()
     if (!m_mustRedraw)
         return;
 
-    if (m_focusRow >= m_rowCount)
-        m_focusRow = m_rowCount - 1;
+    m_focusRow = std::min(m_focusRow, LastRow());
     Redraw();
 }
 

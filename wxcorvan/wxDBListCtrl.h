@@ -24,6 +24,13 @@ namespace wxcorvan
 /// itself is shown after `Redraw` and sends nothing. The selection that the toolkit's base class
 /// keeps (`GetItemState`, `GetNextItem` with a selected state) is always empty: ask `GetSelection`.
 ///
+/// Rows behind those that the owner has something to show for (`FilledRowCount`) are painted as
+/// empty ground. For gestures they are no rows: none selects them or gives them the keyboard, and a
+/// click there is one below the last row.
+///
+/// A drag selects from the row that was pressed to the row under the mouse. It begins when the
+/// mouse has gone further than a hand trembles, and ends where the rows change their places.
+///
 /// Also sent: wxEVT_LIST_ITEM_FOCUSED, wxEVT_LIST_ITEM_ACTIVATED (double click, Enter),
 /// wxEVT_LIST_ITEM_RIGHT_CLICK, and the column events of the toolkit; Ctrl+1 to Ctrl+9 are clicks
 /// at the header of that column, so that a list can be sorted without a mouse. A path too wide for
@@ -72,12 +79,20 @@ public:
     {
         return m_focusRow;
     }
-    /// Gives the keyboard to a row and scrolls it into view. The selection stays.
+    /// Gives the keyboard to a row and scrolls it into view. The selection stays. A row that is
+    /// none, or empty, does nothing.
     void SetFocusRow(int row);
-    /// Has the keyboard go along with what its row showed, which now stands at `row`, as after a
-    /// sort. Where it was in view it stays in view; else nothing scrolls. A row that is none leaves
-    /// all as it is.
-    void FollowFocus(int row);
+    /// The row where a range that Shift makes begins; -1 for none, as after `Clear`.
+    int AnchorRow() const
+    {
+        return m_anchorRow;
+    }
+    /// To be called when the owner has put its rows into another order: what had the keyboard now
+    /// stands at `focusRow`, where a range begins at `anchorRow`, and both go along. What was in
+    /// view with the keyboard stays in view; else nothing scrolls. A `focusRow` that is none leaves
+    /// the keyboard where it is; an `anchorRow` that is none takes the anchor away. Ends a drag.
+    /// All is painted anew.
+    void Reordered(int focusRow, int anchorRow);
 
     /// Selects every row, with its events.
     void SelectAll();
@@ -90,6 +105,12 @@ public:
 
     // What the owner answers. A row may lie outside the owner's table.
 
+    /// How many rows, from the first on, have something to show; the rows behind are empty. More
+    /// than there are rows counts as all of them.
+    virtual int FilledRowCount() const
+    {
+        return m_rowCount;
+    }
     virtual bool IsRowSelected(int row) = 0;
     /// The selected rows in any order; entries below 0 are passed over.
     virtual std::vector<int> GetSelection() = 0;
@@ -123,7 +144,9 @@ private:
     int RowHeight() const;
     int RowsPerPage() const;
     wxRect RowPlace(int row) const;
-    int RowAt(int y) const; // -1 where there is none.
+    int RowAt(int y) const; // -1 where there is none, or an empty one.
+    int LastRow() const;    // The last one that is not empty; -1 for none.
+    bool IsFilled(int row) const;
     int ColumnAt(int x) const;
     bool IsInView(int row) const;
     void ScrollTo(int row);
@@ -132,12 +155,14 @@ private:
     void BindGestures();
     void OnKey(wxKeyEvent &event);
     void OnChar(wxKeyEvent &event);
+    void ActByKey(int row, SelectHow how);
     void OnLeftDown(wxMouseEvent &event);
     void OnLeftDoubleClick(wxMouseEvent &event);
     void OnRightDown(wxMouseEvent &event);
     void OnLeftUp(wxMouseEvent &event);
     void OnMotion(wxMouseEvent &event);
-    void DragTo(int y);
+    void BeginDrag(const wxPoint &point);
+    void DragTo(const wxPoint &point);
     void OnKeyboardCame(wxFocusEvent &event);
     void ShowTipAt(const wxPoint &point);
 
@@ -159,7 +184,9 @@ private:
     int m_rangeEnd = -1;  // Where the last one ends; -1 when something else was selected since.
     int m_highlightColumn = -1;
     bool m_isSingle;
-    bool m_isDragging = false;
+    bool m_isDragging = false; // The button went down on a row, and the rows still stand there.
+    bool m_hasDragged = false; // The mouse has gone far enough since to mean it.
+    wxPoint m_dragStart;
     bool m_mustRedraw = false; // With the next idle event.
     wxPoint m_tipCell = {-1, -1};
 };

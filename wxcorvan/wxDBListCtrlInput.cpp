@@ -1,8 +1,10 @@
 // What keyboard and mouse do to the list.
 
 #include <algorithm>
+#include <cstdlib>
 
 #include <wx/dcclient.h>
+#include <wx/settings.h>
 
 #include "wxcorvan/wxDBListCtrl.h"
 #include "wxcorvan/wxcText.h"
@@ -20,6 +22,9 @@ void wxDBListCtrl::BindGestures()
     rows->Bind(wxEVT_LEFT_DCLICK, &wxDBListCtrl::OnLeftDoubleClick, this);
     rows->Bind(wxEVT_LEFT_UP, &wxDBListCtrl::OnLeftUp, this);
     rows->Bind(wxEVT_RIGHT_DOWN, &wxDBListCtrl::OnRightDown, this);
+    rows->Bind(wxEVT_RIGHT_DCLICK, &wxDBListCtrl::OnRightDown, this);
+    for (const auto type : {wxEVT_MIDDLE_DCLICK, wxEVT_AUX1_DCLICK, wxEVT_AUX2_DCLICK})
+        rows->Bind(type, [](wxMouseEvent &) {});
     rows->Bind(wxEVT_MOTION, &wxDBListCtrl::OnMotion, this);
     rows->Bind(wxEVT_SET_FOCUS, &wxDBListCtrl::OnKeyboardCame, this);
     rows->Bind(wxEVT_KILL_FOCUS,
@@ -37,17 +42,26 @@ void wxDBListCtrl::OnKey(wxKeyEvent &event)
     const bool isPlain = !event.AltDown() && !event.MetaDown();
     if (isPlain && event.ControlDown() && !event.ShiftDown() && key == 'A')
         SelectAll();
-    else if (const auto row = RowOfKey(key, m_focusRow, m_rowCount, RowsPerPage()); isPlain && row)
-        Act(*row, HowOfKey(event.ControlDown(), event.ShiftDown()));
-    else if (isPlain && key == WXK_SPACE && m_focusRow >= 0)
-        Act(m_focusRow, HowOfClick(event.ControlDown(), event.ShiftDown()));
-    else if (isPlain && (key == WXK_RETURN || key == WXK_NUMPAD_ENTER) && m_focusRow >= 0)
+    else if (const auto row = RowOfKey(key, m_focusRow, LastRow() + 1, RowsPerPage());
+             isPlain && row)
+        ActByKey(*row, HowOfKey(event.ControlDown(), event.ShiftDown()));
+    else if (isPlain && key == WXK_SPACE && IsFilled(m_focusRow))
+        ActByKey(m_focusRow, HowOfClick(event.ControlDown(), event.ShiftDown()));
+    else if (isPlain && IsEnterKey(key) && IsFilled(m_focusRow))
         SendRowEvent(wxEVT_LIST_ITEM_ACTIVATED, m_focusRow);
     else if (const int column = key - '1';
              isPlain && event.ControlDown() && column >= 0 && column < GetColumnCount())
         SendColumnClick(column);
     else
         event.Skip();
+}
+
+void wxDBListCtrl::ActByKey(int row, SelectHow how)
+{
+    // Who works with keys sees where the keyboard stands, and begins a range there.
+    if (!IsFilled(m_anchorRow) && how != SelectHow::Keep)
+        m_anchorRow = m_focusRow;
+    Act(row, how);
 }
 
 void wxDBListCtrl::SendColumnClick(int column)
@@ -60,9 +74,11 @@ void wxDBListCtrl::SendColumnClick(int column)
 
 void wxDBListCtrl::OnChar(wxKeyEvent &event)
 {
-    // The toolkit would look for a row that begins with the letter, which reads every row's text.
-    const bool isLetter = event.GetUnicodeKey() >= WXK_SPACE && !event.HasAnyModifiers();
-    event.Skip(!isLetter);
+    // The toolkit would look for a row that begins with the letter, which reads every row's text,
+    // and with Alt it moves its own row and selects it.
+    const int key = event.GetKeyCode();
+    const bool isSign = event.GetUnicodeKey() >= WXK_SPACE;
+    event.Skip(!isSign && !IsRowKey(key) && !IsEnterKey(key));
 }
 
 void wxDBListCtrl::OnLeftDown(wxMouseEvent &event)
@@ -73,7 +89,10 @@ void wxDBListCtrl::OnLeftDown(wxMouseEvent &event)
         Act(row, HowOfClick(event.ControlDown(), event.ShiftDown()));
     else if (!event.ControlDown() && !event.ShiftDown())
         DeselectAll();
-    m_isDragging = row >= 0 && !event.ControlDown() && !m_isSingle;
+    if (row >= 0 && !event.ControlDown() && !m_isSingle)
+        BeginDrag(event.GetPosition());
+    else
+        m_isDragging = false;
 }
 
 void wxDBListCtrl::OnLeftDoubleClick(wxMouseEvent &event)
@@ -100,7 +119,7 @@ void wxDBListCtrl::OnRightDown(wxMouseEvent &event)
 void wxDBListCtrl::OnLeftUp(wxMouseEvent &event)
 {
     // The last way to here may have come without a motion of its own.
-    DragTo(event.GetY());
+    DragTo(event.GetPosition());
     m_isDragging = false;
 }
 
@@ -109,30 +128,44 @@ void wxDBListCtrl::OnMotion(wxMouseEvent &event)
     if (!event.LeftIsDown())
         m_isDragging = false;
     if (m_isDragging)
-        DragTo(event.GetY());
+        DragTo(event.GetPosition());
     else
         ShowTipAt(event.GetPosition());
 }
 
-void wxDBListCtrl::DragTo(int y)
+void wxDBListCtrl::BeginDrag(const wxPoint &point)
 {
-    if (!m_isDragging || m_rowCount == 0)
+    m_isDragging = true;
+    m_hasDragged = false;
+    m_dragStart = point;
+}
+
+void wxDBListCtrl::DragTo(const wxPoint &point)
+{
+    if (!m_isDragging || LastRow() < 0)
+        return;
+
+    // The click itself scrolls a row that is cut at the edge into view, which leaves the mouse over
+    // its neighbour.
+    const int trembling = wxSystemSettings::GetMetric(wxSYS_DRAG_Y, RowsWindow());
+    m_hasDragged |= std::abs(point.y - m_dragStart.y) >= trembling;
+    if (!m_hasDragged)
         return;
 
     // Above and below the rows the list scrolls by one at each move.
-    int row = RowAt(y);
-    if (y < 0)
+    int row = RowAt(point.y);
+    if (point.y < 0)
         row = std::max(0, m_focusRow - 1);
-    else if (row < 0 || y >= RowsWindow()->GetClientSize().y)
-        row = std::min(m_rowCount - 1, m_focusRow + 1);
+    else if (row < 0 || point.y >= RowsWindow()->GetClientSize().y)
+        row = std::min(LastRow(), m_focusRow + 1);
     if (row != m_focusRow)
         Act(row, SelectHow::Range);
 }
 
 void wxDBListCtrl::OnKeyboardCame(wxFocusEvent &event)
 {
-    if (m_focusRow < 0 && m_rowCount > 0)
-        SetFocusRow(std::min(GetViewStart().y, m_rowCount - 1));
+    if (m_focusRow < 0)
+        SetFocusRow(std::min(GetViewStart().y, LastRow()));
     RedrawItem(m_focusRow);
     event.Skip();
 }

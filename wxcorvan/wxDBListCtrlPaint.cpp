@@ -55,7 +55,17 @@ int wxDBListCtrl::RowAt(int y) const
         return -1;
 
     const int row = GetViewStart().y + y / height;
-    return row < m_rowCount ? row : -1;
+    return row <= LastRow() ? row : -1;
+}
+
+int wxDBListCtrl::LastRow() const
+{
+    return std::min(m_rowCount, FilledRowCount()) - 1;
+}
+
+bool wxDBListCtrl::IsFilled(int row) const
+{
+    return row >= 0 && row <= LastRow();
 }
 
 int wxDBListCtrl::ColumnAt(int x) const
@@ -87,7 +97,7 @@ bool wxDBListCtrl::IsInView(int row) const
 
 void wxDBListCtrl::ScrollTo(int row)
 {
-    if (row < 0 || row >= m_rowCount)
+    if (!IsFilled(row))
         return;
 
     // Asking for a place has the toolkit lay out rows that it was just told of.
@@ -114,7 +124,7 @@ void wxDBListCtrl::OnPaint(wxPaintEvent & /*event*/)
         return;
     const int top = GetViewStart().y;
     const int first = std::max(0, top + dirty.y / height);
-    const int last = std::min(m_rowCount - 1, top + (dirty.GetBottom() / height));
+    const int last = std::min(LastRow(), top + (dirty.GetBottom() / height));
     const bool hasKeyboard = RowsWindow()->HasFocus();
     for (int row = first; row <= last; ++row)
         PaintRow(dc, row, RowPlace(row), hasKeyboard && row == m_focusRow);

@@ -13,7 +13,7 @@ using ostrel::_CallEntry;
 
 void wxDBListCtrl::SetFocusRow(int row)
 {
-    if (row < 0 || row >= m_rowCount)
+    if (!IsFilled(row))
         return;
 
     TakeFocus(row);
@@ -29,27 +29,31 @@ void wxDBListCtrl::TakeFocus(int row)
     RedrawItem(row);
 }
 
-void wxDBListCtrl::FollowFocus(int row)
+void wxDBListCtrl::Reordered(int focusRow, int anchorRow)
 {
-    if (row < 0 || row >= m_rowCount || row == m_focusRow)
-        return;
+    _CallEntry call("wxDBListCtrl::Reordered", __FILE__, __LINE__);
 
-    const bool wasInView = IsInView(m_focusRow);
-    if (m_anchorRow == m_focusRow)
-        m_anchorRow = row;
-    TakeFocus(row);
-    if (wasInView)
-        ScrollTo(row);
+    // The mouse is over another row than the one that was pressed, without having been moved.
+    m_isDragging = false;
+    m_anchorRow = IsFilled(anchorRow) ? anchorRow : -1;
+    if (IsFilled(focusRow) && focusRow != m_focusRow)
+    {
+        const bool wasInView = IsInView(m_focusRow);
+        TakeFocus(focusRow);
+        if (wasInView)
+            ScrollTo(focusRow);
+    }
+    Redraw();
 }
 
 void wxDBListCtrl::SelectAll()
 {
     _CallEntry call("wxDBListCtrl::SelectAll", __FILE__, __LINE__);
 
-    if (m_isSingle || m_rowCount == 0)
+    if (m_isSingle)
         return;
 
-    AddRange(0, m_rowCount - 1);
+    AddRange(0, LastRow());
     m_rangeEnd = -1;
 }
 
@@ -58,7 +62,7 @@ void wxDBListCtrl::Act(int row, SelectHow how)
     SetFocusRow(row);
     if (m_isSingle && how != SelectHow::Keep)
         how = how == SelectHow::Toggle && IsRowSelected(row) ? how : SelectHow::Only;
-    if (m_anchorRow < 0 || m_anchorRow >= m_rowCount)
+    if (!IsFilled(m_anchorRow) && how != SelectHow::Keep)
         m_anchorRow = row;
 
     switch (how)
@@ -96,7 +100,7 @@ void wxDBListCtrl::SelectOnly(int first, int last)
 void wxDBListCtrl::AddRange(int first, int last)
 {
     // An owner may take rows away while it is told.
-    for (int row = first; row <= last && row < m_rowCount; ++row)
+    for (int row = first; row <= std::min(last, LastRow()); ++row)
         if (!IsRowSelected(row))
             Change(row, true);
 }

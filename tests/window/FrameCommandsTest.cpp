@@ -156,6 +156,17 @@ TEST_F(FrameCommandsTest, CtrlBSendsTheBadFrames)
     EXPECT_EQ(Requeued().front()->ParameterText(p_Range, false), "2,5,7");
 }
 
+TEST_F(FrameCommandsTest, ARequeueOfAllRowsIsOfTheFramesThatHaveFiles)
+{
+    Watch("1-6", {{p_SequenceBy, "2"}});
+    ASSERT_EQ(List().RowCount(), 6);
+    ClickRow(0);
+    PressKeys("End ctrl+a ctrl+r");
+    ASSERT_EQ(Requeued().size(), 1u);
+    EXPECT_EQ(Requeued().front()->ParameterText(p_Range, false), "1-3");
+    EXPECT_EQ(Window().CurrentSelection(), FramePath(1)) << "a job command's note";
+}
+
 TEST_F(FrameCommandsTest, TwoRequeuesAreTwoJobs)
 {
     WatchDamage();

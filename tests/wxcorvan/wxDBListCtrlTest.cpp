@@ -1,6 +1,7 @@
 #include "wxcorvan/wxDBListCtrl.h"
 
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <set>
 
@@ -54,6 +55,10 @@ public:
         const String *colors[] = {&color_Text, &color_TextGrey, &color_TextRed, &color_TextOrange};
         return wxcGetColor(*colors[row % 4]);
     }
+    int FilledRowCount() const override
+    {
+        return filled < 0 ? RowCount() : filled;
+    }
     void DoClear() override
     {
         selected.clear();
@@ -64,6 +69,7 @@ public:
     int eventCount = 0;
     int textsAsked = 0;
     int clears = 0;
+    int filled = -1; ///< Rows that are not empty; -1 for all.
 
 private:
     void Take(wxListEvent &event, bool select)
@@ -227,6 +233,123 @@ TEST_F(wxDBListCtrlTest, ReportsEveryRowOfADrag)
     m_list->GetItemRect(5, last);
     DragFromTo(*m_list, {60, first.y + 5}, {60, last.y + 5});
     EXPECT_EQ(m_list->selected, Range(2, 5));
+}
+
+TEST_F(wxDBListCtrlTest, TakesATremblingHandForAClick)
+{
+    Make(10);
+    // From the lower edge of a row the next one is near; each at a row of its own, lest the clicks
+    // become a double click.
+    const auto lowEdge = [this](int row)
+    {
+        wxRect place;
+        m_list->GetItemRect(row, place);
+        return wxPoint(60, place.GetBottom() - 2);
+    };
+    DragFromTo(*m_list, lowEdge(3), lowEdge(3) + wxPoint(4, 5));
+    EXPECT_EQ(m_list->selected, Rows{3});
+    DragFromTo(*m_list, lowEdge(6), lowEdge(6) + wxPoint(0, 10));
+    EXPECT_EQ(m_list->selected, (Rows{6, 7}));
+    PressButtonAt(*m_list, lowEdge(1));
+    ReleaseButtonAt(*m_list, lowEdge(3));
+    EXPECT_EQ(m_list->selected, Range(1, 3)) << "also where only the release tells of the way";
+}
+
+TEST_F(wxDBListCtrlTest, EndsADragWhenTheRowsChangePlaces)
+{
+    Make(10);
+    wxRect place;
+    m_list->GetItemRect(2, place);
+    const wxPoint from(60, place.y + 5);
+    m_list->GetItemRect(6, place);
+    const wxPoint to(60, place.y + 5);
+    const struct
+    {
+        const char *what;
+        std::function<void()> change;
+        Rows selected;
+    } cases[] = {
+        {"nothing", [] {}, Range(2, 6)},
+        {"repainted", [this] { m_list->Redraw(); }, Range(2, 6)},
+        {"a row more at the end", [this] { m_list->Insert(m_list->RowCount(), false); },
+         Range(2, 6)},
+        {"sorted", [this] { m_list->Reordered(9, 9); }, {2}},
+        {"sorted, the row at its place", [this] { m_list->Reordered(2, 2); }, {2}},
+        {"a row more before it", [this] { m_list->Insert(1, false); }, {2}},
+        {"emptied", [this] { m_list->Clear(); }, {}},
+    };
+    for (const auto &[what, change, selected] : cases)
+    {
+        PressButtonAt(*m_list, from);
+        change();
+        ReleaseButtonAt(*m_list, to);
+        EXPECT_EQ(m_list->selected, selected) << what;
+    }
+}
+
+TEST_F(wxDBListCtrlTest, HasKeyboardAndRangeGoAlongWithTheirRows)
+{
+    Make(1000);
+    Click(2);
+    PressKeys("shift+Down");
+    m_list->Reordered(7, 9);
+    EXPECT_EQ(m_list->FocusRow(), 7);
+    EXPECT_EQ(m_list->AnchorRow(), 9);
+    PressKeys("shift+Up");
+    EXPECT_EQ(m_list->selected, Range(6, 9));
+
+    m_list->Reordered(800, 802);
+    PumpIdle();
+    EXPECT_GT(TopRow(), 700) << "what was in view stays in view";
+    m_list->Scroll(-1, 100);
+    m_list->Reordered(4, 5);
+    PumpIdle();
+    EXPECT_EQ(TopRow(), 100) << "what was out of view scrolls nothing";
+
+    m_list->Reordered(-1, -1);
+    EXPECT_EQ(m_list->FocusRow(), 4);
+    EXPECT_EQ(m_list->AnchorRow(), -1);
+    PressKeys("shift+Down");
+    EXPECT_EQ(m_list->selected, Range(4, 5)) << "a new range begins where the keyboard is";
+}
+
+TEST_F(wxDBListCtrlTest, BeginsARangeAtTheRowWithTheKeyboard)
+{
+    Make(10);
+    ASSERT_EQ(m_list->FocusRow(), 0);
+    PressKeys("shift+Down");
+    EXPECT_EQ(m_list->selected, Range(0, 1));
+    m_list->Clear();
+    for (int row = 0; row < 10; ++row)
+        m_list->Insert(row, false);
+    PumpIdle();
+    Click(6, "shift");
+    EXPECT_EQ(m_list->selected, Rows{6}) << "the mouse begins where it clicks";
+}
+
+TEST_F(wxDBListCtrlTest, ActsOnNoRowThatIsEmpty)
+{
+    Make(10);
+    m_list->filled = 4;
+    for (const char *keys : {"ctrl+a", "End", "shift+End", "Next", "alt+End", "alt+Down"})
+    {
+        PressKeys(keys);
+        for (const int row : m_list->selected)
+            EXPECT_LT(row, 4) << keys;
+        EXPECT_LT(m_list->FocusRow(), 4) << keys;
+    }
+    Click(2);
+    Click(8);
+    EXPECT_EQ(m_list->selected, Rows()) << "as below the last row";
+    m_list->SetFocusRow(8);
+    EXPECT_EQ(m_list->FocusRow(), 2);
+
+    m_list->filled = 0;
+    PressKeys("ctrl+a End Down space");
+    EXPECT_EQ(m_list->selected, Rows());
+    m_list->filled = 100;
+    PressKeys("End");
+    EXPECT_EQ(m_list->selected, Rows{9}) << "no more rows than there are";
 }
 
 TEST_F(wxDBListCtrlTest, DeselectsAllByAClickBelowTheLastRow)
