@@ -32,8 +32,9 @@ namespace wxcorvan
 /// mouse has gone further than a hand trembles, and ends where the rows change their places.
 ///
 /// Also sent: wxEVT_LIST_ITEM_FOCUSED, wxEVT_LIST_ITEM_ACTIVATED (double click, Enter),
-/// wxEVT_LIST_ITEM_RIGHT_CLICK, and the column events of the toolkit; Ctrl+1 to Ctrl+9 are clicks
-/// at the header of that column, so that a list can be sorted without a mouse. A path too wide for
+/// wxEVT_LIST_ITEM_RIGHT_CLICK, and the column events of the toolkit, for the second of two quick
+/// clicks as well; Ctrl+1 to Ctrl+9 are clicks at the header of that column, so that a list can be
+/// sorted without a mouse. A path too wide for
 /// its cell loses its middle and so keeps the frame number, another text loses its end; the tool
 /// tip shows the whole. The cells of the last column reach to the right edge.
 ///
@@ -163,6 +164,7 @@ private:
     void OnMotion(wxMouseEvent &event);
     void BeginDrag(const wxPoint &point);
     void DragTo(const wxPoint &point);
+    void OnHeaderDoubleClick(wxMouseEvent &event);
     void OnKeyboardCame(wxFocusEvent &event);
     void ShowTipAt(const wxPoint &point);
 

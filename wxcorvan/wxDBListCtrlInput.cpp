@@ -12,6 +12,14 @@
 namespace wxcorvan
 {
 
+namespace
+{
+
+/// How near to the edge of a column's title the toolkit takes a click for one at the edge, pixels.
+constexpr int k_edge_reach = 3;
+
+} // namespace
+
 void wxDBListCtrl::BindGestures()
 {
     // These stand before the toolkit's own handlers, which select rows without an event for each.
@@ -26,6 +34,9 @@ void wxDBListCtrl::BindGestures()
     for (const auto type : {wxEVT_MIDDLE_DCLICK, wxEVT_AUX1_DCLICK, wxEVT_AUX2_DCLICK})
         rows->Bind(type, [](wxMouseEvent &) {});
     rows->Bind(wxEVT_MOTION, &wxDBListCtrl::OnMotion, this);
+    for (wxWindow *header : GetChildren())
+        if (header != rows)
+            header->Bind(wxEVT_LEFT_DCLICK, &wxDBListCtrl::OnHeaderDoubleClick, this);
     rows->Bind(wxEVT_SET_FOCUS, &wxDBListCtrl::OnKeyboardCame, this);
     rows->Bind(wxEVT_KILL_FOCUS,
                [this](wxFocusEvent &event)
@@ -160,6 +171,19 @@ void wxDBListCtrl::DragTo(const wxPoint &point)
         row = std::min(LastRow(), m_focusRow + 1);
     if (row != m_focusRow)
         Act(row, SelectHow::Range);
+}
+
+void wxDBListCtrl::OnHeaderDoubleClick(wxMouseEvent &event)
+{
+    // The toolkit takes the second of two quick clicks for none. At the edge between two columns it
+    // has its own use for it.
+    const int column = ColumnAt(event.GetX());
+    const bool isAtEdge = column != ColumnAt(event.GetX() - k_edge_reach) ||
+                          column != ColumnAt(event.GetX() + k_edge_reach);
+    if (column < 0 || isAtEdge)
+        event.Skip();
+    else
+        SendColumnClick(column);
 }
 
 void wxDBListCtrl::OnKeyboardCame(wxFocusEvent &event)

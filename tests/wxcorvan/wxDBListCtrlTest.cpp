@@ -645,6 +645,27 @@ TEST_F(wxDBListCtrlTest, ScrollsARowIntoViewWithTheKeyboard)
     EXPECT_GT(TopRow(), 900);
 }
 
+TEST_F(wxDBListCtrlTest, TakesTwoQuickClicksAtAHeaderForTwo)
+{
+    Make(10);
+    std::vector<int> clicked;
+    m_list->Bind(wxEVT_LIST_COL_CLICK,
+                 [&](wxListEvent &event) { clicked.push_back(event.GetColumn()); });
+    const wxWindow *header = nullptr;
+    for (const wxWindow *child : m_list->GetChildren())
+        if (child != m_list->GetTargetWindow())
+            header = child;
+    ASSERT_TRUE(header);
+    const int middle = header->GetSize().y / 2;
+    const int edge = m_list->GetColumnWidth(0);
+    DoubleClickAt(*header, {60, middle});
+    EXPECT_EQ(clicked, (std::vector{0, 0}));
+    DoubleClickAt(*header, {edge + 20, middle});
+    EXPECT_EQ(clicked, (std::vector{0, 0, 1, 1}));
+    DoubleClickAt(*header, {edge - 1, middle});
+    EXPECT_EQ(clicked.size(), 4u) << "between two columns";
+}
+
 TEST_F(wxDBListCtrlTest, PutsImagesIntoColumnHeaders)
 {
     Make(10);
