@@ -96,6 +96,18 @@ void MainWindow::UpdateStatusBar()
                             " | " + texts[2].utf8_string());
 }
 
+void MainWindow::DoGiveHelp(const wxString &help, bool show)
+{
+    _CallEntry call("MainWindow::DoGiveHelp", __FILE__, __LINE__);
+
+    wxCorvanFrame::DoGiveHelp(help, show);
+    if (show)
+        return;
+    // The toolkit puts back what stood there when the menu was opened.
+    m_shownCounts.reset();
+    UpdateStatusBar();
+}
+
 void MainWindow::ShowProgress()
 {
     _CallEntry call("MainWindow::ShowProgress", __FILE__, __LINE__);

@@ -75,6 +75,9 @@ public:
     /// Shows the list, or the text that there is no connection.
     void SetConnected(bool connected);
 
+    /// Shows a menu item's help in place of the number of files, and that again behind it.
+    void DoGiveHelp(const wxString &help, bool show) override;
+
 private:
     struct ShownCounts
     {

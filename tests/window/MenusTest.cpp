@@ -162,6 +162,18 @@ TEST_F(MenusTest, ShowTheHelpOfTheItemAndThenTheCountsAgain)
     WaitFor([this] { return StatusTexts() == "5 Files | 5 Missing | 0 Too Small"; });
 }
 
+TEST_F(MenusTest, HelpGivesWayToTheCountsOfTheFilesThereAreNow)
+{
+    Watch("1-6");
+    PressKeys("F10 Down");
+    ASSERT_NE(HelpShown(), "6 Files");
+    ReceiveParameter(p_Range, "1-7");
+    PressKeys("Down");
+    ASSERT_NE(HelpShown(), "7 Files") << "the next item's help";
+    PressKeys("Escape Escape");
+    WaitFor([this] { return StatusTexts() == "7 Files | 7 Missing | 0 Too Small"; });
+}
+
 TEST_F(MenusTest, OpenByAClickAndRunTheItemThatIsClicked)
 {
     MakeFrames(1, 4, 9000);
