@@ -1,5 +1,6 @@
 #include "ui/MainWindow.h"
 
+#include <algorithm>
 #include <array>
 
 #include <wx/imaglist.h>
@@ -30,6 +31,11 @@ struct Column
     int defaultWidth;
 };
 constexpr std::array<Column, 3> k_columns = {{{"Filename", 275}, {"Size", 100}, {"Date", 100}}};
+
+/// What is stored may be wrong; a column that is wider than all screens hides the others for good,
+/// and one of no width cannot be found with the mouse.
+constexpr int k_min_column_width = 16;
+constexpr int k_max_column_width = 4096;
 
 constexpr int k_arrow_size = 12;
 constexpr int k_side_border = 15;
@@ -126,8 +132,11 @@ void MainWindow::BuildFileList()
     m_fileList = new FileList(this);
     const OptionsFile &options = wxGetApp().Options();
     for (const Column &column : k_columns)
+    {
+        const int width = options.GetValue("FileListCols", column.title, column.defaultWidth);
         m_fileList->AddColumn(column.title,
-                              options.GetValue("FileListCols", column.title, column.defaultWidth));
+                              std::clamp(width, k_min_column_width, k_max_column_width));
+    }
     wxFont font = m_fileList->GetFont();
     font.SetFractionalPointSize(font.GetFractionalPointSize() - 1);
     m_fileList->SetFont(font);

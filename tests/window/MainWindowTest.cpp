@@ -41,6 +41,58 @@ protected:
         EXPECT_TRUE(List().GetColumn(column, item));
         return item.GetImage();
     }
+    /// "275 100 100"
+    std::string Widths() const
+    {
+        std::string widths;
+        for (int column = 0; column < 3; ++column)
+            widths += (column ? " " : "") + std::to_string(List().GetColumnWidth(column));
+        return widths;
+    }
+    /// A real click in the middle of a column's header.
+    void ClickHeader(int column) const
+    {
+        const wxRect place = HeaderPlace(column);
+        ClickAt(Header(), {place.x + place.width / 2, place.height / 2});
+    }
+    wxWindow &Header() const
+    {
+        for (wxWindow *child : List().GetChildren())
+            if (child != List().GetTargetWindow())
+                return *child;
+        throw std::logic_error("the list has no header");
+    }
+    wxRect HeaderPlace(int column) const
+    {
+        int left = 0;
+        for (int before = 0; before < column; ++before)
+            left += List().GetColumnWidth(before);
+        return {left, 0, List().GetColumnWidth(column), Header().GetSize().y};
+    }
+    /// "up", "down" or "none": where the arrow in a header, as the screen shows it, is wide.
+    std::string ArrowShown(int column) const
+    {
+        constexpr int k_outline = 0xF5AD7A;
+        const wxImage image = ImageOf(Header(), HeaderPlace(column));
+        std::vector<int> widths; // From its first to its last point in each line that it is in.
+        for (int y = 0; y < image.GetHeight(); ++y)
+        {
+            int first = -1;
+            int last = -1;
+            for (int x = 0; x < image.GetWidth(); ++x)
+                if (wxColour(image.GetRed(x, y), image.GetGreen(x, y), image.GetBlue(x, y)) ==
+                    wxColour(k_outline >> 16, (k_outline >> 8) & 0xFF, k_outline & 0xFF))
+                {
+                    first = first < 0 ? x : first;
+                    last = x;
+                }
+            if (first >= 0)
+                widths.push_back(last - first + 1);
+        }
+        if (widths.empty())
+            return "none";
+        return widths.front() < widths.back() ? "up" : "down";
+    }
 };
 
 TEST_F(MainWindowTest, OpensNotConnectedWithDefaults)
@@ -123,6 +175,36 @@ TEST_F(MainWindowTest, ASavedSortIsShownAndNeverWritten)
     EXPECT_NE(ReadOptions().find("SortAscending = No"), std::string::npos) << ReadOptions();
 }
 
+TEST_F(MainWindowTest, TheHeadersArrowFollowsTheClicks)
+{
+    for (int frame = 1; frame <= 3; ++frame)
+        MakeFrame(frame, 4000u - 1000u * static_cast<unsigned>(frame));
+    Start();
+    ConnectWithJob({{p_Range, "1-3"}});
+    PumpPass();
+    const struct
+    {
+        int column;
+        int firstFrame;
+        const char *arrows[3];
+    } clicks[] = {
+        {0, 3, {"down", "none", "none"}}, {0, 1, {"up", "none", "none"}},
+        {1, 3, {"none", "up", "none"}},   {1, 1, {"none", "down", "none"}},
+        {1, 3, {"none", "up", "none"}},   {2, 3, {"none", "none", "up"}},
+    };
+    for (const auto &[column, firstFrame, arrows] : clicks)
+    {
+        ClickHeader(column);
+        for (int other = 0; other < 3; ++other)
+            WaitFor([&] { return ArrowShown(other) == arrows[other]; }, 5);
+        if (column != 2)
+        {
+            EXPECT_EQ(List().GetDisplayText(0, 0), FramePath(firstFrame)) << "column " << column;
+        }
+    }
+    Screenshot(Window(), "sorted-by-header");
+}
+
 TEST_F(MainWindowTest, ClosingKeepsColumnsAndPlace)
 {
     Start();
@@ -137,6 +219,26 @@ TEST_F(MainWindowTest, ClosingKeepsColumnsAndPlace)
     EXPECT_NE(options.find("Size = 100"), std::string::npos) << options;
     EXPECT_NE(options.find("Date = 100"), std::string::npos) << options;
     EXPECT_NE(options.find("Width = " + std::to_string(place.width)), std::string::npos) << options;
+}
+
+TEST_F(MainWindowTest, ComesBackWithTheColumnsAndThePlaceThatItHad)
+{
+    // As closing writes them.
+    WriteOptions("[FileListCols]\nFilename = 321\nSize = 16\nDate = 4096\n"
+                 "[Window]\nX = 150\nY = 120\nWidth = 720\nHeight = 480\nMaximized = No\n");
+    Start();
+    EXPECT_EQ(Widths(), "321 16 4096");
+    WaitFor([this] { return PlaceOnDisplay(Window()) == wxRect(150, 120, 720, 480); });
+}
+
+TEST_F(MainWindowTest, WidthsThatHideAColumnAreHeldToWhatCanBeSeen)
+{
+    WriteOptions("[FileListCols]\nFilename = 2147483647\nSize = -1\nDate = 15\n");
+    Start();
+    EXPECT_EQ(Widths(), "4096 16 16");
+    Window().Close();
+    PumpIdle();
+    EXPECT_NE(ReadOptions().find("Filename = 4096"), std::string::npos) << ReadOptions();
 }
 
 TEST_F(MainWindowTest, ClosingInsideABatchLeavesTheWritingToIt)
@@ -179,12 +281,12 @@ TEST_F(MainWindowTest, TabGoesBetweenTheChoiceAndTheList)
     ClickRow(0);
     for (const char *key : {"Tab", "shift+Tab", "shift+Tab", "Tab"})
     {
-        EXPECT_TRUE(List().HasFocus()) << key;
+        EXPECT_TRUE(GetsKeyboard(List())) << key;
         PressKeys(key);
-        EXPECT_TRUE(FormatChoice().HasFocus()) << key;
+        EXPECT_TRUE(GetsKeyboard(FormatChoice())) << key;
         PressKeys(key);
     }
-    EXPECT_TRUE(List().HasFocus());
+    EXPECT_TRUE(GetsKeyboard(List()));
     PressKeys("Down");
     EXPECT_EQ(List().SelectedPaths(), std::set<Path>{FramePath(2)});
 }
