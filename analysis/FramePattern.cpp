@@ -5,16 +5,15 @@
 #include <cstdint>
 #include <fmt/printf.h>
 
+#include "corvan/Digit.h"
+
 namespace analysis
 {
 
+using corvan::IsDigit;
+
 namespace
 {
-
-bool IsDigit(char c)
-{
-    return c >= '0' && c <= '9';
-}
 
 bool IsOneOf(char c, std::string_view characters)
 {

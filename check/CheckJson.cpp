@@ -21,7 +21,7 @@ std::string Quoted(const std::string &text)
 }
 
 /// A text as JSON, to stand within quotes.
-std::string Escaped(const std::string &text)
+std::string JsonEscaped(const std::string &text)
 {
     const std::string quoted = Quoted(text);
     return quoted.substr(1, quoted.size() - 2);
@@ -33,7 +33,8 @@ class PathTexts
 {
 public:
     explicit PathTexts(const FramePattern &pattern)
-        : m_pattern(pattern), m_before(Escaped(pattern.Before())), m_after(Escaped(pattern.After()))
+        : m_pattern(pattern), m_before(JsonEscaped(pattern.Before())),
+          m_after(JsonEscaped(pattern.After()))
     {
     }
 

@@ -23,7 +23,7 @@ template <typename Number> std::optional<Number> Read(const std::string &text)
     return number;
 }
 
-template <typename Fits> CLI::Validator Check(std::string wanted, Fits fits)
+template <typename Fits> CLI::Validator Needs(std::string wanted, Fits fits)
 {
     const auto check = [wanted, fits](const std::string &text)
     { return fits(text) ? std::string() : "'" + text + "' is not " + wanted; };
@@ -45,7 +45,7 @@ std::optional<double> ReadNumber(const std::string &text)
 
 CLI::Validator WholeBetween(long long least, long long most)
 {
-    return Check(fmt::format("a whole number from {} to {}", least, most),
+    return Needs(fmt::format("a whole number from {} to {}", least, most),
                  [=](const std::string &text)
                  {
                      const auto number = ReadWhole(text);
@@ -55,7 +55,7 @@ CLI::Validator WholeBetween(long long least, long long most)
 
 CLI::Validator NumberBetween(double least, double most)
 {
-    return Check(fmt::format("a number from {} to {}", least, most),
+    return Needs(fmt::format("a number from {} to {}", least, most),
                  [=](const std::string &text)
                  {
                      const auto number = ReadNumber(text);
@@ -65,7 +65,7 @@ CLI::Validator NumberBetween(double least, double most)
 
 CLI::Validator NumberAbove(double bound)
 {
-    return Check(fmt::format("a number above {}", bound),
+    return Needs(fmt::format("a number above {}", bound),
                  [=](const std::string &text)
                  {
                      const auto number = ReadNumber(text);

@@ -16,7 +16,7 @@ using corvan::SequenceDistributor;
 namespace
 {
 
-void SetOrRefuse(Job &job, const String &name, const String &value)
+void SetOrFail(Job &job, const String &name, const String &value)
 {
     if (!job.SetParameter(name, value))
         throw new Failure(k_Refused, "cannot set " + name + " to " + value);
@@ -29,7 +29,7 @@ JobPointer MakeJobFor(const Job &job, const analysis::RequeueRange &range)
     if (!requeue)
         throw new Failure(k_Refused, "cannot make a job of '" + job.Name() + "' for " + text);
     if (!range.renumberStart.empty())
-        SetOrRefuse(*requeue, corvan::p_RenumberStart, range.renumberStart);
+        SetOrFail(*requeue, corvan::p_RenumberStart, range.renumberStart);
     return requeue;
 }
 

@@ -108,7 +108,7 @@ ExitStatus RunVerb(Verb &verb, const CommandLine &options)
 }
 
 // What an exception ends the program with.
-ExitStatus StatusOf(const ostrel::Exception &error)
+ExitStatus ExitStatusOf(const ostrel::Exception &error)
 {
     if (const auto *failure = dynamic_cast<const Failure *>(&error))
         return failure->Status();
@@ -125,7 +125,7 @@ ExitStatus TryVerb(Verb &verb, const CommandLine &options)
     catch (ostrel::Exception *raw)
     {
         const std::unique_ptr<ostrel::Exception> error(raw);
-        const ExitStatus status = StatusOf(*error);
+        const ExitStatus status = ExitStatusOf(*error);
         return Say(status == k_Refused ? verb.RefusalStatus() : status, error->Text());
     }
 }

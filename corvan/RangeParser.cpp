@@ -3,20 +3,11 @@
 #include <charconv>
 #include <utility>
 
+#include "corvan/Digit.h"
 #include "corvan/Utf8.h"
 
 namespace corvan
 {
-
-namespace
-{
-
-constexpr bool IsDigit(char c)
-{
-    return c >= '0' && c <= '9';
-}
-
-} // namespace
 
 std::uint64_t RangePart::Count() const
 {

@@ -1,5 +1,6 @@
 #include <cassert>
 
+#include "corvan/Digit.h"
 #include "corvan/Job.h"
 #include "corvan/JobType.h"
 
@@ -8,11 +9,6 @@ namespace corvan
 
 namespace
 {
-
-bool IsDigit(char c)
-{
-    return c >= '0' && c <= '9';
-}
 
 String DoublePercents(const String &text)
 {

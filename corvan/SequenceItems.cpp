@@ -29,11 +29,11 @@ roaring_bitmap_t *Checked(roaring_bitmap_t *bits)
     return bits;
 }
 
-using Position = std::array<std::byte, sizeof(roaring_uint32_iterator_t)>;
+using RawPosition = std::array<std::byte, sizeof(roaring_uint32_iterator_t)>;
 static_assert(std::is_trivially_copyable_v<roaring_uint32_iterator_t> &&
               alignof(roaring_uint32_iterator_t) <= alignof(std::uint64_t));
 
-roaring_uint32_iterator_t &PositionIn(Position &bytes)
+roaring_uint32_iterator_t &PositionIn(RawPosition &bytes)
 {
     return *std::launder(reinterpret_cast<roaring_uint32_iterator_t *>(bytes.data()));
 }

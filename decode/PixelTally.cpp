@@ -20,12 +20,12 @@ enum class Kind
     Nan,
 };
 
-Kind KindOf(half value)
+Kind NumberKindOf(half value)
 {
     return value.isFinite() ? Kind::Number : value.isNan() ? Kind::Nan : Kind::Infinite;
 }
 
-template <typename Float> Kind KindOf(Float value)
+template <typename Float> Kind NumberKindOf(Float value)
 {
     return std::isfinite(value) ? Kind::Number : std::isnan(value) ? Kind::Nan : Kind::Infinite;
 }
@@ -35,7 +35,7 @@ template <typename Value> bool HasWild(const Value *values, std::size_t count)
 {
     bool isWild = false;
     for (std::size_t i = 0; i < count; ++i)
-        isWild |= KindOf(values[i]) != Kind::Number;
+        isWild |= NumberKindOf(values[i]) != Kind::Number;
     return isWild;
 }
 
@@ -98,7 +98,7 @@ template <typename Value> void PixelTally::CountWild(const Value *values, std::u
         bool isInfinite = false;
         for (std::size_t channel = 0; channel < m_channels; ++channel)
         {
-            const Kind kind = KindOf(values[pixel * m_channels + channel]);
+            const Kind kind = NumberKindOf(values[pixel * m_channels + channel]);
             isNan |= kind == Kind::Nan;
             isInfinite |= kind == Kind::Infinite;
             if (kind != Kind::Number)

@@ -13,7 +13,7 @@ using ostrel::_CallEntry;
 namespace
 {
 
-std::size_t SizeBytes(const JobCache::Entry &entry)
+std::size_t EntryBytes(const JobCache::Entry &entry)
 {
     std::size_t bytes = 1024 + entry.packets.size() * sizeof(Packet);
     if (entry.job)
@@ -57,7 +57,7 @@ std::shared_ptr<const JobCache::Entry> JobCache::GetCut(const UID &job)
     Forget(job);
     entry->packets = CutPackets(*entry->job, &entry->reason);
     entry->isCut = true;
-    MakeRoom(SizeBytes(*entry));
+    MakeRoom(EntryBytes(*entry));
     m_entries.emplace(job, entry);
     return entry;
 }
@@ -74,7 +74,7 @@ std::shared_ptr<JobCache::Entry> JobCache::Find(const UID &job)
     entry->job = m_store.Load(job, &entry->reason);
     if (!entry->job)
         return entry;
-    MakeRoom(SizeBytes(*entry));
+    MakeRoom(EntryBytes(*entry));
     m_entries.emplace(job, entry);
     return entry;
 }
@@ -117,7 +117,7 @@ void JobCache::Forget(const UID &job)
     const auto found = m_entries.find(job);
     if (found == m_entries.end())
         return;
-    m_bytes -= SizeBytes(*found->second);
+    m_bytes -= EntryBytes(*found->second);
     m_entries.erase(found);
 }
 

@@ -19,7 +19,7 @@ namespace
 namespace fs = boost::filesystem;
 
 // What cannot be looked at counts as there: reading it then tells why.
-bool IsThere(const Path &path)
+bool MayBeThere(const Path &path)
 {
     fs::file_status status;
     boost::system::error_code none;
@@ -46,7 +46,7 @@ Path FreeBrokenName(const Path &file)
 {
     const String name = file.Text() + ".broken";
     Path candidate = name;
-    for (int i = 2; IsThere(candidate); ++i)
+    for (int i = 2; MayBeThere(candidate); ++i)
         candidate = name + "." + std::to_string(i);
     return candidate;
 }
@@ -169,7 +169,7 @@ void OptionsFile::Changed()
 Path OptionsFile::FindFile() const
 {
     const bool isLeaf = m_filename.Text().find('/') == String::npos;
-    if (!m_searchFolders || (!isLeaf && IsThere(m_filename)))
+    if (!m_searchFolders || (!isLeaf && MayBeThere(m_filename)))
         return m_filename;
     // A bare leaf is never one of the current folder, which may hold anybody's files.
     return File::FindInAltPaths(m_filename.Leaf(true)).value_or(isLeaf ? Path() : m_filename);
@@ -177,7 +177,7 @@ Path OptionsFile::FindFile() const
 
 bool OptionsFile::Load(const Path &file, String *reason)
 {
-    if (!IsThere(file))
+    if (!MayBeThere(file))
         return TakeText("", reason);
     try
     {
@@ -206,7 +206,7 @@ bool OptionsFile::TakeText(std::string_view text, String *reason)
 
 bool OptionsFile::TakeForeignChanges()
 {
-    if (!IsThere(m_filename))
+    if (!MayBeThere(m_filename))
         return true;
     IniFile theirs;
     const std::optional<String> text = ReadInto(theirs, m_filename);

@@ -14,11 +14,11 @@ using namespace ostrel;
 namespace
 {
 
-const char *const k_section = "Messages";
+const char *const k_messages_section = "Messages";
 
 /// Longer lines are broken here, in pixels at 100 %.
 constexpr int k_text_width = 420;
-constexpr int k_border = 12;
+constexpr int k_box_border = 12;
 
 /// A message, with a box to tick where it may be suppressed.
 class MessageDlg : public wxCorvanDlg
@@ -30,11 +30,11 @@ public:
     {
         wxBoxSizer *controls = StartControls();
         controls->Add(NewStatic(message, false, false, k_text_width), 1, wxEXPAND | wxALL,
-                      FromDIP(k_border));
+                      FromDIP(k_box_border));
         if (canSuppress)
         {
             m_suppress = new wxcCheckBox(this, wxID_ANY, wxGetTranslation("Do not show again"));
-            controls->Add(m_suppress, 0, wxLEFT | wxRIGHT, FromDIP(k_border));
+            controls->Add(m_suppress, 0, wxLEFT | wxRIGHT, FromDIP(k_box_border));
         }
         AddButtons(controls, false);
         FindWindow(wxID_OK)->SetFocus();
@@ -56,14 +56,14 @@ void wxCorvanMessageBox(wxString message, String key, wxWindow *parent)
     _CallEntry call("wxCorvanMessageBox", __FILE__, __LINE__);
 
     OptionsFile &options = corvan::CorvanApp::Get()->Options();
-    if (!key.empty() && !options.GetValue(k_section, key, true))
+    if (!key.empty() && !options.GetValue(k_messages_section, key, true))
         return;
 
     MessageDlg dialog(parent, message, !key.empty());
     dialog.ShowModal();
     if (dialog.IsSuppressed())
     {
-        options.InsertSection(k_section);
+        options.InsertSection(k_messages_section);
         options.SetValue(key, k_No);
     }
 }

@@ -32,7 +32,7 @@ struct FakeFinder
     }
 };
 
-_FileInfo Record(bool exists, std::uint64_t size, std::int64_t modified)
+_FileInfo RecordOf(bool exists, std::uint64_t size, std::int64_t modified)
 {
     _FileInfo file("a", 1);
     file.exists = exists;
@@ -104,14 +104,14 @@ TEST(FileCheck, TellsWhatIsNewsAndStoresIt)
         FileLook look;
         bool isNews;
     } cases[] = {
-        {"appears", Record(false, 0, 0), {true, 5, Time(7)}, true},
-        {"appears empty, of 1970", Record(false, 0, 0), {true, 0, Time(0)}, true},
-        {"stays", Record(true, 5, 7), {true, 5, Time(7)}, false},
-        {"grows", Record(true, 5, 7), {true, 6, Time(7)}, true},
-        {"is touched", Record(true, 5, 7), {true, 5, Time(8)}, true},
-        {"goes back in time", Record(true, 5, 7), {true, 5, Time(-8)}, true},
-        {"vanishes", Record(true, 5, 7), {}, true},
-        {"stays away", Record(false, 0, 0), {}, false},
+        {"appears", RecordOf(false, 0, 0), {true, 5, Time(7)}, true},
+        {"appears empty, of 1970", RecordOf(false, 0, 0), {true, 0, Time(0)}, true},
+        {"stays", RecordOf(true, 5, 7), {true, 5, Time(7)}, false},
+        {"grows", RecordOf(true, 5, 7), {true, 6, Time(7)}, true},
+        {"is touched", RecordOf(true, 5, 7), {true, 5, Time(8)}, true},
+        {"goes back in time", RecordOf(true, 5, 7), {true, 5, Time(-8)}, true},
+        {"vanishes", RecordOf(true, 5, 7), {}, true},
+        {"stays away", RecordOf(false, 0, 0), {}, false},
     };
 
     for (const auto &[what, record, look, isNews] : cases)

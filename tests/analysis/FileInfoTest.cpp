@@ -7,7 +7,7 @@ using namespace analysis;
 namespace
 {
 
-std::vector<String> RowNames(const _FileInfoList &files)
+std::vector<String> PathsInOrder(const _FileInfoList &files)
 {
     std::vector<String> names;
     for (const _FileInfo &file : files.get<_FileInfoList::list>())
@@ -34,7 +34,7 @@ TEST(FileInfoList, AppendsNewRecordsAsTheLastRowWhateverTheirPath)
     for (const char *name : {"b", "d", "a", "c", "e"})
         EXPECT_TRUE(files.Append(name, 1));
 
-    EXPECT_EQ(RowNames(files), (std::vector<String>{"b", "d", "a", "c", "e"}));
+    EXPECT_EQ(PathsInOrder(files), (std::vector<String>{"b", "d", "a", "c", "e"}));
 }
 
 TEST(FileInfoList, RefusesARecordWhosePathIsThere)
@@ -45,7 +45,7 @@ TEST(FileInfoList, RefusesARecordWhosePathIsThere)
 
     EXPECT_FALSE(files.Append("a", 3));
     EXPECT_FALSE(files.Append("b", 3));
-    EXPECT_EQ(RowNames(files), (std::vector<String>{"a", "b"}));
+    EXPECT_EQ(PathsInOrder(files), (std::vector<String>{"a", "b"}));
     EXPECT_EQ(files.get<_FileInfoList::list>()[0].frame, 1);
 }
 

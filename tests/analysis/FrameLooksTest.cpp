@@ -15,7 +15,7 @@ using namespace analysis;
 namespace
 {
 
-std::vector<FrameRecord> Frames(int count)
+std::vector<FrameRecord> NumberedFrames(int count)
 {
     std::vector<FrameRecord> frames;
     for (int frame = 1; frame <= count; ++frame)
@@ -71,7 +71,7 @@ private:
     Gate &m_gate;
 };
 
-String Look(std::vector<FrameRecord> &frames, const MakeNameFinder &makeFinder)
+String LookAt(std::vector<FrameRecord> &frames, const MakeNameFinder &makeFinder)
 {
     const auto pattern = FramePattern::Parse("/r/%d", nullptr);
     return LookAtFrames(FrameNames(*pattern), makeFinder, frames, [](std::size_t) {});
@@ -88,10 +88,10 @@ TEST(FrameLooks, StoreWhatIsSeenOfEachFrame)
 {
     for (const int count : {0, 1, 2, 31, 33, 10'000})
     {
-        std::vector<FrameRecord> frames = Frames(count);
+        std::vector<FrameRecord> frames = NumberedFrames(count);
         if (count > 9)
             frames[9].exists = true; // And is gone.
-        ASSERT_EQ(Look(frames, Numbers()), "");
+        ASSERT_EQ(LookAt(frames, Numbers()), "");
         for (const FrameRecord &frame : frames)
         {
             const bool exists = frame.frame % 10 != 0;
@@ -104,14 +104,14 @@ TEST(FrameLooks, StoreWhatIsSeenOfEachFrame)
 
 TEST(FrameLooks, EndWithTheReasonWhereAFileCannotBeLookedAt)
 {
-    std::vector<FrameRecord> frames = Frames(5000);
-    EXPECT_EQ(Look(frames, Numbers(4321)), "cannot look into /r for 4321: Permission denied");
+    std::vector<FrameRecord> frames = NumberedFrames(5000);
+    EXPECT_EQ(LookAt(frames, Numbers(4321)), "cannot look into /r for 4321: Permission denied");
 }
 
 TEST(FrameLooks, AreManyAtOnceWhereLookingMeansWaiting)
 {
-    std::vector<FrameRecord> frames = Frames(4000);
+    std::vector<FrameRecord> frames = NumberedFrames(4000);
     Gate gate;
-    EXPECT_EQ(Look(frames, [&gate] { return std::make_unique<SlowFinder>(gate); }), "");
+    EXPECT_EQ(LookAt(frames, [&gate] { return std::make_unique<SlowFinder>(gate); }), "");
     EXPECT_EQ(gate.most, k_MostLookers);
 }

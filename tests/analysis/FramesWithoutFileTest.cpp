@@ -10,7 +10,7 @@ using Items = SequenceDistributor::Items;
 namespace
 {
 
-struct Texts
+struct JobTexts
 {
     const char *sequenceBy = "";
     const char *renumberStart = "";
@@ -19,7 +19,7 @@ struct Texts
     bool hasCustomRange = false;
 };
 
-ExpansionInput Input(const String &range, const Texts &texts = {})
+ExpansionInput InputOf(const String &range, const JobTexts &texts = {})
 {
     ExpansionInput input;
     EXPECT_TRUE(SequenceDistributor::ParseRange(range, input.frames, nullptr)) << range;
@@ -44,7 +44,7 @@ TEST(FramesWithoutFile, AreThoseThatSinglePrecisionMissesOrTakesForOthers)
     {
         const char *what;
         const char *range;
-        Texts texts;
+        JobTexts texts;
         const char *frames;
     } cases[] = {
         {"small numbers", "1-240", {}, ""},
@@ -75,7 +75,7 @@ TEST(FramesWithoutFile, AreThoseThatSinglePrecisionMissesOrTakesForOthers)
         {"none", "", {}, ""},
     };
     for (const auto &[what, range, texts, frames] : cases)
-        EXPECT_EQ(Found(Input(range, texts)), frames) << what;
+        EXPECT_EQ(Found(InputOf(range, texts)), frames) << what;
 }
 
 TEST(FramesWithoutFile, AreNoneWhereEveryFrameHasTheFileOfItsNumber)

@@ -10,7 +10,7 @@ using Items = SequenceDistributor::Items;
 namespace
 {
 
-Items Frames(const String &range)
+Items FramesOf(const String &range)
 {
     Items frames;
     EXPECT_TRUE(SequenceDistributor::ParseRange(range, frames, nullptr)) << range;
@@ -57,14 +57,14 @@ TEST(RequeueRange, TurnsNumbersOfFilesBackIntoFrames)
     for (const auto &one : cases)
     {
         ExpansionInput input;
-        input.frames = Frames(one.range);
+        input.frames = FramesOf(one.range);
         input.sequenceBy = one.sequenceBy;
         input.renumberStart = one.renumberStart;
         input.renumberBy = one.renumberBy;
         input.packetSize = one.packetSize;
         input.hasCustomRange = one.hasCustomRange;
         String reason;
-        const RequeueRange range = FindRequeueRange(input, Frames(one.files), &reason);
+        const RequeueRange range = FindRequeueRange(input, FramesOf(one.files), &reason);
         EXPECT_EQ(reason, "") << one.what;
         EXPECT_EQ(SequenceDistributor::CalculateRange(range.frames), one.frames) << one.what;
         EXPECT_EQ(range.renumberStart, one.start) << one.what;

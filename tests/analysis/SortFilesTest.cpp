@@ -19,7 +19,7 @@ struct Key
     std::int64_t modified;
 };
 
-_FileInfo Record(const String &name, const Key &key)
+_FileInfo RowOf(const String &name, const Key &key)
 {
     _FileInfo file(name, key.frame);
     file.exists = key.exists;
@@ -49,7 +49,7 @@ _FileInfoList Table(const std::vector<Key> &keys)
     _FileInfoList files;
     char name = 'a';
     for (const Key &key : keys)
-        files.get<_FileInfoList::list>().push_back(Record(std::string(1, name++), key));
+        files.get<_FileInfoList::list>().push_back(RowOf(std::string(1, name++), key));
     return files;
 }
 
@@ -117,7 +117,7 @@ TEST(SortFiles, ComparesByEachColumnAndDirection)
     for (const auto &[what, column, ascending, a, b, before] : cases)
     {
         const SortState state = State(column, ascending);
-        EXPECT_EQ(SortFiles(&state)(Record("a", a), Record("b", b)), before) << what;
+        EXPECT_EQ(SortFiles(&state)(RowOf("a", a), RowOf("b", b)), before) << what;
     }
 }
 
@@ -216,7 +216,7 @@ TEST(SortList, OrdersByTheKeyAndEqualKeysByTheirRowOneWayOrTheOther)
             {
                 const Key key{int(random() % 9) - 4, random() % 3 > 0, random() % 5,
                               std::int64_t(random() % 7) - 3};
-                files.get<_FileInfoList::list>().push_back(Record("f" + std::to_string(row), key));
+                files.get<_FileInfoList::list>().push_back(RowOf("f" + std::to_string(row), key));
                 if (column == 0)
                     order.emplace_back(false, key.frame, row);
                 else if (!key.exists)
@@ -256,7 +256,7 @@ TEST(SortFrames, GivesTheOrderOfTheListForAnyRowsAndSeveralSorts)
         {
             const Key key{int(random() % 20), random() % 4 != 0, random() % 5,
                           std::int64_t(random() % 5)};
-            files.get<_FileInfoList::list>().push_back(Record(std::to_string(row), key));
+            files.get<_FileInfoList::list>().push_back(RowOf(std::to_string(row), key));
             frames.push_back({key.size, Time(key.modified), key.frame, key.exists});
         }
         for (int sort = 0; sort < 3; ++sort)

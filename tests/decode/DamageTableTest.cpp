@@ -35,12 +35,6 @@ ImageSpec Spec(OIIO::TypeDesc type, const char *attribute = nullptr, const char 
     return spec;
 }
 
-ImageSpec Tiled(ImageSpec spec)
-{
-    spec.tile_width = spec.tile_height = 64;
-    return spec;
-}
-
 ImageSpec TenBits()
 {
     ImageSpec spec = Spec(OIIO::TypeUInt16);

@@ -39,12 +39,6 @@ float NoNumberAtOnePlace(int x, int y, int channel)
     return WavyPixel(x, y, channel);
 }
 
-ImageSpec Tiled(ImageSpec spec)
-{
-    spec.tile_width = spec.tile_height = 64;
-    return spec;
-}
-
 } // namespace
 
 TEST_F(DecodeImageTest, TellsSizeChannelsAndFormatOfASoundFile)

@@ -32,6 +32,12 @@ float WavyPixel(int x, int y, int channel)
            float(noise >> 16 & 1023) / 1024.0f * 0.05f;
 }
 
+ImageSpec Tiled(ImageSpec spec)
+{
+    spec.tile_width = spec.tile_height = 64;
+    return spec;
+}
+
 void WriteImage(const ostrel::Path &path, const ImageSpec &spec, const PixelValue &value)
 {
     WriteParts(path, {spec}, value);

@@ -43,7 +43,7 @@ void SendInstead(const std::string &message)
     send(STDIN_FILENO, message.data(), message.size(), 0);
 }
 
-decode::ImageReport Decode(const ostrel::Path &path)
+decode::ImageReport DecodeWildly(const ostrel::Path &path)
 {
     const ostrel::String what = path.Leaf(false);
     if (what == "crash")
@@ -77,5 +77,5 @@ decode::ImageReport Decode(const ostrel::Path &path)
 
 int main(int count, char **arguments)
 {
-    return decode::ServeDecoder(count, arguments, Decode);
+    return decode::ServeDecoder(count, arguments, DecodeWildly);
 }

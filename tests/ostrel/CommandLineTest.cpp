@@ -12,7 +12,7 @@ using ostrel::String;
 namespace
 {
 
-CommandLine Read(const std::vector<String> &arguments)
+CommandLine ReadLine(const std::vector<String> &arguments)
 {
     static const CommandLineOption k_options[] = {
         {"name", "TEXT", "a name"},
@@ -54,7 +54,7 @@ TEST(CommandLine, TellsPlainArgumentsFromOptionsInAnyOrder)
 
     for (const auto &[arguments, plain, name, isQuiet] : cases)
     {
-        const CommandLine line = Read(arguments);
+        const CommandLine line = ReadLine(arguments);
         std::string text = "arguments:";
         for (const String &argument : arguments)
             text += " '" + argument + "'";
@@ -82,14 +82,14 @@ TEST(CommandLine, RefusesWhatItDoesNotKnowAndNamesIt)
 
     for (const auto &[arguments, named] : cases)
     {
-        const std::string text = Thrown([&given = arguments] { Read(given); });
+        const std::string text = Thrown([&given = arguments] { ReadLine(given); });
         EXPECT_NE(text.find(named), std::string::npos) << arguments.front() << ": " << text;
     }
 }
 
 TEST(CommandLine, GivesRepeatedOptionsByTheirIndex)
 {
-    const CommandLine line = Read({"--set", "a=1", "--quiet", "--set=b=2"});
+    const CommandLine line = ReadLine({"--set", "a=1", "--quiet", "--set=b=2"});
     EXPECT_EQ(line.GetArgument("set", 0, ""), "a=1");
     EXPECT_EQ(line.GetArgument("set", 1, ""), "b=2");
     EXPECT_EQ(line.GetArgument("set", 2, "none"), "none");

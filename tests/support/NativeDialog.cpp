@@ -12,7 +12,7 @@ namespace
 
 using Clock = std::chrono::steady_clock;
 
-constexpr unsigned k_look_ms = 5;
+constexpr unsigned k_native_look_ms = 5;
 constexpr int k_end_ms = 10000;
 
 GtkWidget *FindShown(GType type)
@@ -71,7 +71,8 @@ public:
     using Steps = std::function<void(GtkWidget *)>;
 
     DialogWatch(GType type, Steps steps)
-        : m_type(type), m_steps(std::move(steps)), m_source(g_timeout_add(k_look_ms, Look, this))
+        : m_type(type), m_steps(std::move(steps)),
+          m_source(g_timeout_add(k_native_look_ms, Look, this))
     {
     }
     ~DialogWatch()

@@ -25,6 +25,11 @@ std::unique_ptr<corvan::Link> TestApp::MakeLink(const corvan::MasterAddress & /*
     return std::make_unique<FakeLink>(link);
 }
 
+ostrel::OptionsFile &Options()
+{
+    return TestApp::Get().Options();
+}
+
 wxApp *MakeTestApp()
 {
     return new TestApp;

@@ -29,3 +29,6 @@ private:
     ostrel::SignalConnection m_connected;
     ostrel::SignalConnection m_disconnected;
 };
+
+/// The options of the running one.
+ostrel::OptionsFile &Options();

@@ -2,9 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include "corvan/CorvanApp.h"
 #include "ostrel/OptionsFile.h"
 #include "tests/support/WindowTest.h"
+#include "tests/wxcorvan/TestApp.h"
 #include "wxcorvan/WindowPlace.h"
 #include "wxcorvan/wxCorvanFrame.h"
 #include "wxcorvan/wxCorvanMessageBox.h"
@@ -14,16 +14,10 @@
 #include "wxcorvan/wxcTextCtrl.h"
 
 using namespace wxcorvan;
-using ostrel::OptionsFile;
 using ostrel::String;
 
 namespace
 {
-
-OptionsFile &Options()
-{
-    return corvan::CorvanApp::Get()->Options();
-}
 
 /// Two fields, and what they hold.
 class TwoFields : public wxCorvanDlg

@@ -5,23 +5,16 @@
 #include <wx/sizer.h>
 #include <wx/statusbr.h>
 
-#include "corvan/CorvanApp.h"
 #include "ostrel/OptionsFile.h"
 #include "tests/support/WindowTest.h"
 #include "tests/wxcorvan/TestApp.h"
 #include "wxcorvan/WindowPlace.h"
 
 using namespace wxcorvan;
-using ostrel::OptionsFile;
 using ostrel::String;
 
 namespace
 {
-
-OptionsFile &Options()
-{
-    return corvan::CorvanApp::Get()->Options();
-}
 
 void StorePlace(const char *x, const char *y, const char *width, const char *height,
                 const char *maximized)
