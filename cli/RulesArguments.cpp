@@ -30,7 +30,8 @@ CLI::Validator CheckOf(const AnalysisOption &option)
 }
 
 /// The text has passed its check.
-void Set(corvan::AnalysisOptions &options, const AnalysisOption &option, const std::string &text)
+void SetField(corvan::AnalysisOptions &options, const AnalysisOption &option,
+              const std::string &text)
 {
     std::visit(
         [&](auto field)
@@ -68,7 +69,7 @@ analysis::ScanRules RulesArguments::Rules() const
     for (const AnalysisOption &option : corvan::k_AnalysisOptions)
         if (const auto given = m_given.find(option.key);
             given != m_given.end() && !given->second.empty())
-            Set(options, option, given->second);
+            SetField(options, option, given->second);
     return analysis::RulesOf(options);
 }
 
