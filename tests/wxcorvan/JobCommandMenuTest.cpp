@@ -191,10 +191,10 @@ TEST_F(JobCommandMenuTest, NamesACommandThatCannotBeFilled)
 
 TEST_F(JobCommandMenuTest, DoesNothingForOtherIdentifiers)
 {
-    for (const long id : {0L, -1L, k_own_itemL, 7001L, 99'999L, long(wxID_EXIT)})
+    for (const long id : {0L, -1L, long(k_own_item), 7001L, 99'999L, long(wxID_EXIT)})
         EXPECT_FALSE(m_menu.TryCommand(id)) << id;
     m_menu.Fill(MakeSampleJob(), k_build);
-    for (const long id : {0L, -1L, k_own_itemL, 7000L, 99'999L, long(wxID_EXIT)})
+    for (const long id : {0L, -1L, long(k_own_item), 7000L, 99'999L, long(wxID_EXIT)})
         EXPECT_FALSE(m_menu.TryCommand(id)) << id;
     EXPECT_TRUE(m_menu.steps.empty());
 }
