@@ -2,13 +2,19 @@
 
 #include <sys/stat.h>
 
-#include <wx/app.h>
 #include <wx/evtloop.h>
 #include <wx/gauge.h>
 #include <wx/sizer.h>
 
 namespace bench
 {
+
+bool BareApp::ProcessIdle()
+{
+    if (wxApp::ProcessIdle())
+        wxWakeUpIdle();
+    return false;
+}
 
 BareLoop::BareLoop() : wxFrame(nullptr, wxID_ANY, "Bare", {0, 0}, {600, 400})
 {

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include <wx/app.h>
 #include <wx/frame.h>
 
 class wxGauge;
@@ -11,6 +12,15 @@ class wxGUIEventLoop;
 
 namespace bench
 {
+
+/// An application for it. It goes on with idle work the way `wxcorvan::wxCorvanApp` does: the way
+/// of the toolkit's own grows slower from pass to pass, and would make whatever is beside it look
+/// good.
+class BareApp : public wxApp
+{
+public:
+    bool ProcessIdle() override;
+};
 
 /// The yardstick of a pass: a window with a gauge and a status bar and nothing else, whose idle
 /// handler stats one file, sets the gauge and the status bar's three texts, and asks for more.

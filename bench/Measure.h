@@ -12,18 +12,28 @@
 namespace bench
 {
 
-/// Milliseconds of the fastest run and of the middle one.
+/// Milliseconds of a series of runs: of the first and the last one, which tell whether it grows
+/// slower, of the fastest one and of the middle one.
 struct Timing
 {
+    double firstMs = 0;
     double minMs = 0;
     double medianMs = 0;
+    double lastMs = 0;
     int repetitions = 0;
 };
 
+/// Of at least one time, in the order of the runs.
 inline Timing FromTimes(std::vector<double> timesMs)
 {
+    Timing timing;
+    timing.firstMs = timesMs.front();
+    timing.lastMs = timesMs.back();
+    timing.repetitions = int(timesMs.size());
     std::sort(timesMs.begin(), timesMs.end());
-    return {timesMs.front(), timesMs[timesMs.size() / 2], int(timesMs.size())};
+    timing.minMs = timesMs.front();
+    timing.medianMs = timesMs[timesMs.size() / 2];
+    return timing;
 }
 
 /// What the calling thread has used of a processor, in the form of a clock of <chrono>: on a busy
@@ -77,14 +87,15 @@ inline int Repetitions(std::size_t size)
 inline void PrintHead(const char *title)
 {
     std::printf("\n### %s\n\n", title);
-    std::printf("| what | size | runs | min ms | median ms | of its yardstick |\n");
-    std::printf("| --- | ---: | ---: | ---: | ---: | ---: |\n");
+    std::printf("| what | size | runs | first ms | min ms | median ms | last ms | of its yardstick "
+                "|\n");
+    std::printf("| --- | ---: | ---: | ---: | ---: | ---: | ---: | ---: |\n");
 }
 
 inline void PrintStart(const std::string &what, std::size_t size, const Timing &timing)
 {
-    std::printf("| %s | %zu | %d | %.3f | %.3f |", what.c_str(), size, timing.repetitions,
-                timing.minMs, timing.medianMs);
+    std::printf("| %s | %zu | %d | %.3f | %.3f | %.3f | %.3f |", what.c_str(), size,
+                timing.repetitions, timing.firstMs, timing.minMs, timing.medianMs, timing.lastMs);
 }
 
 /// A row of the table that has no yardstick.

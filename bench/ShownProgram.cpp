@@ -80,6 +80,15 @@ void ShownProgram::UseFrameOffset(int offset)
     RunPass();
 }
 
+void ShownProgram::ShowProgress(bool isShown)
+{
+    OptionsFile &options = wxGetApp().Options();
+    options.InsertSection("Analysis");
+    options.SetValue("ShowProgress", isShown ? k_Yes : k_No);
+    Window().ShowProgress();
+    PumpIdle();
+}
+
 void ShownProgram::RunUntilScanned(const std::function<void()> &start)
 {
     wxGUIEventLoop loop;

@@ -29,6 +29,9 @@ public:
     /// Judges by this frame offset from now on; runs a pass, as the program does.
     void UseFrameOffset(int offset);
 
+    /// Shows or hides the gauge, as the setting does.
+    void ShowProgress(bool isShown);
+
     /// Paints all rows in view, now; returns when the display has them.
     void PaintRows();
     int RowsInView();
