@@ -33,7 +33,7 @@ _corvan_types()
 # Whether an option takes a value: the help names its type behind it, in capitals.
 _corvan_takes_value()
 {
-    corvan ${2:+"$2"} --help 2> /dev/null | grep -q -E -- "^  (-[^ ]+,)?$1(,-[^ ]+)? [A-Z][A-Z]"
+    corvan ${2:+"$2"} --help 2> /dev/null | grep -q -E -- "^  (-[^ ]+,)?$1(,-[^ ]+)? [A-Z]+([^a-z]|$)"
 }
 
 # What the word before asks for, behind a verb; false where it asks for nothing of its own.

@@ -105,7 +105,7 @@ class Completion(FarmTest):
         job = self.submit("true", "--range", "1", "--name", "Clock")
         for verb in verbs():
             text = help_of(BIN / "corvan", verb)
-            takers = re.findall(r"^  (?:-\w,)?(--[a-z-]+) [A-Z][A-Z]", text, re.M)
+            takers = re.findall(r"^  (?:-\w,)?(--[a-z-]+) [A-Z]+\b", text, re.M)
             flags = set(re.findall(r"^  (?:-\w,)?(--[a-z-]+)", text, re.M)) - set(takers)
             for option in takers:
                 offered = self.complete(verb, option, "")
