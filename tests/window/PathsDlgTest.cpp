@@ -9,6 +9,7 @@
 
 #include "app/Ordwick.h"
 #include "dialogs/EditPathDlg.h"
+#include "dialogs/PathsDlg.h"
 #include "tests/support/NativeDialog.h"
 #include "tests/support/Printing.h"
 #include "tests/window/CommandFixture.h"
