@@ -97,8 +97,8 @@ def farm(bin_folder):
 class Watched:
     """The program's process, seen from outside."""
 
-    # Longer than any pass takes.
-    PATIENCE_S = 600
+    # Longer than any pass takes, on a busy machine too.
+    PATIENCE_S = 3600
 
     def __init__(self, process, folder):
         self.process = process
