@@ -116,7 +116,7 @@ class Verdict(WindowTest):
                         file.truncate(size)
 
         job = self.submit_paused(str(self.folder / "every" / "f.%04d.raw"), "1-24")
-        verdict = self.compare(job, (500, 2, 100), "every", make_files)
+        verdict = self.compare(job, (500, 2, 100), "window", make_files)
         path = str(self.folder / "every" / "f.%04d.raw")
         self.assertEqual(
             verdict, {path % 3: "missing", path % 7: "too-small", path % 12: "outlier"}
