@@ -287,6 +287,18 @@ TEST_F(JobSession, AJobWithoutFormatsIsReportedOnceARun)
     EXPECT_EQ(m_log.Count(k_LogError, "reports no image formats"), 1);
 }
 
+TEST_F(JobSession, WhyTheMasterTurnsTheProgramAwayStandsInTheWindowUntilItConnects)
+{
+    Start();
+    Link().callbacks.turnedAway("the token is not the Master's");
+    const wxString text = "There is no connection to the Master: the token is not the Master's";
+    WaitFor([&] { return Window().Notice() == text; });
+    EXPECT_FALSE(List().IsShownOnScreen());
+    Connect();
+    EXPECT_EQ(Window().Notice(), "");
+    EXPECT_TRUE(List().IsShownOnScreen());
+}
+
 TEST_F(JobSession, WhatTheMasterRefusesStandsInTheWindowUntilTheConnectionIsLost)
 {
     Start();
