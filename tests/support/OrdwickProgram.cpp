@@ -93,13 +93,14 @@ bool OrdwickProgram::Start(std::vector<std::string> arguments)
     m_argumentTexts.push_back(nullptr);
 
     // Where it starts a second time, and its libraries with it, it stands still.
-    if (std::exchange(s_toolkitWasStarted, true))
+    if (s_toolkitWasStarted)
         throw std::logic_error("the toolkit starts once in a process: run one case at a time, as "
                                "ctest does, with --gtest_filter=CASE");
     wxApp::SetInstance(new TestOrdwick);
     if (!wxEntryStart(count, m_argumentTexts.data()))
         throw std::runtime_error("the toolkit does not start: it needs a display, as "
                                  "tests/support/with-display gives it");
+    s_toolkitWasStarted = true;
     m_started = true;
     CountInput();
     m_loop = std::make_unique<wxGUIEventLoop>();
