@@ -3,7 +3,7 @@
 #include <boost/algorithm/string/predicate.hpp>
 
 #include "analysis/FramePattern.h"
-#include "analysis/ImageFormats.h"
+#include "corvan/ImageFormats.h"
 #include "corvan/Job.h"
 #include "corvan/JobType.h"
 #include "corvan/Parameters.h"
@@ -60,7 +60,7 @@ bool IsFullPath(const String &path)
 
 String CheckFormats(const String &value)
 {
-    const std::vector<ostrel::Path> formats = ListFormats(value);
+    const std::vector<ostrel::Path> formats = corvan::ListFormats(value);
     if (formats.empty())
         return "ImageFormat: there is no pattern in it";
     for (const ostrel::Path &format : formats)

@@ -1,8 +1,8 @@
 #include "check/CheckSubject.h"
 
 #include "analysis/ExpectedFrames.h"
-#include "analysis/ImageFormats.h"
 #include "check/CheckException.h"
+#include "corvan/ImageFormats.h"
 #include "corvan/Parameters.h"
 
 namespace check
@@ -46,7 +46,7 @@ CheckSubject FindJobFrames(boost::shared_ptr<corvan::Job> job)
     if (subject.input.frames.empty())
         CannotLook(name + " has an empty range");
 
-    const auto formats = analysis::ListFormats(job->ParameterText(corvan::p_ImageFormat, true));
+    const auto formats = corvan::ListFormats(job->ParameterText(corvan::p_ImageFormat, true));
     if (formats.empty())
         CannotLook(name + " has no image format");
     for (const ostrel::Path &format : formats)

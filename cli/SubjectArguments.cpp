@@ -133,7 +133,8 @@ CheckSubject SubjectArguments::FindFramesOfPatterns() const
         const std::optional<String> pattern = ReadPattern(text, folder, &reason);
         if (!pattern)
             WrongUsage("--format '" + text + "': " + reason);
-        const String local = ostrel::Path(*pattern).TranslateToLocal().Text();
+        const String local =
+            ostrel::Path(*pattern).TranslateToLocal(ostrel::PathKind::Pattern).Text();
         std::optional<check::CheckTable> table = check::MakeTable(local, &reason);
         if (!table)
             WrongUsage("cannot take the pattern '" + local + "': " + reason);

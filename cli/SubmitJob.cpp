@@ -4,6 +4,7 @@
 
 #include "analysis/SettingCheck.h"
 #include "cli/Patterns.h"
+#include "corvan/ImageFormats.h"
 #include "corvan/JobFactory.h"
 #include "corvan/JobStatus.h"
 #include "corvan/Parameters.h"
@@ -64,11 +65,12 @@ boost::shared_ptr<Job> MakeJob(const NewJob &newJob)
     if (!newJob.range.empty())
         SetOrRefuse(*job, corvan::p_Range, newJob.range);
     if (!newJob.patterns.empty())
-        SetOrRefuse(*job, corvan::p_ImageFormat, JoinPatterns(newJob.patterns));
+        SetOrRefuse(*job, corvan::p_ImageFormat,
+                    corvan::ShareFormats(JoinPatterns(newJob.patterns)));
     if (newJob.isPaused)
         SetOrRefuse(*job, corvan::p_Status, std::to_string(int(corvan::JobStatus::Paused)));
     for (const auto &[name, value] : newJob.settings)
-        SetOrRefuse(*job, name, value);
+        SetOrRefuse(*job, name, corvan::SharedValue(name, value));
     job->TakeDefaults();
     return job;
 }

@@ -3,6 +3,7 @@
 #include <cassert>
 #include <variant>
 
+#include "corvan/ImageFormats.h"
 #include "corvan/MessageQueue.h"
 #include "corvan/Messages.h"
 #include "ostrel/Exception.h"
@@ -167,6 +168,11 @@ void Messenger::Send(const boost::shared_ptr<Message> &message)
         return;
     }
     message->serial = ++state.lastSerial;
+    if (auto *change = dynamic_cast<JobParameterMsg *>(message.get()))
+        change->value = SharedValue(change->name, change->value);
+    if (auto *changes = dynamic_cast<JobParametersMsg *>(message.get()))
+        for (auto &[name, value] : changes->parameters)
+            value = SharedValue(name, value);
     // The Master's log says the same of it, so that one can be followed into the other.
     if (const auto *newJob = dynamic_cast<const JobMsg *>(message.get()))
         ostrel::LogInfo("sending job " + newJob->job->ID().ToString() + " \"" +

@@ -50,8 +50,9 @@ public:
     static bool IsConnected();
 
     /// Sends a message and gives it its serial. While there is no connection it is dropped with a
-    /// warning. A new job is logged with its identifier and name. The messenger shares the message
-    /// until it is written; do not change it any more.
+    /// warning. A new job is logged with its identifier and name. The image formats of a parameter
+    /// message are turned into the farm's notation; a job holds its own that way. The messenger
+    /// shares the message until it is written; do not change it any more.
     static void Send(const boost::shared_ptr<Message> &message);
 
     /// Raises the signals of all that is queued, in order. A receiver may run an event loop of its

@@ -10,11 +10,22 @@ namespace ostrel
 namespace
 {
 
-// Never destroyed: paths are translated until the very end of the program.
-PathMap &TheMap()
+struct Maps
 {
-    static PathMap *const map = new PathMap;
-    return *map;
+    PathMap files;
+    PathMap patterns;
+};
+
+// Never destroyed: paths are translated until the very end of the program.
+Maps &TheMaps()
+{
+    static Maps *const maps = new Maps;
+    return *maps;
+}
+
+const PathMap &MapOf(PathKind kind)
+{
+    return kind == PathKind::Pattern ? TheMaps().patterns : TheMaps().files;
 }
 
 } // namespace
@@ -52,14 +63,20 @@ Path Path::operator/(const String &leaf) const
     return m_text + '/' + leaf;
 }
 
-Path Path::TranslateToLocal() const
+Path Path::TranslateToLocal(PathKind kind) const
 {
-    return TheMap().Translate(m_text);
+    return MapOf(kind).Translate(m_text);
+}
+
+Path Path::TranslateToShared(PathKind kind) const
+{
+    return MapOf(kind).TranslateBack(m_text);
 }
 
 void Path::SetMap(PathMap map)
 {
-    TheMap() = std::move(map);
+    TheMaps().patterns = map.ForPatterns();
+    TheMaps().files = std::move(map);
 }
 
 } // namespace ostrel

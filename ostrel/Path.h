@@ -10,6 +10,14 @@ namespace ostrel
 
 class PathMap;
 
+/// What a path's text is: that of a file, or a pattern for many, where a percent sign that stands
+/// for itself is doubled.
+enum class PathKind
+{
+    File,
+    Pattern,
+};
+
 /// The path of a file or folder, as text in UTF-8 (any bytes that the file system takes).
 ///
 /// Paths order by their bytes: "a/10" stands before "a/2". Nothing is normalised, nothing is
@@ -43,9 +51,12 @@ public:
 
     /// From the farm's shared notation to this machine's, by the map given to `SetMap`. Where no
     /// entry fits, the path stays as it is.
-    Path TranslateToLocal() const;
+    Path TranslateToLocal(PathKind kind = PathKind::File) const;
 
-    /// The map that `TranslateToLocal` uses from now on. Main thread, at start-up.
+    /// The other way round.
+    Path TranslateToShared(PathKind kind = PathKind::File) const;
+
+    /// The map that both use from now on. Main thread, at start-up.
     static void SetMap(PathMap map);
 
     friend bool operator==(const Path &a, const Path &b)

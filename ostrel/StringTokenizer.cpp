@@ -27,6 +27,7 @@ String StringTokenizer::TakeField()
 {
     String field;
     bool isQuoted = false;
+    m_begin = m_next;
     while (m_next < m_text.size())
     {
         const char character = m_text[m_next++];
@@ -35,10 +36,14 @@ String StringTokenizer::TakeField()
         else if (character == m_quote)
             isQuoted = !isQuoted;
         else if (character == m_separator && !isQuoted)
+        {
+            m_end = m_next - 1;
             return field;
+        }
         else
             field += character;
     }
+    m_end = m_next;
     m_done = true;
     return field;
 }

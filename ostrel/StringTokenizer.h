@@ -23,10 +23,19 @@ public:
     /// The next field; nothing at the end.
     std::optional<String> GetNext();
 
+    /// The field that came last as it stands in the text, with its quotes and escapes. Joined by
+    /// the separator, those of all fields, the empty ones too, are the text.
+    String RawField() const
+    {
+        return m_text.substr(m_begin, m_end - m_begin);
+    }
+
 private:
     String TakeField();
 
     String m_text;
+    std::size_t m_begin = 0; // Of the field that came last.
+    std::size_t m_end = 0;
     std::size_t m_next = 0;
     bool m_done = false;
     char m_separator;

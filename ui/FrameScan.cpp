@@ -4,9 +4,9 @@
 
 #include "analysis/Expansion.h"
 #include "analysis/FileCheck.h"
-#include "analysis/ImageFormats.h"
 #include "app/Ordwick.h"
 #include "corvan/AnalysisOptions.h"
+#include "corvan/ImageFormats.h"
 #include "ostrel/CallEntry.h"
 #include "ostrel/Log.h"
 #include "ostrel/SFormat.h"

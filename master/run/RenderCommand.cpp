@@ -5,10 +5,10 @@
 
 #include "analysis/Expansion.h"
 #include "analysis/FramePattern.h"
+#include "corvan/ImageFormats.h"
 #include "corvan/JobType.h"
 #include "corvan/Parameters.h"
 #include "corvan/Placeholders.h"
-#include "ostrel/StringTokenizer.h"
 
 namespace master
 {
@@ -31,10 +31,8 @@ namespace
 std::vector<String> LocalFormats(const Job &job)
 {
     std::vector<String> formats;
-    ostrel::StringTokenizer tokens(job.ParameterText(corvan::p_ImageFormat, true), ';', false, '"',
-                                   '\\');
-    while (const std::optional<String> format = tokens.GetNext())
-        formats.push_back(Path(*format).TranslateToLocal().Text());
+    for (const Path &format : corvan::ListFormats(job.ParameterText(corvan::p_ImageFormat, true)))
+        formats.push_back(format.Text());
     return formats;
 }
 

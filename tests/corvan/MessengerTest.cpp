@@ -8,7 +8,9 @@
 
 #include "corvan/GrpcLink.h"
 #include "corvan/Messages.h"
+#include "corvan/Parameters.h"
 #include "ostrel/Exception.h"
+#include "ostrel/PathMap.h"
 #include "tests/corvan/SampleType.h"
 #include "tests/support/FakeLink.h"
 #include "tests/support/FakeMaster.h"
@@ -91,6 +93,34 @@ TEST_F(MessengerTest, TellsWhyTheMasterTurnedItAwayAndIsNotConnected)
     Messenger::Dispatch();
     EXPECT_EQ(m_words, (Words{"wrong token", "too many clients"}));
     EXPECT_FALSE(Messenger::IsConnected());
+}
+
+TEST_F(MessengerTest, SendsImageFormatsInTheNotationOfTheFarm)
+{
+    ostrel::PathMap map;
+    map.Add("//server/shots", "/mnt/shots");
+    ostrel::Path::SetMap(map);
+    m_link.callbacks.connected();
+    Messenger::Dispatch();
+    for (const String &name : {p_ImageFormat, p_Note})
+    {
+        const auto change = boost::make_shared<JobParameterMsg>();
+        change->name = name;
+        change->value = "/mnt/shots/a.%d;/mnt/shots/b.%d";
+        Messenger::Send(change);
+    }
+    const auto changes = boost::make_shared<JobParametersMsg>();
+    changes->parameters = {{p_Note, "/mnt/shots"}, {p_ImageFormat, "/mnt/shots/c.%d"}};
+    Messenger::Send(changes);
+    ostrel::Path::SetMap({});
+
+    ASSERT_EQ(m_link.sent.size(), 3u);
+    EXPECT_EQ(changes->parameters[0].second, "/mnt/shots");
+    EXPECT_EQ(changes->parameters[1].second, "//server/shots/c.%d");
+    const auto value = [this](std::size_t i)
+    { return boost::dynamic_pointer_cast<JobParameterMsg>(m_link.sent[i])->value; };
+    EXPECT_EQ(value(0), "//server/shots/a.%d;//server/shots/b.%d");
+    EXPECT_EQ(value(1), "/mnt/shots/a.%d;/mnt/shots/b.%d");
 }
 
 TEST_F(MessengerTest, IsConnectedAsTheSignalsSay)

@@ -71,3 +71,43 @@ TEST(PathMap, ComesFromItsOptionsSection)
     EXPECT_EQ(map.Translate("//server/b/x"), "/mnt/b /x");
     EXPECT_EQ(PathMap(ostrel::IniFile()).Translate("//server/a/x"), "//server/a/x");
 }
+
+TEST(PathMap, PutsTheSharedPrefixForTheLocalOne)
+{
+    PathMap map;
+    map.Add("//server/shots", "/mnt/shots");
+    map.Add("//server/big", "/mnt/shots/big/");
+    map.Add("\\\\server\\old\\", "/old");
+    map.Add("//server/first", "/twice");
+    map.Add("//server/the/second", "/twice");
+    map.Add("Z:", "/z");
+    map.Add("/", "/all");
+    map.Add("/rest", "/");
+
+    const struct
+    {
+        const char *local;
+        const char *shared;
+    } cases[] = {
+        {"/mnt/shots/s1/a.%04d.exr", "//server/shots/s1/a.%04d.exr"},
+        {"/mnt/shots", "//server/shots"},
+        {"/mnt/shots/", "//server/shots/"},
+        {"/mnt/shots/big/a", "//server/big/a"},
+        {"/mnt/shots/bigger/a", "//server/shots/bigger/a"},
+        {"/mnt/shots/a\\b", "//server/shots/a\\b"},
+        {"/old/x/a", "//server/old/x/a"},
+        {"/twice/a", "//server/first/a"},
+        {"/z/a", "Z:/a"},
+        {"/all/a", "/a"},
+        {"/all", "/"},
+        {"/mnt/shotsX/a", "/rest/mnt/shotsX/a"},
+        {"/mnt/shots\\a", "/rest/mnt/shots\\a"},
+        {"/", "/rest/"},
+        {"relative", "relative"},
+        {"\\mnt\\shots\\a", "\\mnt\\shots\\a"},
+        {"", ""},
+    };
+    for (const auto &[local, shared] : cases)
+        EXPECT_EQ(map.TranslateBack(local), shared) << local;
+    EXPECT_EQ(PathMap().TranslateBack("/mnt/shots/a"), "/mnt/shots/a");
+}

@@ -99,7 +99,22 @@ TEST(Path, IsTranslatedByTheMapThatIsSet)
     map.Add("//server/shots", "/mnt/shots");
     Path::SetMap(map);
     EXPECT_EQ(Path("//server/shots/a.exr").TranslateToLocal().Text(), "/mnt/shots/a.exr");
+    EXPECT_EQ(Path("/mnt/shots/a.exr").TranslateToShared().Text(), "//server/shots/a.exr");
 
     Path::SetMap({});
     EXPECT_EQ(Path("//server/shots/a.exr").TranslateToLocal().Text(), "//server/shots/a.exr");
+}
+
+TEST(Path, DoublesThePercentSignsOfThePrefixesOfAPatternAlone)
+{
+    ostrel::PathMap map;
+    map.Add("//server/100%", "/50%done");
+    Path::SetMap(map);
+    using ostrel::PathKind;
+    EXPECT_EQ(Path("//server/100%/a").TranslateToLocal(), "/50%done/a");
+    EXPECT_EQ(Path("/50%done/a").TranslateToShared(), "//server/100%/a");
+    EXPECT_EQ(Path("//server/100%%/a.%d").TranslateToLocal(PathKind::Pattern), "/50%%done/a.%d");
+    EXPECT_EQ(Path("/50%%done/a.%d").TranslateToShared(PathKind::Pattern), "//server/100%%/a.%d");
+    EXPECT_EQ(Path("/50%done/a.%d").TranslateToShared(PathKind::Pattern), "/50%done/a.%d");
+    Path::SetMap({});
 }

@@ -23,6 +23,16 @@ std::string Fields(const String &text, bool keepEmpty)
     return fields;
 }
 
+String JoinedRawFields(const String &text)
+{
+    StringTokenizer tokenizer(text, ';', true, '"', '\\');
+    String joined;
+    while (tokenizer.GetNext())
+        joined += tokenizer.RawField() + ';';
+    joined.pop_back();
+    return joined;
+}
+
 } // namespace
 
 TEST(StringTokenizer, CutsAtSeparatorsAndHonoursQuotesAndEscapes)
@@ -62,5 +72,15 @@ TEST(StringTokenizer, CutsAtSeparatorsAndHonoursQuotesAndEscapes)
     {
         EXPECT_EQ(Fields(text, false), fields) << text;
         EXPECT_EQ(Fields(text, true), withEmpty) << text;
+        EXPECT_EQ(JoinedRawFields(text), text);
     }
+}
+
+TEST(StringTokenizer, GivesAFieldAsItStandsInTheText)
+{
+    StringTokenizer tokenizer("\"a;b\";c\\;d;", ';', false, '"', '\\');
+    EXPECT_EQ(tokenizer.GetNext(), "a;b");
+    EXPECT_EQ(tokenizer.RawField(), "\"a;b\"");
+    EXPECT_EQ(tokenizer.GetNext(), "c;d");
+    EXPECT_EQ(tokenizer.RawField(), "c\\;d");
 }

@@ -2,7 +2,7 @@
 
 import unittest
 
-from window import DONE_MENU, WindowTest, press, write
+from window import DONE_MENU, JOB_EDITS, WindowTest, press, write
 
 
 class Edits(WindowTest):
@@ -74,6 +74,49 @@ class Edits(WindowTest):
         self.wait_for_both("12 Files | 12 Missing | 0 Too Small")
         self.assertEqual(self.parameter(self.job, "ImageFormat"), other)
         self.close_both()
+
+
+class EditsOfTranslatedFormats(WindowTest):
+    """Of a job whose formats this machine writes in another way than the farm does."""
+
+    def make_job(self):
+        self.formats = "//farm/shots/f.%04d.raw;//farm/shots/g.%04d.raw"
+        self.job = self.submit(
+            "exit", "--paused", "--range", "1-3", "--format", self.formats.split(";")[0], "--name", "frames"
+        )
+        self.corvan("set", self.job, f"ImageFormat={self.formats}")
+        self.shots = self.folder / "50%done"
+        self.shots.mkdir()
+        for number in (1, 2, 3):
+            (self.shots / f"f.{number:04}.raw").write_bytes(b"x" * self.SIZE)
+
+    def test_without_an_edit_leave_the_job_as_it_is_and_with_one_go_out_in_the_farms_notation(self):
+        options = f"[PathMap]\n//farm/shots = {self.shots}\n"
+        window = self.open_window(self.job, options=options)
+        window.wait_for_status("3 Files | 0 Missing | 0 Too Small")
+
+        window.choose("Edit Image Formats", *JOB_EDITS)
+        window.wait_for_dialog("Edit Image Formats")
+        press("Return")
+        window.log.wait_for("Sending updated image format")
+        line = window.log.wait_for("Received Job parameter 'ImageFormat'")
+        self.assertTrue(line.endswith(f"= {self.formats}"), line)
+        self.assertEqual(self.parameter(self.job, "ImageFormat"), self.formats)
+
+        window.choose("Edit Image Formats", *JOB_EDITS)
+        window.wait_for_dialog("Edit Image Formats")
+        press("Tab", "space")
+        window.wait_for_dialog("Edit Image Format")
+        write(f"{self.folder}/50%%done/h.%d")
+        press("Return")
+        window.wait_for_dialog("Edit Image Formats")
+        press("Return")
+        window.log.wait_for("Sending updated image format")
+        window.log.wait_for("Received Job parameter 'ImageFormat'")
+        self.assertEqual(self.parameter(self.job, "ImageFormat"), self.formats + ";//farm/shots/h.%d")
+        told = [line for line in window.log.seen if "ShowNotice" in line or "read back" in line]
+        self.assertEqual(told, [])
+        self.assertEqual(window.close(), 0)
 
 
 if __name__ == "__main__":
