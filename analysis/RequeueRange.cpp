@@ -29,10 +29,12 @@ Items WrittenBy(const ExpansionInput &input)
 } // namespace
 
 RequeueRange FindRequeueRange(const ExpansionInput &input, const Items &outputNumbers,
-                              String *reason)
+                              RequeuePackets packets, String *reason)
 {
     RequeueRange range;
     range.missed = outputNumbers;
+    if (packets == RequeuePackets::OfOneFrame)
+        range.packetSize = "1";
     range.frames = FindRenderingFrames(input, outputNumbers, reason);
     if (range.frames.empty())
         return range;
@@ -41,13 +43,35 @@ RequeueRange FindRequeueRange(const ExpansionInput &input, const Items &outputNu
     ExpansionInput copy = input;
     copy.hasCustomRange = false;
     copy.frames = range.frames;
+    if (!range.packetSize.empty())
+        copy.packetSize = range.packetSize;
     if (WritesOtherNumbers(copy, range.frames))
     {
         range.renumberStart = std::to_string(FirstNumberOf(input, range.frames.front()));
         copy.renumberStart = range.renumberStart;
     }
-    range.missed.eraseAll(WrittenBy(copy));
+    range.besides = WrittenBy(copy);
+    range.missed.eraseAll(range.besides);
+    range.besides.eraseAll(outputNumbers);
     return range;
+}
+
+Items FindRenderedFrames(const ExpansionInput &input, const Items &frames)
+{
+    Items rendered = frames;
+    if (frames.empty())
+        return rendered;
+    ExpansionInput copy = input;
+    copy.hasCustomRange = false;
+    const Renumbering numbers = ReadRenumbering(copy, frames.front());
+    if (numbers.packetSize < 1)
+        return rendered;
+    for (auto frame = frames.begin(); frame != frames.end();)
+    {
+        const FramePacket packet = TakePacket(frame, numbers.packetSize);
+        rendered.insertRange(packet.first, packet.last);
+    }
+    return rendered;
 }
 
 } // namespace analysis

@@ -30,6 +30,8 @@ JobPointer MakeJobFor(const Job &job, const analysis::RequeueRange &range)
         throw new Failure(k_Refused, "cannot make a job of '" + job.Name() + "' for " + text);
     if (!range.renumberStart.empty())
         SetOrFail(*requeue, corvan::p_RenumberStart, range.renumberStart);
+    if (!range.packetSize.empty())
+        SetOrFail(*requeue, corvan::p_PacketSize, range.packetSize);
     return requeue;
 }
 
@@ -44,6 +46,9 @@ public:
             app.add_subcommand("requeue", "render frames of a job again, as a new job");
         m_subject.Declare(*verb, SubjectArguments::Takes::JobAlone);
         m_selection.Declare(*verb);
+        verb->add_flag("--exact", m_isExact,
+                       "in packets of one frame, so that no good frame between them is rendered "
+                       "again");
         return verb;
     }
 
@@ -59,7 +64,7 @@ public:
 
         String reason;
         const analysis::RequeueRange range =
-            analysis::FindRequeueRange(subject.input, files, &reason);
+            analysis::FindRequeueRange(subject.input, files, Packets(), &reason);
         if (range.frames.empty())
             throw new Failure(k_Refused, "no frame of the job renders the files " +
                                              SequenceDistributor::CalculateRange(files) +
@@ -67,11 +72,51 @@ public:
         if (!range.missed.empty())
             fmt::print(stderr, "the new job will not write the files {}\n",
                        SequenceDistributor::CalculateRange(range.missed));
+        TellOfGoodFrames(subject, files, range);
         fmt::print("{}\n", SubmitJob(client, MakeJobFor(*subject.job, range)).ToString());
         return k_Done;
     }
 
 private:
+    analysis::RequeuePackets Packets() const
+    {
+        using analysis::RequeuePackets;
+        return m_isExact ? RequeuePackets::OfOneFrame : RequeuePackets::AsTheJob;
+    }
+
+    /// How many of these files are fine as they are, in whatever format.
+    static std::size_t CountGood(const CheckSubject &subject,
+                                 const SequenceDistributor::Items &numbers)
+    {
+        SequenceDistributor::Items good;
+        SequenceDistributor::Items bad;
+        for (const CheckTable &table : subject.tables)
+            for (std::size_t row = 0; row < table.frames.size(); ++row)
+                if (const int number = table.frames[row].frame; numbers.contains(number))
+                    (table.states[row] == CheckState::Ok ? good : bad).insert(number);
+        good.eraseAll(bad);
+        return good.size();
+    }
+
+    void TellOfGoodFrames(const CheckSubject &subject, const SequenceDistributor::Items &files,
+                          const analysis::RequeueRange &range) const
+    {
+        const std::size_t count = CountGood(subject, range.besides);
+        if (count == 0)
+            return;
+        fmt::print(stderr, "good frames that are rendered again: {}", count);
+        if (!m_isExact)
+        {
+            const std::size_t exact = CountGood(
+                subject, analysis::FindRequeueRange(subject.input, files,
+                                                    analysis::RequeuePackets::OfOneFrame, nullptr)
+                             .besides);
+            if (exact < count)
+                fmt::print(stderr, "; packets are rendered whole, with --exact it is {}", exact);
+        }
+        fmt::print(stderr, "\n");
+    }
+
     SequenceDistributor::Items SelectedNumbers(CheckSubject &subject)
     {
         SequenceDistributor::Items numbers;
@@ -83,6 +128,7 @@ private:
     }
 
     FrameSelection m_selection;
+    bool m_isExact = false;
 };
 
 } // namespace

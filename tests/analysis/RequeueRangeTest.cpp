@@ -43,15 +43,25 @@ TEST(RequeueRange, TurnsNumbersOfFilesBackIntoFrames)
         const char *frames;
         const char *start;
         const char *missed;
+        const char *besides = "";
+        RequeuePackets packets = RequeuePackets::AsTheJob;
     } cases[] = {
         {"not renumbered", "1-10", "", "", "", "", false, "3,7", "3,7", "", ""},
         {"numbers that no frame writes", "1-10", "", "", "", "", false, "3,12", "3", "", "12"},
         {"a start", "1-10", "", "101", "", "", false, "103,107", "3,7", "103", ""},
         {"a start and steps", "10-12", "", "1", "2", "", false, "3,5", "11,12", "3", ""},
-        {"two files a frame", "1-4", "0.5", "1", "", "", false, "4,5", "2,3", "3", ""},
+        {"two files a frame", "1-4", "0.5", "1", "", "", false, "4,5", "2,3", "3", "", "3,6"},
         {"a custom range counts frames", "5-9", "", "101", "", "", true, "6", "6", "6", ""},
-        {"a custom range of steps", "5-9", "", "101", "2", "", true, "6,8", "6,8", "6", "8"},
+        {"a custom range of steps", "5-9", "", "101", "2", "", true, "6,8", "6,8", "6", "8", "10"},
         {"packets whose gaps are rendered", "1,3,5", "", "11", "", "5", false, "12", "2", "12", ""},
+        {"packets take the frames between along", "1-20", "", "", "", "10", false, "3,6,12,15",
+         "3,6,12,15", "", "", "4,5,7-11"},
+        {"not beyond the last of them", "1-20", "", "", "", "5", false, "3,6,12", "3,6,12", "", "",
+         "4,5"},
+        {"packets of one", "1-20", "", "", "", "10", false, "3,6,12,15", "3,6,12,15", "", "", "",
+         RequeuePackets::OfOneFrame},
+        {"numbers of files in packets", "1-20", "", "101", "", "10", false, "103,106", "3,6", "103",
+         "", "104,105"},
         {"nothing", "1-10", "", "", "", "", false, "", "", "", ""},
     };
     for (const auto &one : cases)
@@ -64,11 +74,15 @@ TEST(RequeueRange, TurnsNumbersOfFilesBackIntoFrames)
         input.packetSize = one.packetSize;
         input.hasCustomRange = one.hasCustomRange;
         String reason;
-        const RequeueRange range = FindRequeueRange(input, FramesOf(one.files), &reason);
+        const RequeueRange range =
+            FindRequeueRange(input, FramesOf(one.files), one.packets, &reason);
         EXPECT_EQ(reason, "") << one.what;
         EXPECT_EQ(SequenceDistributor::CalculateRange(range.frames), one.frames) << one.what;
         EXPECT_EQ(range.renumberStart, one.start) << one.what;
         EXPECT_EQ(SequenceDistributor::CalculateRange(range.missed), one.missed) << one.what;
+        EXPECT_EQ(SequenceDistributor::CalculateRange(range.besides), one.besides) << one.what;
+        EXPECT_EQ(range.packetSize, one.packets == RequeuePackets::OfOneFrame ? "1" : "")
+            << one.what;
     }
 }
 
@@ -92,7 +106,8 @@ TEST(RequeueRange, GivesAJobThatWritesTheFilesWhereStepsAreWhole)
                 wanted.insert(number);
 
         String reason;
-        const RequeueRange range = FindRequeueRange(input, wanted, &reason);
+        const RequeueRange range =
+            FindRequeueRange(input, wanted, RequeuePackets::AsTheJob, &reason);
         EXPECT_TRUE(range.missed.empty());
         ExpansionInput copy = input;
         copy.frames = range.frames;
@@ -108,6 +123,33 @@ TEST(RequeueRange, TellsWhyAJobHasNoFiles)
     input.frames = {1};
     input.packetSize = "0";
     String reason;
-    EXPECT_TRUE(FindRequeueRange(input, {1}, &reason).frames.empty());
+    EXPECT_TRUE(FindRequeueRange(input, {1}, RequeuePackets::AsTheJob, &reason).frames.empty());
     EXPECT_EQ(reason, "a packet size of 0 is below 1");
+}
+
+TEST(RequeueRange, TellsWhatACopyRendersBesides)
+{
+    const struct
+    {
+        const char *packetSize;
+        const char *frames;
+        const char *rendered;
+    } cases[] = {
+        {"", "3,6,9", "3-9x3"},
+        {"1", "3,6,9", "3-9x3"},
+        {"4", "3,6,9", "3-6,9"},
+        {"10", "3,6,9,20,22", "3-9,20-22"},
+        {"2147483647", "-2147483648,2147483645", "-2147483648,2147483645"},
+        {"0", "3,6", "3,6"},
+        {"5", "", ""},
+    };
+    for (const auto &[packetSize, frames, rendered] : cases)
+    {
+        ExpansionInput input;
+        input.packetSize = packetSize;
+        input.hasCustomRange = true; // It says what to look for, not what is rendered.
+        EXPECT_EQ(SequenceDistributor::CalculateRange(FindRenderedFrames(input, FramesOf(frames))),
+                  rendered)
+            << packetSize << ": " << frames;
+    }
 }
