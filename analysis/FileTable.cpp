@@ -140,4 +140,16 @@ SequenceDistributor::Items FileTable::FindBadFrames() const
     return bad;
 }
 
+std::size_t FileTable::CountGood(const SequenceDistributor::Items &frames) const
+{
+    _CallEntry call("FileTable::CountGood", __FILE__, __LINE__);
+
+    const auto &rows = m_files.get<_FileInfoList::list>();
+    std::size_t count = 0;
+    for (std::size_t row = 0; row < rows.size(); ++row)
+        if (frames.contains(rows[row].frame) && Classify(std::int64_t(row)) == FrameState::Ok)
+            ++count;
+    return count;
+}
+
 } // namespace analysis

@@ -72,6 +72,9 @@ public:
     std::set<Path> FindBadPaths() const;
     corvan::SequenceDistributor::Items FindBadFrames() const;
 
+    /// How many rows of these output numbers are Ok; only such rows are judged.
+    std::size_t CountGood(const corvan::SequenceDistributor::Items &frames) const;
+
 private:
     Neighbours NeighboursOf(std::int64_t row) const;
 

@@ -90,10 +90,10 @@ private:
     {
         SequenceDistributor::Items good;
         SequenceDistributor::Items bad;
-        for (const CheckTable &table : subject.tables)
+        for (const check::CheckTable &table : subject.tables)
             for (std::size_t row = 0; row < table.frames.size(); ++row)
                 if (const int number = table.frames[row].frame; numbers.contains(number))
-                    (table.states[row] == CheckState::Ok ? good : bad).insert(number);
+                    (table.states[row] == check::CheckState::Ok ? good : bad).insert(number);
         good.eraseAll(bad);
         return good.size();
     }

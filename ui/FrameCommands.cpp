@@ -2,28 +2,18 @@
 
 #include <set>
 
-#include "analysis/Expansion.h"
+#include "analysis/RequeueRange.h"
 #include "app/Ordwick.h"
 #include "corvan/MessageFactory.h"
 #include "corvan/RequeueJob.h"
 #include "corvan/SequenceDistributor.h"
 #include "ostrel/CallEntry.h"
-#include "ostrel/File.h"
 #include "ostrel/Log.h"
 #include "ui/FileList.h"
 #include "ui/MainWindow.h"
 
 using namespace corvan;
 using namespace ostrel;
-
-void DeleteFiles(std::set<Path> paths)
-{
-    for (const Path &path : paths)
-    {
-        LogInfo("  Delete: " + path.Text());
-        File::Delete(path, false);
-    }
-}
 
 void MainWindow::OnSelectBad(wxCommandEvent & /*event*/)
 {
@@ -65,27 +55,66 @@ void MainWindow::RequeueFrames(const SequenceDistributor::Items &frames)
     const auto job = JobForCommand("Requeue");
     if (!job)
         return;
-    if (SubmitRequeue(*job, range))
-        WarnOfRenumbering(*job, frames);
+    if (!SubmitRequeue(*job, range))
+        return;
+    if (!m_requeueNotice.empty() && Notice() == m_requeueNotice)
+        HideNotice();
+    TellWhatElseIsRendered(*job, frames);
 }
 
-void MainWindow::WarnOfRenumbering(const Job &job, const SequenceDistributor::Items &frames)
+void MainWindow::TellWhatElseIsRendered(const Job &job, const SequenceDistributor::Items &frames)
 {
-    _CallEntry call("MainWindow::WarnOfRenumbering", __FILE__, __LINE__);
+    _CallEntry call("MainWindow::TellWhatElseIsRendered", __FILE__, __LINE__);
 
-    // What is requeued are the numbers of files, which the new job takes for frames, and it counts
-    // anew from the first of them: it may render other frames, over files that are good.
     const auto input = analysis::ReadExpansionInput(job);
     if (!input)
         return;
-    SequenceDistributor::Items rendered;
-    SequenceDistributor::CalculateItems(job.ParameterText(p_Range, true), rendered);
-    if (!analysis::WritesOtherNumbers(*input, rendered) &&
-        !analysis::WritesOtherNumbers(*input, frames))
+    SequenceDistributor::Items ownRange;
+    SequenceDistributor::CalculateItems(job.ParameterText(p_Range, true), ownRange);
+    if (analysis::WritesOtherNumbers(*input, ownRange) ||
+        analysis::WritesOtherNumbers(*input, frames))
+    {
+        TellOfRenumbering();
         return;
+    }
+    SequenceDistributor::Items besides = analysis::FindRenderedFrames(*input, frames);
+    besides.eraseAll(frames);
+    if (!besides.empty())
+        TellOfGoodFrames(m_fileList->Table().CountGood(besides));
+}
+
+void MainWindow::TellOfRenumbering()
+{
+    _CallEntry call("MainWindow::TellOfRenumbering", __FILE__, __LINE__);
+
+    // What is requeued are the numbers of files, which the new job takes for frames, and it counts
+    // anew from the first of them: it may render other frames, over files that are good.
     LogWarning("Requeue: the job renumbers its frames, so the new job is not of the same frames");
-    ShowNotice(_("This job renumbers its frames: the new job renders other frames than the bad "
-                 "ones. \"corvan requeue\" finds the frames to render."));
+    TellOfRequeue(
+        _("This job renumbers its frames: the new job renders other frames than those that "
+          "were requeued. \"corvan requeue\" finds the frames to render."));
+}
+
+void MainWindow::TellOfGoodFrames(std::size_t count)
+{
+    _CallEntry call("MainWindow::TellOfGoodFrames", __FILE__, __LINE__);
+
+    if (count == 0)
+        return;
+    LogWarning("Requeue: packets are rendered whole, good frames that are rendered again: " +
+               std::to_string(count));
+    wxString text = _("The packets of this job are rendered whole. Good frames that the new job "
+                      "renders again: {count}. \"corvan requeue --exact\" leaves them alone.");
+    text.Replace("{count}", std::to_string(count));
+    TellOfRequeue(text);
+}
+
+void MainWindow::TellOfRequeue(const wxString &notice)
+{
+    _CallEntry call("MainWindow::TellOfRequeue", __FILE__, __LINE__);
+
+    m_requeueNotice = notice;
+    ShowNotice(notice);
 }
 
 bool MainWindow::SubmitRequeue(const Job &job, const String &range)

@@ -4,9 +4,11 @@
 
 #include "analysis/Expansion.h"
 #include "analysis/FileCheck.h"
+#include "analysis/FramesWithoutFile.h"
 #include "app/Ordwick.h"
 #include "corvan/AnalysisOptions.h"
 #include "corvan/ImageFormats.h"
+#include "corvan/Utf8.h"
 #include "ostrel/CallEntry.h"
 #include "ostrel/Log.h"
 #include "ostrel/SFormat.h"
@@ -66,9 +68,9 @@ void MainWindow::ClearList()
     m_progress->SetValue(0);
     m_counts = {};
     UpdateStatusBar();
-    if (!m_whyEmpty.empty() && Notice() == m_whyEmpty)
+    if (!m_listNotice.empty() && Notice() == m_listNotice)
         HideNotice();
-    m_whyEmpty.clear();
+    m_listNotice.clear();
 }
 
 void MainWindow::SetFormat(int index)
@@ -83,13 +85,14 @@ void MainWindow::SetFormat(int index)
     const boost::shared_ptr<Job> job = wxGetApp().CurrentJob();
     if (!job)
     {
-        LogWarning("Show format: there is no job yet, nothing was done");
+        LogWarning("Show format: there is no job, so there are no files to list");
         return;
     }
     std::optional<ExpansionInput> input = ReadExpansionInput(*job);
     if (!input)
     {
         LogError("Could not get range from Job: " + job->Name());
+        TellOfList(_("Could not get the range of this job, so there are no files to look for."));
         m_formatChoice->Thaw(); // Nothing froze it; the choice takes that calmly.
         return;
     }
@@ -101,6 +104,7 @@ void MainWindow::SetFormat(int index)
     if (input->frames.empty())
     {
         LogWarning("Job '" + job->Name() + "' has empty range: " + input->userRange);
+        TellOfList(_("The range of this job names no frame, so there are no files to look for."));
         m_formatChoice->Thaw();
         return;
     }
@@ -128,20 +132,40 @@ bool MainWindow::ListExpectedFiles(const ExpansionInput &input, const String &fo
                               });
     }
     if (reason.empty())
+    {
+        TellOfFramesWithoutFile(input);
         return true;
+    }
     LogError("Cannot show the files of '" + format + "': " + reason);
-    TellWhyEmpty(format, reason);
+    wxString notice = _("The files of {pattern} cannot be shown: {reason}");
+    notice.Replace("{pattern}", wxcFromText(format));
+    notice.Replace("{reason}", wxcFromText(reason));
+    TellOfList(notice);
     return false;
 }
 
-void MainWindow::TellWhyEmpty(const String &format, const String &reason)
+void MainWindow::TellOfFramesWithoutFile(const ExpansionInput &input)
 {
-    _CallEntry call("MainWindow::TellWhyEmpty", __FILE__, __LINE__);
+    _CallEntry call("MainWindow::TellOfFramesWithoutFile", __FILE__, __LINE__);
 
-    m_whyEmpty = _("The files of {pattern} cannot be shown: {reason}");
-    m_whyEmpty.Replace("{pattern}", wxcFromText(format));
-    m_whyEmpty.Replace("{reason}", wxcFromText(reason));
-    ShowNotice(m_whyEmpty);
+    const SequenceDistributor::Items frames = FindFramesWithoutFile(input);
+    if (frames.empty())
+        return;
+    const String range = Excerpt(SequenceDistributor::CalculateRange(frames));
+    LogWarning("No file of their own is looked for for the frames " + range);
+    wxString notice =
+        _("The files of these frames are not looked for: {frames}. From 16,777,216 on, "
+          "numbers are counted in single precision, which misses some.");
+    notice.Replace("{frames}", wxcFromText(range));
+    TellOfList(notice);
+}
+
+void MainWindow::TellOfList(const wxString &notice)
+{
+    _CallEntry call("MainWindow::TellOfList", __FILE__, __LINE__);
+
+    m_listNotice = notice;
+    ShowNotice(notice);
 }
 
 void MainWindow::CheckFiles(bool sort)

@@ -35,7 +35,8 @@ class wxListEvent;
 ///
 /// Its source is split along its concerns: MainWindow.cpp builds, connects and closes;
 /// MainWindowMenus.cpp has the menus; FrameScan.cpp expands and checks; ListView.cpp sorts and
-/// counts; FrameCommands.cpp requeues and deletes; JobEdits.cpp edits job and settings.
+/// counts; FrameCommands.cpp requeues and deletes, by DeleteFiles.cpp; JobEdits.cpp edits job and
+/// settings.
 class MainWindow : public wxcorvan::wxCorvanFrame, public analysis::SortState
 {
 public:
@@ -99,7 +100,8 @@ private:
     bool IsConnectedViewShown() const;
 
     bool ListExpectedFiles(const analysis::ExpansionInput &input, const ostrel::String &format);
-    void TellWhyEmpty(const ostrel::String &format, const ostrel::String &reason);
+    void TellOfList(const wxString &notice);
+    void TellOfFramesWithoutFile(const analysis::ExpansionInput &input);
     void UseScanRules(const analysis::ScanRules &rules);
     void EndPass();
     void StopTimer();
@@ -108,8 +110,13 @@ private:
     boost::shared_ptr<corvan::Job> JobForCommand(const char *command) const;
     void RequeueFrames(const corvan::SequenceDistributor::Items &frames);
     bool SubmitRequeue(const corvan::Job &job, const ostrel::String &range);
-    void WarnOfRenumbering(const corvan::Job &job,
-                           const corvan::SequenceDistributor::Items &frames);
+    void TellWhatElseIsRendered(const corvan::Job &job,
+                                const corvan::SequenceDistributor::Items &frames);
+    void TellOfRenumbering();
+    void TellOfGoodFrames(std::size_t count);
+    void TellOfRequeue(const wxString &notice);
+    void TellOfCutRange(std::size_t bytes);
+    void TellOfChangedPath(const wxString &path);
     void SendParameter(const corvan::Job &job, const ostrel::String &name,
                        const ostrel::String &value);
 
@@ -141,7 +148,8 @@ private:
 
     unsigned m_scanIndex = 0; ///< Row to be checked at the next idle event.
     bool m_resortPending = false;
-    wxString m_whyEmpty; ///< The list's own notice, which goes with the next list.
+    wxString m_listNotice;    ///< The list's own notice, which goes with the next list.
+    wxString m_requeueNotice; ///< That of the last requeue, which goes with the next one.
     analysis::ScanCounts m_counts;
     std::optional<ShownCounts> m_shownCounts;
 
@@ -149,5 +157,6 @@ private:
 };
 
 /// Deletes each file, in path order. One that cannot be deleted is passed over in silence; a
-/// folder is never removed.
+/// folder is never removed. Where it takes longer than a second, a dialog shows how far it is until
+/// all are gone over, and its Cancel leaves the rest.
 void DeleteFiles(std::set<ostrel::Path> paths);

@@ -104,16 +104,33 @@ wxcStaticText *wxCorvanDlg::NewStatic(const wxString &label, bool isHeading, boo
 
 void wxCorvanDlg::AddButtons(wxBoxSizer *controls, bool hasCancel)
 {
+    if (hasCancel)
+        AddButtonRow(controls, {wxID_CANCEL, wxID_OK});
+    else
+        AddButtonRow(controls, {wxID_OK});
+}
+
+void wxCorvanDlg::AddCancel(wxBoxSizer *controls)
+{
+    AddButtonRow(controls, {wxID_CANCEL});
+}
+
+void wxCorvanDlg::AddButtonRow(wxBoxSizer *controls, std::initializer_list<wxWindowID> ids)
+{
     // Made from left to right, which is how the Tab key goes.
     auto *row = new wxBoxSizer(wxHORIZONTAL);
     row->AddStretchSpacer();
-    if (hasCancel)
-        row->Add(new wxcButton(this, wxID_CANCEL), 0, wxRIGHT, FromDIP(k_border));
-    auto *ok = new wxcButton(this, wxID_OK);
-    row->Add(ok);
+    wxcButton *last = nullptr;
+    for (const wxWindowID id : ids)
+    {
+        if (last)
+            row->AddSpacer(FromDIP(k_border));
+        last = new wxcButton(this, id);
+        row->Add(last);
+    }
     controls->Add(row, 0, wxEXPAND | wxALL, FromDIP(k_border));
 
-    ok->SetDefault();
+    last->SetDefault();
     GetSizer()->SetSizeHints(this);
     Bind(wxEVT_ACTIVATE, &wxCorvanDlg::OnActivate, this);
     RestorePlace();

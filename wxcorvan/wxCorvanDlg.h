@@ -38,6 +38,9 @@ public:
     /// last. `hasCancel`: OK and Cancel, else OK alone. `controls` is what `StartControls` gave.
     void AddButtons(wxBoxSizer *controls, bool hasCancel);
 
+    /// The same with Cancel alone.
+    void AddCancel(wxBoxSizer *controls);
+
     /// Remembers the place, then ends the dialog.
     void EndModal(int result) override;
 
@@ -47,6 +50,7 @@ private:
     void OnKey(wxKeyEvent &event);
     void OnActivate(wxActivateEvent &event);
     void Cancel();
+    void AddButtonRow(wxBoxSizer *controls, std::initializer_list<wxWindowID> ids);
     void FocusFirstField();
     void RestorePlace();
 

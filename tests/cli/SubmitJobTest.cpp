@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "corvan/JobFactory.h"
+#include "ostrel/PathMap.h"
 #include "tests/check/SampleJob.h"
 
 namespace cli
@@ -44,6 +45,19 @@ protected:
         }
     }
 };
+
+TEST_F(SubmitJob, WritesImageFormatsInTheNotationOfTheFarm)
+{
+    ostrel::PathMap map;
+    map.Add("//server/shots", "/mnt/shots");
+    ostrel::Path::SetMap(map);
+    const auto given = MakeJob({.type = "command", .patterns = {"/mnt/shots/a;b.%d", "/r/c.%d"}});
+    const auto set =
+        MakeJob({.type = "command", .settings = {{"ImageFormat", "/r/c.%d;/mnt/shots/d.%d"}}});
+    ostrel::Path::SetMap({});
+    EXPECT_EQ(given->ParameterText("ImageFormat", false), "//server/shots/a\\;b.%d;/r/c.%d");
+    EXPECT_EQ(set->ParameterText("ImageFormat", false), "/r/c.%d;//server/shots/d.%d");
+}
 
 TEST_F(SubmitJob, SetsWhatIsGivenAndNothingElse)
 {

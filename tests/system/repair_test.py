@@ -95,6 +95,67 @@ class Repair(WindowTest):
         self.assertEqual(len(self.jobs()), 1)
 
 
+class RepairOfPackets(WindowTest):
+    """Of a job whose commands write five frames each."""
+
+    def make_job(self):
+        self.pattern = self.folder / "frames" / "f.%04d.raw"
+        script = f'for file; do head -c {self.SIZE} /dev/zero > "$file"; done'
+        self.job = self.corvan(
+            *("submit", "Command", "--set", "Program=sh", "--set", "PacketSize=5", "--name", "frames"),
+            *("--set", f"Arguments=-c\n{script}\nscript\n{{Outputs}}"),
+            *("--range", f"1-{self.COUNT}", "--format", self.pattern),
+        ).strip()
+        self.corvan("wait", self.job)
+
+    def damage(self):
+        """Gives when the good frames beside them were written."""
+        for number in (2, 6, 12):
+            self.frame(number).unlink()
+        return {number: self.frame(number).stat().st_mtime_ns for number in (1, 3, 4, 5, 7, 11)}
+
+    def rewritten(self, before):
+        return [number for number in before if self.frame(number).stat().st_mtime_ns != before[number]]
+
+    def test_tells_how_many_good_frames_are_rendered_again(self):
+        before = self.damage()
+        window = self.open_window(self.job)
+        window.wait_for_status("12 Files | 3 Missing | 0 Too Small")
+        window.press("ctrl+b")
+        window.log.wait_for("+ Requeue range: 2,6,12")
+        line = window.log.wait_for("packets are rendered whole")
+        self.assertTrue(line.endswith("good frames that are rendered again: 3"), line)
+        window.log.wait_for("wxCorvanFrame::ShowNotice")
+        self.keep_picture("requeue-packets")
+        window.wait_for_status("12 Files | 0 Missing | 0 Too Small")
+        job = self.jobs()[0]["id"]
+        self.corvan("wait", job)
+        tasks = [(task["firstFrame"], task["lastFrame"]) for task in self.show(job)["tasks"]]
+        self.assertEqual(tasks, [(2, 6), (12, 12)])
+        self.assertEqual(self.rewritten(before), [3, 4, 5])
+        self.assertEqual(window.close(), 0)
+
+    def test_by_the_command_tells_the_same_and_spares_them_where_it_is_exact(self):
+        before = self.damage()
+        told = self.run_corvan("requeue", "--bad", self.job)
+        self.assertEqual(
+            told.stderr,
+            "good frames that are rendered again: 3; packets are rendered whole, with --exact it is 0\n",
+        )
+        self.corvan("wait", told.stdout.strip())
+        self.assertEqual(self.rewritten(before), [3, 4, 5])
+
+        before = self.damage()
+        told = self.run_corvan("requeue", "--bad", "--exact", self.job)
+        self.assertEqual(told.stderr, "")
+        job = told.stdout.strip()
+        self.corvan("wait", job)
+        self.assertEqual(self.rewritten(before), [])
+        self.assertEqual(self.parameter(job, "PacketSize"), "1")
+        self.assertEqual(self.parameter(self.job, "PacketSize"), "5")
+        self.corvan("check", self.job)
+
+
 class RepairOfRender(Repair):
     """The same with images that POV-Ray renders."""
 

@@ -1,7 +1,9 @@
 // The commands that act on frames: select, requeue, delete, with real keys and the menu.
 
-#include <ctime>
+#include <cerrno>
+#include <chrono>
 #include <filesystem>
+#include <numeric>
 
 #include <wx/timer.h>
 
@@ -10,6 +12,7 @@
 #include "corvan/JobStatus.h"
 #include "tests/support/Printing.h"
 #include "tests/window/CommandFixture.h"
+#include "tests/window/FakeUnlink.h"
 #include "ui/CommandIds.h"
 
 using namespace corvan;
@@ -21,36 +24,31 @@ namespace
 
 using Items = SequenceDistributor::Items;
 
-/// How long this thread worked without coming back to its event loop, at most, in milliseconds of
-/// its own time, so that other programs of the machine do not count.
+/// How long the event loop was not come back to, at most.
 class LongestStretch : private wxTimer
 {
 public:
-    LongestStretch() : m_last(WorkedMs())
+    using Clock = std::chrono::steady_clock;
+
+    LongestStretch()
     {
         Start(1);
     }
-    double Ms() const
+    double Seconds() const
     {
-        return m_longest;
+        return std::chrono::duration<double>(m_longest).count();
     }
 
 private:
-    static double WorkedMs()
-    {
-        timespec time{};
-        clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
-        return double(time.tv_sec) * 1e3 + double(time.tv_nsec) / 1e6;
-    }
     void Notify() override
     {
-        const double now = WorkedMs();
+        const Clock::time_point now = Clock::now();
         m_longest = std::max(m_longest, now - m_last);
         m_last = now;
     }
 
-    double m_last;
-    double m_longest = 0;
+    Clock::time_point m_last = Clock::now();
+    Clock::duration m_longest{};
 };
 
 } // namespace
@@ -204,6 +202,56 @@ TEST_F(FrameCommandsTest, ARequeueOfARenumberedJobIsSentAndWarnedOf)
         EXPECT_EQ(Window().Notice().Contains("renumbers its frames"), isWarnedOf);
     }
     Screenshot(Window(), "requeue-renumbered");
+}
+
+TEST_F(FrameCommandsTest, ARequeueOfScatteredFramesTellsWhatItsPacketsRenderAgain)
+{
+    // 4 is bad, too, and nobody asks for it.
+    MakeFrames(1, 9, 9000);
+    for (const int frame : {2, 4, 6, 9})
+        MakeFrame(frame, 10);
+    Watch("1-9", {{p_PacketSize, "5"}});
+    SelectRows({1, 5, 8});
+    PressKeys("ctrl+r");
+    EXPECT_EQ(CommandLog(),
+              "4 Requeue selected frames...\n5  + Requeue range: 2,6,9\n"
+              "3 Requeue: packets are rendered whole, good frames that are rendered again: 2\n");
+    ASSERT_EQ(Requeued().size(), 1u);
+    EXPECT_EQ(Requeued().front()->ParameterText(p_Range, false), "2,6,9");
+    EXPECT_EQ(Requeued().front()->ParameterText(p_PacketSize, false), "5");
+    EXPECT_EQ(Window().Notice(), "The packets of this job are rendered whole. Good frames that the "
+                                 "new job renders again: 2. \"corvan requeue --exact\" leaves "
+                                 "them alone.");
+    Screenshot(Window(), "requeue-packets");
+
+    SelectRows({1});
+    PressKeys("ctrl+r");
+    EXPECT_EQ(Window().Notice(), "") << "it was of the requeue before";
+}
+
+TEST_F(FrameCommandsTest, ARequeueThatRendersNoGoodFrameTellsNothing)
+{
+    const struct
+    {
+        const char *packetSize;
+        std::vector<int> selected;
+    } cases[] = {
+        {"10", {2, 3, 4}}, {"3", {1, 4, 7}}, {"1", {1, 5}}, {"10", {1}}, {"10", {3, 5}},
+    };
+    MakeFrames(1, 9, 9000);
+    MakeFrame(4, 10);
+    Watch("1-9");
+    for (const auto &[packetSize, selected] : cases)
+    {
+        ReceiveParameter(p_PacketSize, packetSize);
+        std::vector<int> rows;
+        for (const int frame : selected)
+            rows.push_back(frame - 1);
+        SelectRows(rows);
+        PressKeys("ctrl+r");
+        EXPECT_EQ(Window().Notice(), "") << packetSize << ", from " << selected.front();
+    }
+    EXPECT_EQ(Requeued().size(), std::size(cases));
 }
 
 TEST_F(FrameCommandsTest, TheMenuRequeuesAsTheKeysDo)
@@ -387,17 +435,76 @@ TEST_F(FrameCommandsTest, WhatCannotBeDeletedIsPassedOverInSilence)
     EXPECT_FALSE(HasFrame(7));
 }
 
+TEST_F(FrameCommandsTest, FilesThatTheSystemKeepsArePassedOverInSilence)
+{
+    MakeFrames(1, 6, 9000);
+    Watch("1-6");
+    FocusList();
+    PressKeys("ctrl+a");
+    {
+        // Of the whole folder, or of one file: read-only, on a server that is gone, in use.
+        FakeUnlink fake;
+        fake.errors = {{FramePath(1), EACCES},
+                       {FramePath(3), EIO},
+                       {FramePath(4), EBUSY},
+                       {FramePath(6), EROFS}};
+        ChooseFromMenu(k_IdDeleteSelected);
+        EXPECT_EQ(fake.calls, 6);
+    }
+    EXPECT_EQ(CommandLog(), "4 Delete selected frames...\n" + DeleteLines({1, 2, 3, 4, 5, 6}));
+    for (const int frame : {1, 2, 3, 4, 5, 6})
+        EXPECT_EQ(HasFrame(frame), frame != 2 && frame != 5) << frame;
+    EXPECT_EQ(List().SelectedPaths().size(), 6u);
+    EXPECT_EQ(Window().Notice(), "");
+}
+
 TEST_F(FrameCommandsTest, TenThousandDeletionsLeaveTheWindowAliveAndAreAllLogged)
 {
     MakeFrames(1, 10'000, 1);
-    Watch("1-10000");
-    ASSERT_EQ(StatusTexts(), "10000 Files | 0 Missing | 10000 Too Small");
+    Start();
+    ConnectWithJob({{p_Range, "1-10000"}});
+    WaitFor([this] { return List().RowCount() == 10'000; }, 30);
+    // Those that were looked at are too small, the others are missing so far: the pass goes on.
     FocusList();
-    const LongestStretch stretch;
-    ChooseFromMenu(k_IdDeleteBad);
-    PumpIdle();
-    EXPECT_LT(stretch.Ms(), 1000);
-    EXPECT_GT(stretch.Ms(), 0);
+    FakeUnlink fake;
+    fake.wait = std::chrono::microseconds(500);
+    const auto begin = LongestStretch::Clock::now();
+    double stretch = 0;
+    WhileModal([&] { ChooseFromMenu(k_IdDeleteBad); },
+               [&](wxTopLevelWindow &dialog)
+               {
+                   EXPECT_EQ(dialog.GetTitle(), "Deleting files");
+                   Screenshot(dialog, "deleting");
+                   const LongestStretch watch;
+                   EXPECT_TRUE(PumpUntil([&] { return fake.calls == 10'000; }, 60'000));
+                   stretch = watch.Seconds();
+               });
+    const std::chrono::duration<double> whole = LongestStretch::Clock::now() - begin;
+    EXPECT_LT(stretch, whole.count() / 4);
+    EXPECT_GT(stretch, 0);
     EXPECT_EQ(m_log.Count(k_LogInfo, "  Delete: "), 10'000);
+    EXPECT_EQ(CommandLines().back(), "5   Delete: " + FramePath(9'999));
     EXPECT_TRUE(fs::is_empty(m_folder.Folder().Text() + "/frames"));
+}
+
+TEST_F(FrameCommandsTest, ACancelledDeletionLeavesTheRest)
+{
+    MakeFrames(1, 50, 1);
+    Watch("1-50");
+    FocusList();
+    FakeUnlink fake;
+    fake.wait = std::chrono::milliseconds(150);
+    WhileModal([&] { ChooseFromMenu(k_IdDeleteBad); },
+               [&](wxTopLevelWindow &dialog) { ClickButton(dialog, wxID_CANCEL); });
+    EXPECT_GE(fake.calls, 7) << "the dialog came before a second was over";
+    EXPECT_LT(fake.calls, 50);
+    std::vector<int> gone(std::size_t(fake.calls));
+    std::iota(gone.begin(), gone.end(), 1);
+    EXPECT_EQ(CommandLog(), "4 Delete bad frames...\n" + DeleteLines(gone) +
+                                "4 Delete cancelled: " + std::to_string(fake.calls) +
+                                " of 50 files were gone over\n");
+    EXPECT_FALSE(HasFrame(fake.calls));
+    EXPECT_TRUE(HasFrame(fake.calls + 1));
+    PumpIdle();
+    EXPECT_TRUE(Window().IsEnabled());
 }

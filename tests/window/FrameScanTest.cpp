@@ -9,6 +9,7 @@
 #include <wx/gauge.h>
 #include <wx/timer.h>
 
+#include "corvan/JobFactory.h"
 #include "tests/support/LoopSources.h"
 #include "tests/support/Printing.h"
 #include "tests/window/OrdwickFixture.h"
@@ -146,6 +147,37 @@ TEST_F(FrameScan, KeepsTheSelectedFormatAndTheListWithIt)
     EXPECT_EQ(List().GetDisplayText(0, 0), "/none/c.1");
 }
 
+TEST_F(FrameScan, OfTwoEqualFormatsTheLastIsSelected)
+{
+    Start();
+    ConnectWithJob({{p_ImageFormat, "/none/a.%d"}});
+    ReceiveParameter(p_ImageFormat, "/none/b.%d;/none/a.%d;/none/c.%d;/none/a.%d;/none/d.%d");
+    EXPECT_EQ(FormatChoice().GetSelection(), 3);
+    EXPECT_EQ(FormatChoice().wxItemContainer::GetStringSelection(), "/none/a.%d");
+}
+
+TEST_F(FrameScan, FormatsAreShownAsThisMachineWritesThem)
+{
+    const std::string folder = m_folder.Folder().Text() + "/50%done";
+    m_folder.MakeFile("50%done/f.2.exr", std::string(9000, 'x'));
+    WriteOptions("[PathMap]\n//server/shots = " + folder + "\n\\\\server\\old = /old\n");
+    Start();
+    ConnectWithJob({{p_Range, "1-2"}, {p_ImageFormat, "//server/shots/f.%d.exr;//server/old/%d"}});
+    PumpPass();
+    ASSERT_EQ(FormatChoice().GetCount(), 2u);
+    EXPECT_EQ(FormatChoice().GetString(0), m_folder.Folder().Text() + "/50%%done/f.%d.exr");
+    EXPECT_EQ(FormatChoice().GetString(1), "/old/%d");
+    EXPECT_EQ(Notice(), "");
+    EXPECT_EQ(List().GetDisplayText(1, 0), folder + "/f.2.exr");
+    EXPECT_EQ(RowColor(0), "grey");
+    EXPECT_EQ(RowColor(1), "normal");
+
+    // The same formats in the farm's notation again: the one selected stays.
+    FormatChoice().SetSelection(1);
+    ReceiveParameter(p_ImageFormat, "//server/new/%d;//server/old/%d");
+    EXPECT_EQ(FormatChoice().GetSelection(), 1);
+}
+
 TEST_F(FrameScan, QuotesAndEscapesInAFormatListAreHonoured)
 {
     Start();
@@ -222,6 +254,65 @@ TEST_F(FrameScan, TheWindowTellsWhyNoFileIsListedUntilSomeAre)
     Window().ShowNotice("Another matter");
     ReceiveParameter(p_Range, "1-2");
     EXPECT_EQ(Notice(), "Another matter");
+}
+
+TEST_F(FrameScan, TheWindowTellsOfAJobThatHasNoRangeOrAnEmptyOne)
+{
+    Start();
+    const auto job = JobFactory::s_JobFactory.CreateJob(UID(OrdwickProgram::s_jobTypeId, true));
+    job->SetID(UID(s_jobId, true));
+    job->SetParameter(p_Name, "Shot");
+    job->SetParameter(p_ImageFormat, "/none/%d.exr");
+    Connect();
+    ReceiveJob(job);
+    EXPECT_EQ(m_log.Count(k_LogError, "Could not get range from Job: Shot"), 1);
+    EXPECT_EQ(Notice(), "Could not get the range of this job, so there are no files to look for.");
+    Screenshot(Window(), "no-range");
+
+    ReceiveParameter(p_Range, "1-3");
+    EXPECT_EQ(Notice(), "");
+    EXPECT_EQ(List().RowCount(), 3);
+
+    ReceiveParameter(p_Range, "");
+    EXPECT_EQ(m_log.Count(k_LogWarning, "Job 'Shot' has empty range: "), 1);
+    EXPECT_EQ(Notice(), "The range of this job names no frame, so there are no files to look for.");
+    ReceiveParameter(p_Range, "1-3");
+    EXPECT_EQ(Notice(), "");
+}
+
+TEST_F(FrameScan, FramesThatSinglePrecisionDoesNotCountAreNamed)
+{
+    Start();
+    ConnectWithJob({{p_Range, "1,16777216"}, {p_ImageFormat, "/none/%d.exr"}});
+    const auto text = [](const std::string &frames)
+    {
+        return "The files of these frames are not looked for: " + frames +
+               ". From 16,777,216 on, numbers are counted in single precision, which misses some.";
+    };
+    EXPECT_EQ(List().RowCount(), 1);
+    EXPECT_EQ(Notice(), text("16777216"));
+    EXPECT_EQ(m_log.Count(k_LogWarning, "frames 16777216"), 2) << "two expansions";
+
+    ReceiveParameter(p_Range, "20261120");
+    EXPECT_EQ(List().RowCount(), 0);
+    EXPECT_EQ(Notice(), text("20261120"));
+    Screenshot(Window(), "frames-without-file");
+
+    ReceiveParameter(p_Range, "1-2");
+    EXPECT_EQ(Notice(), "");
+}
+
+TEST_F(FrameScan, AListThatIsClearedForWantOfAJobIsNotCalledLeftAlone)
+{
+    Start();
+    ConnectWithJob({});
+    Disconnect();
+    m_log.Clear();
+    Window().RefillList();
+    EXPECT_EQ(List().RowCount(), 0);
+    EXPECT_EQ(
+        m_log.Texts(k_LogWarning),
+        std::vector<std::string>{"Show format: there is no job, so there are no files to list"});
 }
 
 TEST_F(FrameScan, TenMillionFilesAreRefusedInOneLine)

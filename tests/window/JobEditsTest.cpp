@@ -18,6 +18,7 @@
 
 using namespace corvan;
 using namespace ostrel;
+using wxcorvan::k_TextLineBytes;
 
 namespace
 {
@@ -214,6 +215,51 @@ TEST_F(JobEditsTest, ARangeOfAMegabyteStaysWhole)
     EXPECT_EQ(SentParameters().back(), "CustomRange = 3-4");
 }
 
+TEST_F(JobEditsTest, ARangeLongerThanItsFieldIsNotSentOnceItIsEdited)
+{
+    std::string range = "1-5";
+    while (range.size() <= k_TextLineBytes)
+        range += ",1-5";
+    Watch("1-9");
+    ReceiveParameter(p_CustomRange, range);
+    m_log.Clear();
+    const auto edit = [&](const std::string &keys, const std::string &last)
+    {
+        InDialog(k_IdCustomRange,
+                 [&](wxTopLevelWindow &dialog)
+                 {
+                     EXPECT_LT(Field(dialog).GetValue().length(), range.size());
+                     PressKeys(keys);
+                     PressKeys(last);
+                 });
+    };
+
+    edit("Home Delete", "Return");
+    EXPECT_EQ(SentSinceJob(), 0u);
+    EXPECT_EQ(m_log.Count(k_LogInfo, "Sending updated"), 0);
+    EXPECT_EQ(m_log.Count(k_LogWarning, "Edit Custom Range: a range of "), 1) << CommandLog();
+    EXPECT_TRUE(Window().Notice().StartsWith("The custom range was not sent: it has " +
+                                             std::to_string(range.size()) +
+                                             " bytes, the field holds the first 65534 alone"))
+        << Window().Notice();
+    Screenshot(Window(), "range-not-sent");
+
+    // What is left alone, or cancelled, is the whole range.
+    edit("Home", "Return");
+    edit("Home Delete", "Escape");
+    ASSERT_EQ(SentParameters().size(), 2u);
+    for (const std::string &sent : SentParameters())
+        EXPECT_TRUE(IsSame(sent, "CustomRange = " + range));
+
+    // A range in place of it is whole, too, whether the field was emptied before or typed over.
+    edit("ctrl+a Delete 2 minus 4", "Return");
+    EXPECT_EQ(SentParameters().back(), "CustomRange = 2-4");
+    edit("ctrl+a 3 minus 5", "Return");
+    EXPECT_EQ(SentParameters().back(), "CustomRange = 3-5");
+    edit("ctrl+a Delete", "Return");
+    EXPECT_EQ(SentParameters().back(), "CustomRange = ");
+}
+
 TEST_F(JobEditsTest, AJobTypeWithoutACustomRangeIsToldInABox)
 {
     Watch("1-5");
@@ -338,6 +384,59 @@ TEST_F(JobEditsTest, FormatsAreSentAsTypedWhateverTheyHold)
     EditFormats([&](wxTopLevelWindow &dialog) { EnterFormat(dialog, 101, format); });
     EXPECT_EQ(SentParameters(),
               std::vector<std::string>{"ImageFormat = " + Pattern() + ';' + format});
+}
+
+TEST_F(JobEditsTest, FormatsGoOutInTheNotationOfTheFarm)
+{
+    const std::string formats = "//server/shots/a.%d;/other/b.%d;//server/done/c.%d";
+    Watch("1-5", {{p_ImageFormat, formats}},
+          "[PathMap]\n//server/shots = /mnt/shots\n\\\\server\\done = /50%done\n");
+    ASSERT_EQ(FormatChoice().GetString(0), "/mnt/shots/a.%d");
+    ASSERT_EQ(FormatChoice().GetString(2), "/50%%done/c.%d");
+    EditFormats([](wxTopLevelWindow &) {});
+    EXPECT_EQ(SentParameters(), std::vector<std::string>{"ImageFormat = " + formats});
+    EditFormats([](wxTopLevelWindow &dialog) { EnterFormat(dialog, 101, "/mnt/shots/new/d.%d"); });
+    EXPECT_EQ(SentParameters().back(), "ImageFormat = " + formats + ";//server/shots/new/d.%d");
+    EXPECT_EQ(Window().Notice(), "");
+    EXPECT_EQ(m_log.Count(k_LogWarning, ""), 0) << CommandLog();
+}
+
+TEST_F(JobEditsTest, FormatsThatDoNotReadBackAreSentAndTold)
+{
+    const struct
+    {
+        const char *value;   ///< As the job has it.
+        const char *sent;    ///< By OK alone.
+        const char *changed; ///< The first pattern that is another one then; none by "".
+    } cases[] = {
+        {"/a/%d;/b/%d", "/a/%d;/b/%d", ""},
+        {R"(/a/%d;"/b;c/%d")", "/a/%d;/b;c/%d", "/b;c/%d"},
+        {R"(/a\\b/%d;/c/%d)", R"(/a\b/%d;/c/%d)", R"(/a\b/%d)"},
+        {R"(/a/\"b\"/%d)", R"(/a/"b"/%d)", R"(/a/"b"/%d)"},
+        // Here it is the map that makes another path of a local one.
+        {"//server/shots/b/%d", "//server/shots/b/%d", ""},
+        {"/x/y/%d", "/x/y/%d", ""},
+    };
+    Watch("1-5", {}, "[PathMap]\n//server/shots = /mnt/shots\n/farm = /local\n");
+    for (const auto &[value, sent, changed] : cases)
+    {
+        Window().HideNotice();
+        m_log.Clear();
+        ReceiveParameter(p_ImageFormat, value);
+        EditFormats([](wxTopLevelWindow &) {});
+        EXPECT_EQ(SentParameters().back(), std::string("ImageFormat = ") + sent);
+        EXPECT_EQ(m_log.Count(k_LogInfo, "Sending updated image format"), 1);
+        EXPECT_EQ(m_log.Count(k_LogWarning, "does not read back"), *changed ? 1 : 0) << value;
+        EXPECT_EQ(Window().Notice().Contains(wxString("from ") + changed + " on: "), *changed != 0)
+            << Window().Notice();
+        if (*changed)
+            Screenshot(Window(), "formats-changed");
+    }
+
+    // A path that the farm's notation has for another.
+    EditFormats([](wxTopLevelWindow &dialog) { EnterFormat(dialog, 101, "/farm/%d"); });
+    EXPECT_EQ(SentParameters().back(), "ImageFormat = /x/y/%d;/farm/%d");
+    EXPECT_TRUE(Window().Notice().Contains("from /farm/%d on: ")) << Window().Notice();
 }
 
 TEST_F(JobEditsTest, ACancelledListOfFormatsSendsNothing)

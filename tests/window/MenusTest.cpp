@@ -1,6 +1,8 @@
 // The two menus: every text of them, their keys, and the job's own commands.
 
+#include <boost/make_shared.hpp>
 #include <filesystem>
+#include <stdexcept>
 
 #include <wx/statusbr.h>
 
@@ -57,6 +59,18 @@ const std::vector<ItemTexts> k_job_menu = {
     {k_IdChangePaths, "Edit Image Formats", "Add, change, or remove image formatting paths"},
 };
 
+/// A job whose note cannot be written, which happens before each command.
+class UnwritableJob : public RenderJob
+{
+public:
+    using RenderJob::RenderJob;
+
+    void SetNote(const String & /*note*/) override
+    {
+        throw std::length_error("no room for a note");
+    }
+};
+
 std::vector<ItemTexts> TextsOf(const wxMenu &menu)
 {
     std::vector<ItemTexts> items;
@@ -98,6 +112,13 @@ protected:
     {
         return std::string("[") + OrdwickProgram::s_jobTypeId +
                "]\nCommand.1.Label = Go\nCommand.1.1 = " + program + '\n';
+    }
+    const wxMenuItem &ItemOf(const wxString &label) const
+    {
+        for (const wxMenuItem *item : Menu("Job").GetMenuItems())
+            if (item->GetItemLabelText() == label)
+                return *item;
+        throw std::logic_error("no item " + label.utf8_string());
     }
     Path Written() const
     {
@@ -326,6 +347,22 @@ TEST_F(MenusTest, AnotherFailureOfACommandIsToldWithoutItsReason)
     EXPECT_EQ(WhileMessageBox([this] { ChooseFromMenu("Go"); }),
               (MessageBoxTexts{"Ordwick", "The command failed with an exception:\n5s", "OK"}));
     EXPECT_EQ(CommandLog(), "");
+}
+
+TEST_F(MenusTest, AnExceptionOfAThirdKindPassesThroughTheCommand)
+{
+    Watch("1-5", {}, Command("true"));
+    const auto job = boost::make_shared<UnwritableJob>(
+        JobFactory::s_JobFactory.FindType(UID(OrdwickProgram::s_jobTypeId, true)));
+    Window().FillJobMenu(job, 4);
+    wxCommandEvent event(wxEVT_MENU, ItemOf("Go").GetId());
+    EXPECT_THROW(Window().GetEventHandler()->ProcessEvent(event), std::length_error);
+    EXPECT_EQ(CommandLog(), "");
+
+    // By hand it comes to the application, which logs it and goes on.
+    ChooseFromMenu("Go");
+    EXPECT_EQ(CommandLog(), "2 a command failed: no room for a note\n");
+    EXPECT_TRUE(Window().IsShown());
 }
 
 TEST_F(MenusTest, AProgramThatFailsLaterIsLogged)
