@@ -9,6 +9,7 @@
 #include "corvan/ClientKind.h"
 #include "corvan/JobFactory.h"
 #include "corvan/MessageFactory.h"
+#include "corvan/Utf8.h"
 #include "ostrel/CallEntry.h"
 #include "ostrel/File.h"
 #include "ostrel/Folders.h"
@@ -49,6 +50,14 @@ private:
     OptionsFile &m_options;
     bool m_saved;
 };
+
+/// What the usage text does not say: that something was given, and who would take it.
+void TellWhatIsNoJobId(const String &given)
+{
+    if (!given.empty())
+        LogError("\"" + corvan::Excerpt(given) +
+                 "\" is no identifier of a job; \"corvan watch\" takes a job's name, too");
+}
 
 /// The text of a job's parameter; empty where there is no job or the parameter is not set.
 String ParameterOf(const boost::shared_ptr<Job> &job, const String &name)
@@ -103,7 +112,10 @@ bool Ordwick::Startup(CommandLine &commandLine)
     g_Running = true;
 
     if (!m_jobId.FromString(jobId))
+    {
+        TellWhatIsNoJobId(jobId);
         return RefuseWithoutJobId();
+    }
 
     CopyJobTypeSections();
     return true;

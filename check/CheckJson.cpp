@@ -87,6 +87,8 @@ void AppendRow(std::string &out, const CheckTable &table, std::size_t row, const
     AppendLook(out, frame);
     if (const auto detail = table.details.find(row); detail != table.details.end())
         out.append(R"(,"detail":)").append(Quoted(detail->second));
+    if (const auto trouble = table.troubles.find(row); trouble != table.troubles.end())
+        out.append(R"(,"not-looked-at":)").append(Quoted(trouble->second));
     out += '}';
 }
 

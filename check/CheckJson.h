@@ -15,8 +15,9 @@ namespace check
 ///     "state": TEXT, "size": BYTES or null, "modified": TIME or null, "detail": TEXT}],
 ///     "counts": {"files": N, STATE: N}, "bad": RANGE}]}
 ///
-/// "detail" stands where there is one; the states of decoded files are counted where `isDecoded`.
-/// Bytes that are no UTF-8 are replaced. Written as it is worked out: no second copy of the rows.
+/// "detail" stands where there is one, and so does "not-looked-at", the reason; the states of
+/// decoded files are counted where `isDecoded`. Bytes that are no UTF-8 are replaced. Written as it
+/// is worked out: no second copy of the rows.
 void WriteJson(TextWriter &out, const corvan::Job *job, std::span<const CheckTable> tables,
                bool isDecoded);
 

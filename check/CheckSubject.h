@@ -16,6 +16,8 @@ struct CheckSubject
 {
     boost::shared_ptr<corvan::Job> job; ///< None for patterns.
     analysis::ExpansionInput input;
+    /// Those that no file can be told for, where whoever asks has looked for them.
+    corvan::SequenceDistributor::Items withoutFile;
     std::vector<CheckTable> tables; ///< One a pattern, not yet filled.
 };
 

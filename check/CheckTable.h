@@ -28,6 +28,9 @@ struct CheckTable
     std::vector<analysis::FrameRecord> frames;
     std::vector<CheckState> states;
     std::map<std::size_t, String> details; ///< By row; most rows have none.
+    /// By row: why an image could not be looked at, by no fault of its own. Nothing is known of it;
+    /// the row's state is that of its size.
+    std::map<std::size_t, String> troubles;
 
     ostrel::Path PathOf(std::size_t row) const
     {

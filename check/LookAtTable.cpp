@@ -13,6 +13,7 @@ namespace
 void Judge(CheckTable &table, const analysis::ScanRules &rules)
 {
     table.details.clear();
+    table.troubles.clear();
     table.states.resize(table.frames.size());
     analysis::JudgeAll(table.frames, rules,
                        [&table](std::size_t row, analysis::FrameState state)

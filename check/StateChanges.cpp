@@ -28,7 +28,7 @@ StateChanges FindChanges(const FrameStates &before, const CheckTable &table)
         if (was->second == table.states[row])
             continue;
         const auto [change, isNew] = changes.try_emplace({was->second, table.states[row]});
-        if (isNew)
+        if (isNew || frame < table.frames[change->second.firstRow].frame)
             change->second.firstRow = row;
         change->second.frames.insert(frame);
     }

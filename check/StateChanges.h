@@ -16,7 +16,7 @@ FrameStates StatesByFrame(const CheckTable &table);
 struct StateChange
 {
     corvan::SequenceDistributor::Items frames;
-    std::size_t firstRow = 0; ///< The first of them in the table.
+    std::size_t firstRow = 0; ///< That of the lowest of them.
 };
 using StateChanges = std::map<std::pair<CheckState, CheckState>, StateChange>;
 

@@ -37,8 +37,8 @@ CheckState StateOfImage(ImageState state)
 bool TableDecoder::IsKnown(const ostrel::Path &path, const analysis::FrameRecord &frame) const
 {
     const auto seen = m_seen.find(path);
-    return seen != m_seen.end() && seen->second.size == frame.size &&
-           seen->second.modifiedNs == frame.modified.First();
+    return seen != m_seen.end() && seen->second.report.trouble.empty() &&
+           seen->second.size == frame.size && seen->second.modifiedNs == frame.modified.First();
 }
 
 void TableDecoder::ReadNews(const CheckTable &table, const decode::DecodeLimits &limits,
@@ -93,6 +93,8 @@ void AddFindings(CheckTable &table, std::span<const decode::ImageFinding> findin
             table.states[row] = StateOfImage(finding.state);
         if (!finding.detail.empty())
             table.details[row] = finding.detail;
+        if (!finding.trouble.empty())
+            table.troubles[row] = finding.trouble;
     }
 }
 

@@ -5,6 +5,7 @@
 #include "cli/CheckArguments.h"
 #include "cli/CheckWriter.h"
 #include "cli/FrameVerb.h"
+#include "cli/ShownText.h"
 #include "cli/SignalPause.h"
 #include "corvan/AnalysisOptions.h"
 
@@ -55,7 +56,7 @@ public:
             Watch(subject, corvan::ReadAnalysisOptions(client.Options()).refreshMs);
 
         const bool hasBad = std::any_of(subject.tables.begin(), subject.tables.end(), HasBad);
-        return hasBad ? k_BadFrames : k_Done;
+        return StatusUnlessUnseen(subject, hasBad ? k_BadFrames : k_Done);
     }
 
 private:
@@ -83,7 +84,7 @@ private:
         {
             const std::unique_ptr<ostrel::Exception> error(raw);
             if (error->Text() != m_trouble)
-                fmt::print(stderr, "corvan: {}\n", error->Text());
+                fmt::print(stderr, "corvan: {}\n", ShownText(error->Text()));
             m_trouble = error->Text();
             return false;
         }

@@ -1,8 +1,11 @@
 #include "cli/CheckArguments.h"
 
+#include <algorithm>
+#include <fmt/format.h>
 #include <unistd.h>
 
 #include "cli/ProgressBar.h"
+#include "cli/ShownText.h"
 
 namespace cli
 {
@@ -32,6 +35,31 @@ void CheckArguments::Check(check::CheckTable &table)
     if (m_decode.IsWanted())
         m_decoder.Decode(table, rules.scan.frameOffset, m_decode.Limits(), show);
     bar.Clear();
+    TellTroubles(table);
+}
+
+void CheckArguments::TellTroubles(const check::CheckTable &table)
+{
+    String text;
+    if (!table.troubles.empty())
+    {
+        const auto &[row, trouble] = *table.troubles.begin();
+        const std::size_t count = table.troubles.size();
+        text =
+            fmt::format("could not look into {} {}, {}{}: {}", count, count == 1 ? "file" : "files",
+                        count == 1 ? "" : "the first ", table.PathOf(row).Text(), trouble);
+    }
+    // One pass after the other would tell the same.
+    if (!text.empty() && text != m_told)
+        fmt::print(stderr, "corvan: {}\n", ShownText(text));
+    m_told = text;
+}
+
+ExitStatus StatusUnlessUnseen(const check::CheckSubject &subject, ExitStatus otherwise)
+{
+    const bool isAllSeen = std::ranges::all_of(subject.tables, [](const check::CheckTable &table)
+                                               { return table.troubles.empty(); });
+    return isAllSeen && subject.withoutFile.empty() ? otherwise : k_CannotLook;
 }
 
 } // namespace cli

@@ -5,6 +5,9 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include "cli/RangeText.h"
+#include "cli/ShownText.h"
+
 namespace cli
 {
 
@@ -12,7 +15,7 @@ namespace
 {
 
 /// As people call a state, of one frame.
-std::string_view ShownText(CheckState state)
+std::string_view NameOf(CheckState state)
 {
     switch (state)
     {
@@ -25,26 +28,45 @@ std::string_view ShownText(CheckState state)
     }
 }
 
-std::size_t FindRow(const CheckTable &table, CheckState state)
+std::size_t FindRow(const CheckTable &table, int frame)
 {
-    return std::size_t(std::find(table.states.begin(), table.states.end(), state) -
-                       table.states.begin());
+    return std::size_t(std::ranges::find(table.frames, frame, &analysis::FrameRecord::frame) -
+                       table.frames.begin());
+}
+
+using Details = std::map<std::size_t, String>;
+
+// Some frames, with the path of the first and what there is to say of it.
+void WriteFrames(Output &out, const CheckTable &table,
+                 const corvan::SequenceDistributor::Items &frames, const Details &details)
+{
+    const std::size_t row = FindRow(table, frames.front());
+    out << "  " << RangeText(frames) << "  " << ShownText(table.PathOf(row).Text());
+    if (const auto detail = details.find(row); detail != details.end())
+        out << ": " << ShownText(detail->second);
+    out << '\n';
 }
 
 void WriteState(Output &out, const CheckTable &table, CheckState state, bool hasColours)
 {
-    const std::size_t row = FindRow(table, state);
-    const String range = corvan::SequenceDistributor::CalculateRange(FindFrames(table, state));
-    const std::string name = fmt::format("{:<11}", ShownText(state));
+    const std::string name = fmt::format("{:<11}", NameOf(state));
     out << "  ";
     if (hasColours)
         out << ColourOf(state) << name << "\x1b[0m";
     else
         out << name;
-    out << "  " << range << "  " << table.PathOf(row).Text();
-    if (const auto detail = table.details.find(row); detail != table.details.end())
-        out << ": " << detail->second;
-    out << '\n';
+    WriteFrames(out, table, FindFrames(table, state), table.details);
+}
+
+void WriteTroubles(Output &out, const CheckTable &table)
+{
+    if (table.troubles.empty())
+        return;
+    corvan::SequenceDistributor::Items frames;
+    for (const auto &[row, trouble] : table.troubles)
+        frames.insert(table.frames[row].frame);
+    out << "  not looked at";
+    WriteFrames(out, table, frames, table.troubles);
 }
 
 } // namespace
@@ -77,7 +99,7 @@ bool WantsColours(std::FILE *stream)
 
 void WriteHeading(Output &out, const CheckTable &table, const String &range)
 {
-    out << table.format << "  " << range << '\n';
+    out << ShownText(table.format) << "  " << ShownText(range) << '\n';
 }
 
 String CountsLine(const CheckTable &table)
@@ -91,7 +113,7 @@ String CountsLine(const CheckTable &table)
         const std::size_t count = counts[std::size_t(state)];
         if (count == 0)
             continue;
-        text += fmt::format("{}{} {}", between, count, ShownText(state));
+        text += fmt::format("{}{} {}", between, count, NameOf(state));
         between = ", ";
     }
     return text;
@@ -104,6 +126,7 @@ void WriteReport(Output &out, const CheckTable &table, bool hasColours)
     for (const CheckState state : check::k_CheckStates)
         if (state != CheckState::Ok && counts[std::size_t(state)] > 0)
             WriteState(out, table, state, hasColours);
+    WriteTroubles(out, table);
 }
 
 } // namespace cli

@@ -21,8 +21,8 @@ bool WantsColours(std::FILE *stream);
 /// What people read of a table before it is looked at: its pattern and range.
 void WriteHeading(Output &out, const CheckTable &table, const String &range);
 
-/// And after it was judged: the counts, and the bad frames of each kind as a range with the path of
-/// the first.
+/// And after it was judged: the counts, and the bad frames of each kind, and those that could not
+/// be looked at, as a range with the path of the first.
 void WriteReport(Output &out, const CheckTable &table, bool hasColours);
 
 /// "100 files: 98 ok, 2 missing".

@@ -4,6 +4,8 @@
 
 #include "check/CheckJson.h"
 #include "cli/CheckText.h"
+#include "cli/RangeText.h"
+#include "cli/ShownText.h"
 
 namespace cli
 {
@@ -46,8 +48,8 @@ void CheckWriter::WriteChanges(const CheckTable &table, const StateChanges &chan
     for (const auto &[kind, change] : changes)
         m_out << ostrel::Time::Now().Format(ostrel::k_DateTimeNoMS, true, false) << "  "
               << StateText(kind.first) << " -> " << StateText(kind.second) << "  "
-              << corvan::SequenceDistributor::CalculateRange(change.frames) << "  "
-              << table.PathOf(change.firstRow).Text() << '\n';
+              << RangeText(change.frames) << "  " << ShownText(table.PathOf(change.firstRow).Text())
+              << '\n';
     m_out << CountsLine(table) << '\n';
     m_out.Flush();
 }
@@ -56,7 +58,13 @@ void CheckWriter::WritePaths(const CheckTable &table)
 {
     for (std::size_t row = 0; row < table.frames.size(); ++row)
         if (table.states[row] != check::CheckState::Ok)
-            m_out << table.PathOf(row).Text() << (m_isZeroEnded ? '\0' : '\n');
+        {
+            const ostrel::Path path = table.PathOf(row);
+            if (m_isZeroEnded)
+                m_out << path.Text() << '\0';
+            else
+                m_out << ShownOn(stdout, path.Text()) << '\n';
+        }
 }
 
 } // namespace cli

@@ -1,7 +1,12 @@
 #include "cli/Client.h"
 
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include "cli/ShownText.h"
 #include "corvan/ClientKind.h"
 #include "corvan/Link.h"
+#include "corvan/MasterAddress.h"
 #include "corvan/Messenger.h"
 #include "corvan/PersonalMaster.h"
 #include "ostrel/Log.h"
@@ -10,6 +15,28 @@ namespace cli
 {
 
 using corvan::Messenger;
+
+namespace
+{
+
+// The log, where such a thing is a warning, is for whoever asks for one.
+void TellMissingOptions(const CommandLine &commandLine)
+{
+    const String file = commandLine.GetArgument("options", 0, "");
+    if (commandLine.HasOption("options") && access(file.c_str(), F_OK) != 0)
+        fmt::print(stderr, "corvan: there is no options file '{}'; the defaults count\n",
+                   ShownText(file));
+}
+
+void NeedAddress(const CommandLine &commandLine)
+{
+    String reason;
+    if (commandLine.HasOption("master") &&
+        !corvan::MasterAddress::Parse(commandLine.GetArgument("master", 0, ""), &reason))
+        throw new Failure(k_WrongUsage, reason);
+}
+
+} // namespace
 
 // The log is for whoever asks for one: what a verb has to say it prints.
 Client::Client() : CorvanClientApp("Corvan", ostrel::k_LogError, ostrel::k_LogNone)
@@ -45,6 +72,8 @@ void Client::Start(CommandLine commandLine)
 {
     m_commandLine = std::move(commandLine);
     Messenger::SetClientInfo(UID(true), corvan::k_ClientCommandLine);
+    NeedAddress(m_commandLine);
+    TellMissingOptions(m_commandLine);
     Prepare(m_commandLine);
     m_isStarted = true;
     if (!Startup(m_commandLine))
@@ -56,6 +85,7 @@ void Client::StartAlone(CommandLine commandLine)
 {
     m_commandLine = std::move(commandLine);
     m_isStarted = true;
+    TellMissingOptions(m_commandLine);
     if (!Prepare(m_commandLine))
         throw new Failure(k_WrongUsage, "cannot start; see above");
 }

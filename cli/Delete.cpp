@@ -6,6 +6,7 @@
 
 #include "cli/FrameSelection.h"
 #include "cli/FrameVerb.h"
+#include "cli/ShownText.h"
 #include "ostrel/File.h"
 
 namespace cli
@@ -37,14 +38,15 @@ public:
         if (paths.empty())
         {
             fmt::print(stderr, "there is no such file; nothing was done\n");
-            return k_Done;
+            return StatusUnlessUnseen(subject, k_Done);
         }
         if (!m_isSure && !IsAgreed(paths))
         {
             fmt::print(stderr, "nothing was deleted\n");
             return k_Refused;
         }
-        return DeleteAll(paths);
+        const ExitStatus status = DeleteAll(paths);
+        return status == k_Done ? StatusUnlessUnseen(subject, k_Done) : status;
     }
 
 private:
@@ -63,7 +65,7 @@ private:
     static bool IsAgreed(const std::set<Path> &paths)
     {
         fmt::print(stderr, "Delete {} {}, the first {}? [y/N] ", paths.size(),
-                   paths.size() == 1 ? "file" : "files", paths.begin()->Text());
+                   paths.size() == 1 ? "file" : "files", ShownText(paths.begin()->Text()));
         std::string answer;
         std::getline(std::cin, answer);
         return answer == "y" || answer == "Y" || answer == "yes";
@@ -75,10 +77,10 @@ private:
         for (const Path &path : paths)
         {
             if (ostrel::File::Delete(path, false))
-                fmt::print("{}\n", path.Text());
+                fmt::print("{}\n", ShownOn(stdout, path.Text()));
             else
             {
-                fmt::print(stderr, "corvan: cannot delete {}\n", path.Text());
+                fmt::print(stderr, "corvan: cannot delete {}\n", ShownText(path.Text()));
                 status = k_Refused;
             }
         }

@@ -4,6 +4,7 @@
 #include <boost/algorithm/string/predicate.hpp>
 
 #include "corvan/RequeueJob.h"
+#include "corvan/Utf8.h"
 
 namespace cli
 {
@@ -12,6 +13,23 @@ namespace
 {
 
 constexpr std::size_t k_shortest_beginning = 4;
+
+JobPointer AskForJob(Client &client, const UID &id)
+{
+    const auto question = NewMessage<corvan::GetJobInfoMsg>();
+    question->jobs.push_back(id);
+    try
+    {
+        return client.Ask<corvan::JobMsg>(question)->job;
+    }
+    catch (Failure *raw)
+    {
+        std::unique_ptr<Failure> failure(raw);
+        if (failure->Status() == k_Refused)
+            throw new Failure(k_WrongUsage, "no job has the identifier " + id.ToString());
+        throw failure.release();
+    }
+}
 
 } // namespace
 
@@ -41,7 +59,7 @@ std::optional<JobPointer> JobPick::Picked(String *reason) const
     const Fitting &fitting = named.count > 0 ? named : m_begins;
     if (fitting.count == 1)
         return fitting.first;
-    *reason = fitting.count == 0 ? "no job fits '" + m_text + "'"
+    *reason = fitting.count == 0 ? "no job fits '" + corvan::Excerpt(m_text) + "'"
                                  : std::to_string(fitting.count) + " jobs fit '" + m_text +
                                        "'; give more of an identifier";
     return std::nullopt;
@@ -51,11 +69,7 @@ JobPointer FindJob(Client &client, const String &text)
 {
     UID id;
     if (id.FromString(text))
-    {
-        const auto question = NewMessage<corvan::GetJobInfoMsg>();
-        question->jobs.push_back(id);
-        return client.Ask<corvan::JobMsg>(question)->job;
-    }
+        return AskForJob(client, id);
 
     JobPick pick(text);
     VisitJobs(client, 0,
@@ -67,7 +81,7 @@ JobPointer FindJob(Client &client, const String &text)
     String reason;
     const std::optional<JobPointer> job = pick.Picked(&reason);
     if (!job)
-        throw new Failure(k_Refused, reason);
+        throw new Failure(k_WrongUsage, reason);
     return *job;
 }
 

@@ -39,7 +39,8 @@ private:
     Fitting m_begins;
 };
 
-/// Asks the Master for the job that a text names. Throws `Failure *`.
+/// Asks the Master for the job that a text names. Throws `Failure *`: wrong usage where no job
+/// fits, or more than one.
 JobPointer FindJob(Client &client, const String &text);
 
 } // namespace cli

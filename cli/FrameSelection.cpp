@@ -1,11 +1,34 @@
 #include "cli/FrameSelection.h"
 
 #include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include "cli/RangeText.h"
+#include "corvan/Utf8.h"
 
 namespace cli
 {
 
 using corvan::SequenceDistributor;
+
+namespace
+{
+
+void TellWhatThereIsNot(const SequenceDistributor::Items &named,
+                        const SequenceDistributor::Items &all)
+{
+    SequenceDistributor::Items strange = named;
+    strange.eraseAll(all);
+    if (strange.empty())
+        return;
+    const String text = "there is no frame " + corvan::Excerpt(RangeText(strange)) +
+                        "; there are " + corvan::Excerpt(RangeText(all));
+    if (strange.size() == named.size())
+        throw new Failure(k_Refused, text);
+    fmt::print(stderr, "{}\n", text);
+}
+
+} // namespace
 
 void FrameSelection::Declare(CLI::App &verb)
 {
@@ -24,17 +47,22 @@ std::vector<std::vector<std::size_t>> FrameSelection::Find(CheckSubject &subject
     if (!SequenceDistributor::ParseRange(m_selected, numbers, &reason))
         throw new Failure(k_WrongUsage, "--selected: " + reason);
 
+    SequenceDistributor::Items all;
     std::vector<std::vector<std::size_t>> rows;
     for (check::CheckTable &table : subject.tables)
     {
         ListFrames(subject.input, table);
         m_check.Check(table);
         auto &selected = rows.emplace_back();
+        if (!m_isBad)
+            for (const analysis::FrameRecord &frame : table.frames)
+                all.insert(frame.frame);
         for (std::size_t row = 0; row < table.frames.size(); ++row)
             if (m_isBad ? table.states[row] != check::CheckState::Ok
                         : numbers.contains(table.frames[row].frame))
                 selected.push_back(row);
     }
+    TellWhatThereIsNot(numbers, all);
     return rows;
 }
 

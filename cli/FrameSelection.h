@@ -16,7 +16,8 @@ public:
     void Declare(CLI::App &verb);
 
     /// Fills, and where it must looks at, the tables; gives for each the rows that are selected.
-    /// Throws `Failure *`.
+    /// Where some of the numbers that are named are no frames it says so on standard error. Throws
+    /// `Failure *`, refused where none of them is.
     std::vector<std::vector<std::size_t>> Find(CheckSubject &subject);
 
 private:

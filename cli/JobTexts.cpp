@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
+#include "cli/ShownText.h"
 #include "corvan/Job.h"
 #include "corvan/Parameters.h"
 #include "corvan/RequeueJob.h"
@@ -42,11 +43,21 @@ String ShownValue(const String &name, const String &value)
     return value;
 }
 
-String TaskLine(const TaskInfo &task)
+String TriesText(unsigned tries)
 {
-    return fmt::format("task {}: frames {} to {}, {}, tried {} times, exit code {}", task.index,
-                       task.firstFrame, task.lastFrame, corvan::StatusName(task.status), task.tries,
-                       task.exitCode);
+    return tries == 1 ? "tried once" : fmt::format("tried {} times", tries);
+}
+
+// How the last try ended that did.
+String EndText(const TaskInfo &task)
+{
+    // Nothing is kept of a try that was cut off.
+    if (task.exitCode == 0 && task.status != JobStatus::Done)
+        return {};
+    const char *const which = task.status == JobStatus::Running ? "the one before: " : "";
+    if (task.exitCode < 0)
+        return fmt::format(", {}ended by a signal", which);
+    return fmt::format(", {}exit code {}", which, task.exitCode);
 }
 
 } // namespace
@@ -81,6 +92,12 @@ String CountsText(const TaskCounts &counts)
     return text;
 }
 
+String TaskText(const TaskInfo &task)
+{
+    return fmt::format("frames {} to {}, {}, {}{}", task.firstFrame, task.lastFrame,
+                       corvan::StatusName(task.status), TriesText(task.tries), EndText(task));
+}
+
 String ListHeading()
 {
     return fmt::format("{:8}  {:9}  {:18}  {:10}  {}", "ID", "STATUS", "TASKS", "TYPE", "NAME");
@@ -104,12 +121,12 @@ String JobReport(const Job &job, std::span<const TaskInfo> tasks)
     String text = fmt::format("{:{}}  {}\n", "ID", width, job.ID().ToString());
     text += fmt::format("{:{}}  {}\n", "Type", width, job.TypeString());
     for (const auto &[name, value] : job.Parameters())
-        text +=
-            fmt::format("{:{}}  {}\n", name, width, Indented(ShownValue(name, value), width + 2));
+        text += fmt::format("{:{}}  {}\n", name, width,
+                            Indented(ShownText(ShownValue(name, value), Lines::Many), width + 2));
 
     for (const TaskInfo &task : tasks)
         if (task.status == JobStatus::Failed)
-            text += TaskLine(task) + "\n";
+            text += fmt::format("task {}: {}\n", task.index, TaskText(task));
     return text;
 }
 

@@ -40,6 +40,9 @@ String CountsText(const TaskCounts &counts);
 String ListHeading();
 String ListLine(const Job &job);
 
+/// "frames 2 to 5, Failed, tried 3 times, exit code 7": what became of a task that was started.
+String TaskText(const TaskInfo &task);
+
 /// All of `corvan show`.
 String JobReport(const Job &job, std::span<const TaskInfo> tasks);
 

@@ -1,9 +1,11 @@
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
+#include <limits>
 #include <nlohmann/json.hpp>
 #include <utility>
 
 #include "cli/JobTexts.h"
+#include "cli/NumberTexts.h"
 #include "cli/Verb.h"
 #include "cli/VisitJobs.h"
 
@@ -19,22 +21,24 @@ public:
     CLI::App *Declare(CLI::App &app) override
     {
         CLI::App *verb = app.add_subcommand("list", "show all jobs, newest first");
-        verb->add_option("--limit", m_limit, "show so many at most; 0 for all");
+        verb->add_option("--limit", m_limit, "show so many at most; 0 for all")
+            ->check(WholeBetween(0, std::numeric_limits<unsigned>::max()));
         verb->add_flag("--json", m_asJson, "as JSON");
         return verb;
     }
 
     ExitStatus Run(Client &client) override
     {
+        const unsigned limit = m_limit.empty() ? 0 : unsigned(*ReadWhole(m_limit));
         if (m_asJson)
-            PrintJson(client);
+            PrintJson(client, limit);
         else
-            PrintTable(client);
+            PrintTable(client, limit);
         return k_Done;
     }
 
 private:
-    void PrintTable(Client &client) const
+    static void PrintTable(Client &client, unsigned limit)
     {
         // Nothing is printed where the first part is refused.
         bool hasHeading = false;
@@ -43,7 +47,7 @@ private:
             if (!std::exchange(hasHeading, true))
                 fmt::print("{}\n", ListHeading());
         };
-        VisitJobs(client, m_limit,
+        VisitJobs(client, limit,
                   [&](const JobPointer &job)
                   {
                       printHeading();
@@ -53,10 +57,10 @@ private:
         printHeading();
     }
 
-    void PrintJson(Client &client) const
+    static void PrintJson(Client &client, unsigned limit)
     {
         nlohmann::ordered_json list = nlohmann::ordered_json::array();
-        VisitJobs(client, m_limit,
+        VisitJobs(client, limit,
                   [&](const JobPointer &job)
                   {
                       list.push_back(JobJson(*job));
@@ -65,7 +69,7 @@ private:
         fmt::print("{}\n", JsonText(list));
     }
 
-    unsigned m_limit = 0;
+    std::string m_limit;
     bool m_asJson = false;
 };
 

@@ -1,7 +1,13 @@
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cstdio>
 #include <fmt/format.h>
+#include <limits>
+#include <vector>
 
 #include "cli/FindJob.h"
+#include "cli/JobTexts.h"
+#include "cli/NumberTexts.h"
 #include "cli/Verb.h"
 
 namespace cli
@@ -17,18 +23,21 @@ public:
     {
         CLI::App *verb = app.add_subcommand("log", "show what a job's commands printed");
         verb->add_option("JOB", m_job, k_JobHelp)->required();
-        m_hasTask = verb->add_option(
-            "TASK", m_task, "the task's number; all that were started where it is left out");
+        verb->add_option("TASK", m_task,
+                         "the task's number, the first is 0; all that were started where it is "
+                         "left out")
+            ->check(WholeBetween(0, std::numeric_limits<unsigned>::max()));
         return verb;
     }
 
     ExitStatus Run(Client &client) override
     {
         const UID job = FindJob(client, m_job)->ID();
-        if (*m_hasTask)
-            fmt::print("{}", TaskLog(client, job, m_task));
+        const std::vector<TaskInfo> tasks = AskForTasks(client, job);
+        if (m_task.empty())
+            PrintAll(client, job, tasks);
         else
-            PrintAll(client, job);
+            PrintOne(client, job, tasks, unsigned(*ReadWhole(m_task)));
         return k_Done;
     }
 
@@ -41,24 +50,54 @@ private:
         return client.Ask<corvan::TaskLogMsg>(question)->text;
     }
 
-    static void PrintAll(Client &client, const UID &job)
+    static std::vector<TaskInfo> AskForTasks(Client &client, const UID &job)
     {
         const auto question = NewMessage<corvan::GetTasksMsg>();
         question->job = job;
-        const auto answer = client.Ask<corvan::TaskListMsg>(question);
-        for (const corvan::TaskInfo &task : answer->tasks)
+        return client.Ask<corvan::TaskListMsg>(question)->tasks;
+    }
+
+    static void PrintHeading(std::FILE *stream, const TaskInfo &task)
+    {
+        fmt::print(stream, "== task {}, {} ==\n", task.index, TaskText(task));
+    }
+
+    // What the command printed is all that goes to standard output.
+    static void PrintOne(Client &client, const UID &job, const std::vector<TaskInfo> &tasks,
+                         unsigned index)
+    {
+        const auto task =
+            std::ranges::find_if(tasks, [=](const TaskInfo &one) { return one.index == index; });
+        if (task == tasks.end())
+            throw new Failure(k_WrongUsage,
+                              tasks.empty()
+                                  ? String("the job has no task")
+                                  : fmt::format("the job has no task {}; it has {} to {}", index,
+                                                tasks.front().index, tasks.back().index));
+        if (task->tries == 0)
+            fmt::print(stderr, "task {} was not started yet\n", index);
+        else
+            PrintHeading(stderr, *task);
+        fmt::print("{}", TaskLog(client, job, index));
+    }
+
+    static void PrintAll(Client &client, const UID &job, const std::vector<TaskInfo> &tasks)
+    {
+        bool isStarted = false;
+        for (const TaskInfo &task : tasks)
         {
             if (task.tries == 0)
                 continue;
-            fmt::print("== task {}, frames {} to {}, {} ==\n{}", task.index, task.firstFrame,
-                       task.lastFrame, corvan::StatusName(task.status),
-                       TaskLog(client, job, task.index));
+            isStarted = true;
+            PrintHeading(stdout, task);
+            fmt::print("{}", TaskLog(client, job, task.index));
         }
+        if (!isStarted)
+            fmt::print(stderr, "no task was started yet\n");
     }
 
     String m_job;
-    unsigned m_task = 0;
-    CLI::Option *m_hasTask = nullptr;
+    std::string m_task;
 };
 
 } // namespace

@@ -3,6 +3,9 @@
 #include <charconv>
 #include <cmath>
 #include <fmt/format.h>
+#include <limits>
+
+#include "corvan/Utf8.h"
 
 namespace cli
 {
@@ -26,7 +29,7 @@ template <typename Number> std::optional<Number> Read(const std::string &text)
 template <typename Fits> CLI::Validator Needs(std::string wanted, Fits fits)
 {
     const auto check = [wanted, fits](const std::string &text)
-    { return fits(text) ? std::string() : "'" + text + "' is not " + wanted; };
+    { return fits(text) ? std::string() : "'" + corvan::Excerpt(text) + "' is not " + wanted; };
     return CLI::Validator(check, "");
 }
 
@@ -55,7 +58,9 @@ CLI::Validator WholeBetween(long long least, long long most)
 
 CLI::Validator NumberBetween(double least, double most)
 {
-    return Needs(fmt::format("a number from {} to {}", least, most),
+    const bool isOpen = most >= double(std::numeric_limits<float>::max());
+    const std::string end = isOpen ? "up" : fmt::format("to {}", most);
+    return Needs(fmt::format("a number from {} {}", least, end),
                  [=](const std::string &text)
                  {
                      const auto number = ReadNumber(text);

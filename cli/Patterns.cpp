@@ -7,6 +7,8 @@
 
 #include "analysis/FramePattern.h"
 #include "cli/Failure.h"
+#include "cli/ShownText.h"
+#include "corvan/Utf8.h"
 
 namespace cli
 {
@@ -34,15 +36,16 @@ std::optional<String> ReadPattern(const String &text, const ostrel::Path &folder
     return pattern;
 }
 
-String NeedPattern(const String &text)
+String NeedPattern(const String &text, ExitStatus refusal)
 {
     String reason;
     const std::optional<String> pattern =
         ReadPattern(text, ostrel::Path(std::filesystem::current_path().string()), &reason);
     if (!pattern)
-        throw new Failure(k_Refused, "cannot take the pattern '" + text + "': " + reason);
+        throw new Failure(refusal,
+                          "cannot take the pattern '" + corvan::Excerpt(text) + "': " + reason);
     if (*pattern != text)
-        fmt::print(stderr, "pattern: {}\n", *pattern);
+        fmt::print(stderr, "pattern: {}\n", ShownText(*pattern));
     return *pattern;
 }
 

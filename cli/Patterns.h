@@ -3,6 +3,7 @@
 #include <optional>
 #include <span>
 
+#include "cli/ExitStatus.h"
 #include "ostrel/Path.h"
 
 namespace cli
@@ -17,8 +18,9 @@ using ostrel::String;
 std::optional<String> ReadPattern(const String &text, const ostrel::Path &folder, String *reason);
 
 /// The same under the current folder. Says on standard error what became of a pattern that is not
-/// taken as it was given. Throws `Failure *` (refused).
-String NeedPattern(const String &text);
+/// taken as it was given. Throws `Failure *` with the status
+/// `refusal`.
+String NeedPattern(const String &text, ExitStatus refusal = k_WrongUsage);
 
 /// The value of "ImageFormat" for some patterns: joined by ";", with a backslash before each
 /// character that means something there.

@@ -4,25 +4,14 @@
 #include "check/PlotSvg.h"
 #include "cli/CheckArguments.h"
 #include "cli/FrameVerb.h"
-#include "ostrel/File.h"
+#include "cli/PictureFile.h"
+#include "cli/ShownText.h"
 
 namespace cli
 {
 
 namespace
 {
-
-/// Where the picture of one of several tables goes: "a.svg", "a-2.svg".
-ostrel::Path FileOf(const std::string &file, std::size_t number)
-{
-    if (number == 1)
-        return ostrel::Path(file);
-    const ostrel::Path path(file);
-    const String leaf = path.Leaf(true);
-    const String stem = path.Leaf(false);
-    const String folder = file.substr(0, file.size() - leaf.size());
-    return folder + stem + "-" + std::to_string(number) + leaf.substr(stem.size());
-}
 
 class Plot : public FrameVerb
 {
@@ -34,8 +23,10 @@ public:
         CLI::App *verb = app.add_subcommand("plot", "draw the sizes of frames as an SVG picture");
         m_subject.Declare(*verb, SubjectArguments::Takes::JobOrPatterns);
         m_check.Declare(*verb);
-        verb->add_option("-o,--output", m_file,
-                         "FILE.svg; of several formats the second goes to FILE-2.svg")
+        verb->add_option(
+                "-o,--output", m_file,
+                "FILE.svg, in a folder that is there, or - for standard output; of several "
+                "formats the second goes to FILE-2.svg")
             ->required();
         return verb;
     }
@@ -43,17 +34,21 @@ public:
     ExitStatus Run(Client &client) override
     {
         CheckSubject subject = m_subject.Find(client);
+        if (IsStandardOutput(m_file) && subject.tables.size() > 1)
+            throw new Failure(k_WrongUsage, "standard output takes one picture, and there are " +
+                                                std::to_string(subject.tables.size()) +
+                                                " formats; name a file, or choose one by "
+                                                "--format-index");
         std::size_t number = 0;
         for (check::CheckTable &table : subject.tables)
         {
             ListFrames(subject.input, table);
             m_check.Check(table);
-            const ostrel::Path file = FileOf(m_file, ++number);
-            ostrel::File::WriteWhole(
-                file, PlotSvg(table, m_check.Rules().scan, check::ReadPlotColours()));
-            fmt::print("{}\n", file.Text());
+            const ostrel::Path file = PictureFile(m_file, ++number);
+            if (WritePicture(file, PlotSvg(table, m_check.Rules().scan, check::ReadPlotColours())))
+                fmt::print("{}\n", ShownOn(stdout, file.Text()));
         }
-        return k_Done;
+        return StatusUnlessUnseen(subject, k_Done);
     }
 
 private:

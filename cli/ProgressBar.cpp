@@ -49,7 +49,7 @@ void ProgressBar::Show(const TaskCounts &counts)
     else if (const unsigned tenths = Share(counts, 10); tenths > m_tenths)
     {
         m_tenths = tenths;
-        fmt::print(m_stream, "{}\n", text);
+        fmt::print(m_stream, "{}\n", CountsText(counts));
     }
     std::fflush(m_stream);
 }

@@ -11,8 +11,8 @@ namespace cli
 /// while nothing is counted.
 String BarText(const TaskCounts &counts);
 
-/// Shows how far a job is: on a terminal one line that is written over, elsewhere a line of its own
-/// each time another tenth is done.
+/// Shows how far a job is: on a terminal one line that is written over, elsewhere the counts alone,
+/// a line of their own each time another tenth is done.
 class ProgressBar
 {
 public:

@@ -58,8 +58,8 @@ public:
         const SequenceDistributor::Items files = SelectedNumbers(subject);
         if (files.empty())
         {
-            fmt::print(stderr, "there is no such frame; nothing was done\n");
-            return k_Done;
+            fmt::print(stderr, "there is no bad frame; nothing was done\n");
+            return StatusUnlessUnseen(subject, k_Done);
         }
 
         String reason;
@@ -73,8 +73,8 @@ public:
             fmt::print(stderr, "the new job will not write the files {}\n",
                        SequenceDistributor::CalculateRange(range.missed));
         TellOfGoodFrames(subject, files, range);
-        fmt::print("{}\n", SubmitJob(client, MakeJobFor(*subject.job, range)).ToString());
-        return k_Done;
+        PrintNewJob(SubmitJob(client, MakeJobFor(*subject.job, range)));
+        return StatusUnlessUnseen(subject, k_Done);
     }
 
 private:

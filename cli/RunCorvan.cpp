@@ -1,12 +1,14 @@
 #include "cli/RunCorvan.h"
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
 #include <cstdio>
 #include <fmt/format.h>
 #include <set>
 
 #include "check/CheckException.h"
+#include "cli/ShownText.h"
+#include "cli/StandardStreams.h"
+#include "cli/UsageText.h"
 #include "cli/Verb.h"
 #include "corvan/CorvanApp.h"
 
@@ -16,10 +18,13 @@ namespace cli
 namespace
 {
 
-constexpr const char *k_footer = "Exit status: 0 done, 1 refused or failed, 2 wrong usage, 3 no "
-                                 "Master; of what looks at frames\n"
-                                 "1 bad frames, 4 could not look.\n"
-                                 "'corvan VERB --help' tells more of a verb.";
+std::string Footer()
+{
+    std::string text = "Exit status:\n";
+    for (const auto &[status, meaning] : k_ExitStatuses)
+        text += fmt::format("  {} {}\n", int(status), meaning);
+    return text + "'corvan VERB --help' tells more of a verb.";
+}
 
 // The options that every program of the system takes, kept for the libraries to read.
 class CommonOptionsOf
@@ -39,7 +44,7 @@ public:
         for (const ostrel::CommandLineOption &option : ostrel::CommonOptions())
             if (!option.value.empty())
                 for (const std::string &value : m_app->get_option("--" + option.name)->results())
-                    arguments.push_back("--" + option.name + "=" + value);
+                    arguments.insert(arguments.end(), {"--" + option.name, value});
         return CommandLine(arguments, ostrel::CommonOptions());
     }
 
@@ -85,16 +90,25 @@ std::vector<DeclaredVerb> DeclareVerbs(CLI::App &app)
 
 ExitStatus Say(ExitStatus status, const String &text)
 {
-    fmt::print(stderr, "corvan: {}\n", text);
+    fmt::print(stderr, "corvan: {}\n", ShownText(text, Lines::Many));
     return status;
 }
 
 // A full disk shows only when the last of the output goes out.
 ExitStatus Flush(ExitStatus status, ExitStatus refusal)
 {
-    if (std::fflush(stdout) == 0 && !std::ferror(stdout))
-        return status;
-    return Say(refusal, "cannot write to standard output");
+    const String reason = FlushOutput();
+    return reason.empty() ? status : Say(refusal, reason);
+}
+
+ExitStatus RefuseArguments(const CLI::App &app, const CLI::ParseError &error,
+                           const std::vector<std::string> &arguments)
+{
+    const auto parsed = app.get_subcommands();
+    Say(k_WrongUsage, UsageText(app, error, arguments));
+    fmt::print(stderr, "'corvan {}--help' tells more.\n",
+               parsed.empty() ? "" : parsed.front()->get_name() + " ");
+    return k_WrongUsage;
 }
 
 ExitStatus RunVerb(Verb &verb, const CommandLine &options)
@@ -128,6 +142,11 @@ ExitStatus TryVerb(Verb &verb, const CommandLine &options)
         const ExitStatus status = ExitStatusOf(*error);
         return Say(status == k_Refused ? verb.RefusalStatus() : status, error->Text());
     }
+    catch (const std::system_error &error)
+    {
+        // Of the printing, where there is more of it than fits into one piece.
+        return Say(verb.RefusalStatus(), error.what());
+    }
 }
 
 } // namespace
@@ -155,23 +174,25 @@ ExitStatus RunCorvan(std::vector<std::string> arguments)
     CLI::App app("Talks to the Master of the render farm.", "corvan");
     app.set_version_flag("--version", corvan::CorvanApp::Version());
     app.require_subcommand(1);
-    app.footer(k_footer);
+    app.footer(Footer());
     const CommonOptionsOf options(app);
     const std::vector<DeclaredVerb> verbs = DeclareVerbs(app);
 
     try
     {
         arguments = JoinNegativeValues(app, arguments);
-        std::reverse(arguments.begin(), arguments.end()); // As CLI11 takes them.
-        app.parse(arguments);
+        // As CLI11 takes them.
+        app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
         for (const auto &[verb, command] : verbs)
             if (command->parsed())
                 return TryVerb(*verb, options.Given());
     }
     catch (const CLI::ParseError &error)
     {
-        const bool isHelp = app.exit(error) == int(CLI::ExitCodes::Success);
-        return isHelp ? Flush(k_Done, k_Refused) : k_WrongUsage;
+        if (error.get_exit_code() != int(CLI::ExitCodes::Success))
+            return RefuseArguments(app, error, arguments);
+        app.exit(error);
+        return Flush(k_Done, k_Refused);
     }
     catch (ostrel::Exception *raw)
     {

@@ -3,6 +3,7 @@
 #include "cli/FindJob.h"
 #include "cli/SetParameter.h"
 #include "cli/Verb.h"
+#include "corvan/Utf8.h"
 
 namespace cli
 {
@@ -30,7 +31,8 @@ public:
         {
             const std::optional<Setting> setting = ParseSetting(text);
             if (!setting)
-                throw new Failure(k_WrongUsage, "set wants NAME=VALUE, not '" + text + "'");
+                throw new Failure(k_WrongUsage,
+                                  "set wants NAME=VALUE, not '" + corvan::Excerpt(text) + "'");
             settings.push_back(*setting);
         }
 

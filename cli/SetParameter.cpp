@@ -31,7 +31,7 @@ String FormatsValue(const String &value)
     std::vector<String> patterns;
     ostrel::StringTokenizer tokens(value, ';', false, '"', '\\');
     while (const auto token = tokens.GetNext())
-        patterns.push_back(NeedPattern(*token));
+        patterns.push_back(NeedPattern(*token, k_Refused));
     return JoinPatterns(patterns);
 }
 

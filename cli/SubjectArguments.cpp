@@ -2,11 +2,15 @@
 
 #include <CLI/CLI.hpp>
 #include <filesystem>
+#include <fmt/format.h>
 #include <limits>
 
+#include "analysis/FramesWithoutFile.h"
 #include "cli/NumberTexts.h"
 #include "cli/Patterns.h"
+#include "cli/RangeText.h"
 #include "cli/Verb.h"
+#include "corvan/Utf8.h"
 
 namespace cli
 {
@@ -22,22 +26,6 @@ constexpr int k_most_int = std::numeric_limits<int>::max();
 [[noreturn]] void WrongUsage(const String &text)
 {
     throw new Failure(k_WrongUsage, text);
-}
-
-// Where the user named the job, a name that fits none is as wrong as a number that is none.
-JobPointer NeedJob(Client &client, const String &text)
-{
-    try
-    {
-        return FindJob(client, text);
-    }
-    catch (ostrel::Exception *raw)
-    {
-        const std::unique_ptr<ostrel::Exception> error(raw);
-        const auto *failure = dynamic_cast<const Failure *>(error.get());
-        const bool isRefused = failure && failure->Status() == k_Refused;
-        throw new Failure(isRefused ? k_WrongUsage : k_NoMaster, error->Text());
-    }
 }
 
 } // namespace
@@ -77,7 +65,13 @@ void SubjectArguments::Declare(CLI::App &verb, Takes takes)
 CheckSubject SubjectArguments::Find(Client &client) const
 {
     NeedSense();
-    return IsJob() ? FindFramesOfJob(client) : FindFramesOfPatterns();
+    CheckSubject subject = IsJob() ? FindFramesOfJob(client) : FindFramesOfPatterns();
+    subject.withoutFile = analysis::FindFramesWithoutFile(subject.input);
+    if (!subject.withoutFile.empty())
+        fmt::print(stderr,
+                   "corvan: not looked for: {}; no file can be told for so large a number\n",
+                   corvan::Excerpt(RangeText(subject.withoutFile)));
+    return subject;
 }
 
 void SubjectArguments::NeedSense() const
@@ -100,7 +94,7 @@ void SubjectArguments::NeedSense() const
 
 CheckSubject SubjectArguments::FindFramesOfJob(Client &client) const
 {
-    CheckSubject subject = check::FindJobFrames(NeedJob(client, m_job));
+    CheckSubject subject = check::FindJobFrames(FindJob(client, m_job));
     if (m_formatIndex.empty())
         return subject;
 
@@ -121,7 +115,7 @@ CheckSubject SubjectArguments::FindFramesOfPatterns() const
     if (!SequenceDistributor::ParseRange(m_range, input.frames, &reason))
         WrongUsage("--range: " + reason);
     if (input.frames.empty())
-        WrongUsage("--range '" + m_range + "' names no frame");
+        WrongUsage("--range '" + corvan::Excerpt(m_range) + "' names no frame");
     input.sequenceBy = m_renumbering.at("--sequence-by");
     input.renumberStart = m_renumbering.at("--renumber-start");
     input.renumberBy = m_renumbering.at("--renumber-by");
@@ -132,7 +126,7 @@ CheckSubject SubjectArguments::FindFramesOfPatterns() const
     {
         const std::optional<String> pattern = ReadPattern(text, folder, &reason);
         if (!pattern)
-            WrongUsage("--format '" + text + "': " + reason);
+            WrongUsage("--format '" + corvan::Excerpt(text) + "': " + reason);
         const String local =
             ostrel::Path(*pattern).TranslateToLocal(ostrel::PathKind::Pattern).Text();
         std::optional<check::CheckTable> table = check::MakeTable(local, &reason);

@@ -1,9 +1,9 @@
 #include <CLI/CLI.hpp>
-#include <fmt/format.h>
 
 #include "cli/Patterns.h"
 #include "cli/SubmitJob.h"
 #include "cli/Verb.h"
+#include "corvan/Utf8.h"
 
 namespace cli
 {
@@ -36,13 +36,14 @@ public:
         {
             const std::optional<Setting> setting = ParseSetting(text);
             if (!setting)
-                throw new Failure(k_WrongUsage, "--set wants NAME=VALUE, not '" + text + "'");
+                throw new Failure(k_WrongUsage,
+                                  "--set wants NAME=VALUE, not '" + corvan::Excerpt(text) + "'");
             m_job.settings.push_back(*setting);
         }
         for (const std::string &text : m_patterns)
             m_job.patterns.push_back(NeedPattern(text));
 
-        fmt::print("{}\n", SubmitJob(client, MakeJob(m_job)).ToString());
+        PrintNewJob(SubmitJob(client, MakeJob(m_job)));
         return k_Done;
     }
 

@@ -2,12 +2,15 @@
 
 #include <boost/algorithm/string/join.hpp>
 
+#include "analysis/FramePattern.h"
 #include "analysis/SettingCheck.h"
 #include "cli/Patterns.h"
+#include "cli/StandardStreams.h"
 #include "corvan/ImageFormats.h"
 #include "corvan/JobFactory.h"
 #include "corvan/JobStatus.h"
 #include "corvan/Parameters.h"
+#include "corvan/Utf8.h"
 
 namespace cli
 {
@@ -33,7 +36,8 @@ boost::shared_ptr<const corvan::JobType> NeedType(const String &text)
     if (!type && id.FromString(text))
         type = JobFactory::s_JobFactory.FindType(id);
     if (!type)
-        throw new Failure(k_Refused, "no job type '" + text + "'; " + KnownTypes());
+        throw new Failure(k_WrongUsage,
+                          "no job type '" + corvan::Excerpt(text) + "'; " + KnownTypes());
     return type;
 }
 
@@ -41,18 +45,49 @@ void SetOrRefuse(Job &job, const String &name, const String &value)
 {
     const String reason = analysis::CheckSetting(job, name, value);
     if (!reason.empty())
-        throw new Failure(k_Refused, "cannot set " + name + ": " + reason);
+        throw new Failure(k_Refused, "cannot make the job: " + reason);
     job.SetParameter(name, value);
 }
 
 String DefaultName(const NewJob &newJob, const corvan::JobType &type)
 {
-    if (newJob.patterns.empty())
-        return type.name;
-    return ostrel::Path(newJob.patterns.front()).Leaf(true);
+    const String name =
+        newJob.patterns.empty() ? String() : NameAfterPattern(newJob.patterns.front());
+    return name.empty() ? type.name : name;
+}
+
+String LeafOf(const String &path)
+{
+    return String(path.substr(path.rfind('/') + 1)); // All of it where there is none.
+}
+
+// The marks that join a name and a number.
+String WithoutJoint(String name)
+{
+    name.resize(name.find_last_not_of("._-#+ ") + 1);
+    return name;
+}
+
+String WithoutControls(const String &text)
+{
+    String kept;
+    for (const char c : text)
+        if (!corvan::HasControlCharacters({&c, 1}))
+            kept += c;
+    return kept;
 }
 
 } // namespace
+
+String NameAfterPattern(const String &pattern)
+{
+    const auto read = analysis::FramePattern::Parse(pattern, nullptr);
+    if (!read)
+        return {};
+    const String leaf = WithoutJoint(LeafOf(read->Before()));
+    const String folder = ostrel::Path(read->Before() + "0").Parent().Text();
+    return WithoutControls(corvan::MakeUtf8(leaf.empty() ? LeafOf(folder) : leaf));
+}
 
 boost::shared_ptr<Job> MakeJob(const NewJob &newJob)
 {
@@ -63,7 +98,12 @@ boost::shared_ptr<Job> MakeJob(const NewJob &newJob)
     SetOrRefuse(*job, corvan::p_Name,
                 newJob.name.empty() ? DefaultName(newJob, *type) : newJob.name);
     if (!newJob.range.empty())
+    {
+        if (const String reason = job->CheckParameter(corvan::p_Range, newJob.range);
+            !reason.empty())
+            throw new Failure(k_WrongUsage, reason);
         SetOrRefuse(*job, corvan::p_Range, newJob.range);
+    }
     if (!newJob.patterns.empty())
         SetOrRefuse(*job, corvan::p_ImageFormat,
                     corvan::ShareFormats(JoinPatterns(newJob.patterns)));
@@ -80,6 +120,13 @@ UID SubmitJob(Client &client, const boost::shared_ptr<Job> &job)
     const auto message = NewMessage<corvan::JobMsg>();
     message->job = job;
     return client.Ask<corvan::AcceptedMsg>(message)->job;
+}
+
+void PrintNewJob(const UID &job)
+{
+    const String reason = PrintWhatMatters(job.ToString() + "\n");
+    if (!reason.empty())
+        throw new Failure(k_Refused, reason + "; the new job is " + job.ToString());
 }
 
 } // namespace cli

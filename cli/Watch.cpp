@@ -12,6 +12,7 @@
 #include "cli/Verb.h"
 #include "corvan/Parameters.h"
 #include "corvan/SequenceDistributor.h"
+#include "corvan/Utf8.h"
 #include "ostrel/Folders.h"
 
 namespace cli
@@ -32,9 +33,10 @@ NewJob JobOfFrames(const String &pattern, const String &range)
     SequenceDistributor::Items frames;
     String reason;
     if (!SequenceDistributor::ParseRange(range, frames, &reason))
-        throw new Failure(k_Refused, "cannot take the range '" + range + "': " + reason);
+        throw new Failure(k_WrongUsage, "RANGE: " + reason);
     if (frames.empty())
-        throw new Failure(k_Refused, "the range '" + range + "' names no frame");
+        throw new Failure(k_WrongUsage,
+                          "the range '" + corvan::Excerpt(range) + "' names no frame");
 
     NewJob job;
     job.type = "Command";

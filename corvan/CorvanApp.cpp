@@ -1,5 +1,7 @@
 #include "corvan/CorvanApp.h"
 
+#include <unistd.h>
+
 #include "corvan/Utf8.h"
 #include "ostrel/File.h"
 #include "ostrel/Folders.h"
@@ -68,6 +70,8 @@ void CorvanApp::ReadOptions(const CommandLine &commandLine)
     {
         filename = commandLine.GetArgument("options", 0, "");
         m_options.ForgetFolders();
+        if (access(filename.Text().c_str(), F_OK) != 0)
+            ostrel::LogWarning("options: there is no " + filename.Text() + "; the defaults count");
     }
     m_options.SetFilename(filename);
     m_options.ReadIn(); // What is wrong with it is logged; the program then has its defaults.

@@ -97,11 +97,14 @@ std::unique_ptr<Link> CorvanClientApp::FindLink(const CommandLine &commandLine)
 std::optional<MasterAddress> CorvanClientApp::FindMaster(const CommandLine &commandLine)
 {
     String text = commandLine.GetArgument("master", 0, "");
-    if (const char *set = std::getenv("CORVAN_MASTER"); text.empty() && set)
+    // An empty one that was given is no address: a script whose variable is not set must not meet
+    // another Master.
+    const bool isGiven = commandLine.HasOption("master");
+    if (const char *set = std::getenv("CORVAN_MASTER"); !isGiven && set)
         text = set;
-    if (text.empty())
+    if (!isGiven && text.empty())
         text = Options().GetValue("Master", "Address", String());
-    if (text.empty())
+    if (!isGiven && text.empty())
     {
         // Whoever can put a socket file there can give this user's window commands to run.
         ostrel::MakePrivateFolder(ostrel::RuntimeFolder());

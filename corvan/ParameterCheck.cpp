@@ -15,6 +15,14 @@ namespace corvan
 namespace
 {
 
+String StatusNames()
+{
+    String names;
+    for (char number = '0'; const auto status = ParseStatus({number}); ++number)
+        names += (names.empty() ? "" : ", ") + String(StatusName(*status));
+    return names;
+}
+
 String CheckName(const String &name)
 {
     if (name.empty())
@@ -77,7 +85,7 @@ String CheckParameterText(const String &name, const String &value)
     if (name == p_Priority)
         return CheckWhole(name, value, 0, 100);
     if (name == p_Status && !ParseStatus(value))
-        return "Status: \"" + Excerpt(value) + "\" is no status (0 to 5)";
+        return "Status: \"" + Excerpt(value) + "\" is no status; 0 to 5 are " + StatusNames();
     if (name == p_RequeueOf && !ostrel::UID().FromString(value))
         return "RequeueOf: \"" + Excerpt(value) + "\" is no identifier of a job";
     if (name == p_ImageFormat && value.size() > k_MaxFormatBytes)

@@ -151,20 +151,24 @@ private:
         worker->process.Ask(m_files[*worker->file]); // One that is gone is noticed by its channel.
     }
 
+    // A crash is the file's doing. What the limits, and the system where it has no memory left, do
+    // to a decoder says nothing of the file.
     void OnEnded(Place worker)
     {
         const int status = worker->process.End();
-        const bool isOutOfMemory = WIFEXITED(status) && WEXITSTATUS(status) == k_OutOfMemory;
-        GiveUp(worker, isOutOfMemory ? String(fmt::format("takes more memory than {} MiB",
-                                                          m_limits.memoryMib))
-                                     : "its decoder " + EndText(status));
+        if (WIFEXITED(status) && WEXITSTATUS(status) == k_OutOfMemory)
+            GiveUpUnseen(worker, fmt::format("takes more memory than {} MiB", m_limits.memoryMib));
+        else if (WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL)
+            GiveUpUnseen(worker, "its decoder " + EndText(status));
+        else
+            GiveUp(worker, "its decoder " + EndText(status));
     }
 
     void OnLate(Place worker)
     {
         if (!worker->file)
             return OnBadStart(worker);
-        GiveUp(worker, fmt::format("took longer than {} s", m_limits.time.count()));
+        GiveUpUnseen(worker, fmt::format("took longer than {} s", m_limits.time.count()));
     }
 
     void OnBadStart(Place worker)
@@ -174,11 +178,23 @@ private:
         DoWithout(new ProcessException(m_program.Text() + " is no decoder: it " + end));
     }
 
-    // The next file gets a new decoder.
     void GiveUp(Place worker, const String &reason)
     {
         ImageReport report;
         report.reason = reason;
+        Replace(worker, report);
+    }
+
+    void GiveUpUnseen(Place worker, const String &trouble)
+    {
+        ImageReport report;
+        report.trouble = trouble;
+        Replace(worker, report);
+    }
+
+    // The next file gets a new decoder.
+    void Replace(Place worker, const ImageReport &report)
+    {
         const std::size_t file = *worker->file;
         m_workers.erase(worker);
         Answer(file, report);

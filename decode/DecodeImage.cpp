@@ -2,17 +2,23 @@
 
 #include <OpenImageIO/deepdata.h>
 #include <OpenImageIO/imageio.h>
+#include <OpenImageIO/thread.h>
 #include <algorithm>
 #include <bit>
 #include <cerrno>
 #include <cstring>
+#include <fcntl.h>
 #include <fstream>
+#include <malloc.h>
+#include <unistd.h>
+#include <vector>
 
 #include "decode/FileEnd.h"
 #include "decode/FileFormat.h"
 #include "decode/JpegData.h"
 #include "decode/PixelTally.h"
 #include "decode/TiffChecksums.h"
+#include "ostrel/Descriptor.h"
 
 namespace decode
 {
@@ -253,12 +259,20 @@ void UseOneThread()
     OIIO::attribute("exr_threads", -1); // None beside this one.
 }
 
-} // namespace
-
-ImageReport DecodeImage(const Path &path)
+// Why the system does not give the file's bytes; empty where it does. The libraries tell a disk
+// that fails and a picture that ends early in the same words.
+String FindReadTrouble(const Path &path)
 {
-    UseOneThread();
+    const ostrel::Descriptor file(open(path.Text().c_str(), O_RDONLY | O_CLOEXEC));
+    std::vector<char> piece(256u << 10);
+    ssize_t size = file.IsOpen() ? 1 : -1;
+    while (size > 0 || (size < 0 && file.IsOpen() && errno == EINTR))
+        size = read(file.Number(), piece.data(), piece.size());
+    return size < 0 ? String(std::strerror(errno)) : String();
+}
 
+ImageReport Decode(const Path &path)
+{
     ImageReport report;
     const std::string head = ReadHead(path, &report.reason);
     if (!report.reason.empty())
@@ -280,6 +294,32 @@ ImageReport DecodeImage(const Path &path)
     report.reason = ReadParts(*opened.image, report);
     if (report.reason.empty())
         report.reason = FindHiddenDamage(path, report.format);
+    return report;
+}
+
+} // namespace
+
+void StartImageLibraries()
+{
+    // Each thread that allocates would reserve a room of its own.
+    mallopt(M_ARENA_MAX, 1);
+    UseOneThread();
+    ImageInput::create("openexr");
+    OIIO::default_thread_pool();
+}
+
+ImageReport DecodeImage(const Path &path)
+{
+    UseOneThread();
+
+    ImageReport report = Decode(path);
+    if (report.reason.empty())
+        return report;
+    const String trouble = FindReadTrouble(path);
+    if (trouble.empty())
+        return report;
+    report = {};
+    report.trouble = trouble;
     return report;
 }
 

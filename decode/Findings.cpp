@@ -12,7 +12,7 @@ namespace
 
 std::optional<ImageKind> KindOf(const ImageReport *report)
 {
-    if (!report || !report->reason.empty())
+    if (!report || !report->trouble.empty() || !report->reason.empty())
         return std::nullopt;
     return ImageKind{report->width, report->height, report->channels, report->format};
 }
@@ -71,6 +71,9 @@ void AddPictureFaults(ImageFinding &finding, const ImageReport &report, const Im
 ImageFinding Judge(const ImageReport &report, const ImageKind *others)
 {
     ImageFinding finding;
+    finding.trouble = report.trouble;
+    if (!report.trouble.empty())
+        return finding;
     if (!report.reason.empty())
         Add(finding, ImageState::Undecodable, "cannot be decoded: " + report.reason);
     else

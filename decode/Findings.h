@@ -25,6 +25,8 @@ struct ImageFinding
     /// the state, and that the content is of another format than the name says, which is no fault
     /// alone. Empty when there is nothing to say.
     String detail;
+    /// Why nothing is known of it, where that is so; the rest is as of one that is ok.
+    String trouble = {};
 
     bool operator==(const ImageFinding &) const = default;
 };

@@ -47,6 +47,7 @@ template <typename Number> bool TakeNumber(std::string_view text, Number &value)
 template <typename Report, typename Text, typename Number>
 void VisitFields(Report &report, Text &&text, Number &&number)
 {
+    text(report.trouble);
     text(report.reason);
     text(report.format);
     text(report.formatByName);

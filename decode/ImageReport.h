@@ -14,6 +14,10 @@ using ostrel::String;
 /// What reading one image file whole has shown. Texts are one line each.
 struct ImageReport
 {
+    /// Why it could not be looked at, by no fault of the file's own: the disk, the memory or the
+    /// time that it may take. Empty when it was. Nothing else is known then.
+    String trouble;
+
     /// Why it cannot be read to its end; empty when it was read. What follows then tells of no more
     /// than was seen before.
     String reason;

@@ -12,6 +12,7 @@
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
+#include <system_error>
 #include <unistd.h>
 
 namespace decode
@@ -114,6 +115,11 @@ int ServeDecoder(int count, char **arguments,
         catch (const std::bad_alloc &)
         {
             return k_OutOfMemory;
+        }
+        catch (const std::system_error &error)
+        {
+            report = {};
+            report.trouble = error.what();
         }
         catch (const std::exception &error)
         {

@@ -28,7 +28,8 @@ inline constexpr bool k_IsMemoryLimited = true;
 ///
 /// Standard error is closed to what libraries print, memory is limited, the process ends with the
 /// one that started it and leaves no core file. What `decode` throws becomes the reason in the
-/// report, but for lack of memory, which ends it. Gives the exit status.
+/// report, what the system refuses (`std::system_error`) its trouble; for lack of memory
+/// (`std::bad_alloc`) the process ends. Gives the exit status.
 int ServeDecoder(int count, char **arguments,
                  const std::function<ImageReport(const ostrel::Path &)> &decode);
 

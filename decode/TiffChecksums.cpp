@@ -64,6 +64,8 @@ std::uint32_t FindBadBlock(TIFF *file, std::uint32_t blocks)
         const std::uint64_t size = TIFFGetStrileByteCount(file, block);
         if (size == 0) // Left out, which stands for zeros.
             continue;
+        if (size > std::uint64_t(TIFFGetSizeProc(file)(TIFFClientdata(file))))
+            return block; // No file holds more than it is long.
         packed.resize(size);
         const auto read = isTiled ? TIFFReadRawTile(file, block, packed.data(), tmsize_t(size))
                                   : TIFFReadRawStrip(file, block, packed.data(), tmsize_t(size));

@@ -20,7 +20,7 @@ StatusRequest DecideGoOn(JobStatus present, JobStatus wanted, String *reason)
         return StatusRequest::NothingToDo;
     if (wanted == JobStatus::Queued)
         return StatusRequest::RunAgain;
-    return Refused("the job is over; status 0 runs it again", reason);
+    return Refused("the job is over; Status=Queued runs it again", reason);
 }
 
 } // namespace

@@ -79,6 +79,17 @@ TEST(CheckJson, TellsWhatWasFoundInImages)
     EXPECT_EQ(written["counts"]["blank"], 0);
 }
 
+TEST(CheckJson, TellsWhyAnImageWasNotLookedAt)
+{
+    CheckTable table = SampleTable("/r/%d", {CheckState::Ok, CheckState::Ok});
+    table.troubles[1] = "took \"long\"";
+    const Json written = Written({table}, nullptr, true)["tables"][0];
+    EXPECT_FALSE(written["frames"][0].contains("not-looked-at"));
+    EXPECT_EQ(written["frames"][1]["not-looked-at"], "took \"long\"");
+    EXPECT_EQ(written["frames"][1]["state"], "ok");
+    EXPECT_EQ(written["bad"], "");
+}
+
 TEST(CheckJson, NamesTheJobAndHoldsItsTables)
 {
     const auto job = SampleJob("00112233-4455-6677-8899-aabbccddeeff", "n");

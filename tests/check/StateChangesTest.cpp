@@ -26,5 +26,14 @@ TEST(StateChanges, AreFoundByFrameWhateverTheOrderOfTheRows)
     EXPECT_TRUE(FindChanges(StatesByFrame(now), now).empty());
 }
 
+TEST(StateChanges, AreNamedByTheLowestOfTheirFramesHoweverTheRowsAreSorted)
+{
+    using enum CheckState;
+    CheckTable now = SampleTable("/r/%d", {Ok, Ok, Ok});
+    const FrameStates before = StatesByFrame(SampleTable("/r/%d", {Missing, Missing, Missing}));
+    std::swap(now.frames[0], now.frames[2]);
+    EXPECT_EQ(FindChanges(before, now).at({Missing, Ok}).firstRow, 2u);
+}
+
 } // namespace
 } // namespace check

@@ -40,6 +40,17 @@ TEST(TableDecoder, LeavesABadFrameItsVerdictAndTellsWhatWasFound)
     EXPECT_EQ(table.details, (std::map<std::size_t, String>{{1, "empty"}, {2, "1 NaN"}}));
 }
 
+TEST(TableDecoder, TakesWhatCouldNotBeLookedAtForNoState)
+{
+    const std::vector<CheckState> states{CheckState::Ok, CheckState::TooSmall};
+    CheckTable table = SampleTable("/r/%d", states);
+    AddFindings(table, std::vector<ImageFinding>{{ImageState::Ok, "", "no memory"},
+                                                 {ImageState::Ok, "", "no time"}});
+    EXPECT_EQ(table.states, states);
+    EXPECT_TRUE(table.details.empty());
+    EXPECT_EQ(table.troubles, (std::map<std::size_t, String>{{0, "no memory"}, {1, "no time"}}));
+}
+
 TEST(TableDecoder, KeepsWhatIsNoFaultInTheDetailAlone)
 {
     CheckTable table = SampleTable("/r/%d", {CheckState::Ok});

@@ -54,7 +54,7 @@ TEST(JobTexts, AJobThatSaysNothingIsQueuedWithoutTasks)
 TEST(JobTexts, ReportsIndentLinesAndNameFailedTasks)
 {
     CountedJob job;
-    job.SetParameter("Arguments", "-c\ntrue");
+    job.SetParameter("Arguments", "-c\ntrue\x1b[31m");
     const TaskInfo tasks[] = {
         {0, 1, 1, JobStatus::Done, 1, 0},
         {1, 2, 5, JobStatus::Failed, 3, 7},
@@ -67,8 +67,29 @@ TEST(JobTexts, ReportsIndentLinesAndNameFailedTasks)
                                      "TasksDone    12\n"
                                      "TasksFailed  2\n"
                                      "Arguments    -c\n"
-                                     "             true\n"
+                                     "             true\\x1b[31m\n"
                                      "task 1: frames 2 to 5, Failed, tried 3 times, exit code 7\n");
+}
+
+TEST(JobTexts, TellWhatBecameOfATask)
+{
+    const struct
+    {
+        TaskInfo task;
+        const char *text;
+    } cases[] = {
+        {{0, 1, 1, JobStatus::Done, 1, 0}, "frames 1 to 1, Done, tried once, exit code 0"},
+        {{0, 1, 5, JobStatus::Failed, 3, 7}, "frames 1 to 5, Failed, tried 3 times, exit code 7"},
+        {{0, 1, 5, JobStatus::Failed, 3, -1},
+         "frames 1 to 5, Failed, tried 3 times, ended by a signal"},
+        {{0, 1, 1, JobStatus::Running, 1, 0}, "frames 1 to 1, Running, tried once"},
+        {{0, 1, 1, JobStatus::Running, 2, 7},
+         "frames 1 to 1, Running, tried 2 times, the one before: exit code 7"},
+        {{0, 1, 1, JobStatus::Queued, 1, 7}, "frames 1 to 1, Queued, tried once, exit code 7"},
+        {{0, 1, 1, JobStatus::Cancelled, 1, 0}, "frames 1 to 1, Cancelled, tried once"},
+    };
+    for (const auto &[task, text] : cases)
+        EXPECT_EQ(TaskText(task), text);
 }
 
 TEST(JobTexts, JsonHoldsAllThatIsSetInItsOrder)

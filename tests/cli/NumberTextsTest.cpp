@@ -1,5 +1,7 @@
 #include "cli/NumberTexts.h"
 
+#include <limits>
+
 #include <gtest/gtest.h>
 
 namespace cli
@@ -44,6 +46,9 @@ TEST(NumberTexts, CheckSaysWhatIsWanted)
     EXPECT_EQ(WholeBetween(-5, 9)("-5"), "");
     EXPECT_EQ(NumberBetween(0, 1)("1.0"), "");
     EXPECT_EQ(NumberBetween(0, 1)("1.1"), "'1.1' is not a number from 0 to 1");
+    EXPECT_EQ(NumberBetween(0, std::numeric_limits<float>::max())("15%"),
+              "'15%' is not a number from 0 up");
+    EXPECT_LT(WholeBetween(0, 9)(std::string(70'000, 'x')).size(), 200u);
     EXPECT_EQ(NumberAbove(0)("0.001"), "");
     EXPECT_EQ(NumberAbove(0)("0"), "'0' is not a number above 0");
 }

@@ -29,7 +29,7 @@ protected:
     }
 
     // The reason against a job, or "".
-    static std::string Refusal(const NewJob &newJob)
+    static std::string Refusal(const NewJob &newJob, ExitStatus status = k_Refused)
     {
         try
         {
@@ -40,7 +40,7 @@ protected:
         {
             const std::unique_ptr<ostrel::Exception> error(raw);
             const auto *failure = dynamic_cast<const Failure *>(error.get());
-            EXPECT_TRUE(failure && failure->Status() == k_Refused) << error->Text();
+            EXPECT_TRUE(failure && failure->Status() == status) << error->Text();
             return error->Text();
         }
     }
@@ -83,22 +83,51 @@ TEST_F(SubmitJob, SetsWhatIsGivenAndNothingElse)
 
 TEST_F(SubmitJob, NamesAJobAfterItsFirstPatternOrItsType)
 {
-    EXPECT_EQ(MakeJob({.type = "Command", .patterns = {"/r/a.%d.exr"}})->Name(), "a.%d.exr");
+    const struct
+    {
+        const char *pattern;
+        const char *name;
+    } cases[] = {
+        {"/r/tower.%04d.exr", "tower"},
+        {"/r/tower_%d.exr", "tower"},
+        {"/r/tower - %d.exr", "tower"},
+        {"/r/a.b.%d.exr", "a.b"},
+        {"/r/50%%_%d.exr", "50%"},
+        {"/shots/tower/%04d.exr", "tower"},
+        {"/shots/tower/_%04d.exr", "tower"},
+        {"/shots/tower/%d_beauty.exr", "tower"},
+        {"/%d.exr", "Command"},
+        {"/r/a\nb\x1b%d", "ab"},
+        {"/r/a\xff.%d", "a\xef\xbf\xbd"},
+    };
+    for (const auto &[pattern, name] : cases)
+    {
+        const String found = NameAfterPattern(pattern);
+        EXPECT_EQ(found.empty() ? "Command" : found, name) << pattern;
+    }
+    EXPECT_EQ(MakeJob({.type = "Command", .patterns = {"/r/a.%d.exr", "/r/b.%d.exr"}})->Name(),
+              "a");
+    EXPECT_EQ(MakeJob({.type = "Command", .patterns = {"/%d.exr"}})->Name(), "Command");
     EXPECT_EQ(MakeJob({.type = "Command"})->Name(), "Command");
 }
 
 TEST_F(SubmitJob, RefusesWhatAJobDoesNotTake)
 {
-    EXPECT_EQ(Refusal({.type = "Commando"}), "no job type 'Commando'; there are Command");
+    EXPECT_EQ(Refusal({.type = "Commando"}, k_WrongUsage),
+              "no job type 'Commando'; there are Command");
+    for (const char *range : {"1-", "1-20000000"})
+        EXPECT_EQ(Refusal({.type = "Command", .range = range}, k_WrongUsage).rfind("Range: ", 0),
+                  0u);
     const NewJob cases[] = {
-        {.type = "Command", .range = "1-"},
-        {.type = "Command", .range = "1-20000000"},
         {.type = "Command", .settings = {{"PacketSize", "0"}}},
         {.type = "Command", .settings = {{"Status", "asleep"}}},
         {.type = "Command", .settings = {{"Type", "other"}}},
     };
     for (const NewJob &newJob : cases)
-        EXPECT_EQ(Refusal(newJob).rfind("cannot set ", 0), 0u) << Refusal(newJob);
+        EXPECT_EQ(Refusal(newJob).rfind("cannot make the job: ", 0), 0u) << Refusal(newJob);
+    // What is wrong with a pattern is not told of the name that is made of it.
+    EXPECT_EQ(Refusal({.type = "Command", .patterns = {"/r/a\xff.%d"}}),
+              "cannot make the job: ImageFormat: the value is not UTF-8");
 }
 
 } // namespace

@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include "decode/ServeDecoder.h"
+#include "tests/decode/SampleImage.h"
 #include "tests/support/Printing.h"
 #include "tests/support/TempFolder.h"
 #include "tests/support/Thrown.h"
@@ -75,7 +76,6 @@ TEST(DecodeFiles, OutlivesAFileThatEndsItsDecoder)
         {"/r/leave.exr", "its decoder ended with status 3"},
         {"/r/throw.exr", "thrown and caught"},
         {"/r/nonsense.exr", "its decoder gave no proper answer"},
-        {"/r/huge.exr", "its decoder ended by signal 9 (Killed)"},
     };
     for (const auto &[name, reason] : cases)
     {
@@ -95,8 +95,11 @@ TEST(DecodeFiles, DoesNotWaitForAFileBeyondItsTime)
     DecodeLimits limits = k_limits;
     limits.time = std::chrono::seconds(1);
     const auto reports = Decode({"/r/hang.exr", "/r/a.exr", "/r/hang.exr", "/r/b.exr"}, limits);
-    EXPECT_EQ(reports.at(0).reason, "took longer than 1 s");
-    EXPECT_EQ(reports.at(2).reason, "took longer than 1 s");
+    for (const std::size_t file : {0, 2})
+    {
+        EXPECT_EQ(reports.at(file).trouble, "took longer than 1 s");
+        EXPECT_EQ(reports.at(file).reason, "");
+    }
     EXPECT_EQ(reports.at(1).format, "a");
     EXPECT_EQ(reports.at(3).format, "b");
     EXPECT_FALSE(HasChildren());
@@ -107,9 +110,71 @@ TEST(DecodeFiles, GivesAFileNoMoreMemoryThanItMayHave)
     if (!k_IsMemoryLimited)
         GTEST_SKIP() << "sanitizers reserve the whole address space";
     const auto reports = Decode({"/r/eat.exr", "/r/a.exr", "/r/eat.exr"});
-    EXPECT_EQ(reports.at(0).reason, "takes more memory than 64 MiB");
+    for (const std::size_t file : {0, 2})
+    {
+        EXPECT_EQ(reports.at(file).trouble, "takes more memory than 64 MiB");
+        EXPECT_EQ(reports.at(file).reason, "");
+    }
     EXPECT_EQ(reports.at(1).format, "a");
-    EXPECT_EQ(reports.at(2).reason, "takes more memory than 64 MiB");
+}
+
+TEST(DecodeFiles, BlamesNoFileForWhatTheSystemDoes)
+{
+    const struct
+    {
+        const char *name;
+        const char *trouble;
+    } cases[] = {
+        {"/r/huge.exr", "its decoder ended by signal 9 (Killed)"},
+        {"/r/kill.exr", "its decoder ended by signal 9 (Killed)"},
+        {"/r/refuse.exr", "no thread: Resource temporarily unavailable"},
+    };
+    for (const auto &[name, trouble] : cases)
+    {
+        const auto reports = Decode({"/r/a.exr", name, "/r/b.exr"});
+        EXPECT_EQ(reports.at(1).trouble, trouble);
+        EXPECT_EQ(reports.at(1).reason, "");
+        for (const std::size_t file : {0, 2})
+            EXPECT_EQ(reports.at(file).trouble, "") << name;
+    }
+}
+
+TEST(DecodeFiles, ReadsASmallImageOfAnyFormatInTheLeastMemory)
+{
+    const TempFolder folder;
+    std::vector<Path> files;
+    for (const char *extension : {"exr", "png", "jpg", "tif", "dpx"})
+    {
+        files.push_back(folder / ("a." + std::string(extension)));
+        WriteImage(files.back(), {64, 48, 3, OIIO::TypeUInt8});
+    }
+    std::size_t answers = 0;
+    const DecodeLimits limits{1, std::chrono::seconds(60), k_LeastMemoryMib};
+    DecodeFiles(CORVAN_DECODE_PROGRAM, files, limits,
+                [&](std::size_t file, const ImageReport &report)
+                {
+                    ++answers;
+                    EXPECT_EQ(report.trouble + report.reason, "") << files[file].Text();
+                });
+    EXPECT_EQ(answers, files.size());
+}
+
+TEST(DecodeFiles, NeverCallsASoundImageDamagedForLackOfMemory)
+{
+    if (!k_IsMemoryLimited)
+        GTEST_SKIP() << "sanitizers reserve the whole address space";
+    const TempFolder folder;
+    std::vector<Path> files;
+    for (const char *extension : {"exr", "png", "jpg", "tif", "dpx"})
+    {
+        files.push_back(folder / ("a." + std::string(extension)));
+        WriteImage(files.back(), {2048, 1024, 3, OIIO::TypeUInt8});
+    }
+    // From far too little, in which no library even starts, to just too little.
+    for (unsigned memory = 1; memory <= k_LeastMemoryMib; memory *= 2)
+        DecodeFiles(CORVAN_DECODE_PROGRAM, files, {1, std::chrono::seconds(60), memory},
+                    [&](std::size_t file, const ImageReport &report)
+                    { EXPECT_EQ(report.reason, "") << files[file].Text() << " in " << memory; });
 }
 
 TEST(DecodeFiles, StartsNoMoreDecodersThanThereAreFilesOrPlaces)

@@ -172,8 +172,26 @@ TEST_F(DecodeImageTest, ReadsAFileThatIsNotWhatItsNameSays)
 TEST_F(DecodeImageTest, SaysWhyThereIsNothingToRead)
 {
     EXPECT_EQ(DecodeImage(m_folder.MakeFile("a.exr")).reason, "the file is empty");
-    EXPECT_EQ(DecodeImage(m_folder / "gone.exr").reason, "No such file or directory");
     EXPECT_EQ(DecodeImage(m_folder.MakeFile("a.txt", "words")).reason, "no known image format");
     EXPECT_NE(DecodeImage(m_folder.MakeFile("b.exr", "words")).reason, "");
     EXPECT_NE(DecodeImage(m_folder.MakeFile("b.null", "words")).reason, "");
+}
+
+TEST_F(DecodeImageTest, BlamesNoFileForADiskThatDoesNotGiveIt)
+{
+    const struct
+    {
+        ostrel::Path path;
+        const char *trouble;
+    } cases[] = {
+        {m_folder / "gone.exr", "No such file or directory"},
+        {"/proc/self/mem", "Input/output error"}, // Opens, and cannot be read from its beginning.
+        {m_folder.Folder(), "Is a directory"},
+    };
+    for (const auto &[path, trouble] : cases)
+    {
+        const ImageReport report = DecodeImage(path);
+        EXPECT_EQ(report.trouble, trouble);
+        EXPECT_EQ(report.reason, "") << trouble;
+    }
 }

@@ -109,3 +109,19 @@ TEST(Findings, LeaveOutWhatIsNotThereAndWhatCannotBeReadWhenTheyCompare)
     EXPECT_EQ(findings[1].state, ImageState::Undecodable);
     EXPECT_EQ(findings[3], ImageFinding());
 }
+
+TEST(Findings, SayNothingOfAnImageThatCouldNotBeLookedAt)
+{
+    const ImageReport good = GoodReport();
+    const ImageReport unseen = Changed(
+        [](auto &r)
+        {
+            r = {};
+            r.trouble = "no memory";
+        });
+    const auto findings = JudgeImages({&good, &unseen, &good, &unseen, &unseen}, 5);
+    EXPECT_EQ(findings[1].state, ImageState::Ok);
+    EXPECT_EQ(findings[1].detail, "");
+    EXPECT_EQ(findings[1].trouble, "no memory");
+    EXPECT_EQ(findings[0], ImageFinding()) << "and nothing against its neighbours";
+}

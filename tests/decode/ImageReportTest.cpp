@@ -12,6 +12,7 @@ namespace
 ImageReport FullReport()
 {
     ImageReport report;
+    report.trouble = "no memory";
     report.reason = "the file is empty";
     report.format = "openexr";
     report.formatByName = "png";

@@ -1,8 +1,10 @@
 // A decoder that does what the name of the file says, and reads no file.
+#include <cerrno>
 #include <csignal>
 #include <fcntl.h>
 #include <stdexcept>
 #include <sys/socket.h>
+#include <system_error>
 #include <unistd.h>
 #include <vector>
 
@@ -50,6 +52,10 @@ decode::ImageReport DecodeWildly(const ostrel::Path &path)
         Crash();
     if (what == "abort")
         std::raise(SIGABRT);
+    if (what == "kill")
+        std::raise(SIGKILL);
+    if (what == "refuse")
+        throw std::system_error(EAGAIN, std::generic_category(), "no thread");
     if (what == "hang")
         Hang();
     if (what == "eat")

@@ -2,6 +2,7 @@
 
 import json
 import os
+import pty
 import re
 import signal
 import subprocess
@@ -73,6 +74,37 @@ class Check(CheckedFrames):
         bad = [str(self.frame(number)) for number in (3, 4, 7, 9)]
         self.assertEqual(self.check("--paths").stdout.splitlines(), bad)
         self.assertEqual(self.check("--paths", "-0").stdout.split("\0"), bad + [""])
+
+    def test_names_beside_a_range_the_path_of_its_first_number_however_it_is_sorted(self):
+        for frame in (2, 3, 7, 8):
+            self.frame(frame).write_bytes(b"x" * (10 + frame))
+        for order in ([], ["--descending"], ["--sort", "size", "--descending"]):
+            lines = self.check(*order).stdout.splitlines()
+            self.assertIn(f"  too small    2,3,7,8  {self.frame(2)}", lines)
+
+    def test_gives_a_terminal_nothing_of_a_path_to_act_on(self):
+        done = self.run_corvan(
+            "check", "--format", "/none/\x1b[31m\n%d", "--range", "1,2", status=1
+        )
+        self.assertIn("/none/\\x1b[31m\\x0a%d  1,2\n", done.stdout)
+        self.assertIn("1,2  /none/\\x1b[31m\\x0a1\n", done.stdout)
+        self.assertNotIn("\x1b", done.stdout + done.stderr)
+        bad = self.run_corvan(
+            "check", "--format", "/none/\x1b%d", "--range", "1", "--paths", "-0", status=1
+        )
+        self.assertEqual(bad.stdout, "/none/\x1b1\0", "for a program")
+
+        self.frame(1).rename(self.renders / "\x1b1")
+        given = ["--format", f"{self.renders}/\x1b%d", "--range", "1,2"]
+        for command, path in (
+            (["check", *given, "--paths"], f"{self.renders}/\\x1b2"),
+            (["delete", *given, "--selected", "1", "--yes"], f"{self.renders}/\\x1b1"),
+        ):
+            ours, theirs = pty.openpty()
+            subprocess.run([BIN / "corvan", *command], env=self.env, stdout=theirs)
+            os.close(theirs)
+            self.assertEqual(os.read(ours, 1000).decode(), f"{path}\r\n")
+            os.close(ours)
 
     def test_ends_with_zero_where_no_frame_is_bad(self):
         table = json.loads(
@@ -186,6 +218,18 @@ class CannotLook(CheckedFrames):
         self.assertIn("3 files: 3 missing", done.stdout)
 
 
+    def test_for_frames_that_single_precision_gives_no_file_and_names_them(self):
+        self.pattern = str(self.renders / "f.%d.raw")
+        (self.renders / "f.1.raw").write_bytes(b"x" * 1000)
+        for frames, files, named in (
+            ("1,16777216", "1 file: 1 ok", "16777216"),
+            ("20261120", "0 files", "20261120"),
+        ):
+            done = self.run_corvan("check", "--format", self.pattern, "--range", frames, status=4)
+            self.assertIn(files, done.stdout)
+            self.assertIn(f"corvan: not looked for: {named}; ", done.stderr)
+
+
 class Nonsense(CheckedFrames):
     def test_ends_with_two_and_is_named(self):
         given = ["--format", self.pattern, "--range", "1"]
@@ -244,6 +288,13 @@ class DeletedFrames(CheckedFrames):
         self.assertIn("[y/N]", done.stderr)
         self.assertEqual(self.left(), [1, 2, 3, 5, 6, 7, 8])
 
+    def test_that_there_are_not_are_refused(self):
+        done = self.delete("--selected", "10-12", "--yes", status=1)
+        self.assertIn("there is no frame 10-12; there are 1-9", done.stderr)
+        done = self.delete("--selected", "8,10", "--yes")
+        self.assertIn("there is no frame 10; there are 1-9", done.stderr)
+        self.assertEqual(done.stdout, f"{self.frame(8)}\n")
+
     def test_wants_to_know_which(self):
         self.assertIn("--bad", self.delete("--yes", status=2).stderr)
         self.assertEqual(self.left(), [1, 2, 3, 5, 6, 7, 8])
@@ -259,6 +310,22 @@ class Plot(CheckedFrames):
             texts = [text.text for text in picture.iter("{http://www.w3.org/2000/svg}text")]
             self.assertIn(self.pattern, texts)
             self.assertIn("2 missing", texts)
+
+    def test_goes_to_standard_output_and_into_pipes(self):
+        given = ["plot", "--format", self.pattern, "--range", "1-9"]
+        for output in ("-", "/dev/stdout"):
+            done = self.run_corvan(*given, "-o", output)
+            xml.etree.ElementTree.fromstring(done.stdout)
+        self.assertEqual([path.name for path in self.folder.glob("-*")], [])
+        done = self.run_corvan(*given, "--format", self.pattern, "-o", "-", status=2)
+        self.assertEqual(done.stdout, "")
+        self.assertIn("2 formats", done.stderr)
+
+    def test_makes_no_folder(self):
+        file = self.folder / "nowhere" / "a.svg"
+        done = self.run_corvan("plot", "--format", self.pattern, "--range", "1", "-o", file, status=4)
+        self.assertIn(f"cannot write {file}: there is no folder {file.parent}", done.stderr)
+        self.assertFalse(file.parent.exists())
 
     def test_that_cannot_be_written_ends_with_four(self):
         done = self.run_corvan(
@@ -285,6 +352,26 @@ class CheckedJobs(CheckedFrames):
         one = json.loads(self.corvan("check", "--json", "--format-index", "1", job, status=1))
         self.assertEqual(one["tables"], checked["tables"][1:])
         self.assertIn("2 formats", self.run_corvan("check", "--format-index", "2", job, status=2).stderr)
+
+    def test_are_not_requeued_with_a_frame_that_they_have_not(self):
+        job = self.job("--format", self.pattern)
+        done = self.run_corvan("requeue", "--selected", "10", job, status=1)
+        self.assertIn("there is no frame 10; there are 1-9", done.stderr)
+        self.assertEqual(len(json.loads(self.corvan("list", "--json"))), 1)
+        done = self.run_corvan("requeue", "--selected", "9,10", job)
+        self.assertIn("there is no frame 10; there are 1-9", done.stderr)
+        self.assertEqual(self.parameter(done.stdout.strip(), "Range"), "9")
+
+    def test_that_are_requeued_are_told_where_the_output_is_closed(self):
+        job = self.job("--format", self.pattern)
+        done = subprocess.run(
+            [BIN / "corvan", "requeue", "--bad", job], env=self.env, stdout=open("/dev/full", "w"),
+            stderr=subprocess.PIPE, text=True,
+        )
+        new = json.loads(self.corvan("list", "--json"))[0]["id"]
+        self.assertNotEqual(new, job)
+        self.assertEqual(done.returncode, 1)
+        self.assertIn(f"; the new job is {new}\n", done.stderr)
 
     def test_that_are_none_are_wrong_usage(self):
         self.assertIn("no job fits 'nonsense'", self.run_corvan("check", "nonsense", status=2).stderr)

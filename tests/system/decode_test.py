@@ -175,11 +175,30 @@ class DecodeLimits(DecodeTest):
         b"__asan_init" in (BIN / "corvan").read_bytes(), "memory is not limited with sanitizers"
     )
     def test_of_memory_is_kept(self):
-        # 108 MB unpacked, which an interlaced image needs in one piece.
-        self.write(1, dark_png(6000, is_interlaced=True))
-        _, rows = self.check("1", "--decode-memory", "64")
-        self.assertEqual(rows[1]["state"], "undecodable")
-        self.assertIn("takes more memory than 64 MiB", rows[1]["detail"])
+        # 147 MB unpacked, which an interlaced image needs in one piece.
+        self.write(1, dark_png(7000, is_interlaced=True))
+        _, rows = self.check("1", "--decode-memory", "128", status=4)
+        self.assertEqual(rows[1]["state"], "ok")
+        self.assertEqual(rows[1]["not-looked-at"], "takes more memory than 128 MiB")
+
+    @unittest.skipIf(
+        b"__asan_init" in (BIN / "corvan").read_bytes(), "memory is not limited with sanitizers"
+    )
+    def test_are_no_fault_of_a_frame(self):
+        large = dark_png(7000, is_interlaced=True)
+        self.write(1, large)
+        self.write(2, b"x" * len(large))
+        given = ["--decode", "--decode-memory", "128",
+                 "--format", self.folder / "f.%d.png", "--range", "1,2"]
+        why = f"{self.folder}/f.1.png: takes more memory than 128 MiB"
+        done = self.run_corvan("check", *given, status=4)
+        self.assertIn("2 files: 1 ok, 1 undecodable", done.stdout)
+        self.assertIn(f"  not looked at  1  {why}\n", done.stdout)
+        self.assertEqual(done.stderr, f"corvan: could not look into 1 file, {why}\n")
+
+        done = self.run_corvan("delete", "--bad", "--yes", *given, status=4)
+        self.assertEqual(done.stdout, f"{self.folder}/f.2.png\n")
+        self.assertTrue((self.folder / "f.1.png").exists())
 
     def test_make_sense_or_are_refused(self):
         frames = ["check", "--format", self.folder / "f.%d.png", "--range", "1"]
@@ -188,6 +207,7 @@ class DecodeLimits(DecodeTest):
             ["--decode", "--decode-jobs", "0"],
             ["--decode", "--decode-seconds", "0"],
             ["--decode", "--decode-memory", "-1"],
+            ["--decode", "--decode-memory", "127"],
             ["--decode", "--decode-memory", "many"],
         ):
             with self.subTest(arguments):

@@ -6,7 +6,7 @@ import re
 import subprocess
 import unittest
 
-from farm import BIN, FarmTest
+from farm import BIN, PATIENCE, FarmTest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 PAGES = ROOT / "docs" / "man"
@@ -66,6 +66,16 @@ class Manual(unittest.TestCase):
             said = re.findall(r'\bsections? ("\w+"(?:(?:,| and) "\w+")*)', page(name))
             self.assertEqual(set(re.findall(r'"(\w+)"', " ".join(said))) - known, set(), name)
 
+    def test_has_one_table_of_exit_statuses(self):
+        table = re.findall(r"^  (\d) (.+)$", help_of(BIN / "corvan").split("Exit status:")[1], re.M)
+        self.assertEqual([status for status, _ in table], list("01234"))
+        for name, row in (
+            ("man/corvan.1", ".TP\n{}\n{}\n"), ("guide.md", "| {} | {} |\n"), ("check.md", "| {} | {} |\n")
+        ):
+            text = (ROOT / "docs" / name).read_text()
+            for status, meaning in table:
+                self.assertIn(row.format(status, meaning), text, name)
+
     def test_is_well_formed(self):
         for file in sorted(PAGES.iterdir()):
             done = subprocess.run(
@@ -73,6 +83,37 @@ class Manual(unittest.TestCase):
             )
             self.assertEqual((done.returncode, done.stderr), (0, ""), file.name)
             self.assertIn("NAME", done.stdout)
+
+
+SCENE = """
+camera { location <0, 1, -6> look_at 0 }
+light_source { <5, 9, -9> rgb 1 }
+sphere { <sin(Frame), 0, 0>, 1 pigment { granite scale 0.1 } }
+plane { y, -1 pigment { granite } }
+"""
+
+
+class Examples(FarmTest):
+    def setUp(self):
+        super().setUp()
+        self.env["PATH"] = f"{BIN}:{self.env['PATH']}"
+        self.work = self.folder / "a user's work"
+        self.work.mkdir()
+        (self.work / "clock.pov").write_text(SCENE)
+
+    def test_of_the_manual_can_be_pasted(self):
+        self.start_master()
+        blocks = re.findall(r"^\.nf\n(.*?)^\.fi$", page("corvan.1"), re.M | re.S)
+        self.assertGreater(len(blocks), 1)
+        done = subprocess.run(
+            ["bash", "-e", "-u", "-c", "".join(blocks)], env=self.env, cwd=self.work,
+            stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=PATIENCE,
+        )
+        self.assertEqual(done.returncode, 0, done)
+        self.assertIn("12 files: 12 ok", done.stdout)
+        frames = sorted(path.name for path in self.work.glob("*.png"))
+        self.assertEqual(frames, [f"clock.{number:04d}.png" for number in range(1, 13)])
+        self.assertEqual((self.work / "bad.txt").read_text(), "")
 
 
 class Completion(FarmTest):

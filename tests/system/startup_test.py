@@ -53,11 +53,13 @@ class WrongUsage(FarmTest):
         self.assertTrue(line.endswith("Command line specified: "), line)
         self.assertIn(f"{FATAL}\n\nUsage: Ordwick <JobID>\n", log)
         self.assertLess(log.index("Command line specified:"), log.index(FATAL))
+        self.assertNotIn("corvan watch", log)
         self.assert_asked_nobody(log)
 
     def test_with_what_is_no_identifier(self):
         log = self.refuse("tower", "9d6e1a3c-2f0b-4a55-8c1e-0b5f2f1d7a10")
         self.assertIn("Command line specified: tower\n", log)
+        self.assertIn('"tower" is no identifier of a job; "corvan watch" takes a job\'s name, too\n', log)
         self.assertIn(f"{FATAL}\n\nUsage: Ordwick <JobID>\n", log)
         self.assert_asked_nobody(log)
 

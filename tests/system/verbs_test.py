@@ -50,6 +50,39 @@ class Submit(FarmTest):
         )
 
 
+    def test_without_a_name_is_called_after_its_pattern(self):
+        for pattern, name in (
+            ("/r/tower.%04d.png", "tower"),
+            ("/r/tower_####.png", "tower"),
+            ("/r/tower/%d.png", "tower"),
+            ("/%d.png", "Command"),
+            ("/r/50%% \x1b[31mred-%d", "50% [31mred"),
+        ):
+            job = self.submit("exit", "--paused", "--range", "1", "--format", pattern)
+            self.assertEqual(self.show(job)["name"], name)
+
+    def submit_into(self, output, **more):
+        """What is told of a job whose identifier cannot be printed."""
+        done = subprocess.run(
+            [BIN / "corvan", "submit", "Command", "--range", "1", "--paused", "--set", "Program=true"],
+            env=self.env, stdout=output, stderr=subprocess.PIPE, text=True, **more,
+        )
+        self.assertEqual(done.returncode, 1, done)
+        job = json.loads(self.corvan("list", "--json"))[0]["id"]
+        self.assertIn(f"; the new job is {job}\n", done.stderr)
+        return done.stderr
+
+    def test_tells_the_identifier_where_the_output_is_full_or_closed(self):
+        with open("/dev/full", "w", encoding="utf-8") as full:
+            self.assertIn("No space left", self.submit_into(full))
+        reads, writes = os.pipe()
+        os.close(reads)
+        with open(writes, "w", encoding="utf-8") as broken:
+            self.assertIn("Broken pipe", self.submit_into(broken))
+        closed = self.submit_into(None, preexec_fn=lambda: os.close(1))
+        self.assertIn("Bad file descriptor", closed)
+
+
 class Frames(FarmTest):
     def setUp(self):
         super().setUp()
@@ -83,10 +116,10 @@ class Frames(FarmTest):
             "task 0: frames 1 to 1, Failed, tried 3 times, exit code 7", self.corvan("show", job)
         )
 
-    def test_done_show_as_progress_where_there_is_no_terminal(self):
+    def test_done_show_as_counts_where_there_is_no_terminal(self):
         job = self.submit("exit", "--range", "1-4")
         done = self.run_corvan("wait", job)
-        self.assertTrue(done.stderr.endswith("4/4\n"), done.stderr)
+        self.assertRegex(done.stderr, r"^([0-3]/4\n)*4/4\n$")
 
 
 class ListAndShow(FarmTest):
@@ -113,7 +146,7 @@ class ListAndShow(FarmTest):
     def test_a_name_that_two_jobs_have_is_refused(self):
         for _ in range(2):
             self.submit("exit", "--paused", "--range", "1", "--name", "twin")
-        self.assertIn("2 jobs fit 'twin'", self.run_corvan("show", "twin", status=1).stderr)
+        self.assertIn("2 jobs fit 'twin'", self.run_corvan("show", "twin", status=2).stderr)
 
     def test_output_that_cannot_be_written_is_told(self):
         with open("/dev/full", "w", encoding="utf-8") as full:
@@ -250,12 +283,33 @@ class Log(FarmTest):
         self.assertIn("out 4\nerr\n", self.corvan("log", job, "0"))
         self.assertIn("out 5\nerr\n", self.corvan("log", job, "1"))
         log = self.corvan("log", job)
-        self.assertLess(log.index("== task 0, frames 4 to 4, Done =="), log.index("out 4"))
-        self.assertLess(log.index("out 4"), log.index("== task 1, frames 5 to 5, Done =="))
+        headings = [f"== task {i}, frames {i + 4} to {i + 4}, Done, tried once, exit code 0 ==" for i in (0, 1)]
+        self.assertLess(log.index(headings[0]), log.index("out 4"))
+        self.assertLess(log.index("out 4"), log.index(headings[1]))
 
-    def test_of_a_task_that_is_not_there_is_refused(self):
-        job = self.submit("exit", "--range", "1")
-        self.run_corvan("log", job, "1", status=1)
+    def test_tells_how_the_command_ended_and_how_often_it_was_tried(self):
+        job = self.submit('test $1 = 4 && exit 7; kill -9 $$', "--range", "4-5")
+        self.corvan("wait", job, status=1)
+        headings = [
+            "== task 0, frames 4 to 4, Failed, tried 3 times, exit code 7 ==\n",
+            "== task 1, frames 5 to 5, Failed, tried 3 times, ended by a signal ==\n",
+        ]
+        self.assertEqual(self.corvan("log", job), "".join(headings))
+        for task, heading in enumerate(headings):
+            done = self.run_corvan("log", job, str(task))
+            self.assertEqual((done.stdout, done.stderr), ("", heading))
+
+    def test_of_a_task_that_was_not_started_says_so(self):
+        job = self.submit("exit", "--paused", "--range", "1")
+        for arguments in ([], ["0"]):
+            done = self.run_corvan("log", job, *arguments)
+            self.assertEqual(done.stdout, "")
+            self.assertIn("was started yet" if not arguments else "was not started yet", done.stderr)
+
+    def test_of_a_task_that_is_not_there_is_wrong(self):
+        job = self.submit("exit", "--range", "1-3")
+        done = self.run_corvan("log", job, "3", status=2)
+        self.assertIn("the job has no task 3; it has 0 to 2", done.stderr)
 
 
 class Cancel(FarmTest):
@@ -283,31 +337,62 @@ class Refusals(FarmTest):
         self.start_master()
 
     def test_each_says_what_and_why(self):
-        nobody = "00000000-0000-4000-8000-000000000000"
         command = ["submit", "Command", "--set", "Program=true"]
-        cases = [
-            (["show", nobody], nobody),
-            (["wait", nobody], nobody),
-            (["cancel", "nobody"], "no job fits 'nobody'"),
-            (["watch", "nobody"], "no job fits 'nobody'"),
+        arguments_that_are_none = [
             (["submit", "Commando", "--range", "1"], "no job type 'Commando'"),
             ([*command, "--range", "1-20000000"], "Range"),
             ([*command, "--range", "1-10:5"], "Range"),
-            ([*command, "--range", ""], "range"),
             ([*command, "--range", "1", "--format", "/r/a.exr"], "/r/a.exr"),
             ([*command, "--range", "1", "--format", "/r/%s.exr"], "/r/%s.exr"),
-            ([*command, "--range", "1", "--set", "PacketSize=0"], "PacketSize"),
             (["watch", "/r/%d/%d.exr", "1-5"], "/r/%d/%d.exr"),
             (["watch", "/r/%d.exr", "5-"], "5-"),
             (["watch", "/r/%d.exr", ""], "names no frame"),
         ]
-        for arguments, text in cases:
-            with self.subTest(arguments):
-                done = self.run_corvan(*arguments, status=1)
-                self.assertTrue(done.stderr.startswith("corvan: "), done.stderr)
-                self.assertIn(text, done.stderr)
-                self.assertEqual(done.stdout, "")
+        values_that_no_job_takes = [
+            ([*command, "--range", ""], "range"),
+            ([*command, "--range", "1", "--set", "PacketSize=0"], "PacketSize"),
+            ([*command, "--range", "1", "--format", b"/r/a\xff.%d.exr"], "ImageFormat: the value is not UTF-8"),
+        ]
+        for status, cases in ((2, arguments_that_are_none), (1, values_that_no_job_takes)):
+            for arguments, text in cases:
+                with self.subTest(arguments):
+                    done = self.run_corvan(*arguments, status=status)
+                    self.assertIn("corvan: ", done.stderr)
+                    self.assertIn(text, done.stderr)
+                    self.assertEqual(done.stdout, "")
         self.assertEqual(json.loads(self.corvan("list", "--json")), [])
+
+    def test_of_a_job_that_there_is_not_are_the_same_in_every_verb(self):
+        nobody = "00000000-0000-4000-8000-000000000000"
+        self.submit("exit", "--paused", "--range", "1", "--name", "twin")
+        self.submit("exit", "--paused", "--range", "1", "--name", "twin")
+        verbs = [
+            ["show"], ["wait"], ["log"], ["cancel"], ["watch"], ["set"], ["check"],
+            ["requeue", "--bad"], ["delete", "--bad"], ["plot", "-o", "p.svg"],
+        ]
+        for job, why in (
+            (nobody, f"no job has the identifier {nobody}"),
+            ("nobody", "no job fits 'nobody'"),
+            ("twin", "2 jobs fit 'twin'"),
+        ):
+            for verb in verbs:
+                with self.subTest(verb=verb, job=job):
+                    more = ["Note=x"] if verb == ["set"] else []
+                    done = self.run_corvan(*verb, job, *more, status=2)
+                    self.assertTrue(done.stderr.startswith(f"corvan: {why}"), done.stderr)
+                    self.assertEqual(done.stdout, "")
+
+    def test_do_not_echo_all_of_a_long_argument(self):
+        for arguments in (
+            ["check", "--range", "1", "--format", "/" + "x" * 70_000],
+            ["submit", "Command", "--range", "1", "--format", "/" + "x" * 70_000],
+            ["submit", "Command", "--range", "1-" * 30_000],
+            ["watch", "/r/%d.exr", "1-" * 30_000],
+            ["show", "y" * 70_000],
+            ["z" * 70_000],
+        ):
+            done = self.run_corvan(*arguments, status=2)
+            self.assertLess(len(done.stderr), 600, arguments[0])
 
 
 class Usage(FarmTest):
@@ -327,6 +412,37 @@ class Usage(FarmTest):
         for arguments in cases:
             with self.subTest(arguments):
                 self.assertNotEqual(self.run_corvan(*arguments, status=2).stderr, "")
+
+    def test_is_told_in_words_of_what_was_typed(self):
+        cases = [
+            (["frobnicate"], "'frobnicate' is no verb; there are submit, list,"),
+            (["chekc", "tower"], "'chekc' is no verb; did you mean 'check'?"),
+            (["--master", "unix:/x", "lst"], "'lst' is no verb; did you mean 'list'?"),
+            ([], "what is to be done? Give one of submit, list,"),
+            (["list", "--limt", "3"], "there is no option '--limt'; did you mean '--limit'?"),
+            (["list", "more"], "'more' is one argument too many"),
+            (["list", "--limit", "-1"], "--limit: '-1' is not a whole number from 0 to 4294967295"),
+            (["list", "--limit"], "--limit wants a value"),
+            (["list", "--master", ""], '"" is no address of a Master'),
+            (["list", "--master="], "--master wants a value"),
+            (["log", "tower", "x"], "TASK: 'x' is not a whole number from 0 to 4294967295"),
+            (["show"], "JOB is missing"),
+            (["check", "--format", "a%d", "--range", "1", "--variation", "15%"],
+             "--variation: '15%' is not a number from 0 up"),
+            (["check", "--format", "a%d", "--range", "1", "--decode-memory", "1"],
+             "--decode-memory: '1' is not a whole number from 128 to 1048576"),
+            (["check", "--format", "a%d", "--range", "1", "--decode-memory", "128"],
+             "--decode-memory goes with --decode"),
+            (["check", "--format", "a%d", "--range", "1", "--paths", "--json"],
+             "--json does not go with --paths"),
+        ]
+        for arguments, text in cases:
+            with self.subTest(arguments):
+                self.assertIn(f"corvan: {text}", self.run_corvan(*arguments, status=2).stderr)
+
+    def test_options_files_that_are_not_there_are_named(self):
+        done = self.run_corvan("list", "--options", "/no/such.ini")
+        self.assertIn("there is no options file '/no/such.ini'", done.stderr)
 
     def test_common_options_stand_before_or_after_the_verb(self):
         address = self.env.pop("CORVAN_MASTER")
