@@ -464,13 +464,14 @@ TEST_F(FrameCommandsTest, TenThousandDeletionsLeaveTheWindowAliveAndAreAllLogged
     Start();
     ConnectWithJob({{p_Range, "1-10000"}});
     WaitFor([this] { return List().RowCount() == 10'000; }, 30);
-    // Those that were looked at are too small, the others are missing so far: the pass goes on.
-    FocusList();
+    // Those that were looked at are too small, the others are missing so far: the pass goes on, and
+    // keys would wait for it.
     FakeUnlink fake;
     fake.wait = std::chrono::microseconds(500);
     const auto begin = LongestStretch::Clock::now();
     double stretch = 0;
-    WhileModal([&] { ChooseFromMenu(k_IdDeleteBad); },
+    wxCommandEvent command(wxEVT_MENU, k_IdDeleteBad);
+    WhileModal([&] { Window().GetEventHandler()->ProcessEvent(command); },
                [&](wxTopLevelWindow &dialog)
                {
                    EXPECT_EQ(dialog.GetTitle(), "Deleting files");
