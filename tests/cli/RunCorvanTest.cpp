@@ -98,7 +98,6 @@ TEST(RunCorvan, TakesANegativeNumberAsAValue)
         {{"--output", "-5"}, {"--output=-5"}},
         {{"--paths", "-0"}, {"--paths", "-0"}},
         {{"--offset", "-5"}, {"--offset=-5"}},
-        {{"--limit", "-5"}, {"--limit=-5"}},
         {{"--", "--range", "-5"}, {"--", "--range", "-5"}},
         {{"--range=-5"}, {"--range=-5"}},
         {{"-5"}, {"-5"}},
