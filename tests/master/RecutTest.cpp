@@ -73,7 +73,7 @@ TEST_F(RecutTest, KeepsWhatIsInBothCutsAndWhatIsRenderedAlready)
     {
         const auto old = Cut(before, sizeBefore);
         const auto cut = Cut(after, sizeAfter);
-        const Recut recut = RecutTasks({old, cut, keep}, {}, Tasks(tasks));
+        const Recut recut = RecutTasks({old, cut, keep}, JobState(), Tasks(tasks));
         const std::string letters = Letters(recut.tasks, cut.size());
         EXPECT_EQ(letters, kept) << before << " to " << after;
         EXPECT_EQ(recut.done, unsigned(std::ranges::count(letters, 'D')));
