@@ -99,7 +99,7 @@ TEST_F(CorvanClientAppTest, TakesTheAddressFromTheFirstOfFourPlaces)
         const EnvironmentGuard set("CORVAN_MASTER", "unix:/environment.sock");
         EXPECT_EQ(AddressWith({}), "unix:/environment.sock");
         EXPECT_EQ(AddressWith({"--master", "farm:5000"}), "farm:5000");
-        EXPECT_EQ(AddressWith({"--master", ""}), "unix:/environment.sock");
+        EXPECT_EQ(AddressWith({"--master", ""}), "") << "the variable of a script was not set";
     }
     const EnvironmentGuard empty("CORVAN_MASTER", "");
     EXPECT_EQ(AddressWith({}), "unix:/options.sock");
