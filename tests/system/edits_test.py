@@ -80,7 +80,7 @@ class EditsOfTranslatedFormats(WindowTest):
     """Of a job whose formats this machine writes in another way than the farm does."""
 
     def make_job(self):
-        self.formats = "//farm/shots/f.%04d.raw;//farm/shots/g.%04d.raw"
+        self.formats = "//server/shots/f.%04d.raw;//server/shots/g.%04d.raw"
         self.job = self.submit(
             "exit", "--paused", "--range", "1-3", "--format", self.formats.split(";")[0], "--name", "frames"
         )
@@ -91,7 +91,7 @@ class EditsOfTranslatedFormats(WindowTest):
             (self.shots / f"f.{number:04}.raw").write_bytes(b"x" * self.SIZE)
 
     def test_without_an_edit_leave_the_job_as_it_is_and_with_one_go_out_in_the_farms_notation(self):
-        options = f"[PathMap]\n//farm/shots = {self.shots}\n"
+        options = f"[PathMap]\n//server/shots = {self.shots}\n"
         window = self.open_window(self.job, options=options)
         window.wait_for_status("3 Files | 0 Missing | 0 Too Small")
 
@@ -113,7 +113,7 @@ class EditsOfTranslatedFormats(WindowTest):
         press("Return")
         window.log.wait_for("Sending updated image format")
         window.log.wait_for("Received Job parameter 'ImageFormat'")
-        self.assertEqual(self.parameter(self.job, "ImageFormat"), self.formats + ";//farm/shots/h.%d")
+        self.assertEqual(self.parameter(self.job, "ImageFormat"), self.formats + ";//server/shots/h.%d")
         told = [line for line in window.log.seen if "ShowNotice" in line or "read back" in line]
         self.assertEqual(told, [])
         self.assertEqual(window.close(), 0)

@@ -423,7 +423,7 @@ TEST_F(JobEditsTest, FormatsThatDoNotReadBackAreSentAndTold)
         {"//server/shots/b/%d", "//server/shots/b/%d", ""},
         {"/x/y/%d", "/x/y/%d", ""},
     };
-    Watch("1-5", {}, "[PathMap]\n//server/shots = /mnt/shots\n/farm = /local\n");
+    Watch("1-5", {}, "[PathMap]\n//server/shots = /mnt/shots\n/shared = /local\n");
     for (const auto &[value, sent, changed] : cases)
     {
         Window().HideNotice();
@@ -440,9 +440,9 @@ TEST_F(JobEditsTest, FormatsThatDoNotReadBackAreSentAndTold)
     }
 
     // A path that the farm's notation has for another.
-    EditFormats([](wxTopLevelWindow &dialog) { EnterFormat(dialog, 101, "/farm/%d"); });
-    EXPECT_EQ(SentParameters().back(), "ImageFormat = /x/y/%d;/farm/%d");
-    EXPECT_TRUE(Window().Notice().Contains("from /farm/%d on: ")) << Window().Notice();
+    EditFormats([](wxTopLevelWindow &dialog) { EnterFormat(dialog, 101, "/shared/%d"); });
+    EXPECT_EQ(SentParameters().back(), "ImageFormat = /x/y/%d;/shared/%d");
+    EXPECT_TRUE(Window().Notice().Contains("from /shared/%d on: ")) << Window().Notice();
 }
 
 TEST_F(JobEditsTest, ACancelledListOfFormatsSendsNothing)
