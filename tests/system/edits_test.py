@@ -110,7 +110,7 @@ class EditsOfTranslatedFormats(WindowTest):
         write(f"{self.folder}/50%%done/h.%d")
         press("Return")
         window.wait_for_dialog("Edit Image Formats")
-        press("Return")
+        press("Tab", "Tab", "space")  # From Add over Cancel to OK; the others are disabled.
         window.log.wait_for("Sending updated image format")
         window.log.wait_for("Received Job parameter 'ImageFormat'")
         self.assertEqual(self.parameter(self.job, "ImageFormat"), self.formats + ";//server/shots/h.%d")
