@@ -7,6 +7,7 @@ import shutil
 import signal
 import subprocess
 import tempfile
+import time
 import unittest
 
 BIN = pathlib.Path(os.environ["ORDWICK_BIN"])
@@ -14,6 +15,14 @@ SHARE = pathlib.Path(__file__).resolve().parents[2] / "share"
 
 # Longer than anything takes; only a test that hangs comes to it.
 PATIENCE = 120
+
+
+def wait_until(is_so):
+    """Looks again and again until something is so. Gives what was told then."""
+    end = time.monotonic() + PATIENCE
+    while not (told := is_so()):
+        assert time.monotonic() < end, "it does not come to be so"
+    return told
 
 
 class FarmTest(unittest.TestCase):

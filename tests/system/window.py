@@ -7,7 +7,7 @@ import select
 import subprocess
 import time
 
-from farm import BIN, PATIENCE, SHARE, FarmTest
+from farm import BIN, PATIENCE, SHARE, FarmTest, wait_until
 
 ARTEFACTS = pathlib.Path(__file__).resolve().parents[2] / "artefacts" / "system"
 
@@ -30,14 +30,6 @@ def theme_colour(name):
     text = (SHARE / "colours" / "Dark.ini").read_text()
     code = re.search(rf"^{name} *= *#(\w+)", text, re.MULTILINE).group(1)
     return tuple(bytes.fromhex(code))
-
-
-def wait_until(is_so):
-    """Looks again and again until something is so. Gives what was told then."""
-    end = time.monotonic() + PATIENCE
-    while not (told := is_so()):
-        assert time.monotonic() < end, "it does not come to be so"
-    return told
 
 
 def tell(*command):
