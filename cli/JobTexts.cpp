@@ -51,10 +51,12 @@ String TriesText(unsigned tries)
 // How the last try ended that did.
 String EndText(const TaskInfo &task)
 {
+    const char *const which = task.status == JobStatus::Running ? "the one before: " : "";
+    if (!task.reason.empty())
+        return fmt::format(", {}{}", which, ShownText(task.reason));
     // Nothing is kept of a try that was cut off.
     if (task.exitCode == 0 && task.status != JobStatus::Done)
         return {};
-    const char *const which = task.status == JobStatus::Running ? "the one before: " : "";
     if (task.exitCode < 0)
         return fmt::format(", {}ended by a signal", which);
     return fmt::format(", {}exit code {}", which, task.exitCode);
@@ -106,10 +108,12 @@ String ListHeading()
 String ListLine(const Job &job)
 {
     const ostrel::UID origin = corvan::OriginOf(job);
-    return fmt::format("{:8}  {:9}  {:18}  {:10}  {}{}", ShortId(job),
+    const String waiting = job.ParameterText(corvan::p_Waiting, false);
+    return fmt::format("{:8}  {:9}  {:18}  {:10}  {}{}{}", ShortId(job),
                        corvan::StatusName(StatusOf(job)), CountsText(CountsOf(job)),
                        job.TypeString(), job.Name(),
-                       origin.IsNil() ? "" : " (requeue of " + ShortId(origin) + ")");
+                       origin.IsNil() ? "" : " (requeue of " + ShortId(origin) + ")",
+                       waiting.empty() ? "" : " (waits: " + ShownText(waiting) + ")");
 }
 
 String JobReport(const Job &job, std::span<const TaskInfo> tasks)
@@ -148,6 +152,7 @@ nlohmann::ordered_json TaskJson(const TaskInfo &task)
         {"index", task.index},         {"firstFrame", task.firstFrame},
         {"lastFrame", task.lastFrame}, {"status", corvan::StatusName(task.status)},
         {"tries", task.tries},         {"exitCode", task.exitCode},
+        {"reason", std::string(task.reason)},
     };
 }
 

@@ -36,11 +36,12 @@ String ShortId(const Job &job);
 String CountsText(const TaskCounts &counts);
 
 /// One line of `corvan list`, or its heading. No newline. Behind the name of a requeue stands of
-/// which job it is one.
+/// which job it is one, and behind that why a job waits.
 String ListHeading();
 String ListLine(const Job &job);
 
-/// "frames 2 to 5, Failed, tried 3 times, exit code 7": what became of a task that was started.
+/// "frames 2 to 5, Failed, tried 3 times, exit code 7": what became of a task that was started. In
+/// place of the exit code stands the reason where there is one.
 String TaskText(const TaskInfo &task);
 
 /// All of `corvan show`.
@@ -48,7 +49,7 @@ String JobReport(const Job &job, std::span<const TaskInfo> tasks);
 
 /// A job as JSON: "id", "type", "name", "status" (its name) and "parameters", all that is set.
 nlohmann::ordered_json JobJson(const Job &job);
-/// A task: "index", "firstFrame", "lastFrame", "status", "tries", "exitCode".
+/// A task: "index", "firstFrame", "lastFrame", "status", "tries", "exitCode", "reason".
 nlohmann::ordered_json TaskJson(const TaskInfo &task);
 
 /// JSON as it is printed: indented, with bytes that are no UTF-8 replaced.

@@ -27,26 +27,34 @@ public:
                          "the task's number, the first is 0; all that were started where it is "
                          "left out")
             ->check(WholeBetween(0, std::numeric_limits<unsigned>::max()));
+        verb->add_option("--try", m_attempt,
+                         "of the task's tries this one, the first is 1; the last where it is left "
+                         "out")
+            ->check(WholeBetween(1, std::numeric_limits<unsigned>::max()));
         return verb;
     }
 
     ExitStatus Run(Client &client) override
     {
+        if (m_task.empty() && !m_attempt.empty())
+            throw new Failure(k_WrongUsage, "--try: of which TASK?");
         const UID job = FindJob(client, m_job)->ID();
         const std::vector<TaskInfo> tasks = AskForTasks(client, job);
         if (m_task.empty())
             PrintAll(client, job, tasks);
         else
-            PrintOne(client, job, tasks, unsigned(*ReadWhole(m_task)));
+            PrintOne(client, job, tasks, unsigned(*ReadWhole(m_task)),
+                     m_attempt.empty() ? 0 : unsigned(*ReadWhole(m_attempt)));
         return k_Done;
     }
 
 private:
-    static String TaskLog(Client &client, const UID &job, unsigned task)
+    static String TaskLog(Client &client, const UID &job, unsigned task, unsigned attempt)
     {
         const auto question = NewMessage<corvan::GetTaskLogMsg>();
         question->job = job;
         question->task = task;
+        question->attempt = attempt;
         return client.Ask<corvan::TaskLogMsg>(question)->text;
     }
 
@@ -64,7 +72,7 @@ private:
 
     // What the command printed is all that goes to standard output.
     static void PrintOne(Client &client, const UID &job, const std::vector<TaskInfo> &tasks,
-                         unsigned index)
+                         unsigned index, unsigned attempt)
     {
         const auto task =
             std::ranges::find_if(tasks, [=](const TaskInfo &one) { return one.index == index; });
@@ -78,7 +86,7 @@ private:
             fmt::print(stderr, "task {} was not started yet\n", index);
         else
             PrintHeading(stderr, *task);
-        fmt::print("{}", TaskLog(client, job, index));
+        fmt::print("{}", TaskLog(client, job, index, attempt));
     }
 
     static void PrintAll(Client &client, const UID &job, const std::vector<TaskInfo> &tasks)
@@ -90,7 +98,7 @@ private:
                 continue;
             isStarted = true;
             PrintHeading(stdout, task);
-            fmt::print("{}", TaskLog(client, job, task.index));
+            fmt::print("{}", TaskLog(client, job, task.index, 0));
         }
         if (!isStarted)
             fmt::print(stderr, "no task was started yet\n");
@@ -98,6 +106,7 @@ private:
 
     String m_job;
     std::string m_task;
+    std::string m_attempt;
 };
 
 } // namespace

@@ -5,6 +5,7 @@
 #include "cli/FindJob.h"
 #include "cli/JobTexts.h"
 #include "cli/ProgressBar.h"
+#include "cli/ShownText.h"
 #include "cli/Verb.h"
 #include "corvan/Messenger.h"
 #include "corvan/Parameters.h"
@@ -83,12 +84,20 @@ private:
             fmt::print(stderr, "the job is paused\n");
         }
         m_wasPaused = isPaused;
+        const String waiting = m_job->ParameterText(corvan::p_Waiting, false);
+        if (waiting != m_waiting && !waiting.empty())
+        {
+            m_bar.End();
+            fmt::print(stderr, "the job waits: {}\n", ShownText(waiting));
+        }
+        m_waiting = waiting;
     }
 
     UID m_id;
     ProgressBar &m_bar;
     JobPointer m_job;
     bool m_wasPaused = false;
+    String m_waiting;
     std::vector<ostrel::SignalConnection> m_connections;
 };
 

@@ -50,6 +50,8 @@ void WriteTask(const TaskInfo &task, wire::Task &wireTask)
     wireTask.set_status(int(task.status));
     wireTask.set_tries(task.tries);
     wireTask.set_exit_code(task.exitCode);
+    if (!task.reason.empty())
+        wireTask.set_reason(MakeUtf8(task.reason));
 }
 
 /// As `ReadOptionalId` reads it.
@@ -73,7 +75,7 @@ bool ReadTask(const wire::Task &wireTask, TaskInfo &task, String *reason)
         return false;
     }
     task = {wireTask.index(), wireTask.first_frame(), wireTask.last_frame(),
-            *status,          wireTask.tries(),       wireTask.exit_code()};
+            *status,          wireTask.tries(),       wireTask.exit_code(), wireTask.reason()};
     return true;
 }
 
@@ -232,12 +234,14 @@ void GetTaskLogMsg::Write(wire::Envelope &envelope) const
     wire::GetTaskLog &body = *envelope.mutable_get_task_log();
     body.set_job(job.ToString());
     body.set_task(task);
+    body.set_attempt(attempt);
 }
 
 bool GetTaskLogMsg::Read(const wire::Envelope &envelope, String *reason)
 {
     const wire::GetTaskLog &body = envelope.get_task_log();
     task = body.task();
+    attempt = body.attempt();
     return ReadId(body.job(), "job", job, reason);
 }
 
@@ -246,6 +250,7 @@ void TaskLogMsg::Write(wire::Envelope &envelope) const
     wire::TaskLog &body = *envelope.mutable_task_log();
     body.set_job(job.ToString());
     body.set_task(task);
+    body.set_attempt(attempt);
     body.set_text(MakeUtf8(text));
 }
 
@@ -253,6 +258,7 @@ bool TaskLogMsg::Read(const wire::Envelope &envelope, String *reason)
 {
     const wire::TaskLog &body = envelope.task_log();
     task = body.task();
+    attempt = body.attempt();
     text = body.text();
     return ReadId(body.job(), "job", job, reason);
 }

@@ -169,6 +169,7 @@ struct TaskInfo
     JobStatus status = JobStatus::Queued;
     unsigned tries = 0;
     int exitCode = 0; ///< Of the last try that ended; -1 when a signal ended it.
+    String reason{};  ///< Why that try failed, where the exit code does not tell.
 };
 
 /// Master to client: the tasks of a job, in the order of their frames.
@@ -201,9 +202,10 @@ public:
 
     UID job;
     unsigned task = 0;
+    unsigned attempt = 0; ///< Which try, from 1; 0 for the last.
 };
 
-/// Master to client: the end of what a task's last try printed, a mebibyte at most.
+/// Master to client: the end of what a try of a task printed, a mebibyte at most.
 class TaskLogMsg : public MessageOf<TaskLogMsg>
 {
 public:
@@ -217,6 +219,7 @@ public:
 
     UID job;
     unsigned task = 0;
+    unsigned attempt = 0; ///< Which try, from 1; 0 of a task that was not started yet.
     String text;
 };
 

@@ -21,6 +21,7 @@ const String p_Created = "Created";
 const String p_TasksTotal = "TasksTotal";
 const String p_TasksDone = "TasksDone";
 const String p_TasksFailed = "TasksFailed";
+const String p_Waiting = "Waiting";
 
 const std::vector<String> &ParameterNames()
 {
@@ -28,6 +29,7 @@ const std::vector<String> &ParameterNames()
         p_ImageFormat, p_Range,      p_UserRange, p_CustomRange, p_SequenceBy, p_RenumberStart,
         p_RenumberBy,  p_PacketSize, p_Type,      p_Status,      p_Note,       p_Name,
         p_Priority,    p_RequeueOf,  p_Created,   p_TasksTotal,  p_TasksDone,  p_TasksFailed,
+        p_Waiting,
     };
     return s_names;
 }
@@ -35,7 +37,7 @@ const std::vector<String> &ParameterNames()
 bool IsMasterParameter(const String &name)
 {
     return name == p_Created || name == p_TasksTotal || name == p_TasksDone ||
-           name == p_TasksFailed;
+           name == p_TasksFailed || name == p_Waiting;
 }
 
 } // namespace corvan

@@ -28,6 +28,7 @@ extern const String p_Created;       ///< "Created": ISO 8601 UTC, set by the Ma
 extern const String p_TasksTotal;    ///< "TasksTotal": packets of the job, set by the Master alone.
 extern const String p_TasksDone;     ///< "TasksDone", set by the Master alone.
 extern const String p_TasksFailed;   ///< "TasksFailed", set by the Master alone.
+extern const String p_Waiting;       ///< "Waiting": why the job does not go on; the Master's alone.
 
 /// All of these names.
 const std::vector<String> &ParameterNames();

@@ -94,11 +94,17 @@ bool CanRender(const Job &job, const std::vector<Packet> &packets, String *reaso
            BuildRenderCommand(job, packets.front(), packets.front().firstFrame, reason);
 }
 
-void ReadTask(const TaskState &task, corvan::TaskInfo &info)
+// Reasons have so much room in all: a list of tasks may fill a message as it is.
+void ReadTask(const TaskState &task, corvan::TaskInfo &info, std::size_t &reasonBytes)
 {
     info.status = task.status;
     info.tries = task.tries;
     info.exitCode = task.exitCode;
+    if (task.reason.size() <= reasonBytes)
+    {
+        info.reason = task.reason;
+        reasonBytes -= task.reason.size();
+    }
 }
 
 } // namespace
@@ -252,9 +258,10 @@ void Dispatcher::SendTasks(const Request &request, const corvan::GetTasksMsg &me
     answer->job = message.job;
     for (const Packet &packet : m_cache.GetCut(message.job)->packets)
         answer->tasks.push_back(QueuedTask(unsigned(answer->tasks.size()), packet));
+    std::size_t reasonBytes = k_ReasonBytes;
     for (const TaskState &task : m_store.Tasks().List(*state))
         if (task.index < answer->tasks.size())
-            ReadTask(task, answer->tasks[task.index]);
+            ReadTask(task, answer->tasks[task.index], reasonBytes);
     if (state->status == JobStatus::Cancelled)
         for (corvan::TaskInfo &task : answer->tasks)
             if (task.status == JobStatus::Queued)
@@ -278,7 +285,13 @@ void Dispatcher::SendTaskLog(const Request &request, const corvan::GetTaskLogMsg
     answer->task = message.task;
     const TaskState task =
         m_store.Tasks().Find(*state, message.task).value_or(TaskState{.index = message.task});
-    answer->text = m_logs.ReadTail(message.job, LogNumber(*state, task));
+    if (message.attempt > task.tries)
+        return request.Refuse("task " + std::to_string(message.task) + " was tried " +
+                                  std::to_string(task.tries) + " times",
+                              message.job, message.job.ToString());
+    answer->attempt = message.attempt == 0 ? task.tries : message.attempt;
+    answer->text = m_logs.ReadTail(message.job, LogNumber(*state, task), answer->attempt,
+                                   answer->attempt == task.tries);
     request.Answer(answer);
 }
 
@@ -439,6 +452,9 @@ void Dispatcher::CarryOut(const Job &before, Change &change, Outbox &outbox)
         outbox.Tell(change.state.id, name, value);
     if (change.isStatusWished)
         ChangeStatus(change.state, change.request, outbox);
+    // What was mended is tried, and what somebody wants to go on.
+    if (change.changesCommands || change.isStatusWished)
+        outbox.TryNow(change.state.id);
     if (!change.packets.empty())
         CutAnew(before, change, outbox);
     if (change.changesJob)
@@ -474,7 +490,22 @@ void Dispatcher::ChangeStatus(JobState &state, StatusRequest request, Outbox &ou
         StartAnew(state, outbox);
         break;
     }
+    if (request != StatusRequest::NothingToDo)
+        StopWaiting(state, outbox);
     outbox.Tell(state.id, corvan::p_Status, std::to_string(int(state.status)));
+}
+
+// Whoever sets another status has seen why it waits.
+void Dispatcher::StopWaiting(JobState &state, Outbox &outbox)
+{
+    _CallEntry call("Dispatcher::StopWaiting", __FILE__, __LINE__);
+
+    if (state.firstFailures > 0)
+        state.firstFailures = 0;
+    if (state.waiting.empty())
+        return;
+    state.waiting.clear();
+    outbox.Tell(state.id, corvan::p_Waiting, {});
 }
 
 void Dispatcher::CutAnew(const Job &before, Change &change, Outbox &outbox)
@@ -514,6 +545,7 @@ void Dispatcher::StartAnew(JobState &state, Outbox &outbox)
     state.tasksDone = 0;
     state.tasksFailed = 0;
     state.nextTask = 0;
+    state.firstFailures = 0;
     TellCounts(state, outbox);
 }
 

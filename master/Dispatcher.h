@@ -25,6 +25,8 @@ class Dispatcher
 public:
     /// A list of jobs ends with the one that makes it longer than this; the rest is asked for anew.
     static constexpr std::size_t k_ListPartBytes = 256u << 10;
+    /// Of the reasons why tasks failed, a list of tasks tells as many as fit here.
+    static constexpr std::size_t k_ReasonBytes = 1u << 20;
 
     Dispatcher(JobStore &store, JobCache &cache, Followers &followers, const TaskLogs &logs);
 
@@ -75,6 +77,7 @@ private:
     String FinishChange(const Job &before, Change &change);
     void CarryOut(const Job &before, Change &change, Outbox &outbox);
     void ChangeStatus(JobState &state, StatusRequest request, Outbox &outbox);
+    void StopWaiting(JobState &state, Outbox &outbox);
     void CutAnew(const Job &before, Change &change, Outbox &outbox);
     void StartAnew(JobState &state, Outbox &outbox);
 

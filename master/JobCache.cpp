@@ -107,6 +107,8 @@ boost::shared_ptr<Job> JobCache::Whole(const JobState &state, String *reason)
     SetNumber(*job, corvan::p_TasksTotal, state.tasksTotal);
     SetNumber(*job, corvan::p_TasksDone, state.tasksDone);
     SetNumber(*job, corvan::p_TasksFailed, state.tasksFailed);
+    if (!state.waiting.empty())
+        job->SetParameter(corvan::p_Waiting, state.waiting);
     return job;
 }
 

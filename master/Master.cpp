@@ -38,13 +38,14 @@ Master::Master(boost::asio::io_context &loop, const MasterSettings &settings, Co
       m_lock(LockIn(settings.data), "data folder " + settings.data.Text()),
       m_store(settings.data / "jobs.db"), m_cache(m_store), m_logs(settings.data / "tasks"),
       m_dispatcher(m_store, m_cache, m_followers, m_logs),
-      m_scheduler(m_store, m_cache, m_logs, runner), m_retryTimer(loop), m_progressTimer(loop),
-      m_idleTimer(loop), m_idleSince(steady_clock::now())
+      m_scheduler(m_store, m_cache, m_logs, runner, m_clock, settings.pauses), m_retryTimer(loop),
+      m_pauseTimer(loop), m_progressTimer(loop), m_idleTimer(loop),
+      m_idleSince(steady_clock::now())
 {
     _CallEntry call("Master::Master", __FILE__, __LINE__);
 
     m_runner.EndLeftovers();
-    RequeueRunning();
+    m_isRequeued = RequeueRunning();
     Server::User &user = *this;
     m_server = std::make_unique<Server>(loop, settings.server, m_store.MasterID(), user);
     ScheduleTurn();
@@ -74,14 +75,24 @@ void Master::OnClientGone(ClientNumber client)
     m_followers.Forget(client);
 }
 
-void Master::OnFinished(int run, int exitCode)
+void Master::OnStarted(int run)
 {
-    _CallEntry call("Master::OnFinished", __FILE__, __LINE__);
+    _CallEntry call("Master::OnStarted", __FILE__, __LINE__);
 
-    m_results.push_back({run, exitCode});
+    if (!m_scheduler.NoteStart(run))
+        return;
+    m_startedRuns.push_back(run);
+    ScheduleTurn();
+}
+
+void Master::OnEnded(int run, const RunEnd &end)
+{
+    _CallEntry call("Master::OnEnded", __FILE__, __LINE__);
+
+    m_results.push_back({run, end});
     if (!m_isStopping)
         return ScheduleTurn();
-    ForgetResults();
+    ForgetRuns();
     StopWhenEmpty();
 }
 
@@ -108,6 +119,25 @@ void Master::RetryLater()
         });
 }
 
+void Master::WaitForPauses()
+{
+    _CallEntry call("Master::WaitForPauses", __FILE__, __LINE__);
+
+    const std::optional<Clock::Moment> end = m_scheduler.NextPauseEnd();
+    if (!end)
+    {
+        m_pauseTimer.cancel();
+        return;
+    }
+    m_pauseTimer.expires_at(*end);
+    m_pauseTimer.async_wait(
+        [this](const error_code &error)
+        {
+            if (!error)
+                ScheduleTurn();
+        });
+}
+
 void Master::Turn()
 {
     _CallEntry call("Master::Turn", __FILE__, __LINE__);
@@ -125,7 +155,7 @@ void Master::Turn()
     }
     else
     {
-        ForgetResults();
+        ForgetRuns();
         CarryOut(outbox);
     }
     m_server->EndRequests();
@@ -137,10 +167,10 @@ Outbox Master::TakeTogether(const std::vector<Server::Request> &requests)
     _CallEntry call("Master::TakeTogether", __FILE__, __LINE__);
 
     Outbox outbox;
-    if (requests.empty() && m_results.empty())
+    if (requests.empty() && m_startedRuns.empty() && m_results.empty())
         return outbox;
     JobStore::Turn turn(m_store);
-    RecordResults(outbox);
+    RecordRuns(outbox);
     for (const Server::Request &request : requests)
         Handle(request, outbox);
     turn.Commit();
@@ -151,8 +181,8 @@ void Master::TakeOneByOne(const std::vector<Server::Request> &requests)
 {
     _CallEntry call("Master::TakeOneByOne", __FILE__, __LINE__);
 
-    // How the commands ended is tried again by itself.
-    if (!m_results.empty())
+    // What the commands did is tried again by itself.
+    if (!m_startedRuns.empty() || !m_results.empty())
         RetryLater();
     for (const Server::Request &request : requests)
     {
@@ -206,18 +236,21 @@ void Master::Handle(const Server::Request &request, Outbox &outbox)
     outbox.Append(std::move(answers));
 }
 
-void Master::RecordResults(Outbox &outbox)
+void Master::RecordRuns(Outbox &outbox)
 {
-    _CallEntry call("Master::RecordResults", __FILE__, __LINE__);
+    _CallEntry call("Master::RecordRuns", __FILE__, __LINE__);
 
+    for (const int run : m_startedRuns)
+        m_scheduler.RecordStart(run, outbox);
     for (const RunResult &result : m_results)
         m_scheduler.Record(result, outbox);
 }
 
-void Master::ForgetResults()
+void Master::ForgetRuns()
 {
-    _CallEntry call("Master::ForgetResults", __FILE__, __LINE__);
+    _CallEntry call("Master::ForgetRuns", __FILE__, __LINE__);
 
+    m_startedRuns.clear();
     for (const RunResult &result : m_results)
         m_scheduler.Forget(result.run);
     m_results.clear();
@@ -229,12 +262,16 @@ void Master::FillSlots()
 
     if (m_isStopping || !m_results.empty() || m_runner.FreeSlots() <= 0)
         return;
+    if (!m_isRequeued && !RequeueRunning())
+        return RetryLater();
+    m_isRequeued = true;
+
     std::vector<RunResult> failed;
-    m_scheduler.Start(
-        PlanOnDisk(), [this](int run, int exitCode) { OnFinished(run, exitCode); }, failed);
+    m_scheduler.Start(PlanOnDisk(), *this, failed);
     m_results.insert(m_results.end(), failed.begin(), failed.end());
     if (!m_results.empty())
         ScheduleTurn();
+    WaitForPauses();
 }
 
 std::vector<Scheduler::Planned> Master::PlanOnDisk()
@@ -267,6 +304,8 @@ void Master::CarryOut(const Outbox &outbox)
 
     for (const RunsToEnd &runs : outbox.EndedRuns())
         m_scheduler.EndRuns(runs);
+    for (const UID &job : outbox.JobsToTry())
+        m_scheduler.TryNow(job);
     for (const Outgoing &message : outbox.Messages())
         Send(message);
     for (const UID &job : outbox.Progress())
@@ -330,7 +369,7 @@ void Master::Stop()
     m_isStopping = true;
     // What ended by itself is still noted.
     Turn();
-    ForgetResults();
+    ForgetRuns();
     m_scheduler.EndAllRuns();
     StopWhenEmpty();
 }
@@ -345,8 +384,8 @@ void Master::StopWhenEmpty()
     m_loop.stop();
 }
 
-// Where this fails, the next start does it.
-void Master::RequeueRunning()
+// False where the disk refuses.
+bool Master::RequeueRunning()
 {
     _CallEntry call("Master::RequeueRunning", __FILE__, __LINE__);
 
@@ -361,6 +400,7 @@ void Master::RequeueRunning()
         });
     if (reason)
         ostrel::LogError(*reason);
+    return !reason;
 }
 
 void Master::WatchIdle()

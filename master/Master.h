@@ -7,6 +7,7 @@
 #include <memory>
 #include <vector>
 
+#include "master/Clock.h"
 #include "master/Dispatcher.h"
 #include "master/Followers.h"
 #include "master/JobCache.h"
@@ -28,6 +29,7 @@ struct MasterSettings
 {
     Path data; ///< Folder of the store and of what the tasks print; made where it is missing.
     ServerSettings server;
+    Pauses pauses;
     /// Ends by itself after this long without a client and without work; zero for never.
     std::chrono::milliseconds endWhenIdle{0};
 };
@@ -36,11 +38,12 @@ struct MasterSettings
 ///
 /// All that has come since the last turn shares one transaction. Once it is on disk, and not
 /// before, answers and news are sent and commands are ended; then the free slots are filled in a
-/// transaction of their own. Where the disk refuses, the requests of that turn are taken one by
+/// transaction of their own, once what ran before the Master was started is queued again. Where the
+/// disk refuses, the requests of that turn are taken one by
 /// one, what cannot be kept is refused with the reason, and the Master goes on.
 ///
 /// Loop thread: the loop is run by the caller, and stopped by the Master when it has ended.
-class Master : private Server::User
+class Master : private Server::User, private RunListener
 {
 public:
     /// Listens from now on. Throws `ostrel::Exception *` where data folder or address cannot be
@@ -59,23 +62,25 @@ public:
 private:
     void OnRequests() override;
     void OnClientGone(ClientNumber client) override;
-    void OnFinished(int run, int exitCode);
+    void OnStarted(int run) override;
+    void OnEnded(int run, const RunEnd &end) override;
 
     void ScheduleTurn();
     void RetryLater();
+    void WaitForPauses();
     void Turn();
     Outbox TakeTogether(const std::vector<Server::Request> &requests);
     void TakeOneByOne(const std::vector<Server::Request> &requests);
     void Handle(const Server::Request &request, Outbox &outbox);
-    void RecordResults(Outbox &outbox);
-    void ForgetResults();
+    void RecordRuns(Outbox &outbox);
+    void ForgetRuns();
     void FillSlots();
     std::vector<Scheduler::Planned> PlanOnDisk();
 
     void CarryOut(const Outbox &outbox);
     void Send(const Outgoing &message);
     void SendProgress();
-    void RequeueRunning();
+    bool RequeueRunning();
     void StopWhenEmpty();
     void WatchIdle();
     bool IsIdle();
@@ -88,6 +93,7 @@ private:
     LoopThread m_thread;
 
     MasterLock m_lock;
+    SteadyClock m_clock;
     JobStore m_store;
     JobCache m_cache;
     TaskLogs m_logs;
@@ -96,11 +102,15 @@ private:
     Scheduler m_scheduler;
     ProgressNews m_progress;
 
-    // How commands ended that is not on disk yet.
+    // What of the runs is not on disk yet.
+    std::vector<int> m_startedRuns;
     std::vector<RunResult> m_results;
+    // What an earlier run of the Master left as running is queued again. Nothing is started before.
+    bool m_isRequeued = false;
     bool m_isTurnPosted = false;
     bool m_isStopping = false;
     boost::asio::steady_timer m_retryTimer;
+    boost::asio::steady_timer m_pauseTimer;
     boost::asio::steady_timer m_progressTimer;
     boost::asio::steady_timer m_idleTimer;
     std::chrono::steady_clock::time_point m_idleSince;

@@ -1,5 +1,6 @@
 #include "master/MasterApp.h"
 
+#include <algorithm>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/signal_set.hpp>
 #include <csignal>
@@ -23,6 +24,14 @@ namespace
 
 constexpr std::chrono::minutes k_personal_idle{10};
 constexpr std::chrono::seconds k_patience{3};
+constexpr int k_day = 86'400;
+
+std::chrono::seconds ReadPause(const ostrel::IniFile &options, const char *key,
+                               std::chrono::milliseconds usual)
+{
+    const auto seconds = int(std::chrono::duration_cast<std::chrono::seconds>(usual).count());
+    return std::chrono::seconds(std::clamp(options.GetValue("Tasks", key, seconds), 0, k_day));
+}
 
 } // namespace
 
@@ -46,6 +55,9 @@ bool MasterApp::Run(const CommandLine &commandLine)
     settings.server.address = options.address;
     if (options.address.kind == corvan::MasterAddress::Kind::Tcp)
         settings.server.security = corvan::TcpSecurity::Load(Options());
+    Pauses &pauses = settings.pauses;
+    pauses.firstOfTask = ReadPause(Options(), "PauseAfterFailure", pauses.firstOfTask);
+    pauses.secondOfTask = ReadPause(Options(), "PauseAfterSecondFailure", pauses.secondOfTask);
     if (options.isPersonal)
         settings.endWhenIdle = k_personal_idle;
 

@@ -84,6 +84,13 @@ void Outbox::EndRuns(const UID &job, std::map<unsigned, unsigned> kept)
     m_runsToEnd.push_back({job, std::move(kept)});
 }
 
+void Outbox::TryNow(const UID &job)
+{
+    _CallEntry call("Outbox::TryNow", __FILE__, __LINE__);
+
+    m_jobsToTry.push_back(job);
+}
+
 void Outbox::Append(Outbox &&other)
 {
     _CallEntry call("Outbox::Append", __FILE__, __LINE__);
@@ -91,6 +98,7 @@ void Outbox::Append(Outbox &&other)
     MoveAll(other.m_messages, m_messages);
     MoveAll(other.m_progress, m_progress);
     MoveAll(other.m_runsToEnd, m_runsToEnd);
+    MoveAll(other.m_jobsToTry, m_jobsToTry);
 }
 
 } // namespace master

@@ -37,6 +37,8 @@ public:
     void TellProgress(const UID &job);
 
     void EndRuns(const UID &job, std::map<unsigned, unsigned> kept = {});
+    /// Where the job pauses before it tries something again, it is to try at once.
+    void TryNow(const UID &job);
 
     void Append(Outbox &&other);
 
@@ -52,11 +54,16 @@ public:
     {
         return m_runsToEnd;
     }
+    const std::vector<UID> &JobsToTry() const
+    {
+        return m_jobsToTry;
+    }
 
 private:
     std::vector<Outgoing> m_messages;
     std::vector<UID> m_progress;
     std::vector<RunsToEnd> m_runsToEnd;
+    std::vector<UID> m_jobsToTry;
 };
 
 } // namespace master

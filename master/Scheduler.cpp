@@ -1,5 +1,6 @@
 #include "master/Scheduler.h"
 
+#include <algorithm>
 #include <cassert>
 #include <optional>
 
@@ -17,9 +18,6 @@ using ostrel::_CallEntry;
 namespace
 {
 
-// As a shell says of a command that it cannot start.
-constexpr int k_could_not_start = 127;
-
 void ChangeStatus(JobState &state, JobStatus status, Outbox &outbox)
 {
     if (state.status == status)
@@ -29,30 +27,71 @@ void ChangeStatus(JobState &state, JobStatus status, Outbox &outbox)
     ostrel::LogStatus("job " + state.id.ToString() + " is " + corvan::StatusName(status));
 }
 
+void ChangeWaiting(JobState &state, const String &why, Outbox &outbox)
+{
+    if (state.waiting == why)
+        return;
+    state.waiting = why;
+    outbox.Tell(state.id, corvan::p_Waiting, why);
+    if (!why.empty())
+        ostrel::LogWarning("job " + state.id.ToString() + " waits: " + why);
+}
+
 // The last counts go before the status, after which nobody waits for more.
 void Complete(JobState &state, Outbox &outbox)
 {
+    ChangeWaiting(state, {}, outbox);
     outbox.Tell(state.id, corvan::p_TasksDone, std::to_string(state.tasksDone));
     outbox.Tell(state.id, corvan::p_TasksFailed, std::to_string(state.tasksFailed));
     ChangeStatus(state, state.tasksFailed == 0 ? JobStatus::Done : JobStatus::Failed, outbox);
 }
 
-void AddRenderCommand(const JobCache::Entry &entry, Scheduler::Planned &planned)
+String HowItFailed(const TaskState &task)
 {
-    const std::optional<RenderCommand> render = BuildRenderCommand(
-        *entry.job, entry.packets[planned.task], entry.packets.front().firstFrame, &planned.reason);
-    if (!render)
-        return;
-    planned.command.arguments = render->arguments;
-    planned.outputs = render->outputs;
+    const String how = task.exitCode == -1
+                           ? String("it was ended by a signal")
+                           : String("exit code " + std::to_string(task.exitCode));
+    return task.reason.empty() ? how : task.reason;
 }
 
 } // namespace
 
-Scheduler::Scheduler(JobStore &store, JobCache &cache, const TaskLogs &logs, CommandRunner &runner)
-    : m_store(store), m_cache(cache), m_logs(logs), m_runner(runner)
+Scheduler::Scheduler(JobStore &store, JobCache &cache, const TaskLogs &logs, CommandRunner &runner,
+                     const Clock &clock, const Pauses &pauses)
+    : m_store(store), m_cache(cache), m_logs(logs), m_runner(runner), m_clock(clock),
+      m_jobPauses(pauses), m_taskPauses(pauses)
 {
     _CallEntry call("Scheduler::Scheduler", __FILE__, __LINE__);
+}
+
+bool Scheduler::NoteStart(int number)
+{
+    _CallEntry call("Scheduler::NoteStart", __FILE__, __LINE__);
+
+    assert(m_thread.IsCurrent());
+    const auto found = m_runs.find(number);
+    if (found == m_runs.end() || found->second.isStarted)
+        return false;
+    found->second.isStarted = true;
+    const bool wasTroubled = m_jobPauses.IsTroubled(found->second.job);
+    m_jobPauses.End(found->second.job);
+    return (found->second.tellsStart || wasTroubled) && !found->second.isEnding;
+}
+
+void Scheduler::RecordStart(int number, Outbox &outbox)
+{
+    _CallEntry call("Scheduler::RecordStart", __FILE__, __LINE__);
+
+    assert(m_thread.IsCurrent());
+    const auto found = m_runs.find(number);
+    if (found == m_runs.end() || found->second.isEnding)
+        return;
+    std::optional<JobState> state = m_store.FindState(found->second.job);
+    if (!state || corvan::IsOver(state->status) || state->status == JobStatus::Paused)
+        return;
+    ChangeStatus(*state, JobStatus::Running, outbox);
+    ChangeWaiting(*state, {}, outbox);
+    m_store.SaveState(*state);
 }
 
 void Scheduler::Record(const RunResult &result, Outbox &outbox)
@@ -72,30 +111,49 @@ void Scheduler::Record(const RunResult &result, Outbox &outbox)
     // A change of this same turn took the task from its command.
     if (!task || task->status != JobStatus::Running)
         return;
-    RecordTask(*state, *task, result.exitCode, outbox);
+    if (result.end.isStarted)
+        RecordTask(*state, *task, result.end, outbox);
+    else
+        RecordTrouble(*state, *task, result.end.reason, outbox);
 }
 
-void Scheduler::RecordTask(JobState &state, TaskState &task, int exitCode, Outbox &outbox)
+void Scheduler::RecordTrouble(JobState &state, TaskState &task, const String &reason,
+                              Outbox &outbox)
+{
+    _CallEntry call("Scheduler::RecordTrouble", __FILE__, __LINE__);
+
+    task.status = JobStatus::Queued;
+    --task.tries;
+    m_store.Tasks().Save(state, task);
+    Wait(state, reason, outbox);
+}
+
+void Scheduler::Wait(JobState &state, const String &reason, Outbox &outbox)
+{
+    _CallEntry call("Scheduler::Wait", __FILE__, __LINE__);
+
+    m_jobPauses.Begin(state.id, m_clock.Now());
+    if (state.waiting == reason || state.status == JobStatus::Paused)
+        return;
+    ChangeWaiting(state, reason, outbox);
+    m_store.SaveState(state);
+}
+
+void Scheduler::RecordTask(JobState &state, TaskState &task, const RunEnd &end, Outbox &outbox)
 {
     _CallEntry call("Scheduler::RecordTask", __FILE__, __LINE__);
 
-    task.exitCode = exitCode;
-    if (exitCode == 0)
+    task.exitCode = end.exitCode;
+    task.reason = end.reason;
+    if (end.IsSuccess())
     {
         task.status = JobStatus::Done;
         ++state.tasksDone;
-    }
-    else if (++task.failures < k_MaxFailures)
-    {
-        task.status = JobStatus::Queued;
+        state.firstFailures = -1;
     }
     else
     {
-        task.status = JobStatus::Failed;
-        ++state.tasksFailed;
-        ostrel::LogWarning("task " + std::to_string(task.index) + " of job " + state.id.ToString() +
-                           " failed " + std::to_string(task.failures) + " times; see " +
-                           m_logs.FileOf(state.id, LogNumber(state, task)).Text());
+        RecordFailure(state, task, outbox);
     }
     m_store.Tasks().Save(state, task);
     if (state.tasksDone + state.tasksFailed == state.tasksTotal)
@@ -103,6 +161,37 @@ void Scheduler::RecordTask(JobState &state, TaskState &task, int exitCode, Outbo
     else if (task.status != JobStatus::Queued)
         outbox.TellProgress(state.id);
     m_store.SaveState(state);
+}
+
+void Scheduler::RecordFailure(JobState &state, TaskState &task, Outbox &outbox)
+{
+    _CallEntry call("Scheduler::RecordFailure", __FILE__, __LINE__);
+
+    ++task.failures;
+    if (task.failures < k_MaxFailures)
+    {
+        task.status = JobStatus::Queued;
+        m_taskPauses.Begin(state.id, task.index, task.failures, m_clock.Now());
+    }
+    else
+    {
+        task.status = JobStatus::Failed;
+        ++state.tasksFailed;
+        ostrel::LogWarning("task " + std::to_string(task.index) + " of job " + state.id.ToString() +
+                           " failed " + std::to_string(task.failures) + " times; see " +
+                           m_logs.FileOf(state.id, LogNumber(state, task), task.tries).Text());
+    }
+
+    if (task.failures > 1 || state.firstFailures < 0)
+        return;
+    ++state.firstFailures;
+    if (state.firstFailures < k_FirstTasks || state.status == JobStatus::Paused)
+        return;
+    ChangeWaiting(state,
+                  "its first " + std::to_string(state.firstFailures) +
+                      " tasks have all failed, the last of them: " + HowItFailed(task),
+                  outbox);
+    ChangeStatus(state, JobStatus::Paused, outbox);
 }
 
 void Scheduler::Forget(int run)
@@ -119,53 +208,77 @@ std::vector<Scheduler::Planned> Scheduler::Plan(Outbox &outbox)
 
     assert(m_thread.IsCurrent());
     std::vector<Planned> planned;
-    std::set<UID> passOver = JobsThatEnd();
+    std::set<UID> passOver = JobsToPassOver();
     for (int slots = m_runner.FreeSlots(); slots > 0;)
     {
         std::optional<JobState> state = m_store.FindRunnable(passOver);
         if (!state)
             break;
-        const std::optional<TaskState> task = m_store.Tasks().FindNext(*state);
-        if (!task)
+        std::optional<TaskState> task =
+            m_store.Tasks().FindNext(*state, m_taskPauses.Pausing(state->id, m_clock.Now()));
+        Planned one;
+        String reason;
+        const bool isReady = task && Prepare(*state, *task, one, &reason);
+        if (!isReady)
         {
+            if (task)
+                Wait(*state, reason, outbox);
             passOver.insert(state->id);
             continue;
         }
-        planned.push_back(PlanTask(*state, *task, outbox));
+        MarkRunning(*state, *task);
+        // One command shows whether the others could be started, too.
+        if (m_jobPauses.IsTroubled(state->id))
+            passOver.insert(state->id);
+        planned.push_back(std::move(one));
         --slots;
     }
     return planned;
 }
 
-Scheduler::Planned Scheduler::PlanTask(JobState &state, const TaskState &queued, Outbox &outbox)
+// False, with the reason, where there is no command that could be started.
+bool Scheduler::Prepare(const JobState &state, const TaskState &task, Planned &planned,
+                        String *reason)
 {
-    _CallEntry call("Scheduler::PlanTask", __FILE__, __LINE__);
+    _CallEntry call("Scheduler::Prepare", __FILE__, __LINE__);
 
-    TaskState task = queued;
+    const std::shared_ptr<const JobCache::Entry> entry = m_cache.GetCut(state.id);
+    if (task.index >= entry->packets.size())
+    {
+        *reason = entry->reason.empty() ? "the job has no such packet" : entry->reason;
+        return false;
+    }
+    const std::optional<RenderCommand> render = BuildRenderCommand(
+        *entry->job, entry->packets[task.index], entry->packets.front().firstFrame, reason);
+    if (!render)
+        return false;
+
+    planned.job = state.id;
+    planned.task = task.index;
+    planned.command.arguments = render->arguments;
+    planned.command.folder = m_logs.FolderOf(state.id);
+    planned.command.log = m_logs.FileOf(state.id, LogNumber(state, task), task.tries + 1);
+    planned.command.run = ++m_lastRun;
+    planned.outputs = render->outputs;
+    planned.tellsStart = state.status != JobStatus::Running || !state.waiting.empty();
+    return true;
+}
+
+void Scheduler::MarkRunning(JobState &state, TaskState &task)
+{
+    _CallEntry call("Scheduler::MarkRunning", __FILE__, __LINE__);
+
     task.status = JobStatus::Running;
     ++task.tries;
     m_store.Tasks().Save(state, task);
     if (task.index == state.nextTask)
+    {
         state.nextTask = m_store.Tasks().FindUntouched(state, state.nextTask);
-    ChangeStatus(state, JobStatus::Running, outbox);
-    m_store.SaveState(state);
-
-    Planned planned;
-    planned.job = state.id;
-    planned.task = task.index;
-    planned.command.run = ++m_lastRun;
-    planned.command.folder = m_logs.FolderOf(state.id);
-    planned.log = LogNumber(state, task);
-    planned.command.log = m_logs.FileOf(state.id, planned.log);
-    const std::shared_ptr<const JobCache::Entry> entry = m_cache.GetCut(state.id);
-    if (task.index < entry->packets.size())
-        AddRenderCommand(*entry, planned);
-    else
-        planned.reason = entry->reason;
-    return planned;
+        m_store.SaveState(state);
+    }
 }
 
-void Scheduler::Start(const std::vector<Planned> &planned, const CommandRunner::Finished &finished,
+void Scheduler::Start(const std::vector<Planned> &planned, RunListener &listener,
                       std::vector<RunResult> &failed)
 {
     _CallEntry call("Scheduler::Start", __FILE__, __LINE__);
@@ -173,34 +286,43 @@ void Scheduler::Start(const std::vector<Planned> &planned, const CommandRunner::
     assert(m_thread.IsCurrent());
     for (const Planned &one : planned)
     {
-        m_runs[one.command.run] = {one.job, one.task};
+        m_runs[one.command.run] = {
+            .job = one.job, .task = one.task, .tellsStart = one.tellsStart};
         String reason;
         bool isStarted = false;
         if (const auto thrown =
-                ostrel::Attempt([&] { isStarted = StartOne(one, finished, &reason); }))
+                ostrel::Attempt([&] { isStarted = StartOne(one, listener, &reason); }))
             reason = *thrown;
-        if (isStarted)
-            continue;
-        ostrel::LogWarning("cannot start task " + std::to_string(one.task) + " of job " +
-                           one.job.ToString() + ": " + reason);
-        m_logs.Write(one.job, one.log, "corvan-master: cannot start: " + reason + "\n");
-        failed.push_back({one.command.run, k_could_not_start});
+        if (!isStarted)
+            failed.push_back({one.command.run, {.isStarted = false, .reason = reason}});
     }
 }
 
-bool Scheduler::StartOne(const Planned &planned, const CommandRunner::Finished &finished,
-                         String *reason)
+bool Scheduler::StartOne(const Planned &planned, RunListener &listener, String *reason)
 {
     _CallEntry call("Scheduler::StartOne", __FILE__, __LINE__);
 
-    *reason = planned.reason;
-    if (!reason->empty())
-        return false;
-    if (!m_logs.MakeFolder(planned.job, reason))
-        return false;
-    if (!MakeFoldersOf(planned.outputs, reason))
-        return false;
-    return m_runner.Start(planned.command, finished, reason);
+    return m_logs.MakeFolder(planned.job, reason) && MakeFoldersOf(planned.outputs, reason) &&
+           m_runner.Start(planned.command, listener, reason);
+}
+
+void Scheduler::TryNow(const UID &job)
+{
+    _CallEntry call("Scheduler::TryNow", __FILE__, __LINE__);
+
+    assert(m_thread.IsCurrent());
+    m_jobPauses.End(job);
+    m_taskPauses.End(job);
+}
+
+std::optional<Clock::Moment> Scheduler::NextPauseEnd() const
+{
+    _CallEntry call("Scheduler::NextPauseEnd", __FILE__, __LINE__);
+
+    const Clock::Moment now = m_clock.Now();
+    const auto job = m_jobPauses.NextEnd(now);
+    const auto task = m_taskPauses.NextEnd(now);
+    return job && task ? std::min(*job, *task) : (job ? job : task);
 }
 
 void Scheduler::EndRuns(const RunsToEnd &runs)
@@ -220,6 +342,7 @@ void Scheduler::EndRuns(const RunsToEnd &runs)
         run.isEnding = true;
         m_runner.End(number);
     }
+    TryNow(runs.job);
 }
 
 void Scheduler::EndAllRuns()
@@ -234,13 +357,15 @@ void Scheduler::EndAllRuns()
     }
 }
 
-std::set<UID> Scheduler::JobsThatEnd() const
+// Nothing is planned for them.
+std::set<UID> Scheduler::JobsToPassOver() const
 {
-    _CallEntry call("Scheduler::JobsThatEnd", __FILE__, __LINE__);
+    _CallEntry call("Scheduler::JobsToPassOver", __FILE__, __LINE__);
 
     std::set<UID> jobs;
+    m_jobPauses.AddPausing(m_clock.Now(), jobs);
     for (const auto &[number, run] : m_runs)
-        if (run.isEnding)
+        if (run.isEnding || (!run.isStarted && m_jobPauses.IsTroubled(run.job)))
             jobs.insert(run.job);
     return jobs;
 }

@@ -1,11 +1,15 @@
 #pragma once
 
 #include <map>
+#include <optional>
 #include <set>
 #include <vector>
 
+#include "master/Clock.h"
 #include "master/JobCache.h"
+#include "master/JobPauses.h"
 #include "master/Outbox.h"
+#include "master/TaskPauses.h"
 #include "master/run/CommandRunner.h"
 #include "master/run/TaskLogs.h"
 #include "master/store/JobStore.h"
@@ -16,27 +20,37 @@ namespace master
 
 using ostrel::LoopThread;
 
-/// How a command ended.
+/// How a run ended.
 struct RunResult
 {
     int run = 0;
-    int exitCode = 0;
+    RunEnd end;
 };
 
 /// Gives the tasks of the jobs to the runner: the highest priority first, then the oldest job,
 /// its packets in ascending order.
 ///
-/// A task whose command fails is queued again until it failed `k_MaxFailures` times. What is
-/// running is known in two places: in the store, for clients and for the next start, and here, by
-/// the number of its run. The functions that take an outbox or `Plan` change the store and belong
-/// inside a turn; the others act, and are called once that turn is on disk. Loop thread.
+/// A task whose command fails is queued again until it failed `k_MaxFailures` times, each time
+/// after a pause (`TaskPauses`); a job that has `k_FirstTasks` tasks fail before one is done is
+/// paused. A command that cannot be started is no failure: its task is queued again, the job tells
+/// why ("Waiting") and is tried again after a pause (`JobPauses`), with one task at first.
+///
+/// What is running is known in two places: in the store, for clients and for the next start, and
+/// here, by the number of its run. The functions that take an outbox or `Plan` change the store and
+/// belong inside a turn; the others act, and are called once that turn is on disk. Loop thread.
 class Scheduler
 {
 public:
     static constexpr unsigned k_MaxFailures = 3;
+    static constexpr int k_FirstTasks = 10;
 
-    Scheduler(JobStore &store, JobCache &cache, const TaskLogs &logs, CommandRunner &runner);
+    Scheduler(JobStore &store, JobCache &cache, const TaskLogs &logs, CommandRunner &runner,
+              const Clock &clock, const Pauses &pauses = {});
 
+    /// A command was started. True where the store is to know of it: `RecordStart`.
+    bool NoteStart(int run);
+    /// The job of the run goes on, and tells so.
+    void RecordStart(int run, Outbox &outbox);
     /// Notes how a run ended: of the task, and of the job where that was its last.
     void Record(const RunResult &result, Outbox &outbox);
     /// The run is over and noted.
@@ -47,18 +61,21 @@ public:
     {
         UID job;
         unsigned task = 0;
-        std::int64_t log = 0; ///< Number of its log file.
         Command command;
         std::vector<Path> outputs; ///< What it writes first, of each image format.
-        String reason;             ///< Why it cannot be started; empty where it can.
+        bool tellsStart = false;   ///< Its job does not run yet, or waits.
     };
 
     /// Marks as running what the free slots take, and tells what that is.
     std::vector<Planned> Plan(Outbox &outbox);
-    /// Starts what was planned. What cannot be started is written to the task's log and told to
-    /// `failed` as a run that ended.
-    void Start(const std::vector<Planned> &planned, const CommandRunner::Finished &finished,
+    /// Starts what was planned. What cannot be started is told to `failed` as a run that ended.
+    void Start(const std::vector<Planned> &planned, RunListener &listener,
                std::vector<RunResult> &failed);
+
+    /// No pause of the job counts any more.
+    void TryNow(const UID &job);
+    /// When the next pause is over, and there may be something to plan; nothing where none is.
+    std::optional<Clock::Moment> NextPauseEnd() const;
 
     /// Ends commands of a job. Nothing more of it is started before they are gone, so that two
     /// never write the same file; how they end does not count.
@@ -75,19 +92,28 @@ private:
     {
         UID job;
         unsigned task = 0;
+        bool isStarted = false;
+        bool tellsStart = false;
         bool isEnding = false;
     };
 
-    Planned PlanTask(JobState &state, const TaskState &task, Outbox &outbox);
-    void RecordTask(JobState &state, TaskState &task, int exitCode, Outbox &outbox);
-    std::set<UID> JobsThatEnd() const;
-    bool StartOne(const Planned &planned, const CommandRunner::Finished &finished, String *reason);
+    bool Prepare(const JobState &state, const TaskState &task, Planned &planned, String *reason);
+    void MarkRunning(JobState &state, TaskState &task);
+    void Wait(JobState &state, const String &reason, Outbox &outbox);
+    void RecordTrouble(JobState &state, TaskState &task, const String &reason, Outbox &outbox);
+    void RecordTask(JobState &state, TaskState &task, const RunEnd &end, Outbox &outbox);
+    void RecordFailure(JobState &state, TaskState &task, Outbox &outbox);
+    std::set<UID> JobsToPassOver() const;
+    bool StartOne(const Planned &planned, RunListener &listener, String *reason);
 
     JobStore &m_store;
     JobCache &m_cache;
     const TaskLogs &m_logs;
     CommandRunner &m_runner;
+    const Clock &m_clock;
     LoopThread m_thread;
+    JobPauses m_jobPauses;
+    TaskPauses m_taskPauses;
     std::map<int, Run> m_runs;
     int m_lastRun = 0;
 };

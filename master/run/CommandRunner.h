@@ -1,6 +1,5 @@
 #pragma once
 
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -21,17 +20,43 @@ struct Command
     Path log;                           ///< Takes what it prints; an older file is replaced.
 };
 
+/// How a run ended.
+struct RunEnd
+{
+    bool isStarted = true; ///< False where the command could not be started.
+    int exitCode = 0;      ///< Its own, or -1 when it was ended by a signal.
+    /// Why it was not started, or why it failed where the exit code alone does not tell.
+    String reason;
+
+    bool IsSuccess() const
+    {
+        return isStarted && exitCode == 0 && reason.empty();
+    }
+
+    friend bool operator==(const RunEnd &, const RunEnd &) = default;
+};
+
+/// Who is told of the runs.
+class RunListener
+{
+public:
+    /// The command has been started. Not told of one that could not be.
+    virtual void OnStarted(int run) = 0;
+    /// The run is over; once for each.
+    virtual void OnEnded(int run, const RunEnd &end) = 0;
+
+protected:
+    ~RunListener() = default;
+};
+
 /// Starts render commands and reports how each one ended.
 ///
 /// LocalRunner starts child processes, FakeRunner (tests) keeps what it was asked and ends a
-/// command when the test says so. Not thread-safe: call it, and expect its callback, on the
-/// Master's loop thread; the callback never comes from within one of these calls.
+/// command when the test says so. Not thread-safe: call it, and expect the listener to be called,
+/// on the Master's loop thread; it is never called from within one of these calls.
 class CommandRunner
 {
 public:
-    /// `exitCode` is the command's own code, or -1 when it was ended by a signal.
-    using Finished = std::function<void(int run, int exitCode)>;
-
     virtual ~CommandRunner() = default;
 
     /// Ends what commands of an earlier run of the Master left behind. Once, before the first
@@ -41,12 +66,13 @@ public:
     /// How many more commands may be started now; 0 means wait for one to finish.
     virtual int FreeSlots() const = 0;
 
-    /// Starts one command. The runner keeps `finished` and calls it exactly once.
-    /// False, with the reason in `*error`, when the command could not be started.
-    virtual bool Start(const Command &command, Finished finished, String *error) = 0;
+    /// Starts one command. The listener lives as long as there are runs that it is to hear of.
+    /// False, with the reason in `*error`, where it is clear at once that it cannot be started; the
+    /// listener is told nothing then.
+    virtual bool Start(const Command &command, RunListener &listener, String *error) = 0;
 
-    /// Ends a command and all that it started, gently at first. It still counts, and `finished` is
-    /// still called, once it has gone. Nothing happens for a run that is not there.
+    /// Ends a command and all that it started, gently at first. It still counts, and its end is
+    /// still told, once it has gone. Nothing happens for a run that is not there.
     virtual void End(int run) = 0;
 };
 

@@ -1,6 +1,7 @@
 #include "master/run/LocalRunner.h"
 
 #include <boost/asio/posix/stream_descriptor.hpp>
+#include <boost/asio/post.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <cassert>
 #include <csignal>
@@ -20,8 +21,8 @@ using ostrel::_CallEntry;
 struct LocalRunner::Process
 {
     Process(boost::asio::io_context &loop, const Command &command, const ProcessMark &mark,
-            Finished whenFinished)
-        : group(command, mark), exitEvent(loop), kill(loop), finished(std::move(whenFinished))
+            RunListener &tellsWhom)
+        : group(command, mark), exitEvent(loop), kill(loop), listener(tellsWhom)
     {
         const int event = group.OpenExitEvent();
         error_code error;
@@ -35,7 +36,7 @@ struct LocalRunner::Process
     ProcessGroup group;
     boost::asio::posix::stream_descriptor exitEvent;
     boost::asio::steady_timer kill;
-    Finished finished;
+    RunListener &listener;
 };
 
 LocalRunner::LocalRunner(boost::asio::io_context &loop, int slots,
@@ -64,7 +65,7 @@ int LocalRunner::FreeSlots() const
     return m_slots - int(m_processes.size());
 }
 
-bool LocalRunner::Start(const Command &command, Finished finished, String *error)
+bool LocalRunner::Start(const Command &command, RunListener &listener, String *error)
 {
     _CallEntry call("LocalRunner::Start", __FILE__, __LINE__);
 
@@ -73,8 +74,15 @@ bool LocalRunner::Start(const Command &command, Finished finished, String *error
         [&]
         {
             m_processes[command.run] =
-                std::make_unique<Process>(m_loop, command, m_mark, std::move(finished));
+                std::make_unique<Process>(m_loop, command, m_mark, listener);
             WaitFor(command.run);
+            boost::asio::post(m_loop,
+                              [this, run = command.run]
+                              {
+                                  if (const auto found = m_processes.find(run);
+                                      found != m_processes.end())
+                                      found->second->listener.OnStarted(run);
+                              });
         });
     if (!reason)
         return true;
@@ -104,7 +112,7 @@ void LocalRunner::OnEnded(int run)
     const std::unique_ptr<Process> process = std::move(found->second);
     m_processes.erase(found);
     const int exitCode = process->group.Collect();
-    process->finished(run, exitCode);
+    process->listener.OnEnded(run, {.exitCode = exitCode});
 }
 
 void LocalRunner::End(int run)

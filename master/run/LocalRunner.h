@@ -24,12 +24,12 @@ public:
     /// the Master, whatever process it is, in the environment of its commands: its data folder.
     LocalRunner(boost::asio::io_context &loop, int slots, std::chrono::milliseconds patience,
                 const String &owner);
-    /// Kills what still runs; their `finished` is not called any more.
+    /// Kills what still runs; the listener is not told any more.
     ~LocalRunner() override;
 
     void EndLeftovers() override;
     int FreeSlots() const override;
-    bool Start(const Command &command, Finished finished, String *error) override;
+    bool Start(const Command &command, RunListener &listener, String *error) override;
     void End(int run) override;
 
 private:

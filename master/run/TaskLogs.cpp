@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <string_view>
 
 #include "corvan/Utf8.h"
 #include "ostrel/CallEntry.h"
-#include "ostrel/Log.h"
 
 namespace master
 {
@@ -32,9 +32,16 @@ Path TaskLogs::FolderOf(const UID &job) const
     return m_folder / job.ToString();
 }
 
-Path TaskLogs::FileOf(const UID &job, std::int64_t log) const
+Path TaskLogs::FileOf(const UID &job, std::int64_t log, unsigned attempt) const
 {
     _CallEntry call("TaskLogs::FileOf", __FILE__, __LINE__);
+
+    return FolderOf(job) / (std::to_string(log) + "." + std::to_string(attempt) + ".log");
+}
+
+Path TaskLogs::OldFileOf(const UID &job, std::int64_t log) const
+{
+    _CallEntry call("TaskLogs::OldFileOf", __FILE__, __LINE__);
 
     return FolderOf(job) / (std::to_string(log) + ".log");
 }
@@ -50,23 +57,13 @@ bool TaskLogs::MakeFolder(const UID &job, String *reason) const
     return !error;
 }
 
-void TaskLogs::Write(const UID &job, std::int64_t log, std::string_view text) const
-{
-    _CallEntry call("TaskLogs::Write", __FILE__, __LINE__);
-
-    String reason;
-    MakeFolder(job, &reason);
-    std::ofstream file(FileOf(job, log).Text(), std::ios::binary | std::ios::trunc);
-    file << text;
-    if (!file.flush())
-        ostrel::LogError("cannot write " + FileOf(job, log).Text());
-}
-
-String TaskLogs::ReadTail(const UID &job, std::int64_t log) const
+String TaskLogs::ReadTail(const UID &job, std::int64_t log, unsigned attempt, bool isLast) const
 {
     _CallEntry call("TaskLogs::ReadTail", __FILE__, __LINE__);
 
-    std::ifstream file(FileOf(job, log).Text(), std::ios::binary | std::ios::ate);
+    std::ifstream file(FileOf(job, log, attempt).Text(), std::ios::binary | std::ios::ate);
+    if (!file && isLast)
+        file.open(OldFileOf(job, log).Text(), std::ios::binary | std::ios::ate);
     if (!file)
         return {};
 

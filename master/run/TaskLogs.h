@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <string_view>
 
 #include "ostrel/Path.h"
 #include "ostrel/UID.h"
@@ -14,7 +13,7 @@ using ostrel::String;
 using ostrel::UID;
 
 /// Where the commands of the tasks run and where they print to: a folder for each job, in it a log
-/// file for each task, which holds the last try. Logs are numbered as `JobState::logBase` says.
+/// file for each try of each task. Logs are numbered as `JobState::logBase` says, tries from 1.
 class TaskLogs
 {
 public:
@@ -24,20 +23,19 @@ public:
     explicit TaskLogs(Path folder) : m_folder(std::move(folder)) {}
 
     Path FolderOf(const UID &job) const;
-    Path FileOf(const UID &job, std::int64_t log) const;
+    Path FileOf(const UID &job, std::int64_t log, unsigned attempt) const;
 
     /// False, with the reason, where it cannot be made.
     bool MakeFolder(const UID &job, String *reason) const;
 
-    /// Replaces the log of a task by a text of the Master's own. A text that cannot be written is
-    /// dropped: the reason it tells is in the Master's log as well.
-    void Write(const UID &job, std::int64_t log, std::string_view text) const;
-
-    /// The last part of a task's log, cut at a line where that is possible; bytes that are no UTF-8
-    /// are replaced by U+FFFD. Empty where there is none yet.
-    String ReadTail(const UID &job, std::int64_t log) const;
+    /// The last part of what a try has printed, cut at a line where that is possible; bytes that
+    /// are no UTF-8 are replaced by U+FFFD. Empty where there is none yet. Earlier versions kept
+    /// one file a task, of its last try; `isLast` allows for that one.
+    String ReadTail(const UID &job, std::int64_t log, unsigned attempt, bool isLast) const;
 
 private:
+    Path OldFileOf(const UID &job, std::int64_t log) const;
+
     Path m_folder;
 };
 

@@ -21,7 +21,7 @@ namespace
 
 constexpr const char *k_state_columns =
     "id, number, created, status, priority, tasks_total, tasks_done, tasks_failed, next_task,"
-    " log_base";
+    " log_base, waiting, first_failures";
 
 JobState ReadState(SQLite::Statement &row)
 {
@@ -36,6 +36,8 @@ JobState ReadState(SQLite::Statement &row)
     state.tasksFailed = row.getColumn(7).getUInt();
     state.nextTask = row.getColumn(8).getUInt();
     state.logBase = row.getColumn(9).getInt64();
+    state.waiting = row.getColumn(10).getString();
+    state.firstFailures = row.getColumn(11).getInt();
     return state;
 }
 
@@ -43,7 +45,7 @@ bool IsStateParameter(const String &name)
 {
     return name == corvan::p_Status || name == corvan::p_Priority || name == corvan::p_Created ||
            name == corvan::p_TasksTotal || name == corvan::p_TasksDone ||
-           name == corvan::p_TasksFailed || name == corvan::p_Type;
+           name == corvan::p_TasksFailed || name == corvan::p_Type || name == corvan::p_Waiting;
 }
 
 } // namespace
@@ -194,7 +196,8 @@ void JobStore::SaveState(const JobState &state)
         {
             const Query update = m_database->Prepared(
                 "UPDATE jobs SET status = ?, priority = ?, tasks_total = ?, tasks_done = ?,"
-                " tasks_failed = ?, next_task = ?, log_base = ? WHERE number = ?");
+                " tasks_failed = ?, next_task = ?, log_base = ?, waiting = ?, first_failures = ?"
+                " WHERE number = ?");
             update->bind(1, int(state.status));
             update->bind(2, state.priority);
             update->bind(3, state.tasksTotal);
@@ -202,7 +205,9 @@ void JobStore::SaveState(const JobState &state)
             update->bind(5, state.tasksFailed);
             update->bind(6, state.nextTask);
             update->bind(7, state.logBase);
-            update->bind(8, state.number);
+            update->bind(8, state.waiting);
+            update->bind(9, state.firstFailures);
+            update->bind(10, state.number);
             update->exec();
         });
 }

@@ -37,6 +37,10 @@ struct JobState
     unsigned tasksFailed = 0;
     unsigned nextTask = 0;    ///< The first task that has no record in `TaskStore`.
     std::int64_t logBase = 0; ///< Of the numbers of the log files; those below it are taken.
+    /// Why it does not go on, where no status tells; empty where it does.
+    String waiting;
+    /// How many tasks have failed while none has been done yet; negative once one was.
+    int firstFailures = 0;
 };
 
 /// Number of a task's log file.

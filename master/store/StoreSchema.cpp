@@ -54,6 +54,14 @@ constexpr const char *k_migrations[] = {
     ALTER TABLE jobs ADD COLUMN log_base INTEGER NOT NULL DEFAULT 0;
     ALTER TABLE tasks ADD COLUMN log INTEGER NOT NULL DEFAULT -1;
     )",
+    // Why a job does not go on, and why a task failed. Of a job that has got something done it is
+    // known already that its commands can work.
+    R"(
+    ALTER TABLE jobs ADD COLUMN waiting TEXT NOT NULL DEFAULT '';
+    ALTER TABLE jobs ADD COLUMN first_failures INTEGER NOT NULL DEFAULT 0;
+    UPDATE jobs SET first_failures = -1 WHERE tasks_done > 0;
+    ALTER TABLE tasks ADD COLUMN reason TEXT NOT NULL DEFAULT '';
+    )",
 };
 
 } // namespace

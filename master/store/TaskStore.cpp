@@ -23,6 +23,7 @@ TaskState ReadTask(SQLite::Statement &row)
     task.failures = row.getColumn(3).getUInt();
     task.exitCode = row.getColumn(4).getInt();
     task.log = row.getColumn(5).getInt64();
+    task.reason = row.getColumn(6).getString();
     return task;
 }
 
@@ -33,7 +34,8 @@ TaskStore::TaskStore(StoreDatabase &database) : m_database(database)
     _CallEntry call("TaskStore::TaskStore", __FILE__, __LINE__);
 }
 
-std::optional<TaskState> TaskStore::FindNext(const JobState &state)
+std::optional<TaskState> TaskStore::FindNext(const JobState &state,
+                                             const std::set<unsigned> &passOver)
 {
     _CallEntry call("TaskStore::FindNext", __FILE__, __LINE__);
 
@@ -42,11 +44,12 @@ std::optional<TaskState> TaskStore::FindNext(const JobState &state)
         [&]() -> std::optional<TaskState>
         {
             const Query select = m_database.Prepared(
-                "SELECT task, status, tries, failures, exit_code, log FROM tasks"
-                " WHERE job = ? AND status = 0 ORDER BY task LIMIT 1");
+                "SELECT task, status, tries, failures, exit_code, log, reason FROM tasks"
+                " WHERE job = ? AND status = 0 ORDER BY task");
             select->bind(1, state.number);
-            if (select->executeStep())
-                return ReadTask(*select);
+            while (select->executeStep())
+                if (!passOver.contains(select->getColumn(0).getUInt()))
+                    return ReadTask(*select);
             if (state.nextTask < state.tasksTotal)
                 return TaskState{.index = state.nextTask};
             return std::nullopt;
@@ -62,7 +65,7 @@ std::optional<TaskState> TaskStore::Find(const JobState &state, unsigned index)
         [&]() -> std::optional<TaskState>
         {
             const Query select = m_database.Prepared(
-                "SELECT task, status, tries, failures, exit_code, log FROM tasks"
+                "SELECT task, status, tries, failures, exit_code, log, reason FROM tasks"
                 " WHERE job = ? AND task = ?");
             select->bind(1, state.number);
             select->bind(2, index);
@@ -82,7 +85,7 @@ std::vector<TaskState> TaskStore::List(const JobState &state)
         {
             std::vector<TaskState> tasks;
             const Query select = m_database.Prepared(
-                "SELECT task, status, tries, failures, exit_code, log FROM tasks"
+                "SELECT task, status, tries, failures, exit_code, log, reason FROM tasks"
                 " WHERE job = ? ORDER BY task");
             select->bind(1, state.number);
             while (select->executeStep())
@@ -135,8 +138,8 @@ void TaskStore::Save(const JobState &state, const TaskState &task)
         [&]
         {
             const Query put = m_database.Prepared(
-                "INSERT OR REPLACE INTO tasks(job, task, status, tries, failures, exit_code, log)"
-                " VALUES(?,?,?,?,?,?,?)");
+                "INSERT OR REPLACE INTO tasks(job, task, status, tries, failures, exit_code, log,"
+                " reason) VALUES(?,?,?,?,?,?,?,?)");
             put->bind(1, state.number);
             put->bind(2, task.index);
             put->bind(3, int(task.status));
@@ -144,6 +147,7 @@ void TaskStore::Save(const JobState &state, const TaskState &task)
             put->bind(5, task.failures);
             put->bind(6, task.exitCode);
             put->bind(7, task.log);
+            put->bind(8, task.reason);
             put->exec();
         });
 }

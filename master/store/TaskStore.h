@@ -2,16 +2,19 @@
 
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <vector>
 
 #include "corvan/JobStatus.h"
 #include "ostrel/LoopThread.h"
+#include "ostrel/String.h"
 
 namespace master
 {
 
 using corvan::JobStatus;
 using ostrel::LoopThread;
+using ostrel::String;
 
 class StoreDatabase;
 struct JobState;
@@ -25,6 +28,7 @@ struct TaskState
     unsigned tries = 0;    ///< How often it was started.
     unsigned failures = 0; ///< How often its command failed.
     int exitCode = 0;      ///< Of the last try that ended by itself.
+    String reason{};       ///< Why that try failed, where the exit code does not tell.
     std::int64_t log = -1; ///< Number of its log file; negative for `JobState::logBase` + `index`.
 
     friend bool operator==(const TaskState &, const TaskState &) = default;
@@ -39,8 +43,9 @@ public:
     /// The database outlives it.
     explicit TaskStore(StoreDatabase &database);
 
-    /// The first task of the job that is to be started (again).
-    std::optional<TaskState> FindNext(const JobState &state);
+    /// The first task of the job that is to be started (again). Those in `passOver` are passed over.
+    std::optional<TaskState> FindNext(const JobState &state,
+                                      const std::set<unsigned> &passOver = {});
     std::optional<TaskState> Find(const JobState &state, unsigned index);
     /// All that have a record, in ascending order.
     std::vector<TaskState> List(const JobState &state);

@@ -44,6 +44,14 @@ TEST(JobTexts, ListLinesSayOfARequeueWhichJobItIsOneOf)
                              "(requeue of bbbb2222)");
 }
 
+TEST(JobTexts, ALineTellsWhyAJobWaits)
+{
+    CountedJob job;
+    job.SetParameter(corvan::p_Waiting, "no program pov\x1bray in the search path");
+    EXPECT_EQ(ListLine(job), "aaaa1111  Running    12/60, 2 failed     Command     beauty "
+                             "(waits: no program pov\\x1bray in the search path)");
+}
+
 TEST(JobTexts, AJobThatSaysNothingIsQueuedWithoutTasks)
 {
     const auto job = SampleJob("aaaa1111-0000-4000-8000-000000000001", "new");
@@ -87,6 +95,10 @@ TEST(JobTexts, TellWhatBecameOfATask)
          "frames 1 to 1, Running, tried 2 times, the one before: exit code 7"},
         {{0, 1, 1, JobStatus::Queued, 1, 7}, "frames 1 to 1, Queued, tried once, exit code 7"},
         {{0, 1, 1, JobStatus::Cancelled, 1, 0}, "frames 1 to 1, Cancelled, tried once"},
+        {{0, 1, 1, JobStatus::Failed, 3, 0, "it left /x\x1b.png empty"},
+         "frames 1 to 1, Failed, tried 3 times, it left /x\\x1b.png empty"},
+        {{0, 1, 1, JobStatus::Running, 2, -1, "it took longer than 5 seconds"},
+         "frames 1 to 1, Running, tried 2 times, the one before: it took longer than 5 seconds"},
     };
     for (const auto &[task, text] : cases)
         EXPECT_EQ(TaskText(task), text);
@@ -100,7 +112,7 @@ TEST(JobTexts, JsonHoldsAllThatIsSetInItsOrder)
               R"("TasksTotal":"60","TasksDone":"12","TasksFailed":"2"}})");
     EXPECT_EQ(TaskJson({1, -2, 5, JobStatus::Failed, 3, -1}).dump(),
               R"({"index":1,"firstFrame":-2,"lastFrame":5,"status":"Failed","tries":3,)"
-              R"("exitCode":-1})");
+              R"("exitCode":-1,"reason":""})");
 }
 
 TEST(JobTexts, JsonReplacesBytesThatAreNoText)

@@ -425,8 +425,8 @@ TEST_F(DispatcherTest, QueuesTheNewPacketsOfAFinishedJobAndKeepsTheOldOnes)
                 state, {.index = 1, .status = JobStatus::Failed, .tries = 3, .exitCode = 9});
             m_store.SaveState(state);
         });
-    m_logs.Write(job, 0, "five\n");
-    m_logs.Write(job, 1, "six\n");
+    WriteLog(job, 0, 2, "five\n");
+    WriteLog(job, 1, 3, "six\n");
 
     const Outbox outbox = Set(job, "Range", "4-7");
     EXPECT_EQ(News(outbox),
@@ -498,11 +498,11 @@ TEST_F(DispatcherTest, TheLogsOfAJobThatIsCutTwiceStayWithTheirFrames)
 {
     const UID job = NewJob({{"Range", "5-6"}});
     StartTasks(job);
-    m_logs.Write(job, 0, "five\n");
-    m_logs.Write(job, 1, "six\n");
+    WriteLog(job, 0, 1, "five\n");
+    WriteLog(job, 1, 1, "six\n");
     Set(job, "Range", "4-7");
     const auto first = master::LogNumber(State(job), {.index = 0});
-    m_logs.Write(job, first, "four\n");
+    WriteLog(job, first, 1, "four\n");
     InTurn(
         [&](Outbox &)
         { m_store.Tasks().Save(State(job), {.index = 0, .status = JobStatus::Done, .tries = 1}); });
@@ -674,7 +674,8 @@ TEST_F(DispatcherTest, RefusesAListOfTasksThatNoMessageCanHold)
 TEST_F(DispatcherTest, GivesTheLogOfATask)
 {
     const UID job = NewJob({{"Range", "1-2"}});
-    m_logs.Write(job, 1, "rendered\n");
+    InTurn([&](Outbox &) { m_store.Tasks().Save(State(job), {.index = 1, .tries = 1}); });
+    WriteLog(job, 1, 1, "rendered\n");
     corvan::GetTaskLogMsg ask;
     ask.job = job;
     ask.task = 1;
@@ -683,6 +684,104 @@ TEST_F(DispatcherTest, GivesTheLogOfATask)
     EXPECT_EQ(AnswerOf<corvan::TaskLogMsg>(Handle(1, ask))->text, "");
     ask.task = 2;
     EXPECT_EQ(ReasonOf(Handle(1, ask)), "GetTaskLog " + job.ToString() + ": the job has no task 2");
+}
+
+TEST_F(DispatcherTest, GivesTheLogOfEachTry)
+{
+    const UID job = NewJob({{"Range", "1"}});
+    InTurn([&](Outbox &) { m_store.Tasks().Save(State(job), {.index = 0, .tries = 2}); });
+    WriteLog(job, 0, 1, "first\n");
+    WriteLog(job, 0, 2, "second\n");
+    const struct
+    {
+        unsigned wanted;
+        unsigned given;
+        const char *text;
+    } cases[] = {{0, 2, "second\n"}, {1, 1, "first\n"}, {2, 2, "second\n"}};
+    corvan::GetTaskLogMsg ask;
+    ask.job = job;
+    for (const auto &[wanted, given, text] : cases)
+    {
+        ask.attempt = wanted;
+        const Outbox outbox = Handle(1, ask);
+        EXPECT_EQ(AnswerOf<corvan::TaskLogMsg>(outbox)->text, text) << wanted;
+        EXPECT_EQ(AnswerOf<corvan::TaskLogMsg>(outbox)->attempt, given) << wanted;
+    }
+    ask.attempt = 3;
+    EXPECT_EQ(ReasonOf(Handle(1, ask)),
+              "GetTaskLog " + job.ToString() + ": task 0 was tried 2 times");
+}
+
+TEST_F(DispatcherTest, TellsWhyTasksFailedAsLongAsTheListHasRoom)
+{
+    const UID job = NewJob({{"Range", "1-3"}});
+    InTurn(
+        [&](Outbox &)
+        {
+            const std::string large(master::Dispatcher::k_ReasonBytes, 'x');
+            m_store.Tasks().Save(State(job), {.index = 0, .tries = 1, .reason = "it left no file"});
+            m_store.Tasks().Save(State(job), {.index = 1, .tries = 1, .reason = large});
+            m_store.Tasks().Save(State(job), {.index = 2, .tries = 1, .reason = "nor did it"});
+        });
+    const Outbox outbox = Ask<corvan::GetTasksMsg>(job);
+    const auto *list = AnswerOf<corvan::TaskListMsg>(outbox);
+    ASSERT_TRUE(list);
+    EXPECT_EQ(list->tasks[0].reason, "it left no file");
+    EXPECT_EQ(list->tasks[1].reason, "");
+    EXPECT_EQ(list->tasks[2].reason, "nor did it");
+}
+
+TEST_F(DispatcherTest, ShowsWhyAJobWaits)
+{
+    const UID job = NewJob({{"Range", "1"}});
+    const auto waiting = [&]
+    {
+        String unreadable;
+        return m_cache.Whole(State(job), &unreadable)->ParameterText("Waiting", false);
+    };
+    EXPECT_EQ(waiting(), "");
+    JobState state = State(job);
+    state.waiting = "no program";
+    InTurn([&](Outbox &) { m_store.SaveState(state); });
+    EXPECT_EQ(waiting(), "no program");
+    EXPECT_EQ(ReasonOf(Set(job, "Waiting", "for me")),
+              "JobParameter Waiting: the Master alone sets it");
+}
+
+TEST_F(DispatcherTest, HasAJobTriedAtOnceThatSomebodyWantsToGoOn)
+{
+    const struct
+    {
+        const char *name;
+        const char *value;
+        bool tries;
+        const char *waiting;
+    } cases[] = {
+        {"Status", "0", true, "no program"},    {"Status", "1", true, "no program"},
+        {"Script", "exit 1", true, "no program"}, {"Note", "x", false, "no program"},
+        {"Status", "4", true, ""},
+    };
+    const UID job = NewJob({{"Range", "1-3"}});
+    for (const auto &[name, value, tries, waiting] : cases)
+    {
+        JobState state = State(job);
+        state.waiting = "no program";
+        InTurn([&](Outbox &) { m_store.SaveState(state); });
+        const Outbox outbox = Set(job, name, value);
+        EXPECT_EQ(outbox.JobsToTry(), tries ? std::vector{job} : std::vector<UID>{}) << name;
+        EXPECT_EQ(State(job).waiting, waiting) << name << value;
+    }
+}
+
+TEST_F(DispatcherTest, ForgivesTheFirstFailuresOfAJobThatIsResumed)
+{
+    const UID job = NewJob({{"Range", "1-30"}, {"Status", "4"}});
+    JobState state = State(job);
+    state.waiting = "its first 10 tasks have all failed";
+    state.firstFailures = 10;
+    InTurn([&](Outbox &) { m_store.SaveState(state); });
+    EXPECT_EQ(News(Set(job, "Status", "1")), (Texts{"Waiting=", "Status=0"}));
+    EXPECT_EQ(State(job).firstFailures, 0);
 }
 
 TEST_F(DispatcherTest, RefusesWhatOnlyTheMasterSends)

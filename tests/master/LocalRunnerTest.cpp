@@ -23,18 +23,13 @@ namespace
 
 constexpr auto k_patience = 300ms;
 
-class LocalRunnerTest : public ::testing::Test
+class LocalRunnerTest : public ::testing::Test, private master::RunListener
 {
 protected:
     bool Start(const std::vector<std::string> &arguments)
     {
         const Command command{m_run, arguments, m_folder.Folder(), m_folder / "log"};
-        return m_runner.Start(
-            command,
-            [this](int run, int exitCode) {
-                m_ended.push_back({run, exitCode});
-            },
-            &m_reason);
+        return m_runner.Start(command, Listener(), &m_reason);
     }
 
     bool StartScript(const std::string &script)
@@ -75,12 +70,29 @@ protected:
         return name != std::string::npos && text[name + 2] != 'Z' && text[name + 2] != 'X';
     }
 
+    master::RunListener &Listener()
+    {
+        return *this;
+    }
+
     TempFolder m_folder;
     int m_run = 1;
     std::vector<std::pair<int, int>> m_ended;
     String m_reason;
     boost::asio::io_context m_loop;
     LocalRunner m_runner{m_loop, 2, k_patience, m_folder.Folder().Text()};
+    std::vector<int> m_started;
+
+private:
+    void OnStarted(int run) override
+    {
+        m_started.push_back(run);
+    }
+
+    void OnEnded(int run, const master::RunEnd &end) override
+    {
+        m_ended.push_back({run, end.exitCode});
+    }
 };
 
 using Ended = std::vector<std::pair<int, int>>;
@@ -125,8 +137,7 @@ TEST_F(LocalRunnerTest, KeepsItsSlotsWhereTheSystemHasNoMoreDescriptors)
         few.rlim_cur = rlim_t(first + more);
         ::setrlimit(RLIMIT_NOFILE, &few);
         String reason;
-        const bool isStarted = runner.Start(
-            command, [](int, int) {}, &reason);
+        const bool isStarted = runner.Start(command, Listener(), &reason);
         ::setrlimit(RLIMIT_NOFILE, &before);
 
         EXPECT_EQ(runner.FreeSlots(), isStarted ? 0 : 1) << more;
@@ -152,8 +163,7 @@ TEST_F(LocalRunnerTest, KeepsItsSlotsWhereThereIsNoMemory)
         bool isStarted = false;
         {
             const MemoryLimit limit(most);
-            isStarted = runner.Start(
-                command, [](int, int) {}, &reason);
+            isStarted = runner.Start(command, Listener(), &reason);
         }
         EXPECT_EQ(runner.FreeSlots(), isStarted ? 0 : 1) << most;
         EXPECT_EQ(reason, isStarted ? "" : "out of memory") << most;
@@ -278,11 +288,12 @@ TEST_F(LocalRunnerTest, KillsItsCommandsWhenItGoes)
     std::optional<LocalRunner> runner(std::in_place, m_loop, 1, k_patience, "x");
     const Command command{
         1, {"/bin/sh", "-c", "echo $$ > self; sleep 100"}, m_folder.Folder(), m_folder / "log"};
-    ASSERT_TRUE(runner->Start(
-        command, [](int, int) { ADD_FAILURE(); }, &m_reason));
+    ASSERT_TRUE(runner->Start(command, Listener(), &m_reason));
     ASSERT_TRUE(RunUntil([this] { return ReadNumber("self") > 0; }));
     runner.reset();
     EXPECT_FALSE(IsAlive(ReadNumber("self")));
+    m_loop.poll();
+    EXPECT_EQ(m_ended, Ended{});
 }
 
 TEST_F(LocalRunnerTest, EndsWhatAnEarlierRunLeftBehindAndNothingElse)

@@ -1,5 +1,6 @@
 #include "master/Master.h"
 
+#include <SQLiteCpp/Database.h>
 #include <atomic>
 #include <filesystem>
 #include <future>
@@ -353,6 +354,93 @@ TEST_F(MasterTest, FailsAJobWhoseCommandFailsThreeTimes)
     EXPECT_EQ(task.tries(), 3u);
     EXPECT_EQ(task.exit_code(), 9);
     EXPECT_EQ(task.status(), 3);
+}
+
+TEST_F(MasterTest, GivesTheLogOfEachTry)
+{
+    Start();
+    const auto client = Connect();
+    const std::string job = Submit(
+        *client, {{"Range", "1"}, {"Script", "cd '" + m_folder.Folder().Text() +
+                                                 "'; echo x >> tries; wc -l < tries; exit 9"}});
+    ASSERT_TRUE(client->ReceiveUntil(IsNews("Status", "3")));
+    for (const unsigned attempt : {0u, 1u, 2u, 3u})
+    {
+        wire::Envelope ask;
+        ask.mutable_get_task_log()->set_job(job);
+        ask.mutable_get_task_log()->set_attempt(attempt);
+        const auto answer = client->Ask(ask);
+        const unsigned given = attempt == 0 ? 3 : attempt;
+        EXPECT_EQ(answer->task_log().text(), std::to_string(given) + "\n");
+        EXPECT_EQ(answer->task_log().attempt(), given);
+    }
+}
+
+TEST_F(MasterTest, KeepsAJobWhoseProgramIsMissingUntilItIsThere)
+{
+    const ostrel::Path program = m_folder / "renderer";
+    TestJobTypes::RunsProgram(program.Text());
+    Start();
+    const auto client = Connect();
+    const std::string job = Submit(*client, {{"Range", "1-50"}});
+    ASSERT_TRUE(client->ReceiveUntil(IsNews(
+        "Waiting", "cannot start " + program.Text() + ": No such file or directory")));
+    const auto shown = client->Ask(GetJobEnvelope(job))->job();
+    EXPECT_EQ(ParameterOf(shown, "Status"), "0");
+    EXPECT_EQ(ParameterOf(shown, "TasksFailed"), "0");
+    EXPECT_NE(ParameterOf(shown, "Waiting"), "(not set)");
+
+    std::filesystem::create_symlink("/bin/true", program.Text().c_str());
+    ASSERT_TRUE(client->ReceiveUntil(IsNews("Waiting", "")));
+    ASSERT_TRUE(client->ReceiveUntil(IsNews("Status", "2")));
+    EXPECT_EQ(ParameterOf(client->Ask(GetJobEnvelope(job))->job(), "TasksDone"), "50");
+}
+
+TEST_F(MasterTest, KeepsJobsOfATypeThatIsNotThere)
+{
+    Start(0);
+    const std::string job = Submit(*Connect(), {{"Range", "1-50"}});
+    m_master->Stop();
+    TestJobTypes::Forget(k_ShellType);
+    Start();
+    const std::string other = UID(true).ToString();
+    for (int i = 0; i < 20; ++i)
+        EXPECT_EQ(Status(*Connect(), other), "(no job)");
+    m_master->Stop();
+
+    TestJobTypes::Forget(UID());
+    Start(0);
+    const auto answer = Connect()->Ask(GetJobEnvelope(job))->job();
+    EXPECT_NE(ParameterOf(answer, "Status"), "3");
+    EXPECT_EQ(ParameterOf(answer, "TasksFailed"), "0");
+    EXPECT_EQ(ParameterOf(answer, "Waiting"),
+              "the type " + k_ShellType.ToString() + " of the job is not known here");
+}
+
+// What ran when a Master was killed, on a disk that takes no change of it.
+TEST_F(MasterTest, StartsNothingBeforeWhatRanIsQueuedAgainOnDisk)
+{
+    Start(0);
+    const std::string job = Submit(*Connect(), {{"Range", "1-3"}});
+    m_master->Stop();
+    SQLite::Database disk((m_settings.data / "jobs.db").Text(), SQLite::OPEN_READWRITE, 5000);
+    disk.exec("INSERT INTO tasks(job, task, status, tries, failures, exit_code)"
+              " SELECT number, 0, 1, 1, 0, 0 FROM jobs;"
+              "UPDATE jobs SET status = 1, next_task = 1;"
+              "CREATE TRIGGER full BEFORE UPDATE OF status ON tasks WHEN old.status = 1"
+              " BEGIN SELECT RAISE(FAIL, 'database or disk is full'); END");
+
+    const LogCapture log;
+    Start();
+    const auto client = Connect();
+    EXPECT_TRUE(client->Ask(FollowEnvelope(job))->has_accepted());
+    while (log.Count(ostrel::k_LogError, "database or disk is full") < 2)
+        ASSERT_EQ(Status(*client, job), "1");
+    EXPECT_EQ(ParameterOf(client->Ask(GetJobEnvelope(job))->job(), "TasksDone"), "0");
+    disk.exec("DROP TRIGGER full");
+    ASSERT_TRUE(client->ReceiveUntil(IsNews("Status", "2")));
+    for (const wire::Task &task : client->Ask(GetTasksEnvelope(job))->task_list().tasks())
+        EXPECT_EQ(task.status(), 2);
 }
 
 TEST_F(MasterTest, KeepsJobsAndQueuesWhatRanWhenItEnds)

@@ -1,6 +1,7 @@
 #include "master/Scheduler.h"
 
 #include "tests/master/StoreFixture.h"
+#include "tests/support/FakeClock.h"
 #include "tests/support/FakeRunner.h"
 
 using corvan::JobStatus;
@@ -12,11 +13,12 @@ using ostrel::String;
 using ostrel::UID;
 
 using Texts = std::vector<std::string>;
+using namespace std::chrono_literals;
 
 namespace
 {
 
-class SchedulerTest : public StoreFixture
+class SchedulerTest : public StoreFixture, private master::RunListener
 {
 protected:
     // What the Master does after each turn; gives what was sent meanwhile.
@@ -25,34 +27,66 @@ protected:
         std::vector<Scheduler::Planned> planned;
         Outbox outbox = InTurn([&](Outbox &news) { planned = m_scheduler.Plan(news); });
         std::vector<RunResult> failed;
-        m_scheduler.Start(
-            planned,
-            [this](int run, int exitCode) {
-                m_ended.push_back({run, exitCode});
-            },
-            failed);
+        m_scheduler.Start(planned, *this, failed);
         m_ended.insert(m_ended.end(), failed.begin(), failed.end());
         return outbox;
     }
 
-    Outbox RecordEnded()
+    // The same, and all that was asked for is started.
+    Outbox FillSlotsAndStart()
+    {
+        Outbox outbox = FillSlots();
+        m_runner.TellStarts();
+        outbox.Append(RecordRuns());
+        return outbox;
+    }
+
+    Outbox RecordRuns()
     {
         Outbox outbox = InTurn(
             [&](Outbox &news)
             {
+                for (const int run : m_started)
+                    m_scheduler.RecordStart(run, news);
                 for (const RunResult &result : m_ended)
                     m_scheduler.Record(result, news);
             });
         for (const RunResult &result : m_ended)
             m_scheduler.Forget(result.run);
+        m_started.clear();
         m_ended.clear();
         return outbox;
     }
 
     Outbox Finish(int run, int exitCode)
     {
-        m_runner.Finish(run, exitCode);
-        return RecordEnded();
+        return Finish(run, {.exitCode = exitCode});
+    }
+
+    Outbox Finish(int run, const master::RunEnd &end)
+    {
+        m_runner.Finish(run, end);
+        return RecordRuns();
+    }
+
+    // What each start comes to until something is to be waited for. Gives the news.
+    Texts RunAll(const master::RunEnd &end)
+    {
+        Texts news;
+        for (std::size_t started = m_runner.started.size();; started = m_runner.started.size())
+        {
+            AppendNews(FillSlots(), news);
+            if (m_runner.started.size() == started)
+                return news;
+            for (; started < m_runner.started.size(); ++started)
+                AppendNews(Finish(m_runner.started[started].run, end), news);
+        }
+    }
+
+    static void AppendNews(const Outbox &outbox, Texts &news)
+    {
+        const Texts more = News(outbox);
+        news.insert(news.end(), more.begin(), more.end());
     }
 
     // The frames that were started, in order, by the third and fourth argument after the script.
@@ -65,15 +99,29 @@ protected:
     }
 
     FakeRunner m_runner;
-    Scheduler m_scheduler{m_store, m_cache, m_logs, m_runner};
+    FakeClock m_clock;
+    Scheduler m_scheduler{m_store, m_cache, m_logs, m_runner, m_clock};
+    std::vector<int> m_started;
     std::vector<RunResult> m_ended;
+
+private:
+    void OnStarted(int run) override
+    {
+        if (m_scheduler.NoteStart(run))
+            m_started.push_back(run);
+    }
+
+    void OnEnded(int run, const master::RunEnd &end) override
+    {
+        m_ended.push_back({run, end});
+    }
 };
 
 TEST_F(SchedulerTest, StartsAsManyTasksAsThereAreSlotsInOrder)
 {
     m_runner.slots = 2;
     const JobState job = Add(*MakeTestJob({{"Range", "1-9"}, {"PacketSize", "3"}}));
-    const Outbox outbox = FillSlots();
+    const Outbox outbox = FillSlotsAndStart();
 
     EXPECT_EQ(StartedFrames(), (Texts{"1-3", "4-6"}));
     EXPECT_EQ(News(outbox), Texts{"Status=1"});
@@ -99,7 +147,7 @@ TEST_F(SchedulerTest, GoesByPriorityAndThenByAge)
 TEST_F(SchedulerTest, CompletesAJobWithItsLastTask)
 {
     const JobState job = Add(*MakeTestJob({{"Range", "1-2"}}));
-    FillSlots();
+    FillSlotsAndStart();
     const Outbox first = Finish(1, 0);
     EXPECT_EQ(News(first), Texts{});
     EXPECT_EQ(first.Progress(), std::vector{job.id});
@@ -111,45 +159,73 @@ TEST_F(SchedulerTest, CompletesAJobWithItsLastTask)
     EXPECT_FALSE(m_scheduler.HasRuns());
 }
 
-TEST_F(SchedulerTest, TriesATaskThreeTimes)
+TEST_F(SchedulerTest, TriesATaskThreeTimesWithPauses)
 {
     const JobState job = Add(*MakeTestJob({{"Range", "1"}}));
-    for (const int run : {1, 2})
+    const std::pair<int, std::chrono::seconds> tries[] = {{1, 5s}, {2, 30s}};
+    FillSlotsAndStart();
+    for (const auto &[run, pause] : tries)
     {
-        FillSlots();
         EXPECT_EQ(News(Finish(run, 7)), Texts{}) << run;
         EXPECT_EQ(m_store.Tasks().Find(job, 0)->status, JobStatus::Queued) << run;
+        EXPECT_EQ(m_scheduler.NextPauseEnd(), m_clock.Now() + pause);
+        m_clock.Pass(pause - 1ms);
+        FillSlots();
+        EXPECT_EQ(m_runner.started.size(), std::size_t(run)) << "before its pause is over";
+        m_clock.Pass(1ms);
+        FillSlots();
+        EXPECT_EQ(m_runner.started.size(), std::size_t(run) + 1);
     }
-    FillSlots();
-    EXPECT_EQ(News(Finish(3, -1)), (Texts{"TasksDone=0", "TasksFailed=1", "Status=3"}));
+    EXPECT_EQ(News(Finish(3, {.exitCode = -1, .reason = "it took too long"})),
+              (Texts{"TasksDone=0", "TasksFailed=1", "Status=3"}));
 
     const auto task = m_store.Tasks().Find(job, 0);
     EXPECT_EQ(task->status, JobStatus::Failed);
     EXPECT_EQ(task->tries, 3u);
     EXPECT_EQ(task->exitCode, -1);
+    EXPECT_EQ(task->reason, "it took too long");
+    EXPECT_EQ(m_scheduler.NextPauseEnd(), std::nullopt);
     FillSlots();
     EXPECT_EQ(m_runner.started.size(), 3u);
 }
 
-TEST_F(SchedulerTest, TriesAFailedTaskBeforeTheLaterOnes)
+TEST_F(SchedulerTest, KeepsALogOfEachTry)
 {
-    Add(*MakeTestJob({{"Range", "1-3"}}));
+    const JobState job = Add(*MakeTestJob({{"Range", "1"}}));
+    for (const int run : {1, 2, 3})
+    {
+        FillSlots();
+        Finish(run, 7);
+        m_clock.Pass(1min);
+        EXPECT_EQ(m_runner.started.back().log, m_logs.FileOf(job.id, 0, unsigned(run)));
+    }
+}
+
+TEST_F(SchedulerTest, StartsLaterTasksWhileAFailedOnePausesAndThenThatOneFirst)
+{
+    Add(*MakeTestJob({{"Range", "1-4"}}));
     FillSlots();
     Finish(1, 1);
     FillSlots();
-    EXPECT_EQ(StartedFrames(), (Texts{"1-1", "1-1"}));
+    m_clock.Pass(5s);
+    Finish(2, 0);
+    FillSlots();
+    EXPECT_EQ(StartedFrames(), (Texts{"1-1", "2-2", "1-1"}));
 }
 
 TEST_F(SchedulerTest, RendersTheRestOfAJobThatHasAFailedTask)
 {
     const JobState job = Add(*MakeTestJob({{"Range", "1-2"}}));
-    for (const int run : {1, 2, 3})
+    FillSlots();
+    Finish(1, 1);
+    FillSlots();
+    Finish(2, 0);
+    for (const int run : {3, 4})
     {
+        m_clock.Pass(30s);
         FillSlots();
         Finish(run, 1);
     }
-    FillSlots();
-    Finish(4, 0);
     EXPECT_EQ(State(job.id).status, JobStatus::Failed);
     EXPECT_EQ(State(job.id).tasksDone, 1u);
     EXPECT_EQ(State(job.id).tasksFailed, 1u);
@@ -235,49 +311,166 @@ TEST_F(SchedulerTest, CompletesAJobThatWasPausedDuringItsLastTask)
     EXPECT_EQ(State(job.id).status, JobStatus::Done);
 }
 
-TEST_F(SchedulerTest, FailsTheOneTaskWhoseStartThrows)
-{
-    m_runner.slots = 2;
-    m_runner.throws = "no descriptors left";
-    const JobState job = Add(*MakeTestJob({{"Range", "1-2"}}));
-    FillSlots();
-    EXPECT_EQ(m_runner.started.size(), 1u); // The other one.
-    EXPECT_EQ(m_ended.size(), 1u);
-    EXPECT_EQ(m_logs.ReadTail(job.id, 0), "corvan-master: cannot start: no descriptors left\n");
-    RecordEnded();
-    EXPECT_EQ(m_store.Tasks().Find(job, 0)->status, JobStatus::Queued);
-}
-
-TEST_F(SchedulerTest, FailsATaskThatCannotBeStartedAndSaysWhyInItsLog)
+TEST_F(SchedulerTest, ACommandThatCannotBeStartedFailsNoTask)
 {
     const struct
     {
+        const char *what;
         TestParameters parameters;
         const char *refuses;
-        const char *log;
+        const char *throws;
+        const char *reason;
     } cases[] = {
-        {{}, "no such program", "corvan-master: cannot start: no such program\n"},
-        {{{"ImageFormat", "/out.png"}}, "", "corvan-master: cannot start: image format"},
-        {{{"ImageFormat", "/dev/null/x.%d.png"}},
+        {"program", {}, "no such program", "", "no such program"},
+        {"descriptors", {}, "", "no descriptors left", "no descriptors left"},
+        {"format", {{"ImageFormat", "/out.png"}}, "", "", "image format \"/out.png\": "},
+        {"folder",
+         {{"ImageFormat", "/dev/null/x.%d.png"}},
          "",
-         "corvan-master: cannot start: cannot make folder /dev/null: "},
+         "",
+         "cannot make folder /dev/null: "},
     };
-    for (const auto &[parameters, refuses, log] : cases)
+    for (const auto &[what, parameters, refuses, throws, reason] : cases)
     {
         m_runner.refuses = refuses;
+        m_runner.throws = throws;
         TestParameters all = parameters;
         all.emplace_back("Range", "1");
         const JobState job = Add(*MakeTestJob(all));
-        FillSlots();
-        RecordEnded();
-        EXPECT_EQ(m_store.Tasks().Find(job, 0)->exitCode, 127);
-        EXPECT_TRUE(m_logs.ReadTail(job.id, 0).starts_with(log)) << m_logs.ReadTail(job.id, 0);
-        FillSlots();
-        RecordEnded();
-        FillSlots();
-        RecordEnded();
-        EXPECT_EQ(State(job.id).status, JobStatus::Failed);
+        Texts news = News(FillSlots());
+        AppendNews(RecordRuns(), news);
+        ASSERT_EQ(news.size(), 1u) << what;
+        EXPECT_TRUE(news[0].starts_with(std::string("Waiting=") + reason)) << news[0];
+
+        EXPECT_EQ(State(job.id).status, JobStatus::Queued) << what;
+        EXPECT_EQ(State(job.id).waiting, news[0].substr(8));
+        const auto task = m_store.Tasks().Find(job, 0).value_or(master::TaskState{});
+        EXPECT_EQ(task.status, JobStatus::Queued) << what;
+        EXPECT_EQ(task.tries, 0u) << what;
+        EXPECT_EQ(task.failures, 0u) << what;
+        EXPECT_FALSE(m_scheduler.HasRuns());
     }
+}
+
+TEST_F(SchedulerTest, TriesAgainAfterPausesThatDoubleUpToFiveMinutes)
+{
+    const JobState job = Add(*MakeTestJob({{"Range", "1-50"}}));
+    m_runner.slots = 4;
+    m_runner.refuses = "no such program";
+    FillSlots();
+    EXPECT_EQ(News(RecordRuns()), Texts{"Waiting=no such program"});
+    for (const int seconds : {1, 2, 4, 8, 16, 32, 64, 128, 256, 300, 300})
+    {
+        const std::chrono::seconds pause(seconds);
+        EXPECT_EQ(m_scheduler.NextPauseEnd(), m_clock.Now() + pause) << seconds;
+        m_clock.Pass(pause - 1ms);
+        FillSlots();
+        EXPECT_TRUE(m_ended.empty()) << "tried again before " << seconds;
+        m_clock.Pass(1ms);
+        FillSlots();
+        EXPECT_EQ(m_ended.size(), 1u) << "one task shows how it is, after " << seconds;
+        EXPECT_EQ(News(RecordRuns()), Texts{}) << "told once";
+    }
+
+    m_runner.refuses.clear();
+    m_clock.Pass(300s);
+    FillSlots();
+    EXPECT_EQ(m_runner.started.size(), 1u);
+    FillSlots();
+    EXPECT_EQ(m_runner.started.size(), 1u) << "before the one has started";
+    m_runner.TellStarts();
+    EXPECT_EQ(News(RecordRuns()), (Texts{"Status=1", "Waiting="}));
+    FillSlots();
+    EXPECT_EQ(m_runner.started.size(), 4u);
+    EXPECT_EQ(State(job.id).tasksFailed, 0u);
+}
+
+TEST_F(SchedulerTest, TriesAtOnceWhatSomebodyWantsToGoOn)
+{
+    const JobState job = Add(*MakeTestJob({{"Range", "1"}}));
+    m_runner.refuses = "no such program";
+    FillSlots();
+    RecordRuns();
+    m_clock.Pass(1s);
+    FillSlots();
+    RecordRuns();
+    m_runner.refuses.clear();
+    FillSlots();
+    EXPECT_EQ(m_runner.started.size(), 0u);
+    m_scheduler.TryNow(job.id);
+    FillSlots();
+    EXPECT_EQ(m_runner.started.size(), 1u);
+    Finish(1, 1);
+    m_scheduler.TryNow(job.id);
+    FillSlots();
+    EXPECT_EQ(m_runner.started.size(), 2u);
+}
+
+TEST_F(SchedulerTest, NewsOfACommandThatTurnsOutNotToStartAreTroubleToo)
+{
+    const JobState job = Add(*MakeTestJob({{"Range", "1-2"}}));
+    FillSlots();
+    EXPECT_EQ(m_store.Tasks().Find(job, 0)->status, JobStatus::Running);
+    EXPECT_EQ(State(job.id).status, JobStatus::Queued) << "nothing of it runs yet";
+    EXPECT_EQ(News(Finish(1, {.isStarted = false, .reason = "no program x"})),
+              Texts{"Waiting=no program x"});
+    EXPECT_EQ(m_store.Tasks().Find(job, 0)->status, JobStatus::Queued);
+    EXPECT_EQ(m_store.Tasks().Find(job, 0)->tries, 0u);
+}
+
+TEST_F(SchedulerTest, PlansNothingForATypeThatIsNotThereAndGoesOnWithTheOthers)
+{
+    m_runner.slots = 5;
+    const JobState lost = Add(*MakeTestJob({{"Range", "1-50"}}, k_OnceType), 90);
+    const JobState job = Add(*MakeTestJob({{"Range", "1-2"}}));
+    TestJobTypes::Forget(k_OnceType);
+    m_cache.Clear();
+
+    const std::string reason = "the type " + k_OnceType.ToString() + " of the job is not known here";
+    EXPECT_EQ(News(FillSlotsAndStart()), (Texts{"Waiting=" + reason, "Status=1"}));
+    EXPECT_EQ(m_runner.started.size(), 2u);
+    EXPECT_EQ(State(lost.id).status, JobStatus::Queued);
+    EXPECT_EQ(State(lost.id).waiting, reason);
+    EXPECT_FALSE(m_store.Tasks().HasAny(lost));
+    EXPECT_EQ(State(job.id).waiting, "");
+}
+
+TEST_F(SchedulerTest, PausesAJobWhoseFirstTasksAllFail)
+{
+    const JobState job = Add(*MakeTestJob({{"Range", "1-50"}}));
+    const Texts news = RunAll({.exitCode = 7});
+    EXPECT_EQ(news, (Texts{"Status=1",
+                           "Waiting=its first 10 tasks have all failed, the last of them: exit "
+                           "code 7",
+                           "Status=4"}));
+    EXPECT_EQ(m_runner.started.size(), 10u);
+    EXPECT_EQ(State(job.id).status, JobStatus::Paused);
+    m_clock.Pass(1h);
+    FillSlots();
+    EXPECT_EQ(m_runner.started.size(), 10u);
+}
+
+TEST_F(SchedulerTest, GoesOnWithAJobOfWhichATaskWasDone)
+{
+    const JobState job = Add(*MakeTestJob({{"Range", "1-50"}}));
+    FillSlots();
+    Finish(1, 0);
+    RunAll({.exitCode = 7});
+    EXPECT_EQ(m_runner.started.size(), 50u);
+    EXPECT_EQ(State(job.id).status, JobStatus::Running);
+    EXPECT_EQ(State(job.id).waiting, "");
+}
+
+TEST_F(SchedulerTest, AJobOfFewTasksThatAllFailIsOver)
+{
+    const JobState job = Add(*MakeTestJob({{"Range", "1-9"}}));
+    for (int round = 0; round < 3; ++round)
+    {
+        RunAll({.exitCode = 7});
+        m_clock.Pass(30s);
+    }
+    EXPECT_EQ(m_runner.started.size(), 27u);
+    EXPECT_EQ(State(job.id).status, JobStatus::Failed);
 }
 
 TEST_F(SchedulerTest, RunsACommandInTheFolderOfItsJobWithALogOfItsOwn)
@@ -285,7 +478,7 @@ TEST_F(SchedulerTest, RunsACommandInTheFolderOfItsJobWithALogOfItsOwn)
     const JobState job = Add(*MakeTestJob({{"Range", "1"}}));
     FillSlots();
     EXPECT_EQ(m_runner.started[0].folder, m_logs.FolderOf(job.id));
-    EXPECT_EQ(m_runner.started[0].log, m_logs.FileOf(job.id, 0));
+    EXPECT_EQ(m_runner.started[0].log, m_logs.FileOf(job.id, 0, 1));
 }
 
 TEST_F(SchedulerTest, GetsThroughFiftyThousandScatteredFramesSwiftly)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <fstream>
 #include <memory>
 
 #include <gtest/gtest.h>
@@ -43,6 +44,14 @@ protected:
     master::JobState State(const ostrel::UID &job)
     {
         return m_store.FindState(job).value();
+    }
+
+    /// Leaves what a try of a task has printed.
+    void WriteLog(const ostrel::UID &job, std::int64_t log, unsigned attempt, std::string_view text)
+    {
+        ostrel::String reason;
+        ASSERT_TRUE(m_logs.MakeFolder(job, &reason)) << reason;
+        std::ofstream(m_logs.FileOf(job, log, attempt).Text()) << text;
     }
 
     /// The news of an outbox as "Name=value" texts, in order.

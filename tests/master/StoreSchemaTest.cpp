@@ -74,3 +74,19 @@ TEST(StoreSchema, TasksOfTheFirstVersionKeepTheLogsOfTheirNumbers)
     EXPECT_EQ(database.execAndGet("SELECT log_base FROM jobs").getInt(), 0);
     EXPECT_LT(database.execAndGet("SELECT log FROM tasks").getInt(), 0);
 }
+
+TEST(StoreSchema, JobsOfTheSecondVersionWaitForNothing)
+{
+    SQLite::Database database = InMemory();
+    MigrateStore(database, master::StoreMigrations().first(2));
+    // One that has got something done, and one that has not.
+    database.exec("INSERT INTO jobs VALUES(1, 'a', 't', 0, 1, 50, 30, 1, 2, 9, 0);"
+                  "INSERT INTO jobs VALUES(2, 'b', 't', 0, 1, 50, 30, 0, 9, 9, 0);"
+                  "INSERT INTO tasks VALUES(1, 2, 3, 3, 3, 7, -1)");
+    MigrateStore(database, master::StoreMigrations());
+    EXPECT_EQ(Version(database), 3);
+    EXPECT_EQ(database.execAndGet("SELECT waiting || reason FROM jobs JOIN tasks").getString(), "");
+    EXPECT_EQ(database.execAndGet("SELECT first_failures FROM jobs WHERE id = 'a'").getInt(), -1);
+    EXPECT_EQ(database.execAndGet("SELECT first_failures FROM jobs WHERE id = 'b'").getInt(), 0);
+    EXPECT_EQ(database.execAndGet("SELECT exit_code FROM tasks").getInt(), 7);
+}

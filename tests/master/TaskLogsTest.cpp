@@ -1,5 +1,8 @@
 #include "master/run/TaskLogs.h"
 
+#include <filesystem>
+#include <fstream>
+
 #include <gtest/gtest.h>
 
 #include "tests/support/Printing.h"
@@ -9,16 +12,41 @@ using master::TaskLogs;
 using ostrel::String;
 using ostrel::UID;
 
+namespace
+{
+
+void Write(const ostrel::Path &file, const std::string &text)
+{
+    std::filesystem::create_directories(file.Parent().Text().c_str());
+    std::ofstream(file.Text()) << text;
+}
+
+} // namespace
+
 TEST(TaskLogs, GiveWhatATaskPrinted)
 {
     const TempFolder folder;
     const TaskLogs logs(folder / "tasks");
     const UID job(true);
-    EXPECT_EQ(logs.ReadTail(job, 3), "");
-    logs.Write(job, 3, "first\n");
-    logs.Write(job, 3, "second\n");
-    EXPECT_EQ(logs.ReadTail(job, 3), "second\n");
-    EXPECT_EQ(logs.ReadTail(job, 2), "");
+    EXPECT_EQ(logs.ReadTail(job, 3, 1, true), "");
+    Write(logs.FileOf(job, 3, 1), "first\n");
+    Write(logs.FileOf(job, 3, 2), "second\n");
+    EXPECT_EQ(logs.ReadTail(job, 3, 1, false), "first\n");
+    EXPECT_EQ(logs.ReadTail(job, 3, 2, true), "second\n");
+    EXPECT_EQ(logs.ReadTail(job, 3, 3, true), "");
+    EXPECT_EQ(logs.ReadTail(job, 2, 1, true), "");
+}
+
+TEST(TaskLogs, OfEarlierVersionsAreThoseOfTheLastTry)
+{
+    const TempFolder folder;
+    const TaskLogs logs(folder / "tasks");
+    const UID job(true);
+    Write(logs.FolderOf(job) / "3.log", "third\n");
+    EXPECT_EQ(logs.ReadTail(job, 3, 3, true), "third\n");
+    EXPECT_EQ(logs.ReadTail(job, 3, 2, false), "");
+    Write(logs.FileOf(job, 3, 4), "fourth\n");
+    EXPECT_EQ(logs.ReadTail(job, 3, 4, true), "fourth\n");
 }
 
 TEST(TaskLogs, GiveTheLastMebibyteCutAtALine)
@@ -29,9 +57,9 @@ TEST(TaskLogs, GiveTheLastMebibyteCutAtALine)
     std::string text;
     for (int line = 0; text.size() < 3u << 20; ++line)
         text += "line " + std::to_string(line) + "\n";
-    logs.Write(job, 0, text);
+    Write(logs.FileOf(job, 0, 1), text);
 
-    const String tail = logs.ReadTail(job, 0);
+    const String tail = logs.ReadTail(job, 0, 1, true);
     EXPECT_LE(tail.size(), TaskLogs::k_MaxTailBytes);
     EXPECT_GT(tail.size(), TaskLogs::k_MaxTailBytes - 100);
     EXPECT_TRUE(tail.starts_with("line "));
@@ -43,8 +71,8 @@ TEST(TaskLogs, GiveALineThatIsLongerThanThat)
     const TempFolder folder;
     const TaskLogs logs(folder / "tasks");
     const UID job(true);
-    logs.Write(job, 0, std::string(2u << 20, 'x') + "\nend\n");
-    EXPECT_EQ(logs.ReadTail(job, 0).size(), TaskLogs::k_MaxTailBytes);
+    Write(logs.FileOf(job, 0, 1), std::string(2u << 20, 'x') + "\nend\n");
+    EXPECT_EQ(logs.ReadTail(job, 0, 1, true).size(), TaskLogs::k_MaxTailBytes);
 }
 
 TEST(TaskLogs, GiveNothingButUtf8)
@@ -52,8 +80,8 @@ TEST(TaskLogs, GiveNothingButUtf8)
     const TempFolder folder;
     const TaskLogs logs(folder / "tasks");
     const UID job(true);
-    logs.Write(job, 0, "ok \xff\xfe \xc3\xa4\n");
-    EXPECT_EQ(logs.ReadTail(job, 0), "ok \xef\xbf\xbd\xef\xbf\xbd \xc3\xa4\n");
+    Write(logs.FileOf(job, 0, 1), "ok \xff\xfe \xc3\xa4\n");
+    EXPECT_EQ(logs.ReadTail(job, 0, 1, true), "ok \xef\xbf\xbd\xef\xbf\xbd \xc3\xa4\n");
 }
 
 TEST(TaskLogs, SayWhyAFolderCannotBeMade)

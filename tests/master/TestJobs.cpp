@@ -26,22 +26,44 @@ JobType ShellType()
     return type;
 }
 
+JobType OnceType()
+{
+    JobType type = ShellType();
+    type.id = k_OnceType;
+    type.name = "Once";
+    type.rendersFrames = false;
+    type.hasCustomRange = false;
+    return type;
+}
+
 } // namespace
 
 TestJobTypes::TestJobTypes()
 {
     JobFactory::s_JobFactory.AddType(ShellType());
-    JobType once = ShellType();
-    once.id = k_OnceType;
-    once.name = "Once";
-    once.rendersFrames = false;
-    once.hasCustomRange = false;
-    JobFactory::s_JobFactory.AddType(once);
+    JobFactory::s_JobFactory.AddType(OnceType());
 }
 
 TestJobTypes::~TestJobTypes()
 {
     JobFactory::s_JobFactory.Clear();
+}
+
+void TestJobTypes::Forget(const UID &type)
+{
+    JobFactory::s_JobFactory.Clear();
+    if (!(type == k_ShellType))
+        JobFactory::s_JobFactory.AddType(ShellType());
+    if (!(type == k_OnceType))
+        JobFactory::s_JobFactory.AddType(OnceType());
+}
+
+void TestJobTypes::RunsProgram(const ostrel::String &program)
+{
+    Forget(k_ShellType);
+    JobType type = ShellType();
+    type.renderCommand = {program};
+    JobFactory::s_JobFactory.AddType(type);
 }
 
 boost::shared_ptr<corvan::Job> MakeTestJob(const TestParameters &parameters, const UID &type)

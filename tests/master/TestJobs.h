@@ -15,6 +15,11 @@ public:
     ~TestJobTypes();
     TestJobTypes(const TestJobTypes &) = delete;
     TestJobTypes &operator=(const TestJobTypes &) = delete;
+
+    /// One of them is not known any more; the others are what they were.
+    static void Forget(const ostrel::UID &type);
+    /// "Shell" runs this program, without arguments.
+    static void RunsProgram(const ostrel::String &program);
 };
 
 extern const ostrel::UID k_ShellType;

@@ -26,7 +26,8 @@ public:
         return slots - int(m_running.size());
     }
 
-    bool Start(const master::Command &command, Finished finished, ostrel::String *error) override
+    bool Start(const master::Command &command, master::RunListener &listener,
+               ostrel::String *error) override
     {
         *error = refuses;
         if (!throws.empty())
@@ -34,7 +35,7 @@ public:
         if (!refuses.empty())
             return false;
         started.push_back(command);
-        m_running[command.run] = std::move(finished);
+        m_running[command.run] = {&listener, false};
         return true;
     }
 
@@ -43,14 +44,30 @@ public:
         ended.push_back(run);
     }
 
-    /// The command ends by itself.
-    void Finish(int run, int exitCode)
+    /// All commands that were asked for are there.
+    void TellStarts()
     {
-        const Finished finished = std::move(m_running.at(run));
+        for (auto &[run, command] : m_running)
+            if (!std::exchange(command.isStarted, true))
+                command.listener->OnStarted(run);
+    }
+
+    /// The command ends by itself, or cannot be started as it turns out.
+    void Finish(int run, const master::RunEnd &end)
+    {
+        const Running command = m_running.at(run);
         m_running.erase(run);
-        finished(run, exitCode);
+        if (end.isStarted && !command.isStarted)
+            command.listener->OnStarted(run);
+        command.listener->OnEnded(run, end);
     }
 
 private:
-    std::map<int, Finished> m_running;
+    struct Running
+    {
+        master::RunListener *listener = nullptr;
+        bool isStarted = false;
+    };
+
+    std::map<int, Running> m_running;
 };

@@ -41,6 +41,10 @@ class FarmTest(unittest.TestCase):
         runtime.mkdir(mode=0o700)
         self.env["XDG_RUNTIME_DIR"] = str(runtime)
         self.env["CORVAN_MASTER"] = f"unix:{self.folder}/master.sock"
+        # A command that fails is tried again at once.
+        options = self.folder / "config" / "CorvanMaster" / "CorvanMaster.ini"
+        options.parent.mkdir(parents=True)
+        options.write_text("[Tasks]\nPauseAfterFailure = 0\nPauseAfterSecondFailure = 0\n")
         self.master = None
 
     def start_master(self, *arguments):

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <chrono>
+
+namespace master
+{
+
+/// How long the Master waits before it tries something again.
+struct Pauses
+{
+    // A job whose command cannot be started: at first, and after doubling each time at most.
+    std::chrono::milliseconds firstOfJob{1'000};
+    std::chrono::milliseconds longestOfJob{300'000};
+    // A task whose command failed for the first and for the second time.
+    std::chrono::milliseconds firstOfTask{5'000};
+    std::chrono::milliseconds secondOfTask{30'000};
+};
+
+} // namespace master
