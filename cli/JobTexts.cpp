@@ -149,9 +149,12 @@ nlohmann::ordered_json JobJson(const Job &job)
 nlohmann::ordered_json TaskJson(const TaskInfo &task)
 {
     return {
-        {"index", task.index},         {"firstFrame", task.firstFrame},
-        {"lastFrame", task.lastFrame}, {"status", corvan::StatusName(task.status)},
-        {"tries", task.tries},         {"exitCode", task.exitCode},
+        {"index", task.index},
+        {"firstFrame", task.firstFrame},
+        {"lastFrame", task.lastFrame},
+        {"status", corvan::StatusName(task.status)},
+        {"tries", task.tries},
+        {"exitCode", task.exitCode},
         {"reason", std::string(task.reason)},
     };
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <map>
+#include <sstream>
 
 #include "corvan/ParameterCheck.h"
 #include "corvan/Placeholders.h"
@@ -43,7 +44,8 @@ void CheckSections(const IniFile &file)
     {
         const bool isCommand = section.starts_with(k_command) &&
                                ParseNumber(section.substr(std::string_view(k_command).size())) > 0;
-        if (!isCommand && section != "Type" && section != "Defaults" && section != "Render")
+        if (!isCommand && section != "Type" && section != "Defaults" && section != "Render" &&
+            section != "Run")
             Refuse("section \"" + Excerpt(section) + "\" is not known");
     }
 }
@@ -55,14 +57,14 @@ void CheckKeys(const IniFile &file, const String &section, std::initializer_list
             Refuse("key \"" + Excerpt(key) + "\" of section \"" + section + "\" is not known");
 }
 
-bool ReadFlag(const IniFile &file, const String &key, bool defaultValue)
+bool ReadFlag(const IniFile &file, const String &section, const String &key, bool defaultValue)
 {
-    if (!file.FindText("Type", key))
+    if (!file.FindText(section, key))
         return defaultValue;
     // A text that is neither gives the default whatever that is.
-    const bool isSet = file.GetValue("Type", key, false);
-    if (isSet != file.GetValue("Type", key, true))
-        Refuse("key \"" + key + "\" of section \"Type\" is neither yes nor no");
+    const bool isSet = file.GetValue(section, key, false);
+    if (isSet != file.GetValue(section, key, true))
+        Refuse("key \"" + key + "\" of section \"" + section + "\" is neither yes nor no");
     return isSet;
 }
 
@@ -74,8 +76,8 @@ void ReadType(const IniFile &file, JobType &type)
     type.name = file.FindText("Type", "Name").value_or(String());
     if (type.name.empty() || HasControlCharacters(type.name))
         Refuse("key \"Name\" of section \"Type\" is no name");
-    type.rendersFrames = ReadFlag(file, "RendersFrames", true);
-    type.hasCustomRange = ReadFlag(file, "CustomRange", type.rendersFrames);
+    type.rendersFrames = ReadFlag(file, "Type", "RendersFrames", true);
+    type.hasCustomRange = ReadFlag(file, "Type", "CustomRange", type.rendersFrames);
     if (type.hasCustomRange && !type.rendersFrames)
         Refuse("a type that renders no frames has no custom range");
 }
@@ -91,6 +93,27 @@ void ReadDefaults(const IniFile &file, JobType &type)
             IsMasterParameter(name) || (name == p_CustomRange && !type.hasCustomRange))
             Refuse("section \"Defaults\": " + name + " has no default");
         type.defaults.emplace_back(name, value);
+    }
+}
+
+void ReadRun(const IniFile &file, JobType &type)
+{
+    for (const String &key : file.Keys("Run"))
+        if (key != "WritesFiles" && key != "KeepOld" && key != "PassEnvironment" &&
+            !FindRunLimit(key))
+            Refuse("key \"" + Excerpt(key) + "\" of section \"Run\" is not known");
+    type.writesFiles = ReadFlag(file, "Run", "WritesFiles", type.rendersFrames);
+    type.keepsOld = ReadFlag(file, "Run", "KeepOld", true);
+    std::istringstream names(file.FindText("Run", "PassEnvironment").value_or(String()));
+    for (std::string name; names >> name;)
+        type.passEnvironment.emplace_back(name);
+    for (const RunLimitName &limit : RunLimitNames())
+    {
+        const String text = file.FindText("Run", limit.name).value_or(String());
+        if (const String reason = CheckRunLimit(limit, text); !reason.empty())
+            Refuse("section \"Run\": " + reason);
+        if (!text.empty())
+            type.limits.*limit.value = ReadRunLimit(text);
     }
 }
 
@@ -164,6 +187,7 @@ JobType Read(const Path &path)
     ReadType(file, type);
     ReadDefaults(file, type);
     type.renderCommand = ReadArguments(file, "Render");
+    ReadRun(file, type);
     ReadCommands(file, type);
     return type;
 }

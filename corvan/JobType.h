@@ -3,6 +3,7 @@
 #include <optional>
 #include <vector>
 
+#include "corvan/RunLimits.h"
 #include "ostrel/Path.h"
 #include "ostrel/UID.h"
 
@@ -37,6 +38,12 @@ struct JobTypeCommand
 ///     1 = povray
 ///     2 = +I{Scene}
 ///
+///     [Run]                   how the command is run; all of it may be left out
+///     WritesFiles = yes       no: it has succeeded where it ends with 0, whatever it wrote
+///     KeepOld = yes           no: a frame that is rendered again is not kept meanwhile
+///     PassEnvironment = OCIO BLENDER_*    what else of the Master's environment it gets
+///     MaxSeconds = 3600       its limits, see RunLimits.h
+///
 ///     [Command.1]             commands that the job offers to its user
 ///     Label = Open folder
 ///     1 = xdg-open
@@ -49,7 +56,8 @@ class JobType
 public:
     /// Reads one file. Throws `ostrel::Exception *` that names the file and what is wrong: a
     /// section or key that is not known, an identifier or name that is none, a default that no job
-    /// takes, a command that is empty, has a brace that is not closed or the label of another.
+    /// takes, a limit that is none, a command that is empty, has a brace that is not closed or the
+    /// label of another.
     static JobType Load(const ostrel::Path &file);
 
     UID id;
@@ -58,6 +66,10 @@ public:
     bool hasCustomRange = true;
     std::vector<std::pair<String, String>> defaults;
     std::vector<String> renderCommand;
+    bool writesFiles = true;
+    bool keepsOld = true;
+    std::vector<String> passEnvironment;
+    RunLimits limits;
     std::vector<JobTypeCommand> commands;
 
     /// The default of a parameter; nothing when the type has none.

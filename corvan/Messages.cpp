@@ -74,8 +74,8 @@ bool ReadTask(const wire::Task &wireTask, TaskInfo &task, String *reason)
         *reason = name + ": its last frame is before its first";
         return false;
     }
-    task = {wireTask.index(), wireTask.first_frame(), wireTask.last_frame(),
-            *status,          wireTask.tries(),       wireTask.exit_code(), wireTask.reason()};
+    task = {wireTask.index(), wireTask.first_frame(), wireTask.last_frame(), *status,
+            wireTask.tries(), wireTask.exit_code(),   wireTask.reason()};
     return true;
 }
 

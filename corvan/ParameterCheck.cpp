@@ -5,6 +5,7 @@
 
 #include "corvan/JobStatus.h"
 #include "corvan/Limits.h"
+#include "corvan/RunLimits.h"
 #include "corvan/SequenceDistributor.h"
 #include "corvan/Utf8.h"
 #include "ostrel/UID.h"
@@ -84,6 +85,8 @@ String CheckParameterText(const String &name, const String &value)
         return CheckWhole(name, value, 1, std::numeric_limits<int>::max());
     if (name == p_Priority)
         return CheckWhole(name, value, 0, 100);
+    if (const RunLimitName *const limit = FindRunLimit(name))
+        return CheckRunLimit(*limit, value);
     if (name == p_Status && !ParseStatus(value))
         return "Status: \"" + Excerpt(value) + "\" is no status; 0 to 5 are " + StatusNames();
     if (name == p_RequeueOf && !ostrel::UID().FromString(value))

@@ -26,10 +26,10 @@ const String p_Waiting = "Waiting";
 const std::vector<String> &ParameterNames()
 {
     static const std::vector<String> s_names = {
-        p_ImageFormat, p_Range,      p_UserRange, p_CustomRange, p_SequenceBy, p_RenumberStart,
-        p_RenumberBy,  p_PacketSize, p_Type,      p_Status,      p_Note,       p_Name,
-        p_Priority,    p_RequeueOf,  p_Created,   p_TasksTotal,  p_TasksDone,  p_TasksFailed,
-        p_Waiting,
+        p_ImageFormat,   p_Range,      p_UserRange,   p_CustomRange, p_SequenceBy,
+        p_RenumberStart, p_RenumberBy, p_PacketSize,  p_Type,        p_Status,
+        p_Note,          p_Name,       p_Priority,    p_RequeueOf,   p_Created,
+        p_TasksTotal,    p_TasksDone,  p_TasksFailed, p_Waiting,
     };
     return s_names;
 }

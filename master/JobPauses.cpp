@@ -17,7 +17,8 @@ void JobPauses::Begin(const UID &job, Moment now)
     Pause &pause = found->second;
     if (!isNew && now < pause.end)
         return;
-    pause.length = isNew ? m_lengths.firstOfJob : std::min(2 * pause.length, m_lengths.longestOfJob);
+    pause.length =
+        isNew ? m_lengths.firstOfJob : std::min(2 * pause.length, m_lengths.longestOfJob);
     pause.end = now + pause.length;
 }
 

@@ -39,13 +39,12 @@ Master::Master(boost::asio::io_context &loop, const MasterSettings &settings, Co
       m_store(settings.data / "jobs.db"), m_cache(m_store), m_logs(settings.data / "tasks"),
       m_dispatcher(m_store, m_cache, m_followers, m_logs),
       m_scheduler(m_store, m_cache, m_logs, runner, m_clock, settings.pauses), m_retryTimer(loop),
-      m_pauseTimer(loop), m_progressTimer(loop), m_idleTimer(loop),
-      m_idleSince(steady_clock::now())
+      m_pauseTimer(loop), m_progressTimer(loop), m_idleTimer(loop), m_idleSince(steady_clock::now())
 {
     _CallEntry call("Master::Master", __FILE__, __LINE__);
 
-    m_runner.EndLeftovers();
     m_isRequeued = RequeueRunning();
+    m_runner.Begin(m_store.MasterID(), [this] { ScheduleTurn(); });
     Server::User &user = *this;
     m_server = std::make_unique<Server>(loop, settings.server, m_store.MasterID(), user);
     ScheduleTurn();

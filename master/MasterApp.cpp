@@ -62,7 +62,7 @@ bool MasterApp::Run(const CommandLine &commandLine)
         settings.endWhenIdle = k_personal_idle;
 
     boost::asio::io_context loop;
-    LocalRunner runner(loop, int(options.slots), k_patience, options.data.Text());
+    LocalRunner runner(loop, int(options.slots), k_patience);
     Master theMaster(loop, settings, runner);
     boost::asio::signal_set signals(loop, SIGTERM, SIGINT);
     signals.async_wait(

@@ -4,6 +4,7 @@
 #include <cassert>
 #include <optional>
 
+#include "corvan/JobType.h"
 #include "corvan/Parameters.h"
 #include "master/run/RenderCommand.h"
 #include "ostrel/Attempt.h"
@@ -48,9 +49,8 @@ void Complete(JobState &state, Outbox &outbox)
 
 String HowItFailed(const TaskState &task)
 {
-    const String how = task.exitCode == -1
-                           ? String("it was ended by a signal")
-                           : String("exit code " + std::to_string(task.exitCode));
+    const String how = task.exitCode == -1 ? String("it was ended by a signal")
+                                           : String("exit code " + std::to_string(task.exitCode));
     return task.reason.empty() ? how : task.reason;
 }
 
@@ -259,7 +259,12 @@ bool Scheduler::Prepare(const JobState &state, const TaskState &task, Planned &p
     planned.command.folder = m_logs.FolderOf(state.id);
     planned.command.log = m_logs.FileOf(state.id, LogNumber(state, task), task.tries + 1);
     planned.command.run = ++m_lastRun;
-    planned.outputs = render->outputs;
+    planned.command.places = render->outputs;
+    planned.command.outputs =
+        ListOutputs(*entry->job, entry->packets[task.index], entry->packets.front().firstFrame);
+    planned.command.keepsOld = entry->job->Type().keepsOld;
+    planned.command.limits = corvan::RunLimitsOf(*entry->job);
+    planned.command.passEnvironment = entry->job->Type().passEnvironment;
     planned.tellsStart = state.status != JobStatus::Running || !state.waiting.empty();
     return true;
 }
@@ -286,8 +291,7 @@ void Scheduler::Start(const std::vector<Planned> &planned, RunListener &listener
     assert(m_thread.IsCurrent());
     for (const Planned &one : planned)
     {
-        m_runs[one.command.run] = {
-            .job = one.job, .task = one.task, .tellsStart = one.tellsStart};
+        m_runs[one.command.run] = {.job = one.job, .task = one.task, .tellsStart = one.tellsStart};
         String reason;
         bool isStarted = false;
         if (const auto thrown =
@@ -302,7 +306,7 @@ bool Scheduler::StartOne(const Planned &planned, RunListener &listener, String *
 {
     _CallEntry call("Scheduler::StartOne", __FILE__, __LINE__);
 
-    return m_logs.MakeFolder(planned.job, reason) && MakeFoldersOf(planned.outputs, reason) &&
+    return m_logs.MakeFolder(planned.job, reason) &&
            m_runner.Start(planned.command, listener, reason);
 }
 

@@ -62,8 +62,7 @@ public:
         UID job;
         unsigned task = 0;
         Command command;
-        std::vector<Path> outputs; ///< What it writes first, of each image format.
-        bool tellsStart = false;   ///< Its job does not run yet, or waits.
+        bool tellsStart = false; ///< Its job does not run yet, or waits.
     };
 
     /// Marks as running what the free slots take, and tells what that is.

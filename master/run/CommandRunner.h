@@ -1,15 +1,19 @@
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
+#include "corvan/RunLimits.h"
 #include "ostrel/Path.h"
+#include "ostrel/UID.h"
 
 namespace master
 {
 
 using ostrel::Path;
 using ostrel::String;
+using ostrel::UID;
 
 /// One command to run.
 struct Command
@@ -18,6 +22,12 @@ struct Command
     std::vector<std::string> arguments; ///< The program and its arguments; no shell sees them.
     Path folder;                        ///< Where it runs.
     Path log;                           ///< Takes what it prints; an older file is replaced.
+    std::vector<Path> outputs;          ///< Files that it is to write: else it has failed.
+    std::vector<Path> places; ///< Other files that it may write. Folders of both are made.
+    bool keepsOld = true;     ///< What is in `outputs` already is not lost where it writes nothing.
+    corvan::RunLimits limits;
+    /// Names of the Master's environment that it gets, too; "OCIO*" for all that begin so.
+    std::vector<String> passEnvironment;
 };
 
 /// How a run ended.
@@ -26,7 +36,7 @@ struct RunEnd
     bool isStarted = true; ///< False where the command could not be started.
     int exitCode = 0;      ///< Its own, or -1 when it was ended by a signal.
     /// Why it was not started, or why it failed where the exit code alone does not tell.
-    String reason;
+    String reason{};
 
     bool IsSuccess() const
     {
@@ -59,9 +69,9 @@ class CommandRunner
 public:
     virtual ~CommandRunner() = default;
 
-    /// Ends what commands of an earlier run of the Master left behind. Once, before the first
-    /// start.
-    virtual void EndLeftovers() = 0;
+    /// Sees that nothing runs any more that an earlier run of this Master has started, and then
+    /// calls `isAlone`. Nothing is started before: there are no free slots. Once.
+    virtual void Begin(const UID &master, std::function<void()> isAlone) = 0;
 
     /// How many more commands may be started now; 0 means wait for one to finish.
     virtual int FreeSlots() const = 0;

@@ -55,11 +55,10 @@ void WaitUntilGone(const Descriptor &process, steady_clock::time_point limit)
         ::poll(&wait, 1, int(left.count()));
 }
 
-} // namespace
-
-int KillProcessesWith(const std::string &setting)
+// Each that was started with the setting is held.
+std::list<Descriptor> FindProcessesWith(const std::string &setting)
 {
-    std::list<Descriptor> killed;
+    std::list<Descriptor> found;
     std::error_code error;
     for (fs::directory_iterator entry("/proc", error), end; !error && entry != end;
          entry.increment(error))
@@ -71,17 +70,29 @@ int KillProcessesWith(const std::string &setting)
         const auto number = int(::syscall(SYS_pidfd_open, *process, 0));
         if (number < 0)
             continue;
-        const Descriptor &held = killed.emplace_back(number);
-        if (WasStartedWith(entry->path(), setting))
-            ::syscall(SYS_pidfd_send_signal, held.Number(), SIGKILL, nullptr, 0);
-        else
-            killed.pop_back();
+        found.emplace_back(number);
+        if (!WasStartedWith(entry->path(), setting))
+            found.pop_back();
     }
+    return found;
+}
 
+} // namespace
+
+int KillProcessesWith(const std::string &setting)
+{
+    const std::list<Descriptor> killed = FindProcessesWith(setting);
+    for (const Descriptor &process : killed)
+        ::syscall(SYS_pidfd_send_signal, process.Number(), SIGKILL, nullptr, 0);
     const auto limit = steady_clock::now() + k_wait;
     for (const Descriptor &process : killed)
         WaitUntilGone(process, limit);
     return int(killed.size());
+}
+
+int CountProcessesWith(const std::string &setting)
+{
+    return int(FindProcessesWith(setting).size());
 }
 
 } // namespace master

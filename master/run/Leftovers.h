@@ -8,8 +8,11 @@ namespace master
 /// Kills every other process of this user that was started with this in its environment
 /// ("NAME=value"), and waits, two seconds at most, until they are gone. Tells how many there were.
 ///
-/// Commands outlive a Master that was killed, or some of what they started does. Two of them must
-/// not write the same frame.
+/// Two commands must not write the same frame, and one whose keeper was killed may have survived.
 int KillProcessesWith(const std::string &setting);
+
+/// How many other processes of this user there are that were started with this in their
+/// environment.
+int CountProcessesWith(const std::string &setting);
 
 } // namespace master

@@ -1,12 +1,16 @@
 #include "master/run/LocalRunner.h"
 
+#include <array>
+#include <boost/asio/buffer.hpp>
+#include <boost/asio/error.hpp>
 #include <boost/asio/posix/stream_descriptor.hpp>
-#include <boost/asio/post.hpp>
-#include <boost/asio/steady_timer.hpp>
 #include <cassert>
-#include <csignal>
+#include <charconv>
+#include <optional>
 #include <unistd.h>
 
+#include "keeper/Protocol.h"
+#include "master/run/KeeperProcess.h"
 #include "master/run/Leftovers.h"
 #include "ostrel/Attempt.h"
 #include "ostrel/CallEntry.h"
@@ -18,51 +22,106 @@ namespace master
 using boost::system::error_code;
 using ostrel::_CallEntry;
 
+namespace
+{
+
+constexpr std::chrono::milliseconds k_look_each{50};
+
+// "7 reason".
+RunEnd ReadEnd(const std::string &text)
+{
+    RunEnd end;
+    const char *const last = text.data() + text.size();
+    const auto [stopped, error] = std::from_chars(text.data(), last, end.exitCode);
+    if (stopped != last)
+        end.reason = String(std::string(stopped + 1, last));
+    return end;
+}
+
+} // namespace
+
 struct LocalRunner::Process
 {
-    Process(boost::asio::io_context &loop, const Command &command, const ProcessMark &mark,
-            RunListener &tellsWhom)
-        : group(command, mark), exitEvent(loop), kill(loop), listener(tellsWhom)
+    Process(boost::asio::io_context &loop, const Command &command, const UID &master,
+            std::chrono::milliseconds patience, RunListener &tellsWhom)
+        : keeper(command, master, patience), reports(loop), listener(tellsWhom)
     {
-        const int event = group.OpenExitEvent();
+        const int socket = keeper.DuplicateSocket();
         error_code error;
-        if (exitEvent.assign(event, error))
+        if (reports.assign(socket, error))
         {
-            ::close(event);
+            ::close(socket);
             throw new ostrel::ProcessException("cannot watch a process: " + error.message());
         }
     }
 
-    ProcessGroup group;
-    boost::asio::posix::stream_descriptor exitEvent;
-    boost::asio::steady_timer kill;
+    KeeperProcess keeper;
+    boost::asio::posix::stream_descriptor reports;
     RunListener &listener;
+    std::array<char, 4096> part{};
+    std::string text;          // Of a report that is not whole yet.
+    std::optional<RunEnd> end; // As it was reported.
 };
 
 LocalRunner::LocalRunner(boost::asio::io_context &loop, int slots,
-                         std::chrono::milliseconds patience, const String &owner)
-    : m_loop(loop), m_slots(slots), m_patience(patience), m_mark{"CORVAN_TASK_OF", owner}
+                         std::chrono::milliseconds patience)
+    : m_loop(loop), m_slots(slots), m_patience(patience), m_lookTimer(loop)
 {
     _CallEntry call("LocalRunner::LocalRunner", __FILE__, __LINE__);
 }
 
 LocalRunner::~LocalRunner() = default;
 
-void LocalRunner::EndLeftovers()
+void LocalRunner::Begin(const UID &master, std::function<void()> isAlone)
 {
-    _CallEntry call("LocalRunner::EndLeftovers", __FILE__, __LINE__);
+    _CallEntry call("LocalRunner::Begin", __FILE__, __LINE__);
 
-    const int count = KillProcessesWith(m_mark.name + "=" + m_mark.value);
-    if (count > 0)
+    assert(m_thread.IsCurrent());
+    m_master = master;
+    m_waitsForOthers = true;
+    if (CountProcessesWith(k_KeeperOf + ("=" + master.ToString())) > 0)
+        ostrel::LogStatus("waiting for the commands of an earlier run to end");
+    m_lookTimer.expires_after(std::chrono::milliseconds(0));
+    m_lookTimer.async_wait(
+        [this, isAlone = std::move(isAlone)](const error_code &error)
+        {
+            if (!error)
+                LookForOthers(isAlone);
+        });
+}
+
+// A keeper ends what it holds, marked or not, and must not be killed before it has done so. What is
+// left when there is none has lost its keeper.
+void LocalRunner::LookForOthers(const std::function<void()> &isAlone)
+{
+    _CallEntry call("LocalRunner::LookForOthers", __FILE__, __LINE__);
+
+    if (CountProcessesWith(k_KeeperOf + ("=" + m_master.ToString())) == 0)
+    {
+        const int count = KillProcessesWith(k_TaskOf + ("=" + m_master.ToString()));
+        if (count == 0)
+        {
+            m_waitsForOthers = false;
+            isAlone();
+            return;
+        }
         ostrel::LogWarning("killed " + std::to_string(count) +
                            " processes that an earlier run left behind");
+    }
+    m_lookTimer.expires_after(k_look_each);
+    m_lookTimer.async_wait(
+        [this, isAlone](const error_code &error)
+        {
+            if (!error)
+                LookForOthers(isAlone);
+        });
 }
 
 int LocalRunner::FreeSlots() const
 {
     _CallEntry call("LocalRunner::FreeSlots", __FILE__, __LINE__);
 
-    return m_slots - int(m_processes.size());
+    return m_waitsForOthers ? 0 : m_slots - int(m_processes.size());
 }
 
 bool LocalRunner::Start(const Command &command, RunListener &listener, String *error)
@@ -74,15 +133,8 @@ bool LocalRunner::Start(const Command &command, RunListener &listener, String *e
         [&]
         {
             m_processes[command.run] =
-                std::make_unique<Process>(m_loop, command, m_mark, listener);
-            WaitFor(command.run);
-            boost::asio::post(m_loop,
-                              [this, run = command.run]
-                              {
-                                  if (const auto found = m_processes.find(run);
-                                      found != m_processes.end())
-                                      found->second->listener.OnStarted(run);
-                              });
+                std::make_unique<Process>(m_loop, command, m_master, m_patience, listener);
+            ReadReports(command.run);
         });
     if (!reason)
         return true;
@@ -92,27 +144,60 @@ bool LocalRunner::Start(const Command &command, RunListener &listener, String *e
     return false;
 }
 
-void LocalRunner::WaitFor(int run)
+void LocalRunner::ReadReports(int run)
 {
-    _CallEntry call("LocalRunner::WaitFor", __FILE__, __LINE__);
+    _CallEntry call("LocalRunner::ReadReports", __FILE__, __LINE__);
 
-    m_processes.at(run)->exitEvent.async_wait(boost::asio::posix::stream_descriptor::wait_read,
-                                              [this, run](const error_code &error)
-                                              {
-                                                  if (!error)
-                                                      OnEnded(run);
-                                              });
+    Process &process = *m_processes.at(run);
+    process.reports.async_read_some(boost::asio::buffer(process.part),
+                                    [this, run](const error_code &error, std::size_t count)
+                                    {
+                                        // Then this object may have gone.
+                                        if (error == boost::asio::error::operation_aborted)
+                                            return;
+                                        const auto found = m_processes.find(run);
+                                        if (found == m_processes.end())
+                                            return;
+                                        if (error)
+                                            return OnClosed(run);
+                                        found->second->text.append(found->second->part.data(),
+                                                                   count);
+                                        TakeReports(run, *found->second);
+                                        ReadReports(run);
+                                    });
 }
 
-void LocalRunner::OnEnded(int run)
+void LocalRunner::TakeReports(int run, Process &process)
 {
-    _CallEntry call("LocalRunner::OnEnded", __FILE__, __LINE__);
+    _CallEntry call("LocalRunner::TakeReports", __FILE__, __LINE__);
+
+    for (std::size_t end = 0; (end = process.text.find('\0')) != std::string::npos;)
+    {
+        const char what = process.text.front();
+        const std::string text = process.text.substr(1, end - 1);
+        process.text.erase(0, end + 1);
+        if (what == keeper::k_Started)
+            process.listener.OnStarted(run);
+        else if (what == keeper::k_Ended)
+            process.end = ReadEnd(text);
+        else
+            process.end = RunEnd{.isStarted = false, .reason = text};
+    }
+}
+
+void LocalRunner::OnClosed(int run)
+{
+    _CallEntry call("LocalRunner::OnClosed", __FILE__, __LINE__);
 
     const auto found = m_processes.find(run);
     const std::unique_ptr<Process> process = std::move(found->second);
     m_processes.erase(found);
-    const int exitCode = process->group.Collect();
-    process->listener.OnEnded(run, {.exitCode = exitCode});
+    const std::string reason = process->keeper.Collect();
+    // Nobody knows how the command ended, and it is not its fault.
+    if (!reason.empty() || !process->end)
+        process->end = RunEnd{.isStarted = false,
+                              .reason = reason.empty() ? "corvan-task told nothing" : reason};
+    process->listener.OnEnded(run, *process->end);
 }
 
 void LocalRunner::End(int run)
@@ -121,19 +206,8 @@ void LocalRunner::End(int run)
 
     assert(m_thread.IsCurrent());
     const auto found = m_processes.find(run);
-    if (found == m_processes.end())
-        return;
-
-    Process &process = *found->second;
-    process.group.Signal(SIGTERM);
-    process.kill.expires_after(m_patience);
-    process.kill.async_wait(
-        [this, run](const error_code &error)
-        {
-            const auto late = m_processes.find(run);
-            if (!error && late != m_processes.end())
-                late->second->group.Signal(SIGKILL);
-        });
+    if (found != m_processes.end())
+        found->second->keeper.End();
 }
 
 } // namespace master

@@ -1,12 +1,12 @@
 #pragma once
 
 #include <boost/asio/io_context.hpp>
+#include <boost/asio/steady_timer.hpp>
 #include <chrono>
 #include <map>
 #include <memory>
 
 #include "master/run/CommandRunner.h"
-#include "master/run/ProcessGroup.h"
 #include "ostrel/LoopThread.h"
 
 namespace master
@@ -14,20 +14,17 @@ namespace master
 
 using ostrel::LoopThread;
 
-/// Runs commands as child processes of this program, each in a process group of its own.
-///
-/// A command ends with its group: what it left running is killed when its first process ends.
+/// Runs commands on this machine, each held by a keeper of its own (`KeeperProcess`): it and all
+/// that it started have gone when its end is told.
 class LocalRunner : public CommandRunner
 {
 public:
-    /// `patience` is how long a command that is to end may take before it is killed. `owner` names
-    /// the Master, whatever process it is, in the environment of its commands: its data folder.
-    LocalRunner(boost::asio::io_context &loop, int slots, std::chrono::milliseconds patience,
-                const String &owner);
+    /// `patience` is how long a command that is to end may take before it is killed.
+    LocalRunner(boost::asio::io_context &loop, int slots, std::chrono::milliseconds patience);
     /// Kills what still runs; the listener is not told any more.
     ~LocalRunner() override;
 
-    void EndLeftovers() override;
+    void Begin(const UID &master, std::function<void()> isAlone) override;
     int FreeSlots() const override;
     bool Start(const Command &command, RunListener &listener, String *error) override;
     void End(int run) override;
@@ -35,13 +32,17 @@ public:
 private:
     struct Process;
 
-    void WaitFor(int run);
-    void OnEnded(int run);
+    void LookForOthers(const std::function<void()> &isAlone);
+    void ReadReports(int run);
+    void TakeReports(int run, Process &process);
+    void OnClosed(int run);
 
     boost::asio::io_context &m_loop;
     int m_slots;
     std::chrono::milliseconds m_patience;
-    ProcessMark m_mark;
+    UID m_master{true};
+    bool m_waitsForOthers = false;
+    boost::asio::steady_timer m_lookTimer;
     LoopThread m_thread;
     std::map<int, std::unique_ptr<Process>> m_processes;
 };

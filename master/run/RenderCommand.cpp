@@ -1,6 +1,6 @@
 #include "master/run/RenderCommand.h"
 
-#include <filesystem>
+#include <algorithm>
 #include <map>
 
 #include "analysis/Expansion.h"
@@ -118,22 +118,22 @@ std::optional<RenderCommand> BuildRenderCommand(const Job &job, const Packet &pa
     return command;
 }
 
-bool MakeFoldersOf(const std::vector<Path> &files, String *reason)
+std::vector<Path> ListOutputs(const Job &job, const Packet &packet, int firstFrame)
 {
-    for (const Path &file : files)
-    {
-        const Path folder = file.Parent();
-        if (folder.IsEmpty())
-            continue;
-        std::error_code error;
-        std::filesystem::create_directories(folder.Text().c_str(), error);
-        if (error)
-        {
-            *reason = "cannot make folder " + folder.Text() + ": " + error.message();
-            return false;
-        }
-    }
-    return true;
+    std::vector<Path> outputs;
+    if (!job.Type().rendersFrames || !job.Type().writesFiles)
+        return outputs;
+    String reason;
+    const auto files =
+        analysis::ListPacketFiles(RenumberingOf(job, firstFrame), firstFrame, packet.firstFrame,
+                                  packet.lastFrame, analysis::k_MaxFiles, &reason);
+    for (const String &format : LocalFormats(job))
+        if (const auto pattern = FramePattern::Parse(format, &reason))
+            for (const analysis::ExpansionStep &file : files)
+                outputs.emplace_back(pattern->Format(file.outputNumber));
+    std::ranges::sort(outputs);
+    outputs.erase(std::unique(outputs.begin(), outputs.end()), outputs.end());
+    return outputs;
 }
 
 } // namespace master

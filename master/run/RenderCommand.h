@@ -42,8 +42,9 @@ std::optional<RenderCommand> BuildRenderCommand(const Job &job, const Packet &pa
 /// How the job numbers its files; its first frame is `firstFrame`.
 analysis::Renumbering RenumberingOf(const Job &job, int firstFrame);
 
-/// Makes the folders that the files are to be in, where they are missing. False, with the reason,
-/// where one cannot be made.
-bool MakeFoldersOf(const std::vector<Path> &files, String *reason);
+/// Every file that the packet's command is to write, of each of the job's image formats, each once.
+/// None for a type that writes none, and for a packet of more than `analysis::k_MaxFiles` files:
+/// nothing looks for those either.
+std::vector<Path> ListOutputs(const Job &job, const Packet &packet, int firstFrame);
 
 } // namespace master

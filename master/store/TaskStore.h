@@ -43,7 +43,8 @@ public:
     /// The database outlives it.
     explicit TaskStore(StoreDatabase &database);
 
-    /// The first task of the job that is to be started (again). Those in `passOver` are passed over.
+    /// The first task of the job that is to be started (again). Those in `passOver` are passed
+    /// over.
     std::optional<TaskState> FindNext(const JobState &state,
                                       const std::set<unsigned> &passOver = {});
     std::optional<TaskState> Find(const JobState &state, unsigned index);

@@ -69,6 +69,24 @@ TEST_F(JobTypeTest, RendersFramesAndHasACustomRangeUnlessItSaysOtherwise)
     EXPECT_FALSE(plain.hasCustomRange);
 }
 
+TEST_F(JobTypeTest, SaysHowItsCommandIsRun)
+{
+    const JobType usual = Load(Type(k_render));
+    EXPECT_TRUE(usual.writesFiles);
+    EXPECT_TRUE(usual.keepsOld);
+    EXPECT_EQ(usual.limits, corvan::RunLimits());
+    EXPECT_FALSE(Load(Type("RendersFrames = no\n") + k_render).writesFiles);
+
+    const JobType other =
+        Load(Type(k_render) + "[Run]\nWritesFiles = no\nKeepOld = no\nPassEnvironment = OCIO X_*\n"
+                              "MaxSeconds = 60\nMaxMemoryMB = 8000\nMaxProcesses = 9\n"
+                              "MaxLogMB = 2\nNice = 5\n");
+    EXPECT_FALSE(other.writesFiles);
+    EXPECT_FALSE(other.keepsOld);
+    EXPECT_EQ(other.passEnvironment, (std::vector<String>{"OCIO", "X_*"}));
+    EXPECT_EQ(other.limits, (corvan::RunLimits{60, 8000, 9, 2, 5}));
+}
+
 TEST_F(JobTypeTest, RefusesWhatIsNoTypeAndNamesFileAndReason)
 {
     const String render = k_render;
@@ -105,6 +123,9 @@ TEST_F(JobTypeTest, RefusesWhatIsNoTypeAndNamesFileAndReason)
         {Type("[Defaults]\nRequeueOf = 0d5f2f62-7d6c-4c0e-a9a4-0c0f6d6b1e01\n") + render,
          "RequeueOf has no default"},
         {Type("[Defaults]\nCreated = 0\n") + render, "Created has no default"},
+        {Type("[Run]\nColour = red\n") + render, "key \"Colour\" of section \"Run\" is not known"},
+        {Type("[Run]\nKeepOld = 2\n") + render, "\"KeepOld\" of section \"Run\" is neither"},
+        {Type("[Run]\nNice = 20\n") + render, "Nice: \"20\" is not a whole number from 0 to 19"},
         {Type("nonsense\n") + render, ""},
         {String("\xff\xfe"), ""},
     };

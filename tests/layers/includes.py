@@ -21,10 +21,11 @@ TABLE = {
     "dialogs": ["wxcorvan", "corvan", "ostrel"],
     "ui": ["dialogs", "wxcorvan", "analysis", "corvan", "ostrel"],
     "app": ["ui", "wxcorvan", "analysis", "corvan", "ostrel"],
+    "keeper": [],
     "master": ["master/door", "master/store", "master/run", "analysis", "corvan", "ostrel"],
     "master/door": ["corvan", "ostrel"],
     "master/store": ["corvan", "ostrel"],
-    "master/run": ["analysis", "corvan", "ostrel"],
+    "master/run": ["keeper", "analysis", "corvan", "ostrel"],
     "cli": ["check", "analysis", "decode", "corvan", "ostrel"],
 }
 
@@ -48,7 +49,6 @@ OUTSIDE = {
     "tiffio.h": ["decode"],
     "zlib.h": ["decode"],
     "boost/multi_index": ["analysis"],
-    "boost/process": ["master/run"],
 }
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*(["<])([^">]+)[">]')

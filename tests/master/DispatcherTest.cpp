@@ -757,8 +757,10 @@ TEST_F(DispatcherTest, HasAJobTriedAtOnceThatSomebodyWantsToGoOn)
         bool tries;
         const char *waiting;
     } cases[] = {
-        {"Status", "0", true, "no program"},    {"Status", "1", true, "no program"},
-        {"Script", "exit 1", true, "no program"}, {"Note", "x", false, "no program"},
+        {"Status", "0", true, "no program"},
+        {"Status", "1", true, "no program"},
+        {"Script", "exit 1", true, "no program"},
+        {"Note", "x", false, "no program"},
         {"Status", "4", true, ""},
     };
     const UID job = NewJob({{"Range", "1-3"}});

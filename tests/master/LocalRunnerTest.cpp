@@ -2,6 +2,8 @@
 
 #include <boost/asio/io_context.hpp>
 #include <csignal>
+#include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <optional>
 #include <sys/resource.h>
@@ -9,6 +11,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/support/EnvironmentGuard.h"
 #include "tests/support/MemoryLimit.h"
 #include "tests/support/Printing.h"
 #include "tests/support/TempFolder.h"
@@ -28,7 +31,11 @@ class LocalRunnerTest : public ::testing::Test, private master::RunListener
 protected:
     bool Start(const std::vector<std::string> &arguments)
     {
-        const Command command{m_run, arguments, m_folder.Folder(), m_folder / "log"};
+        Command command = m_command;
+        command.run = m_run;
+        command.arguments = arguments;
+        command.folder = m_folder.Folder();
+        command.log = m_folder / "log";
         return m_runner.Start(command, Listener(), &m_reason);
     }
 
@@ -77,11 +84,13 @@ protected:
 
     TempFolder m_folder;
     int m_run = 1;
+    Command m_command; // What the next ones have beside arguments, folder and log.
     std::vector<std::pair<int, int>> m_ended;
     String m_reason;
     boost::asio::io_context m_loop;
-    LocalRunner m_runner{m_loop, 2, k_patience, m_folder.Folder().Text()};
+    LocalRunner m_runner{m_loop, 2, k_patience};
     std::vector<int> m_started;
+    master::RunEnd m_end; // Of the last that ended.
 
 private:
     void OnStarted(int run) override
@@ -92,6 +101,7 @@ private:
     void OnEnded(int run, const master::RunEnd &end) override
     {
         m_ended.push_back({run, end.exitCode});
+        m_end = end;
     }
 };
 
@@ -131,8 +141,12 @@ TEST_F(LocalRunnerTest, KeepsItsSlotsWhereTheSystemHasNoMoreDescriptors)
     for (int more = 0; more < 20; ++more)
     {
         boost::asio::io_context loop;
-        LocalRunner runner(loop, 1, k_patience, m_folder.Folder().Text());
-        const Command command{1, {"/bin/sh", "-c", ":"}, m_folder.Folder(), m_folder / "log"};
+        LocalRunner runner(loop, 1, k_patience);
+        Command command;
+        command.run = 1;
+        command.arguments = {"/bin/sh", "-c", ":"};
+        command.folder = m_folder.Folder();
+        command.log = m_folder / "log";
         rlimit few = before;
         few.rlim_cur = rlim_t(first + more);
         ::setrlimit(RLIMIT_NOFILE, &few);
@@ -157,8 +171,12 @@ TEST_F(LocalRunnerTest, KeepsItsSlotsWhereThereIsNoMemory)
     for (std::size_t most = 16; most <= 65'536; most += most / 2)
     {
         boost::asio::io_context loop;
-        LocalRunner runner(loop, 1, k_patience, m_folder.Folder().Text());
-        const Command command{1, {"/bin/sh", "-c", ":"}, m_folder.Folder(), m_folder / "log"};
+        LocalRunner runner(loop, 1, k_patience);
+        Command command;
+        command.run = 1;
+        command.arguments = {"/bin/sh", "-c", ":"};
+        command.folder = m_folder.Folder();
+        command.log = m_folder / "log";
         String reason;
         bool isStarted = false;
         {
@@ -214,18 +232,157 @@ TEST_F(LocalRunnerTest, SaysWhyACommandCannotBeStarted)
     };
     for (const auto &[program, reason] : cases)
     {
-        EXPECT_FALSE(Start({program, "x"}));
-        EXPECT_EQ(m_reason, reason);
+        m_ended.clear();
+        ASSERT_TRUE(Start({program, "x"})) << m_reason;
+        ASSERT_TRUE(RunUntilEnded()) << program;
+        EXPECT_FALSE(m_end.isStarted) << program;
+        EXPECT_EQ(m_end.reason, reason);
+        ++m_run;
     }
     EXPECT_EQ(m_runner.FreeSlots(), 2);
+    EXPECT_TRUE(m_started.empty());
+}
+
+TEST_F(LocalRunnerTest, TellsThatACommandWasStartedBeforeItsEnd)
+{
+    ASSERT_TRUE(StartScript("while [ ! -e go ]; do sleep 0.01; done"));
+    ASSERT_TRUE(RunUntil([this] { return !m_started.empty(); }));
     EXPECT_TRUE(m_ended.empty());
+    m_folder.MakeFile("go");
+    ASSERT_TRUE(RunUntilEnded());
+    EXPECT_TRUE(m_end.IsSuccess());
 }
 
 TEST_F(LocalRunnerTest, SaysWhyThereCanBeNoLog)
 {
     m_folder.MakeFolder("log");
-    EXPECT_FALSE(StartScript("exit 0"));
-    EXPECT_EQ(m_reason, "cannot write " + (m_folder / "log").Text());
+    ASSERT_TRUE(StartScript("exit 0"));
+    ASSERT_TRUE(RunUntilEnded());
+    EXPECT_FALSE(m_end.isStarted);
+    EXPECT_EQ(m_end.reason, "cannot write " + (m_folder / "log").Text() + ": Is a directory");
+}
+
+TEST_F(LocalRunnerTest, ACommandThatLeavesNoWholeNewFileHasFailed)
+{
+    const std::string file = (m_folder / "x.png").Text();
+    m_command.outputs = {m_folder / "x.png"};
+    const std::string fault = "it left " + file;
+    const struct
+    {
+        const char *script;
+        int exitCode;
+        std::string reason;
+    } cases[] = {
+        {"echo frame > x.png", 0, ""},
+        {"exit 0", 0, fault + " as it was before"},
+        {": > x.png", 0, fault + " empty"},
+        {": > x.part; mv x.part x.png", 0, fault + " empty"},
+        {"rm x.png", 0, "it wrote no " + file},
+        {": > x.png; exit 7", 7, ""},
+        {": > x.png; kill -9 $$", -1, ""},
+        {"echo newer > x.png", 0, ""},
+    };
+    std::string content;
+    for (const auto &[script, exitCode, reason] : cases)
+    {
+        m_ended.clear();
+        ASSERT_TRUE(StartScript(script)) << m_reason;
+        ASSERT_TRUE(RunUntilEnded());
+        EXPECT_EQ(m_end, (master::RunEnd{.exitCode = exitCode, .reason = reason})) << script;
+        if (m_end.IsSuccess())
+            content = ContentOf(m_folder / "x.png");
+        EXPECT_EQ(ContentOf(m_folder / "x.png"), content) << script;
+        EXPECT_EQ(m_folder.Listing(), "log\nx.png\n") << script;
+        const bool isTold = ContentOf(m_folder / "log").starts_with("corvan-task: " + reason);
+        EXPECT_TRUE(isTold || reason.empty()) << script;
+        ++m_run;
+    }
+    EXPECT_EQ(content, "newer\n");
+}
+
+TEST_F(LocalRunnerTest, ACancelledCommandLeavesTheOldFrameWhereItHasWrittenNothing)
+{
+    m_folder.MakeFile("x.png", "whole");
+    m_command.outputs = {m_folder / "x.png"};
+    ASSERT_TRUE(StartScript(": > x.png; echo > begun; exec sleep 100"));
+    ASSERT_TRUE(RunUntil([this] { return ContentOf(m_folder / "x.png").empty(); }));
+    m_runner.End(1);
+    ASSERT_TRUE(RunUntilEnded());
+    EXPECT_EQ(ContentOf(m_folder / "x.png"), "whole");
+}
+
+TEST_F(LocalRunnerTest, MakesTheFoldersOfWhatACommandWrites)
+{
+    m_command.places = {m_folder / "a/b/x.png"};
+    m_command.outputs = {m_folder / "c/x.png"};
+    ASSERT_TRUE(StartScript("echo > a/b/x.png; echo > c/x.png"));
+    ASSERT_TRUE(RunUntilEnded());
+    EXPECT_TRUE(m_end.IsSuccess()) << m_end.reason;
+
+    m_ended.clear();
+    ++m_run;
+    m_folder.MakeFile("file");
+    m_command.places = {m_folder / "file/x.png"};
+    ASSERT_TRUE(StartScript("exit 0"));
+    ASSERT_TRUE(RunUntilEnded());
+    EXPECT_FALSE(m_end.isStarted);
+    EXPECT_EQ(m_end.reason,
+              "cannot make folder " + (m_folder / "file").Text() + ": Not a directory");
+}
+
+TEST_F(LocalRunnerTest, EndsACommandThatExceedsALimit)
+{
+    const struct
+    {
+        corvan::RunLimits limits;
+        const char *script;
+        const char *reason;
+    } cases[] = {
+        {{.seconds = 1}, "sleep 100", "it took longer than 1 seconds"},
+        {{.memoryMb = 40},
+         "head -c 200000000 /dev/zero | tail -n 1 > /dev/null; sleep 100",
+         "it took more memory than 40 MiB"},
+        {{.processes = 5},
+         "for i in 1 2 3 4 5 6 7 8; do setsid sleep 100 & done; wait",
+         "it had more than 5 processes"},
+    };
+    for (const auto &[limits, script, reason] : cases)
+    {
+        m_ended.clear();
+        m_command.limits = limits;
+        ASSERT_TRUE(StartScript(script)) << m_reason;
+        ASSERT_TRUE(RunUntilEnded()) << script;
+        EXPECT_EQ(m_end.reason, reason);
+        EXPECT_FALSE(m_end.IsSuccess());
+        EXPECT_TRUE(m_end.isStarted);
+        EXPECT_TRUE(ContentOf(m_folder / "log").ends_with("corvan-task: " + m_end.reason + "\n"));
+        ++m_run;
+    }
+}
+
+TEST_F(LocalRunnerTest, LetsACommandBeWithinItsLimits)
+{
+    m_command.limits = {.seconds = 60, .memoryMb = 500, .processes = 20, .logMb = 1, .nice = 7};
+    ASSERT_TRUE(StartScript("nice; yes | head -c 20000000; echo end"));
+    ASSERT_TRUE(RunUntilEnded());
+    EXPECT_TRUE(m_end.IsSuccess()) << m_end.reason;
+    const std::string log = ContentOf(m_folder / "log");
+    EXPECT_LE(log.size(), 1u << 20);
+    EXPECT_TRUE(log.starts_with("7\ny\ny\n"));
+    EXPECT_TRUE(log.ends_with("y\nend\n"));
+}
+
+TEST_F(LocalRunnerTest, KeepsTheMastersEnvironmentFromItsCommands)
+{
+    const EnvironmentGuard secret("CORVAN_SECRET", "sesame"), colours("OCIO", "/aces"),
+        more("OCIO_VIEW", "film"), language("LC_ALL", "C.UTF-8");
+    m_command.passEnvironment = {"OCIO*"};
+    ASSERT_TRUE(StartScript("env; exit 0"));
+    ASSERT_TRUE(RunUntilEnded());
+    const std::string log = ContentOf(m_folder / "log");
+    EXPECT_EQ(log.find("sesame"), std::string::npos) << log;
+    for (const char *setting : {"OCIO=/aces\n", "OCIO_VIEW=film\n", "LC_ALL=C.UTF-8\n", "PATH="})
+        EXPECT_NE(log.find(setting), std::string::npos) << setting;
 }
 
 TEST_F(LocalRunnerTest, CountsItsSlots)
@@ -275,40 +432,127 @@ TEST_F(LocalRunnerTest, LetsACommandEndByItselfWhenItIsAsked)
     EXPECT_TRUE(ContentOf(m_folder / "log").ends_with("cleaned\n"));
 }
 
+// However a process detaches itself: by a session of its own, without the marks in its
+// environment, as a child of init.
+const char *const k_detached =
+    "setsid env -i /bin/sh -c 'trap \"\" TERM HUP; echo $$ > session; while :; do sleep 0.01; "
+    "done' &"
+    "(setsid /bin/sh -c 'echo $$ > daemon; exec sleep 100' &) & "
+    "/bin/sh -c 'echo $$ > stopped; kill -STOP $$' & "
+    "while [ ! -s session ] || [ ! -s daemon ] || [ ! -s stopped ]; do sleep 0.01; done; ";
+
+TEST_F(LocalRunnerTest, EndsWhateverACommandStartedHoweverItDetached)
+{
+    // Ended by itself, when it is asked to, and with the runner.
+    for (const bool isEnded : {false, true})
+    {
+        m_ended.clear();
+        ASSERT_TRUE(StartScript(std::string(k_detached) + "echo > ready; " +
+                                (isEnded ? "exec sleep 100" : "exit 0")));
+        if (isEnded)
+        {
+            ASSERT_TRUE(RunUntil(
+                [this] { return std::filesystem::exists((m_folder / "ready").Text().c_str()); }));
+            m_runner.End(m_run);
+        }
+        ASSERT_TRUE(RunUntilEnded());
+        for (const char *leaf : {"session", "daemon", "stopped"})
+        {
+            EXPECT_GT(ReadNumber(leaf), 0);
+            EXPECT_FALSE(IsAlive(ReadNumber(leaf))) << leaf;
+            std::filesystem::remove((m_folder / leaf).Text().c_str());
+        }
+        std::filesystem::remove((m_folder / "ready").Text().c_str());
+        ++m_run;
+    }
+}
+
 TEST_F(LocalRunnerTest, KillsWhatACommandLeavesBehind)
 {
     ASSERT_TRUE(StartScript("sleep 100 & echo $! > left; exit 0"));
     ASSERT_TRUE(RunUntilEnded());
     EXPECT_EQ(m_ended, (Ended{{1, 0}}));
-    EXPECT_TRUE(RunUntil([this] { return !IsAlive(ReadNumber("left")); }));
+    EXPECT_FALSE(IsAlive(ReadNumber("left")));
 }
 
 TEST_F(LocalRunnerTest, KillsItsCommandsWhenItGoes)
 {
-    std::optional<LocalRunner> runner(std::in_place, m_loop, 1, k_patience, "x");
-    const Command command{
-        1, {"/bin/sh", "-c", "echo $$ > self; sleep 100"}, m_folder.Folder(), m_folder / "log"};
+    std::optional<LocalRunner> runner(std::in_place, m_loop, 1, k_patience);
+    Command command;
+    command.run = 1;
+    command.arguments = {"/bin/sh", "-c", std::string(k_detached) + "echo $$ > self; sleep 100"};
+    command.folder = m_folder.Folder();
+    command.log = m_folder / "log";
     ASSERT_TRUE(runner->Start(command, Listener(), &m_reason));
     ASSERT_TRUE(RunUntil([this] { return ReadNumber("self") > 0; }));
     runner.reset();
-    EXPECT_FALSE(IsAlive(ReadNumber("self")));
+    for (const char *leaf : {"self", "session", "daemon", "stopped"})
+        EXPECT_FALSE(IsAlive(ReadNumber(leaf))) << leaf;
     m_loop.poll();
     EXPECT_EQ(m_ended, Ended{});
 }
 
-TEST_F(LocalRunnerTest, EndsWhatAnEarlierRunLeftBehindAndNothingElse)
+TEST_F(LocalRunnerTest, ACommandThatLostItsKeeperIsTriedAgain)
 {
-    // A grandchild in a session of its own, as one that outlived its Master.
-    ASSERT_TRUE(StartScript("setsid sh -c 'echo $$ > left; exec sleep 100'"));
-    ASSERT_TRUE(RunUntil([this] { return ReadNumber("left") > 0; }));
-    const pid_t left = ReadNumber("left");
-
-    LocalRunner ofAnother(m_loop, 1, k_patience, "/another/data/folder");
-    ofAnother.EndLeftovers();
-    EXPECT_TRUE(IsAlive(left));
-    m_runner.EndLeftovers();
-    EXPECT_FALSE(IsAlive(left));
+    ASSERT_TRUE(StartScript("setsid sleep 100 & echo $! > left; echo $PPID > keeper; wait"));
+    ASSERT_TRUE(RunUntil([this] { return ReadNumber("keeper") > 0; }));
+    ::kill(ReadNumber("keeper"), SIGKILL);
     ASSERT_TRUE(RunUntilEnded());
+    EXPECT_FALSE(m_end.isStarted);
+    EXPECT_EQ(m_end.reason, "corvan-task was ended by signal 9");
+    EXPECT_FALSE(IsAlive(ReadNumber("left")));
+}
+
+TEST_F(LocalRunnerTest, StartsNothingBeforeTheCommandsOfAnEarlierRunAreGone)
+{
+    const ostrel::UID master(true);
+    std::optional<LocalRunner> earlier(std::in_place, m_loop, 2, k_patience);
+    earlier->Begin(master, [] {});
+    ASSERT_TRUE(RunUntil([&] { return earlier->FreeSlots() == 2; }));
+    Command command;
+    command.run = 1;
+    command.arguments = {"/bin/sh", "-c", "env -i sleep 100 & echo $! > left; wait"};
+    command.folder = m_folder.Folder();
+    command.log = m_folder / "log";
+    ASSERT_TRUE(earlier->Start(command, Listener(), &m_reason)) << m_reason;
+    ASSERT_TRUE(RunUntil([this] { return ReadNumber("left") > 0; }));
+
+    LocalRunner ofAnother(m_loop, 1, k_patience);
+    bool isAlone = false;
+    ofAnother.Begin(ostrel::UID(true), [&] { isAlone = true; });
+    EXPECT_EQ(ofAnother.FreeSlots(), 0);
+    ASSERT_TRUE(RunUntil([&] { return isAlone; }));
+    EXPECT_EQ(ofAnother.FreeSlots(), 1);
+
+    isAlone = false;
+    m_runner.Begin(master, [&] { isAlone = true; });
+    for (int round = 0; round < 10; ++round)
+        m_loop.run_one_for(20ms);
+    EXPECT_FALSE(isAlone);
+    EXPECT_EQ(m_runner.FreeSlots(), 0);
+    EXPECT_TRUE(IsAlive(ReadNumber("left")));
+    earlier.reset();
+    ASSERT_TRUE(RunUntil([&] { return isAlone; }));
+    EXPECT_FALSE(IsAlive(ReadNumber("left")));
+    EXPECT_EQ(m_runner.FreeSlots(), 2);
+}
+
+TEST_F(LocalRunnerTest, EndsWhatHasLostItsKeeperAndNothingElse)
+{
+    const ostrel::UID master(true);
+    const std::string left = "cd " + m_folder.Folder().Text() + "; setsid env CORVAN_TASK_OF=";
+    ASSERT_EQ(std::system((left + master.ToString() + " sh -c 'echo $$ > ours; exec sleep 100' &" +
+                           " setsid env CORVAN_TASK_OF=" + ostrel::UID(true).ToString() +
+                           " sh -c 'echo $$ > other; exec sleep 100' &")
+                              .c_str()),
+              0);
+    ASSERT_TRUE(RunUntil([this] { return ReadNumber("ours") > 0 && ReadNumber("other") > 0; }));
+    bool isAlone = false;
+    m_runner.Begin(master, [&] { isAlone = true; });
+    ASSERT_TRUE(RunUntil([&] { return isAlone; }));
+    EXPECT_FALSE(IsAlive(ReadNumber("ours")));
+    EXPECT_TRUE(IsAlive(ReadNumber("other")));
+    ::kill(ReadNumber("other"), SIGKILL);
 }
 
 TEST_F(LocalRunnerTest, PassesOverTheEndOfWhatIsNotThere)

@@ -93,9 +93,10 @@ protected:
 
     // A script whose own child goes on until the file "go" is there, and that fails in the end
     // where "go" holds nothing.
-    std::string LongScript() const
+    std::string LongScript(const std::string &before = {}) const
     {
-        return "sh -c 'echo $$ > \"$2.new\"; mv \"$2.new\" \"$2\"; while [ ! -e \"$1\" ]; do sleep "
+        return "sh -c '" + before +
+               "echo $$ > \"$2.new\"; mv \"$2.new\" \"$2\"; while [ ! -e \"$1\" ]; do sleep "
                "0.01; done' inner " +
                InFolder("go") + " " + InFolder("pid") + "$1; exit 0";
     }
@@ -103,36 +104,54 @@ protected:
     TempFolder m_folder;
 };
 
-TEST_F(MasterProgramTest, QueuesWhatRanAgainWhenItWasKilled)
+// Kills the Master while its two commands run, and starts another.
+class KilledMasterTest : public MasterProgramTest
 {
-    auto program = Start();
-    const wire::Envelope job = JobEnvelope(LongScript());
-    std::vector<pid_t> processes;
+protected:
+    void QueuesWhatRanAgain(const std::string &script)
     {
+        auto program = Start();
+        const wire::Envelope job = JobEnvelope(script);
+        std::vector<pid_t> processes;
+        {
+            RawClient client(program->Address());
+            ASSERT_TRUE(client.SayHello());
+            ASSERT_TRUE(client.Ask(job)->has_accepted());
+            processes = WaitForProcesses(client);
+            program->Signal(SIGKILL);
+            EXPECT_EQ(program->WaitForEnd(), -1);
+        }
+        EXPECT_TRUE(std::filesystem::exists((m_folder / "m.sock").Text().c_str()));
+        for (const char *leaf : {"pid1", "pid2"})
+            std::filesystem::remove((m_folder / leaf).Text().c_str());
+
+        program = Start();
         RawClient client(program->Address());
         ASSERT_TRUE(client.SayHello());
-        ASSERT_TRUE(client.Ask(job)->has_accepted());
-        processes = WaitForProcesses(client);
-        program->Signal(SIGKILL);
-        EXPECT_EQ(program->WaitForEnd(), -1);
+        WaitForProcesses(client);
+        for (const pid_t process : processes)
+            EXPECT_FALSE(IsAlive(process)) << "beside its successor";
+        m_folder.MakeFile("go");
+        ASSERT_TRUE(client.Ask(FollowEnvelope(job.job().id()))->has_accepted());
+        const auto present = client.Ask(GetJobEnvelope(job.job().id()));
+        ASSERT_TRUE(ParameterOf(present->job(), "Status") == "2" ||
+                    client.ReceiveUntil(IsNews("Status", "2")));
+        for (const wire::Task &task : TasksOf(client, job.job().id()))
+        {
+            EXPECT_EQ(task.status(), 2);
+            EXPECT_EQ(task.tries(), 2u);
+        }
     }
-    EXPECT_TRUE(std::filesystem::exists((m_folder / "m.sock").Text().c_str()));
+};
 
-    program = Start();
-    for (const pid_t process : processes)
-        EXPECT_FALSE(IsAlive(process)) << "a command of the killed Master still runs";
-    m_folder.MakeFile("go");
-    RawClient client(program->Address());
-    ASSERT_TRUE(client.SayHello());
-    ASSERT_TRUE(client.Ask(FollowEnvelope(job.job().id()))->has_accepted());
-    const auto present = client.Ask(GetJobEnvelope(job.job().id()));
-    ASSERT_TRUE(ParameterOf(present->job(), "Status") == "2" ||
-                client.ReceiveUntil(IsNews("Status", "2")));
-    for (const wire::Task &task : TasksOf(client, job.job().id()))
-    {
-        EXPECT_EQ(task.status(), 2);
-        EXPECT_EQ(task.tries(), 2u);
-    }
+TEST_F(KilledMasterTest, QueuesWhatRanAgain)
+{
+    QueuesWhatRanAgain(LongScript());
+}
+
+TEST_F(KilledMasterTest, StartsNothingBesideACommandThatDetachedItself)
+{
+    QueuesWhatRanAgain("setsid env -i /bin/" + LongScript("trap \"\" TERM; "));
 }
 
 TEST_F(MasterProgramTest, EndsItsCommandsAndItselfWhenItIsAsked)

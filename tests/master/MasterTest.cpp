@@ -95,18 +95,60 @@ TEST_F(MasterTest, RunsAJobAndTellsItsFollowers)
         Submit(*client, {{"Range", "1-5"},
                          {"PacketSize", "2"},
                          {"ImageFormat", (m_folder / "out/x.%04d.txt").Text()},
-                         {"Script", "echo \"frames $1 to $2\"; echo done > \"$3\""}});
+                         {"Script", "echo \"frames $1 to $2\"; cd \"${3%/*}\"; for n in $(seq -f "
+                                    "%04g $1 $2); do echo done > x.$n.txt; done"}});
 
     ASSERT_TRUE(client->ReceiveUntil(IsNews("Status", "1")));
     ASSERT_TRUE(client->ReceiveUntil(IsNews("TasksDone", "3")));
     ASSERT_TRUE(client->ReceiveUntil(IsNews("Status", "2")));
-    for (const char *file : {"out/x.0001.txt", "out/x.0003.txt", "out/x.0005.txt"})
+    for (const char *file :
+         {"out/x.0001.txt", "out/x.0002.txt", "out/x.0003.txt", "out/x.0004.txt", "out/x.0005.txt"})
         EXPECT_EQ(ContentOf(m_folder / file), "done\n");
 
     wire::Envelope ask;
     ask.mutable_get_task_log()->set_job(job);
     ask.mutable_get_task_log()->set_task(1);
     EXPECT_EQ(client->Ask(ask)->task_log().text(), "frames 3 to 4\n");
+}
+
+// As on a disk without room: the program ends well and has written nothing.
+TEST_F(MasterTest, FailsATaskWhoseCommandLeavesAnEmptyFileAndKeepsTheOldOne)
+{
+    Start();
+    const auto client = Connect();
+    m_folder.MakeFile("out/x.1.png", "whole");
+    const std::string file = (m_folder / "out/x.1.png").Text();
+    const std::string job = Submit(*client, {{"Range", "1"},
+                                             {"ImageFormat", (m_folder / "out/x.%d.png").Text()},
+                                             {"Script", ": > \"$3\""}});
+    ASSERT_TRUE(client->ReceiveUntil(IsNews("Status", "3")));
+    const auto task = client->Ask(GetTasksEnvelope(job))->task_list().tasks(0);
+    EXPECT_EQ(task.exit_code(), 0);
+    EXPECT_EQ(task.reason(), "it left " + file + " empty");
+    EXPECT_EQ(ContentOf(m_folder / "out/x.1.png"), "whole");
+}
+
+TEST_F(MasterTest, EndsTheDetachedProcessesOfACancelledJob)
+{
+    Start();
+    const auto client = Connect();
+    const std::string job =
+        Submit(*client, {{"Range", "1"},
+                         {"Script", "setsid sh -c 'echo $$ > \"" + (m_folder / "new").Text() +
+                                        "\"; mv \"" + (m_folder / "new").Text() + "\" \"" +
+                                        (m_folder / "pid").Text() + "\"; exec sleep 100' & wait"}});
+    while (!std::filesystem::exists((m_folder / "pid").Text().c_str()))
+        ASSERT_NE(Status(*client, job), "3");
+    EXPECT_TRUE(client->Ask(SetEnvelope(job, "Status", "5"))->has_accepted());
+    const std::string process = ContentOf(m_folder / "pid");
+    const std::string entry = "/proc/" + process.substr(0, process.size() - 1);
+    // Two slots, of which one is the job's until all of it has gone.
+    Submit(*client, {{"Range", "1-2"}, {"Script", WaitsFor("go")}});
+    ASSERT_TRUE(client->ReceiveUntil(IsNews("Status", "1")));
+    m_folder.MakeFile("go");
+    ASSERT_TRUE(client->ReceiveUntil(IsNews("Status", "2")));
+    m_master->Stop();
+    EXPECT_FALSE(std::filesystem::exists(entry)) << entry;
 }
 
 TEST_F(MasterTest, TellsEveryFollowerTheSenderIncluded)
@@ -360,9 +402,10 @@ TEST_F(MasterTest, GivesTheLogOfEachTry)
 {
     Start();
     const auto client = Connect();
-    const std::string job = Submit(
-        *client, {{"Range", "1"}, {"Script", "cd '" + m_folder.Folder().Text() +
-                                                 "'; echo x >> tries; wc -l < tries; exit 9"}});
+    const std::string job =
+        Submit(*client, {{"Range", "1"},
+                         {"Script", "cd '" + m_folder.Folder().Text() +
+                                        "'; echo x >> tries; wc -l < tries; exit 9"}});
     ASSERT_TRUE(client->ReceiveUntil(IsNews("Status", "3")));
     for (const unsigned attempt : {0u, 1u, 2u, 3u})
     {
@@ -383,8 +426,8 @@ TEST_F(MasterTest, KeepsAJobWhoseProgramIsMissingUntilItIsThere)
     Start();
     const auto client = Connect();
     const std::string job = Submit(*client, {{"Range", "1-50"}});
-    ASSERT_TRUE(client->ReceiveUntil(IsNews(
-        "Waiting", "cannot start " + program.Text() + ": No such file or directory")));
+    ASSERT_TRUE(client->ReceiveUntil(
+        IsNews("Waiting", "cannot start " + program.Text() + ": No such file or directory")));
     const auto shown = client->Ask(GetJobEnvelope(job))->job();
     EXPECT_EQ(ParameterOf(shown, "Status"), "0");
     EXPECT_EQ(ParameterOf(shown, "TasksFailed"), "0");
@@ -399,7 +442,7 @@ TEST_F(MasterTest, KeepsAJobWhoseProgramIsMissingUntilItIsThere)
 TEST_F(MasterTest, KeepsJobsOfATypeThatIsNotThere)
 {
     Start(0);
-    const std::string job = Submit(*Connect(), {{"Range", "1-50"}});
+    const std::string job = Submit(*Connect(), {{"Range", "1-50"}, {"Script", "exit 0"}});
     m_master->Stop();
     TestJobTypes::Forget(k_ShellType);
     Start();
@@ -421,7 +464,7 @@ TEST_F(MasterTest, KeepsJobsOfATypeThatIsNotThere)
 TEST_F(MasterTest, StartsNothingBeforeWhatRanIsQueuedAgainOnDisk)
 {
     Start(0);
-    const std::string job = Submit(*Connect(), {{"Range", "1-3"}});
+    const std::string job = Submit(*Connect(), {{"Range", "1-3"}, {"Script", "exit 0"}});
     m_master->Stop();
     SQLite::Database disk((m_settings.data / "jobs.db").Text(), SQLite::OPEN_READWRITE, 5000);
     disk.exec("INSERT INTO tasks(job, task, status, tries, failures, exit_code)"
@@ -439,7 +482,8 @@ TEST_F(MasterTest, StartsNothingBeforeWhatRanIsQueuedAgainOnDisk)
     EXPECT_EQ(ParameterOf(client->Ask(GetJobEnvelope(job))->job(), "TasksDone"), "0");
     disk.exec("DROP TRIGGER full");
     ASSERT_TRUE(client->ReceiveUntil(IsNews("Status", "2")));
-    for (const wire::Task &task : client->Ask(GetTasksEnvelope(job))->task_list().tasks())
+    const auto answer = client->Ask(GetTasksEnvelope(job));
+    for (const wire::Task &task : answer->task_list().tasks())
         EXPECT_EQ(task.status(), 2);
 }
 

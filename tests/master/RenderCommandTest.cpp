@@ -171,15 +171,29 @@ TEST(RenderCommand, IsRefusedForAFileThatNobodyCouldLookFor)
     EXPECT_EQ(reason, "the output number of frame 9 does not fit in 32 bits");
 }
 
-TEST(RenderCommand, GetsTheFoldersOfItsOutputs)
+TEST(RenderCommand, IsToWriteEachFileOfItsPacketInEachFormat)
 {
-    const TempFolder folder;
-    String reason;
-    EXPECT_TRUE(
-        master::MakeFoldersOf({folder / "a/b/x.1.png", folder / "c/x.1.png", "x.1.png"}, &reason));
-    EXPECT_EQ(folder.Listing(), "a\nc\n");
-
-    folder.MakeFile("file");
-    EXPECT_FALSE(master::MakeFoldersOf({folder / "file/x.1.png"}, &reason));
-    EXPECT_TRUE(reason.starts_with("cannot make folder " + (folder / "file").Text())) << reason;
+    const TestJobTypes types;
+    const struct
+    {
+        TestParameters parameters;
+        master::Packet packet;
+        std::vector<ostrel::Path> outputs;
+    } cases[] = {
+        {{}, {1, 3}, {}},
+        {{{"ImageFormat", "/b.%d.png;/a.%02d.exr"}},
+         {4, 5},
+         {"/a.04.exr", "/a.05.exr", "/b.4.png", "/b.5.png"}},
+        {{{"ImageFormat", "/a.%d.exr"}, {"RenumberStart", "100"}},
+         {2, 3},
+         {"/a.101.exr", "/a.102.exr"}},
+        {{{"ImageFormat", "/a.%d.exr"}, {"SequenceBy", "2"}}, {1, 4}, {"/a.1.exr", "/a.2.exr"}},
+        // What nothing lists, nothing looks for.
+        {{{"ImageFormat", "/a.%d.exr"}}, {1, 2'000'000}, {}},
+    };
+    for (const auto &[parameters, packet, outputs] : cases)
+        EXPECT_EQ(master::ListOutputs(*MakeTestJob(parameters), packet, 1), outputs);
+    EXPECT_EQ(
+        master::ListOutputs(*MakeTestJob({{"ImageFormat", "/a.%d.exr"}}, k_OnceType), {0, 0}, 0),
+        std::vector<ostrel::Path>{});
 }

@@ -25,8 +25,7 @@ void RunningMaster::Run(const MasterSettings &settings, int slots, std::promise<
 {
     try
     {
-        master::LocalRunner runner(m_loop, slots, std::chrono::milliseconds(300),
-                                   settings.data.Text());
+        master::LocalRunner runner(m_loop, slots, std::chrono::milliseconds(300));
         master::Master theMaster(m_loop, settings, runner);
         m_master = &theMaster;
         m_address = theMaster.Connections().Address();

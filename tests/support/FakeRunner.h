@@ -19,7 +19,7 @@ public:
     std::vector<master::Command> started;
     std::vector<int> ended; ///< Runs that `End` was called for.
 
-    void EndLeftovers() override {}
+    void Begin(const ostrel::UID &, std::function<void()>) override {}
 
     int FreeSlots() const override
     {

@@ -25,6 +25,8 @@ Name = Installed
 RendersFrames = yes
 [Render]
 1 = true
+[Run]
+WritesFiles = no
 """
 
 
@@ -33,7 +35,7 @@ class Installed(WindowTest):
         (ROOT / "share" / "ordwick" / "jobtypes" / "Installed.ini").write_text(NEW_TYPE)
         self.stop_master()
         self.start_master()
-        job = self.corvan("submit", "Installed", "--range", "1-3", "--format", "/no/%d.x").strip()
+        job = self.corvan("submit", "Installed", "--range", "1-3", "--format", f"{self.folder}/no/%d.x").strip()
         self.assertEqual(self.corvan("wait", job), "Done\n")
 
         self.env.update(LANG="de_DE.UTF-8")

@@ -6,7 +6,7 @@ import pathlib
 import subprocess
 import unittest
 
-from farm import BIN, FarmTest, read_pipe
+from farm import BIN, FarmTest, PATIENCE, read_pipe, wait_until
 
 UUID = r"^[0-9a-f]{8}(-[0-9a-f]{4}){3}-[0-9a-f]{12}\n$"
 
@@ -259,7 +259,8 @@ class Requeues(FarmTest):
 
     def test_the_name_means_the_job_and_lists_tell_the_two_apart(self):
         self.start_master()
-        job = self.submit("exit", "--range", "1-3", "--name", "tower", "--format", "/r/a.%d")
+        pattern = self.folder / "a.%d"
+        job = self.submit('echo > "$2"', "--range", "1-3", "--name", "tower", "--format", pattern)
         self.corvan("wait", job)
         requeue = self.corvan("requeue", "tower", "--selected", "2").strip()
         again = self.corvan("requeue", requeue, "--selected", "2").strip()
@@ -299,6 +300,15 @@ class Log(FarmTest):
             done = self.run_corvan("log", job, str(task))
             self.assertEqual((done.stdout, done.stderr), ("", heading))
 
+    def test_shows_each_try(self):
+        job = self.submit(f"echo x >> {self.folder}/tries; wc -l < {self.folder}/tries; exit 7", "--range", "1")
+        self.corvan("wait", job, status=1)
+        for number in ("1", "2", "3"):
+            self.assertEqual(self.corvan("log", job, "0", "--try", number), number + "\n")
+        self.assertEqual(self.corvan("log", job, "0"), "3\n")
+        self.assertIn("task 0 was tried 3 times", self.run_corvan("log", job, "0", "--try", "4", status=1).stderr)
+        self.assertIn("of which TASK", self.run_corvan("log", job, "--try", "1", status=2).stderr)
+
     def test_of_a_task_that_was_not_started_says_so(self):
         job = self.submit("exit", "--paused", "--range", "1")
         for arguments in ([], ["0"]):
@@ -310,6 +320,36 @@ class Log(FarmTest):
         job = self.submit("exit", "--range", "1-3")
         done = self.run_corvan("log", job, "3", status=2)
         self.assertIn("the job has no task 3; it has 0 to 2", done.stderr)
+
+
+class Waiting(FarmTest):
+    """A job whose command cannot be started."""
+
+    def setUp(self):
+        super().setUp()
+        self.start_master()
+        self.program = self.folder / "renderer"
+        self.job = self.corvan(
+            *("submit", "Command", "--set", f"Program={self.program}", "--range", "1-50", "--name", "tower")
+        ).strip()
+        self.reason = f"cannot start {self.program}: No such file or directory"
+        wait_until(lambda: self.parameter(self.job, "Waiting"))
+
+    def test_says_why_and_fails_nothing(self):
+        self.assertEqual(self.parameter(self.job, "Waiting"), self.reason)
+        self.assertTrue(self.corvan("list").endswith(f"tower (waits: {self.reason})\n"))
+        self.assertIn(f"Waiting      {self.reason}\n", self.corvan("show", self.job))
+        self.assertEqual(self.parameter(self.job, "Status"), "0")
+        self.assertEqual({task["tries"] for task in self.show(self.job)["tasks"]}, {0})
+
+    def test_goes_on_at_once_when_somebody_resumes_it(self):
+        waiting = self.start_corvan("wait", self.job)
+        self.assertEqual(waiting.stderr.readline(), f"the job waits: {self.reason}\n")
+        self.program.symlink_to("/bin/true")
+        self.corvan("set", self.job, "Status=queued")
+        output, errors = waiting.communicate(timeout=PATIENCE)
+        self.assertEqual((waiting.returncode, output), (0, "Done\n"), errors)
+        self.assertIsNone(self.parameter(self.job, "Waiting"))
 
 
 class Cancel(FarmTest):

@@ -1,0 +1,37 @@
+#pragma once
+
+// What the Master and the task keeper say to each other.
+//
+// The keeper's standard input is a file with the request: texts, each closed by a zero byte, always
+// a name and then its value (`Request`). Its standard output is a socket to the Master. From there
+// come orders of one byte; that it is closed means `k_End`. Back go reports, each closed by a zero
+// byte: a letter and what belongs to it. The last one tells how it ended; the keeper then closes
+// the socket, and nothing of the command is left.
+namespace keeper
+{
+
+// Names of the request.
+inline constexpr const char *k_Argument = "argument";       // The program and its arguments.
+inline constexpr const char *k_Environment = "environment"; // "NAME=value", each.
+inline constexpr const char *k_Folder = "folder";           // Where it runs.
+inline constexpr const char *k_Log = "log";                 // Takes what it prints.
+inline constexpr const char *k_Output = "output"; // A file that it is to write; its folder is made.
+inline constexpr const char *k_Place = "place";   // A file whose folder is made.
+inline constexpr const char *k_Keep = "keep";     // 1: outputs that are there are kept meanwhile.
+inline constexpr const char *k_Seconds = "seconds"; // The limits; 0 for none.
+inline constexpr const char *k_Memory = "memory";
+inline constexpr const char *k_Processes = "processes";
+inline constexpr const char *k_LogBytes = "log-bytes";
+inline constexpr const char *k_Nice = "nice";
+inline constexpr const char *k_Patience = "patience"; // Milliseconds from asking to killing.
+
+// Orders.
+inline constexpr char k_End = 'E';  // End all of it, gently at first.
+inline constexpr char k_Kill = 'K'; // End all of it at once.
+
+// Reports.
+inline constexpr char k_Started = 'S';
+inline constexpr char k_NotStarted = 'N'; // "Nreason"
+inline constexpr char k_Ended = 'X';      // "X7 reason", the code -1 where a signal ended it.
+
+} // namespace keeper

@@ -1,0 +1,223 @@
+#include "master/run/KeeperProcess.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <fcntl.h>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/mman.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+
+#include "keeper/Protocol.h"
+#include "master/run/CommandEnvironment.h"
+#include "master/run/Leftovers.h"
+#include "ostrel/CallEntry.h"
+#include "ostrel/Exception.h"
+#include "ostrel/Folders.h"
+
+namespace master
+{
+
+using ostrel::_CallEntry;
+using ostrel::ProcessException;
+
+namespace
+{
+
+// One that hangs in a share that hangs is left to itself.
+constexpr int k_gone_within_ms = 10'000;
+
+[[noreturn]] void Refuse(const std::string &what, int error)
+{
+    throw new ProcessException(what + ": " + std::strerror(error));
+}
+
+void Add(std::string &request, const char *name, std::string_view value)
+{
+    request.append(name).push_back('\0');
+    request.append(value).push_back('\0');
+}
+
+void AddNumber(std::string &request, const char *name, std::uint64_t number)
+{
+    Add(request, name, std::to_string(number));
+}
+
+std::string RequestFor(const Command &command, const UID &owner, const UID &run,
+                       std::chrono::milliseconds patience)
+{
+    std::string request;
+    for (const std::string &argument : command.arguments)
+        Add(request, keeper::k_Argument, argument);
+    for (const std::string &setting : CommandEnvironment(command.passEnvironment))
+        Add(request, keeper::k_Environment, setting);
+    Add(request, keeper::k_Environment, k_TaskOf + ("=" + owner.ToString()));
+    Add(request, keeper::k_Environment, k_TaskRun + ("=" + run.ToString()));
+    for (const Path &output : command.outputs)
+        Add(request, keeper::k_Output, output.Text());
+    for (const Path &place : command.places)
+        Add(request, keeper::k_Place, place.Text());
+    AddNumber(request, keeper::k_Keep, command.keepsOld ? 1 : 0);
+    Add(request, keeper::k_Folder, command.folder.Text());
+    Add(request, keeper::k_Log, command.log.Text());
+    AddNumber(request, keeper::k_Seconds, command.limits.seconds);
+    AddNumber(request, keeper::k_Memory, std::uint64_t(command.limits.memoryMb) << 20);
+    AddNumber(request, keeper::k_Processes, command.limits.processes);
+    AddNumber(request, keeper::k_LogBytes, std::uint64_t(command.limits.logMb) << 20);
+    AddNumber(request, keeper::k_Nice, command.limits.nice);
+    AddNumber(request, keeper::k_Patience, std::uint64_t(patience.count()));
+    return request;
+}
+
+// A file without a name that holds a text, to be read from its beginning.
+int OpenText(const std::string &text)
+{
+    const int file = ::memfd_create("request", MFD_CLOEXEC);
+    if (file < 0)
+        Refuse("cannot open a file", errno);
+    for (std::size_t done = 0; done < text.size();)
+    {
+        const ssize_t count = ::write(file, text.data() + done, text.size() - done);
+        if (count <= 0)
+        {
+            const int error = errno;
+            ::close(file);
+            Refuse("cannot write a file", error);
+        }
+        done += std::size_t(count);
+    }
+    ::lseek(file, 0, SEEK_SET);
+    return file;
+}
+
+// What is freed by a function of its own.
+struct SpawnSettings
+{
+    posix_spawn_file_actions_t files;
+    posix_spawnattr_t attributes;
+
+    SpawnSettings(int request, int socket)
+    {
+        sigset_t all;
+        sigset_t none;
+        ::sigfillset(&all);
+        ::sigemptyset(&none);
+        ::posix_spawn_file_actions_init(&files);
+        ::posix_spawn_file_actions_adddup2(&files, request, STDIN_FILENO);
+        ::posix_spawn_file_actions_adddup2(&files, socket, STDOUT_FILENO);
+        ::posix_spawnattr_init(&attributes);
+        ::posix_spawnattr_setsigdefault(&attributes, &all);
+        ::posix_spawnattr_setsigmask(&attributes, &none);
+        // What is typed at the Master's terminal is not for it.
+        ::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK |
+                                                    POSIX_SPAWN_SETSID);
+    }
+    ~SpawnSettings()
+    {
+        ::posix_spawn_file_actions_destroy(&files);
+        ::posix_spawnattr_destroy(&attributes);
+    }
+    SpawnSettings(const SpawnSettings &) = delete;
+    SpawnSettings &operator=(const SpawnSettings &) = delete;
+};
+
+pid_t Spawn(const std::string &program, const std::string &mark, const SpawnSettings &settings)
+{
+    std::string name = "corvan-task";
+    std::string setting = mark;
+    char *const arguments[] = {name.data(), nullptr};
+    char *const environment[] = {setting.data(), nullptr};
+    pid_t process = -1;
+    const int error = ::posix_spawn(&process, program.c_str(), &settings.files,
+                                    &settings.attributes, arguments, environment);
+    if (error != 0)
+        Refuse("cannot start " + program, error);
+    return process;
+}
+
+} // namespace
+
+KeeperProcess::KeeperProcess(const Command &command, const UID &owner,
+                             std::chrono::milliseconds patience)
+    : KeeperProcess(command, owner, patience, MakeSockets())
+{
+    _CallEntry call("KeeperProcess::KeeperProcess", __FILE__, __LINE__);
+}
+
+KeeperProcess::KeeperProcess(const Command &command, const UID &owner,
+                             std::chrono::milliseconds patience, const Sockets &sockets)
+    : m_run(true), m_socket(sockets[0])
+{
+    _CallEntry call("KeeperProcess::KeeperProcess", __FILE__, __LINE__);
+
+    const Descriptor itsSocket(sockets[1]);
+    const Descriptor request(OpenText(RequestFor(command, owner, m_run, patience)));
+    const SpawnSettings settings(request.Number(), itsSocket.Number());
+    const Path program = ostrel::ProgramFolder().Parent() / "libexec/ordwick/corvan-task";
+    m_process = Spawn(program.Text(), k_KeeperOf + ("=" + owner.ToString()), settings);
+}
+
+KeeperProcess::Sockets KeeperProcess::MakeSockets()
+{
+    _CallEntry call("KeeperProcess::MakeSockets", __FILE__, __LINE__);
+
+    Sockets sockets{};
+    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sockets.data()) != 0)
+        Refuse("cannot make a socket", errno);
+    return sockets;
+}
+
+KeeperProcess::~KeeperProcess()
+{
+    _CallEntry call("KeeperProcess::~KeeperProcess", __FILE__, __LINE__);
+
+    if (m_process < 0)
+        return;
+    ::send(m_socket.Number(), &keeper::k_Kill, 1, MSG_NOSIGNAL);
+    ::shutdown(m_socket.Number(), SHUT_WR);
+    pollfd news{m_socket.Number(), POLLIN, 0};
+    char report[4096];
+    while (::poll(&news, 1, k_gone_within_ms) > 0)
+        if (::read(m_socket.Number(), report, sizeof report) <= 0)
+        {
+            Collect();
+            return;
+        }
+}
+
+int KeeperProcess::DuplicateSocket() const
+{
+    _CallEntry call("KeeperProcess::DuplicateSocket", __FILE__, __LINE__);
+
+    const int socket = ::fcntl(m_socket.Number(), F_DUPFD_CLOEXEC, 0);
+    if (socket < 0)
+        Refuse("cannot watch a process", errno);
+    return socket;
+}
+
+void KeeperProcess::End() const
+{
+    _CallEntry call("KeeperProcess::End", __FILE__, __LINE__);
+
+    ::send(m_socket.Number(), &keeper::k_End, 1, MSG_NOSIGNAL | MSG_DONTWAIT);
+}
+
+std::string KeeperProcess::Collect()
+{
+    _CallEntry call("KeeperProcess::Collect", __FILE__, __LINE__);
+
+    int status = 0;
+    while (::waitpid(m_process, &status, 0) < 0 && errno == EINTR)
+        ;
+    m_process = -1;
+    if (WIFEXITED(status) && WEXITSTATUS(status) == 0)
+        return {};
+    KillProcessesWith(k_TaskRun + ("=" + m_run.ToString()));
+    if (WIFSIGNALED(status))
+        return "corvan-task was ended by signal " + std::to_string(WTERMSIG(status));
+    return "corvan-task ended with " + std::to_string(WEXITSTATUS(status));
+}
+
+} // namespace master

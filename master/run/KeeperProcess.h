@@ -1,0 +1,62 @@
+#pragma once
+
+#include <array>
+#include <chrono>
+#include <string>
+#include <sys/types.h>
+
+#include "master/run/CommandRunner.h"
+#include "ostrel/Descriptor.h"
+#include "ostrel/UID.h"
+
+namespace master
+{
+
+using ostrel::Descriptor;
+using ostrel::UID;
+
+/// Names in the environment of keepers and of the commands that they hold, by which a Master knows
+/// what an earlier run of it has left. The values are identifiers: of the Master, and of the run.
+inline constexpr const char *k_KeeperOf = "CORVAN_KEEPER_OF";
+inline constexpr const char *k_TaskOf = "CORVAN_TASK_OF";
+inline constexpr const char *k_TaskRun = "CORVAN_TASK_RUN";
+
+/// The program between the Master and one command (`keeper/Keeper.h`), which ends whatever the
+/// command has started before it ends itself.
+///
+/// Where this object goes first the command is killed, and waited for.
+class KeeperProcess
+{
+public:
+    /// Starts it, and hands the command over. It reads its socket for orders from then on, and
+    /// reports there; see `keeper/Protocol.h`. Throws `ostrel::ProcessException *` with the reason
+    /// where it cannot be started; that of the command is reported.
+    KeeperProcess(const Command &command, const UID &owner, std::chrono::milliseconds patience);
+    ~KeeperProcess();
+    KeeperProcess(const KeeperProcess &) = delete;
+    KeeperProcess &operator=(const KeeperProcess &) = delete;
+
+    /// Another number for the socket to it, the caller's to close.
+    int DuplicateSocket() const;
+
+    /// Asks for the end of the command and of all that it started.
+    void End() const;
+
+    /// After its socket was closed: how it ended itself. Empty where all is well, else the reason,
+    /// and what it held is killed as far as it is found.
+    std::string Collect();
+
+private:
+    // Ours and its own.
+    using Sockets = std::array<int, 2>;
+
+    KeeperProcess(const Command &command, const UID &owner, std::chrono::milliseconds patience,
+                  const Sockets &sockets);
+    static Sockets MakeSockets();
+
+    UID m_run;
+    Descriptor m_socket;
+    pid_t m_process = -1;
+};
+
+} // namespace master
