@@ -9,7 +9,9 @@
 #include <linux/close_range.h>
 #include <memory>
 #include <mutex>
+#include <poll.h>
 #include <sys/mman.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
@@ -51,23 +53,53 @@ ostrel::Path FindProgram()
     return {};
 }
 
-/// The standard error of the Master that was started last: a file in memory, so that the Master may
-/// write to it when nobody reads any more.
-struct Errors
+/// The Master that was started last.
+struct Started
 {
     std::mutex mutex;
-    std::unique_ptr<ostrel::Descriptor> file;
+    /// Its standard error: a file in memory, so that it may write when nobody reads any more.
+    std::unique_ptr<ostrel::Descriptor> errors;
+    std::unique_ptr<ostrel::Descriptor> process; ///< Can be read once it has ended.
+
+    bool IsAlive() const
+    {
+        if (!process || !process->IsOpen())
+            return false;
+        pollfd ended{process->Number(), POLLIN, 0};
+        return ::poll(&ended, 1, 0) == 0;
+    }
 };
 
-Errors &TheErrors()
+Started &TheStarted()
 {
-    static Errors errors;
-    return errors;
+    static Started started;
+    return started;
+}
+
+/// What the started process tells on its way, in this order; neither where it could not be made.
+struct Told
+{
+    pid_t process = 0; ///< It is there.
+    int error = 0;     ///< It could not become the program.
+};
+
+void Tell(int end, int number)
+{
+    [[maybe_unused]] const auto written = ::write(end, &number, sizeof number);
+}
+
+int Hear(int end)
+{
+    int number = 0;
+    while (::read(end, &number, sizeof number) < 0 && errno == EINTR)
+    {
+    }
+    return number;
 }
 
 /// The child's part, between fork and exec: system calls alone, for the other threads of the
 /// program are gone and may have held any lock. Ends the process.
-[[noreturn]] void RunDetached(const char *file, char *const *arguments, int errors, int errorPipe)
+[[noreturn]] void RunDetached(const char *file, char *const *arguments, int errors, int end)
 {
     ::setsid();
     // The grandchild belongs to init at once, so nobody here has to wait for it.
@@ -76,6 +108,7 @@ Errors &TheErrors()
         ::_exit(0);
     if (grandchild == 0)
     {
+        Tell(end, ::getpid());
         const int nothing = ::open("/dev/null", O_RDWR);
         for (const int stream : {STDIN_FILENO, STDOUT_FILENO})
             ::dup2(nothing, stream);
@@ -85,22 +118,24 @@ Errors &TheErrors()
             ::execv(file, arguments);
     }
     const int error = errno;
-    [[maybe_unused]] const auto written = ::write(errorPipe, &error, sizeof error);
+    if (grandchild < 0)
+        Tell(end, 0);
+    Tell(end, error);
     ::_exit(1);
 }
 
-/// Waits until the program runs, or could not: 0, or the system's error number.
-int StartDetached(const String &file, const std::vector<char *> &arguments, int errors)
+/// Waits until the program runs, or could not.
+Told StartDetached(const String &file, const std::vector<char *> &arguments, int errors)
 {
     int ends[2];
     if (::pipe2(ends, O_CLOEXEC) != 0)
-        return errno;
+        return {0, errno};
     const ostrel::Descriptor readEnd(ends[0]);
     auto writeEnd = std::make_unique<ostrel::Descriptor>(ends[1]);
 
     const pid_t child = ::fork();
     if (child < 0)
-        return errno;
+        return {0, errno};
     if (child == 0)
         RunDetached(file.c_str(), arguments.data(), errors, ends[1]);
 
@@ -108,17 +143,23 @@ int StartDetached(const String &file, const std::vector<char *> &arguments, int 
     while (::waitpid(child, nullptr, 0) < 0 && errno == EINTR)
     {
     }
-    int error = 0;
-    while (::read(ends[0], &error, sizeof error) < 0 && errno == EINTR)
-    {
-    }
-    return error;
+    Told told;
+    told.process = Hear(ends[0]);
+    told.error = Hear(ends[0]);
+    return told;
 }
 
 } // namespace
 
 bool StartPersonalMaster()
 {
+    Started &started = TheStarted();
+    {
+        const std::lock_guard lock(started.mutex);
+        if (started.IsAlive())
+            return true;
+    }
+
     const ostrel::Path program = FindProgram();
     if (program.IsEmpty())
     {
@@ -130,31 +171,33 @@ bool StartPersonalMaster()
     if (const String before = PersonalMasterErrors(); !before.empty())
         ostrel::LogWarning("the personal Master that was started before ended: " + before);
 
-    Errors &errors = TheErrors();
-    const std::lock_guard lock(errors.mutex);
-    errors.file =
+    const std::lock_guard lock(started.mutex);
+    started.errors =
         std::make_unique<ostrel::Descriptor>(::memfd_create("corvan-master", MFD_CLOEXEC));
     String file = program.Text();
     String option = "--personal";
-    const int error =
-        StartDetached(file, {file.data(), option.data(), nullptr}, errors.file->Number());
-    if (error != 0)
+    const Told told =
+        StartDetached(file, {file.data(), option.data(), nullptr}, started.errors->Number());
+    if (told.error != 0)
     {
-        ostrel::LogWarning("cannot start a personal Master: " + file + ": " + std::strerror(error));
+        ostrel::LogWarning("cannot start a personal Master: " + file + ": " +
+                           std::strerror(told.error));
         return false;
     }
+    started.process =
+        std::make_unique<ostrel::Descriptor>(int(::syscall(SYS_pidfd_open, told.process, 0)));
     ostrel::LogStatus("Started a personal Master: " + file);
     return true;
 }
 
 String PersonalMasterErrors()
 {
-    Errors &errors = TheErrors();
-    const std::lock_guard lock(errors.mutex);
-    if (!errors.file || !errors.file->IsOpen())
+    Started &started = TheStarted();
+    const std::lock_guard lock(started.mutex);
+    if (!started.errors || !started.errors->IsOpen())
         return {};
     char text[4096];
-    const ssize_t count = ::pread(errors.file->Number(), text, sizeof text, 0);
+    const ssize_t count = ::pread(started.errors->Number(), text, sizeof text, 0);
     return boost::algorithm::trim_copy(std::string(text, std::size_t(std::max<ssize_t>(count, 0))));
 }
 
