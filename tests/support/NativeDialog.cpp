@@ -2,9 +2,11 @@
 
 #include <chrono>
 #include <gtk/gtk.h>
+#include <optional>
 
 #include <gtest/gtest.h>
 
+#include "tests/support/TestWatch.h"
 #include "tests/support/WindowTest.h"
 
 namespace
@@ -14,6 +16,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr unsigned k_native_look_ms = 5;
 constexpr int k_end_ms = 10000;
+constexpr int k_keyboard_ms = 20000;
 
 GtkWidget *FindShown(GType type)
 {
@@ -64,7 +67,8 @@ MessageBoxTexts TextsOf(GtkWidget *box)
 }
 
 /// Waits for a dialog of a type and runs the steps in it. It looks from time to time, since the
-/// dialog runs an event loop of its own.
+/// dialog runs an event loop of its own; and as long as it lives, since one that comes up late
+/// would stay for good if nobody looked any more.
 class DialogWatch
 {
 public:
@@ -103,12 +107,16 @@ private:
     bool LookForDialog()
     {
         GtkWidget *dialog = FindShown(m_type);
-        if (!(dialog && HasKeyboard(dialog)) && Clock::now() < m_end)
+        if (!dialog)
+            return true;
+        TestIsAlive();
+        if (!m_end)
+            m_end = Clock::now() + std::chrono::milliseconds(k_keyboard_ms);
+        if (!HasKeyboard(dialog) && Clock::now() < *m_end)
             return true;
 
         m_source = 0;
-        if (dialog)
-            Run(dialog);
+        Run(dialog);
         return false;
     }
 
@@ -133,7 +141,7 @@ private:
 
     const GType m_type;
     const Steps m_steps;
-    const Clock::time_point m_end = Clock::now() + std::chrono::seconds(20);
+    std::optional<Clock::time_point> m_end; // For the keyboard, once the dialog is there.
     bool m_hasSeen = false;
     guint m_source;
 };

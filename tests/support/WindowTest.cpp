@@ -5,7 +5,10 @@
 #include <cstdlib>
 #include <gtk/gtk.h>
 #include <memory>
+#include <optional>
+#include <poll.h>
 #include <spawn.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
@@ -15,7 +18,9 @@
 #include <wx/evtloop.h>
 #include <wx/toplevel.h>
 
+#include "ostrel/Descriptor.h"
 #include "tests/support/InputCount.h"
+#include "tests/support/TestWatch.h"
 #include "tests/support/XWindow.h"
 
 namespace
@@ -35,6 +40,14 @@ int StillWorth(int timeoutMs)
     return testing::Test::HasFailure() ? std::min(timeoutMs, 1'000) : timeoutMs;
 }
 
+/// Whether a child of this process has ended, for which it is waited a while.
+bool HasEnded(pid_t process)
+{
+    const ostrel::Descriptor handle(int(syscall(SYS_pidfd_open, process, 0)));
+    pollfd ended{handle.Number(), POLLIN, 0};
+    return poll(&ended, 1, k_patience_ms) == 1;
+}
+
 void RunTool(std::vector<std::string> arguments)
 {
     std::vector<char *> list;
@@ -45,6 +58,9 @@ void RunTool(std::vector<std::string> arguments)
     pid_t process = 0;
     ASSERT_EQ(posix_spawnp(&process, list[0], nullptr, nullptr, list.data(), environ), 0)
         << arguments[0];
+    // It stands still where somebody has grabbed the display.
+    if (!HasEnded(process))
+        kill(process, SIGKILL);
     int status = 0;
     waitpid(process, &status, 0);
     EXPECT_EQ(status, 0) << arguments[0] << ' ' << arguments[1];
@@ -205,18 +221,23 @@ private:
                                                                 : G_SOURCE_REMOVE;
     }
 
-    /// Whether to look again.
+    /// Whether to look again. What opens the dialog may take its time, and has its own end; a
+    /// dialog that comes up late would stay for good if nobody looked any more.
     bool LookForDialog()
     {
         wxDialog *dialog = FindModal();
-        const bool isNew = dialog && dialog != m_outer;
-        if (!(isNew && IsReady(*dialog)) && Clock::now() < m_end)
+        if (!dialog || dialog == m_outer)
+            return true;
+        TestIsAlive();
+        if (!m_end)
+            m_end = Clock::now() + std::chrono::milliseconds(StillWorth(k_patience_ms));
+        if (!IsReady(*dialog) && Clock::now() < *m_end)
             return true;
 
         m_source = 0;
-        if (isNew && IsReady(*dialog))
+        if (IsReady(*dialog))
             Run(*dialog);
-        else if (isNew)
+        else
             GiveUp(*dialog);
         return false;
     }
@@ -242,20 +263,28 @@ private:
     }
 
     const std::function<void(wxTopLevelWindow &)> &m_steps;
-    const wxDialog *m_outer = FindModal(); // One dialog may open another.
-    const Clock::time_point m_end =
-        Clock::now() + std::chrono::milliseconds(StillWorth(k_patience_ms));
+    const wxDialog *m_outer = FindModal();  // One dialog may open another.
+    std::optional<Clock::time_point> m_end; // For the keyboard, once the dialog is there.
     bool m_haveRun = false;
     guint m_source;
 };
 
 } // namespace
 
+void SetUpWindowTests()
+{
+    CountInput();
+    // What is on the screen is what is, not on its way there.
+    g_object_set(gtk_settings_get_default(), "gtk-enable-animations", FALSE, nullptr);
+    WatchTest();
+}
+
 bool PumpUntil(const std::function<bool()> &condition, int timeoutMs)
 {
     const Clock::time_point end = Clock::now() + std::chrono::milliseconds(StillWorth(timeoutMs));
     while (!condition())
     {
+        TestIsAlive();
         if (Clock::now() >= end)
             return false;
         wxEventLoopBase::GetActive()->DispatchTimeout(k_slice_ms);

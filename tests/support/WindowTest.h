@@ -17,6 +17,10 @@ class wxWindow;
 /// toolkit and a critical message of GTK fail the test that runs.
 wxApp *MakeTestApp();
 
+/// For whatever starts the toolkit in a test, once it is there: input is counted, nothing is
+/// animated, and a test that stands still says so (`WatchTest`).
+void SetUpWindowTests();
+
 /// Handles events until `condition` is true. False when that took longer than `timeoutMs`, or than
 /// a second in a test that has failed already, which so comes to its end.
 bool PumpUntil(const std::function<bool()> &condition, int timeoutMs = 20'000);
@@ -61,9 +65,10 @@ void ReleaseButtonAt(const wxWindow &window, const wxPoint &point);
 /// Presses the left button at one point, moves to the other, and lets go.
 void DragFromTo(const wxWindow &window, const wxPoint &from, const wxPoint &to);
 
-/// Runs `steps` once the modal dialog that `show` opens is up and has the keyboard; returns when
-/// `show` returns. `steps` must end the dialog; when it throws or ends without, or when the dialog
-/// never has the keyboard, the dialog is cancelled and the test fails.
+/// Runs `steps` once the modal dialog that `show` opens is up and has the keyboard, however long
+/// `show` takes to open it; returns when `show` returns. `steps` must end the dialog; when it
+/// throws or ends without, or when the dialog never has the keyboard, the dialog is cancelled and
+/// the test fails.
 void WhileModal(const std::function<void()> &show,
                 const std::function<void(wxTopLevelWindow &)> &steps);
 

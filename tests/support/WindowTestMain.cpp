@@ -6,7 +6,6 @@
 #include <wx/toplevel.h>
 
 #include "ostrel/Log.h"
-#include "tests/support/InputCount.h"
 #include "tests/support/WindowTest.h"
 #include "wxcorvan/wxcAssert.h"
 
@@ -21,12 +20,6 @@ GLogWriterOutput FailOnCritical(GLogLevelFlags level, const GLogField *fields, g
             if (g_strcmp0(fields[i].key, "MESSAGE") == 0)
                 ADD_FAILURE() << "GTK: " << static_cast<const char *>(fields[i].value);
     return g_log_writer_default(level, fields, count, unused);
-}
-
-/// What is on the screen is what is, not on its way there.
-void StopAnimations()
-{
-    g_object_set(gtk_settings_get_default(), "gtk-enable-animations", FALSE, nullptr);
 }
 
 /// Windows that a test left behind must not reach into the next one.
@@ -63,8 +56,7 @@ int main(int argc, char **argv)
     wxApp::SetInstance(MakeTestApp());
     if (!wxEntryStart(argc, argv))
         return EXIT_FAILURE;
-    CountInput();
-    StopAnimations();
+    SetUpWindowTests();
     wxcorvan::wxcSetAssertHandler([](const ostrel::String &text)
                                   { ADD_FAILURE() << "toolkit assertion: " << text; });
 

@@ -31,14 +31,16 @@ std::string OrdwickFixture::ReadOptions() const
 
 void OrdwickFixture::Start(std::vector<std::string> arguments)
 {
-    if (!m_program.Start(std::move(arguments)))
+    if (!TryStart(std::move(arguments)))
         throw std::runtime_error("the program does not start");
     ShowActive(Window());
 }
 
 bool OrdwickFixture::TryStart(std::vector<std::string> arguments)
 {
-    return m_program.Start(std::move(arguments));
+    const bool isUp = m_program.Start(std::move(arguments));
+    SetUpWindowTests();
+    return isUp;
 }
 
 void OrdwickFixture::WaitFor(const std::function<bool()> &condition, int seconds)
