@@ -301,7 +301,6 @@ TEST(Expansion, GivesTheFilesThatCountingGives)
 
 TEST(Expansion, RoundsEachStepToSinglePrecision)
 {
-    // Worked out with each sum and product rounded to 24 bits. In twice the precision nearly every
     // Worked out with each sum and product rounded to 24 bits; rounded to 53, half of the lines
     // would have another number of files.
     const struct

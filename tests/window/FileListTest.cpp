@@ -413,16 +413,18 @@ TEST_F(FileListTest, CtrlAndANumberSortWithoutAMouse)
 
 TEST_F(FileListTest, TabAndF6GoRoundThePartsOfTheWindow)
 {
+    const auto getsKeyboard = [](const wxWindow &part)
+    { return PumpUntil([&part] { return part.IsDescendant(wxWindow::FindFocus()); }); };
     Show(6);
     ClickRow(0);
     for (const char *key : {"F6", "Tab", "shift+F6", "shift+Tab"})
     {
-        ASSERT_TRUE(List().IsDescendant(wxWindow::FindFocus())) << key;
+        ASSERT_TRUE(getsKeyboard(List())) << key;
         PressKeys(key);
-        EXPECT_TRUE(FormatChoice().IsDescendant(wxWindow::FindFocus())) << key;
+        EXPECT_TRUE(getsKeyboard(FormatChoice())) << key;
         PressKeys(key);
     }
-    EXPECT_TRUE(List().IsDescendant(wxWindow::FindFocus()));
+    EXPECT_TRUE(getsKeyboard(List()));
 }
 
 TEST_F(FileListTest, ASortLeavesTheKeyboardWithItsFrameAndTheFrameInView)

@@ -70,6 +70,15 @@ protected:
         PumpPass();
     }
 
+    /// Gives the job a range, and returns when its files have been looked at.
+    void ShowRange(const std::string &range)
+    {
+        const auto passes = [this] { return m_log.Count(k_LogStatus, "Finished scanning"); };
+        const int before = passes();
+        ReceiveParameter(p_Range, range);
+        WaitFor([&] { return passes() > before; });
+    }
+
     wxGauge &Gauge() const
     {
         for (wxWindow *child : Window().GetChildren())
@@ -482,7 +491,7 @@ TEST_F(FrameScan, TheGaugeCountsTheFilesOfAPassAndIsEmptyAfterIt)
     PumpPass();
     for (const int files : {9, 4, 6})
     {
-        ReceiveParameter(p_Range, "1-" + std::to_string(files));
+        ShowRange("1-" + std::to_string(files));
         EXPECT_EQ(Gauge().GetValue(), 0);
 
         std::vector<int> values;
