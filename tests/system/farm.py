@@ -17,12 +17,17 @@ SHARE = pathlib.Path(__file__).resolve().parents[2] / "share"
 PATIENCE = 120
 
 
-def wait_until(is_so):
-    """Looks again and again until something is so. Gives what was told then."""
+def wait_until(is_so, process=None):
+    """Looks again and again until something is so. Gives what was told then. Where a process ends
+    without it, it is not waited for any longer."""
     end = time.monotonic() + PATIENCE
-    while not (told := is_so()):
+    while True:
+        # Before the last look, lest it become so between the two.
+        status = process.poll() if process else None
+        if told := is_so():
+            return told
+        assert status is None, f"the program has ended, with status {status}"
         assert time.monotonic() < end, "it does not come to be so"
-    return told
 
 
 class FarmTest(unittest.TestCase):

@@ -32,14 +32,14 @@ class WrongUsage(FarmTest):
         """Starts it, reads the box, and confirms it. Gives what was logged, with what the Master of
         a whole session would have been asked by then."""
         process, log = self.start(*arguments)
-        wait_until(lambda: tell("xdotool", "getactivewindow", "getwindowname") == "Error")
+        wait_until(lambda: tell("xdotool", "getactivewindow", "getwindowname") == "Error", process)
 
         def copied():
             # Keys that come before the box has the keyboard are lost.
             press("Tab", "ctrl+a", "ctrl+c")
             return copied_text()
 
-        self.assertEqual(wait_until(copied), "You must supply a Job ID to start Ordwick")
+        self.assertEqual(wait_until(copied, process), "You must supply a Job ID to start Ordwick")
         press("Escape")
         self.assertEqual(process.wait(PATIENCE), 255)
         return log.file.read_text()

@@ -58,7 +58,7 @@ class Verdict(WindowTest):
         window.log.seen.clear()
         window.press("ctrl+r")
         window.log.wait_for("Requeue selected frames...")
-        found = re.findall(r"(/\S+\.raw) bad: (\w+)", "".join(window.log.seen))
+        found = re.findall(r"(/\S+\.raw) bad: (\w+)", "\n".join(window.log.seen))
         self.assertEqual(window.close(), 0)
         return {path: STATES[reason] for path, reason in found}
 

@@ -1,6 +1,8 @@
 """Ordwick's window as a process on the present display: its keys, what its log says, what it shows."""
 
+import collections
 import json
+import os
 import pathlib
 import re
 import select
@@ -59,7 +61,10 @@ class Log:
     def __init__(self, file):
         file.touch()
         self.file = file
+        self.process = None  # The one that writes it, where it is known.
         self.seen = []
+        self.unseen = collections.deque()
+        self.rest = b""  # Of a line that is not whole yet.
         self.tail = subprocess.Popen(
             ["tail", "-n", "+1", "-F", file], stdout=subprocess.PIPE, stderr=subprocess.DEVNULL
         )
@@ -67,12 +72,24 @@ class Log:
     def wait_for(self, text):
         """The next line that holds a text; those before it are passed over."""
         end = time.monotonic() + PATIENCE
-        while select.select([self.tail.stdout], [], [], max(0, end - time.monotonic()))[0]:
-            line = self.tail.stdout.readline().decode()
+        while self.unseen or self.read_on(end):
+            line = self.unseen.popleft()
             self.seen.append(line)
             if text in line:
-                return line.rstrip("\n")
-        raise AssertionError(f"'{text}' is not logged; the last lines are:\n" + "".join(self.seen[-20:]))
+                return line
+        raise AssertionError(f"'{text}' is not logged; the last lines are:\n" + "\n".join(self.seen[-20:]))
+
+    def read_on(self, end):
+        """Waits for lines; false where none come any more."""
+        while not self.unseen and time.monotonic() < end:
+            has_ended = self.process and self.process.poll() is not None
+            # `tail` looks once a second.
+            if select.select([self.tail.stdout], [], [], 3)[0]:
+                *lines, self.rest = (self.rest + os.read(self.tail.stdout.fileno(), 65536)).split(b"\n")
+                self.unseen.extend(line.decode() for line in lines)
+            elif has_ended:
+                break
+        return bool(self.unseen)
 
     def close(self):
         self.tail.kill()
@@ -101,6 +118,7 @@ class Window:
             stdout=output,
             stderr=output,
         )
+        self.log.process = self.process
         test.addCleanup(self.process.wait)
         test.addCleanup(self.process.kill)
 
@@ -113,20 +131,20 @@ class Window:
 
     def wait_for_dialog(self, title):
         """Returns once a dialog of that title has the keyboard."""
-        wait_until(lambda: self.dialog() == title)
+        wait_until(lambda: self.dialog() == title, self.process)
 
     def main(self):
         """The number of the main window, once it is there."""
         search = ["xdotool", "search", "--onlyvisible", "--all", "--pid", str(self.process.pid)]
         find = lambda: self.number or tell(*search, "--name", "^Ordwick$").partition("\n")[0]
-        self.number = wait_until(find)
+        self.number = wait_until(find, self.process)
         return self.number
 
     def take_keyboard(self):
         """Returns once the main window has the keyboard; no dialog may be up."""
         main = self.main()
         tell("xdotool", "windowactivate", main)
-        wait_until(lambda: tell("xdotool", "getactivewindow") == main)
+        wait_until(lambda: tell("xdotool", "getactivewindow") == main, self.process)
 
     def press(self, *keys):
         """Presses keys with the keyboard in the main window."""
