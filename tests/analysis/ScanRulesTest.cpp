@@ -103,13 +103,13 @@ TEST(ScanRules, JudgeByTheNeighbours)
 
 TEST(ScanRules, TruncateTheToleranceAfterASinglePrecisionProduct)
 {
-    // 16777217 has no single-precision form; the product is 16777216 x 0.5.
-    EXPECT_EQ(Judge(Record(1, 16777217 - 8388608), {16777217, 1}, {500, 5, 0.5f}), FrameState::Ok);
-    EXPECT_EQ(Judge(Record(1, 16777217 - 8388609), {16777217, 1}, {500, 5, 0.5f}),
+    // 16777219 has no single-precision form; the product is 16777220 x 0.5.
+    EXPECT_EQ(Judge(Record(1, 16777219 - 8388610), {16777219, 1}, {500, 5, 0.5f}), FrameState::Ok);
+    EXPECT_EQ(Judge(Record(1, 16777219 - 8388611), {16777219, 1}, {500, 5, 0.5f}),
               FrameState::Outlier);
-    // 1009 x 0.15 is 151.35, kept as 151.
-    EXPECT_EQ(Judge(Record(1, 1009 + 151), {1009, 1}, {500, 5, 0.15f}), FrameState::Ok);
-    EXPECT_EQ(Judge(Record(1, 1009 + 152), {1009, 1}, {500, 5, 0.15f}), FrameState::Outlier);
+    // 1005 x 0.15 is 150.75, kept as 150.
+    EXPECT_EQ(Judge(Record(1, 1005 + 150), {1005, 1}, {500, 5, 0.15f}), FrameState::Ok);
+    EXPECT_EQ(Judge(Record(1, 1005 + 151), {1005, 1}, {500, 5, 0.15f}), FrameState::Outlier);
 }
 
 TEST(ScanRules, JudgeRandomTablesAsWholeNumbersDo)

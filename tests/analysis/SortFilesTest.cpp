@@ -136,7 +136,7 @@ TEST(SortFiles, ReadsTheSortStateAtEveryComparison)
 TEST(SortList, PutsMissingFilesFirstWhenAscendingAndLastWhenDescending)
 {
     const std::vector<Key> keys = {
-        {1, true, 30, 1}, {2, false, 0, 0}, {3, true, 10, 3}, {4, false, 0, 0}, {5, true, 20, 2}};
+        {1, true, 30, 1}, {2, false, 0, 0}, {3, true, 0, 3}, {4, false, 0, 0}, {5, true, 20, -2}};
     const struct
     {
         int column;
@@ -145,8 +145,8 @@ TEST(SortList, PutsMissingFilesFirstWhenAscendingAndLastWhenDescending)
     } cases[] = {
         {1, true, "bdcea"},
         {1, false, "aecdb"},
-        {2, true, "bdaec"},
-        {2, false, "ceadb"},
+        {2, true, "bdeac"},
+        {2, false, "caedb"},
     };
 
     for (const auto &[column, ascending, rows] : cases)
