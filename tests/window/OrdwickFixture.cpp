@@ -5,6 +5,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "tests/support/TestWatch.h"
 #include "tests/support/WindowTest.h"
 #include "wxcorvan/wxcAssert.h"
 #include "wxcorvan/wxcChoice.h"
@@ -17,6 +18,7 @@ OrdwickFixture::OrdwickFixture() : m_log(k_LogInfo), m_program(m_folder)
 {
     wxcorvan::wxcSetAssertHandler([](const String &text)
                                   { ADD_FAILURE() << "toolkit assertion: " << text; });
+    WatchTest(); // A box may come up while the program starts.
 }
 
 void OrdwickFixture::WriteOptions(const std::string &text)
