@@ -340,7 +340,7 @@ TEST_F(LocalRunnerTest, EndsACommandThatExceedsALimit)
     } cases[] = {
         {{.seconds = 1}, "sleep 100", "it took longer than 1 seconds"},
         {{.memoryMb = 40},
-         "head -c 200000000 /dev/zero | tail -n 1 > /dev/null; sleep 100",
+         "(head -c 200000000 /dev/zero; exec sleep 100) | tail -n 1",
          "it took more memory than 40 MiB"},
         {{.processes = 5},
          "for i in 1 2 3 4 5 6 7 8; do setsid sleep 100 & done; wait",
