@@ -86,7 +86,7 @@ TEST_F(MasterOptionsTest, NameAValueThatCannotBe)
     };
     for (const auto &[arguments, text] : cases)
     {
-        const String told = Thrown([&] { Read(arguments); });
+        const String told = Thrown([&given = arguments] { Read(given); });
         if (arguments[0] == "--master")
             EXPECT_NE(told.find("--master"), String::npos) << told;
         else

@@ -198,7 +198,7 @@ TEST_F(MainWindowTest, TheHeadersArrowFollowsTheClicks)
     {
         ClickHeader(column);
         for (int other = 0; other < 3; ++other)
-            WaitFor([&] { return ArrowShown(other) == arrows[other]; }, 5);
+            WaitFor([&, arrow = arrows[other]] { return ArrowShown(other) == arrow; }, 5);
         if (column != 2)
         {
             EXPECT_EQ(List().GetDisplayText(0, 0), FramePath(firstFrame)) << "column " << column;

@@ -75,7 +75,7 @@ TEST(StartProgram, NamesAProgramThatCannotBeStarted)
 
     for (const auto &[arguments, text] : cases)
     {
-        const std::string error = ThrownByProcess([&] { StartProgram(arguments); });
+        const std::string error = ThrownByProcess([&given = arguments] { StartProgram(given); });
         EXPECT_NE(error.find(text), std::string::npos) << error;
     }
 }
