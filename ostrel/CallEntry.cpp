@@ -1,6 +1,5 @@
 #include "ostrel/CallEntry.h"
 
-#include <algorithm>
 #include <cstring>
 #include <fmt/format.h>
 
@@ -12,18 +11,8 @@ namespace ostrel
 namespace
 {
 
-struct Entry
-{
-    const char *name;
-    const char *file;
-    int line;
-};
-
-// Deeper calls are counted but not kept: a runaway recursion must still be able to report itself.
-constexpr int k_kept = 256;
-
-thread_local Entry s_entries[k_kept];
-thread_local int s_depth = 0;
+// Enough to tell by; a runaway recursion must still be able to report itself.
+constexpr int k_shown = 256;
 
 // __FILE__ is whatever path the compiler was given; its leaf says enough.
 const char *FileLeaf(const char *file)
@@ -32,36 +21,39 @@ const char *FileLeaf(const char *file)
     return slash ? slash + 1 : file;
 }
 
-std::string EntryText(const Entry &entry)
-{
-    return fmt::format("{} ({}:{})", entry.name, FileLeaf(entry.file), entry.line);
-}
-
 } // namespace
 
-_CallEntry::_CallEntry(const char *name, const char *file, int line)
+std::string _CallEntry::Text() const
 {
-    const Entry entry{name, file, line};
-    if (s_depth < k_kept)
-        s_entries[s_depth] = entry;
-    ++s_depth;
-
-    if (LogWanted(k_LogTrace))
-        Log(k_LogTrace, EntryText(entry));
+    return fmt::format("{} ({}:{})", m_name, FileLeaf(m_file), m_line);
 }
 
-_CallEntry::~_CallEntry()
+void _CallEntry::LogTrace() const
 {
-    --s_depth;
+    try
+    {
+        Log(k_LogTrace, Text());
+    }
+    catch (...)
+    {
+        // Out of memory. An entry that was not made whole would stay in the list.
+    }
 }
 
 std::string _CallEntry::Stack()
 {
+    int deeper = -k_shown;
+    for (const _CallEntry *entry = s_innermost; entry; entry = entry->m_outer)
+        ++deeper;
+
     std::string text;
-    if (s_depth > k_kept)
-        text = fmt::format("({} deeper calls not kept)\n", s_depth - k_kept);
-    for (int i = std::min(s_depth, k_kept); i-- > 0;)
-        text += EntryText(s_entries[i]) + '\n';
+    const _CallEntry *entry = s_innermost;
+    if (deeper > 0)
+        text = fmt::format("({} deeper calls not shown)\n", deeper);
+    for (; deeper > 0; --deeper)
+        entry = entry->m_outer;
+    for (; entry; entry = entry->m_outer)
+        text += entry->Text() + '\n';
     return text;
 }
 

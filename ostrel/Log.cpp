@@ -22,7 +22,6 @@ using Listener = std::function<void(LogLevel, std::string_view)>;
 
 struct Logging
 {
-    std::atomic<int> wantedLevel = k_LogWarning; ///< The highest of the three below.
     std::atomic<int> consoleLevel = k_LogWarning;
     std::atomic<int> fileLevel = k_LogNone;
     std::atomic<int> listenerLevel = k_LogNone;
@@ -43,7 +42,7 @@ struct Logging
 
     void UpdateWanted()
     {
-        wantedLevel = std::max({consoleLevel.load(), fileLevel.load(), listenerLevel.load()});
+        s_LogWantedLevel = std::max({consoleLevel.load(), fileLevel.load(), listenerLevel.load()});
     }
 };
 
@@ -186,11 +185,6 @@ void LogFlush()
     const std::lock_guard lock(logging.mutex);
     if (logging.writer)
         logging.writer->Flush();
-}
-
-bool LogWanted(LogLevel level)
-{
-    return level <= TheLogging().wantedLevel.load(std::memory_order_relaxed);
 }
 
 void Log(LogLevel level, std::string_view text)

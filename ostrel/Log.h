@@ -3,27 +3,16 @@
 #include <functional>
 #include <string_view>
 
+#include "ostrel/LogLevel.h"
 #include "ostrel/Path.h"
 
 namespace ostrel
 {
 
-/// A line is written where its level is at most the level of the place; 0 silences a place.
-enum LogLevel : int
-{
-    k_LogNone = 0,
-    k_LogFatal = 1,
-    k_LogError = 2,
-    k_LogWarning = 3,
-    k_LogStatus = 4,
-    k_LogInfo = 5,
-    k_LogTrace = 6, ///< Call entries.
-};
-
 /// Where the log goes.
 struct LogSettings
 {
-    int consoleLevel = k_LogWarning; ///< To standard error.
+    int consoleLevel = k_LogWarning; ///< To standard error, control characters as "\x1b".
     int fileLevel = k_LogInfo;
     Path file; ///< Empty for no file. Rotated at 10 MB, 3 kept.
     /// Takes a numbered file beside it ("Ordwick-2.log") where another process writes this one.
@@ -41,10 +30,6 @@ void LogStop();
 
 /// Returns when all lines logged before are with the operating system.
 void LogFlush();
-
-/// True when some place takes lines of this level: ask before building a costly text. One
-/// comparison.
-bool LogWanted(LogLevel level);
 
 /// One line of log (it may hold newlines). Any thread. Never throws. Before `LogStart`, warnings
 /// and worse go to standard error. A fatal line is followed by the thread's call entries, and is in

@@ -1,5 +1,7 @@
 #include "ostrel/CallEntry.h"
 
+#include <algorithm>
+#include <stdexcept>
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -15,9 +17,14 @@ void Recurse(int times)
 {
     const _CallEntry call("Recurse", "deep.cpp", times);
     if (times > 1)
+    {
         Recurse(times - 1);
-    else
-        EXPECT_TRUE(_CallEntry::Stack().starts_with("(44 deeper calls not kept)\nRecurse "));
+        return;
+    }
+    const std::string stack = _CallEntry::Stack();
+    EXPECT_TRUE(stack.starts_with("(44 deeper calls not shown)\nRecurse (deep.cpp:45)\n")) << stack;
+    EXPECT_TRUE(stack.ends_with("\nRecurse (deep.cpp:300)\n")) << stack;
+    EXPECT_EQ(std::ranges::count(stack, '\n'), 257);
 }
 
 } // namespace
@@ -35,6 +42,21 @@ TEST(CallEntry, StackListsTheInnermostCallFirst)
     EXPECT_EQ(_CallEntry::Stack(), "MainWindow::SetFormat (MainWindow.cpp:12)\n");
 }
 
+TEST(CallEntry, AnEntryEndsWithItsScopeByAnExceptionToo)
+{
+    const _CallEntry outer("Outer", "a.cpp", 1);
+    try
+    {
+        const _CallEntry inner("Inner", "a.cpp", 2);
+        const _CallEntry innermost("Innermost", "a.cpp", 3);
+        throw std::runtime_error("away");
+    }
+    catch (const std::runtime_error &)
+    {
+        EXPECT_EQ(_CallEntry::Stack(), "Outer (a.cpp:1)\n");
+    }
+}
+
 TEST(CallEntry, EachThreadHasAStackOfItsOwn)
 {
     const _CallEntry call("Main", "main.cpp", 1);
@@ -43,7 +65,7 @@ TEST(CallEntry, EachThreadHasAStackOfItsOwn)
     EXPECT_EQ(seen, "");
 }
 
-TEST(CallEntry, RunawayRecursionIsCountedAndNotKept)
+TEST(CallEntry, RunawayRecursionIsCountedAndNotShown)
 {
     Recurse(300);
     EXPECT_EQ(_CallEntry::Stack(), "");
