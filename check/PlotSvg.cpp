@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "check/PlotAxis.h"
+#include "check/PlotPoints.h"
 
 namespace check
 {
@@ -22,49 +23,6 @@ constexpr double k_top = 76;
 constexpr double k_bottom = 62;
 /// The strip below the field in which missing frames are marked.
 constexpr double k_missing = 14;
-
-/// One frame, with the band around it.
-struct Point
-{
-    int frame;
-    bool exists;
-    double size;
-    CheckState state;
-    bool hasBand;
-    double lowest;
-    double highest;
-};
-
-/// What stands in one column of the picture, one unit wide.
-struct Column
-{
-    int count = 0; ///< Of files that are there.
-    double least = 0;
-    double most = 0;
-    int bands = 0;
-    double lowest = 0;
-    double highest = 0;
-};
-
-std::vector<Point> PointsOf(const CheckTable &table, const analysis::ScanRules &rules)
-{
-    std::vector<Point> points;
-    points.reserve(table.frames.size());
-    analysis::VisitNeighbours(table.frames, rules,
-                              [&](std::size_t row, const analysis::Neighbours &neighbours)
-                              {
-                                  const analysis::FrameRecord &file = table.frames[row];
-                                  const auto band = analysis::BandOf(neighbours, rules);
-                                  const bool hasBand = band && band->lowest <= band->highest;
-                                  points.push_back({file.frame, file.exists, double(file.size),
-                                                    table.states[row], hasBand,
-                                                    hasBand ? double(band->lowest) : 0,
-                                                    hasBand ? double(band->highest) : 0});
-                              });
-    std::sort(points.begin(), points.end(),
-              [](const Point &a, const Point &b) { return a.frame < b.frame; });
-    return points;
-}
 
 std::string Escaped(std::string_view text)
 {
@@ -110,7 +68,7 @@ class Plot
 {
 public:
     Plot(const CheckTable &table, const analysis::ScanRules &rules, const PlotColours &colours)
-        : m_table(table), m_colours(colours), m_points(PointsOf(table, rules))
+        : m_table(table), m_colours(colours), m_points(PlotPointsOf(table, rules))
     {
         SetAxes();
     }
@@ -132,7 +90,7 @@ private:
     void SetAxes()
     {
         double most = 0;
-        for (const Point &point : m_points)
+        for (const PlotPoint &point : m_points)
         {
             most = std::max(most, point.size);
             // A wide band must not press all sizes flat.
@@ -226,7 +184,7 @@ private:
     void DrawEach()
     {
         std::vector<Edge> edges;
-        for (const Point &point : m_points)
+        for (const PlotPoint &point : m_points)
         {
             // A step as wide as the frame; where there is no band it is left out.
             if (!point.hasBand)
@@ -239,39 +197,17 @@ private:
             edges.push_back({X(point.frame + 0.5), point.lowest, point.highest});
         }
         DrawBand(edges);
-        for (const Point &point : m_points)
+        for (const PlotPoint &point : m_points)
             if (point.state == CheckState::Ok)
                 DrawDot(point, 3);
     }
 
-    std::vector<Column> Columns() const
-    {
-        std::vector<Column> columns(std::size_t(m_x.length) + 1);
-        for (const Point &point : m_points)
-        {
-            Column &column = columns[std::size_t(m_x.Place(point.frame))];
-            if (point.state == CheckState::Ok)
-            {
-                column.least = column.count > 0 ? std::min(column.least, point.size) : point.size;
-                column.most = std::max(column.most, point.size);
-                ++column.count;
-            }
-            if (point.hasBand)
-            {
-                column.lowest += point.lowest;
-                column.highest += point.highest;
-                ++column.bands;
-            }
-        }
-        return columns;
-    }
-
     void DrawColumns()
     {
-        const std::vector<Column> columns = Columns();
+        const std::vector<PlotColumn> columns = PlotColumnsOf(m_points, m_x);
         std::vector<Edge> edges;
         for (std::size_t at = 0; at < columns.size(); ++at)
-            if (const Column &column = columns[at]; column.bands > 0)
+            if (const PlotColumn &column = columns[at]; column.bands > 0)
                 edges.push_back({k_left + double(at) + 0.5, column.lowest / column.bands,
                                  column.highest / column.bands});
         DrawBand(edges);
@@ -279,7 +215,7 @@ private:
         Add("<path fill=\"none\" stroke=\"{}\" stroke-width=\"1\" d=\"",
             Colour(ColourNameOf(CheckState::Ok)));
         for (std::size_t at = 0; at < columns.size(); ++at)
-            if (const Column &column = columns[at]; column.count > 0)
+            if (const PlotColumn &column = columns[at]; column.count > 0)
             {
                 const double top = Y(column.most);
                 Add("M{:.1f} {:.1f}V{:.1f}", k_left + double(at) + 0.5, top,
@@ -288,7 +224,7 @@ private:
         m_svg += "\"/>\n";
     }
 
-    void DrawDot(const Point &point, double radius)
+    void DrawDot(const PlotPoint &point, double radius)
     {
         Add("<circle cx=\"{:.1f}\" cy=\"{:.1f}\" r=\"{}\" fill=\"{}\"/>\n", X(point.frame),
             Y(point.size), radius, Colour(ColourNameOf(point.state)));
@@ -299,7 +235,7 @@ private:
         // Marks at the same place are one mark.
         std::set<std::pair<long, long>> drawn;
         const double bottom = k_top + m_y.length;
-        for (const Point &point : m_points)
+        for (const PlotPoint &point : m_points)
         {
             if (point.state == CheckState::Ok)
                 continue;
@@ -342,7 +278,7 @@ private:
 
     const CheckTable &m_table;
     const PlotColours &m_colours;
-    const std::vector<Point> m_points;
+    const std::vector<PlotPoint> m_points;
     PlotAxis m_x;
     PlotAxis m_y;
     std::string m_svg;

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "check/PlotAxis.h"
+#include "check/PlotPoints.h"
 #include "check/PlotSvg.h"
 #include "tests/check/SampleTable.h"
 
@@ -47,6 +48,44 @@ TEST(PlotAxis, TellsSizesInTheUnitThatFits)
     EXPECT_STREQ(UnitFor(5e9).name, "GiB");
     EXPECT_EQ(NumberText(0.5), "0.5");
     EXPECT_EQ(NumberText(100000), "100000");
+}
+
+TEST(PlotPoints, StandInTheOrderOfTheirFramesWithTheBandOfTheirNeighbours)
+{
+    CheckTable table = SampleTable("/r/%d", {CheckState::Ok, CheckState::Missing, CheckState::Ok});
+    std::swap(table.frames.front(), table.frames.back());
+    const auto points =
+        PlotPointsOf(table, {.minSize = 1, .frameOffset = 5, .sizeVariation = 0.5f});
+    ASSERT_EQ(points.size(), 3u);
+    EXPECT_TRUE(points[0].frame < points[1].frame && points[1].frame < points[2].frame);
+    EXPECT_TRUE(points[0].hasBand);
+    EXPECT_EQ(points[0].lowest, points[2].size / 2);
+    EXPECT_EQ(points[0].highest, points[2].size * 1.5);
+    EXPECT_FALSE(points[1].exists);
+    // The lower end of such a band wraps.
+    EXPECT_FALSE(PlotPointsOf(table, {.minSize = 1, .sizeVariation = 2.0f}).front().hasBand);
+    EXPECT_FALSE(PlotPointsOf(table, {.minSize = 1, .frameOffset = 0}).front().hasBand);
+}
+
+TEST(PlotPoints, OfManyFramesShareColumns)
+{
+    const std::vector<PlotPoint> points = {
+        {.frame = 0, .exists = true, .size = 30, .hasBand = true, .lowest = 10, .highest = 40},
+        {.frame = 1, .exists = true, .size = 20, .hasBand = true, .lowest = 20, .highest = 60},
+        {.frame = 2, .exists = true, .size = 5, .state = CheckState::TooSmall},
+        {.frame = 9, .exists = true, .size = 7},
+    };
+    const auto columns = PlotColumnsOf(points, {0, 10, 3});
+    ASSERT_EQ(columns.size(), 4u);
+    EXPECT_EQ(columns[0].count, 2);
+    EXPECT_EQ(columns[0].least, 20);
+    EXPECT_EQ(columns[0].most, 30);
+    EXPECT_EQ(columns[0].bands, 2);
+    EXPECT_EQ(columns[0].lowest, 30);
+    EXPECT_EQ(columns[0].highest, 100);
+    EXPECT_EQ(columns[1].count, 0);
+    EXPECT_EQ(columns[2].least, 7);
+    EXPECT_EQ(columns[2].bands, 0);
 }
 
 TEST(PlotSvg, DrawsAMarkForEachOfFewFrames)
