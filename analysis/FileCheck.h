@@ -33,9 +33,9 @@ FileLook LookAt(const Path &path, Finder finder = {})
     return {true, finder.Size(), finder.Modified()};
 }
 
-/// Whether a record (`_FileInfo`, `FrameRecord`) would change by what was seen. Of the time only
-/// the first word counts.
-template <typename Record> bool IsNews(const Record &file, const FileLook &look)
+/// Whether a record (`_FileInfo`, `FrameRecord`) would change by what was seen: a `FileLook`, or
+/// the record of another look. Of the time only the first word counts.
+template <typename Record, typename Look> bool IsNews(const Record &file, const Look &look)
 {
     if (!look.exists)
         return file.exists;

@@ -5,6 +5,7 @@
 #include <ctime>
 #include <vector>
 
+#include "analysis/FileCheck.h"
 #include "ostrel/Time.h"
 
 namespace check
@@ -49,8 +50,7 @@ void TakeNews(Waiting &waiting, const FrameRecord &seen, std::int64_t now)
     const FrameRecord &before = *waiting.frame;
     if (!before.exists && waiting.retries > 0)
         --waiting.retries;
-    if (seen.exists != before.exists || seen.size != before.size ||
-        seen.modified.First() != before.modified.First())
+    if (analysis::IsNews(before, seen))
         waiting.unchanged = now;
     *waiting.frame = seen;
 }
