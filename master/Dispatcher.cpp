@@ -123,8 +123,11 @@ void Dispatcher::Request::Refuse(const String &reason, const UID &job, const Str
     String what = message.TypeName();
     if (!thing.empty())
         what += " " + thing;
-    ostrel::LogInfo("refused " + what + " of client " + std::to_string(client) + ": " + reason);
-    outbox.Refuse(client, message.serial, what, reason, job);
+    // The libraries' reasons begin with the parameter, too.
+    const bool isNamed = !thing.empty() && reason.starts_with(thing + ": ");
+    const String why = isNamed ? String(reason.substr(thing.size() + 2)) : reason;
+    ostrel::LogInfo("refused " + what + " of client " + std::to_string(client) + ": " + why);
+    outbox.Refuse(client, message.serial, what, why, job);
 }
 
 void Dispatcher::Request::Answer(boost::shared_ptr<Message> answer) const
@@ -517,14 +520,15 @@ void Dispatcher::CutAnew(const Job &before, Change &change, Outbox &outbox)
     Cuts cuts{cut->packets, change.packets, Cuts::Keep::Nothing};
     if (!cut->packets.empty())
         cuts.keep = FindKeep(before, *change.job, cut->packets.front(), change.packets.front());
-    Recut recut = RecutTasks(cuts, state, m_store.Tasks().List(state));
+    std::vector<TaskState> tasks = m_store.Tasks().List(state);
+    Recut recut = RecutTasks(cuts, state, tasks);
+    m_store.Tasks().Replace(state, std::move(tasks), recut.tasks);
 
     // New packets write logs of their own.
     state.logBase += state.tasksTotal;
     state.tasksTotal = unsigned(change.packets.size());
     state.tasksDone = recut.done;
     state.tasksFailed = recut.failed;
-    m_store.Tasks().Replace(state, recut.tasks);
     state.nextTask = m_store.Tasks().FindUntouched(state, 0);
     outbox.EndRuns(state.id, std::move(recut.running));
     outbox.Tell(state.id, corvan::p_TasksTotal, std::to_string(state.tasksTotal));

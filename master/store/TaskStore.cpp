@@ -27,6 +27,16 @@ TaskState ReadTask(SQLite::Statement &row)
     return task;
 }
 
+// Whether the record `distance` behind another says the same, its log counted on too.
+bool IsLike(const TaskState &task, const TaskState &first, unsigned distance)
+{
+    TaskState expected = first;
+    expected.index += distance;
+    if (expected.log >= 0)
+        expected.log += distance;
+    return task == expected;
+}
+
 } // namespace
 
 TaskStore::TaskStore(StoreDatabase &database) : m_database(database)
@@ -152,15 +162,116 @@ void TaskStore::Save(const JobState &state, const TaskState &task)
         });
 }
 
-void TaskStore::Replace(const JobState &state, const std::vector<TaskState> &tasks)
+void TaskStore::Replace(const JobState &state, std::vector<TaskState> before,
+                        const std::vector<TaskState> &after)
 {
     _CallEntry call("TaskStore::Replace", __FILE__, __LINE__);
 
-    if (List(state) == tasks)
+    if (!after.empty())
+        NameLogs(state, before);
+    auto old = before.cbegin();
+    std::int64_t next = 0; // The first number of which nothing is said yet.
+    TaskState first;       // Of the run that is still to be written, and its length.
+    unsigned count = 0;
+    for (const TaskState &task : after)
+    {
+        const auto gap = old;
+        while (old != before.cend() && old->index < task.index)
+            ++old;
+        if (old != gap)
+            ForgetBetween(state, next, std::int64_t(task.index) - 1);
+        next = std::int64_t(task.index) + 1;
+
+        const bool isThere = old != before.cend() && old->index == task.index;
+        const bool isNews = !isThere || *old != task;
+        if (isThere)
+            ++old;
+        if (isNews && count > 0 && IsLike(task, first, count))
+        {
+            ++count;
+            continue;
+        }
+        if (isNews)
+        {
+            SaveRun(state, first, count);
+            first = task;
+            count = 1;
+        }
+    }
+    SaveRun(state, first, count);
+    if (old != before.cend())
+        ForgetBetween(state, next, before.back().index);
+}
+
+// So many records that are alike, from the first one on.
+void TaskStore::SaveRun(const JobState &state, const TaskState &first, unsigned count)
+{
+    _CallEntry call("TaskStore::SaveRun", __FILE__, __LINE__);
+
+    assert(m_thread.IsCurrent());
+    if (count == 0)
         return;
-    Forget(state);
-    for (const TaskState &task : tasks)
-        Save(state, task);
+    m_database.Guarded(
+        [&]
+        {
+            const Query put = m_database.Prepared(
+                "WITH RECURSIVE numbers(task) AS"
+                " (VALUES(?2) UNION ALL SELECT task + 1 FROM numbers WHERE task < ?3)"
+                " INSERT INTO tasks(job, task, status, tries, failures, exit_code, log, reason)"
+                " SELECT ?1, task, ?4, ?5, ?6, ?7, ?8 + ?9 * (task - ?2), ?10 FROM numbers"
+                " WHERE true"
+                " ON CONFLICT(job, task) DO UPDATE SET status = excluded.status,"
+                " tries = excluded.tries, failures = excluded.failures,"
+                " exit_code = excluded.exit_code, log = excluded.log, reason = excluded.reason");
+            put->bind(1, state.number);
+            put->bind(2, first.index);
+            put->bind(3, std::int64_t(first.index) + count - 1);
+            put->bind(4, int(first.status));
+            put->bind(5, first.tries);
+            put->bind(6, first.failures);
+            put->bind(7, first.exitCode);
+            put->bind(8, first.log);
+            put->bind(9, first.log < 0 ? 0 : 1);
+            put->bind(10, first.reason);
+            put->exec();
+        });
+}
+
+// Logs that go by the tasks' numbers get numbers of their own.
+void TaskStore::NameLogs(const JobState &state, std::vector<TaskState> &tasks)
+{
+    _CallEntry call("TaskStore::NameLogs", __FILE__, __LINE__);
+
+    assert(m_thread.IsCurrent());
+    m_database.Guarded(
+        [&]
+        {
+            const Query update =
+                m_database.Prepared("UPDATE tasks SET log = ? + task WHERE job = ? AND log < 0");
+            update->bind(1, state.logBase);
+            update->bind(2, state.number);
+            update->exec();
+        });
+    for (TaskState &task : tasks)
+        task.log = LogNumber(state, task);
+}
+
+// Both ends among them.
+void TaskStore::ForgetBetween(const JobState &state, std::int64_t first, std::int64_t last)
+{
+    _CallEntry call("TaskStore::ForgetBetween", __FILE__, __LINE__);
+
+    assert(m_thread.IsCurrent());
+    m_database.Guarded(
+        [&]
+        {
+            const Query remove =
+                m_database.Prepared("DELETE FROM tasks WHERE job = ? AND task BETWEEN ? AND ?");
+            remove->bind(1, state.number);
+            remove->bind(2, first);
+            remove->bind(3, last);
+            remove->exec();
+        });
 }
 
 void TaskStore::Forget(const JobState &state)

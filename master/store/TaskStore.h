@@ -54,8 +54,12 @@ public:
     /// The first number from `from` on that no task with a record has.
     unsigned FindUntouched(const JobState &state, unsigned from);
     void Save(const JobState &state, const TaskState &task);
-    /// These are all records of the job.
-    void Replace(const JobState &state, const std::vector<TaskState> &tasks);
+    /// `after` is all records of the job from now on, in ascending order. `before` is what `List`
+    /// gives, and `state` tells what its logs are called. What stays, but for the number of its
+    /// log, is not written again, and neighbours that are alike are written at once: a job may have
+    /// hundreds of thousands.
+    void Replace(const JobState &state, std::vector<TaskState> before,
+                 const std::vector<TaskState> &after);
     /// Nothing of the job was started any more.
     void Forget(const JobState &state);
     /// The job's running tasks get another status.
@@ -64,6 +68,10 @@ public:
     int RequeueRunning();
 
 private:
+    void NameLogs(const JobState &state, std::vector<TaskState> &tasks);
+    void ForgetBetween(const JobState &state, std::int64_t first, std::int64_t last);
+    void SaveRun(const JobState &state, const TaskState &first, unsigned count);
+
     StoreDatabase &m_database;
     LoopThread m_thread;
 };

@@ -385,6 +385,11 @@ TEST_F(DispatcherTest, RefusesAParameterThatCannotBe)
         EXPECT_EQ(m_cache.Whole(State(job), &reason)->Parameters(), before) << name;
     }
     EXPECT_EQ(ReasonOf(Set(UID(true), "Name", "x")), "JobParameter Name: there is no such job");
+    // A name that is told already is not told twice.
+    EXPECT_EQ(ReasonOf(Set(job, "PacketSize", "0")),
+              "JobParameter PacketSize: \"0\" is not a whole number from 1 to 2147483647");
+    EXPECT_EQ(ReasonOf(Set(job, "Created", "today")),
+              "JobParameter Created: the Master alone sets it");
 }
 
 TEST_F(DispatcherTest, CutsARunningJobAnew)
@@ -538,14 +543,14 @@ TEST_F(DispatcherTest, ChangesAllOfSeveralParametersOrNone)
         const char *reason;
     } cases[] = {
         {{{"Name", "new"}, {"Range", "5"}, {"PacketSize", "0"}},
-         "JobParameters PacketSize: PacketSize: \"0\" is not a whole number"},
+         "JobParameters PacketSize: \"0\" is not a whole number"},
         {{{"Name", "new"}, {"Range", "5"}, {"Status", "2"}},
          "JobParameters Status: a job is done or failed by its tasks alone"},
         {{{"Status", "5"}, {"Range", "5"}, {"status", "5"}},
-         "JobParameters status: status: the parameter is called Status"},
+         "JobParameters status: the parameter is called Status"},
         {{{"Status", "5"}, {"Range", ""}}, "JobParameters: the range names no frame"},
         {{{"Range", "1-9"}, {"ImageFormat", "a.%d"}},
-         "JobParameters ImageFormat: ImageFormat: \"a.%d\" is no full path"},
+         "JobParameters ImageFormat: \"a.%d\" is no full path"},
         {{{"Name", "new"}, {"TasksDone", "3"}},
          "JobParameters TasksDone: the Master alone sets it"},
     };
