@@ -154,6 +154,13 @@ struct IniFile::Content
         return written ? written : ini.GetValue(section.c_str(), key.c_str());
     }
 
+    static std::optional<String> Find(const CSimpleIniA &in, const String &section,
+                                      const String &key)
+    {
+        const char *written = in.GetValue(section.c_str(), key.c_str());
+        return written ? std::optional<String>(UnquoteValue(written)) : std::nullopt;
+    }
+
     void Load(std::string_view text);
     static void Take(const IniFile &from, const String &section, CSimpleIniA &into);
     void WarnOnce(const String &section, const String &key, const String &text);
@@ -232,10 +239,18 @@ std::vector<String> IniFile::Keys(const String &section) const
 
 std::optional<String> IniFile::FindText(const String &section, const String &key) const
 {
-    const char *written = m_content->Written(section, key);
-    if (!written)
-        return std::nullopt;
-    return UnquoteValue(written);
+    std::optional<String> text = FindBorrowedText(section, key);
+    return text ? text : FindOwnText(section, key);
+}
+
+std::optional<String> IniFile::FindBorrowedText(const String &section, const String &key) const
+{
+    return Content::Find(m_content->borrowed, section, key);
+}
+
+std::optional<String> IniFile::FindOwnText(const String &section, const String &key) const
+{
+    return Content::Find(m_content->ini, section, key);
 }
 
 template <typename T>

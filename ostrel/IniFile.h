@@ -52,6 +52,11 @@ public:
     /// The text of a key; nothing where it is not there.
     std::optional<String> FindText(const String &section, const String &key) const;
 
+    /// The text of a key that is on loan (see `BorrowSection`), or the one that stands here, which
+    /// the loan may hide. For keys that mean something only together with others of their origin.
+    std::optional<String> FindBorrowedText(const String &section, const String &key) const;
+    std::optional<String> FindOwnText(const String &section, const String &key) const;
+
     /// The value of a key, or `defaultValue` where it is not there. A text that does not convert
     /// whole (blanks around it aside) gives the default too, with one warning per key for as long
     /// as this object lives.

@@ -74,18 +74,38 @@ std::set<int> CommandNumbers(const IniFile &options, const String &section)
     return numbers;
 }
 
-JobCommand ReadCommand(const IniFile &options, const String &section, const String &prefix)
+using FindText = std::optional<String> (IniFile::*)(const String &, const String &) const;
+
+JobCommand ReadCommand(const IniFile &options, FindText find, const String &section,
+                       const String &prefix)
 {
     JobCommand command;
     command.group = "Options";
-    command.label = options.FindText(section, prefix + "Label").value_or(String());
+    command.label = (options.*find)(section, prefix + "Label").value_or(String());
     for (int i = 1;; ++i)
     {
-        const auto argument = options.FindText(section, prefix + std::to_string(i));
+        const auto argument = (options.*find)(section, prefix + std::to_string(i));
         if (!argument)
             return command;
         command.arguments.push_back(*argument);
     }
+}
+
+bool IsEmpty(const JobCommand &command)
+{
+    return command.label.empty() && command.arguments.empty();
+}
+
+/// Those of one number: two where both the options that are shared and the user's own have one. The
+/// keys of one say nothing of the other.
+std::vector<JobCommand> ReadCommands(const IniFile &options, const String &section,
+                                     const String &prefix)
+{
+    const JobCommand shared = ReadCommand(options, &IniFile::FindBorrowedText, section, prefix);
+    const JobCommand own = ReadCommand(options, &IniFile::FindOwnText, section, prefix);
+    if (IsEmpty(shared))
+        return {own};
+    return IsEmpty(own) ? std::vector{shared} : std::vector{shared, own};
 }
 
 bool HasLabel(const std::vector<JobCommand> &commands, const String &label)
@@ -118,17 +138,19 @@ std::vector<JobCommand> ListOptionCommands(const IniFile &options, const String 
     for (const int number : CommandNumbers(options, section))
     {
         const String prefix = "Command." + std::to_string(number) + ".";
-        JobCommand command = ReadCommand(options, section, prefix);
-        const char *wrong = nullptr;
-        if (command.label.empty() || command.arguments.empty())
-            wrong = " has no label or no arguments";
-        else if (HasLabel(commands, command.label))
-            wrong = " has the label of an earlier command";
+        for (const JobCommand &command : ReadCommands(options, section, prefix))
+        {
+            const char *wrong = nullptr;
+            if (command.label.empty() || command.arguments.empty())
+                wrong = " has no label or no arguments";
+            else if (HasLabel(commands, command.label))
+                wrong = " has the label of an earlier command";
 
-        if (wrong)
-            LogWarning("options, section " + section + ": " + prefix + wrong);
-        else
-            commands.push_back(std::move(command));
+            if (wrong)
+                LogWarning("options, section " + section + ": " + prefix + wrong);
+            else
+                commands.push_back(command);
+        }
     }
     return commands;
 }

@@ -26,8 +26,9 @@ struct JobCommand
 std::vector<JobCommand> ListMasterCommands(const corvan::Job &job);
 
 /// The commands of a section of the options: "Command.N.Label" and "Command.N.1", "Command.N.2"
-/// and on for the argument list, in the order of the numbers N. One without a label or arguments,
-/// or with the label of an earlier one, is passed over with a warning.
+/// and on for the argument list, in the order of the numbers N. A command that was copied from
+/// other options stands before the options' own of the same number. One without a label or
+/// arguments, or with the label of an earlier one, is passed over with a warning.
 std::vector<JobCommand> ListOptionCommands(const ostrel::IniFile &options,
                                            const ostrel::String &section);
 

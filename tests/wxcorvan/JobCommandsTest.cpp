@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "corvan/Parameters.h"
+#include "ostrel/OptionsFile.h"
 #include "tests/support/LogCapture.h"
 #include "tests/wxcorvan/SampleJob.h"
 
@@ -110,6 +111,31 @@ TEST(JobCommands, PassOverCommandsWithTheLabelOfAnEarlierOne)
                                       "Command.2.Label = View\nCommand.2.1 = other\n");
     ASSERT_EQ(Labels(commands), "Options/View");
     EXPECT_EQ(commands[0].arguments, std::vector<String>{"viewer"});
+    EXPECT_EQ(log.Count(ostrel::k_LogWarning, "Command.2. has the label of an earlier command"), 1);
+}
+
+TEST(JobCommands, OfOneNumberInSharedAndOwnOptionsAreTwoWithTheirOwnArguments)
+{
+    IniFile shared;
+    ASSERT_TRUE(shared.Parse("[type]\n"
+                             "Command.1.Label = Compare\nCommand.1.1 = compare\nCommand.1.2 = x\n"
+                             "Command.2.Label = View\nCommand.2.1 = viewer\n"
+                             "Command.3.Label = Shared\nCommand.3.1 = true\n",
+                             nullptr));
+    ostrel::OptionsFile options(false);
+    ASSERT_TRUE(options.Parse("[type]\n"
+                              "Command.1.Label = Mine\nCommand.1.1 = mine\nCommand.1.2 = a\n"
+                              "Command.1.3 = b\nCommand.1.4 = c\n"
+                              "Command.2.Label = View\nCommand.2.1 = old-copy\nCommand.2.2 = y\n",
+                              nullptr));
+    options.CopySection(shared, "type");
+
+    LogCapture log;
+    const auto commands = ListOptionCommands(options, "type");
+    ASSERT_EQ(Labels(commands), "Options/Compare, Options/Mine, Options/View, Options/Shared");
+    EXPECT_EQ(commands[0].arguments, (std::vector<String>{"compare", "x"}));
+    EXPECT_EQ(commands[1].arguments, (std::vector<String>{"mine", "a", "b", "c"}));
+    EXPECT_EQ(commands[2].arguments, std::vector<String>{"viewer"});
     EXPECT_EQ(log.Count(ostrel::k_LogWarning, "Command.2. has the label of an earlier command"), 1);
 }
 
