@@ -111,7 +111,7 @@ String ListLine(const Job &job)
     const String waiting = job.ParameterText(corvan::p_Waiting, false);
     return fmt::format("{:8}  {:9}  {:18}  {:10}  {}{}{}", ShortId(job),
                        corvan::StatusName(StatusOf(job)), CountsText(CountsOf(job)),
-                       job.TypeString(), job.Name(),
+                       ShownText(job.TypeString()), ShownText(job.Name()),
                        origin.IsNil() ? "" : " (requeue of " + ShortId(origin) + ")",
                        waiting.empty() ? "" : " (waits: " + ShownText(waiting) + ")");
 }
@@ -120,12 +120,12 @@ String JobReport(const Job &job, std::span<const TaskInfo> tasks)
 {
     std::size_t width = 4;
     for (const auto &[name, value] : job.Parameters())
-        width = std::max(width, name.size());
+        width = std::max(width, ShownText(name).size());
 
     String text = fmt::format("{:{}}  {}\n", "ID", width, job.ID().ToString());
-    text += fmt::format("{:{}}  {}\n", "Type", width, job.TypeString());
+    text += fmt::format("{:{}}  {}\n", "Type", width, ShownText(job.TypeString()));
     for (const auto &[name, value] : job.Parameters())
-        text += fmt::format("{:{}}  {}\n", name, width,
+        text += fmt::format("{:{}}  {}\n", ShownText(name), width,
                             Indented(ShownText(ShownValue(name, value), Lines::Many), width + 2));
 
     for (const TaskInfo &task : tasks)

@@ -8,6 +8,7 @@
 #include "cli/FindJob.h"
 #include "cli/JobTexts.h"
 #include "cli/NumberTexts.h"
+#include "cli/ShownText.h"
 #include "cli/Verb.h"
 
 namespace cli
@@ -49,13 +50,14 @@ public:
     }
 
 private:
-    static String TaskLog(Client &client, const UID &job, unsigned task, unsigned attempt)
+    static void PrintLog(Client &client, const UID &job, unsigned task, unsigned attempt)
     {
         const auto question = NewMessage<corvan::GetTaskLogMsg>();
         question->job = job;
         question->task = task;
         question->attempt = attempt;
-        return client.Ask<corvan::TaskLogMsg>(question)->text;
+        const String text = client.Ask<corvan::TaskLogMsg>(question)->text;
+        fmt::print("{}", ShownOn(stdout, text, Lines::Many));
     }
 
     static std::vector<TaskInfo> AskForTasks(Client &client, const UID &job)
@@ -86,7 +88,7 @@ private:
             fmt::print(stderr, "task {} was not started yet\n", index);
         else
             PrintHeading(stderr, *task);
-        fmt::print("{}", TaskLog(client, job, index, attempt));
+        PrintLog(client, job, index, attempt);
     }
 
     static void PrintAll(Client &client, const UID &job, const std::vector<TaskInfo> &tasks)
@@ -98,7 +100,7 @@ private:
                 continue;
             isStarted = true;
             PrintHeading(stdout, task);
-            fmt::print("{}", TaskLog(client, job, task.index, 0));
+            PrintLog(client, job, task.index, 0);
         }
         if (!isStarted)
             fmt::print(stderr, "no task was started yet\n");

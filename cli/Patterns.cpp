@@ -20,6 +20,11 @@ String Absolute(const String &pattern, const ostrel::Path &folder)
 {
     if (boost::algorithm::starts_with(pattern, "/"))
         return pattern;
+    // As another machine of the farm writes a full path ("P:\shots"), where it is known what that
+    // is here.
+    const ostrel::Path local = ostrel::Path(pattern).TranslateToLocal(ostrel::PathKind::Pattern);
+    if (boost::algorithm::starts_with(local.Text(), "/"))
+        return local.Text();
 
     std::string literal = folder.Text();
     boost::algorithm::replace_all(literal, "%", "%%");

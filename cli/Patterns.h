@@ -12,9 +12,10 @@ namespace cli
 using ostrel::String;
 
 /// What is made of a frame pattern that was given on the command line: frame marks ("####",
-/// "@@@@", "$F4") are turned into the printf form, and a relative path is made absolute under
-/// `folder`, whose percent signs are doubled. Nothing, with the reason in `*reason`, for a pattern
-/// that cannot be formatted.
+/// "@@@@", "$F4") are turned into the printf form, a path that does not begin with "/" but with a
+/// shared prefix of the path map is translated to this machine's, and any other relative path is
+/// made absolute under `folder`, whose percent signs are doubled. Nothing, with the reason in
+/// `*reason`, for a pattern that cannot be formatted.
 std::optional<String> ReadPattern(const String &text, const ostrel::Path &folder, String *reason);
 
 /// The same under the current folder. Says on standard error what became of a pattern that is not

@@ -61,9 +61,9 @@ String ShownText(std::string_view text, Lines lines)
     return shown;
 }
 
-String ShownOn(std::FILE *stream, std::string_view text)
+String ShownOn(std::FILE *stream, std::string_view text, Lines lines)
 {
-    return isatty(fileno(stream)) == 1 ? ShownText(text) : String(text);
+    return isatty(fileno(stream)) == 1 ? ShownText(text, lines) : String(text);
 }
 
 } // namespace cli

@@ -21,6 +21,6 @@ enum class Lines
 String ShownText(std::string_view text, Lines lines = Lines::One);
 
 /// The same where the stream is a terminal; the text as it is for a program, a file or a pipe.
-String ShownOn(std::FILE *stream, std::string_view text);
+String ShownOn(std::FILE *stream, std::string_view text, Lines lines = Lines::One);
 
 } // namespace cli

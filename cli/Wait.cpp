@@ -1,6 +1,7 @@
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 #include <unistd.h>
+#include <utility>
 
 #include "cli/FindJob.h"
 #include "cli/JobTexts.h"
@@ -27,6 +28,7 @@ public:
             corvan::JobParameterMsg::s_Signal.Connect(this, &FollowedJob::OnParameter),
             corvan::MessengerConnectedEvt::s_Signal.Connect(this, &FollowedJob::OnConnected),
             corvan::MessengerDisconnectedEvt::s_Signal.Connect(this, &FollowedJob::OnDisconnected),
+            corvan::MessengerTurnedAwayEvt::s_Signal.Connect(this, &FollowedJob::OnTurnedAway),
         };
         if (corvan::Messenger::IsConnected())
             OnConnected({});
@@ -44,6 +46,7 @@ public:
 private:
     void OnConnected(const corvan::MessengerConnectedEvt &)
     {
+        m_turnedAway.clear();
         const auto follow = NewMessage<corvan::FollowJobMsg>();
         follow->jobs.push_back(m_id);
         corvan::Messenger::Send(follow);
@@ -56,6 +59,16 @@ private:
     {
         m_bar.End();
         fmt::print(stderr, "connection lost; waiting for the Master\n");
+    }
+
+    void OnTurnedAway(const corvan::MessengerTurnedAwayEvt &event)
+    {
+        // Each attempt is; the same reason is told once.
+        if (std::exchange(m_turnedAway, event.reason) == event.reason)
+            return;
+        m_bar.End();
+        fmt::print(stderr, "no connection to the Master: {}; waiting goes on\n",
+                   ShownText(event.reason));
     }
 
     void OnJob(boost::shared_ptr<corvan::JobMsg> message)
@@ -98,6 +111,7 @@ private:
     JobPointer m_job;
     bool m_wasPaused = false;
     String m_waiting;
+    String m_turnedAway; ///< Why the last attempt to connect was; empty once there is a connection.
     std::vector<ostrel::SignalConnection> m_connections;
 };
 

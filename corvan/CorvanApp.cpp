@@ -6,10 +6,16 @@
 #include "ostrel/File.h"
 #include "ostrel/Folders.h"
 #include "ostrel/Log.h"
-#include "ostrel/PathMap.h"
 
 namespace corvan
 {
+
+namespace
+{
+
+const String k_command_line = "Corvan"; // The name of the program `corvan`.
+
+} // namespace
 
 CorvanApp::CorvanApp(String name, int consoleLevel, int fileLevel)
     : Application(std::move(name)), m_consoleLevel(consoleLevel), m_fileLevel(fileLevel)
@@ -37,7 +43,7 @@ bool CorvanApp::StartCorvan(const CommandLine &commandLine)
 {
     const bool isLogFine = StartLog(commandLine);
     ReadOptions(commandLine);
-    Path::SetMap(ostrel::PathMap(m_options));
+    Path::SetMap(FindPathMap(commandLine));
     return isLogFine;
 }
 
@@ -75,6 +81,24 @@ void CorvanApp::ReadOptions(const CommandLine &commandLine)
     }
     m_options.SetFilename(filename);
     m_options.ReadIn(); // What is wrong with it is logged; the program then has its defaults.
+}
+
+ostrel::PathMap CorvanApp::FindPathMap(const CommandLine &commandLine) const
+{
+    if (m_options.HasSection("PathMap") || commandLine.HasOption("options") ||
+        Name() == k_command_line)
+        return ostrel::PathMap(m_options);
+    for (const Path &folder : {ostrel::ConfigFolder(), Path("/etc")})
+    {
+        const Path file = folder / k_command_line / (k_command_line + ".ini");
+        if (access(file.Text().c_str(), F_OK) != 0)
+            continue;
+        OptionsFile options(false);
+        options.SetFilename(file);
+        options.ReadIn();
+        return ostrel::PathMap(options);
+    }
+    return {};
 }
 
 } // namespace corvan

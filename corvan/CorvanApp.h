@@ -3,6 +3,7 @@
 #include "ostrel/Application.h"
 #include "ostrel/CommandLine.h"
 #include "ostrel/OptionsFile.h"
+#include "ostrel/PathMap.h"
 
 namespace corvan
 {
@@ -17,6 +18,10 @@ using ostrel::String;
 /// Its own search folders are $XDG_CONFIG_HOME/NAME, then /etc/NAME; the options file is NAME.ini.
 /// The log is NAME/NAME.log in the user's state folder, or what --log-file says; --log-level is
 /// that file's level, the console keeps its own.
+///
+/// The path map is section "PathMap" of the options. Where they have none it is that of the command
+/// line's ("Corvan.ini" in its search folders): what it is told of paths holds for the programs
+/// that it starts. Not so where --options names a file, which says all.
 class CorvanApp : public ostrel::Application
 {
 public:
@@ -49,6 +54,7 @@ protected:
 private:
     bool StartLog(const CommandLine &commandLine);
     void ReadOptions(const CommandLine &commandLine);
+    ostrel::PathMap FindPathMap(const CommandLine &commandLine) const;
 
     int m_consoleLevel;
     int m_fileLevel;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdlib>
+#include <fmt/format.h>
 #include <memory>
 #include <mutex>
 #include <spdlog/details/log_msg.h>
@@ -53,10 +54,41 @@ Logging &TheLogging()
     return *logging;
 }
 
+unsigned Byte(std::string_view text, std::size_t at)
+{
+    return at < text.size() ? static_cast<unsigned char>(text[at]) : 0;
+}
+
+// How many bytes there are a character that a terminal would act on; line ends and tabs are none.
+std::size_t ControlBytes(std::string_view text, std::size_t at)
+{
+    const unsigned byte = Byte(text, at);
+    if (byte == 0xc2 && Byte(text, at + 1) >= 0x80 && Byte(text, at + 1) < 0xa0)
+        return 2;
+    return (byte < 0x20 && byte != '\n' && byte != '\t') || byte == 0x7f ? 1 : 0;
+}
+
+// Lines quote what came from outside. Those of the file are for programs, too.
+std::string ForTerminal(std::string_view text)
+{
+    std::string shown;
+    shown.reserve(text.size());
+    for (std::size_t at = 0; at < text.size();)
+    {
+        const std::size_t control = ControlBytes(text, at);
+        if (control == 0)
+            shown += text[at++];
+        for (const std::size_t end = at + control; at < end; ++at)
+            shown += fmt::format("\\x{:02x}", Byte(text, at));
+    }
+    return shown;
+}
+
 void WriteConsole(Logging &logging, int level, std::string_view text)
 {
+    const std::string shown = ForTerminal(text);
     logging.console.log(
-        spdlog::details::log_msg({}, SpdlogLevel(level), {text.data(), text.size()}));
+        spdlog::details::log_msg({}, SpdlogLevel(level), {shown.data(), shown.size()}));
 }
 
 void WriteFile(Logging &logging, int level, std::string_view text)

@@ -79,6 +79,27 @@ TEST(JobTexts, ReportsIndentLinesAndNameFailedTasks)
                                      "task 1: frames 2 to 5, Failed, tried 3 times, exit code 7\n");
 }
 
+TEST(JobTexts, NamesLeaveNothingToATerminalToActOn)
+{
+    // What a job takes may still hold controls of two bytes.
+    CountedJob job;
+    ASSERT_TRUE(job.SetParameter(corvan::p_Name, "be\xc2\x9b"
+                                                 "31mauty"));
+    ASSERT_TRUE(job.SetParameter("Lay\xc2\x9b"
+                                 "31mer",
+                                 "a"));
+    EXPECT_EQ(ListLine(job),
+              "aaaa1111  Running    12/60, 2 failed     Command     be\\xc2\\x9b31mauty");
+    EXPECT_EQ(JobReport(job, {}), "ID                aaaa1111-0000-4000-8000-000000000001\n"
+                                  "Type              Command\n"
+                                  "Name              be\\xc2\\x9b31mauty\n"
+                                  "Status            Running\n"
+                                  "TasksTotal        60\n"
+                                  "TasksDone         12\n"
+                                  "TasksFailed       2\n"
+                                  "Lay\\xc2\\x9b31mer  a\n");
+}
+
 TEST(JobTexts, TellWhatBecameOfATask)
 {
     const struct

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include "ostrel/PathMap.h"
+
 namespace cli
 {
 namespace
@@ -30,6 +32,34 @@ TEST(Patterns, BecomeAbsoluteAndPrintfLike)
         String reason;
         EXPECT_EQ(ReadPattern(text, ostrel::Path(folder), &reason), String(pattern)) << reason;
     }
+}
+
+TEST(Patterns, OfAnotherMachineAreTranslatedWhereItIsKnownWhatTheyAreHere)
+{
+    ostrel::PathMap map;
+    map.Add("P:", "/mnt/50%done");
+    map.Add("/shared", "/mnt/shared");
+    map.Add("Q:", "relative");
+    ostrel::Path::SetMap(map);
+    const struct
+    {
+        const char *text;
+        const char *pattern;
+    } cases[] = {
+        {R"(P:\shots\a.%04d.exr)", "/mnt/50%%done/shots/a.%04d.exr"},
+        {R"(P:/shots\a.####.exr)", "/mnt/50%%done/shots/a.%04d.exr"},
+        {R"(Pa:\a.%d.exr)", R"(/home/jo/Pa:\a.%d.exr)"},
+        {R"(O:\a.%d.exr)", R"(/home/jo/O:\a.%d.exr)"},
+        {R"(Q:\a.%d.exr)", R"(/home/jo/Q:\a.%d.exr)"},
+        // What is a path of this machine is typed as it is.
+        {"/shared/a.%d.exr", "/shared/a.%d.exr"},
+    };
+    for (const auto &[text, pattern] : cases)
+    {
+        String reason;
+        EXPECT_EQ(ReadPattern(text, ostrel::Path("/home/jo"), &reason), String(pattern)) << reason;
+    }
+    ostrel::Path::SetMap({});
 }
 
 TEST(Patterns, ThatCannotBeFormattedAreRefusedWithAReason)

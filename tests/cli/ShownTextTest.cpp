@@ -1,5 +1,9 @@
 #include "cli/ShownText.h"
 
+#include <cstdlib>
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <gtest/gtest.h>
 
 namespace cli
@@ -36,6 +40,25 @@ TEST(ShownText, LeavesNothingToATerminalToActOn)
         EXPECT_EQ(ShownText(text), one);
         EXPECT_EQ(ShownText(text, Lines::Many), many);
     }
+}
+
+TEST(ShownText, IsForTerminalsAlone)
+{
+    const std::string text = "a\x1b[31m\nb";
+    std::FILE *const file = std::tmpfile();
+    ASSERT_TRUE(file);
+    EXPECT_EQ(ShownOn(file, text), text);
+    EXPECT_EQ(ShownOn(file, text, Lines::Many), text);
+    std::fclose(file);
+
+    const int keyboard = posix_openpt(O_RDWR | O_NOCTTY);
+    ASSERT_TRUE(keyboard >= 0 && grantpt(keyboard) == 0 && unlockpt(keyboard) == 0);
+    std::FILE *const terminal = std::fopen(ptsname(keyboard), "w");
+    ASSERT_TRUE(terminal);
+    EXPECT_EQ(ShownOn(terminal, text), "a\\x1b[31m\\x0ab");
+    EXPECT_EQ(ShownOn(terminal, text, Lines::Many), "a\\x1b[31m\nb");
+    std::fclose(terminal);
+    close(keyboard);
 }
 
 } // namespace

@@ -226,6 +226,29 @@ TEST_F(CorvanClientAppTest, TranslatesPathsByTheMapOfItsOptions)
     EXPECT_EQ(Path("//server/shots/a.exr").TranslateToLocal(), "//server/shots/a.exr");
 }
 
+TEST_F(CorvanClientAppTest, TranslatesPathsByTheMapOfTheCommandLineWhereItHasNone)
+{
+    m_folder.MakeFile("config/Corvan/Corvan.ini", "[PathMap]\n//server/shots = /mnt/shots\n");
+    const struct
+    {
+        const char *own;
+        std::vector<String> arguments;
+        const char *local;
+    } cases[] = {
+        {"[A]\nB = c\n", {}, "/mnt/shots/a.exr"},
+        {"[PathMap]\n", {}, "//server/shots/a.exr"},
+        {"[PathMap]\n//server/shots = /own\n", {}, "/own/a.exr"},
+        {"", {"--options", m_folder.MakeFile("o.ini", "").Text()}, "//server/shots/a.exr"},
+    };
+    for (const auto &[own, arguments, local] : cases)
+    {
+        m_folder.MakeFile("config/Sample/Sample.ini", own);
+        AddressWith(arguments);
+        EXPECT_EQ(Path("//server/shots/a.exr").TranslateToLocal(), local) << own;
+    }
+    ostrel::Path::SetMap({});
+}
+
 TEST_F(CorvanClientAppTest, TellsTheLibrariesBeforeTheMessengerStartsAndAfterItStopped)
 {
     struct Witness : ostrel::LibStatic

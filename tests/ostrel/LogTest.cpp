@@ -88,6 +88,17 @@ TEST_F(LogTest, BeforeTheStartWarningsAndWorseGoToStandardError)
     EXPECT_EQ(WithoutTimes(ConsoleOf(LogOneOfEach)), "fatal  f\nerror  e\nwarn   w\n");
 }
 
+TEST_F(LogTest, TheConsoleGetsNothingThatATerminalWouldActOn)
+{
+    LogStart({.file = m_file});
+    const char *const text = "a\x1b[31mb\r\x7f\xc2\x9b"
+                             "c\td\xc2\xa9 é\xc2";
+    EXPECT_EQ(WithoutTimes(ConsoleOf([text] { LogError(text); })),
+              "error  a\\x1b[31mb\\x0d\\x7f\\xc2\\x9bc\td\xc2\xa9 é\xc2\n");
+    LogStop();
+    EXPECT_NE(ContentOf(m_file).find(text), std::string::npos);
+}
+
 TEST_F(LogTest, EachPlaceTakesItsOwnLevels)
 {
     const struct

@@ -96,6 +96,31 @@ class TurnedAway(FarmTest):
             "its certificate is not made out to that name",
         )
 
+    def test_while_it_waits_says_why_once_and_goes_on(self):
+        job = self.submit("exit", "--paused", "--range", "1")
+        waiting = self.start_corvan("wait", job)
+        told = lambda: waiting.stderr.readline()
+        self.assertEqual(told(), "the job is paused\n")
+
+        self.stop_master()
+        self.assertEqual(told(), "connection lost; waiting for the Master\n")
+        secret = self.folder / "right.token"
+        secret.write_text("another\n")
+        options = str(self.folder / "right" / "Corvan" / "Corvan.ini")
+        self.start_master("--options", options)
+        reason = "no connection to the Master: the token is not the Master's; waiting goes on\n"
+        self.assertEqual(told(), reason)
+        # Also of the attempts that follow.
+        wait_until(lambda: self.master_log().count("turned away") > 2)
+
+        self.stop_master()
+        secret.write_text("the token\n")
+        self.start_master("--options", options)
+        self.corvan("cancel", job)
+        output, errors = waiting.communicate(timeout=PATIENCE)
+        self.assertEqual((waiting.returncode, output), (1, "Cancelled\n"))
+        self.assertNotIn("no connection", errors)
+
     def test_for_a_certificate_that_is_not_there(self):
         none = self.folder / "none.pem"
         self.assertIn(str(none), self.complaint(none, "the token"))

@@ -3,6 +3,7 @@
 import json
 import os
 import pathlib
+import pty
 import subprocess
 import unittest
 
@@ -28,6 +29,19 @@ class Submit(FarmTest):
         self.assertEqual(shown["parameters"]["Range"], "1-5")
         frames = [(task["firstFrame"], task["lastFrame"]) for task in shown["tasks"]]
         self.assertEqual(frames, [(1, 2), (3, 4), (5, 5)])
+
+    def test_takes_patterns_of_other_machines_that_the_path_map_translates(self):
+        options = self.folder / "mapped.ini"
+        options.write_text(f"[PathMap]\nP: = {self.folder}\n")
+        patterns = (r"P:\a.####.exr", r"P:\\b.%d.exr")  # The value of a parameter doubles them.
+        command = ["submit", "Command", "--paused", "--range", "1", "--set", "Program=true"]
+        done = self.run_corvan(*command, "--format", patterns[0], "--options", options)
+        self.assertEqual(done.stderr, f"pattern: {self.folder}/a.%04d.exr\n")
+        job = done.stdout.strip()
+        self.assertEqual(self.parameter(job, "ImageFormat"), "P:/a.%04d.exr")
+        done = self.run_corvan("set", job, f"ImageFormat={patterns[1]}", "--options", options)
+        self.assertEqual(done.stderr, f"pattern: {self.folder}/b.%d.exr\n")
+        self.assertEqual(self.parameter(job, "ImageFormat"), "P:/b.%d.exr")
 
     def test_takes_negative_ranges(self):
         for given in (["--range=-5-3"], ["--range", "-5-3"]):
@@ -308,6 +322,31 @@ class Log(FarmTest):
         self.assertEqual(self.corvan("log", job, "0"), "3\n")
         self.assertIn("task 0 was tried 3 times", self.run_corvan("log", job, "0", "--try", "4", status=1).stderr)
         self.assertIn("of which TASK", self.run_corvan("log", job, "--try", "1", status=2).stderr)
+
+    def test_a_terminal_gets_nothing_to_act_on(self):
+        job = self.submit(r"printf 'a\033[31mb\nc\n'", "--range", "1")
+        self.corvan("wait", job)
+        self.assertIn("a\x1b[31mb\nc\n", self.corvan("log", job))
+        self.assertEqual(self.corvan("log", job, "0"), "a\x1b[31mb\nc\n")
+        for task in ([], ["0"]):
+            self.assertIn(b"a\\x1b[31mb\r\nc\r\n", self.on_terminal("log", job, *task))
+
+    def on_terminal(self, *arguments):
+        """Runs a verb with a terminal as its output. Gives what the terminal got."""
+        keyboard, terminal = pty.openpty()
+        self.addCleanup(os.close, keyboard)
+        # The little that it prints finds room there.
+        subprocess.run(
+            [BIN / "corvan", *arguments], env=self.env, stdout=terminal, stderr=subprocess.PIPE, check=True
+        )
+        os.close(terminal)
+        output = b""
+        try:
+            while piece := os.read(keyboard, 4096):
+                output += piece
+        except OSError:  # Nobody holds the terminal any more.
+            pass
+        return output
 
     def test_of_a_task_that_was_not_started_says_so(self):
         job = self.submit("exit", "--paused", "--range", "1")

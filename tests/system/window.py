@@ -102,17 +102,20 @@ class Window:
     def __init__(self, test, subject, name, options, place):
         folder = test.folder / name
         folder.mkdir()
-        x, y = place
-        (folder / "options.ini").write_text(
-            f"[Analysis]\nRefresh = 200\n[Window]\nX = {x}\nY = {y}\n" + options
-        )
+        given = []
+        if options is not None:
+            given = ["--options", folder / "options.ini"]
+            x, y = place
+            given[1].write_text(
+                f"[Analysis]\nRefresh = 200\n[Window]\nX = {x}\nY = {y}\n" + options
+            )
         self.number = ""
         self.log = Log(folder / "ordwick.log")
         test.addCleanup(self.log.close)
         output = open(folder / "output.txt", "wb")
         test.addCleanup(output.close)
         self.process = subprocess.Popen(
-            [BIN / "corvan", "watch", "--options", folder / "options.ini"]
+            [BIN / "corvan", "watch", *given]
             + ["--log-file", self.log.file, "--log-level", "6", "--", *subject],
             env=test.env,
             stdout=output,
@@ -215,7 +218,8 @@ class WindowTest(FarmTest):
 
     def open_window(self, *subject, name="window", options="", place=(0, 0)):
         """With passes that follow each other quickly. `name` is that of its files in the test's
-        folder, `options` what stands at the end of its options file."""
+        folder, `options` what stands at the end of its options file; None where it is to find one
+        by itself."""
         return Window(self, subject, name, options, place)
 
     def jobs(self):

@@ -92,6 +92,15 @@ class WatchedFrames(WindowTest):
         self.assertEqual(jobs[0]["parameters"]["ImageFormat"], str(self.pattern))
         self.assertFalse(self.frame(4).exists())
 
+    def test_are_where_the_commands_own_path_map_says(self):
+        options = self.folder / "config" / "Corvan" / "Corvan.ini"
+        options.parent.mkdir(parents=True)
+        options.write_text(f"[PathMap]\n//server/shots = {self.pattern.parent}\n")
+        window = self.open_window(str(self.pattern), "1-12", options=None)
+        window.wait_for_status("12 Files | 0 Missing | 0 Too Small")
+        self.assertEqual(window.close(), 0)
+        self.assertEqual(self.jobs()[0]["parameters"]["ImageFormat"], "//server/shots/f.%04d.raw")
+
     def test_may_be_a_million_and_begin_below_zero(self):
         window = self.open_window(str(self.folder / "none.%d.raw"), "-500000-499999")
         window.log.wait_for("Displaying:")

@@ -383,6 +383,9 @@ TEST_F(MenusTest, CommandsOfTheSharedOptionsAreShownBehindThoseOfTheType)
                           "Command.7.3 = printf %s \"$1\" >\"$0.new\"; mv \"$0.new\" \"$0\"\n"
                           "Command.7.4 = " +
                           Written().Text() + "\nCommand.7.5 = {Note}\n");
+    // The user's own of the same number is another command, and adds nothing to that one.
+    WriteOptions(std::string("[") + commandType +
+                 "]\nCommand.7.Label = Mine\nCommand.7.1 = true\nCommand.7.6 = mine\n");
     Start();
     Connect();
     const auto job = JobFactory::s_JobFactory.CreateJob(UID(commandType, true));
@@ -393,7 +396,7 @@ TEST_F(MenusTest, CommandsOfTheSharedOptionsAreShownBehindThoseOfTheType)
     ReceiveJob(job);
     EXPECT_EQ(LabelsOf("Job"), "Edit Custom Range, Edit Image Formats, -, Pause, Cancel, "
                                "Raise Priority, Lower Priority, -, View frame, Open folder, "
-                               "Show task logs, Compare");
+                               "Show task logs, Compare, Mine");
     SelectRows({1});
     ChooseFromMenu("Compare");
     const std::string file = Written().Text();
