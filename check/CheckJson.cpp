@@ -5,6 +5,8 @@
 #include <thread>
 #include <vector>
 
+#include "check/JsonControls.h"
+
 namespace check
 {
 
@@ -17,7 +19,8 @@ namespace
 /// A text as JSON, with its quotes.
 std::string Quoted(const std::string &text)
 {
-    return nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+    return WithoutControls(
+        nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
 }
 
 /// A text as JSON, to stand within quotes.

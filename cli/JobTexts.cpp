@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
+#include "check/JsonControls.h"
 #include "cli/ShownText.h"
 #include "corvan/Job.h"
 #include "corvan/Parameters.h"
@@ -161,7 +162,8 @@ nlohmann::ordered_json TaskJson(const TaskInfo &task)
 
 String JsonText(const nlohmann::ordered_json &json)
 {
-    return json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+    return check::WithoutControls(
+        json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
 }
 
 } // namespace cli

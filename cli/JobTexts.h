@@ -52,7 +52,8 @@ nlohmann::ordered_json JobJson(const Job &job);
 /// A task: "index", "firstFrame", "lastFrame", "status", "tries", "exitCode", "reason".
 nlohmann::ordered_json TaskJson(const TaskInfo &task);
 
-/// JSON as it is printed: indented, with bytes that are no UTF-8 replaced.
+/// JSON as it is printed: indented, with bytes that are no UTF-8 replaced and nothing in it that a
+/// terminal would act on.
 String JsonText(const nlohmann::ordered_json &json);
 
 } // namespace cli

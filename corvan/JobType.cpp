@@ -11,6 +11,7 @@
 #include "ostrel/Exception.h"
 #include "ostrel/File.h"
 #include "ostrel/IniFile.h"
+#include "ostrel/StringTokenizer.h"
 
 namespace corvan
 {
@@ -45,7 +46,7 @@ void CheckSections(const IniFile &file)
         const bool isCommand = section.starts_with(k_command) &&
                                ParseNumber(section.substr(std::string_view(k_command).size())) > 0;
         if (!isCommand && section != "Type" && section != "Defaults" && section != "Render" &&
-            section != "Run")
+            section != "Run" && section != "Paths")
             Refuse("section \"" + Excerpt(section) + "\" is not known");
     }
 }
@@ -114,6 +115,31 @@ void ReadRun(const IniFile &file, JobType &type)
             Refuse("section \"Run\": " + reason);
         if (!text.empty())
             type.limits.*limit.value = ReadRunLimit(text);
+    }
+}
+
+std::vector<Path> ReadRoots(const String &value, const String &parameter)
+{
+    std::vector<Path> roots;
+    ostrel::StringTokenizer tokens(value, ';', false, '"', '\\');
+    while (const auto root = tokens.GetNext())
+    {
+        if (!root->starts_with('/'))
+            Refuse("section \"Paths\": the root \"" + Excerpt(*root) + "\" of " + parameter +
+                   " is no full path");
+        roots.emplace_back(*root);
+    }
+    return roots;
+}
+
+void ReadPaths(const IniFile &file, JobType &type)
+{
+    for (const String &name : file.Keys("Paths"))
+    {
+        if (name == p_ImageFormat)
+            Refuse("section \"Paths\": ImageFormat is of files that are written, not read");
+        type.paths.push_back(
+            {name, ReadRoots(file.FindText("Paths", name).value_or(String()), name)});
     }
 }
 
@@ -189,6 +215,7 @@ JobType Read(const Path &path)
     type.renderCommand = ReadArguments(file, "Render");
     ReadRun(file, type);
     ReadCommands(file, type);
+    ReadPaths(file, type);
     return type;
 }
 
@@ -213,6 +240,11 @@ std::optional<String> JobType::FindDefault(const String &parameter) const
     if (found == defaults.end())
         return std::nullopt;
     return found->second;
+}
+
+bool JobType::IsPath(const String &parameter) const
+{
+    return std::ranges::find(paths, parameter, &JobTypePath::parameter) != paths.end();
 }
 
 } // namespace corvan

@@ -21,6 +21,13 @@ struct JobTypeCommand
     std::vector<String> arguments;
 };
 
+/// A parameter that holds the path of a file, and where that may lie.
+struct JobTypePath
+{
+    String parameter;
+    std::vector<ostrel::Path> roots; ///< Full paths of folders; none where it may lie anywhere.
+};
+
 /// One kind of job, read from an ini file: how its frames are rendered.
 ///
 ///     [Type]
@@ -44,20 +51,23 @@ struct JobTypeCommand
 ///     PassEnvironment = OCIO BLENDER_*    what else of the Master's environment it gets
 ///     MaxSeconds = 3600       its limits, see RunLimits.h
 ///
+///     [Paths]                 the parameters that hold the path of a file
+///     Scene = /shots;/assets  = the folders that it must lie in once its links are followed, with
+///                             ";" between them, in double quotes where they hold one; nothing for
+///                             anywhere
+///
 ///     [Command.1]             commands that the job offers to its user
 ///     Label = Open folder
 ///     1 = xdg-open
 ///
-/// An argument that is one single placeholder of a parameter with several lines gives as many
-/// arguments (the "Arguments" of a plain command). Names of sections and keys are taken to the
-/// letter.
+/// Names of sections and keys are taken to the letter.
 class JobType
 {
 public:
     /// Reads one file. Throws `ostrel::Exception *` that names the file and what is wrong: a
     /// section or key that is not known, an identifier or name that is none, a default that no job
     /// takes, a limit that is none, a command that is empty, has a brace that is not closed or the
-    /// label of another.
+    /// label of another, a root that is no full path.
     static JobType Load(const ostrel::Path &file);
 
     UID id;
@@ -71,9 +81,12 @@ public:
     std::vector<String> passEnvironment;
     RunLimits limits;
     std::vector<JobTypeCommand> commands;
+    std::vector<JobTypePath> paths;
 
     /// The default of a parameter; nothing when the type has none.
     std::optional<String> FindDefault(const String &parameter) const;
+    /// Whether the parameter holds the path of a file.
+    bool IsPath(const String &parameter) const;
 };
 
 } // namespace corvan

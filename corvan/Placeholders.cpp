@@ -31,14 +31,6 @@ enum class Level
     Line,
 };
 
-/// Whether an argument stands for the lines of a value. A note or a name is one value, whatever it
-/// holds: the path of a file may have line ends of its own.
-bool IsList(const std::vector<Piece> &pieces)
-{
-    return pieces.size() == 1 && pieces.front().isPlaceholder && pieces.front().text != p_Note &&
-           pieces.front().text != p_Name;
-}
-
 String Named(const String &argument)
 {
     return "argument \"" + Excerpt(argument) + "\"";
@@ -95,46 +87,146 @@ std::vector<String> SplitLines(const String &value)
     return lines;
 }
 
-std::optional<String> FillPieces(const std::vector<Piece> &pieces, const String &argument,
-                                 const FindPlaceholder &find, String *reason)
+String Joined(const std::vector<String> &items)
 {
-    String filled;
-    for (const Piece &piece : pieces)
-    {
-        const std::optional<String> value = piece.isPlaceholder ? find(piece.text) : piece.text;
-        if (!value)
-        {
-            *reason = Named(argument) + ": nothing is known of {" + Excerpt(piece.text) + "}";
-            return std::nullopt;
-        }
-        filled += *value;
-    }
-    return filled;
+    String text;
+    for (std::size_t i = 0; i < items.size(); ++i)
+        text += (i == 0 ? "" : "\n") + items[i];
+    return text;
 }
 
-/// Appends what one argument becomes. A line of {Arguments} that names them again gets their plain
-/// text: there is no end to it otherwise.
+/// What a value is at the begin of an argument; nothing where it cannot stand there.
+std::optional<String> AtBegin(const String &text, PlaceholderValue::Kind kind)
+{
+    const char first = text.empty() ? '\0' : text.front();
+    if (kind == PlaceholderValue::Kind::Path && (first == '-' || first == '+'))
+        return String("./" + text);
+    if (kind == PlaceholderValue::Kind::Text && first == '-')
+        return std::nullopt;
+    return text;
+}
+
+/// One argument on its way.
+class Filler
+{
+public:
+    /// `isBare`: it is made of placeholders alone.
+    Filler(const String &argument, bool isBare, String *reason)
+        : m_argument(argument), m_isBare(isBare), m_reason(reason)
+    {
+    }
+
+    void AddPlain(const String &text)
+    {
+        m_filled += text;
+    }
+
+    bool AddValue(const String &name, const String &text, PlaceholderValue::Kind kind)
+    {
+        if (m_isBare && HasControlCharacters(text))
+            return Refuse(name, "holds a line end or another control character");
+        const auto mended = m_filled.empty() ? AtBegin(text, kind) : text;
+        if (!mended)
+            return Refuse(name, "begins with \"-\", as an option does");
+        m_filled += *mended;
+        return true;
+    }
+
+    String Take()
+    {
+        return std::move(m_filled);
+    }
+
+private:
+    bool Refuse(const String &name, const char *why)
+    {
+        *m_reason = Named(m_argument) + ": the value of {" + Excerpt(name) + "} " + why;
+        return false;
+    }
+
+    const String &m_argument;
+    bool m_isBare;
+    String *m_reason;
+    String m_filled;
+};
+
+std::optional<PlaceholderValue> FindOrRefuse(const String &name, const String &argument,
+                                             const FindPlaceholder &find, String *reason)
+{
+    std::optional<PlaceholderValue> value = find(name);
+    if (!value)
+        *reason = Named(argument) + ": nothing is known of {" + Excerpt(name) + "}";
+    return value;
+}
+
+/// Appends an argument that stays one.
+bool ExpandOne(const std::vector<Piece> &pieces, const String &argument,
+               const FindPlaceholder &find, std::vector<String> &expanded, String *reason)
+{
+    Filler filler(argument, std::ranges::all_of(pieces, &Piece::isPlaceholder), reason);
+    for (const Piece &piece : pieces)
+    {
+        if (!piece.isPlaceholder)
+        {
+            filler.AddPlain(piece.text);
+            continue;
+        }
+        const auto value = FindOrRefuse(piece.text, argument, find, reason);
+        if (!value || !filler.AddValue(piece.text, Joined(value->items), value->kind))
+            return false;
+    }
+    expanded.push_back(filler.Take());
+    return true;
+}
+
+bool ExpandItems(const PlaceholderValue &list, const String &name, const String &argument,
+                 std::vector<String> &expanded, String *reason)
+{
+    for (const String &item : list.items)
+    {
+        Filler filler(argument, true, reason);
+        if (!filler.AddValue(name, item, list.kind))
+            return false;
+        expanded.push_back(filler.Take());
+    }
+    return true;
+}
+
+bool Expand(const String &argument, Level level, const FindPlaceholder &find,
+            std::vector<String> &expanded, String *reason);
+
+/// A line of {Arguments} that names them again gets their plain text: there is no end to it
+/// otherwise.
+bool ExpandLines(const String &value, Level level, const FindPlaceholder &find,
+                 std::vector<String> &expanded, String *reason)
+{
+    std::vector<String> lines = SplitLines(value);
+    if (level == Level::List)
+        return std::ranges::all_of(lines, [&](const String &line)
+                                   { return Expand(line, Level::Line, find, expanded, reason); });
+    std::ranges::move(lines, std::back_inserter(expanded));
+    return true;
+}
+
+/// Appends what one argument becomes.
 bool Expand(const String &argument, Level level, const FindPlaceholder &find,
             std::vector<String> &expanded, String *reason)
 {
     const auto pieces = ParsePieces(argument, reason);
     if (!pieces)
         return false;
-    auto filled = FillPieces(*pieces, argument, find, reason);
-    if (!filled)
-        return false;
-    if (!IsList(*pieces))
-    {
-        expanded.push_back(std::move(*filled));
-        return true;
-    }
+    if (pieces->size() != 1 || !pieces->front().isPlaceholder)
+        return ExpandOne(*pieces, argument, find, expanded, reason);
 
-    std::vector<String> lines = SplitLines(*filled);
-    if (level == Level::List && pieces->front().text == k_arguments)
-        return std::ranges::all_of(lines, [&](const String &line)
-                                   { return Expand(line, Level::Line, find, expanded, reason); });
-    std::ranges::move(lines, std::back_inserter(expanded));
-    return true;
+    const String &name = pieces->front().text;
+    const auto value = FindOrRefuse(name, argument, find, reason);
+    if (!value)
+        return false;
+    if (name == k_arguments)
+        return ExpandLines(Joined(value->items), level, find, expanded, reason);
+    if (value->isList)
+        return ExpandItems(*value, name, argument, expanded, reason);
+    return ExpandOne(*pieces, argument, find, expanded, reason);
 }
 
 } // namespace
@@ -156,19 +248,21 @@ String CheckPlaceholders(const String &argument)
     return reason;
 }
 
-FindPlaceholder JobPlaceholders(const Job &job, std::map<String, String> given)
+FindPlaceholder JobPlaceholders(const Job &job, std::map<String, PlaceholderValue> given)
 {
-    return [&job, given = std::move(given)](const String &name) -> std::optional<String>
+    return [&job, given = std::move(given)](const String &name) -> std::optional<PlaceholderValue>
     {
         if (const auto found = given.find(name); found != given.end())
             return found->second;
         if (name == "ID")
             return job.ID().ToString();
+        const bool isPath = name == p_Note || name == p_ImageFormat || job.Type().IsPath(name);
+        const auto kind = isPath ? PlaceholderValue::Kind::Path : PlaceholderValue::Kind::Text;
         String value;
         if (job.GetParameter(name, value))
-            return value;
-        if (auto byDefault = job.Type().FindDefault(name))
-            return byDefault;
+            return PlaceholderValue(value, kind);
+        if (const auto byDefault = job.Type().FindDefault(name))
+            return PlaceholderValue(*byDefault, kind);
         if (name == p_Note || name == p_Name || name == k_arguments)
             return String();
         return std::nullopt;

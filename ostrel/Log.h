@@ -32,8 +32,9 @@ void LogStop();
 void LogFlush();
 
 /// One line of log (it may hold newlines). Any thread. Never throws. Before `LogStart`, warnings
-/// and worse go to standard error. A fatal line is followed by the thread's call entries, and is in
-/// the file when the call returns. When the file falls 8 MB behind, the call waits for it.
+/// and worse go to standard error, control characters but line ends and tabs as "\x1b". A fatal
+/// line is followed by the thread's call entries, and is in the file when the call returns. When
+/// the file falls 8 MB behind, the call waits for it.
 void Log(LogLevel level, std::string_view text);
 
 /// The same, but for the console: for what the program says there in its own words.

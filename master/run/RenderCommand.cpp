@@ -9,11 +9,13 @@
 #include "corvan/JobType.h"
 #include "corvan/Parameters.h"
 #include "corvan/Placeholders.h"
+#include "master/run/RunWithin.h"
 
 namespace master
 {
 
 using analysis::FramePattern;
+using corvan::PlaceholderValue;
 
 analysis::Renumbering RenumberingOf(const Job &job, int firstFrame)
 {
@@ -26,6 +28,8 @@ analysis::Renumbering RenumberingOf(const Job &job, int firstFrame)
 
 namespace
 {
+
+using Placeholders = std::map<String, PlaceholderValue>;
 
 // The job's image formats as this machine writes them.
 std::vector<String> LocalFormats(const Job &job)
@@ -54,17 +58,27 @@ bool FormatOutputs(const Job &job, const std::vector<String> &formats, const Pac
             *reason = "image format \"" + format + "\": " + *reason;
             return false;
         }
+        // A command runs in a folder of the Master's own.
+        if (!format.starts_with('/'))
+        {
+            *reason = "image format \"" + format + "\" is no full path of this machine";
+            return false;
+        }
         outputs.emplace_back(pattern->Format(*number));
     }
     return true;
 }
 
 // All files of a packet as placeholders; none where they are too many.
-std::map<String, String> OutputPlaceholders(const Job &job, const std::vector<String> &formats,
-                                            const Packet &packet, int firstFrame)
+Placeholders OutputPlaceholders(const Job &job, const std::vector<String> &formats,
+                                const Packet &packet, int firstFrame)
 {
+    using Kind = PlaceholderValue::Kind;
+    std::vector<String> frames;
+    std::vector<String> paths;
     if (formats.empty())
-        return {{"OutputFrames", {}}, {"Outputs", {}}};
+        return {{"OutputFrames", PlaceholderValue::List(frames, Kind::Number)},
+                {"Outputs", PlaceholderValue::List(paths, Kind::Path)}};
 
     String reason;
     const auto pattern = FramePattern::Parse(formats.front(), &reason);
@@ -74,16 +88,34 @@ std::map<String, String> OutputPlaceholders(const Job &job, const std::vector<St
     if (!pattern || files.empty())
         return {};
 
-    String frames;
-    String paths;
     for (const analysis::ExpansionStep &file : files)
     {
-        frames += analysis::FrameText(file.frame) + "\n";
-        paths += pattern->Format(file.outputNumber) + "\n";
+        frames.push_back(analysis::FrameText(file.frame));
+        paths.push_back(pattern->Format(file.outputNumber));
     }
-    frames.pop_back();
-    paths.pop_back();
-    return {{"OutputFrames", frames}, {"Outputs", paths}};
+    return {{"OutputFrames", PlaceholderValue::List(std::move(frames), Kind::Number)},
+            {"Outputs", PlaceholderValue::List(std::move(paths), Kind::Path)}};
+}
+
+// The paths of the job that have roots.
+std::vector<RootedPath> ListRooted(const Job &job)
+{
+    std::vector<RootedPath> rooted;
+    for (const corvan::JobTypePath &path : job.Type().paths)
+        if (const String value = job.ParameterText(path.parameter, true);
+            !path.roots.empty() && !value.empty())
+            rooted.push_back({path.parameter, value, path.roots});
+    return rooted;
+}
+
+PlaceholderValue NumberValue(int number)
+{
+    return {std::to_string(number), PlaceholderValue::Kind::Number};
+}
+
+PlaceholderValue PathValue(const String &path)
+{
+    return {path, PlaceholderValue::Kind::Path};
 }
 
 } // namespace
@@ -97,13 +129,13 @@ std::optional<RenderCommand> BuildRenderCommand(const Job &job, const Packet &pa
         return std::nullopt;
 
     auto placeholders = OutputPlaceholders(job, formats, packet, firstFrame);
-    placeholders.merge(std::map<String, String>{
-        {"Frame", std::to_string(packet.firstFrame)},
-        {"FirstFrame", std::to_string(packet.firstFrame)},
-        {"LastFrame", std::to_string(packet.lastFrame)},
+    placeholders.merge(Placeholders{
+        {"Frame", NumberValue(packet.firstFrame)},
+        {"FirstFrame", NumberValue(packet.firstFrame)},
+        {"LastFrame", NumberValue(packet.lastFrame)},
         {"ID", job.ID().ToString()},
-        {"Output", command.outputs.empty() ? String() : command.outputs.front().Text()},
-        {"OutputPattern", formats.empty() ? String() : formats.front()},
+        {"Output", PathValue(command.outputs.empty() ? String() : command.outputs.front().Text())},
+        {"OutputPattern", PathValue(formats.empty() ? String() : formats.front())},
     });
     const auto find = corvan::JobPlaceholders(job, std::move(placeholders));
     const auto arguments = corvan::ExpandArguments(job.Type().renderCommand, find, reason);
@@ -115,6 +147,8 @@ std::optional<RenderCommand> BuildRenderCommand(const Job &job, const Packet &pa
         return std::nullopt;
     }
     command.arguments.assign(arguments->begin(), arguments->end());
+    if (const auto rooted = ListRooted(job); !rooted.empty())
+        command.arguments = WithinCommand(rooted, command.arguments);
     return command;
 }
 

@@ -20,6 +20,7 @@ constexpr std::size_t k_MaxOutputs = 10'000;
 /// How a packet is rendered.
 struct RenderCommand
 {
+    /// Where paths of the job have roots, `WithinCommand` stands before the command.
     std::vector<std::string> arguments;
     /// The path of the packet's first frame in each of the job's image formats.
     std::vector<Path> outputs;
@@ -30,12 +31,14 @@ struct RenderCommand
 /// Beside the job's parameters ("{Scene}") there are {FirstFrame}, {LastFrame}, {Frame} (the
 /// first), {ID} (of the job), {Output}, the path of the first frame in the job's first image format
 /// in this machine's notation, and {OutputPattern}, that format itself in this machine's notation.
-/// {Outputs} are the paths of all files of the packet in that format, a line each, and
-/// {OutputFrames} the frames that they show ("7", "7.5"), a line each; there are none for a packet
-/// of more than `k_MaxOutputs` files. All are empty for a job without image formats.
+/// {Outputs} are the paths of all files of the packet in that format and {OutputFrames} the frames
+/// that they show ("7", "7.5"), lists both; there are none for a packet of more than `k_MaxOutputs`
+/// files. All are empty for a job without image formats.
 ///
-/// Nothing, with the reason, for a placeholder that has no value, an image format that is no
-/// pattern, a file whose number does not fit 32 bits, and a command without a program.
+/// Nothing, with the reason, for a placeholder that has no value or one that
+/// `corvan::ExpandArguments` refuses, an image format that is no pattern or, in this machine's
+/// notation, no full path, a file whose number does not fit 32 bits, and a command without a
+/// program.
 std::optional<RenderCommand> BuildRenderCommand(const Job &job, const Packet &packet,
                                                 int firstFrame, String *reason);
 

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "check/JsonControls.h"
 #include "tests/check/SampleJob.h"
 #include "tests/check/SampleTable.h"
 
@@ -23,6 +24,38 @@ Json Written(const std::vector<CheckTable> &tables, const corvan::Job *job = nul
         WriteJson(out, job, tables, isDecoded);
     }
     return Json::parse(text);
+}
+
+TEST(JsonControls, AreWrittenAsEscapesAndReadAsWhatTheyAre)
+{
+    const struct
+    {
+        std::string json;
+        const char *written;
+    } cases[] = {
+        {"\"a\"", "\"a\""},
+        {"\"\x7f\"", "\"\\u007f\""},
+        {"\"\xc2\x80\xc2\x9f\"", "\"\\u0080\\u009f\""},
+        {"\"\xc2\xa0\xc3\x9b\"", "\"\xc2\xa0\xc3\x9b\""},
+    };
+    for (const auto &[json, written] : cases)
+    {
+        EXPECT_EQ(WithoutControls(json), written);
+        EXPECT_EQ(Json::parse(WithoutControls(json)), Json::parse(json));
+    }
+}
+
+TEST(CheckJson, HoldsNothingThatATerminalActsOn)
+{
+    std::string text;
+    {
+        TextWriter out([&text](std::string_view piece) { text += piece; });
+        WriteJson(out, nullptr,
+                  std::vector{SampleTable("/r/\x1b\x7f\xc2\x9b.%02d", {CheckState::Missing})},
+                  false);
+    }
+    for (const char *control : {"\x1b", "\x7f", "\xc2\x9b"})
+        EXPECT_EQ(text.find(control), std::string::npos) << text;
 }
 
 TEST(CheckJson, TellsOfEachFrameInTheOrderOfTheRows)

@@ -125,6 +125,21 @@ TEST(JobTexts, TellWhatBecameOfATask)
         EXPECT_EQ(TaskText(task), text);
 }
 
+TEST(JobTexts, LeaveNothingToATerminalToActOn)
+{
+    CountedJob job;
+    job.SetParameter(corvan::p_Name, "a\xc2\x9b"
+                                     "2J");
+    job.SetParameter("Odd\xc2\x9b", "\x1b]0;x\x07");
+    const TaskInfo tasks[] = {{1, 2, 5, JobStatus::Failed, 3, 7}};
+    for (const String &text :
+         {ListLine(job), JobReport(job, tasks), JsonText(JobJson(job)), JsonText("a\x7f")})
+        for (const char *control : {"\x1b", "\x07", "\x7f", "\xc2\x9b"})
+            EXPECT_EQ(text.find(control), String::npos) << text;
+    EXPECT_TRUE(ListLine(job).ends_with("a\\xc2\\x9b2J")) << ListLine(job);
+    EXPECT_EQ(nlohmann::ordered_json::parse(JsonText(JobJson(job))), JobJson(job));
+}
+
 TEST(JobTexts, JsonHoldsAllThatIsSetInItsOrder)
 {
     EXPECT_EQ(JobJson(CountedJob()).dump(),

@@ -4,6 +4,7 @@
 
 #include "corvan/JobFactory.h"
 #include "corvan/JobType.h"
+#include "master/run/RunWithin.h"
 #include "tests/master/TestJobs.h"
 #include "tests/support/Printing.h"
 #include "tests/support/TempFolder.h"
@@ -26,6 +27,7 @@ boost::shared_ptr<corvan::Job> MakeJobThatRuns(std::vector<String> command,
     type.id = UID(true);
     type.name = type.id.ToString();
     type.defaults = {{"Width", "640"}};
+    type.paths = {{"Scene", {}}};
     type.renderCommand = std::move(command);
     corvan::JobFactory::s_JobFactory.AddType(type);
     return MakeTestJob(parameters, type.id);
@@ -119,6 +121,17 @@ TEST(RenderCommand, IsRefusedWithTheReason)
         {{"{Arguments}"}, {}, "the command names no program"},
         {{"p"}, {{"ImageFormat", "/a.png"}}, "image format \"/a.png\": "},
         {{"p"}, {{"ImageFormat", "/a.%s.png"}}, "image format \"/a.%s.png\": "},
+        {{"p"}, {{"ImageFormat", "a.%d"}}, "image format \"a.%d\" is no full path"},
+        {{"p"},
+         {{"ImageFormat", "\\\\\\\\server\\\\a.%d"}},
+         "image format \"\\\\server\\a.%d\" is no"},
+        {{"p", "{Width}"}, {{"Width", "--evil"}}, "argument \"{Width}\": the value of {Width} be"},
+        {{"p", "{Scene}"}, {{"Scene", "a\n--python\n/e.py"}}, "argument \"{Scene}\": the value of"},
+        {{"p", "{Outputs}"},
+         {{"ImageFormat", "/a\n-x.%d"}},
+         "argument \"{Outputs}\": the value of"},
+        {{"p", "{Output}"}, {{"ImageFormat", "/a\x1b.%d"}}, "argument \"{Output}\": the value of"},
+        {{"{Program}"}, {{"Program", "sh\n-c\nevil"}}, "argument \"{Program}\": the value of"},
     };
 
     const TestJobTypes types;
@@ -128,6 +141,61 @@ TEST(RenderCommand, IsRefusedWithTheReason)
         const auto job = MakeJobThatRuns(command, parameters);
         EXPECT_FALSE(BuildRenderCommand(*job, {1, 1}, 1, &reason)) << expected;
         EXPECT_TRUE(reason.starts_with(expected)) << reason;
+    }
+}
+
+TEST(RenderCommand, TakesValuesForValuesAndNeverForOptions)
+{
+    const struct
+    {
+        std::vector<String> command;
+        TestParameters parameters;
+        Arguments arguments;
+    } cases[] = {
+        {{"p", "{Scene}"}, {{"Scene", "--python-expr=evil"}}, {"p", "./--python-expr=evil"}},
+        {{"p", "{Frame}", "{LastFrame}"}, {}, {"p", "-7", "-5"}},
+        {{"p", "{OutputFrames}"}, {{"ImageFormat", "/a.%d"}}, {"p", "-7", "-6", "-5"}},
+        {{"p", "{Width}", "x"}, {{"Width", ""}}, {"p", "", "x"}},
+    };
+
+    const TestJobTypes types;
+    for (const auto &[command, parameters, arguments] : cases)
+    {
+        String reason;
+        const auto built =
+            BuildRenderCommand(*MakeJobThatRuns(command, parameters), {-7, -5}, -7, &reason);
+        ASSERT_TRUE(built) << reason;
+        EXPECT_EQ(built->arguments, arguments);
+    }
+}
+
+TEST(RenderCommand, HasItsPathsLookedAtWhereTheTypeSaysWhereTheyMayLie)
+{
+    const TestJobTypes types;
+    corvan::JobType type = *corvan::JobFactory::s_JobFactory.FindType(k_ShellType);
+    type.id = UID(true);
+    type.name = "Rooted";
+    type.renderCommand = {"p", "{Scene}"};
+    type.paths = {{"Scene", {"/shots", "/assets"}}, {"Lut", {"/luts"}}, {"Free", {}}};
+    corvan::JobFactory::s_JobFactory.AddType(type);
+
+    using Rooted = std::vector<master::RootedPath>;
+    const struct
+    {
+        TestParameters parameters;
+        Rooted rooted;
+        Arguments command;
+    } cases[] = {
+        {{{"Scene", "/s"}, {"Free", "/f"}}, {{"Scene", "/s", {"/shots", "/assets"}}}, {"p", "/s"}},
+        {{{"Scene", ""}, {"Lut", "l"}}, {{"Lut", "l", {"/luts"}}}, {"p", ""}},
+    };
+    for (const auto &[parameters, rooted, command] : cases)
+    {
+        String reason;
+        const auto built =
+            BuildRenderCommand(*MakeTestJob(parameters, type.id), {1, 1}, 1, &reason);
+        ASSERT_TRUE(built) << reason;
+        EXPECT_EQ(built->arguments, master::WithinCommand(rooted, command));
     }
 }
 

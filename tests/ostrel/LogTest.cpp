@@ -83,6 +83,18 @@ protected:
 
 } // namespace
 
+TEST(LogConsole, GivesATerminalNothingToActOn)
+{
+    const std::string lines = ConsoleOf(
+        []
+        {
+            LogError("a\tb\nc \x1b[2J\x7f\r \xc2\x9b"
+                     "5n \xc3\xa4");
+        });
+    EXPECT_NE(lines.find("a\tb\nc \\x1b[2J\\x7f\\x0d \\xc2\\x9b5n \xc3\xa4"), std::string::npos)
+        << lines;
+}
+
 TEST_F(LogTest, BeforeTheStartWarningsAndWorseGoToStandardError)
 {
     EXPECT_EQ(WithoutTimes(ConsoleOf(LogOneOfEach)), "fatal  f\nerror  e\nwarn   w\n");

@@ -189,6 +189,30 @@ TEST_F(JobCommandMenuTest, NamesACommandThatCannotBeFilled)
     EXPECT_NE(error.find("\"Odd\" cannot be filled"), std::string::npos) << error;
 }
 
+TEST_F(JobCommandMenuTest, StartsNothingWithAValueThatWouldBeAnOption)
+{
+    const TempFolder folder;
+    const ostrel::Path out = folder / "out";
+    const struct
+    {
+        const char *scene;
+        const char *reason;
+    } cases[] = {
+        {"--python-expr=evil", "the value of {Scene} begins with"},
+        {"a.blend\n--python\n/srv/evil.py", "the value of {Scene} holds a line end"},
+    };
+    for (const auto &[scene, reason] : cases)
+    {
+        const auto job =
+            MakeSampleJob({{"Edit", {"sh", "-c", "echo >\"$0\"", out.Text(), "{Scene}"}}});
+        job->SetParameter("Scene", scene);
+        m_menu.Fill(job, k_replace);
+        const std::string error = Thrown([&] { m_menu.TryCommand(IdOf(m_menu, "Edit")); });
+        EXPECT_NE(error.find(reason), std::string::npos) << error;
+    }
+    EXPECT_NE(access(out.Text().c_str(), F_OK), 0);
+}
+
 TEST_F(JobCommandMenuTest, DoesNothingForOtherIdentifiers)
 {
     for (const long id : {0L, -1L, long(k_own_item), 7001L, 99'999L, long(wxID_EXIT)})
