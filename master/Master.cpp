@@ -2,12 +2,11 @@
 
 #include <boost/asio/post.hpp>
 #include <cassert>
-#include <filesystem>
 
 #include "corvan/Parameters.h"
+#include "master/store/StoreFiles.h"
 #include "ostrel/Attempt.h"
 #include "ostrel/CallEntry.h"
-#include "ostrel/Folders.h"
 #include "ostrel/Log.h"
 
 namespace master
@@ -23,20 +22,12 @@ namespace
 
 constexpr std::chrono::seconds k_retry_after{1};
 
-Path LockIn(const Path &data)
-{
-    // One that is there already was made by somebody who runs a Master and said who may read it.
-    if (!std::filesystem::is_directory(data.Text().c_str()))
-        ostrel::MakePrivateFolder(data);
-    return data / "master.lock";
-}
-
 } // namespace
 
 Master::Master(boost::asio::io_context &loop, const MasterSettings &settings, CommandRunner &runner)
     : m_loop(loop), m_work(loop.get_executor()), m_settings(settings), m_runner(runner),
-      m_lock(LockIn(settings.data), "data folder " + settings.data.Text()),
-      m_store(settings.data / "jobs.db"), m_cache(m_store), m_logs(settings.data / "tasks"),
+      m_lock(MasterLock::OfDataFolder(settings.data)), m_store(StoreFileIn(settings.data)),
+      m_cache(m_store), m_logs(settings.data / "tasks"),
       m_dispatcher(m_store, m_cache, m_followers, m_logs),
       m_scheduler(m_store, m_cache, m_logs, runner, m_clock, settings.pauses), m_retryTimer(loop),
       m_pauseTimer(loop), m_progressTimer(loop), m_idleTimer(loop), m_idleSince(steady_clock::now())

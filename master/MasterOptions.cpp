@@ -36,22 +36,6 @@ std::optional<Given> FindGiven(const CommandLine &commandLine, const char *optio
     return std::nullopt;
 }
 
-Path ReadData(const CommandLine &commandLine)
-{
-    const std::optional<Given> given = FindGiven(commandLine, "data", "CORVAN_DATA");
-    if (!given)
-        return ostrel::DataFolder() / "Corvan";
-    if (given->value.empty())
-        throw new UsageException(given->from + ": the folder has no name");
-    std::error_code error;
-    const std::string data = std::filesystem::absolute(given->value.c_str(), error).string();
-    if (error)
-        throw new UsageException(given->from + " " + given->value + ": " + error.message());
-    if (std::filesystem::exists(data, error) && !std::filesystem::is_directory(data, error))
-        throw new UsageException(given->from + " " + given->value + ": it is no folder");
-    return data;
-}
-
 MasterAddress ReadAddress(const CommandLine &commandLine)
 {
     const std::optional<Given> given = FindGiven(commandLine, "listen", "CORVAN_MASTER");
@@ -97,13 +81,29 @@ std::span<const CommandLineOption> MasterCommandLineOptions()
     return options;
 }
 
+Path ReadDataFolder(const CommandLine &commandLine)
+{
+    const std::optional<Given> given = FindGiven(commandLine, "data", "CORVAN_DATA");
+    if (!given)
+        return ostrel::DataFolder() / "Corvan";
+    if (given->value.empty())
+        throw new UsageException(given->from + ": the folder has no name");
+    std::error_code error;
+    const std::string data = std::filesystem::absolute(given->value.c_str(), error).string();
+    if (error)
+        throw new UsageException(given->from + " " + given->value + ": " + error.message());
+    if (std::filesystem::exists(data, error) && !std::filesystem::is_directory(data, error))
+        throw new UsageException(given->from + " " + given->value + ": it is no folder");
+    return data;
+}
+
 MasterOptions ReadMasterOptions(const CommandLine &commandLine)
 {
     if (commandLine.CountPlain() > 0)
         throw new UsageException("unexpected argument " + commandLine.GetArgument(nullptr, 0, {}));
 
     MasterOptions options;
-    options.data = ReadData(commandLine);
+    options.data = ReadDataFolder(commandLine);
     options.address = ReadAddress(commandLine);
     options.slots = ReadSlots(commandLine);
     options.isPersonal = commandLine.HasOption("personal");

@@ -30,6 +30,9 @@ struct MasterOptions
     bool isPersonal = false;
 };
 
+/// The data folder alone, as `ReadMasterOptions` reads it.
+Path ReadDataFolder(const CommandLine &commandLine);
+
 /// Most commands at once.
 constexpr unsigned k_MaxSlots = 1024;
 

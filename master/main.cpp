@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "master/MasterApp.h"
+#include "master/StoreCommand.h"
 #include "ostrel/Log.h"
 
 namespace
@@ -18,9 +19,13 @@ constexpr int k_wrong_usage = 2;
 
 void PrintHelp()
 {
-    std::printf("Usage: corvan-master [OPTION]...\n"
-                "Keeps the farm's jobs, tells their followers and runs their commands.\n\n%s",
-                CommandLine::Help(master::MasterCommandLineOptions()).c_str());
+    std::printf(
+        "Usage: corvan-master [OPTION]...\n"
+        "Keeps the farm's jobs, tells their followers and runs their commands.\n\n"
+        "  store check         tell all that is wrong with the job store, and end\n"
+        "  store backup FILE   copy it, also while a Master runs, and end\n"
+        "  store restore FILE  put such a copy in its place, while none runs, and end\n\n%s",
+        CommandLine::Help(master::MasterCommandLineOptions()).c_str());
 }
 
 int Run(const std::vector<String> &arguments)
@@ -40,6 +45,8 @@ int Run(const std::vector<String> &arguments)
         PrintHelp();
     else if (commandLine->HasOption("version"))
         std::printf("corvan-master %s\n", MasterApp::Version());
+    else if (commandLine->GetArgument(nullptr, 0, {}) == master::k_StoreCommand)
+        return master::RunStoreCommand(*commandLine) ? 0 : k_failed;
     else if (!MasterApp().Run(*commandLine))
         return k_wrong_usage;
     return 0;

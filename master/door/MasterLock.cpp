@@ -1,7 +1,10 @@
 #include "master/door/MasterLock.h"
 
+#include <filesystem>
+
 #include "ostrel/CallEntry.h"
 #include "ostrel/Exception.h"
+#include "ostrel/Folders.h"
 
 namespace master
 {
@@ -16,6 +19,16 @@ MasterLock::MasterLock(const Path &lockFile, const String &claimed)
 
     if (!m_lock)
         throw new Exception("another Master uses " + claimed);
+}
+
+MasterLock MasterLock::OfDataFolder(const Path &data)
+{
+    _CallEntry call("MasterLock::OfDataFolder", __FILE__, __LINE__);
+
+    // One that is there already was made by somebody who runs a Master and said who may read it.
+    if (!std::filesystem::is_directory(data.Text().c_str()))
+        ostrel::MakePrivateFolder(data);
+    return {data / "master.lock", "data folder " + data.Text()};
 }
 
 } // namespace master

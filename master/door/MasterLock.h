@@ -20,6 +20,9 @@ public:
     /// and when the lock file, which stays behind, cannot be made.
     MasterLock(const Path &lockFile, const String &claimed);
 
+    /// The claim on a data folder, which is made, open to this user alone, where it is missing.
+    static MasterLock OfDataFolder(const Path &data);
+
 private:
     std::unique_ptr<ostrel::FileLock> m_lock;
 };

@@ -6,6 +6,7 @@
 #include "corvan/JobType.h"
 #include "corvan/Parameters.h"
 #include "master/store/StoreDatabase.h"
+#include "master/store/StoreFiles.h"
 #include "master/store/StoreSchema.h"
 #include "ostrel/CallEntry.h"
 #include "ostrel/Log.h"
@@ -61,8 +62,15 @@ JobStore::JobStore(const Path &file)
 
     try
     {
+        if (IsRestoreCutShort(file))
+            throw new StoreException("a restore was cut short; run it again: corvan-master store "
+                                     "restore BACKUP --data " +
+                                     file.Parent().Text());
         m_database = std::make_unique<StoreDatabase>(file);
         SQLite::Database &connection = m_database->Connection();
+        // Before anything is written.
+        if (const String damage = FindDamage(connection); !damage.empty())
+            throw new StoreException(DamageText(file, damage));
         connection.exec("PRAGMA journal_mode = WAL");
         connection.exec("PRAGMA synchronous = FULL");
         connection.exec("PRAGMA foreign_keys = ON");
@@ -75,7 +83,8 @@ JobStore::JobStore(const Path &file)
     }
     catch (const SQLite::Exception &error)
     {
-        throw new StoreException("cannot open job store " + file.Text() + ": " + error.what());
+        const String why = IsDamage(error) ? DamageText(file, error.what()) : String(error.what());
+        throw new StoreException("cannot open job store " + file.Text() + ": " + why);
     }
     catch (ostrel::Exception *raw)
     {

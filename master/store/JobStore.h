@@ -54,7 +54,7 @@ class JobStore
 {
 public:
     /// Opens the store, makes it where there is none, and brings it up to date. Throws where it
-    /// cannot, or where a newer version wrote it.
+    /// cannot, where a newer version wrote it, and where it is damaged: every page is read first.
     explicit JobStore(const Path &file);
     ~JobStore();
 
