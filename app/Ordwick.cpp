@@ -132,6 +132,7 @@ void Ordwick::ConnectSessionHandlers()
                                                    nullptr),
         JobMsg::s_Signal.Connect(this, &Ordwick::OnJobMsg, nullptr),
         JobParameterMsg::s_Signal.Connect(this, &Ordwick::OnJobParameterMsg, nullptr),
+        JobRemovedMsg::s_Signal.Connect(this, &Ordwick::OnJobRemovedMsg, nullptr),
     };
 }
 
@@ -278,6 +279,18 @@ void Ordwick::OnJobParameterMsg(boost::shared_ptr<JobParameterMsg> message)
         m_mainWindow->ExtractFormats(message->value);
     else if (message->name == p_Range || message->name == p_CustomRange)
         m_mainWindow->RefillList();
+}
+
+void Ordwick::OnJobRemovedMsg(boost::shared_ptr<JobRemovedMsg> message)
+{
+    _CallEntry call("Ordwick::OnJobRemovedMsg", __FILE__, __LINE__);
+
+    if (message->job != m_jobId)
+        return;
+    LogStatus("The job was removed");
+    if (m_mainWindow)
+        m_mainWindow->ShowNotice(
+            _("The job was removed from the Master. Its files are still watched."));
 }
 
 void Ordwick::NoImageFormat()

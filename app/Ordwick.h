@@ -47,6 +47,7 @@ private:
     void OnMessengerDisconnectedEvt(const corvan::MessengerDisconnectedEvt &event);
     void OnJobMsg(boost::shared_ptr<corvan::JobMsg> message);
     void OnJobParameterMsg(boost::shared_ptr<corvan::JobParameterMsg> message);
+    void OnJobRemovedMsg(boost::shared_ptr<corvan::JobRemovedMsg> message);
 
     void ConnectSessionHandlers();
     bool RefuseWithoutJobId();
@@ -57,7 +58,7 @@ private:
     MainWindow *m_mainWindow = nullptr; ///< Owned by the toolkit; null again once it is destroyed.
     ostrel::UID m_jobId{false};
     bool m_noFormatWarningShown = false; ///< Never reset: one such box a run is enough.
-    std::array<ostrel::SignalConnection, 5> m_sessionHandlers;
+    std::array<ostrel::SignalConnection, 6> m_sessionHandlers;
 };
 
 /// The running program.

@@ -98,11 +98,11 @@ void Client::Stop()
     Cleanup();
 }
 
-void Client::NeedMaster()
+void Client::NeedMaster(std::chrono::seconds patience)
 {
     m_turnedAway.clear();
     WaitUntil([this] { return Messenger::IsConnected() || !m_turnedAway.empty(); },
-              Clock::now() + k_ConnectTime);
+              Clock::now() + patience);
     if (Messenger::IsConnected())
         return;
     if (!m_turnedAway.empty())
@@ -127,9 +127,9 @@ boost::shared_ptr<Message> Client::AskAny(const boost::shared_ptr<Message> &ques
     m_question = 0;
 
     if (!isOver)
-        throw new Failure(k_NoMaster, "the Master does not answer");
+        throw new Unanswered(false, "the Master does not answer");
     if (!m_answer)
-        throw new Failure(k_NoMaster, "the connection to the Master was lost before it answered");
+        throw new Unanswered(true, "the connection to the Master was lost before it answered");
     if (const auto refused = boost::dynamic_pointer_cast<corvan::RefusedMsg>(m_answer))
         throw new Failure(k_Refused,
                           "the Master refused " + refused->what + ": " + refused->reason);

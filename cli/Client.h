@@ -48,10 +48,11 @@ public:
 
     /// Waits for the connection. Throws `Failure *` (no Master) when none comes in time, and at
     /// once when there is a Master that turns this client away, with its reason.
-    void NeedMaster();
+    void NeedMaster(std::chrono::seconds patience = k_ConnectTime);
 
     /// Sends a message and gives the Master's answer to it. Throws `Failure *`: refused, with the
-    /// Master's reason; no Master, when the connection is lost or no answer comes.
+    /// Master's reason; no Master, when there is none, and as `Unanswered *` when the connection is
+    /// lost or no answer comes.
     template <typename Answer>
     boost::shared_ptr<Answer> Ask(const boost::shared_ptr<Message> &question)
     {

@@ -24,4 +24,23 @@ private:
     ExitStatus m_status;
 };
 
+/// The Master was asked, and nobody knows whether it has done it.
+class Unanswered : public Failure
+{
+public:
+    Unanswered(bool isConnectionLost, String text)
+        : Failure(k_NoMaster, std::move(text)), m_isConnectionLost(isConnectionLost)
+    {
+    }
+
+    /// The connection broke, so that there is sense in asking again.
+    bool IsConnectionLost() const
+    {
+        return m_isConnectionLost;
+    }
+
+private:
+    bool m_isConnectionLost;
+};
+
 } // namespace cli

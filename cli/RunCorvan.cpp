@@ -78,7 +78,7 @@ std::vector<DeclaredVerb> DeclareVerbs(CLI::App &app)
 {
     std::vector<DeclaredVerb> verbs;
     for (const auto &make : {MakeSubmit, MakeList, MakeShow, MakeSet, MakeWait, MakeLog, MakeCancel,
-                             MakeWatch, MakeCheck, MakeRequeue, MakeDelete, MakePlot})
+                             MakeRemove, MakeWatch, MakeCheck, MakeRequeue, MakeDelete, MakePlot})
     {
         std::unique_ptr<Verb> verb = make();
         CLI::App *command = verb->Declare(app);

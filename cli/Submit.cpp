@@ -27,6 +27,10 @@ public:
         verb->add_option("--set", m_settings, "NAME=VALUE, a parameter; may be given several times")
             ->allow_extra_args(false);
         verb->add_flag("--paused", m_job.isPaused, "do not begin to render");
+        verb->add_option(
+            "--id", m_job.id,
+            "the job's identifier, a UUID; the same job sent again with it is the same "
+            "job");
         return verb;
     }
 

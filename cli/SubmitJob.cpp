@@ -21,6 +21,10 @@ using corvan::JobFactory;
 namespace
 {
 
+// A Master that is started anew is there again by then.
+constexpr std::chrono::seconds k_resend_time{30};
+constexpr int k_most_attempts = 5;
+
 String KnownTypes()
 {
     std::vector<std::string> names;
@@ -49,6 +53,17 @@ void SetOrRefuse(Job &job, const String &name, const String &value)
     job.SetParameter(name, value);
 }
 
+UID NeedIdentifier(const String &text)
+{
+    if (text.empty())
+        return UID(true);
+    UID id;
+    if (!id.FromString(text))
+        throw new Failure(k_WrongUsage,
+                          "--id: '" + corvan::Excerpt(text) + "' is no identifier of a job");
+    return id;
+}
+
 String DefaultName(const NewJob &newJob, const corvan::JobType &type)
 {
     const String name =
@@ -66,6 +81,14 @@ String WithoutJoint(String name)
 {
     name.resize(name.find_last_not_of("._-#+ ") + 1);
     return name;
+}
+
+// For one whose submit was not answered.
+String WhereItMayBe(const UID &job)
+{
+    const String id = job.ToString();
+    return "; the job is " + id + " if it was kept, which 'corvan show " + id +
+           "' tells. The same submit with --id " + id + " makes no second one";
 }
 
 String WithoutControls(const String &text)
@@ -93,7 +116,7 @@ boost::shared_ptr<Job> MakeJob(const NewJob &newJob)
 {
     const auto type = NeedType(newJob.type);
     const boost::shared_ptr<Job> job = JobFactory::s_JobFactory.CreateJob(type->id);
-    job->SetID(UID(true));
+    job->SetID(NeedIdentifier(newJob.id));
 
     SetOrRefuse(*job, corvan::p_Name,
                 newJob.name.empty() ? DefaultName(newJob, *type) : newJob.name);
@@ -117,9 +140,27 @@ boost::shared_ptr<Job> MakeJob(const NewJob &newJob)
 
 UID SubmitJob(Client &client, const boost::shared_ptr<Job> &job)
 {
-    const auto message = NewMessage<corvan::JobMsg>();
-    message->job = job;
-    return client.Ask<corvan::AcceptedMsg>(message)->job;
+    for (int attempt = 1;; ++attempt)
+    {
+        try
+        {
+            if (attempt > 1)
+                client.NeedMaster(k_resend_time);
+            const auto message = NewMessage<corvan::JobMsg>();
+            message->job = job;
+            return client.Ask<corvan::AcceptedMsg>(message)->job;
+        }
+        catch (Failure *raw)
+        {
+            std::unique_ptr<Failure> failure(raw);
+            const auto *unanswered = dynamic_cast<const Unanswered *>(failure.get());
+            if (unanswered && unanswered->IsConnectionLost() && attempt < k_most_attempts)
+                continue;
+            if (failure->Status() == k_NoMaster && (unanswered || attempt > 1))
+                throw new Failure(k_NoMaster, failure->Text() + WhereItMayBe(job->ID()));
+            throw failure.release();
+        }
+    }
 }
 
 void PrintNewJob(const UID &job)

@@ -12,6 +12,7 @@ namespace cli
 struct NewJob
 {
     String type = {}; ///< Its name, in any case, or its identifier.
+    String id = {};   ///< Its identifier; a new one where empty.
     String name = {}; ///< Where empty, see `NameAfterPattern`.
     String range = {};
     std::vector<String> patterns = {}; ///< As `ReadPattern` gives them.
@@ -26,11 +27,14 @@ struct NewJob
 String NameAfterPattern(const String &pattern);
 
 /// Makes the job and sets its parameters. Without a name it is called after its first pattern, else
-/// after its type. Throws `Failure *`: wrong usage for an unknown type and a range that is none,
+/// after its type. Throws `Failure *`: wrong usage for an unknown type, an identifier or a range
+/// that is none,
 /// refused for a value that the job does not take. Needs no Master.
 boost::shared_ptr<corvan::Job> MakeJob(const NewJob &newJob);
 
-/// Gives a job to the Master, and waits until it is kept there. Its identifier. Throws `Failure *`.
+/// Gives a job to the Master, and waits until it is kept there. Its identifier. Where the
+/// connection breaks meanwhile it is sent again, which makes no second job of it: the identifier is
+/// the same. Throws `Failure *`, which names the job where it may be kept all the same.
 UID SubmitJob(Client &client, const boost::shared_ptr<corvan::Job> &job);
 
 /// Prints the identifier of a job that was just made, a line. Throws `Failure *` (refused) that

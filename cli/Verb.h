@@ -46,6 +46,7 @@ std::unique_ptr<Verb> MakeSet();
 std::unique_ptr<Verb> MakeWait();
 std::unique_ptr<Verb> MakeLog();
 std::unique_ptr<Verb> MakeCancel();
+std::unique_ptr<Verb> MakeRemove();
 std::unique_ptr<Verb> MakeWatch();
 std::unique_ptr<Verb> MakeCheck();
 std::unique_ptr<Verb> MakeRequeue();

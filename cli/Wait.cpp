@@ -26,6 +26,8 @@ public:
         m_connections = {
             corvan::JobMsg::s_Signal.Connect(this, &FollowedJob::OnJob),
             corvan::JobParameterMsg::s_Signal.Connect(this, &FollowedJob::OnParameter),
+            corvan::JobRemovedMsg::s_Signal.Connect(this, &FollowedJob::OnRemoved),
+            corvan::RefusedMsg::s_Signal.Connect(this, &FollowedJob::OnRefused),
             corvan::MessengerConnectedEvt::s_Signal.Connect(this, &FollowedJob::OnConnected),
             corvan::MessengerDisconnectedEvt::s_Signal.Connect(this, &FollowedJob::OnDisconnected),
             corvan::MessengerTurnedAwayEvt::s_Signal.Connect(this, &FollowedJob::OnTurnedAway),
@@ -36,7 +38,11 @@ public:
 
     bool IsOver() const
     {
-        return m_job && corvan::IsOver(StatusOf(*m_job));
+        return m_isRemoved || (m_job && corvan::IsOver(StatusOf(*m_job)));
+    }
+    bool IsRemoved() const
+    {
+        return m_isRemoved;
     }
     const Job &Get() const
     {
@@ -87,6 +93,17 @@ private:
         ShowNews();
     }
 
+    void OnRemoved(boost::shared_ptr<corvan::JobRemovedMsg> message)
+    {
+        m_isRemoved = m_isRemoved || message->job == m_id;
+    }
+
+    // It went while there was no connection.
+    void OnRefused(boost::shared_ptr<corvan::RefusedMsg> message)
+    {
+        m_isRemoved = m_isRemoved || message->job == m_id;
+    }
+
     void ShowNews()
     {
         m_bar.Show(CountsOf(*m_job));
@@ -112,6 +129,7 @@ private:
     bool m_wasPaused = false;
     String m_waiting;
     String m_turnedAway; ///< Why the last attempt to connect was; empty once there is a connection.
+    bool m_isRemoved = false;
     std::vector<ostrel::SignalConnection> m_connections;
 };
 
@@ -131,6 +149,8 @@ public:
         const FollowedJob job(FindJob(client, m_job)->ID(), bar);
         client.WaitUntil([&] { return job.IsOver(); });
         bar.End();
+        if (job.IsRemoved())
+            throw new Failure(k_Refused, "the job was removed");
 
         const JobStatus status = StatusOf(job.Get());
         fmt::print("{}\n", corvan::StatusName(status));

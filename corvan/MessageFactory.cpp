@@ -31,6 +31,8 @@ const MessageKind k_kinds[] = {
     {wire::Envelope::kJob, &JobMsg::s_Type, &Make<JobMsg>},
     {wire::Envelope::kJobParameter, &JobParameterMsg::s_Type, &Make<JobParameterMsg>},
     {wire::Envelope::kJobParameters, &JobParametersMsg::s_Type, &Make<JobParametersMsg>},
+    {wire::Envelope::kRemoveJob, &RemoveJobMsg::s_Type, &Make<RemoveJobMsg>},
+    {wire::Envelope::kJobRemoved, &JobRemovedMsg::s_Type, &Make<JobRemovedMsg>},
     {wire::Envelope::kListJobs, &ListJobsMsg::s_Type, &Make<ListJobsMsg>},
     {wire::Envelope::kJobList, &JobListMsg::s_Type, &Make<JobListMsg>},
     {wire::Envelope::kGetTasks, &GetTasksMsg::s_Type, &Make<GetTasksMsg>},

@@ -22,6 +22,10 @@ const UID JobParameterMsg::s_Type("dfa8aca4-0478-456c-96a7-0dc48655029d", true);
 JobParameterMsg::Signal JobParameterMsg::s_Signal;
 const UID JobParametersMsg::s_Type("5c0a2f1e-6f4b-4f0e-9f6a-0c6e9f4b7d52", true);
 JobParametersMsg::Signal JobParametersMsg::s_Signal;
+const UID RemoveJobMsg::s_Type("3ba6e9c1-58d2-4f0a-9a37-6f0b8d1c2e45", true);
+RemoveJobMsg::Signal RemoveJobMsg::s_Signal;
+const UID JobRemovedMsg::s_Type("c41f7d20-0e9b-4a6c-8d53-97b2a4e6f118", true);
+JobRemovedMsg::Signal JobRemovedMsg::s_Signal;
 const UID ListJobsMsg::s_Type("d87411ad-d84e-4247-bf27-3d8f6a7cd222", true);
 ListJobsMsg::Signal ListJobsMsg::s_Signal;
 const UID JobListMsg::s_Type("0d630de8-2a68-47ed-909a-cfab103a0b02", true);
@@ -158,6 +162,29 @@ bool JobParametersMsg::Read(const wire::Envelope &envelope, String *reason)
         return false;
     }
     return ReadParameters(body.parameters(), parameters, reason);
+}
+
+void RemoveJobMsg::Write(wire::Envelope &envelope) const
+{
+    wire::RemoveJob &body = *envelope.mutable_remove_job();
+    body.set_job(job.ToString());
+    body.set_cancel(cancel);
+}
+
+bool RemoveJobMsg::Read(const wire::Envelope &envelope, String *reason)
+{
+    cancel = envelope.remove_job().cancel();
+    return ReadId(envelope.remove_job().job(), "job", job, reason);
+}
+
+void JobRemovedMsg::Write(wire::Envelope &envelope) const
+{
+    envelope.mutable_job_removed()->set_job(job.ToString());
+}
+
+bool JobRemovedMsg::Read(const wire::Envelope &envelope, String *reason)
+{
+    return ReadId(envelope.job_removed().job(), "job", job, reason);
 }
 
 void ListJobsMsg::Write(wire::Envelope &envelope) const

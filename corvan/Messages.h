@@ -113,6 +113,37 @@ public:
     std::vector<std::pair<String, String>> parameters; ///< Names and values, each name once.
 };
 
+/// Client to Master: remove this job, with its tasks and logs.
+class RemoveJobMsg : public MessageOf<RemoveJobMsg>
+{
+public:
+    static const UID s_Type;
+    static Signal s_Signal;
+    static constexpr const char *s_Name = "RemoveJob";
+    static constexpr Direction s_Direction = Direction::ToMaster;
+
+    void Write(wire::Envelope &envelope) const override;
+    bool Read(const wire::Envelope &envelope, String *reason) override;
+
+    UID job;
+    bool cancel = false; ///< Also where it is not over: its commands are ended.
+};
+
+/// Master to its followers: this job is there no more.
+class JobRemovedMsg : public MessageOf<JobRemovedMsg>
+{
+public:
+    static const UID s_Type;
+    static Signal s_Signal;
+    static constexpr const char *s_Name = "JobRemoved";
+    static constexpr Direction s_Direction = Direction::FromMaster;
+
+    void Write(wire::Envelope &envelope) const override;
+    bool Read(const wire::Envelope &envelope, String *reason) override;
+
+    UID job;
+};
+
 /// Client to Master: which jobs are there?
 class ListJobsMsg : public MessageOf<ListJobsMsg>
 {

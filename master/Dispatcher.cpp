@@ -9,6 +9,7 @@
 #include "corvan/Limits.h"
 #include "corvan/Parameters.h"
 #include "master/Recut.h"
+#include "master/Submission.h"
 #include "master/run/RenderCommand.h"
 #include "ostrel/CallEntry.h"
 #include "ostrel/Log.h"
@@ -22,6 +23,7 @@ namespace
 {
 
 const char *const k_no_such_job = "there is no such job";
+const char *const k_other_job = "a job with this identifier exists already, and it is another one";
 
 int Number(const String &text)
 {
@@ -159,6 +161,8 @@ void Dispatcher::Handle(ClientNumber client, const Message &message, Outbox &out
         ChangeParameters(request, parameters->job, parameters->parameters);
     else if (const auto *job = dynamic_cast<const corvan::JobMsg *>(&message))
         AddJob(request, *job);
+    else if (const auto *removal = dynamic_cast<const corvan::RemoveJobMsg *>(&message))
+        RemoveJob(request, *removal);
     else if (const auto *list = dynamic_cast<const corvan::ListJobsMsg *>(&message))
         SendJobList(request, *list);
     else if (const auto *tasks = dynamic_cast<const corvan::GetTasksMsg *>(&message))
@@ -303,8 +307,14 @@ void Dispatcher::AddJob(const Request &request, const corvan::JobMsg &message)
     _CallEntry call("Dispatcher::AddJob", __FILE__, __LINE__);
 
     const Job &job = *message.job;
+    const std::optional<JobState> present = m_store.FindState(job.ID());
+    if (present && present->submitted == NameSubmission(job))
+    {
+        ostrel::LogInfo("job " + job.ID().ToString() + " was sent again");
+        return request.Accept(job.ID());
+    }
     JobState state;
-    const String reason = CheckNewJob(job, state);
+    const String reason = present ? k_other_job : CheckNewJob(job, state);
     if (!reason.empty())
         return request.Refuse(reason, job.ID(), job.ID().ToString());
 
@@ -327,8 +337,8 @@ String Dispatcher::CheckNewJob(const Job &job, JobState &state) const
 
     if (job.ID().IsNil())
         return "the job has no identifier";
-    if (m_store.FindState(job.ID()))
-        return "a job with this identifier exists already";
+    if (m_store.IsRemoved(job.ID()))
+        return "a job with this identifier was just removed";
 
     for (const auto &[name, value] : job.Parameters())
         if (String reason = CheckNewParameter(job, name, value); !reason.empty())
@@ -341,6 +351,7 @@ String Dispatcher::CheckNewJob(const Job &job, JobState &state) const
 
     state.id = job.ID();
     state.created = ostrel::Time::Now();
+    state.submitted = NameSubmission(job);
     state.tasksTotal = unsigned(packets.size());
     const String priority = job.ParameterText(corvan::p_Priority, true);
     if (!priority.empty())
@@ -351,6 +362,36 @@ String Dispatcher::CheckNewJob(const Job &job, JobState &state) const
     else if (!BuildRenderCommand(job, packets.front(), packets.front().firstFrame, &reason))
         return reason;
     return {};
+}
+
+void Dispatcher::RemoveJob(const Request &request, const corvan::RemoveJobMsg &message)
+{
+    _CallEntry call("Dispatcher::RemoveJob", __FILE__, __LINE__);
+
+    const std::optional<JobState> state = m_store.FindState(message.job);
+    if (!state)
+        return request.Refuse(k_no_such_job, message.job, message.job.ToString());
+    if (!corvan::IsOver(state->status) && !message.cancel)
+        return request.Refuse(
+            String("the job is ") + corvan::StatusName(state->status) +
+                ", and removing one that is not over cancels it: ask for that too",
+            message.job, message.job.ToString());
+    request.Accept(message.job);
+    TakeAway(*state, request.outbox);
+}
+
+void Dispatcher::TakeAway(const JobState &state, Outbox &outbox)
+{
+    _CallEntry call("Dispatcher::TakeAway", __FILE__, __LINE__);
+
+    m_store.Remove(state);
+    m_cache.Forget(state.id);
+    // Commands of a job that was just cancelled may still be there.
+    outbox.EndRuns(state.id);
+    const auto news = boost::make_shared<corvan::JobRemovedMsg>();
+    news->job = state.id;
+    outbox.TellJob(state.id, news);
+    ostrel::LogStatus("job " + state.id.ToString() + " is removed");
 }
 
 void Dispatcher::ChangeParameters(const Request &request, const UID &job,

@@ -34,6 +34,9 @@ public:
     /// caller then undoes the step and answers.
     void Handle(ClientNumber client, const Message &message, Outbox &outbox);
 
+    /// Removes a job, and tells its followers. May throw `StoreException *`.
+    void TakeAway(const JobState &state, Outbox &outbox);
+
 private:
     /// Who asked, and where answers go.
     struct Request
@@ -55,6 +58,7 @@ private:
 
     void AddJob(const Request &request, const corvan::JobMsg &message);
     String CheckNewJob(const Job &job, JobState &state) const;
+    void RemoveJob(const Request &request, const corvan::RemoveJobMsg &message);
 
     using Setting = std::pair<String, String>;
 

@@ -29,8 +29,11 @@ Master::Master(boost::asio::io_context &loop, const MasterSettings &settings, Co
       m_lock(MasterLock::OfDataFolder(settings.data)), m_store(StoreFileIn(settings.data)),
       m_cache(m_store), m_logs(settings.data / "tasks"),
       m_dispatcher(m_store, m_cache, m_followers, m_logs),
-      m_scheduler(m_store, m_cache, m_logs, runner, m_clock, settings.pauses), m_retryTimer(loop),
-      m_pauseTimer(loop), m_progressTimer(loop), m_idleTimer(loop), m_idleSince(steady_clock::now())
+      m_scheduler(m_store, m_cache, m_logs, runner, m_clock, settings.pauses),
+      m_retention(loop, {m_store, m_cache, m_dispatcher, m_scheduler, m_logs}, settings.keepDays,
+                  [this](const Outbox &outbox) { CarryOut(outbox); }),
+      m_retryTimer(loop), m_pauseTimer(loop), m_progressTimer(loop), m_idleTimer(loop),
+      m_idleSince(steady_clock::now())
 {
     _CallEntry call("Master::Master", __FILE__, __LINE__);
 
@@ -150,6 +153,7 @@ void Master::Turn()
     }
     m_server->EndRequests();
     FillSlots();
+    m_retention.Wake();
 }
 
 Outbox Master::TakeTogether(const std::vector<Server::Request> &requests)
@@ -357,6 +361,7 @@ void Master::Stop()
         return;
     ostrel::LogStatus("ending");
     m_isStopping = true;
+    m_retention.Stop();
     // What ended by itself is still noted.
     Turn();
     ForgetRuns();

@@ -12,6 +12,7 @@
 #include "master/Followers.h"
 #include "master/JobCache.h"
 #include "master/ProgressNews.h"
+#include "master/Retention.h"
 #include "master/Scheduler.h"
 #include "master/door/MasterLock.h"
 #include "master/door/Server.h"
@@ -32,6 +33,8 @@ struct MasterSettings
     Pauses pauses;
     /// Ends by itself after this long without a client and without work; zero for never.
     std::chrono::milliseconds endWhenIdle{0};
+    /// Days that a job is kept once it is over; 0 keeps it until somebody removes it.
+    unsigned keepDays = 0;
 };
 
 /// The Master: what the clients ask and how the commands end, a turn at a time.
@@ -101,6 +104,7 @@ private:
     Dispatcher m_dispatcher;
     Scheduler m_scheduler;
     ProgressNews m_progress;
+    Retention m_retention;
 
     // What of the runs is not on disk yet.
     std::vector<int> m_startedRuns;

@@ -60,6 +60,7 @@ bool MasterApp::Run(const CommandLine &commandLine)
     pauses.secondOfTask = ReadPause(Options(), "PauseAfterSecondFailure", pauses.secondOfTask);
     if (options.isPersonal)
         settings.endWhenIdle = k_personal_idle;
+    settings.keepDays = Options().GetValue("Master", "KeepDays", 0u);
 
     boost::asio::io_context loop;
     LocalRunner runner(loop, int(options.slots), k_patience);

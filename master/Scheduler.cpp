@@ -361,6 +361,13 @@ void Scheduler::EndAllRuns()
     }
 }
 
+bool Scheduler::HasRunsOf(const UID &job) const
+{
+    _CallEntry call("Scheduler::HasRunsOf", __FILE__, __LINE__);
+
+    return std::ranges::any_of(m_runs, [&](const auto &run) { return run.second.job == job; });
+}
+
 // Nothing is planned for them.
 std::set<UID> Scheduler::JobsToPassOver() const
 {

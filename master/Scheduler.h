@@ -81,6 +81,7 @@ public:
     void EndRuns(const RunsToEnd &runs);
     void EndAllRuns();
 
+    bool HasRunsOf(const UID &job) const;
     bool HasRuns() const
     {
         return !m_runs.empty();

@@ -23,6 +23,31 @@ std::string_view WithoutHalfLine(std::string_view tail)
     return lineEnd < tail.size() / 2 ? tail.substr(lineEnd + 1) : tail;
 }
 
+namespace fs = std::filesystem;
+
+bool RemoveOne(const fs::path &path, int &most, std::error_code &error)
+{
+    if (most <= 0)
+        return false;
+    --most;
+    fs::remove(path, error);
+    return !error;
+}
+
+// False, perhaps with an error, where something is left.
+bool RemoveFolder(const fs::path &folder, int &most, std::error_code &error)
+{
+    for (fs::directory_iterator entry(folder, error), end; !error && entry != end;
+         entry.increment(error))
+    {
+        const bool isFolder = fs::is_directory(entry->symlink_status(error));
+        if (error ||
+            !(isFolder ? RemoveFolder(*entry, most, error) : RemoveOne(*entry, most, error)))
+            return false;
+    }
+    return !error && RemoveOne(folder, most, error);
+}
+
 } // namespace
 
 Path TaskLogs::FolderOf(const UID &job) const
@@ -74,6 +99,20 @@ String TaskLogs::ReadTail(const UID &job, std::int64_t log, unsigned attempt, bo
     file.read(tail.data(), std::streamsize(tail.size()));
     tail.resize(std::size_t(file.gcount()));
     return corvan::MakeUtf8(skipped == 0 ? tail : WithoutHalfLine(tail));
+}
+
+TaskLogs::Rest TaskLogs::RemoveSome(const UID &job, int most, String *reason) const
+{
+    _CallEntry call("TaskLogs::RemoveSome", __FILE__, __LINE__);
+
+    std::error_code error;
+    if (RemoveFolder(FolderOf(job).Text().c_str(), most, error) ||
+        error == std::errc::no_such_file_or_directory)
+        return Rest::Nothing;
+    if (!error)
+        return Rest::Something;
+    *reason = "cannot remove " + FolderOf(job).Text() + ": " + error.message();
+    return Rest::Stuck;
 }
 
 } // namespace master

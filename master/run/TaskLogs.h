@@ -33,6 +33,17 @@ public:
     /// one file a task, of its last try; `isLast` allows for that one.
     String ReadTail(const UID &job, std::int64_t log, unsigned attempt, bool isLast) const;
 
+    /// What is left of a removed job's folder.
+    enum class Rest
+    {
+        Nothing,
+        Something,
+        Stuck, ///< It cannot be removed.
+    };
+    /// Removes files and folders of a job, `most` of them at a time: its folder may hold any number
+    /// of them. `*reason` is for what is stuck.
+    Rest RemoveSome(const UID &job, int most, String *reason) const;
+
 private:
     Path OldFileOf(const UID &job, std::int64_t log) const;
 

@@ -22,7 +22,7 @@ namespace
 
 constexpr const char *k_state_columns =
     "id, number, created, status, priority, tasks_total, tasks_done, tasks_failed, next_task,"
-    " log_base, waiting, first_failures";
+    " log_base, waiting, first_failures, submitted";
 
 JobState ReadState(SQLite::Statement &row)
 {
@@ -39,6 +39,7 @@ JobState ReadState(SQLite::Statement &row)
     state.logBase = row.getColumn(9).getInt64();
     state.waiting = row.getColumn(10).getString();
     state.firstFailures = row.getColumn(11).getInt();
+    state.submitted = row.getColumn(12).getString();
     return state;
 }
 
@@ -161,7 +162,7 @@ void JobStore::Add(const Job &job, JobState &state)
         {
             const Query insert = m_database->Prepared(
                 "INSERT INTO jobs(id, type, created, status, priority, tasks_total, tasks_done,"
-                " tasks_failed, next_task) VALUES(?,?,?,?,?,?,?,?,?)");
+                " tasks_failed, next_task, submitted) VALUES(?,?,?,?,?,?,?,?,?,?)");
             insert->bind(1, state.id.ToString());
             insert->bind(2, job.Type().id.ToString());
             insert->bind(3, state.created.First());
@@ -171,6 +172,7 @@ void JobStore::Add(const Job &job, JobState &state)
             insert->bind(7, state.tasksDone);
             insert->bind(8, state.tasksFailed);
             insert->bind(9, state.nextTask);
+            insert->bind(10, state.submitted);
             insert->exec();
             state.number = m_database->Connection().getLastInsertRowid();
         });
@@ -195,7 +197,7 @@ std::optional<JobState> JobStore::FindState(const UID &job)
         });
 }
 
-void JobStore::SaveState(const JobState &state)
+void JobStore::SaveState(const JobState &state, const ostrel::Time &now)
 {
     _CallEntry call("JobStore::SaveState", __FILE__, __LINE__);
 
@@ -205,7 +207,9 @@ void JobStore::SaveState(const JobState &state)
         {
             const Query update = m_database->Prepared(
                 "UPDATE jobs SET status = ?, priority = ?, tasks_total = ?, tasks_done = ?,"
-                " tasks_failed = ?, next_task = ?, log_base = ?, waiting = ?, first_failures = ?"
+                " tasks_failed = ?, next_task = ?, log_base = ?, waiting = ?, first_failures = ?,"
+                " finished = CASE WHEN ?1 NOT IN (2, 3, 5) THEN 0"
+                " WHEN finished = 0 THEN ? ELSE finished END"
                 " WHERE number = ?");
             update->bind(1, int(state.status));
             update->bind(2, state.priority);
@@ -216,7 +220,8 @@ void JobStore::SaveState(const JobState &state)
             update->bind(7, state.logBase);
             update->bind(8, state.waiting);
             update->bind(9, state.firstFailures);
-            update->bind(10, state.number);
+            update->bind(10, now.First());
+            update->bind(11, state.number);
             update->exec();
         });
 }
@@ -321,6 +326,94 @@ std::optional<JobState> JobStore::FindOlder(std::int64_t number)
             if (!select->executeStep())
                 return std::nullopt;
             return ReadState(*select);
+        });
+}
+
+std::optional<JobState> JobStore::FindFinishedBefore(const ostrel::Time &moment)
+{
+    _CallEntry call("JobStore::FindFinishedBefore", __FILE__, __LINE__);
+
+    assert(m_thread.IsCurrent());
+    return m_database->Guarded(
+        [&]() -> std::optional<JobState>
+        {
+            static const std::string sql = std::string("SELECT ") + k_state_columns +
+                                           " FROM jobs WHERE finished > 0 AND finished < ?"
+                                           " ORDER BY finished LIMIT 1";
+            const Query select = m_database->Prepared(sql.c_str());
+            select->bind(1, moment.First());
+            if (!select->executeStep())
+                return std::nullopt;
+            return ReadState(*select);
+        });
+}
+
+void JobStore::Remove(const JobState &state)
+{
+    _CallEntry call("JobStore::Remove", __FILE__, __LINE__);
+
+    assert(m_thread.IsCurrent());
+    m_tasks->Forget(state);
+    m_database->Guarded(
+        [&]
+        {
+            for (const char *sql :
+                 {"DELETE FROM parameters WHERE job = ?", "DELETE FROM jobs WHERE number = ?"})
+            {
+                const Query remove = m_database->Prepared(sql);
+                remove->bind(1, state.number);
+                remove->exec();
+            }
+            const Query note = m_database->Prepared("INSERT OR IGNORE INTO removed VALUES(?)");
+            note->bind(1, state.id.ToString());
+            note->exec();
+        });
+}
+
+bool JobStore::IsRemoved(const UID &job)
+{
+    _CallEntry call("JobStore::IsRemoved", __FILE__, __LINE__);
+
+    assert(m_thread.IsCurrent());
+    return m_database->Guarded(
+        [&]
+        {
+            const Query select =
+                m_database->Prepared("SELECT EXISTS (SELECT 1 FROM removed WHERE id = ?)");
+            select->bind(1, job.ToString());
+            select->executeStep();
+            return select->getColumn(0).getInt() != 0;
+        });
+}
+
+std::optional<UID> JobStore::FindRemoved(const UID &after)
+{
+    _CallEntry call("JobStore::FindRemoved", __FILE__, __LINE__);
+
+    assert(m_thread.IsCurrent());
+    return m_database->Guarded(
+        [&]() -> std::optional<UID>
+        {
+            const Query select =
+                m_database->Prepared("SELECT id FROM removed WHERE id > ? ORDER BY id LIMIT 1");
+            select->bind(1, after.IsNil() ? std::string() : std::string(after.ToString()));
+            if (!select->executeStep())
+                return std::nullopt;
+            return UID(select->getColumn(0).getString(), true);
+        });
+}
+
+void JobStore::ForgetRemoved(const UID &job)
+{
+    _CallEntry call("JobStore::ForgetRemoved", __FILE__, __LINE__);
+
+    assert(m_thread.IsCurrent());
+    m_database->Guarded(
+        [&]
+        {
+            const Query remove = m_database->Prepared("DELETE FROM removed WHERE id = ?");
+            remove->bind(1, job.ToString());
+            remove->exec();
         });
 }
 

@@ -41,6 +41,8 @@ struct JobState
     String waiting;
     /// How many tasks have failed while none has been done yet; negative once one was.
     int firstFailures = 0;
+    /// `NameSubmission` of the job as it came; empty where an earlier version kept it.
+    String submitted;
 };
 
 /// Number of a task's log file.
@@ -100,7 +102,8 @@ public:
     /// Keeps a new job: its parameters but those that `JobState` holds. Sets `state.number`.
     void Add(const Job &job, JobState &state);
     std::optional<JobState> FindState(const UID &job);
-    void SaveState(const JobState &state);
+    /// Notes, too, when the job got over, and forgets it where it goes on.
+    void SaveState(const JobState &state, const ostrel::Time &now = ostrel::Time::Now());
 
     /// The job as its clients set it: without the parameters that `JobState` holds. Null, with the
     /// reason in `*reason`, for a job that is not there and for one of an unknown type.
@@ -110,6 +113,17 @@ public:
     /// The newest job of a smaller number; `k_BeyondNewest` for the newest of all.
     std::optional<JobState> FindOlder(std::int64_t number);
     static constexpr std::int64_t k_BeyondNewest = std::numeric_limits<std::int64_t>::max();
+
+    /// Of the jobs that got over before a moment, the one that did so first.
+    std::optional<JobState> FindFinishedBefore(const ostrel::Time &moment);
+    /// Removes a job with its parameters and tasks, and notes that what it has on disk besides is
+    /// still to go.
+    void Remove(const JobState &state);
+    bool IsRemoved(const UID &job);
+    /// The removed job whose identifier is the next one; nil for the first.
+    std::optional<UID> FindRemoved(const UID &after);
+    /// Nothing is left of it.
+    void ForgetRemoved(const UID &job);
 
     /// The queued or running job that has a task to start, highest priority first, then oldest.
     /// Those in `passOver` are passed over.

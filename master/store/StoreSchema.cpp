@@ -62,6 +62,18 @@ constexpr const char *k_migrations[] = {
     UPDATE jobs SET first_failures = -1 WHERE tasks_done > 0;
     ALTER TABLE tasks ADD COLUMN reason TEXT NOT NULL DEFAULT '';
     )",
+    // What a job was when it came, and when it was over (0 for not yet). Of those that are over
+    // already it is not known when: they count from here. The logs of jobs that were removed are
+    // still to go.
+    R"(
+    ALTER TABLE jobs ADD COLUMN submitted TEXT NOT NULL DEFAULT '';
+    ALTER TABLE jobs ADD COLUMN finished INTEGER NOT NULL DEFAULT 0;
+    UPDATE jobs SET finished = CAST(strftime('%s', 'now') AS INTEGER) * 1000000000
+        WHERE status IN (2, 3, 5);
+    CREATE INDEX jobs_finished ON jobs(finished) WHERE finished > 0;
+
+    CREATE TABLE removed(id TEXT PRIMARY KEY) WITHOUT ROWID;
+    )",
 };
 
 } // namespace

@@ -1,12 +1,16 @@
 #include "cli/SubmitJob.h"
 
 #include <memory>
+#include <thread>
 
 #include <gtest/gtest.h>
 
+#include "cli/RunCorvan.h"
 #include "corvan/JobFactory.h"
 #include "ostrel/PathMap.h"
 #include "tests/check/SampleJob.h"
+#include "tests/support/FakeMaster.h"
+#include "tests/support/TempFolder.h"
 
 namespace cli
 {
@@ -45,6 +49,100 @@ protected:
         }
     }
 };
+
+// Runs `corvan submit` against what `serve` does with the Masters at the address.
+struct Submitted
+{
+    ExitStatus status;
+    std::string printed;
+    std::string errors;
+};
+
+template <typename Serve> Submitted RunSubmit(Serve serve)
+{
+    const TempFolder folder;
+    const std::string address = "unix:" + (folder / "m.sock").Text();
+    Submitted submitted{};
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    {
+        auto master = std::make_unique<FakeMaster>(address);
+        std::jthread serving([&] { serve(address, master); });
+        submitted.status = RunCorvan({"submit", "Command", "--range", "1", "--paused", "--master",
+                                      address, "--options", (folder / "none.ini").Text()});
+    }
+    submitted.printed = testing::internal::GetCapturedStdout();
+    submitted.errors = testing::internal::GetCapturedStderr();
+    return submitted;
+}
+
+TEST(SubmitAgain, SendsTheSameJobWhereTheConnectionBrokeBeforeTheAnswer)
+{
+    std::string first;
+    std::string second;
+    const Submitted submitted = RunSubmit(
+        [&](const std::string &address, std::unique_ptr<FakeMaster> &master)
+        {
+            first = master->Received(2).back().job().SerializeAsString();
+            master.reset();
+            master = std::make_unique<FakeMaster>(address);
+            const corvan::wire::Envelope again = master->Received(2).back();
+            second = again.job().SerializeAsString();
+            corvan::wire::Envelope answer;
+            answer.set_answers(again.serial());
+            answer.mutable_accepted()->set_job(again.job().id());
+            master->Send(answer);
+        });
+    EXPECT_EQ(submitted.status, k_Done) << submitted.errors;
+    EXPECT_FALSE(first.empty());
+    EXPECT_EQ(first, second);
+    corvan::wire::Job job;
+    ASSERT_TRUE(job.ParseFromString(second));
+    EXPECT_EQ(submitted.printed, job.id() + "\n");
+}
+
+TEST(SubmitAgain, TellsARefusalOfTheSecondTryAsIt)
+{
+    const Submitted submitted = RunSubmit(
+        [&](const std::string &address, std::unique_ptr<FakeMaster> &master)
+        {
+            master->Received(2);
+            master.reset();
+            master = std::make_unique<FakeMaster>(address);
+            const corvan::wire::Envelope again = master->Received(2).back();
+            corvan::wire::Envelope answer;
+            answer.set_answers(again.serial());
+            answer.mutable_refused()->set_reason("no");
+            master->Send(answer);
+        });
+    EXPECT_EQ(submitted.status, k_Refused);
+    EXPECT_NE(submitted.errors.find("the Master refused"), std::string::npos) << submitted.errors;
+}
+
+TEST(SubmitAgain, NamesTheJobWhereItGivesUp)
+{
+    std::string id;
+    const Submitted submitted = RunSubmit(
+        [&](const std::string &address, std::unique_ptr<FakeMaster> &master)
+        {
+            id = master->Received(2).back().job().id();
+            master.reset();
+            master = std::make_unique<FakeMaster>(address, FakeMaster::Greeting::Refusal);
+        });
+    EXPECT_EQ(submitted.status, k_NoMaster);
+    EXPECT_NE(submitted.errors.find("the job is " + id + " if it was kept"), std::string::npos)
+        << submitted.errors;
+    EXPECT_EQ(submitted.printed, "");
+}
+
+TEST_F(SubmitJob, TakesAnIdentifierThatIsOne)
+{
+    const String id = "aaaa1111-0000-4000-8000-000000000001";
+    EXPECT_EQ(MakeJob({.type = "Command", .id = id})->ID().ToString(), id);
+    EXPECT_EQ(Refusal({.type = "Command", .id = "aaaa1111"}, k_WrongUsage),
+              "--id: 'aaaa1111' is no identifier of a job");
+    EXPECT_FALSE(MakeJob({.type = "Command"})->ID().IsNil());
+}
 
 TEST_F(SubmitJob, WritesImageFormatsInTheNotationOfTheFarm)
 {

@@ -100,6 +100,9 @@ TEST_F(MessageFactoryTest, WritesEveryMessageAsItWasRead)
         "job_parameter { job: '" + job + "' name: 'CustomRange' value: '' }",
         "job_parameters { job: '" + job +
             "' parameters { name: 'Range' value: '1-5' } parameters { name: 'Note' } }",
+        "remove_job { job: '" + job + "' }",
+        "remove_job { job: '" + job + "' cancel: true }",
+        "job_removed { job: '" + job + "' }",
         "list_jobs { limit: 4000000000 }",
         "list_jobs { }",
         "list_jobs { limit: 7 before: '" + job + "' }",
@@ -137,6 +140,8 @@ TEST_F(MessageFactoryTest, MakesTheMessageOfEveryTypeAndOfNoOther)
         {JobMsg::s_Type, "Job", Direction::Both},
         {JobParameterMsg::s_Type, "JobParameter", Direction::Both},
         {JobParametersMsg::s_Type, "JobParameters", Direction::ToMaster},
+        {RemoveJobMsg::s_Type, "RemoveJob", Direction::ToMaster},
+        {JobRemovedMsg::s_Type, "JobRemoved", Direction::FromMaster},
         {ListJobsMsg::s_Type, "ListJobs", Direction::ToMaster},
         {JobListMsg::s_Type, "JobList", Direction::FromMaster},
         {GetTasksMsg::s_Type, "GetTasks", Direction::ToMaster},

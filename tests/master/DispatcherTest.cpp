@@ -75,6 +75,14 @@ protected:
         return Handle(1, message);
     }
 
+    Outbox Remove(const UID &job, bool cancel = false)
+    {
+        corvan::RemoveJobMsg message;
+        message.job = job;
+        message.cancel = cancel;
+        return Handle(1, message);
+    }
+
     // A job that was submitted.
     UID NewJob(const TestParameters &parameters)
     {
@@ -179,7 +187,9 @@ TEST_F(DispatcherTest, LogsTheIdentifierAndNameOfANewJob)
     Submit(job);
     EXPECT_EQ(log.Texts(ostrel::k_LogStatus),
               Texts{"new job " + job->ID().ToString() + " \"beauty again\", 3 tasks"});
-    Submit(job);
+    const auto other = MakeTestJob({{"Range", "4"}});
+    other->SetID(job->ID());
+    Submit(other);
     EXPECT_EQ(log.Count(ostrel::k_LogInfo, "refused Job " + job->ID().ToString()), 1);
 }
 
@@ -242,6 +252,92 @@ TEST_F(DispatcherTest, RefusesANewJobThatCannotBeKept)
     }
     EXPECT_FALSE(m_store.FindOlder(State(there->ID()).number));
     EXPECT_EQ(m_store.FindOlder(master::JobStore::k_BeyondNewest)->id, there->ID());
+}
+
+TEST_F(DispatcherTest, TakesAJobThatIsSentAgainForTheSameJob)
+{
+    const auto job = MakeTestJob({{"Range", "1-3"}, {"Name", "a"}, {"Priority", "70"}});
+    Submit(job);
+    Set(job->ID(), "Range", "1-5");
+    Set(job->ID(), "Status", "4");
+
+    const Outbox outbox = Submit(job);
+    ASSERT_TRUE(AnswerOf<AcceptedMsg>(outbox));
+    EXPECT_EQ(AnswerOf<AcceptedMsg>(outbox)->job, job->ID());
+    EXPECT_EQ(outbox.Messages().size(), 1u) << "nothing is new";
+    EXPECT_EQ(State(job->ID()).tasksTotal, 5u) << "what became of it stays";
+    EXPECT_EQ(State(job->ID()).status, JobStatus::Paused);
+    EXPECT_FALSE(m_store.FindOlder(State(job->ID()).number));
+
+    const auto turned = corvan::JobFactory::s_JobFactory.CreateJob(k_ShellType);
+    turned->SetID(job->ID());
+    for (const char *name : {"Priority", "Name", "Range", "Script"})
+        turned->SetParameter(name, job->ParameterText(name, false));
+    turned->SetParameter("TasksDone", "7");
+    EXPECT_TRUE(AnswerOf<AcceptedMsg>(Submit(turned)))
+        << "neither order nor the Master's own count";
+}
+
+TEST_F(DispatcherTest, RefusesAnotherJobOfAnIdentifierThatOneHas)
+{
+    const auto job = MakeTestJob({{"Range", "1-3"}, {"Name", "ab"}, {"Note", "c"}});
+    Submit(job);
+    const TestParameters others[] = {
+        {{"Range", "1-3"}, {"Name", "ab"}},
+        {{"Range", "1-3"}, {"Name", "ab"}, {"Note", "d"}},
+        {{"Range", "1-3"}, {"Name", "a"}, {"Note", "bc"}},
+        {{"Range", "1-3"}, {"Name", "ab"}, {"Note", "c"}, {"Extra", ""}},
+        {{"Range", "1-3"}, {"Name", "ab"}, {"Note", "c"}, {"Status", "4"}},
+    };
+    for (const TestParameters &parameters : others)
+    {
+        const auto other = MakeTestJob(parameters);
+        other->SetID(job->ID());
+        EXPECT_NE(ReasonOf(Submit(other)).find("exists already, and it is another one"),
+                  std::string::npos);
+    }
+    const auto otherType =
+        MakeTestJob({{"Range", "1-3"}, {"Name", "ab"}, {"Note", "c"}}, k_OnceType);
+    otherType->SetID(job->ID());
+    EXPECT_NE(ReasonOf(Submit(otherType)).find("another one"), std::string::npos);
+}
+
+TEST_F(DispatcherTest, RemovesAJobThatIsOverAndTellsItsFollowers)
+{
+    const UID job = NewJob({{"Range", "1-3"}});
+    StartTasks(job);
+    EXPECT_NE(ReasonOf(Remove(job)).find("the job is Running"), std::string::npos);
+    Set(job, "Status", "5");
+
+    const Outbox outbox = Remove(job);
+    EXPECT_TRUE(AnswerOf<AcceptedMsg>(outbox));
+    ASSERT_EQ(outbox.Messages().size(), 2u);
+    EXPECT_EQ(outbox.Messages()[1].followersOf, job);
+    EXPECT_EQ(dynamic_cast<corvan::JobRemovedMsg &>(*outbox.Messages()[1].message).job, job);
+    EXPECT_FALSE(m_store.FindState(job));
+    EXPECT_FALSE(m_store.FindOlder(master::JobStore::k_BeyondNewest));
+    EXPECT_NE(ReasonOf(Remove(job)).find("there is no such job"), std::string::npos);
+    EXPECT_NE(ReasonOf(Set(job, "Name", "x")).find("there is no such job"), std::string::npos);
+}
+
+TEST_F(DispatcherTest, RemovesAJobThatIsNotOverWhereThatIsAskedFor)
+{
+    const UID job = NewJob({{"Range", "1-3"}});
+    StartTasks(job);
+    const Outbox outbox = Remove(job, true);
+    EXPECT_TRUE(AnswerOf<AcceptedMsg>(outbox));
+    EXPECT_EQ(outbox.EndedRuns(), (Runs{{job, {}}}));
+    EXPECT_FALSE(m_store.FindState(job));
+}
+
+TEST_F(DispatcherTest, MakesNoNewJobOfTheIdentifierOfOneThatIsStillBeingRemoved)
+{
+    const auto job = MakeTestJob({{"Range", "1"}});
+    Submit(job);
+    Remove(job->ID(), true);
+    EXPECT_NE(ReasonOf(Submit(job)).find("was just removed"), std::string::npos);
+    InTurn([&](Outbox &) { m_store.ForgetRemoved(job->ID()); });
+    EXPECT_TRUE(AnswerOf<AcceptedMsg>(Submit(job)));
 }
 
 TEST_F(DispatcherTest, AnswersOneMessageForEachJobAskedFor)

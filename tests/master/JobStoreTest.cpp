@@ -120,6 +120,55 @@ TEST_F(JobStoreTest, KeepsJobsAndItsIdentityWhenItIsClosed)
     EXPECT_EQ(state->status, JobStatus::Queued);
 }
 
+TEST_F(JobStoreTest, KnowsWhenAJobGotOver)
+{
+    JobState job = AddNew();
+    const auto save = [&](JobStatus status, std::int64_t moment)
+    {
+        job.status = status;
+        InTurn([&] { m_store->SaveState(job, ostrel::Time(moment)); });
+    };
+    const auto isOverBefore = [&](std::int64_t moment)
+    { return m_store->FindFinishedBefore(ostrel::Time(moment)).has_value(); };
+
+    save(JobStatus::Running, 100);
+    EXPECT_FALSE(isOverBefore(1000));
+    save(JobStatus::Failed, 200);
+    save(JobStatus::Failed, 300);
+    EXPECT_TRUE(isOverBefore(201)) << "what changes later does not make it younger";
+    EXPECT_FALSE(isOverBefore(200));
+    save(JobStatus::Queued, 400);
+    EXPECT_FALSE(isOverBefore(1000));
+    save(JobStatus::Done, 500);
+    EXPECT_TRUE(isOverBefore(501));
+    EXPECT_FALSE(isOverBefore(500));
+}
+
+TEST_F(JobStoreTest, HasNothingLeftOfARemovedJobButItsName)
+{
+    const JobState one = AddNew();
+    const JobState other = AddNew();
+    InTurn(
+        [&]
+        {
+            m_store->Tasks().Save(one, {.index = 1});
+            m_store->Tasks().Save(other, {.index = 2});
+            m_store->Remove(one);
+        });
+    Reopen();
+    String reason;
+    EXPECT_FALSE(m_store->FindState(one.id));
+    EXPECT_FALSE(m_store->Load(one.id, &reason));
+    EXPECT_TRUE(m_store->Tasks().List(one).empty());
+    EXPECT_TRUE(m_store->IsRemoved(one.id));
+    EXPECT_EQ(m_store->FindRemoved(UID()), one.id);
+    EXPECT_FALSE(m_store->FindRemoved(one.id));
+    EXPECT_EQ(m_store->Tasks().List(other).size(), 1u);
+    EXPECT_FALSE(m_store->IsRemoved(other.id));
+    InTurn([&] { m_store->ForgetRemoved(one.id); });
+    EXPECT_FALSE(m_store->IsRemoved(one.id));
+}
+
 TEST_F(JobStoreTest, DoesNotKnowAJobThatNobodyAdded)
 {
     String reason;

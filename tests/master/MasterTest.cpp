@@ -151,6 +151,33 @@ TEST_F(MasterTest, EndsTheDetachedProcessesOfACancelledJob)
     EXPECT_FALSE(std::filesystem::exists(entry)) << entry;
 }
 
+TEST_F(MasterTest, RemovesAJobThatRunsOnceItsCommandHasEnded)
+{
+    Start();
+    const auto client = Connect(), watcher = Connect();
+    const std::string job =
+        Submit(*client, {{"Range", "1"}, {"Script", "echo there > file; " + WaitsFor("go")}});
+    ASSERT_TRUE(watcher->Ask(FollowEnvelope(job))->has_accepted());
+    ASSERT_TRUE(client->ReceiveUntil(IsNews("Status", "1")));
+
+    wire::Envelope remove;
+    remove.mutable_remove_job()->set_job(job);
+    EXPECT_TRUE(client->Ask(remove)->has_refused());
+    remove.mutable_remove_job()->set_cancel(true);
+    EXPECT_TRUE(client->Ask(remove)->has_accepted());
+    const auto isRemoval = [&](const wire::Envelope &news)
+    { return news.has_job_removed() && news.job_removed().job() == job; };
+    EXPECT_TRUE(client->ReceiveUntil(isRemoval));
+    EXPECT_TRUE(watcher->ReceiveUntil(isRemoval));
+    EXPECT_EQ(Status(*client, job), "(no job)");
+
+    const auto folder = (m_settings.data / "tasks" / job).Text();
+    const auto end = std::chrono::steady_clock::now() + 30s;
+    while (std::filesystem::exists(folder.c_str()) && std::chrono::steady_clock::now() < end)
+        EXPECT_TRUE(client->Ask(GetJobEnvelope(job))->has_refused());
+    EXPECT_FALSE(std::filesystem::exists(folder.c_str()));
+}
+
 TEST_F(MasterTest, TellsEveryFollowerTheSenderIncluded)
 {
     Start();

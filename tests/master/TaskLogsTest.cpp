@@ -49,6 +49,25 @@ TEST(TaskLogs, OfEarlierVersionsAreThoseOfTheLastTry)
     EXPECT_EQ(logs.ReadTail(job, 3, 4, true), "fourth\n");
 }
 
+TEST(TaskLogs, AreRemovedALittleAtATime)
+{
+    const TempFolder folder;
+    const TaskLogs logs(folder / "tasks");
+    const UID job(true);
+    String reason;
+    EXPECT_EQ(logs.RemoveSome(job, 10, &reason), TaskLogs::Rest::Nothing);
+    for (int file = 0; file < 25; ++file)
+        folder.MakeFile("tasks/" + job.ToString() + "/deep/" + std::to_string(file));
+    folder.MakeFile("kept");
+    std::filesystem::create_directory_symlink(folder.Folder().Text().c_str(),
+                                              (logs.FolderOf(job) / "link").Text().c_str());
+    int rounds = 1;
+    while (logs.RemoveSome(job, 10, &reason) == TaskLogs::Rest::Something && rounds < 100)
+        ++rounds;
+    EXPECT_EQ(rounds, 3) << "25 files, a link and 2 folders";
+    EXPECT_EQ(folder.Listing(), "kept\ntasks\n");
+}
+
 TEST(TaskLogs, GiveTheLastMebibyteCutAtALine)
 {
     const TempFolder folder;

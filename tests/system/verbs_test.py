@@ -75,6 +75,14 @@ class Submit(FarmTest):
             job = self.submit("exit", "--paused", "--range", "1", "--format", pattern)
             self.assertEqual(self.show(job)["name"], name)
 
+    def test_sent_again_with_its_identifier_is_the_same_job(self):
+        job = "aaaa1111-0000-4000-8000-000000000001"
+        for _ in range(2):
+            self.assertEqual(self.submit("exit", "--paused", "--range", "1", "--id", job), job)
+        self.assertEqual(len(json.loads(self.corvan("list", "--json"))), 1)
+        other = ("submit", "Command", "--range", "2", "--id", job, "--set", "Program=true")
+        self.assertIn("it is another one", self.run_corvan(*other, status=1).stderr)
+
     def submit_into(self, output, **more):
         """What is told of a job whose identifier cannot be printed."""
         done = subprocess.run(
@@ -518,6 +526,17 @@ class Usage(FarmTest):
         for arguments, text in cases:
             with self.subTest(arguments):
                 self.assertIn(f"corvan: {text}", self.run_corvan(*arguments, status=2).stderr)
+
+    def test_removed_jobs_are_gone_and_whoever_waits_is_told(self):
+        job = self.submit("sleep 100", "--range", "1", "--name", "long")
+        waiting = self.start_corvan("wait", job)
+        self.assertIn("--cancel ends and removes it", self.run_corvan("remove", job, status=1).stderr)
+        self.corvan("remove", "long", "--cancel")
+        self.assertIn("the job was removed", waiting.communicate(timeout=PATIENCE)[1])
+        self.assertEqual(waiting.returncode, 1)
+        self.assertEqual(self.corvan("list", "--json"), "[]\n")
+        tasks = self.folder / "store" / "tasks"
+        wait_until(lambda: not list(tasks.iterdir()))
 
     def test_options_files_that_are_not_there_are_named(self):
         done = self.run_corvan("list", "--options", "/no/such.ini")

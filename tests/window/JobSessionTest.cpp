@@ -299,6 +299,25 @@ TEST_F(JobSession, WhyTheMasterTurnsTheProgramAwayStandsInTheWindowUntilItConnec
     EXPECT_TRUE(List().IsShownOnScreen());
 }
 
+TEST_F(JobSession, AJobThatIsRemovedIsSaidSoAndItsFilesStayWatched)
+{
+    MakeFrames(1, 5, 1000);
+    Start();
+    ConnectWithJob({});
+    PumpPass();
+    const auto other = boost::make_shared<JobRemovedMsg>();
+    other->job = UID(true);
+    JobRemovedMsg::s_Signal(other);
+    EXPECT_EQ(Window().Notice(), "");
+
+    const auto message = boost::make_shared<JobRemovedMsg>();
+    message->job = UID(s_jobId, true);
+    JobRemovedMsg::s_Signal(message);
+    EXPECT_EQ(Window().Notice(),
+              "The job was removed from the Master. Its files are still watched.");
+    EXPECT_EQ(StatusTexts(), "5 Files | 0 Missing | 0 Too Small");
+}
+
 TEST_F(JobSession, WhatTheMasterRefusesStandsInTheWindowUntilTheConnectionIsLost)
 {
     Start();

@@ -1,0 +1,145 @@
+#include "master/Retention.h"
+
+#include "ostrel/Attempt.h"
+#include "ostrel/CallEntry.h"
+#include "ostrel/Log.h"
+
+namespace master
+{
+
+using ostrel::_CallEntry;
+using Milliseconds = std::chrono::milliseconds;
+
+namespace
+{
+
+// Between two looks at what has become old, and before what failed is tried again.
+constexpr std::chrono::minutes k_period{10};
+// Clients wait no longer than a piece of this work takes.
+constexpr Milliseconds k_breath{20};
+constexpr unsigned k_most_tasks = 20'000;
+constexpr int k_most_files = 200;
+
+constexpr std::int64_t k_day_ns = 24LL * 60 * 60 * 1'000'000'000;
+
+} // namespace
+
+Retention::Retention(boost::asio::io_context &loop, const Farm &farm, unsigned keepDays,
+                     CarryOut carryOut)
+    : m_timer(loop), m_farm(farm), m_keepDays(keepDays), m_carryOut(std::move(carryOut))
+{
+    _CallEntry call("Retention::Retention", __FILE__, __LINE__);
+
+    m_isAwake = true;
+    RunAfter(Milliseconds(0));
+}
+
+void Retention::Wake()
+{
+    _CallEntry call("Retention::Wake", __FILE__, __LINE__);
+
+    if (m_isAwake || m_isStopped)
+        return;
+    bool isSomethingLeft = false;
+    if (const auto reason =
+            ostrel::Attempt([&] { isSomethingLeft = m_farm.store.FindRemoved(UID()).has_value(); }))
+        ostrel::LogError(*reason);
+    if (!isSomethingLeft)
+        return;
+    m_isAwake = true;
+    RunAfter(k_breath);
+}
+
+void Retention::Stop()
+{
+    _CallEntry call("Retention::Stop", __FILE__, __LINE__);
+
+    m_isStopped = true;
+    m_timer.cancel();
+}
+
+void Retention::RunAfter(Milliseconds pause)
+{
+    _CallEntry call("Retention::RunAfter", __FILE__, __LINE__);
+
+    m_timer.expires_after(pause);
+    m_timer.async_wait(
+        [this](const boost::system::error_code &error)
+        {
+            if (!error && !m_isStopped)
+                Run();
+        });
+}
+
+void Retention::Run()
+{
+    _CallEntry call("Retention::Run", __FILE__, __LINE__);
+
+    bool hasMore = false;
+    const auto reason = ostrel::Attempt(
+        [&]
+        {
+            const Progress jobs = RemoveOldJobs();
+            const Progress leftovers = RemoveLeftovers();
+            hasMore = jobs == Progress::More || leftovers == Progress::More;
+        });
+    if (reason)
+    {
+        ostrel::LogError(*reason);
+        m_farm.cache.Clear();
+    }
+    m_isAwake = hasMore;
+    RunAfter(hasMore ? k_breath : std::chrono::duration_cast<Milliseconds>(k_period));
+}
+
+Retention::Progress Retention::RemoveOldJobs()
+{
+    _CallEntry call("Retention::RemoveOldJobs", __FILE__, __LINE__);
+
+    if (m_keepDays == 0)
+        return Progress::Done;
+    const ostrel::Time old(ostrel::Time::Now().First() - k_day_ns * m_keepDays);
+    if (!m_farm.store.FindFinishedBefore(old))
+        return Progress::Done;
+
+    Outbox outbox;
+    JobStore::Turn turn(m_farm.store);
+    unsigned tasks = 0;
+    std::optional<JobState> state;
+    for (; tasks < k_most_tasks && (state = m_farm.store.FindFinishedBefore(old));
+         tasks += 1 + state->tasksTotal)
+        m_farm.dispatcher.TakeAway(*state, outbox);
+    turn.Commit();
+    m_carryOut(outbox);
+    return state ? Progress::More : Progress::Done;
+}
+
+Retention::Progress Retention::RemoveLeftovers()
+{
+    _CallEntry call("Retention::RemoveLeftovers", __FILE__, __LINE__);
+
+    for (std::optional<UID> job = m_farm.store.FindRemoved(UID()); job;
+         job = m_farm.store.FindRemoved(*job))
+        // Wakes it again when they have ended.
+        if (!m_farm.scheduler.HasRunsOf(*job))
+            return RemoveLeftoversOf(*job);
+    return Progress::Done;
+}
+
+Retention::Progress Retention::RemoveLeftoversOf(const UID &job)
+{
+    _CallEntry call("Retention::RemoveLeftoversOf", __FILE__, __LINE__);
+
+    String reason;
+    const TaskLogs::Rest rest = m_farm.logs.RemoveSome(job, k_most_files, &reason);
+    if (rest == TaskLogs::Rest::Something)
+        return Progress::More;
+    if (rest == TaskLogs::Rest::Stuck)
+        ostrel::LogWarning(reason + "; it stays");
+    JobStore::Turn turn(m_farm.store);
+    m_farm.store.ForgetRemoved(job);
+    turn.Commit();
+    return Progress::More;
+}
+
+} // namespace master

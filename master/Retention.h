@@ -1,0 +1,64 @@
+#pragma once
+
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <chrono>
+#include <functional>
+
+#include "master/Dispatcher.h"
+#include "master/Outbox.h"
+#include "master/Scheduler.h"
+
+namespace master
+{
+
+/// Removes jobs that were over long enough, and what removed jobs have left on disk: a little at a
+/// time, in turns of its own between those of the clients. The folder of a job stays until its last
+/// command is gone. What a crash leaves undone is done after the next start. Loop thread.
+class Retention
+{
+public:
+    /// What it works on; all outlive it.
+    struct Farm
+    {
+        JobStore &store;
+        JobCache &cache;
+        Dispatcher &dispatcher;
+        const Scheduler &scheduler;
+        const TaskLogs &logs;
+    };
+
+    /// Sends what a turn of its own has come to, once that is on disk.
+    using CarryOut = std::function<void(const Outbox &)>;
+
+    /// `keepDays`: days that a job is kept once it is over; 0 keeps it. Begins at once.
+    Retention(boost::asio::io_context &loop, const Farm &farm, unsigned keepDays,
+              CarryOut carryOut);
+
+    /// Jobs may have been removed, or commands of removed jobs have ended.
+    void Wake();
+    /// It rests from now on.
+    void Stop();
+
+private:
+    enum class Progress
+    {
+        Done,
+        More,
+    };
+
+    void RunAfter(std::chrono::milliseconds pause);
+    void Run();
+    Progress RemoveOldJobs();
+    Progress RemoveLeftovers();
+    Progress RemoveLeftoversOf(const UID &job);
+
+    boost::asio::steady_timer m_timer;
+    Farm m_farm;
+    unsigned m_keepDays;
+    CarryOut m_carryOut;
+    bool m_isAwake = false; // It runs again before long.
+    bool m_isStopped = false;
+};
+
+} // namespace master

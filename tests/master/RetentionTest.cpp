@@ -1,0 +1,141 @@
+#include "master/Retention.h"
+
+#include <filesystem>
+
+#include "tests/master/StoreFixture.h"
+#include "tests/support/FakeClock.h"
+#include "tests/support/FakeRunner.h"
+#include "tests/support/LogCapture.h"
+
+namespace master
+{
+namespace
+{
+
+constexpr std::int64_t k_day = 24LL * 60 * 60 * 1'000'000'000;
+
+class RetentionTest : public StoreFixture, private RunListener
+{
+protected:
+    // A job that got over so many days ago, with a log.
+    UID AddOver(double daysAgo, JobStatus status = JobStatus::Done)
+    {
+        JobState state = Add(*MakeTestJob({{"Range", "1-3"}}));
+        state.status = status;
+        InTurn(
+            [&](Outbox &)
+            {
+                m_store.Tasks().Save(state, {.index = 0, .status = JobStatus::Done, .tries = 1});
+                m_store.SaveState(state, ostrel::Time(ostrel::Time::Now().First() -
+                                                      std::int64_t(daysAgo * double(k_day))));
+            });
+        m_folder.MakeFile("tasks/" + state.id.ToString() + "/0.log", "printed");
+        return state.id;
+    }
+
+    void Begin(unsigned keepDays)
+    {
+        m_retention.emplace(
+            m_loop, Retention::Farm{m_store, m_cache, m_dispatcher, m_scheduler, m_logs}, keepDays,
+            [this](const Outbox &outbox)
+            {
+                for (const Outgoing &message : outbox.Messages())
+                    m_told.push_back(message.followersOf);
+            });
+    }
+
+    // Until nothing is left to be removed; false when that does not come.
+    bool RunUntilTidy()
+    {
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+        while (std::chrono::steady_clock::now() < end)
+        {
+            m_loop.run_one_for(std::chrono::seconds(1));
+            if (!m_store.FindRemoved(UID()))
+                return true;
+        }
+        return false;
+    }
+
+    bool HasFolder(const UID &job) const
+    {
+        return std::filesystem::exists((m_folder / "tasks" / job.ToString()).Text().c_str());
+    }
+
+    void OnStarted(int /*run*/) override {}
+    void OnEnded(int /*run*/, const RunEnd & /*end*/) override {}
+
+    Followers m_followers;
+    Dispatcher m_dispatcher{m_store, m_cache, m_followers, m_logs};
+    FakeRunner m_runner;
+    FakeClock m_clock;
+    Scheduler m_scheduler{m_store, m_cache, m_logs, m_runner, m_clock};
+    boost::asio::io_context m_loop;
+    std::vector<UID> m_told;
+    std::optional<Retention> m_retention;
+};
+
+TEST_F(RetentionTest, RemovesJobsThatWereOverLongEnoughWithAllTheyHave)
+{
+    const UID old = AddOver(3.5), oldFailure = AddOver(9, JobStatus::Failed);
+    const UID young = AddOver(2.5), cancelled = AddOver(3.1, JobStatus::Cancelled);
+    const UID open = AddOver(50, JobStatus::Running), paused = AddOver(50, JobStatus::Paused);
+    Begin(3);
+    ASSERT_TRUE(RunUntilTidy());
+    for (const UID &gone : {old, oldFailure, cancelled})
+    {
+        EXPECT_FALSE(m_store.FindState(gone));
+        EXPECT_FALSE(HasFolder(gone));
+    }
+    for (const UID &kept : {young, open, paused})
+    {
+        EXPECT_TRUE(m_store.FindState(kept));
+        EXPECT_TRUE(HasFolder(kept));
+    }
+    EXPECT_EQ(m_told, (std::vector<UID>{oldFailure, old, cancelled})) << "the oldest first";
+}
+
+TEST_F(RetentionTest, KeepsAllWhereItIsNotToldHowLong)
+{
+    const UID old = AddOver(5000);
+    Begin(0);
+    m_loop.run_one_for(std::chrono::seconds(1));
+    EXPECT_TRUE(m_store.FindState(old));
+    EXPECT_TRUE(HasFolder(old));
+}
+
+TEST_F(RetentionTest, FinishesWhatACrashLeftOfARemovedJob)
+{
+    const UID job = AddOver(0);
+    InTurn([&](Outbox &) { m_store.Remove(State(job)); });
+    for (int file = 0; file < 500; ++file)
+        m_folder.MakeFile("tasks/" + job.ToString() + "/deep/er/" + std::to_string(file));
+    Begin(0);
+    ASSERT_TRUE(RunUntilTidy());
+    EXPECT_FALSE(HasFolder(job));
+}
+
+TEST_F(RetentionTest, LeavesTheFolderOfACommandThatStillRuns)
+{
+    const JobState job = Add(*MakeTestJob({{"Range", "1"}}));
+    std::vector<Scheduler::Planned> planned;
+    InTurn([&](Outbox &news) { planned = m_scheduler.Plan(news); });
+    std::vector<RunResult> failed;
+    m_scheduler.Start(planned, *this, failed);
+    ASSERT_TRUE(HasFolder(job.id));
+    const Outbox outbox = InTurn([&](Outbox &news) { m_dispatcher.TakeAway(State(job.id), news); });
+    m_scheduler.EndRuns(outbox.EndedRuns().front());
+
+    Begin(0);
+    m_loop.run_one_for(std::chrono::seconds(1));
+    EXPECT_TRUE(HasFolder(job.id));
+    EXPECT_TRUE(m_store.FindRemoved(UID()));
+
+    m_scheduler.Forget(m_runner.started.front().run);
+    m_retention->Wake();
+    ASSERT_TRUE(RunUntilTidy());
+    EXPECT_FALSE(HasFolder(job.id));
+}
+
+} // namespace
+} // namespace master
