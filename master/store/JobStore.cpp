@@ -202,6 +202,8 @@ void JobStore::SaveState(const JobState &state, const ostrel::Time &now)
     _CallEntry call("JobStore::SaveState", __FILE__, __LINE__);
 
     assert(m_thread.IsCurrent());
+    if (corvan::IsOver(state.status))
+        m_tasks->Pack(state);
     m_database->Guarded(
         [&]
         {

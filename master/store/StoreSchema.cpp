@@ -64,7 +64,8 @@ constexpr const char *k_migrations[] = {
     )",
     // What a job was when it came, and when it was over (0 for not yet). Of those that are over
     // already it is not known when: they count from here. The logs of jobs that were removed are
-    // still to go.
+    // still to go. Of a job that is over, tasks next to each other of which the same is known are
+    // one row.
     R"(
     ALTER TABLE jobs ADD COLUMN submitted TEXT NOT NULL DEFAULT '';
     ALTER TABLE jobs ADD COLUMN finished INTEGER NOT NULL DEFAULT 0;
@@ -73,6 +74,23 @@ constexpr const char *k_migrations[] = {
     CREATE INDEX jobs_finished ON jobs(finished) WHERE finished > 0;
 
     CREATE TABLE removed(id TEXT PRIMARY KEY) WITHOUT ROWID;
+
+    ALTER TABLE tasks ADD COLUMN count INTEGER NOT NULL DEFAULT 1;
+
+    CREATE TEMP TABLE packed AS
+    SELECT job, min(task) AS task, status, tries, failures, exit_code, reason, count(*) AS count
+    FROM (
+        SELECT *, task - row_number() OVER
+            (PARTITION BY job, status, tries, failures, exit_code, reason ORDER BY task) AS run
+        FROM tasks WHERE status IN (2, 3, 5) AND log < 0
+            AND job IN (SELECT number FROM jobs WHERE status IN (2, 3, 5)))
+    GROUP BY job, status, tries, failures, exit_code, reason, run;
+    DELETE FROM tasks WHERE status IN (2, 3, 5) AND log < 0
+        AND job IN (SELECT number FROM jobs WHERE status IN (2, 3, 5));
+    INSERT INTO tasks(job, task, status, tries, failures, exit_code, reason, count)
+        SELECT job, task, status, tries, failures, exit_code, reason, count FROM packed
+        ORDER BY job, task;
+    DROP TABLE packed;
     )",
 };
 

@@ -14,16 +14,38 @@ using ostrel::_CallEntry;
 namespace
 {
 
-TaskState ReadTask(SQLite::Statement &row)
+// Of a job that is over, tasks next to each other share a record where the same is known of them:
+// it is that of the first.
+struct Record
 {
-    TaskState task;
+    TaskState first;
+    unsigned count = 1;
+
+    unsigned End() const
+    {
+        return first.index + count;
+    }
+};
+
+Record ReadRecord(SQLite::Statement &row)
+{
+    Record record;
+    TaskState &task = record.first;
     task.index = row.getColumn(0).getUInt();
     task.status = JobStatus(row.getColumn(1).getInt());
     task.tries = row.getColumn(2).getUInt();
     task.failures = row.getColumn(3).getUInt();
     task.exitCode = row.getColumn(4).getInt();
     task.log = row.getColumn(5).getInt64();
-    task.reason = row.getColumn(6).getString();
+    task.reason = row.getColumn(7).getString();
+    record.count = row.getColumn(6).getUInt();
+    return record;
+}
+
+TaskState TaskOf(const Record &record, unsigned index)
+{
+    TaskState task = record.first;
+    task.index = index;
     return task;
 }
 
@@ -35,6 +57,64 @@ bool IsLike(const TaskState &task, const TaskState &first, unsigned distance)
     if (expected.log >= 0)
         expected.log += distance;
     return task == expected;
+}
+
+// What runs or waits is looked for by its status, each task by itself.
+bool MayShare(const TaskState &task)
+{
+    return corvan::IsOver(task.status) && task.log < 0;
+}
+
+bool Share(Record &record, const Record &next)
+{
+    if (!MayShare(record.first) || next.first.index != record.End() ||
+        TaskOf(next, record.first.index) != record.first)
+        return false;
+    record.count += next.count;
+    return true;
+}
+
+std::optional<Record> FindRecord(StoreDatabase &database, const JobState &state, unsigned index)
+{
+    const Query select = database.Prepared(
+        "SELECT task, status, tries, failures, exit_code, log, count, reason FROM tasks"
+        " WHERE job = ? AND task <= ? ORDER BY task DESC LIMIT 1");
+    select->bind(1, state.number);
+    select->bind(2, index);
+    if (!select->executeStep())
+        return std::nullopt;
+    const Record record = ReadRecord(*select);
+    return index < record.End() ? std::optional(record) : std::nullopt;
+}
+
+std::vector<Record> ListRecords(StoreDatabase &database, const JobState &state)
+{
+    std::vector<Record> records;
+    const Query select = database.Prepared(
+        "SELECT task, status, tries, failures, exit_code, log, count, reason FROM tasks"
+        " WHERE job = ? ORDER BY task");
+    select->bind(1, state.number);
+    while (select->executeStep())
+        records.push_back(ReadRecord(*select));
+    return records;
+}
+
+void PutRecord(StoreDatabase &database, const JobState &state, const Record &record)
+{
+    const Query put = database.Prepared(
+        "INSERT OR REPLACE INTO tasks(job, task, status, tries, failures, exit_code, log, count,"
+        " reason) VALUES(?,?,?,?,?,?,?,?,?)");
+    const TaskState &task = record.first;
+    put->bind(1, state.number);
+    put->bind(2, task.index);
+    put->bind(3, int(task.status));
+    put->bind(4, task.tries);
+    put->bind(5, task.failures);
+    put->bind(6, task.exitCode);
+    put->bind(7, task.log);
+    put->bind(8, record.count);
+    put->bind(9, task.reason);
+    put->exec();
 }
 
 } // namespace
@@ -54,12 +134,12 @@ std::optional<TaskState> TaskStore::FindNext(const JobState &state,
         [&]() -> std::optional<TaskState>
         {
             const Query select = m_database.Prepared(
-                "SELECT task, status, tries, failures, exit_code, log, reason FROM tasks"
+                "SELECT task, status, tries, failures, exit_code, log, count, reason FROM tasks"
                 " WHERE job = ? AND status = 0 ORDER BY task");
             select->bind(1, state.number);
             while (select->executeStep())
                 if (!passOver.contains(select->getColumn(0).getUInt()))
-                    return ReadTask(*select);
+                    return ReadRecord(*select).first;
             if (state.nextTask < state.tasksTotal)
                 return TaskState{.index = state.nextTask};
             return std::nullopt;
@@ -74,14 +154,8 @@ std::optional<TaskState> TaskStore::Find(const JobState &state, unsigned index)
     return m_database.Guarded(
         [&]() -> std::optional<TaskState>
         {
-            const Query select = m_database.Prepared(
-                "SELECT task, status, tries, failures, exit_code, log, reason FROM tasks"
-                " WHERE job = ? AND task = ?");
-            select->bind(1, state.number);
-            select->bind(2, index);
-            if (!select->executeStep())
-                return std::nullopt;
-            return ReadTask(*select);
+            const std::optional<Record> record = FindRecord(m_database, state, index);
+            return record ? std::optional(TaskOf(*record, index)) : std::nullopt;
         });
 }
 
@@ -94,12 +168,9 @@ std::vector<TaskState> TaskStore::List(const JobState &state)
         [&]
         {
             std::vector<TaskState> tasks;
-            const Query select = m_database.Prepared(
-                "SELECT task, status, tries, failures, exit_code, log, reason FROM tasks"
-                " WHERE job = ? ORDER BY task");
-            select->bind(1, state.number);
-            while (select->executeStep())
-                tasks.push_back(ReadTask(*select));
+            for (const Record &record : ListRecords(m_database, state))
+                for (unsigned index = record.first.index; index < record.End(); ++index)
+                    tasks.push_back(TaskOf(record, index));
             return tasks;
         });
 }
@@ -128,13 +199,15 @@ unsigned TaskStore::FindUntouched(const JobState &state, unsigned from)
     return m_database.Guarded(
         [&]
         {
-            const Query select = m_database.Prepared(
-                "SELECT task FROM tasks WHERE job = ? AND task >= ? ORDER BY task");
-            select->bind(1, state.number);
-            select->bind(2, from);
             unsigned untouched = from;
+            if (const auto record = FindRecord(m_database, state, from))
+                untouched = record->End();
+            const Query select = m_database.Prepared(
+                "SELECT task, count FROM tasks WHERE job = ? AND task >= ? ORDER BY task");
+            select->bind(1, state.number);
+            select->bind(2, untouched);
             while (select->executeStep() && select->getColumn(0).getUInt() == untouched)
-                ++untouched;
+                untouched += select->getColumn(1).getUInt();
             return untouched;
         });
 }
@@ -147,18 +220,46 @@ void TaskStore::Save(const JobState &state, const TaskState &task)
     m_database.Guarded(
         [&]
         {
-            const Query put = m_database.Prepared(
-                "INSERT OR REPLACE INTO tasks(job, task, status, tries, failures, exit_code, log,"
-                " reason) VALUES(?,?,?,?,?,?,?,?)");
-            put->bind(1, state.number);
-            put->bind(2, task.index);
-            put->bind(3, int(task.status));
-            put->bind(4, task.tries);
-            put->bind(5, task.failures);
-            put->bind(6, task.exitCode);
-            put->bind(7, task.log);
-            put->bind(8, task.reason);
-            put->exec();
+            if (const auto shared = FindRecord(m_database, state, task.index);
+                shared && shared->count > 1)
+                SaveRun(state, shared->first, shared->count);
+            PutRecord(m_database, state, {task});
+        });
+}
+
+void TaskStore::Pack(const JobState &state)
+{
+    _CallEntry call("TaskStore::Pack", __FILE__, __LINE__);
+
+    assert(m_thread.IsCurrent());
+    m_database.Guarded(
+        [&]
+        {
+            const std::vector<Record> records = ListRecords(m_database, state);
+            std::vector<Record> packed;
+            for (const Record &record : records)
+                if (packed.empty() || !Share(packed.back(), record))
+                    packed.push_back(record);
+            if (packed.size() == records.size())
+                return;
+            Forget(state);
+            for (const Record &record : packed)
+                PutRecord(m_database, state, record);
+        });
+}
+
+// Each task has a record of its own again.
+void TaskStore::Unpack(const JobState &state)
+{
+    _CallEntry call("TaskStore::Unpack", __FILE__, __LINE__);
+
+    assert(m_thread.IsCurrent());
+    m_database.Guarded(
+        [&]
+        {
+            for (const Record &record : ListRecords(m_database, state))
+                if (record.count > 1)
+                    SaveRun(state, record.first, record.count);
         });
 }
 
@@ -167,6 +268,7 @@ void TaskStore::Replace(const JobState &state, std::vector<TaskState> before,
 {
     _CallEntry call("TaskStore::Replace", __FILE__, __LINE__);
 
+    Unpack(state);
     if (!after.empty())
         NameLogs(state, before);
     auto old = before.cbegin();
@@ -222,7 +324,8 @@ void TaskStore::SaveRun(const JobState &state, const TaskState &first, unsigned 
                 " WHERE true"
                 " ON CONFLICT(job, task) DO UPDATE SET status = excluded.status,"
                 " tries = excluded.tries, failures = excluded.failures,"
-                " exit_code = excluded.exit_code, log = excluded.log, reason = excluded.reason");
+                " exit_code = excluded.exit_code, log = excluded.log, count = 1,"
+                " reason = excluded.reason");
             put->bind(1, state.number);
             put->bind(2, first.index);
             put->bind(3, std::int64_t(first.index) + count - 1);

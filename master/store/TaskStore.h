@@ -60,6 +60,8 @@ public:
     /// hundreds of thousands.
     void Replace(const JobState &state, std::vector<TaskState> before,
                  const std::vector<TaskState> &after);
+    /// The job is over: its records take less room from now on. They tell the same as before.
+    void Pack(const JobState &state);
     /// Nothing of the job was started any more.
     void Forget(const JobState &state);
     /// The job's running tasks get another status.
@@ -70,6 +72,7 @@ public:
 private:
     void NameLogs(const JobState &state, std::vector<TaskState> &tasks);
     void ForgetBetween(const JobState &state, std::int64_t first, std::int64_t last);
+    void Unpack(const JobState &state);
     void SaveRun(const JobState &state, const TaskState &first, unsigned count);
 
     StoreDatabase &m_database;

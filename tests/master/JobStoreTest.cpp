@@ -1,5 +1,6 @@
 #include "master/store/JobStore.h"
 
+#include <SQLiteCpp/Database.h>
 #include <boost/make_shared.hpp>
 #include <sys/resource.h>
 
@@ -118,6 +119,66 @@ TEST_F(JobStoreTest, KeepsJobsAndItsIdentityWhenItIsClosed)
     EXPECT_EQ(state->tasksTotal, 3u);
     EXPECT_EQ(state->created, added.created);
     EXPECT_EQ(state->status, JobStatus::Queued);
+}
+
+TEST_F(JobStoreTest, TellsTheSameOfTheTasksOfAJobThatIsOver)
+{
+    JobState job = Add(*MakeTestJob({{"Range", "1-9"}}), 50, 9);
+    const std::vector<TaskState> tasks = {
+        {.index = 0, .status = JobStatus::Done, .tries = 1},
+        {.index = 1, .status = JobStatus::Done, .tries = 1},
+        {.index = 2, .status = JobStatus::Done, .tries = 2, .failures = 1},
+        {.index = 3, .status = JobStatus::Done, .tries = 1},
+        {.index = 4, .status = JobStatus::Done, .tries = 1, .log = 7},
+        {.index = 5, .status = JobStatus::Done, .tries = 1, .log = 7},
+        {.index = 7, .status = JobStatus::Cancelled, .tries = 1},
+        {.index = 8, .status = JobStatus::Cancelled, .tries = 1},
+    };
+    const auto countRows = [&]
+    { return SQLite::Database(File().Text()).execAndGet("SELECT count(*) FROM tasks").getInt(); };
+    InTurn(
+        [&]
+        {
+            for (const TaskState &task : tasks)
+                m_store->Tasks().Save(job, task);
+            m_store->SaveState(job);
+        });
+    EXPECT_EQ(countRows(), 8) << "while it is not over each task has a row";
+    job.status = JobStatus::Cancelled;
+    InTurn([&] { m_store->SaveState(job); });
+    EXPECT_EQ(countRows(), 6);
+
+    EXPECT_EQ(m_store->Tasks().List(job), tasks);
+    for (const TaskState &task : tasks)
+        EXPECT_EQ(m_store->Tasks().Find(job, task.index), task) << task.index;
+    EXPECT_FALSE(m_store->Tasks().Find(job, 6));
+    EXPECT_FALSE(m_store->Tasks().Find(job, 9));
+    const unsigned untouched[] = {6, 6, 6, 6, 6, 6, 6, 9, 9, 9};
+    for (unsigned from = 0; from < 10; ++from)
+        EXPECT_EQ(m_store->Tasks().FindUntouched(job, from), untouched[from]) << from;
+}
+
+TEST_F(JobStoreTest, ChangesOneTaskOfSeveralThatShareARow)
+{
+    JobState job = Add(*MakeTestJob({{"Range", "1-4"}}), 50, 4);
+    std::vector<TaskState> tasks;
+    for (unsigned index = 0; index < 4; ++index)
+        tasks.push_back({.index = index, .status = JobStatus::Done, .tries = 1});
+    job.status = JobStatus::Done;
+    for (const unsigned changed : {0u, 2u, 3u})
+    {
+        InTurn(
+            [&]
+            {
+                m_store->Tasks().Replace(job, m_store->Tasks().List(job), tasks);
+                m_store->SaveState(job);
+                m_store->Tasks().Save(job, {.index = changed, .status = JobStatus::Queued});
+            });
+        std::vector<TaskState> expected = tasks;
+        expected[changed] = {.index = changed, .status = JobStatus::Queued};
+        EXPECT_EQ(m_store->Tasks().List(job), expected);
+        EXPECT_EQ(m_store->Tasks().FindNext(job), expected[changed]);
+    }
 }
 
 TEST_F(JobStoreTest, KnowsWhenAJobGotOver)
@@ -363,8 +424,10 @@ TEST_F(JobStoreTest, SaysWhyItCannotBeOpened)
               "cannot open job store " + noFolder.Text() + ": unable to open database file");
 
     const Path noStore = m_folder.MakeFile("text.db", std::string(5000, 'x'));
-    EXPECT_EQ(Thrown([&] { JobStore store(noStore); }),
-              "cannot open job store " + noStore.Text() + ": file is not a database");
+    const std::string reason = Thrown([&] { JobStore store(noStore); });
+    EXPECT_TRUE(reason.starts_with("cannot open job store " + noStore.Text() + ": it is damaged"))
+        << reason;
+    EXPECT_NE(reason.find("file is not a database"), std::string::npos) << reason;
 }
 
 TEST_F(JobStoreTest, GivesAJobWithWhatTheMasterKeepsOfIt)
