@@ -14,7 +14,7 @@ namespace
 
 constexpr std::int64_t k_day = 24LL * 60 * 60 * 1'000'000'000;
 
-class RetentionTest : public StoreFixture, private RunListener
+class RetentionTest : public StoreFixture, protected RunListener
 {
 protected:
     // A job that got over so many days ago, with a log.

@@ -193,7 +193,8 @@ TEST_F(StoreFiles, ComeBackFromNothingElse)
     };
     for (const auto &[file, reason] : cases)
     {
-        const std::string told = Thrown([&] { RestoreStore(m_folder / file, m_store); });
+        const std::string told =
+            Thrown([this, name = file] { RestoreStore(m_folder / name, m_store); });
         EXPECT_NE(told.find(reason), std::string::npos) << told;
         EXPECT_NE(told, "(nothing thrown)") << file;
         EXPECT_EQ(CountJobs(m_store), 2) << file;

@@ -196,7 +196,9 @@ class PersonalMaster(FarmTest):
         # Those that came too late may still be on their way out.
         wait_until(lambda: len(self.personal_masters()) == 1)
 
-        self.assertEqual(self.master_log().count("corvan-master: listening on "), 1)
+        listening = "corvan-master: listening on "
+        wait_until(lambda: listening in self.master_log())
+        self.assertEqual(self.master_log().count(listening), 1)
 
         job = self.submit("exit", "--range", "1-3")
         self.assertEqual(self.corvan("wait", job), "Done\n")

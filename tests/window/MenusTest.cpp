@@ -305,28 +305,40 @@ TEST_F(MenusTest, TheNoteReachesTheProgramAsOneArgumentWhateverItHolds)
     {
         std::string format; ///< As the job's list of formats has it.
         std::string path;
+        std::string argument = path; ///< A path is no option.
     } cases[] = {
         {"/n/with blanks  %d", "/n/with blanks  7"},
         {R"(/n/\"double\" 'single' %d)", R"(/n/"double" 'single' 7)"},
         {R"(/n/a\;b && c | d > e %d)", "/n/a;b && c | d > e 7"},
         {"/n/$(touch pwned) `touch pwned` $HOME %d", "/n/$(touch pwned) `touch pwned` $HOME 7"},
-        {"-rf %d", "-rf 7"},
-        {"--help=%d", "--help=7"},
-        {"/n/two\nlines\n%d", "/n/two\nlines\n7"},
+        {"-rf %d", "-rf 7", "./-rf 7"},
+        {"--help=%d", "--help=7", "./--help=7"},
         {"/n/{ID} {{x} {Nothing} %d", "/n/{ID} {{x} {Nothing} 7"},
         {R"(/n/back\\slash \\n %d)", R"(/n/back\slash \n 7)"},
         {"/n/grün 日本 %d", "/n/grün 日本 7"},
     };
     Watch("7", {}, WritingCommand());
-    for (const auto &[format, path] : cases)
+    for (const auto &[format, path, argument] : cases)
     {
         ReceiveParameter(p_ImageFormat, format);
         FocusList();
         PressKeys("Home");
         ASSERT_EQ(Window().CurrentSelection(), path);
-        EXPECT_EQ(Write(), path + "|Shot|" + s_jobId + "|7|");
+        EXPECT_EQ(Write(), argument + "|Shot|" + s_jobId + "|7|");
     }
     EXPECT_FALSE(std::filesystem::exists("pwned"));
+}
+
+TEST_F(MenusTest, AFileWhoseNameHasALineEndReachesNoProgram)
+{
+    Watch("7", {}, WritingCommand());
+    ReceiveParameter(p_ImageFormat, "/n/two\nlines\n%d");
+    FocusList();
+    PressKeys("Home");
+    ASSERT_EQ(Window().CurrentSelection(), "/n/two\nlines\n7");
+    EXPECT_EQ(WhileMessageBox([this] { ChooseFromMenu("Write"); }),
+              (MessageBoxTexts{"Ordwick", "The command failed with an exception:\n5s", "OK"}));
+    EXPECT_EQ(CommandLog(), "");
 }
 
 TEST_F(MenusTest, AProgramThatCannotBeStartedIsNamedInABox)
