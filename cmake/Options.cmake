@@ -24,8 +24,6 @@ if(ORDWICK_SANITIZE)
         # What g++ tells the source by itself.
         if(ORDWICK_SANITIZE MATCHES address)
             add_compile_definitions(__SANITIZE_ADDRESS__=1)
-        elseif(ORDWICK_SANITIZE MATCHES thread)
-            add_compile_definitions(__SANITIZE_THREAD__=1)
         endif()
         if(ORDWICK_SANITIZE MATCHES undefined)
             # It asks the kernel through a pipe whether an object can be read: where there are no
