@@ -22,8 +22,13 @@ function(ordwick_test name)
     if("threads" IN_LIST arg_LABELS)
         add_dependencies(thread_tests ${name})
     endif()
+    # What hangs ends by this; under a sanitizer the longest case takes a minute and more by itself.
+    set(seconds 120)
+    if(ORDWICK_SANITIZE)
+        set(seconds 300)
+    endif()
     gtest_discover_tests(${name}
         DISCOVERY_MODE PRE_TEST
         DISCOVERY_TIMEOUT 60
-        PROPERTIES TIMEOUT 120 LABELS "${arg_LABELS}")
+        PROPERTIES TIMEOUT ${seconds} LABELS "${arg_LABELS}")
 endfunction()
