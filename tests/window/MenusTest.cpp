@@ -338,7 +338,7 @@ TEST_F(MenusTest, AFileWhoseNameHasALineEndReachesNoProgram)
     ASSERT_EQ(Window().CurrentSelection(), "/n/two\nlines\n7");
     EXPECT_EQ(WhileMessageBox([this] { ChooseFromMenu("Write"); }),
               (MessageBoxTexts{"Ordwick", "The command failed with an exception:\n5s", "OK"}));
-    EXPECT_FALSE(std::filesystem::exists(Written().Text()));
+    EXPECT_FALSE(std::filesystem::exists(Written().Text().c_str()));
 }
 
 TEST_F(MenusTest, AProgramThatCannotBeStartedIsNamedInABox)
