@@ -29,6 +29,12 @@ class CheckedFrames(FarmTest):
     def frame(self, number):
         return self.renders / f"f.{number:02d}.raw"
 
+    def finish_frame(self, number):
+        """Whole at once: between its making and its writing it would be too small, and said to be."""
+        whole = self.folder / "whole"
+        whole.write_bytes(b"x" * 1000)
+        whole.rename(self.frame(number))
+
     def check(self, *arguments, status=1):
         more = ["--format", self.pattern, "--range", "1-9", "--variation", "5"]
         return self.run_corvan("check", *more, *arguments, status=status)
@@ -152,7 +158,7 @@ class Check(CheckedFrames):
             "check", "--format", self.pattern, "--range", "4", "--retry-missing", "100"
         )
         self.assertEqual(process.stdout.readline(), f"{self.pattern}  4\n")
-        self.frame(4).write_bytes(b"x" * 1000)
+        self.finish_frame(4)
         self.assertEqual(process.communicate(timeout=PATIENCE)[0], "1 file: 1 ok\n")
 
     def test_goes_on_and_tells_of_what_changes(self):
@@ -164,7 +170,7 @@ class Check(CheckedFrames):
         for line in (f"{self.pattern}  4-5", "2 files: 1 ok, 1 missing"):
             self.assertEqual(process.stdout.readline(), line + "\n")
         process.stdout.readline()
-        self.frame(4).write_bytes(b"x" * 1000)
+        self.finish_frame(4)
         self.assertRegex(process.stdout.readline(), r"  missing -> ok  4  /.*f\.04\.raw\n$")
         self.assertEqual(process.stdout.readline(), "2 files: 2 ok\n")
         process.send_signal(signal.SIGTERM)
