@@ -241,7 +241,7 @@ TEST_F(MasterTest, WantsHelloFirst)
 
 TEST_F(MasterTest, CutsOffWhoDoesNotSayHello)
 {
-    m_settings.server.helloWithin = 50ms;
+    m_settings.server.helloWithin = 1s;
     Start();
     RawClient silent(m_master->Address());
     EXPECT_EQ(silent.End().error_code(), grpc::StatusCode::DEADLINE_EXCEEDED);
