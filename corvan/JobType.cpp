@@ -135,12 +135,8 @@ std::vector<Path> ReadRoots(const String &value, const String &parameter)
 void ReadPaths(const IniFile &file, JobType &type)
 {
     for (const String &name : file.Keys("Paths"))
-    {
-        if (name == p_ImageFormat)
-            Refuse("section \"Paths\": ImageFormat is of files that are written, not read");
         type.paths.push_back(
             {name, ReadRoots(file.FindText("Paths", name).value_or(String()), name)});
-    }
 }
 
 /// The arguments of a section in the order of their numbers.

@@ -21,7 +21,7 @@ struct JobTypeCommand
     std::vector<String> arguments;
 };
 
-/// A parameter that holds the path of a file, and where that may lie.
+/// A parameter that holds the path of a file, or the image format, and where that may lie.
 struct JobTypePath
 {
     String parameter;
@@ -54,7 +54,7 @@ struct JobTypePath
 ///     [Paths]                 the parameters that hold the path of a file
 ///     Scene = /shots;/assets  = the folders that it must lie in once its links are followed, with
 ///                             ";" between them, in double quotes where they hold one; nothing for
-///                             anywhere
+///                             anywhere. ImageFormat stands for all files that are rendered
 ///
 ///     [Command.1]             commands that the job offers to its user
 ///     Label = Open folder

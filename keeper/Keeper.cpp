@@ -51,6 +51,12 @@ void Keeper::Run(const Request &request)
     m_request = request;
     Outputs outputs(request.outputs, request.keepsOld != 0);
     std::string reason;
+    // Before a folder is made.
+    if (const Place place = FindPlaces(request, &reason); place != Place::Within)
+    {
+        Report(place == Place::Outside ? k_Outside : k_NotStarted, reason);
+        return;
+    }
     if (!Start(request, outputs, &reason))
     {
         outputs.PutBack();
@@ -69,6 +75,27 @@ void Keeper::Run(const Request &request)
     if (!putBack.empty())
         m_log.Append("corvan-task: " + putBack);
     Report(k_Ended, std::to_string(code) + " " + m_why);
+}
+
+Place Keeper::FindPlaces(const Request &request, std::string *reason)
+{
+    for (RootedPath rooted : request.rooted)
+    {
+        if (!rooted.path.starts_with('/'))
+            rooted.path = request.folder + "/" + rooted.path;
+        if (const Place place = FindPlace(rooted, reason); place != Place::Within)
+            return place;
+    }
+    if (request.outputRoots.empty())
+        return Place::Within;
+    for (const auto *files : {&request.places, &request.outputs})
+    {
+        const Place place = FindPlaceOfAll(
+            "ImageFormat", *files, request.outputRoots, [this] { return IsOver(); }, reason);
+        if (place != Place::Within)
+            return place;
+    }
+    return Place::Within;
 }
 
 bool Keeper::Start(const Request &request, Outputs &outputs, std::string *reason)

@@ -29,6 +29,7 @@ public:
 private:
     using Clock = std::chrono::steady_clock;
 
+    Place FindPlaces(const Request &request, std::string *reason);
     bool Start(const Request &request, Outputs &outputs, std::string *reason);
     void Hold();
     void WaitForNews();

@@ -17,7 +17,12 @@ inline constexpr const char *k_Folder = "folder";           // Where it runs.
 inline constexpr const char *k_Log = "log";                 // Takes what it prints.
 inline constexpr const char *k_Output = "output"; // A file that it is to write; its folder is made.
 inline constexpr const char *k_Place = "place";   // A file whose folder is made.
-inline constexpr const char *k_Keep = "keep";     // 1: outputs that are there are kept meanwhile.
+// They are to lie in one of these.
+inline constexpr const char *k_RootOfOutputs = "root-of-outputs";
+inline constexpr const char *k_RootedName = "rooted-name"; // Of a path that has roots: "Scene",
+inline constexpr const char *k_RootedPath = "rooted-path"; // the path itself,
+inline constexpr const char *k_RootedRoot = "rooted-root"; // and a folder that it may lie in.
+inline constexpr const char *k_Keep = "keep";       // 1: outputs that are there are kept meanwhile.
 inline constexpr const char *k_Seconds = "seconds"; // The limits; 0 for none.
 inline constexpr const char *k_Memory = "memory";
 inline constexpr const char *k_Processes = "processes";
@@ -32,6 +37,7 @@ inline constexpr char k_Kill = 'K'; // End all of it at once.
 // Reports.
 inline constexpr char k_Started = 'S';
 inline constexpr char k_NotStarted = 'N'; // "Nreason"
+inline constexpr char k_Outside = 'O';    // "Oreason", not started: a path leads out of its roots.
 inline constexpr char k_Ended = 'X';      // "X7 reason", the code -1 where a signal ended it.
 
 } // namespace keeper

@@ -36,6 +36,8 @@ std::vector<std::string> *FindList(Request &request, const std::string &name)
         return &request.environment;
     if (name == k_Output)
         return &request.outputs;
+    if (name == k_RootOfOutputs)
+        return &request.outputRoots;
     return name == k_Place ? &request.places : nullptr;
 }
 
@@ -63,6 +65,22 @@ long long *FindNumber(Request &request, const std::string &name)
     return name == k_Patience ? &request.patienceMs : nullptr;
 }
 
+// The parts of a path that has roots, one after the other.
+bool TakeRooted(Request &request, const std::string &name, const std::string &value)
+{
+    if (name == k_RootedName)
+        request.rooted.push_back({value, {}, {}});
+    else if (request.rooted.empty())
+        return false;
+    else if (name == k_RootedPath)
+        request.rooted.back().path = value;
+    else if (name == k_RootedRoot)
+        request.rooted.back().roots.push_back(value);
+    else
+        return false;
+    return true;
+}
+
 bool Take(Request &request, const std::string &name, std::string value)
 {
     if (auto *list = FindList(request, name))
@@ -75,6 +93,8 @@ bool Take(Request &request, const std::string &name, std::string value)
         *text = std::move(value);
         return true;
     }
+    if (TakeRooted(request, name, value))
+        return true;
     auto *number = FindNumber(request, name);
     if (!number)
         return false;

@@ -3,6 +3,8 @@
 #include <string>
 #include <vector>
 
+#include "keeper/PathRoots.h"
+
 namespace keeper
 {
 
@@ -13,6 +15,8 @@ struct Request
     std::vector<std::string> environment;
     std::vector<std::string> outputs;
     std::vector<std::string> places;
+    std::vector<std::string> outputRoots; ///< None where outputs and places may lie anywhere.
+    std::vector<RootedPath> rooted;
     std::string folder;
     std::string log;
     long long keepsOld = 0;

@@ -114,18 +114,24 @@ void Scheduler::Record(const RunResult &result, Outbox &outbox)
     if (result.end.isStarted)
         RecordTask(*state, *task, result.end, outbox);
     else
-        RecordTrouble(*state, *task, result.end.reason, outbox);
+        RecordTrouble(*state, *task, result.end, outbox);
 }
 
-void Scheduler::RecordTrouble(JobState &state, TaskState &task, const String &reason,
-                              Outbox &outbox)
+void Scheduler::RecordTrouble(JobState &state, TaskState &task, const RunEnd &end, Outbox &outbox)
 {
     _CallEntry call("Scheduler::RecordTrouble", __FILE__, __LINE__);
 
     task.status = JobStatus::Queued;
     --task.tries;
     m_store.Tasks().Save(state, task);
-    Wait(state, reason, outbox);
+    if (!end.leadsOut)
+        return Wait(state, end.reason, outbox);
+    // Somebody has to change the job, its type or the folders.
+    if (state.status == JobStatus::Paused)
+        return;
+    ChangeWaiting(state, end.reason, outbox);
+    ChangeStatus(state, JobStatus::Paused, outbox);
+    m_store.SaveState(state);
 }
 
 void Scheduler::Wait(JobState &state, const String &reason, Outbox &outbox)
@@ -262,6 +268,8 @@ bool Scheduler::Prepare(const JobState &state, const TaskState &task, Planned &p
     planned.command.places = render->outputs;
     planned.command.outputs =
         ListOutputs(*entry->job, entry->packets[task.index], entry->packets.front().firstFrame);
+    planned.command.rooted = render->rooted;
+    planned.command.outputRoots = render->outputRoots;
     planned.command.keepsOld = entry->job->Type().keepsOld;
     planned.command.limits = corvan::RunLimitsOf(*entry->job);
     planned.command.passEnvironment = entry->job->Type().passEnvironment;

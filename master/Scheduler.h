@@ -100,7 +100,7 @@ private:
     bool Prepare(const JobState &state, const TaskState &task, Planned &planned, String *reason);
     void MarkRunning(JobState &state, TaskState &task);
     void Wait(JobState &state, const String &reason, Outbox &outbox);
-    void RecordTrouble(JobState &state, TaskState &task, const String &reason, Outbox &outbox);
+    void RecordTrouble(JobState &state, TaskState &task, const RunEnd &end, Outbox &outbox);
     void RecordTask(JobState &state, TaskState &task, const RunEnd &end, Outbox &outbox);
     void RecordFailure(JobState &state, TaskState &task, Outbox &outbox);
     std::set<UID> JobsToPassOver() const;

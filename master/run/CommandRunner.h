@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "corvan/RunLimits.h"
+#include "keeper/PathRoots.h"
 #include "ostrel/Path.h"
 #include "ostrel/UID.h"
 
@@ -24,7 +25,11 @@ struct Command
     Path log;                           ///< Takes what it prints; an older file is replaced.
     std::vector<Path> outputs;          ///< Files that it is to write: else it has failed.
     std::vector<Path> places; ///< Other files that it may write. Folders of both are made.
-    bool keepsOld = true;     ///< What is in `outputs` already is not lost where it writes nothing.
+    /// Paths that it reads and where they may lie, and the same for the two above, where none means
+    /// anywhere. It is not started where one leads elsewhere.
+    std::vector<keeper::RootedPath> rooted;
+    std::vector<std::string> outputRoots;
+    bool keepsOld = true; ///< What is in `outputs` already is not lost where it writes nothing.
     corvan::RunLimits limits;
     /// Names of the Master's environment that it gets, too; "OCIO*" for all that begin so.
     std::vector<String> passEnvironment;
@@ -37,6 +42,9 @@ struct RunEnd
     int exitCode = 0;      ///< Its own, or -1 when it was ended by a signal.
     /// Why it was not started, or why it failed where the exit code alone does not tell.
     String reason{};
+
+    /// Not started since a path leads where it may not: trying again is of no use.
+    bool leadsOut = false;
 
     bool IsSuccess() const
     {

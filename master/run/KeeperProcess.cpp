@@ -59,6 +59,15 @@ std::string RequestFor(const Command &command, const UID &owner, const UID &run,
         Add(request, keeper::k_Output, output.Text());
     for (const Path &place : command.places)
         Add(request, keeper::k_Place, place.Text());
+    for (const keeper::RootedPath &rooted : command.rooted)
+    {
+        Add(request, keeper::k_RootedName, rooted.what);
+        Add(request, keeper::k_RootedPath, rooted.path);
+        for (const std::string &root : rooted.roots)
+            Add(request, keeper::k_RootedRoot, root);
+    }
+    for (const std::string &root : command.outputRoots)
+        Add(request, keeper::k_RootOfOutputs, root);
     AddNumber(request, keeper::k_Keep, command.keepsOld ? 1 : 0);
     Add(request, keeper::k_Folder, command.folder.Text());
     Add(request, keeper::k_Log, command.log.Text());

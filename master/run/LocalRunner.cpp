@@ -181,7 +181,8 @@ void LocalRunner::TakeReports(int run, Process &process)
         else if (what == keeper::k_Ended)
             process.end = ReadEnd(text);
         else
-            process.end = RunEnd{.isStarted = false, .reason = text};
+            process.end =
+                RunEnd{.isStarted = false, .reason = text, .leadsOut = what == keeper::k_Outside};
     }
 }
 

@@ -9,7 +9,6 @@
 #include "corvan/JobType.h"
 #include "corvan/Parameters.h"
 #include "corvan/Placeholders.h"
-#include "master/run/RunWithin.h"
 
 namespace master
 {
@@ -97,15 +96,42 @@ Placeholders OutputPlaceholders(const Job &job, const std::vector<String> &forma
             {"Outputs", PlaceholderValue::List(std::move(paths), Kind::Path)}};
 }
 
-// The paths of the job that have roots.
-std::vector<RootedPath> ListRooted(const Job &job)
+std::vector<std::string> TextsOf(const std::vector<Path> &paths)
 {
-    std::vector<RootedPath> rooted;
+    std::vector<std::string> texts;
+    for (const Path &path : paths)
+        texts.push_back(path.Text());
+    return texts;
+}
+
+// Why a path is not to be used as it is written.
+String CheckPath(const String &parameter, const String &path, const std::vector<std::string> &roots)
+{
+    // Where a relative one leads is known where it is used.
+    return path.starts_with('/') ? String(keeper::CheckWritten({parameter, path, roots}))
+                                 : String();
+}
+
+// Fills in the roots; why the job is not to be rendered with such paths.
+String TakeRoots(const Job &job, const std::vector<String> &formats, RenderCommand &command)
+{
     for (const corvan::JobTypePath &path : job.Type().paths)
-        if (const String value = job.ParameterText(path.parameter, true);
-            !path.roots.empty() && !value.empty())
-            rooted.push_back({path.parameter, value, path.roots});
-    return rooted;
+    {
+        const std::vector<std::string> roots = TextsOf(path.roots);
+        const bool isWritten = path.parameter == corvan::p_ImageFormat;
+        const std::vector<String> values =
+            isWritten ? formats : std::vector{job.ParameterText(path.parameter, true)};
+        for (const String &value : values)
+        {
+            if (String reason = CheckPath(path.parameter, value, roots); !reason.empty())
+                return reason;
+            if (!isWritten && !roots.empty() && !value.empty())
+                command.rooted.push_back({path.parameter, value, roots});
+        }
+        if (isWritten)
+            command.outputRoots = roots;
+    }
+    return {};
 }
 
 PlaceholderValue NumberValue(int number)
@@ -147,8 +173,9 @@ std::optional<RenderCommand> BuildRenderCommand(const Job &job, const Packet &pa
         return std::nullopt;
     }
     command.arguments.assign(arguments->begin(), arguments->end());
-    if (const auto rooted = ListRooted(job); !rooted.empty())
-        command.arguments = WithinCommand(rooted, command.arguments);
+    *reason = TakeRoots(job, formats, command);
+    if (!reason->empty())
+        return std::nullopt;
     return command;
 }
 

@@ -6,6 +6,7 @@
 
 #include "analysis/Expansion.h"
 #include "corvan/Job.h"
+#include "keeper/PathRoots.h"
 #include "master/Packets.h"
 #include "ostrel/Path.h"
 
@@ -20,10 +21,12 @@ constexpr std::size_t k_MaxOutputs = 10'000;
 /// How a packet is rendered.
 struct RenderCommand
 {
-    /// Where paths of the job have roots, `WithinCommand` stands before the command.
-    std::vector<std::string> arguments;
+    std::vector<std::string> arguments; ///< The program and its arguments.
     /// The path of the packet's first frame in each of the job's image formats.
     std::vector<Path> outputs;
+    /// The paths that have roots; what is relative begins in the folder that the command runs in.
+    std::vector<keeper::RootedPath> rooted;
+    std::vector<std::string> outputRoots; ///< The folders that rendered files are to lie in.
 };
 
 /// Fills in the render command of the job's type.
@@ -37,8 +40,8 @@ struct RenderCommand
 ///
 /// Nothing, with the reason, for a placeholder that has no value or one that
 /// `corvan::ExpandArguments` refuses, an image format that is no pattern or, in this machine's
-/// notation, no full path, a file whose number does not fit 32 bits, and a command without a
-/// program.
+/// notation, no full path, a path that as it is written lies in none of its roots, a file whose
+/// number does not fit 32 bits, and a command without a program.
 std::optional<RenderCommand> BuildRenderCommand(const Job &job, const Packet &packet,
                                                 int firstFrame, String *reason);
 

@@ -39,13 +39,14 @@ protected:
 
 TEST_F(JobTypeTest, ReadsEverything)
 {
-    const JobType type = Load("; A comment\n[Type]\n" + String(k_id) +
-                              "Name = Sample type\nRendersFrames = yes\nCustomRange = no\n"
-                              "[Defaults]\nPacketSize = 5\nWidth = 640\n"
-                              "[Paths]\nScene = /shots;\"/as;sets\"\nLut =\n"
-                              "[Render]\n10 = last\n2 = +I{Scene}\n1 = povray\n"
-                              "[Command.2]\nLabel = Second\n1 = b\n"
-                              "[Command.1]\nLabel = First\n1 = a\n2 = {Note}\n");
+    const JobType type =
+        Load("; A comment\n[Type]\n" + String(k_id) +
+             "Name = Sample type\nRendersFrames = yes\nCustomRange = no\n"
+             "[Defaults]\nPacketSize = 5\nWidth = 640\n"
+             "[Paths]\nScene = /shots;\"/as;sets\"\nLut =\nImageFormat = /renders\n"
+             "[Render]\n10 = last\n2 = +I{Scene}\n1 = povray\n"
+             "[Command.2]\nLabel = Second\n1 = b\n"
+             "[Command.1]\nLabel = First\n1 = a\n2 = {Note}\n");
     EXPECT_EQ(type.id.ToString(), "0d5f2f62-7d6c-4c0e-a9a4-0c0f6d6b1e01");
     EXPECT_EQ(type.name, "Sample type");
     EXPECT_TRUE(type.rendersFrames);
@@ -58,10 +59,12 @@ TEST_F(JobTypeTest, ReadsEverything)
     EXPECT_EQ(type.commands[0].label, "First");
     EXPECT_EQ(type.commands[0].arguments, (std::vector<String>{"a", "{Note}"}));
     EXPECT_EQ(type.commands[1].label, "Second");
-    ASSERT_EQ(type.paths.size(), 2u);
+    ASSERT_EQ(type.paths.size(), 3u);
     EXPECT_EQ(type.paths[0].parameter, "Scene");
     EXPECT_EQ(type.paths[0].roots, (std::vector<ostrel::Path>{"/shots", "/as;sets"}));
     EXPECT_TRUE(type.paths[1].roots.empty());
+    EXPECT_EQ(type.paths[2].parameter, "ImageFormat");
+    EXPECT_EQ(type.paths[2].roots, std::vector<ostrel::Path>{"/renders"});
     EXPECT_TRUE(type.IsPath("Lut"));
     EXPECT_FALSE(type.IsPath("Width"));
 }
@@ -118,7 +121,6 @@ TEST_F(JobTypeTest, RefusesWhatIsNoTypeAndNamesFileAndReason)
         {Type("[Render]\n1 = a{}\n"), "a placeholder has no name"},
         {Type("[Extra]\na = b\n") + render, "section \"Extra\" is not known"},
         {Type("[Paths]\nScene = /a;b\n") + render, "the root \"b\" of Scene is no full path"},
-        {Type("[Paths]\nImageFormat = /a\n") + render, "ImageFormat is of files that are written"},
         {Type("[Command.x]\na = b\n") + render, "section \"Command.x\" is not known"},
         {Type("[Command.1]\n1 = a\n") + render, "section \"Command.1\" has no label"},
         {Type("[Command.1]\nLabel = a\n") + render, "section \"Command.1\" names no command"},

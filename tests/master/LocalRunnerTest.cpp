@@ -330,6 +330,65 @@ TEST_F(LocalRunnerTest, MakesTheFoldersOfWhatACommandWrites)
               "cannot make folder " + (m_folder / "file").Text() + ": Not a directory");
 }
 
+TEST_F(LocalRunnerTest, StartsNoCommandWithAPathThatLeadsOutOfItsRoots)
+{
+    namespace fs = std::filesystem;
+    const std::string in = m_folder.MakeFolder("in").Text(),
+                      out = m_folder.MakeFolder("out").Text();
+    fs::create_symlink(out, in + "/away");
+    const struct
+    {
+        std::vector<keeper::RootedPath> rooted;
+        std::vector<ostrel::Path> places;
+        std::vector<ostrel::Path> outputs;
+        std::string outside; // What leads out.
+    } cases[] = {
+        {{{"Scene", in + "/s", {in}}, {"Lut", "in/l", {in}}}, {in + "/p/x"}, {in + "/x"}, ""},
+        {{{"Scene", in + "/away/s", {in}}}, {}, {}, "Scene " + in + "/away/s"},
+        {{{"Scene", "out/s", {in}}}, {}, {}, "Scene " + m_folder.Folder().Text() + "/out/s"},
+        {{}, {in + "/away/new/x"}, {}, "ImageFormat " + in + "/away/new/x"},
+        {{}, {in + "/x"}, {in + "/x", in + "/away/x"}, "ImageFormat " + in + "/away/x"},
+    };
+    for (const auto &[rooted, places, outputs, outside] : cases)
+    {
+        m_ended.clear();
+        m_command.rooted = rooted;
+        m_command.outputRoots = {in};
+        m_command.places = places;
+        m_command.outputs = outputs;
+        ASSERT_TRUE(StartScript("echo > in/x; echo > ran")) << m_reason;
+        ASSERT_TRUE(RunUntilEnded()) << outside;
+        EXPECT_EQ(m_end.leadsOut, !outside.empty()) << m_end.reason;
+        EXPECT_EQ(m_end.isStarted, outside.empty()) << m_end.reason;
+        EXPECT_EQ(fs::remove((m_folder / "ran").Text().c_str()), outside.empty());
+        EXPECT_EQ(m_end.reason.find(outside.empty() ? "" : outside + " leads to " + out), 0u)
+            << m_end.reason;
+        ++m_run;
+    }
+    EXPECT_TRUE(fs::is_empty(out)) << "not even a folder";
+}
+
+TEST_F(LocalRunnerTest, StartsNoCommandWhereNobodyKnowsWhereAPathLeads)
+{
+    std::filesystem::create_symlink("round", (m_folder / "round").Text().c_str());
+    m_command.rooted = {{"Scene", (m_folder / "round").Text(), {"/"}}};
+    ASSERT_TRUE(StartScript("exit 0"));
+    ASSERT_TRUE(RunUntilEnded());
+    EXPECT_FALSE(m_end.isStarted);
+    EXPECT_FALSE(m_end.leadsOut) << "it may be found the next time";
+}
+
+TEST_F(LocalRunnerTest, AProgramThatIsMissingCannotBeStartedAlsoWherePathsHaveRoots)
+{
+    m_command.rooted = {{"Scene", (m_folder / "s").Text(), {m_folder.Folder().Text()}}};
+    m_command.outputRoots = {m_folder.Folder().Text()};
+    ASSERT_TRUE(Start({"no-such-program-anywhere"}));
+    ASSERT_TRUE(RunUntilEnded());
+    EXPECT_EQ(m_end,
+              (master::RunEnd{.isStarted = false,
+                              .reason = "no program no-such-program-anywhere in the search path"}));
+}
+
 TEST_F(LocalRunnerTest, EndsACommandThatExceedsALimit)
 {
     const struct

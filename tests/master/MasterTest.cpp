@@ -128,6 +128,38 @@ TEST_F(MasterTest, FailsATaskWhoseCommandLeavesAnEmptyFileAndKeepsTheOldOne)
     EXPECT_EQ(ContentOf(m_folder / "out/x.1.png"), "whole");
 }
 
+TEST_F(MasterTest, RefusesFramesElsewhereAndPausesAJobThatALinkLeadsThere)
+{
+    const std::string in = m_folder.MakeFolder("in").Text(),
+                      out = m_folder.MakeFolder("out").Text();
+    TestJobTypes::RendersInto(in);
+    Start();
+    const auto client = Connect();
+    const auto refused = client->Ask(
+        JobEnvelope({{"Range", "1-3"}, {"Script", ""}, {"ImageFormat", out + "/x.%d.png"}}));
+    EXPECT_EQ(refused->refused().reason(), "ImageFormat " + out +
+                                               "/x.%d.png lies elsewhere, and "
+                                               "jobs of this type may use only " +
+                                               in);
+
+    std::filesystem::create_symlink(out, in + "/away");
+    const std::string job = Submit(*client, {{"Range", "1-3"},
+                                             {"ImageFormat", in + "/away/x.%d.png"},
+                                             {"Script", "echo frame > \"$3\""}});
+    ASSERT_TRUE(client->ReceiveUntil(IsNews("Status", "4")));
+    const auto paused = client->Ask(GetJobEnvelope(job));
+    EXPECT_TRUE(ParameterOf(paused->job(), "Waiting")
+                    .starts_with("ImageFormat " + in + "/away/x.1.png leads to " + out))
+        << ParameterOf(paused->job(), "Waiting");
+    EXPECT_EQ(ParameterOf(paused->job(), "TasksFailed"), "0");
+    EXPECT_TRUE(std::filesystem::is_empty(out));
+
+    std::filesystem::remove(in + "/away");
+    ASSERT_TRUE(client->Ask(SetEnvelope(job, "Status", "0"))->has_accepted());
+    ASSERT_TRUE(client->ReceiveUntil(IsNews("Status", "2")));
+    EXPECT_EQ(ContentOf(in + "/away/x.3.png"), "frame\n");
+}
+
 TEST_F(MasterTest, EndsTheDetachedProcessesOfACancelledJob)
 {
     Start();

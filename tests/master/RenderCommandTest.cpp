@@ -4,7 +4,6 @@
 
 #include "corvan/JobFactory.h"
 #include "corvan/JobType.h"
-#include "master/run/RunWithin.h"
 #include "tests/master/TestJobs.h"
 #include "tests/support/Printing.h"
 #include "tests/support/TempFolder.h"
@@ -176,17 +175,25 @@ TEST(RenderCommand, HasItsPathsLookedAtWhereTheTypeSaysWhereTheyMayLie)
     type.id = UID(true);
     type.name = "Rooted";
     type.renderCommand = {"p", "{Scene}"};
-    type.paths = {{"Scene", {"/shots", "/assets"}}, {"Lut", {"/luts"}}, {"Free", {}}};
+    type.paths = {{"Scene", {"/shots", "/assets"}},
+                  {"Lut", {"/luts"}},
+                  {"Free", {}},
+                  {"ImageFormat", {"/renders"}}};
     corvan::JobFactory::s_JobFactory.AddType(type);
 
-    using Rooted = std::vector<master::RootedPath>;
+    using Rooted = std::vector<keeper::RootedPath>;
     const struct
     {
         TestParameters parameters;
         Rooted rooted;
         Arguments command;
     } cases[] = {
-        {{{"Scene", "/s"}, {"Free", "/f"}}, {{"Scene", "/s", {"/shots", "/assets"}}}, {"p", "/s"}},
+        {{{"Scene", "/shots/s"}, {"Free", "/f"}},
+         {{"Scene", "/shots/s", {"/shots", "/assets"}}},
+         {"p", "/shots/s"}},
+        {{{"Scene", "../s"}, {"ImageFormat", "/renders/%d;/renders/%d.png"}},
+         {{"Scene", "../s", {"/shots", "/assets"}}},
+         {"p", "../s"}},
         {{{"Scene", ""}, {"Lut", "l"}}, {{"Lut", "l", {"/luts"}}}, {"p", ""}},
     };
     for (const auto &[parameters, rooted, command] : cases)
@@ -195,7 +202,23 @@ TEST(RenderCommand, HasItsPathsLookedAtWhereTheTypeSaysWhereTheyMayLie)
         const auto built =
             BuildRenderCommand(*MakeTestJob(parameters, type.id), {1, 1}, 1, &reason);
         ASSERT_TRUE(built) << reason;
-        EXPECT_EQ(built->arguments, master::WithinCommand(rooted, command));
+        EXPECT_EQ(built->arguments, command);
+        EXPECT_EQ(built->rooted, rooted);
+        EXPECT_EQ(built->outputRoots, std::vector<std::string>{"/renders"});
+    }
+
+    const TestParameters outside[] = {
+        {{"Scene", "/shots/../s"}},
+        {{"Scene", "/shots/s"}, {"ImageFormat", "/renders/%d;/render/%d.png"}},
+        {{"Scene", ""}, {"Lut", "/shots/l"}},
+    };
+    for (const TestParameters &parameters : outside)
+    {
+        String reason;
+        EXPECT_FALSE(BuildRenderCommand(*MakeTestJob(parameters, type.id), {1, 1}, 1, &reason));
+        EXPECT_NE(reason.find(" lies elsewhere, and jobs of this type may use only /"),
+                  String::npos)
+            << reason;
     }
 }
 

@@ -413,6 +413,28 @@ TEST_F(SchedulerTest, NewsOfACommandThatTurnsOutNotToStartAreTroubleToo)
     EXPECT_EQ(m_store.Tasks().Find(job, 0)->tries, 0u);
 }
 
+TEST_F(SchedulerTest, PausesAJobWithAPathThatLeadsOutAndFailsNoTask)
+{
+    m_runner.slots = 2;
+    const JobState job = Add(*MakeTestJob({{"Range", "1-5"}}));
+    const master::RunEnd leadsOut{
+        .isStarted = false, .reason = "Scene /a leads to /b", .leadsOut = true};
+    FillSlots();
+    EXPECT_EQ(News(Finish(1, leadsOut)), (Texts{"Waiting=Scene /a leads to /b", "Status=4"}));
+    EXPECT_EQ(News(Finish(2, leadsOut)), Texts{});
+    EXPECT_EQ(State(job.id).status, JobStatus::Paused);
+    EXPECT_EQ(State(job.id).tasksFailed, 0u);
+    for (const unsigned task : {0u, 1u})
+    {
+        EXPECT_EQ(m_store.Tasks().Find(job, task)->status, JobStatus::Queued);
+        EXPECT_EQ(m_store.Tasks().Find(job, task)->tries, 0u);
+        EXPECT_EQ(m_store.Tasks().Find(job, task)->failures, 0u);
+    }
+    EXPECT_EQ(m_scheduler.NextPauseEnd(), std::nullopt) << "nothing is tried by itself";
+    FillSlots();
+    EXPECT_EQ(m_runner.started.size(), 2u);
+}
+
 TEST_F(SchedulerTest, PlansNothingForATypeThatIsNotThereAndGoesOnWithTheOthers)
 {
     m_runner.slots = 5;

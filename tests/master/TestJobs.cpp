@@ -66,6 +66,14 @@ void TestJobTypes::RunsProgram(const ostrel::String &program)
     JobFactory::s_JobFactory.AddType(type);
 }
 
+void TestJobTypes::RendersInto(const ostrel::Path &folder)
+{
+    Forget(k_ShellType);
+    JobType type = ShellType();
+    type.paths = {{"ImageFormat", {folder}}};
+    JobFactory::s_JobFactory.AddType(type);
+}
+
 boost::shared_ptr<corvan::Job> MakeTestJob(const TestParameters &parameters, const UID &type)
 {
     boost::shared_ptr<corvan::Job> job = JobFactory::s_JobFactory.CreateJob(type);

@@ -20,6 +20,8 @@ public:
     static void Forget(const ostrel::UID &type);
     /// "Shell" runs this program, without arguments.
     static void RunsProgram(const ostrel::String &program);
+    /// What "Shell" renders lies in this folder.
+    static void RendersInto(const ostrel::Path &folder);
 };
 
 extern const ostrel::UID k_ShellType;
