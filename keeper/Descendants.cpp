@@ -71,10 +71,11 @@ bool CanListChildren()
     return ::access("/proc/thread-self/children", R_OK) == 0;
 }
 
-std::vector<Descendant> ListDescendants()
+std::vector<Descendant> ListDescendants(const std::set<pid_t> &passedOver)
 {
     std::vector<Descendant> list;
     AddChildren(::getpid(), list);
+    std::erase_if(list, [&](const Descendant &one) { return passedOver.contains(one.process); });
     for (std::size_t next = 0; next < list.size(); ++next)
         AddChildren(list[next].process, list);
     return list;

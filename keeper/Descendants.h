@@ -1,5 +1,6 @@
 #pragma once
 
+#include <set>
 #include <sys/types.h>
 #include <vector>
 
@@ -17,8 +18,9 @@ struct Descendant
 bool CanListChildren();
 
 /// All that there are now, those that have ended and are not collected yet included. What is
-/// started meanwhile may be missing.
-std::vector<Descendant> ListDescendants();
+/// started meanwhile may be missing. Children of this process that are `passedOver` are left out,
+/// with all that they have started.
+std::vector<Descendant> ListDescendants(const std::set<pid_t> &passedOver = {});
 
 /// Sends a signal where the process still is the one that was listed.
 void SendSignal(const Descendant &descendant, int signal);

@@ -8,11 +8,10 @@
 #include <spawn.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 
 #include "keeper/Protocol.h"
 #include "master/run/CommandEnvironment.h"
-#include "master/run/Leftovers.h"
+#include "master/run/Orphans.h"
 #include "ostrel/CallEntry.h"
 #include "ostrel/Exception.h"
 #include "ostrel/Folders.h"
@@ -45,8 +44,7 @@ void AddNumber(std::string &request, const char *name, std::uint64_t number)
     Add(request, name, std::to_string(number));
 }
 
-std::string RequestFor(const Command &command, const UID &owner, const UID &run,
-                       std::chrono::milliseconds patience)
+std::string RequestFor(const Command &command, const UID &owner, std::chrono::milliseconds patience)
 {
     std::string request;
     for (const std::string &argument : command.arguments)
@@ -54,7 +52,6 @@ std::string RequestFor(const Command &command, const UID &owner, const UID &run,
     for (const std::string &setting : CommandEnvironment(command.passEnvironment))
         Add(request, keeper::k_Environment, setting);
     Add(request, keeper::k_Environment, k_TaskOf + ("=" + owner.ToString()));
-    Add(request, keeper::k_Environment, k_TaskRun + ("=" + run.ToString()));
     for (const Path &output : command.outputs)
         Add(request, keeper::k_Output, output.Text());
     for (const Path &place : command.places)
@@ -157,15 +154,16 @@ KeeperProcess::KeeperProcess(const Command &command, const UID &owner,
 
 KeeperProcess::KeeperProcess(const Command &command, const UID &owner,
                              std::chrono::milliseconds patience, const Sockets &sockets)
-    : m_run(true), m_socket(sockets[0])
+    : m_socket(sockets[0])
 {
     _CallEntry call("KeeperProcess::KeeperProcess", __FILE__, __LINE__);
 
     const Descriptor itsSocket(sockets[1]);
-    const Descriptor request(OpenText(RequestFor(command, owner, m_run, patience)));
+    const Descriptor request(OpenText(RequestFor(command, owner, patience)));
     const SpawnSettings settings(request.Number(), itsSocket.Number());
     const Path program = ostrel::ProgramFolder().Parent() / "libexec/ordwick/corvan-task";
-    m_process = Spawn(program.Text(), k_KeeperOf + ("=" + owner.ToString()), settings);
+    const std::string mark = k_KeeperOf + ("=" + owner.ToString());
+    m_process = StartChild([&] { return Spawn(program.Text(), mark, settings); });
 }
 
 KeeperProcess::Sockets KeeperProcess::MakeSockets()
@@ -217,16 +215,9 @@ std::string KeeperProcess::Collect()
 {
     _CallEntry call("KeeperProcess::Collect", __FILE__, __LINE__);
 
-    int status = 0;
-    while (::waitpid(m_process, &status, 0) < 0 && errno == EINTR)
-        ;
+    const std::string how = CollectChild(m_process);
     m_process = -1;
-    if (WIFEXITED(status) && WEXITSTATUS(status) == 0)
-        return {};
-    KillProcessesWith(k_TaskRun + ("=" + m_run.ToString()));
-    if (WIFSIGNALED(status))
-        return "corvan-task was ended by signal " + std::to_string(WTERMSIG(status));
-    return "corvan-task ended with " + std::to_string(WEXITSTATUS(status));
+    return how.empty() ? how : "corvan-task " + how;
 }
 
 } // namespace master

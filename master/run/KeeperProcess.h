@@ -16,10 +16,9 @@ using ostrel::Descriptor;
 using ostrel::UID;
 
 /// Names in the environment of keepers and of the commands that they hold, by which a Master knows
-/// what an earlier run of it has left. The values are identifiers: of the Master, and of the run.
+/// what an earlier run of it has left. The value is the identifier of the Master.
 inline constexpr const char *k_KeeperOf = "CORVAN_KEEPER_OF";
 inline constexpr const char *k_TaskOf = "CORVAN_TASK_OF";
-inline constexpr const char *k_TaskRun = "CORVAN_TASK_RUN";
 
 /// The program between the Master and one command (`keeper/Keeper.h`), which ends whatever the
 /// command has started before it ends itself.
@@ -43,7 +42,7 @@ public:
     void End() const;
 
     /// After its socket was closed: how it ended itself. Empty where all is well, else the reason,
-    /// and what it held is killed as far as it is found.
+    /// and what it held is for `KillOrphans`.
     std::string Collect();
 
 private:
@@ -54,7 +53,6 @@ private:
                   const Sockets &sockets);
     static Sockets MakeSockets();
 
-    UID m_run;
     Descriptor m_socket;
     pid_t m_process = -1;
 };

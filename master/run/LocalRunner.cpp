@@ -7,11 +7,13 @@
 #include <cassert>
 #include <charconv>
 #include <optional>
+#include <poll.h>
 #include <unistd.h>
 
 #include "keeper/Protocol.h"
 #include "master/run/KeeperProcess.h"
 #include "master/run/Leftovers.h"
+#include "master/run/Orphans.h"
 #include "ostrel/Attempt.h"
 #include "ostrel/CallEntry.h"
 #include "ostrel/Log.h"
@@ -26,6 +28,9 @@ namespace
 {
 
 constexpr std::chrono::milliseconds k_look_each{50};
+// What was killed is gone in no time, but for what hangs in a share that hangs.
+constexpr std::chrono::milliseconds k_orphans_each{10};
+constexpr int k_many_looks = 1000;
 
 // "7 reason".
 RunEnd ReadEnd(const std::string &text)
@@ -65,12 +70,21 @@ struct LocalRunner::Process
 
 LocalRunner::LocalRunner(boost::asio::io_context &loop, int slots,
                          std::chrono::milliseconds patience)
-    : m_loop(loop), m_slots(slots), m_patience(patience), m_lookTimer(loop)
+    : m_loop(loop), m_slots(slots), m_patience(patience), m_lookTimer(loop), m_orphanTimer(loop)
 {
     _CallEntry call("LocalRunner::LocalRunner", __FILE__, __LINE__);
+
+    AdoptOrphans();
 }
 
-LocalRunner::~LocalRunner() = default;
+LocalRunner::~LocalRunner()
+{
+    _CallEntry call("LocalRunner::~LocalRunner", __FILE__, __LINE__);
+
+    m_processes.clear();
+    for (int look = 0; look < k_many_looks && !KillOrphans(); ++look)
+        ::poll(nullptr, 0, int(k_orphans_each.count()));
+}
 
 void LocalRunner::Begin(const UID &master, std::function<void()> isAlone)
 {
@@ -121,7 +135,7 @@ int LocalRunner::FreeSlots() const
 {
     _CallEntry call("LocalRunner::FreeSlots", __FILE__, __LINE__);
 
-    return m_waitsForOthers ? 0 : m_slots - int(m_processes.size());
+    return m_waitsForOthers ? 0 : m_slots - int(m_processes.size() + m_lost.size());
 }
 
 bool LocalRunner::Start(const Command &command, RunListener &listener, String *error)
@@ -194,11 +208,35 @@ void LocalRunner::OnClosed(int run)
     const std::unique_ptr<Process> process = std::move(found->second);
     m_processes.erase(found);
     const std::string reason = process->keeper.Collect();
+    if (reason.empty() && process->end)
+        return process->listener.OnEnded(run, *process->end);
     // Nobody knows how the command ended, and it is not its fault.
-    if (!reason.empty() || !process->end)
-        process->end = RunEnd{.isStarted = false,
-                              .reason = reason.empty() ? "corvan-task told nothing" : reason};
-    process->listener.OnEnded(run, *process->end);
+    const RunEnd end{.isStarted = false,
+                     .reason = reason.empty() ? "corvan-task told nothing" : reason};
+    m_lost.push_back({run, end, &process->listener});
+    EndOrphans();
+}
+
+void LocalRunner::EndOrphans()
+{
+    _CallEntry call("LocalRunner::EndOrphans", __FILE__, __LINE__);
+
+    if (KillOrphans())
+    {
+        m_orphanLooks = 0;
+        for (const LostRun &lost : std::exchange(m_lost, {}))
+            lost.listener->OnEnded(lost.run, lost.end);
+        return;
+    }
+    if (++m_orphanLooks == k_many_looks)
+        ostrel::LogWarning("waiting for processes that do not end though they are killed");
+    m_orphanTimer.expires_after(k_orphans_each);
+    m_orphanTimer.async_wait(
+        [this](const error_code &error)
+        {
+            if (!error)
+                EndOrphans();
+        });
 }
 
 void LocalRunner::End(int run)

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <map>
 #include <memory>
+#include <vector>
 
 #include "master/run/CommandRunner.h"
 #include "ostrel/LoopThread.h"
@@ -36,6 +37,7 @@ private:
     void ReadReports(int run);
     void TakeReports(int run, Process &process);
     void OnClosed(int run);
+    void EndOrphans();
 
     boost::asio::io_context &m_loop;
     int m_slots;
@@ -45,6 +47,17 @@ private:
     boost::asio::steady_timer m_lookTimer;
     LoopThread m_thread;
     std::map<int, std::unique_ptr<Process>> m_processes;
+
+    // A run whose keeper was killed. It is over when nothing is left of what the keeper held.
+    struct LostRun
+    {
+        int run = 0;
+        RunEnd end;
+        RunListener *listener = nullptr;
+    };
+    std::vector<LostRun> m_lost;
+    boost::asio::steady_timer m_orphanTimer;
+    int m_orphanLooks = 0;
 };
 
 } // namespace master

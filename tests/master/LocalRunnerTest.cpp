@@ -551,15 +551,51 @@ TEST_F(LocalRunnerTest, KillsItsCommandsWhenItGoes)
     EXPECT_EQ(m_ended, Ended{});
 }
 
-TEST_F(LocalRunnerTest, ACommandThatLostItsKeeperIsTriedAgain)
+TEST_F(LocalRunnerTest, ACommandThatLostItsKeeperIsOverWhenAllThatItStartedIsGone)
 {
-    ASSERT_TRUE(StartScript("setsid sleep 100 & echo $! > left; echo $PPID > keeper; wait"));
+    // Another goes on meanwhile, with what it has detached.
+    ASSERT_TRUE(StartScript("setsid env -i sleep 100 & echo $! > other; echo > begun; "
+                            "while [ ! -e go ]; do sleep 0.01; done; rm other"));
+    ASSERT_TRUE(RunUntil([this] { return ReadNumber("other") > 0; }));
+    const pid_t other = ReadNumber("other");
+    ++m_run;
+    ASSERT_TRUE(StartScript(std::string(k_detached) + "echo $$ > self; echo $PPID > keeper; wait"));
     ASSERT_TRUE(RunUntil([this] { return ReadNumber("keeper") > 0; }));
+    EXPECT_EQ(m_runner.FreeSlots(), 0);
     ::kill(ReadNumber("keeper"), SIGKILL);
     ASSERT_TRUE(RunUntilEnded());
+    EXPECT_EQ(m_ended.front().first, 2);
     EXPECT_FALSE(m_end.isStarted);
     EXPECT_EQ(m_end.reason, "corvan-task was ended by signal 9");
-    EXPECT_FALSE(IsAlive(ReadNumber("left")));
+    EXPECT_EQ(m_runner.FreeSlots(), 1);
+    for (const char *leaf : {"self", "session", "daemon", "stopped"})
+    {
+        EXPECT_GT(ReadNumber(leaf), 0);
+        EXPECT_FALSE(IsAlive(ReadNumber(leaf))) << leaf;
+    }
+    EXPECT_TRUE(IsAlive(other));
+
+    m_ended.clear();
+    m_folder.MakeFile("go");
+    ASSERT_TRUE(RunUntilEnded());
+    EXPECT_TRUE(m_end.IsSuccess()) << m_end.reason;
+    EXPECT_FALSE(IsAlive(other));
+}
+
+TEST_F(LocalRunnerTest, EndsWhatLostItsKeeperWhenItGoes)
+{
+    std::optional<LocalRunner> runner(std::in_place, m_loop, 1, k_patience);
+    Command command;
+    command.run = 1;
+    command.arguments = {"/bin/sh", "-c", std::string(k_detached) + "echo $PPID > keeper; wait"};
+    command.folder = m_folder.Folder();
+    command.log = m_folder / "log";
+    ASSERT_TRUE(runner->Start(command, Listener(), &m_reason));
+    ASSERT_TRUE(RunUntil([this] { return ReadNumber("keeper") > 0; }));
+    ::kill(ReadNumber("keeper"), SIGKILL);
+    runner.reset();
+    for (const char *leaf : {"session", "daemon", "stopped"})
+        EXPECT_FALSE(IsAlive(ReadNumber(leaf))) << leaf;
 }
 
 TEST_F(LocalRunnerTest, StartsNothingBeforeTheCommandsOfAnEarlierRunAreGone)

@@ -154,6 +154,40 @@ TEST_F(KilledMasterTest, StartsNothingBesideACommandThatDetachedItself)
     QueuesWhatRanAgain("setsid env -i /bin/" + LongScript("trap \"\" TERM; "));
 }
 
+// A writer without a session, a mark or a keeper, which holds a lock on its frame.
+TEST_F(MasterProgramTest, RunsATaskThatLostItsKeeperOnceItsWritersAreGone)
+{
+    const auto program = Start();
+    RawClient client(program->Address());
+    ASSERT_TRUE(client.SayHello());
+    const std::string lock = "exec 9>> \"$2.frame\"; flock -n 9 || echo > \"$2.both\"; "
+                             "trap \"\" TERM; ";
+    const wire::Envelope job = JobEnvelope("echo $PPID > " + InFolder("keeper") +
+                                           "$1; setsid env -i /bin/" + LongScript(lock));
+    ASSERT_TRUE(client.Ask(job)->has_accepted());
+    const std::vector<pid_t> writers = WaitForProcesses(client);
+    for (const char *frame : {"1", "2"})
+    {
+        std::filesystem::remove((m_folder / (std::string("pid") + frame)).Text().c_str());
+        std::ifstream file((m_folder / (std::string("keeper") + frame)).Text());
+        pid_t keeper = 0;
+        file >> keeper;
+        ASSERT_GT(keeper, 0);
+        ::kill(keeper, SIGKILL);
+    }
+
+    WaitForProcesses(client);
+    for (const pid_t process : writers)
+        EXPECT_FALSE(IsAlive(process)) << "beside its successor";
+    for (const char *leaf : {"pid1.both", "pid2.both"})
+        EXPECT_FALSE(std::filesystem::exists((m_folder / leaf).Text().c_str())) << leaf;
+    ASSERT_TRUE(client.Ask(FollowEnvelope(job.job().id()))->has_accepted());
+    m_folder.MakeFile("go");
+    ASSERT_TRUE(client.ReceiveUntil(IsNews("Status", "2")));
+    for (const wire::Task &task : TasksOf(client, job.job().id()))
+        EXPECT_EQ(task.tries(), 1u) << "no fault of the task";
+}
+
 TEST_F(MasterProgramTest, EndsItsCommandsAndItselfWhenItIsAsked)
 {
     for (const int signal : {SIGTERM, SIGINT})
