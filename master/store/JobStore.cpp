@@ -57,7 +57,7 @@ std::int64_t LogNumber(const JobState &state, const TaskState &task)
     return task.log < 0 ? state.logBase + task.index : task.log;
 }
 
-JobStore::JobStore(const Path &file)
+JobStore::JobStore(const Path &file, const char *vfs)
 {
     _CallEntry call("JobStore::JobStore", __FILE__, __LINE__);
 
@@ -67,7 +67,7 @@ JobStore::JobStore(const Path &file)
             throw new StoreException("a restore was cut short; run it again: corvan-master store "
                                      "restore BACKUP --data " +
                                      file.Parent().Text());
-        m_database = std::make_unique<StoreDatabase>(file);
+        m_database = std::make_unique<StoreDatabase>(file, vfs);
         SQLite::Database &connection = m_database->Connection();
         // Before anything is written.
         if (const String damage = FindDamage(connection); !damage.empty())

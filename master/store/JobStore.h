@@ -57,7 +57,8 @@ class JobStore
 public:
     /// Opens the store, makes it where there is none, and brings it up to date. Throws where it
     /// cannot, where a newer version wrote it, and where it is damaged: every page is read first.
-    explicit JobStore(const Path &file);
+    /// `vfs` is SQLite's name of the disk that the file is on; null for the system's.
+    explicit JobStore(const Path &file, const char *vfs = nullptr);
     ~JobStore();
 
     /// The Master's identity: the same as long as the store lives.

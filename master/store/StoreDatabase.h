@@ -44,9 +44,10 @@ private:
 class StoreDatabase
 {
 public:
-    explicit StoreDatabase(const Path &file)
-        : m_file(file),
-          m_connection(file.Text(), SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE, k_busy_ms)
+    /// `vfs`: see `JobStore`.
+    StoreDatabase(const Path &file, const char *vfs)
+        : m_file(file), m_connection(file.Text().c_str(),
+                                     SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE, k_busy_ms, vfs)
     {
     }
 
