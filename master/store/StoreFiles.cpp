@@ -6,8 +6,10 @@
 #include <SQLiteCpp/Statement.h>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <string_view>
 #include <unistd.h>
 
 #include <sqlite3.h>
@@ -92,13 +94,34 @@ Path FolderOf(const Path &file)
     return file.Parent().IsEmpty() ? Path(".") : file.Parent();
 }
 
-// The rows of a check that are not "ok".
+// SQLite's checks tell of a page that could not be read as of one that is wrong: "Page 7: unable to
+// get the page. error code=266".
+bool TellsOfDisk(const String &trouble)
+{
+    constexpr std::string_view k_mark = "error code=";
+    for (std::size_t at = 0; (at = trouble.find(k_mark, at)) != String::npos;)
+    {
+        at += k_mark.size();
+        // Further bits say more of the same error.
+        if ((std::strtol(trouble.c_str() + at, nullptr, 10) & 0xff) == SQLITE_IOERR)
+            return true;
+    }
+    return false;
+}
+
+// The rows of a check that are not "ok". What the disk does not give is not known to be damaged:
+// then it throws.
 void AddTroubles(SQLite::Database &database, const char *check, std::vector<String> &troubles)
 {
     SQLite::Statement rows(database, check);
     while (rows.executeStep())
-        if (String row = rows.getColumn(0).getString(); row != "ok")
+    {
+        String row = rows.getColumn(0).getString();
+        if (TellsOfDisk(row))
+            Refuse("the disk cannot be read: " + row);
+        if (row != "ok")
             troubles.push_back(std::move(row));
+    }
 }
 
 void AddLostReferences(SQLite::Database &database, std::vector<String> &troubles)

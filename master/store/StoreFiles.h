@@ -25,7 +25,8 @@ using ostrel::String;
 Path StoreFileIn(const Path &data);
 
 /// What SQLite finds wrong with a store that is open, 10 lines at most: every page is read, but the
-/// indexes are not compared with what they index. Empty for one that is whole.
+/// indexes are not compared with what they index. Empty for one that is whole. Throws where the
+/// disk does not give a page: nobody knows then whether it is.
 String FindDamage(SQLite::Database &database);
 /// True where the database could not go on because its file is damaged, or is none of its own.
 bool IsDamage(const SQLite::Exception &error);

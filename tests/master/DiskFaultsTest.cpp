@@ -454,5 +454,20 @@ TEST_F(DiskFaults, WhileAStoreIsMadeLeaveOneThatIsMadeTheNextTime)
     }
 }
 
+// A disk that cannot be read for once holds no damaged store: nobody is to restore an old one.
+TEST_F(DiskFaults, AreNotTakenForADamagedStore)
+{
+    FaultyDisk whole(1, m_new);
+    Open(whole);
+    for (long operation = 1; operation <= whole.Count(); ++operation)
+    {
+        FaultyDisk disk(1, m_new);
+        disk.Fail(operation, 1, Fault::Error);
+        String reason;
+        Open(disk, &reason);
+        EXPECT_EQ(reason.find("damaged"), String::npos) << operation << ": " << reason;
+    }
+}
+
 } // namespace
 } // namespace master
