@@ -10,6 +10,7 @@ from window import (
     JOB_EDITS,
     TYPE_COMMANDS,
     WindowTest,
+    keep_picture,
     copied_text,
     press,
     wait_until,
@@ -121,7 +122,7 @@ class OwnCommands(WindowTest):
         window = self.open_with("Broken", "/no/such/program", "{Note}")
         window.choose("Broken", *DONE_MENU, "Broken")
         window.wait_for_dialog("Ordwick")
-        self.keep_picture("no-such-program")
+        keep_picture("no-such-program")
         press("Tab", "ctrl+a", "ctrl+c")
         self.assertEqual(
             wait_until(copied_text),

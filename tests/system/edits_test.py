@@ -2,7 +2,7 @@
 
 import unittest
 
-from window import DONE_MENU, JOB_EDITS, WindowTest, press, write
+from window import DONE_MENU, JOB_EDITS, WindowTest, keep_picture, press, write
 
 
 class Edits(WindowTest):
@@ -41,7 +41,7 @@ class Edits(WindowTest):
         line = self.first.log.wait_for("the Master refused")
         self.assertIn('the Master refused JobParameter: CustomRange: cannot use the range "abc"', line)
         self.first.log.wait_for("wxCorvanFrame::ShowNotice")
-        self.keep_picture("refused-range")
+        keep_picture("refused-range")
         self.assertFalse(self.parameter(self.job, "CustomRange"))
 
         # What comes after it has come to the other window as well.

@@ -3,7 +3,7 @@
 import unittest
 
 from farm import SHARE
-from window import WindowTest, wait_until
+from window import WindowTest, keep_picture, wait_until
 
 BAD = ("TextGrey", "TextRed", "TextOrange")
 
@@ -53,7 +53,7 @@ class Repair(WindowTest):
         before = self.show(self.job)
         window = self.open_on_damage()
         self.select_bad(window)
-        self.keep_picture("bad-selected")
+        keep_picture("bad-selected")
         self.requeue(window, "ctrl+b")
         requeued = self.show(self.check_repaired(window))
 
@@ -126,7 +126,7 @@ class RepairOfPackets(WindowTest):
         line = window.log.wait_for("packets are rendered whole")
         self.assertTrue(line.endswith("good frames that are rendered again: 3"), line)
         window.log.wait_for("wxCorvanFrame::ShowNotice")
-        self.keep_picture("requeue-packets")
+        keep_picture("requeue-packets")
         window.wait_for_status("12 Files | 0 Missing | 0 Too Small")
         job = self.jobs()[0]["id"]
         self.corvan("wait", job)

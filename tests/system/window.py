@@ -55,6 +55,14 @@ def copied_text():
     return tell("xclip", "-out", "-selection", "clipboard")
 
 
+def keep_picture(name):
+    """Leaves a picture of the display in the artefacts; gives its path."""
+    ARTEFACTS.mkdir(parents=True, exist_ok=True)
+    picture = ARTEFACTS / f"{name}.png"
+    subprocess.run(["import", "-window", "root", picture], timeout=PATIENCE)
+    return picture
+
+
 class Log:
     """Lines of a growing file, each as soon as it is written."""
 
@@ -134,7 +142,14 @@ class Window:
 
     def wait_for_dialog(self, title):
         """Returns once a dialog of that title has the keyboard."""
-        wait_until(lambda: self.dialog() == title, self.process)
+        try:
+            wait_until(lambda: self.dialog() == title, self.process)
+        except AssertionError as error:
+            picture = keep_picture(f"no-{title}")
+            place = self.dialog() or "the main window, or nowhere"
+            raise AssertionError(
+                f"'{title}' does not get the keyboard, which is in {place}; see {picture}"
+            ) from error
 
     def main(self):
         """The number of the main window, once it is there."""
@@ -225,7 +240,3 @@ class WindowTest(FarmTest):
     def jobs(self):
         """All jobs of the Master, the latest first."""
         return json.loads(self.corvan("list", "--json"))
-
-    def keep_picture(self, name):
-        ARTEFACTS.mkdir(parents=True, exist_ok=True)
-        subprocess.run(["import", "-window", "root", ARTEFACTS / f"{name}.png"], timeout=PATIENCE)

@@ -3,7 +3,7 @@
 import signal
 import unittest
 
-from window import WindowTest, wait_until
+from window import WindowTest, keep_picture, wait_until
 
 BAD = ("TextGrey", "TextRed", "TextOrange")
 
@@ -17,7 +17,7 @@ class Damage(WindowTest):
         window.wait_for_status("12 Files | 1 Missing | 1 Too Small")
         window.log.wait_for("Finished scanning 12 files. Will scan again in 200 ms")
         wait_until(lambda: all(window.rows_with(colour) for colour in BAD))
-        self.keep_picture("damage")
+        keep_picture("damage")
 
         heights = [window.rows_with(colour) for colour in BAD]
         for upper, lower in zip(heights, heights[1:]):
@@ -53,7 +53,7 @@ class LostMaster(WindowTest):
 
         self.stop_master(signal.SIGKILL)
         wait_until(lambda: window.rows_with("TextGrey") != rows)
-        self.keep_picture("lost-master")
+        keep_picture("lost-master")
 
         self.start_master()
         window.log.wait_for("Received Job: frames")
@@ -101,10 +101,10 @@ class WatchedFrames(WindowTest):
         self.assertEqual(window.close(), 0)
         self.assertEqual(self.jobs()[0]["parameters"]["ImageFormat"], "//server/shots/f.%04d.raw")
 
-    def test_may_be_a_million_and_begin_below_zero(self):
-        window = self.open_window(str(self.folder / "none.%d.raw"), "-500000-499999")
+    def test_may_begin_below_zero(self):
+        window = self.open_window(str(self.folder / "none.%d.raw"), "-5-4")
         window.log.wait_for("Displaying:")
-        window.wait_for_status("1000000 Files")
+        window.wait_for_status("10 Files | 10 Missing")
         self.assertEqual(window.close(), 0)
 
 

@@ -126,6 +126,16 @@ TEST_F(FrameScan, ExpandsARangeByTheJobsParameters)
     }
 }
 
+TEST_F(FrameScan, AMillionFilesMayBeListed)
+{
+    Start();
+    ConnectWithJob({{p_Range, "-500000-499999"}, {p_ImageFormat, "/none/f.%d"}});
+    EXPECT_EQ(List().RowCount(), 1'000'000);
+    EXPECT_EQ(List().GetDisplayText(0, 0), "/none/f.-500000");
+    EXPECT_EQ(List().GetDisplayText(999'999, 0), "/none/f.499999");
+    EXPECT_EQ(StatusTexts().find("1000000 Files | "), 0u) << StatusTexts(); // The pass goes on.
+}
+
 TEST_F(FrameScan, TwoFramesOfOnePathAreOneFileAndTwoRows)
 {
     Start();
