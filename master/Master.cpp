@@ -33,7 +33,12 @@ Master::Master(boost::asio::io_context &loop, const MasterSettings &settings, Co
       m_retention(loop, {m_store, m_cache, m_dispatcher, m_scheduler, m_logs}, settings.keepDays,
                   [this](const Outbox &outbox) { CarryOut(outbox); }),
       m_retryTimer(loop), m_pauseTimer(loop), m_progressTimer(loop), m_idleTimer(loop),
-      m_idleSince(steady_clock::now())
+      m_idleSince(steady_clock::now()), m_vitals(loop, m_store,
+                                                 {.store = StoreFileIn(settings.data),
+                                                  .statusPort = settings.statusPort,
+                                                  .loopPatience = settings.loopPatience,
+                                                  .probesStore = settings.endWhenIdle.count() == 0},
+                                                 [this] { TakeEmptyTurn(); })
 {
     _CallEntry call("Master::Master", __FILE__, __LINE__);
 
@@ -136,6 +141,7 @@ void Master::Turn()
     _CallEntry call("Master::Turn", __FILE__, __LINE__);
 
     assert(m_thread.IsCurrent());
+    const auto begin = steady_clock::now();
     m_isTurnPosted = false;
     const std::vector<Server::Request> requests = m_server->TakeRequests();
     Outbox outbox;
@@ -154,6 +160,19 @@ void Master::Turn()
     m_server->EndRequests();
     FillSlots();
     m_retention.Wake();
+    m_vitals.NoteTurn(steady_clock::now() - begin);
+}
+
+// There may be something to do, or nothing; it is for those who watch.
+void Master::TakeEmptyTurn()
+{
+    _CallEntry call("Master::TakeEmptyTurn", __FILE__, __LINE__);
+
+    m_vitals.NoteClients(m_server->CountClients());
+    if (m_isStopping)
+        m_vitals.NoteTurn(std::chrono::nanoseconds(0));
+    else
+        ScheduleTurn();
 }
 
 Outbox Master::TakeTogether(const std::vector<Server::Request> &requests)
@@ -296,6 +315,7 @@ void Master::CarryOut(const Outbox &outbox)
 {
     _CallEntry call("Master::CarryOut", __FILE__, __LINE__);
 
+    m_vitals.NoteRefusals(outbox.Refusals());
     for (const RunsToEnd &runs : outbox.EndedRuns())
         m_scheduler.EndRuns(runs);
     for (const UID &job : outbox.JobsToTry())
@@ -360,6 +380,7 @@ void Master::Stop()
     if (m_isStopping)
         return;
     ostrel::LogStatus("ending");
+    m_vitals.NoteEnd();
     m_isStopping = true;
     m_retention.Stop();
     // What ended by itself is still noted.

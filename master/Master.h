@@ -5,6 +5,7 @@
 #include <boost/asio/steady_timer.hpp>
 #include <chrono>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "master/Clock.h"
@@ -14,6 +15,7 @@
 #include "master/ProgressNews.h"
 #include "master/Retention.h"
 #include "master/Scheduler.h"
+#include "master/Vitals.h"
 #include "master/door/MasterLock.h"
 #include "master/door/Server.h"
 #include "master/run/CommandRunner.h"
@@ -35,6 +37,10 @@ struct MasterSettings
     std::chrono::milliseconds endWhenIdle{0};
     /// Days that a job is kept once it is over; 0 keeps it until somebody removes it.
     unsigned keepDays = 0;
+    /// Port of 127.0.0.1 for /metrics and /healthz; 0 for one that the system chooses.
+    std::optional<std::uint16_t> statusPort;
+    /// How long its loop may take no turn before it counts as hanging.
+    std::chrono::milliseconds loopPatience = Health::k_Patience;
 };
 
 /// The Master: what the clients ask and how the commands end, a turn at a time.
@@ -61,6 +67,11 @@ public:
     {
         return *m_server;
     }
+    /// Where /metrics and /healthz are; nothing where nobody asked for them.
+    std::optional<std::uint16_t> StatusPort() const
+    {
+        return m_vitals.StatusPort();
+    }
 
 private:
     void OnRequests() override;
@@ -72,6 +83,7 @@ private:
     void RetryLater();
     void WaitForPauses();
     void Turn();
+    void TakeEmptyTurn();
     Outbox TakeTogether(const std::vector<Server::Request> &requests);
     void TakeOneByOne(const std::vector<Server::Request> &requests);
     void Handle(const Server::Request &request, Outbox &outbox);
@@ -118,6 +130,7 @@ private:
     boost::asio::steady_timer m_progressTimer;
     boost::asio::steady_timer m_idleTimer;
     std::chrono::steady_clock::time_point m_idleSince;
+    Vitals m_vitals;
 
     std::unique_ptr<Server> m_server;
 };

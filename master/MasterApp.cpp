@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <boost/asio/io_context.hpp>
+#include <boost/asio/post.hpp>
 #include <boost/asio/signal_set.hpp>
 #include <csignal>
 #include <cstdio>
@@ -10,6 +11,7 @@
 #include "corvan/JobFactory.h"
 #include "master/Master.h"
 #include "master/RunLoop.h"
+#include "master/ServiceManager.h"
 #include "master/run/LocalRunner.h"
 #include "ostrel/CallEntry.h"
 #include "ostrel/Log.h"
@@ -25,6 +27,17 @@ namespace
 constexpr std::chrono::minutes k_personal_idle{10};
 constexpr std::chrono::seconds k_patience{3};
 constexpr int k_day = 86'400;
+constexpr int k_last_port = 65'535;
+
+// 0 is for none; a number that is no port is no reason to run without what was asked for.
+std::optional<std::uint16_t> ReadStatusPort(const ostrel::IniFile &options)
+{
+    const int port = options.GetValue("Master", "StatusPort", 0);
+    if (port < 0 || port > k_last_port)
+        throw new UsageException("StatusPort " + std::to_string(port) + ": it has to be a number " +
+                                 "from 1 to " + std::to_string(k_last_port) + ", or 0 for none");
+    return port == 0 ? std::nullopt : std::optional(std::uint16_t(port));
+}
 
 std::chrono::seconds ReadPause(const ostrel::IniFile &options, const char *key,
                                std::chrono::milliseconds usual)
@@ -61,6 +74,7 @@ bool MasterApp::Run(const CommandLine &commandLine)
     if (options.isPersonal)
         settings.endWhenIdle = k_personal_idle;
     settings.keepDays = Options().GetValue("Master", "KeepDays", 0u);
+    settings.statusPort = ReadStatusPort(Options());
 
     boost::asio::io_context loop;
     LocalRunner runner(loop, int(options.slots), k_patience);
@@ -78,9 +92,13 @@ bool MasterApp::Run(const CommandLine &commandLine)
     std::puts(line.c_str());
     std::fflush(stdout);
     ostrel::LogStatus(line);
+    if (const auto port = theMaster.StatusPort())
+        ostrel::LogStatus("/metrics and /healthz at 127.0.0.1:" + std::to_string(*port));
     // Whoever started it keeps what it says on its way up, and no more.
     if (options.isPersonal && !std::freopen("/dev/null", "w", stderr))
         ostrel::LogWarning("standard error stays open");
+    // The first turn was posted before.
+    boost::asio::post(loop, [&line] { TellReady(line); });
     RunLoop(loop);
     return true;
 }

@@ -2,6 +2,7 @@
 
 #include <boost/make_shared.hpp>
 #include <iterator>
+#include <utility>
 
 #include "corvan/Messages.h"
 #include "ostrel/CallEntry.h"
@@ -50,6 +51,7 @@ void Outbox::Refuse(ClientNumber client, std::uint64_t request, const String &wh
     refused->reason = reason;
     refused->job = job;
     Answer(client, request, refused);
+    ++m_refusals;
 }
 
 void Outbox::Tell(const UID &job, const String &name, const String &value)
@@ -99,6 +101,7 @@ void Outbox::Append(Outbox &&other)
     MoveAll(other.m_progress, m_progress);
     MoveAll(other.m_runsToEnd, m_runsToEnd);
     MoveAll(other.m_jobsToTry, m_jobsToTry);
+    m_refusals += std::exchange(other.m_refusals, 0);
 }
 
 } // namespace master

@@ -59,11 +59,18 @@ public:
         return m_jobsToTry;
     }
 
+    /// How many of the messages refuse a request.
+    std::size_t Refusals() const
+    {
+        return m_refusals;
+    }
+
 private:
     std::vector<Outgoing> m_messages;
     std::vector<UID> m_progress;
     std::vector<RunsToEnd> m_runsToEnd;
     std::vector<UID> m_jobsToTry;
+    std::size_t m_refusals = 0;
 };
 
 } // namespace master

@@ -96,7 +96,8 @@ JobStore::JobStore(const Path &file, const char *vfs)
 
 JobStore::~JobStore() = default;
 
-JobStore::Turn::Turn(JobStore &store) : m_store(store)
+JobStore::Turn::Turn(JobStore &store)
+    : m_store(store), m_changesBefore(store.m_database->Connection().getTotalChanges())
 {
     _CallEntry call("JobStore::Turn::Turn", __FILE__, __LINE__);
 
@@ -108,8 +109,12 @@ JobStore::Turn::~Turn()
 {
     _CallEntry call("JobStore::Turn::~Turn", __FILE__, __LINE__);
 
-    if (m_open && m_store.InTurn())
+    if (!m_open)
+        return;
+    if (m_store.InTurn())
         m_store.m_database->TryExec("ROLLBACK");
+    ++m_store.m_commits.failed;
+    m_store.m_commits.isLastDone = false;
 }
 
 void JobStore::Turn::Commit()
@@ -118,6 +123,21 @@ void JobStore::Turn::Commit()
 
     m_store.m_database->Guarded([&] { m_store.m_database->Connection().exec("COMMIT"); });
     m_open = false;
+    // Else nothing had to get to disk.
+    if (m_store.m_database->Connection().getTotalChanges() == m_changesBefore)
+        return;
+    ++m_store.m_commits.done;
+    m_store.m_commits.isLastDone = true;
+    m_store.m_commits.last = std::chrono::steady_clock::now();
+}
+
+void JobStore::Probe()
+{
+    _CallEntry call("JobStore::Probe", __FILE__, __LINE__);
+
+    Turn turn(*this);
+    m_database->Guarded([&] { m_database->Connection().exec("UPDATE master SET id = id"); });
+    turn.Commit();
 }
 
 JobStore::Step::Step(JobStore &store) : m_store(store)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <limits>
 #include <memory>
@@ -79,8 +80,24 @@ public:
 
     private:
         JobStore &m_store;
+        const int m_changesBefore;
         bool m_open = true;
     };
+
+    /// How turns ended that changed something, and those that could not.
+    struct Commits
+    {
+        std::uint64_t done = 0;
+        std::uint64_t failed = 0;
+        bool isLastDone = true;
+        std::chrono::steady_clock::time_point last; ///< When one was on disk.
+    };
+    const Commits &CommitsSoFar() const
+    {
+        return m_commits;
+    }
+    /// A turn that writes what is there already, to see whether changes get to disk.
+    void Probe();
 
     /// A part of a turn that can be undone by itself. They do not nest.
     class Step
@@ -142,6 +159,7 @@ private:
     std::unique_ptr<StoreDatabase> m_database;
     std::unique_ptr<TaskStore> m_tasks;
     UID m_masterID;
+    Commits m_commits;
 };
 
 } // namespace master

@@ -49,6 +49,9 @@ OUTSIDE = {
     "tiffio.h": ["decode"],
     "zlib.h": ["decode"],
     "boost/multi_index": ["analysis"],
+    "boost/beast/": ["master/door"],
+    "prometheus/": ["master"],
+    "systemd/": ["master"],
 }
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*(["<])([^">]+)[">]')

@@ -29,6 +29,7 @@ void RunningMaster::Run(const MasterSettings &settings, int slots, std::promise<
         master::Master theMaster(m_loop, settings, runner);
         m_master = &theMaster;
         m_address = theMaster.Connections().Address();
+        m_statusPort = theMaster.StatusPort().value_or(0);
         isReady.set_value();
         master::RunLoop(m_loop);
     }

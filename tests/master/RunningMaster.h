@@ -24,6 +24,12 @@ public:
         return m_address;
     }
 
+    /// Of /metrics and /healthz; 0 where there are none.
+    std::uint16_t StatusPort() const
+    {
+        return m_statusPort;
+    }
+
     /// Why it could not be started; empty when it runs.
     const std::string &Error() const
     {
@@ -45,6 +51,7 @@ private:
     master::Master *m_master = nullptr;
     std::string m_address;
     std::string m_error;
+    std::uint16_t m_statusPort = 0;
     std::promise<void> m_ended;
     std::future<void> m_hasEnded = m_ended.get_future();
     std::jthread m_thread;
