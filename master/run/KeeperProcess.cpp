@@ -21,12 +21,14 @@ namespace master
 
 using ostrel::_CallEntry;
 using ostrel::ProcessException;
+using std::chrono::steady_clock;
 
 namespace
 {
 
 // One that hangs in a share that hangs is left to itself.
-constexpr int k_gone_within_ms = 10'000;
+constexpr std::chrono::milliseconds k_gone_within{10'000};
+constexpr int k_collect_each_ms = 1;
 
 [[noreturn]] void Refuse(const std::string &what, int error)
 {
@@ -184,14 +186,24 @@ KeeperProcess::~KeeperProcess()
         return;
     ::send(m_socket.Number(), &keeper::k_Kill, 1, MSG_NOSIGNAL);
     ::shutdown(m_socket.Number(), SHUT_WR);
+    const auto limit = steady_clock::now() + k_gone_within;
+    if (!WaitForSocket())
+        return;
+    while (!TryCollect() && steady_clock::now() < limit)
+        ::poll(nullptr, 0, k_collect_each_ms);
+}
+
+// Until it is closed; false where that takes too long.
+bool KeeperProcess::WaitForSocket() const
+{
+    _CallEntry call("KeeperProcess::WaitForSocket", __FILE__, __LINE__);
+
     pollfd news{m_socket.Number(), POLLIN, 0};
     char report[4096];
-    while (::poll(&news, 1, k_gone_within_ms) > 0)
+    while (::poll(&news, 1, int(k_gone_within.count())) > 0)
         if (::read(m_socket.Number(), report, sizeof report) <= 0)
-        {
-            Collect();
-            return;
-        }
+            return true;
+    return false;
 }
 
 int KeeperProcess::DuplicateSocket() const
@@ -211,13 +223,15 @@ void KeeperProcess::End() const
     ::send(m_socket.Number(), &keeper::k_End, 1, MSG_NOSIGNAL | MSG_DONTWAIT);
 }
 
-std::string KeeperProcess::Collect()
+std::optional<std::string> KeeperProcess::TryCollect()
 {
-    _CallEntry call("KeeperProcess::Collect", __FILE__, __LINE__);
+    _CallEntry call("KeeperProcess::TryCollect", __FILE__, __LINE__);
 
-    const std::string how = CollectChild(m_process);
+    const std::optional<std::string> how = TryCollectChild(m_process);
+    if (!how)
+        return std::nullopt;
     m_process = -1;
-    return how.empty() ? how : "corvan-task " + how;
+    return how->empty() ? *how : "corvan-task " + *how;
 }
 
 } // namespace master

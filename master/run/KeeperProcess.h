@@ -2,6 +2,7 @@
 
 #include <array>
 #include <chrono>
+#include <optional>
 #include <string>
 #include <sys/types.h>
 
@@ -42,8 +43,9 @@ public:
     void End() const;
 
     /// After its socket was closed: how it ended itself. Empty where all is well, else the reason,
-    /// and what it held is for `KillOrphans`.
-    std::string Collect();
+    /// and what it held is for `KillOrphans`. Nothing where it is not gone yet: one whose files are
+    /// on a share that hangs may take any time to close them.
+    std::optional<std::string> TryCollect();
 
 private:
     // Ours and its own.
@@ -52,6 +54,7 @@ private:
     KeeperProcess(const Command &command, const UID &owner, std::chrono::milliseconds patience,
                   const Sockets &sockets);
     static Sockets MakeSockets();
+    bool WaitForSocket() const;
 
     Descriptor m_socket;
     pid_t m_process = -1;

@@ -1,5 +1,6 @@
 #include "master/run/LocalRunner.h"
 
+#include <algorithm>
 #include <array>
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/error.hpp>
@@ -28,6 +29,7 @@ namespace
 {
 
 constexpr std::chrono::milliseconds k_look_each{50};
+constexpr std::chrono::milliseconds k_longest_pause{500};
 // What was killed is gone in no time, but for what hangs in a share that hangs.
 constexpr std::chrono::milliseconds k_orphans_each{10};
 constexpr int k_many_looks = 1000;
@@ -49,7 +51,7 @@ struct LocalRunner::Process
 {
     Process(boost::asio::io_context &loop, const Command &command, const UID &master,
             std::chrono::milliseconds patience, RunListener &tellsWhom)
-        : keeper(command, master, patience), reports(loop), listener(tellsWhom)
+        : keeper(command, master, patience), reports(loop), listener(tellsWhom), collectTimer(loop)
     {
         const int socket = keeper.DuplicateSocket();
         error_code error;
@@ -63,6 +65,8 @@ struct LocalRunner::Process
     KeeperProcess keeper;
     boost::asio::posix::stream_descriptor reports;
     RunListener &listener;
+    boost::asio::steady_timer collectTimer;
+    std::chrono::milliseconds pause{1}; // Doubled before each.
     std::array<char, 4096> part{};
     std::string text;          // Of a report that is not whole yet.
     std::optional<RunEnd> end; // As it was reported.
@@ -173,7 +177,7 @@ void LocalRunner::ReadReports(int run)
                                         if (found == m_processes.end())
                                             return;
                                         if (error)
-                                            return OnClosed(run);
+                                            return Collect(run);
                                         found->second->text.append(found->second->part.data(),
                                                                    count);
                                         TakeReports(run, *found->second);
@@ -200,21 +204,41 @@ void LocalRunner::TakeReports(int run, Process &process)
     }
 }
 
-void LocalRunner::OnClosed(int run)
+// The socket is closed; the process is gone in a moment, as a rule.
+void LocalRunner::Collect(int run)
 {
-    _CallEntry call("LocalRunner::OnClosed", __FILE__, __LINE__);
+    _CallEntry call("LocalRunner::Collect", __FILE__, __LINE__);
 
     const auto found = m_processes.find(run);
+    if (found == m_processes.end())
+        return;
+    const std::optional<std::string> reason = found->second->keeper.TryCollect();
+    if (!reason)
+        return CollectLater(run);
     const std::unique_ptr<Process> process = std::move(found->second);
     m_processes.erase(found);
-    const std::string reason = process->keeper.Collect();
-    if (reason.empty() && process->end)
+    if (reason->empty() && process->end)
         return process->listener.OnEnded(run, *process->end);
     // Nobody knows how the command ended, and it is not its fault.
     const RunEnd end{.isStarted = false,
-                     .reason = reason.empty() ? "corvan-task told nothing" : reason};
+                     .reason = reason->empty() ? "corvan-task told nothing" : *reason};
     m_lost.push_back({run, end, &process->listener});
     EndOrphans();
+}
+
+void LocalRunner::CollectLater(int run)
+{
+    _CallEntry call("LocalRunner::CollectLater", __FILE__, __LINE__);
+
+    Process &process = *m_processes.at(run);
+    process.pause = std::min(2 * process.pause, k_longest_pause);
+    process.collectTimer.expires_after(process.pause);
+    process.collectTimer.async_wait(
+        [this, run](const error_code &error)
+        {
+            if (!error)
+                Collect(run);
+        });
 }
 
 void LocalRunner::EndOrphans()

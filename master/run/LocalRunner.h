@@ -36,7 +36,8 @@ private:
     void LookForOthers(const std::function<void()> &isAlone);
     void ReadReports(int run);
     void TakeReports(int run, Process &process);
-    void OnClosed(int run);
+    void Collect(int run);
+    void CollectLater(int run);
     void EndOrphans();
 
     boost::asio::io_context &m_loop;

@@ -1,6 +1,5 @@
 #include "master/run/Orphans.h"
 
-#include <cerrno>
 #include <csignal>
 #include <mutex>
 #include <set>
@@ -67,18 +66,18 @@ pid_t StartChild(const std::function<pid_t()> &start)
     return child;
 }
 
-std::string CollectChild(pid_t child)
+std::optional<std::string> TryCollectChild(pid_t child)
 {
     siginfo_t info{};
-    while (::waitid(P_PID, id_t(child), &info, WEXITED | WNOWAIT) < 0 && errno == EINTR)
-        ;
+    if (::waitid(P_PID, id_t(child), &info, WEXITED | WNOWAIT | WNOHANG) == 0 && info.si_pid == 0)
+        return std::nullopt;
     Family &family = TheFamily();
     // Another may get its number from when it is collected.
     const std::lock_guard lock(family.lock);
     int status = 0;
     ::waitpid(child, &status, 0);
     family.own.erase(child);
-    const std::string how = HowItEnded(status);
+    std::string how = HowItEnded(status);
     family.mayHaveOrphans = family.mayHaveOrphans || !how.empty();
     return how;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <sys/types.h>
 
@@ -19,8 +20,9 @@ void AdoptOrphans();
 /// own. What `start` throws is passed on.
 pid_t StartChild(const std::function<pid_t()> &start);
 
-/// Waits for the end of a child of its own. Tells how it failed to end well; empty where it did.
-std::string CollectChild(pid_t child);
+/// How a child of its own failed to end well, once it has ended; empty where it did end well.
+/// Nothing where it is there yet.
+std::optional<std::string> TryCollectChild(pid_t child);
 
 /// Where a child of its own has not ended well: kills all children that are not its own, with all
 /// that they have started, and collects what has ended. True where there are none; else it is to be

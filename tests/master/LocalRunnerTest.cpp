@@ -1,12 +1,16 @@
 #include "master/run/LocalRunner.h"
 
 #include <boost/asio/io_context.hpp>
+#include <boost/asio/steady_timer.hpp>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <optional>
+#include <sys/ptrace.h>
 #include <sys/resource.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -648,6 +652,88 @@ TEST_F(LocalRunnerTest, EndsWhatHasLostItsKeeperAndNothingElse)
     EXPECT_FALSE(IsAlive(ReadNumber("ours")));
     EXPECT_TRUE(IsAlive(ReadNumber("other")));
     ::kill(ReadNumber("other"), SIGKILL);
+}
+
+// A process that has closed its files and does not go: whoever traces it has not let it.
+class HeldProcess
+{
+public:
+    explicit HeldProcess(pid_t process)
+    {
+        int ends[2];
+        if (::pipe(ends) != 0)
+            return;
+        m_tracer = ::fork();
+        if (m_tracer == 0)
+        {
+            // No test waits for it longer.
+            ::alarm(60);
+            const char isHeld = ::ptrace(PTRACE_SEIZE, process, nullptr, nullptr) == 0;
+            if (::write(ends[1], &isHeld, 1) == 1)
+                ::pause();
+            ::_exit(0);
+        }
+        char isHeld = 0;
+        m_isHeld = ::read(ends[0], &isHeld, 1) == 1 && isHeld != 0;
+        ::close(ends[0]);
+        ::close(ends[1]);
+    }
+    ~HeldProcess()
+    {
+        LetGo();
+    }
+    HeldProcess(const HeldProcess &) = delete;
+    HeldProcess &operator=(const HeldProcess &) = delete;
+
+    bool IsHeld() const
+    {
+        return m_isHeld;
+    }
+
+    void LetGo()
+    {
+        if (m_tracer <= 0)
+            return;
+        ::kill(m_tracer, SIGKILL);
+        ::waitpid(m_tracer, nullptr, 0);
+        m_tracer = -1;
+    }
+
+private:
+    pid_t m_tracer = -1;
+    bool m_isHeld = false;
+};
+
+TEST_F(LocalRunnerTest, GoesOnWhileAKeeperTakesItsTimeToEnd)
+{
+    ASSERT_TRUE(StartScript("echo $PPID > keeper; while [ ! -e go ]; do sleep 0.01; done"));
+    ASSERT_TRUE(RunUntil([this] { return ReadNumber("keeper") > 0; }));
+    HeldProcess keeper(ReadNumber("keeper"));
+    if (!keeper.IsHeld())
+        GTEST_SKIP() << "this system lets nobody trace a process that is not its child";
+
+    m_folder.MakeFile("go");
+    ASSERT_TRUE(RunUntil([this] { return !IsAlive(ReadNumber("keeper")); }));
+    int rounds = 0;
+    boost::asio::steady_timer timer(m_loop);
+    const std::function<void()> turn = [&]
+    {
+        timer.expires_after(10ms);
+        timer.async_wait(
+            [&](const boost::system::error_code &error)
+            {
+                if (!error && ++rounds < 30)
+                    turn();
+            });
+    };
+    turn();
+    ASSERT_TRUE(RunUntil([&] { return rounds == 30; }));
+    EXPECT_TRUE(m_ended.empty());
+    EXPECT_EQ(m_runner.FreeSlots(), 1) << "it is there yet";
+
+    keeper.LetGo();
+    ASSERT_TRUE(RunUntilEnded());
+    EXPECT_EQ(m_ended, (Ended{{m_run, 0}}));
 }
 
 TEST_F(LocalRunnerTest, PassesOverTheEndOfWhatIsNotThere)
