@@ -45,7 +45,9 @@ Master::Master(boost::asio::io_context &loop, const MasterSettings &settings, Co
     m_isRequeued = RequeueRunning();
     m_runner.Begin(m_store.MasterID(), [this] { ScheduleTurn(); });
     Server::User &user = *this;
-    m_server = std::make_unique<Server>(loop, settings.server, m_store.MasterID(), user);
+    ServerSettings serverSettings = settings.server;
+    serverSettings.health = &m_vitals.State();
+    m_server = std::make_unique<Server>(loop, serverSettings, m_store.MasterID(), user);
     ScheduleTurn();
     if (settings.endWhenIdle.count() > 0)
         WatchIdle();

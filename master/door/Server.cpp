@@ -9,6 +9,7 @@
 #include "corvan/Keepalive.h"
 #include "corvan/Limits.h"
 #include "corvan/MessageFactory.h"
+#include "master/door/HealthService.h"
 #include "ostrel/CallEntry.h"
 #include "ostrel/Exception.h"
 #include "ostrel/File.h"
@@ -121,6 +122,11 @@ void Server::Listen()
     int port = 0;
     builder.AddListeningPort(m_settings.address.Target(), Credentials(), &port);
     builder.RegisterService(m_service.get());
+    if (m_settings.health)
+    {
+        m_health = std::make_unique<HealthService>(*m_settings.health);
+        builder.RegisterService(m_health.get());
+    }
     builder.SetMaxReceiveMessageSize(int(corvan::k_MaxMessageBytes));
     builder.SetResourceQuota(grpc::ResourceQuota("clients").Resize(k_grpc_memory_bytes));
     // A second Master at the same port is refused, and does not share it.

@@ -106,6 +106,7 @@ private:
 
     std::unique_ptr<SocketFile> m_socketFile;
     std::unique_ptr<Service> m_service;
+    std::unique_ptr<grpc::Service> m_health;
     std::unique_ptr<grpc::Server> m_server;
 };
 

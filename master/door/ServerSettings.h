@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "corvan/MasterAddress.h"
+#include "master/door/Health.h"
 
 namespace master
 {
@@ -40,6 +41,9 @@ struct ServerSettings
     /// A client that has not said Hello by then is cut off.
     std::chrono::milliseconds helloWithin{10'000};
     ClientLimits limits;
+
+    /// What gRPC's health service tells of, and outlives the server; null for no such service.
+    const Health *health = nullptr;
 };
 
 } // namespace master

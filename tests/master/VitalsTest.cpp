@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include "master/door/health.grpc.pb.h"
 #include "tests/master/HttpClient.h"
 #include "tests/master/MasterProgram.h"
 #include "tests/master/RawClient.h"
@@ -14,6 +15,7 @@
 #include "tests/support/LogCapture.h"
 #include "tests/support/TempFolder.h"
 
+namespace health = grpc::health::v1;
 using ostrel::UID;
 using namespace std::chrono_literals;
 
@@ -127,6 +129,40 @@ TEST_F(VitalsTest, AreCountedAsTheWorkGoesOn)
     const double turns = Metric("corvan_turn_seconds_count");
     EXPECT_GT(turns, 3);
     EXPECT_EQ(Metric(R"(corvan_turn_seconds_bucket{le="+Inf"})"), turns);
+}
+
+TEST_F(VitalsTest, AreToldToGrpcsOwnToolsToo)
+{
+    m_settings.loopPatience = 300ms;
+    Start();
+    const auto channel =
+        grpc::CreateChannel(m_master->Address(), grpc::InsecureChannelCredentials());
+    const auto stub = health::Health::NewStub(channel);
+    const auto ask = [&](const std::string &service, health::HealthCheckResponse &answer)
+    {
+        grpc::ClientContext context;
+        context.set_deadline(std::chrono::system_clock::now() + 30s);
+        health::HealthCheckRequest request;
+        request.set_service(service);
+        return stub->Check(&context, request, &answer).error_code();
+    };
+    health::HealthCheckResponse answer;
+    for (const char *service : {"", "corvan.wire.Master"})
+    {
+        EXPECT_EQ(ask(service, answer), grpc::StatusCode::OK) << service;
+        EXPECT_EQ(answer.status(), health::HealthCheckResponse::SERVING) << service;
+    }
+    EXPECT_EQ(ask("corvan.wire.Nobody", answer), grpc::StatusCode::NOT_FOUND);
+    m_master->OnLoop(
+        [&]
+        {
+            HealthOnceItIs(503);
+            EXPECT_EQ(ask("", answer), grpc::StatusCode::OK);
+            EXPECT_EQ(answer.status(), health::HealthCheckResponse::NOT_SERVING);
+        });
+    HealthOnceItIs(200);
+    EXPECT_EQ(ask("", answer), grpc::StatusCode::OK);
+    EXPECT_EQ(answer.status(), health::HealthCheckResponse::SERVING);
 }
 
 TEST_F(VitalsTest, TellOfALoopThatHangs)
