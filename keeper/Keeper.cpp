@@ -13,6 +13,7 @@
 #include <unistd.h>
 
 #include "keeper/Descendants.h"
+#include "keeper/Group.h"
 #include "keeper/Protocol.h"
 
 namespace keeper
@@ -39,11 +40,6 @@ int OpenSignals()
     return ::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
 }
 
-std::string Megabytes(long long bytes)
-{
-    return std::to_string(bytes >> 20) + " MiB";
-}
-
 } // namespace
 
 void Keeper::Run(const Request &request)
@@ -66,6 +62,8 @@ void Keeper::Run(const Request &request)
     Report(k_Started, {});
     Hold();
 
+    if (m_why.empty() && HadTooMuchMemory(request.group))
+        m_why = MemoryReason();
     const int code = WIFEXITED(m_status) ? WEXITSTATUS(m_status) : -1;
     if (code == 0 && m_why.empty() && m_isMasterThere)
         m_why = outputs.FindFault();
@@ -234,7 +232,12 @@ void Keeper::WatchLimits()
     if (m_request.processes > 0 && (long long)all.size() > m_request.processes)
         return End("it had more than " + std::to_string(m_request.processes) + " processes");
     if (m_request.memoryBytes > 0 && MemoryOf(all) > m_request.memoryBytes)
-        End("it took more memory than " + Megabytes(m_request.memoryBytes));
+        End(MemoryReason());
+}
+
+std::string Keeper::MemoryReason() const
+{
+    return "it took more memory than " + std::to_string(m_request.memoryBytes >> 20) + " MiB";
 }
 
 void Keeper::End(const std::string &why)
@@ -250,6 +253,8 @@ void Keeper::EndDescendants()
 {
     const Clock::time_point now = Clock::now();
     const bool kills = now >= m_killAt;
+    if (kills)
+        KillGroup(m_request.group);
     for (const Descendant &one : ListDescendants())
     {
         if (kills)

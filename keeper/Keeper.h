@@ -38,6 +38,7 @@ private:
     void CollectChildren();
     void CopyOutput();
     void WatchLimits();
+    std::string MemoryReason() const;
     void End(const std::string &why);
     void EndDescendants();
     int MillisecondsToNext() const;

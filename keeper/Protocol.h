@@ -14,6 +14,7 @@ namespace keeper
 inline constexpr const char *k_Argument = "argument";       // The program and its arguments.
 inline constexpr const char *k_Environment = "environment"; // "NAME=value", each.
 inline constexpr const char *k_Folder = "folder";           // Where it runs.
+inline constexpr const char *k_Group = "group";             // Its control group's folder.
 inline constexpr const char *k_Log = "log";                 // Takes what it prints.
 inline constexpr const char *k_Output = "output"; // A file that it is to write; its folder is made.
 inline constexpr const char *k_Place = "place";   // A file whose folder is made.

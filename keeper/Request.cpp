@@ -45,6 +45,8 @@ std::string *FindText(Request &request, const std::string &name)
 {
     if (name == k_Folder)
         return &request.folder;
+    if (name == k_Group)
+        return &request.group;
     return name == k_Log ? &request.log : nullptr;
 }
 

@@ -18,6 +18,7 @@ struct Request
     std::vector<std::string> outputRoots; ///< None where outputs and places may lie anywhere.
     std::vector<RootedPath> rooted;
     std::string folder;
+    std::string group; ///< Folder of the control group that it is to be in; empty for none.
     std::string log;
     long long keepsOld = 0;
     long long seconds = 0;

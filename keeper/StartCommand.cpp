@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
 #include <cstring>
 #include <fcntl.h>
 #include <sys/prctl.h>
@@ -46,6 +47,16 @@ void ResetSignals()
     ::sigprocmask(SIG_SETMASK, &none, nullptr);
 }
 
+// Where it is not to be had the command runs without, and its log tells.
+void Join(const std::string &group)
+{
+    const int processes = ::open((group + "/cgroup.procs").c_str(), O_WRONLY | O_CLOEXEC);
+    if (processes < 0 || ::write(processes, "0", 1) != 1)
+        ::dprintf(STDERR_FILENO, "corvan-task: cannot use control group %s: %s\n", group.c_str(),
+                  std::strerror(errno));
+    ::close(processes);
+}
+
 // The child's part. Gives why it could not become the command.
 Failure Become(const Request &request, const std::vector<char *> &arguments,
                const std::vector<char *> &environment, int output)
@@ -60,6 +71,8 @@ Failure Become(const Request &request, const std::vector<char *> &arguments,
         return {Failure::NoFiles, errno};
     if (nothing > STDERR_FILENO)
         ::close(nothing);
+    if (!request.group.empty())
+        Join(request.group);
     if (request.nice > 0 && ::nice(int(request.nice)) < 0)
         errno = 0; // It runs all the same.
     if (::chdir(request.folder.c_str()) != 0)

@@ -46,7 +46,8 @@ void AddNumber(std::string &request, const char *name, std::uint64_t number)
     Add(request, name, std::to_string(number));
 }
 
-std::string RequestFor(const Command &command, const UID &owner, std::chrono::milliseconds patience)
+std::string RequestFor(const Command &command, const Path &group, const UID &owner,
+                       std::chrono::milliseconds patience)
 {
     std::string request;
     for (const std::string &argument : command.arguments)
@@ -69,6 +70,7 @@ std::string RequestFor(const Command &command, const UID &owner, std::chrono::mi
         Add(request, keeper::k_RootOfOutputs, root);
     AddNumber(request, keeper::k_Keep, command.keepsOld ? 1 : 0);
     Add(request, keeper::k_Folder, command.folder.Text());
+    Add(request, keeper::k_Group, group.Text());
     Add(request, keeper::k_Log, command.log.Text());
     AddNumber(request, keeper::k_Seconds, command.limits.seconds);
     AddNumber(request, keeper::k_Memory, std::uint64_t(command.limits.memoryMb) << 20);
@@ -147,21 +149,21 @@ pid_t Spawn(const std::string &program, const std::string &mark, const SpawnSett
 
 } // namespace
 
-KeeperProcess::KeeperProcess(const Command &command, const UID &owner,
+KeeperProcess::KeeperProcess(const Command &command, const Path &group, const UID &owner,
                              std::chrono::milliseconds patience)
-    : KeeperProcess(command, owner, patience, MakeSockets())
+    : KeeperProcess(command, group, owner, patience, MakeSockets())
 {
     _CallEntry call("KeeperProcess::KeeperProcess", __FILE__, __LINE__);
 }
 
-KeeperProcess::KeeperProcess(const Command &command, const UID &owner,
+KeeperProcess::KeeperProcess(const Command &command, const Path &group, const UID &owner,
                              std::chrono::milliseconds patience, const Sockets &sockets)
     : m_socket(sockets[0])
 {
     _CallEntry call("KeeperProcess::KeeperProcess", __FILE__, __LINE__);
 
     const Descriptor itsSocket(sockets[1]);
-    const Descriptor request(OpenText(RequestFor(command, owner, patience)));
+    const Descriptor request(OpenText(RequestFor(command, group, owner, patience)));
     const SpawnSettings settings(request.Number(), itsSocket.Number());
     const Path program = ostrel::ProgramFolder().Parent() / "libexec/ordwick/corvan-task";
     const std::string mark = k_KeeperOf + ("=" + owner.ToString());

@@ -31,7 +31,9 @@ public:
     /// Starts it, and hands the command over. It reads its socket for orders from then on, and
     /// reports there; see `keeper/Protocol.h`. Throws `ostrel::ProcessException *` with the reason
     /// where it cannot be started; that of the command is reported.
-    KeeperProcess(const Command &command, const UID &owner, std::chrono::milliseconds patience);
+    /// `group` is the folder of the control group of the command; empty for none.
+    KeeperProcess(const Command &command, const Path &group, const UID &owner,
+                  std::chrono::milliseconds patience);
     ~KeeperProcess();
     KeeperProcess(const KeeperProcess &) = delete;
     KeeperProcess &operator=(const KeeperProcess &) = delete;
@@ -51,8 +53,8 @@ private:
     // Ours and its own.
     using Sockets = std::array<int, 2>;
 
-    KeeperProcess(const Command &command, const UID &owner, std::chrono::milliseconds patience,
-                  const Sockets &sockets);
+    KeeperProcess(const Command &command, const Path &group, const UID &owner,
+                  std::chrono::milliseconds patience, const Sockets &sockets);
     static Sockets MakeSockets();
     bool WaitForSocket() const;
 

@@ -49,9 +49,10 @@ RunEnd ReadEnd(const std::string &text)
 
 struct LocalRunner::Process
 {
-    Process(boost::asio::io_context &loop, const Command &command, const UID &master,
-            std::chrono::milliseconds patience, RunListener &tellsWhom)
-        : keeper(command, master, patience), reports(loop), listener(tellsWhom), collectTimer(loop)
+    Process(boost::asio::io_context &loop, const Command &command, Path ofCommand,
+            const UID &master, std::chrono::milliseconds patience, RunListener &tellsWhom)
+        : group(std::move(ofCommand)), keeper(command, group, master, patience), reports(loop),
+          listener(tellsWhom), collectTimer(loop)
     {
         const int socket = keeper.DuplicateSocket();
         error_code error;
@@ -62,6 +63,7 @@ struct LocalRunner::Process
         }
     }
 
+    Path group; // The control group; empty where there is none.
     KeeperProcess keeper;
     boost::asio::posix::stream_descriptor reports;
     RunListener &listener;
@@ -96,6 +98,8 @@ void LocalRunner::Begin(const UID &master, std::function<void()> isAlone)
 
     assert(m_thread.IsCurrent());
     m_master = master;
+    if (const std::optional<Path> own = TaskGroups::FindOwn())
+        m_groups.emplace(*own, master);
     m_waitsForOthers = true;
     if (CountProcessesWith(k_KeeperOf + ("=" + master.ToString())) > 0)
         ostrel::LogStatus("waiting for the commands of an earlier run to end");
@@ -117,14 +121,16 @@ void LocalRunner::LookForOthers(const std::function<void()> &isAlone)
     if (CountProcessesWith(k_KeeperOf + ("=" + m_master.ToString())) == 0)
     {
         const int count = KillProcessesWith(k_TaskOf + ("=" + m_master.ToString()));
-        if (count == 0)
+        const bool hasGroups = m_groups && !m_groups->KillEarlier();
+        if (count == 0 && !hasGroups)
         {
             m_waitsForOthers = false;
             isAlone();
             return;
         }
-        ostrel::LogWarning("killed " + std::to_string(count) +
-                           " processes that an earlier run left behind");
+        if (count > 0)
+            ostrel::LogWarning("killed " + std::to_string(count) +
+                               " processes that an earlier run left behind");
     }
     m_lookTimer.expires_after(k_look_each);
     m_lookTimer.async_wait(
@@ -147,17 +153,22 @@ bool LocalRunner::Start(const Command &command, RunListener &listener, String *e
     _CallEntry call("LocalRunner::Start", __FILE__, __LINE__);
 
     assert(m_thread.IsCurrent());
+    Path group;
     const auto reason = ostrel::Attempt(
         [&]
         {
+            if (m_groups)
+                group =
+                    m_groups->Make(std::uint64_t(command.limits.memoryMb) << 20).value_or(Path());
             m_processes[command.run] =
-                std::make_unique<Process>(m_loop, command, m_master, m_patience, listener);
+                std::make_unique<Process>(m_loop, command, group, m_master, m_patience, listener);
             ReadReports(command.run);
         });
     if (!reason)
         return true;
     // Its slot is free again; what was started is killed.
     m_processes.erase(command.run);
+    RemoveGroup(group);
     *error = *reason;
     return false;
 }
@@ -218,11 +229,16 @@ void LocalRunner::Collect(int run)
     const std::unique_ptr<Process> process = std::move(found->second);
     m_processes.erase(found);
     if (reason->empty() && process->end)
+    {
+        RemoveGroup(process->group);
         return process->listener.OnEnded(run, *process->end);
+    }
     // Nobody knows how the command ended, and it is not its fault.
     const RunEnd end{.isStarted = false,
                      .reason = reason->empty() ? "corvan-task told nothing" : *reason};
-    m_lost.push_back({run, end, &process->listener});
+    if (!process->group.IsEmpty())
+        TaskGroups::Kill(process->group);
+    m_lost.push_back({run, end, &process->listener, process->group});
     EndOrphans();
 }
 
@@ -249,7 +265,10 @@ void LocalRunner::EndOrphans()
     {
         m_orphanLooks = 0;
         for (const LostRun &lost : std::exchange(m_lost, {}))
+        {
+            RemoveGroup(lost.group);
             lost.listener->OnEnded(lost.run, lost.end);
+        }
         return;
     }
     if (++m_orphanLooks == k_many_looks)
@@ -261,6 +280,14 @@ void LocalRunner::EndOrphans()
             if (!error)
                 EndOrphans();
         });
+}
+
+void LocalRunner::RemoveGroup(const Path &group)
+{
+    _CallEntry call("LocalRunner::RemoveGroup", __FILE__, __LINE__);
+
+    if (m_groups && !group.IsEmpty())
+        m_groups->Remove(group);
 }
 
 void LocalRunner::End(int run)

@@ -5,9 +5,11 @@
 #include <chrono>
 #include <map>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "master/run/CommandRunner.h"
+#include "master/run/TaskGroups.h"
 #include "ostrel/LoopThread.h"
 
 namespace master
@@ -39,11 +41,13 @@ private:
     void Collect(int run);
     void CollectLater(int run);
     void EndOrphans();
+    void RemoveGroup(const Path &group);
 
     boost::asio::io_context &m_loop;
     int m_slots;
     std::chrono::milliseconds m_patience;
     UID m_master{true};
+    std::optional<TaskGroups> m_groups; // Where there are none the keepers do it alone.
     bool m_waitsForOthers = false;
     boost::asio::steady_timer m_lookTimer;
     LoopThread m_thread;
@@ -55,6 +59,7 @@ private:
         int run = 0;
         RunEnd end;
         RunListener *listener = nullptr;
+        Path group;
     };
     std::vector<LostRun> m_lost;
     boost::asio::steady_timer m_orphanTimer;

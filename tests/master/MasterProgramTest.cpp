@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "ostrel/UID.h"
+#include "tests/master/OwnGroup.h"
 #include "tests/master/RawClient.h"
 #include "tests/support/TempFolder.h"
 
@@ -72,6 +73,14 @@ protected:
             }
         }
         return processes;
+    }
+
+    pid_t ReadNumber(const std::string &leaf) const
+    {
+        std::ifstream file((m_folder / leaf).Text());
+        pid_t number = 0;
+        file >> number;
+        return number;
     }
 
     static std::vector<wire::Task> TasksOf(RawClient &client, const std::string &job)
@@ -154,6 +163,110 @@ TEST_F(KilledMasterTest, StartsNothingBesideACommandThatDetachedItself)
     QueuesWhatRanAgain("setsid env -i /bin/" + LongScript("trap \"\" TERM; "));
 }
 
+// In a control group that was handed over to the Master.
+class MasterInGroupTest : public MasterProgramTest
+{
+protected:
+    void SetUp() override
+    {
+        if (!m_own.Folder())
+            GTEST_SKIP() << "this machine has no control groups, or lets this user make none";
+    }
+
+    // Those of tasks that are there now.
+    std::vector<std::filesystem::path> TaskGroups() const
+    {
+        std::vector<std::filesystem::path> groups;
+        for (const auto &entry :
+             std::filesystem::directory_iterator(m_own.Folder()->Text().c_str()))
+            if (entry.path().filename().string().starts_with("task."))
+                groups.push_back(entry.path());
+        return groups;
+    }
+
+    static std::string GroupOf(pid_t process)
+    {
+        const std::string text = ContentOf("/proc/" + std::to_string(process) + "/cgroup");
+        return text.substr(text.find("0::"));
+    }
+
+    OwnGroup m_own;
+};
+
+TEST_F(MasterInGroupTest, GivesEachTaskOneOfItsOwnAndTakesItBack)
+{
+    const auto program = Start();
+    RawClient client(program->Address());
+    ASSERT_TRUE(client.SayHello());
+    const wire::Envelope job = JobEnvelope("setsid env -i /bin/" + LongScript("trap \"\" TERM; "));
+    ASSERT_TRUE(client.Ask(job)->has_accepted());
+    const std::vector<pid_t> processes = WaitForProcesses(client);
+    for (const pid_t process : processes)
+        EXPECT_NE(GroupOf(process).find("/task."), std::string::npos) << GroupOf(process);
+    EXPECT_NE(GroupOf(processes[0]), GroupOf(processes[1]));
+    EXPECT_EQ(TaskGroups().size(), 2u);
+
+    ASSERT_TRUE(client.Ask(FollowEnvelope(job.job().id()))->has_accepted());
+    m_folder.MakeFile("go");
+    ASSERT_TRUE(client.ReceiveUntil(IsNews("Status", "2")));
+    EXPECT_TRUE(TaskGroups().empty());
+}
+
+// Nothing else finds a process that has detached itself and lost all that could have known it.
+TEST_F(MasterInGroupTest, EndsWhatAnEarlierOneLeftAlsoWhereItsKeepersWereKilledWithIt)
+{
+    auto program = Start();
+    const wire::Envelope job =
+        JobEnvelope("echo $PPID > " + InFolder("keeper") + "$1; setsid env -i /bin/" +
+                    LongScript("trap \"\" TERM; "));
+    std::vector<pid_t> writers;
+    {
+        RawClient client(program->Address());
+        ASSERT_TRUE(client.SayHello());
+        ASSERT_TRUE(client.Ask(job)->has_accepted());
+        writers = WaitForProcesses(client);
+        const pid_t keepers[] = {ReadNumber("keeper1"), ReadNumber("keeper2")};
+        for (const pid_t keeper : keepers)
+            ASSERT_EQ(::kill(keeper, SIGSTOP), 0) << "lest it ends what it holds";
+        program->Signal(SIGKILL);
+        EXPECT_EQ(program->WaitForEnd(), -1);
+        for (const pid_t keeper : keepers)
+            ::kill(keeper, SIGKILL);
+        for (const char *leaf : {"pid1", "pid2"})
+            std::filesystem::remove((m_folder / leaf).Text().c_str());
+    }
+    for (const pid_t process : writers)
+        EXPECT_TRUE(IsAlive(process));
+
+    program = Start();
+    RawClient client(program->Address());
+    ASSERT_TRUE(client.SayHello());
+    WaitForProcesses(client);
+    for (const pid_t process : writers)
+        EXPECT_FALSE(IsAlive(process)) << "beside its successor";
+    EXPECT_EQ(TaskGroups().size(), 2u);
+}
+
+TEST_F(MasterInGroupTest, LimitsTheMemoryOfATask)
+{
+    if (ContentOf(*m_own.Folder() / "cgroup.controllers").find("memory") == std::string::npos)
+        GTEST_SKIP() << "the control groups of this machine limit no memory";
+    const auto program = Start();
+    RawClient client(program->Address());
+    ASSERT_TRUE(client.SayHello());
+    wire::Envelope job =
+        JobEnvelope("echo > " + InFolder("pid") + "$1; head -c 300000000 /dev/zero | tail -n 1");
+    wire::Parameter &limit = *job.mutable_job()->add_parameters();
+    limit.set_name("MaxMemoryMB");
+    limit.set_value("40");
+    ASSERT_TRUE(client.Ask(job)->has_accepted());
+    std::string reason;
+    for (auto answer = client.Ask(GetTasksEnvelope(job.job().id())); reason.empty() && answer;
+         answer = client.Ask(GetTasksEnvelope(job.job().id())))
+        reason = answer->task_list().tasks(0).reason();
+    EXPECT_EQ(reason, "it took more memory than 40 MiB");
+}
+
 // A writer without a session, a mark or a keeper, which holds a lock on its frame.
 TEST_F(MasterProgramTest, RunsATaskThatLostItsKeeperOnceItsWritersAreGone)
 {
@@ -169,9 +282,7 @@ TEST_F(MasterProgramTest, RunsATaskThatLostItsKeeperOnceItsWritersAreGone)
     for (const char *frame : {"1", "2"})
     {
         std::filesystem::remove((m_folder / (std::string("pid") + frame)).Text().c_str());
-        std::ifstream file((m_folder / (std::string("keeper") + frame)).Text());
-        pid_t keeper = 0;
-        file >> keeper;
+        const pid_t keeper = ReadNumber(std::string("keeper") + frame);
         ASSERT_GT(keeper, 0);
         ::kill(keeper, SIGKILL);
     }
