@@ -148,9 +148,10 @@ TEST_F(MasterTest, RefusesFramesElsewhereAndPausesAJobThatALinkLeadsThere)
                                              {"Script", "echo frame > \"$3\""}});
     ASSERT_TRUE(client->ReceiveUntil(IsNews("Status", "4")));
     const auto paused = client->Ask(GetJobEnvelope(job));
-    EXPECT_TRUE(ParameterOf(paused->job(), "Waiting")
-                    .starts_with("ImageFormat " + in + "/away/x.1.png leads to " + out))
-        << ParameterOf(paused->job(), "Waiting");
+    // Two frames were begun; either may have told first.
+    const std::string waiting = ParameterOf(paused->job(), "Waiting");
+    EXPECT_TRUE(waiting.starts_with("ImageFormat " + in + "/away/x.")) << waiting;
+    EXPECT_NE(waiting.find(" leads to " + out + "/x."), std::string::npos) << waiting;
     EXPECT_EQ(ParameterOf(paused->job(), "TasksFailed"), "0");
     EXPECT_TRUE(std::filesystem::is_empty(out));
 
