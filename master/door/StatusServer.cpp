@@ -176,7 +176,7 @@ void StatusServer::Parts::Conversation::TellMetrics()
     m_stream.expires_never();
     boost::asio::post(
         m_server.m_worker,
-        [self = shared_from_this(), place = std::move(place)]
+        [self = shared_from_this(), place = std::move(place)]() mutable
         {
             std::string text;
             const auto reason =
@@ -185,7 +185,9 @@ void StatusServer::Parts::Conversation::TellMetrics()
             const char *const type = reason ? k_plain_text : k_metrics_text;
             if (reason)
                 text = *reason + "\n";
-            boost::asio::post(self->m_server.m_loop, [self, status, type, text = std::move(text)]
+            // Whoever drops it last closes its socket; that is to be the server's thread.
+            auto &loop = self->m_server.m_loop;
+            boost::asio::post(loop, [self = std::move(self), status, type, text = std::move(text)]
                               { self->Answer(status, type, text); });
         });
 }
