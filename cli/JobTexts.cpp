@@ -103,16 +103,18 @@ String TaskText(const TaskInfo &task)
 
 String ListHeading()
 {
-    return fmt::format("{:8}  {:9}  {:18}  {:10}  {}", "ID", "STATUS", "TASKS", "TYPE", "NAME");
+    return fmt::format("{:8}  {:9}  {:18}  {:10}  {:10}  {}", "ID", "STATUS", "TASKS", "TYPE",
+                       "OWNER", "NAME");
 }
 
 String ListLine(const Job &job)
 {
     const ostrel::UID origin = corvan::OriginOf(job);
     const String waiting = job.ParameterText(corvan::p_Waiting, false);
-    return fmt::format("{:8}  {:9}  {:18}  {:10}  {}{}{}", ShortId(job),
+    return fmt::format("{:8}  {:9}  {:18}  {:10}  {:10}  {}{}{}", ShortId(job),
                        corvan::StatusName(StatusOf(job)), CountsText(CountsOf(job)),
-                       ShownText(job.TypeString()), ShownText(job.Name()),
+                       ShownText(job.TypeString()),
+                       ShownText(job.ParameterText(corvan::p_Owner, false)), ShownText(job.Name()),
                        origin.IsNil() ? "" : " (requeue of " + ShortId(origin) + ")",
                        waiting.empty() ? "" : " (waits: " + ShownText(waiting) + ")");
 }

@@ -6,6 +6,7 @@
 #include "corvan/Keepalive.h"
 #include "corvan/Link.h"
 #include "corvan/MasterAddress.h"
+#include "corvan/Protocol.h"
 
 namespace corvan
 {
@@ -35,7 +36,7 @@ struct LinkTiming
 /// A connection over gRPC that comes back by itself: at once, then after 0.5 s doubling to 30 s,
 /// each shortened by up to a fifth at random. A dead peer is found within 20 s. A Master that
 /// refuses the greeting, or whose certificate does not fit, is told as one that turns away, and
-/// tried again.
+/// tried again. One of another protocol gets a warning line that says what differs.
 ///
 /// What the Master sends and is no message that can be is refused with an error line and goes no
 /// further; the connection stays. A message above `k_MaxMessageBytes` is not sent, with an error
@@ -52,6 +53,8 @@ public:
         /// a personal Master, say. May be empty.
         std::function<void()> nobodyThere;
         LinkTiming timing;
+        /// A Master of an older protocol is left, and told as one that turns away.
+        unsigned leastProtocol = k_LeastProtocol;
     };
 
     /// Throws `ostrel::Exception *` for an address of TCP without certificate or token.

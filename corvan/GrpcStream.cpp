@@ -2,6 +2,7 @@
 
 #include "corvan/GrpcChannel.h"
 #include "corvan/MessageFactory.h"
+#include "corvan/Protocol.h"
 #include "corvan/Utf8.h"
 #include "ostrel/Log.h"
 
@@ -118,6 +119,8 @@ void GrpcStream::OnDone(const grpc::Status &status)
 
 void GrpcStream::Open()
 {
+    if (m_settings.address.kind == MasterAddress::Kind::Tcp)
+        m_context.AddMetadata(k_TokenMetadata, m_settings.security.token);
     m_stub->async()->Connect(&m_context, this);
     // Reads and writes are started from outside of gRPC's own calls, until `Close`.
     AddHold();
@@ -181,6 +184,8 @@ bool GrpcStream::ReadWelcome()
         return false;
     }
 
+    if (!CheckProtocol(m_incoming.welcome()))
+        return false;
     ostrel::LogStatus("Connected to the Master " + master.ToString() + " (version " +
                       Excerpt(m_incoming.welcome().version()) + ") at " + m_settings.address.text);
     {
@@ -188,6 +193,30 @@ bool GrpcStream::ReadWelcome()
         m_isWelcome = true;
     }
     m_callbacks.connected();
+    return true;
+}
+
+/// Says what differs; false for a Master that is too old.
+bool GrpcStream::CheckProtocol(const wire::Welcome &welcome)
+{
+    const unsigned theirs = ProtocolOf(welcome.protocol());
+    const String difference = ProtocolDifference(theirs, k_Protocol);
+    const String beginning = "the Master at " + m_settings.address.text + ", version " +
+                             Excerpt(welcome.version()) + ", speaks protocol " +
+                             std::to_string(theirs);
+    if (theirs < m_settings.leastProtocol)
+    {
+        {
+            const std::lock_guard lock(m_mutex);
+            m_isTooOld = true;
+        }
+        Cancel(beginning + ", and this program takes " + std::to_string(m_settings.leastProtocol) +
+               " and newer: install a newer Master");
+        return false;
+    }
+    if (!difference.empty())
+        ostrel::LogWarning(beginning + ", this program " + std::to_string(k_Protocol) + "; " +
+                           difference);
     return true;
 }
 
@@ -226,6 +255,7 @@ GrpcStream::Outcome GrpcStream::MakeOutcome() const
                             m_status.error_code() == grpc::StatusCode::UNAVAILABLE &&
                             m_channel->GetState(false) != GRPC_CHANNEL_READY;
     outcome.reason = m_reason;
+    outcome.isTurnedAway = m_isTooOld;
     if (!m_isWelcome && outcome.reason.empty())
     {
         outcome.reason = TurnedAwayReason(m_status);
@@ -247,6 +277,7 @@ wire::Envelope GrpcStream::Greeting() const
     hello.set_program(m_settings.identity.program);
     hello.set_version(m_settings.identity.version);
     hello.set_token(m_settings.security.token);
+    hello.set_protocol(k_Protocol);
     return envelope;
 }
 

@@ -49,6 +49,7 @@ private:
 
     void Open();
     bool ReadWelcome();
+    bool CheckProtocol(const wire::Welcome &welcome);
     bool WaitForRead(LinkTiming::Milliseconds atMost);
     bool WaitForRead();
     void ReadNext();
@@ -73,6 +74,7 @@ private:
     bool m_hasRead = false;
     bool m_isReadingOver = false;
     bool m_isWelcome = false;
+    bool m_isTooOld = false;
     bool m_isDone = false;
     grpc::Status m_status;
     String m_reason;

@@ -52,6 +52,14 @@ boost::shared_ptr<Message> MessageFactory::CreateMessage(const UID &type)
     return kind == std::end(k_kinds) ? nullptr : kind->make();
 }
 
+std::vector<UID> MessageFactory::Types()
+{
+    std::vector<UID> types;
+    for (const MessageKind &kind : k_kinds)
+        types.push_back(*kind.type);
+    return types;
+}
+
 boost::shared_ptr<Message> MessageFactory::FromEnvelope(const wire::Envelope &envelope,
                                                         String *reason)
 {

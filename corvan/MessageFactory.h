@@ -1,5 +1,7 @@
 #pragma once
 
+#include <vector>
+
 #include "corvan/Message.h"
 
 namespace corvan
@@ -11,6 +13,9 @@ class MessageFactory
 public:
     /// A new, empty message; null for an identifier that is no message type.
     static boost::shared_ptr<Message> CreateMessage(const UID &type);
+
+    /// The identifiers of all message types.
+    static std::vector<UID> Types();
 
     /// The message in an envelope. Null, with the reason, for an unknown or empty body and for
     /// content that cannot be.

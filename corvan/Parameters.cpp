@@ -17,6 +17,7 @@ const String p_Note = "Note";
 const String p_Name = "Name";
 const String p_Priority = "Priority";
 const String p_RequeueOf = "RequeueOf";
+const String p_Owner = "Owner";
 const String p_Created = "Created";
 const String p_TasksTotal = "TasksTotal";
 const String p_TasksDone = "TasksDone";
@@ -26,17 +27,17 @@ const String p_Waiting = "Waiting";
 const std::vector<String> &ParameterNames()
 {
     static const std::vector<String> s_names = {
-        p_ImageFormat,   p_Range,      p_UserRange,   p_CustomRange, p_SequenceBy,
-        p_RenumberStart, p_RenumberBy, p_PacketSize,  p_Type,        p_Status,
-        p_Note,          p_Name,       p_Priority,    p_RequeueOf,   p_Created,
-        p_TasksTotal,    p_TasksDone,  p_TasksFailed, p_Waiting,
+        p_ImageFormat,   p_Range,      p_UserRange,  p_CustomRange, p_SequenceBy,
+        p_RenumberStart, p_RenumberBy, p_PacketSize, p_Type,        p_Status,
+        p_Note,          p_Name,       p_Priority,   p_RequeueOf,   p_Owner,
+        p_Created,       p_TasksTotal, p_TasksDone,  p_TasksFailed, p_Waiting,
     };
     return s_names;
 }
 
 bool IsMasterParameter(const String &name)
 {
-    return name == p_Created || name == p_TasksTotal || name == p_TasksDone ||
+    return name == p_Owner || name == p_Created || name == p_TasksTotal || name == p_TasksDone ||
            name == p_TasksFailed || name == p_Waiting;
 }
 

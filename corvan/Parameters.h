@@ -24,6 +24,7 @@ extern const String p_Note;          ///< "Note": free text; of job commands, th
 extern const String p_Name;          ///< "Name": what people call the job.
 extern const String p_Priority;      ///< "Priority": 0 to 100, higher goes first; 50 at first.
 extern const String p_RequeueOf;     ///< "RequeueOf": of a requeue, the job that it is one of.
+extern const String p_Owner;         ///< "Owner": the user whose job it is; the Master's alone.
 extern const String p_Created;       ///< "Created": ISO 8601 UTC, set by the Master alone.
 extern const String p_TasksTotal;    ///< "TasksTotal": packets of the job, set by the Master alone.
 extern const String p_TasksDone;     ///< "TasksDone", set by the Master alone.

@@ -38,7 +38,9 @@ struct Farm
 void Ask(Farm &farm, const Message &message, master::Outbox &outbox)
 {
     master::JobStore::Step step(farm.store);
-    farm.dispatcher.Handle(1, message, outbox);
+    static const master::Identity who{
+        .user = "anna", .role = master::Role::Admin, .peer = {}, .token = {}, .peerKey = {}};
+    farm.dispatcher.Handle({1, who}, message, outbox);
     step.Keep();
 }
 

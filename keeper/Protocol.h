@@ -29,6 +29,7 @@ inline constexpr const char *k_Memory = "memory";
 inline constexpr const char *k_Processes = "processes";
 inline constexpr const char *k_LogBytes = "log-bytes";
 inline constexpr const char *k_Nice = "nice";
+inline constexpr const char *k_Files = "files"; // Open at a time, at first; it may ask for more.
 inline constexpr const char *k_Patience = "patience"; // Milliseconds from asking to killing.
 
 // Orders.

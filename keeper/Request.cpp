@@ -64,6 +64,8 @@ long long *FindNumber(Request &request, const std::string &name)
         return &request.logBytes;
     if (name == k_Nice)
         return &request.nice;
+    if (name == k_Files)
+        return &request.files;
     return name == k_Patience ? &request.patienceMs : nullptr;
 }
 

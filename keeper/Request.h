@@ -26,6 +26,7 @@ struct Request
     long long processes = 0;
     long long logBytes = 0;
     long long nice = 0;
+    long long files = 0;
     long long patienceMs = 0;
 };
 

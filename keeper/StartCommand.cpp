@@ -6,6 +6,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
@@ -57,6 +58,17 @@ void Join(const std::string &group)
     ::close(processes);
 }
 
+// The Master takes all the descriptors that it may have. A command that meets so many may close
+// each number there is before it begins, or have no place for a large number in what it waits with.
+void LowerDescriptorLimit(rlim_t files)
+{
+    rlimit limit{};
+    if (::getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur <= files)
+        return;
+    limit.rlim_cur = files;
+    ::setrlimit(RLIMIT_NOFILE, &limit);
+}
+
 // The child's part. Gives why it could not become the command.
 Failure Become(const Request &request, const std::vector<char *> &arguments,
                const std::vector<char *> &environment, int output)
@@ -75,6 +87,8 @@ Failure Become(const Request &request, const std::vector<char *> &arguments,
         Join(request.group);
     if (request.nice > 0 && ::nice(int(request.nice)) < 0)
         errno = 0; // It runs all the same.
+    if (request.files > 0)
+        LowerDescriptorLimit(rlim_t(request.files));
     if (::chdir(request.folder.c_str()) != 0)
         return {Failure::NoFolder, errno};
     ::execvpe(arguments.front(), arguments.data(), environment.data());

@@ -16,8 +16,9 @@ struct Command
 };
 
 /// Starts the command of a request in a session of its own. It reads nothing, has no other open
-/// file, and the usual signals, and is in the group of the request where it can be. False, with the
-/// reason, where it cannot be started: nothing of it is left then.
+/// file, and the usual signals, is in the group of the request where it can be, and may have as
+/// many files open as the request says. False, with the reason, where it cannot be started: nothing
+/// of it is left then.
 bool StartCommand(const Request &request, Command &command, std::string *reason);
 
 } // namespace keeper

@@ -27,7 +27,7 @@ constexpr std::chrono::seconds k_retry_after{1};
 Master::Master(boost::asio::io_context &loop, const MasterSettings &settings, CommandRunner &runner)
     : m_loop(loop), m_work(loop.get_executor()), m_settings(settings), m_runner(runner),
       m_lock(MasterLock::OfDataFolder(settings.data)), m_store(StoreFileIn(settings.data)),
-      m_cache(m_store), m_logs(settings.data / "tasks"),
+      m_cache(m_store), m_logs(settings.data / "tasks"), m_audit(settings.data),
       m_dispatcher(m_store, m_cache, m_followers, m_logs),
       m_scheduler(m_store, m_cache, m_logs, runner, m_clock, settings.pauses),
       m_retention(loop, {m_store, m_cache, m_dispatcher, m_scheduler, m_logs}, settings.keepDays,
@@ -188,8 +188,27 @@ Outbox Master::TakeTogether(const std::vector<Server::Request> &requests)
     RecordRuns(outbox);
     for (const Server::Request &request : requests)
         Handle(request, outbox);
-    turn.Commit();
+    Commit(turn, outbox);
     return outbox;
+}
+
+// The record of what changes is on its way to disk before the change is, and there before anybody
+// hears of it.
+void Master::Commit(JobStore::Turn &turn, const Outbox &outbox)
+{
+    _CallEntry call("Master::Commit", __FILE__, __LINE__);
+
+    const std::size_t lines = m_audit.Write(outbox.AuditEntries());
+    if (const auto reason = Attempt([&] { turn.Commit(); }))
+    {
+        if (const auto worse = Attempt([&] { m_audit.TakeBack(lines, *reason); }))
+            ostrel::LogError(*worse);
+        throw new StoreException(*reason);
+    }
+    if (lines == 0)
+        return;
+    if (const auto reason = Attempt([&] { m_audit.Sync(); }))
+        ostrel::LogError(*reason);
 }
 
 void Master::TakeOneByOne(const std::vector<Server::Request> &requests)
@@ -207,7 +226,7 @@ void Master::TakeOneByOne(const std::vector<Server::Request> &requests)
             {
                 JobStore::Turn turn(m_store);
                 Handle(request, outbox);
-                turn.Commit();
+                Commit(turn, outbox);
             });
         if (reason)
         {
@@ -236,7 +255,7 @@ void Master::Handle(const Server::Request &request, Outbox &outbox)
         [&]
         {
             JobStore::Step step(m_store);
-            m_dispatcher.Handle(request.client, *request.message, answers);
+            m_dispatcher.Handle({request.client, *request.who}, *request.message, answers);
             step.Keep();
         });
     if (reason && !m_store.InTurn())
@@ -372,6 +391,13 @@ void Master::SendProgress()
             if (!error)
                 SendProgress();
         });
+}
+
+void Master::Reload()
+{
+    _CallEntry call("Master::Reload", __FILE__, __LINE__);
+
+    m_server->Reload();
 }
 
 void Master::Stop()

@@ -8,6 +8,7 @@
 #include <optional>
 #include <vector>
 
+#include "master/AuditLog.h"
 #include "master/Clock.h"
 #include "master/Dispatcher.h"
 #include "master/Followers.h"
@@ -63,6 +64,9 @@ public:
     /// Ends the commands, queues their tasks again, and then stops the loop.
     void Stop();
 
+    /// Takes a renewed certificate and changed tokens; no client is lost by it.
+    void Reload();
+
     const Server &Connections() const
     {
         return *m_server;
@@ -87,6 +91,7 @@ private:
     Outbox TakeTogether(const std::vector<Server::Request> &requests);
     void TakeOneByOne(const std::vector<Server::Request> &requests);
     void Handle(const Server::Request &request, Outbox &outbox);
+    void Commit(JobStore::Turn &turn, const Outbox &outbox);
     void RecordRuns(Outbox &outbox);
     void ForgetRuns();
     void FillSlots();
@@ -112,6 +117,7 @@ private:
     JobStore m_store;
     JobCache m_cache;
     TaskLogs m_logs;
+    AuditLog m_audit;
     Followers m_followers;
     Dispatcher m_dispatcher;
     Scheduler m_scheduler;

@@ -12,6 +12,7 @@
 #include "master/Master.h"
 #include "master/RunLoop.h"
 #include "master/ServiceManager.h"
+#include "master/door/DescriptorLimit.h"
 #include "master/run/LocalRunner.h"
 #include "ostrel/CallEntry.h"
 #include "ostrel/Log.h"
@@ -46,6 +47,21 @@ std::chrono::seconds ReadPause(const ostrel::IniFile &options, const char *key,
     return std::chrono::seconds(std::clamp(options.GetValue("Tasks", key, seconds), 0, k_day));
 }
 
+// Again with each signal. `status` is what the service manager shows.
+void ReloadOnSignal(boost::asio::signal_set &signals, Master &theMaster, const String &status)
+{
+    signals.async_wait(
+        [&](const boost::system::error_code &error, int)
+        {
+            if (error)
+                return;
+            TellReloading();
+            theMaster.Reload();
+            TellReady(status);
+            ReloadOnSignal(signals, theMaster, status);
+        });
+}
+
 } // namespace
 
 MasterApp::MasterApp() : CorvanApp("CorvanMaster", ostrel::k_LogWarning, ostrel::k_LogInfo)
@@ -66,6 +82,8 @@ bool MasterApp::Run(const CommandLine &commandLine)
     MasterSettings settings;
     settings.data = options.data;
     settings.server.address = options.address;
+    settings.server.tokensFile = TokensFileIn(options.data);
+    settings.server.socketRole = ReadSocketRole(Options());
     if (options.address.kind == corvan::MasterAddress::Kind::Tcp)
         settings.server.security = corvan::TcpSecurity::Load(Options());
     Pauses &pauses = settings.pauses;
@@ -76,8 +94,9 @@ bool MasterApp::Run(const CommandLine &commandLine)
     settings.keepDays = Options().GetValue("Master", "KeepDays", 0u);
     settings.statusPort = ReadStatusPort(Options());
 
+    const std::size_t filesOfCommands = RaiseDescriptorLimit();
     boost::asio::io_context loop;
-    LocalRunner runner(loop, int(options.slots), k_patience);
+    LocalRunner runner(loop, int(options.slots), k_patience, filesOfCommands);
     Master theMaster(loop, settings, runner);
     boost::asio::signal_set signals(loop, SIGTERM, SIGINT);
     signals.async_wait(
@@ -89,6 +108,8 @@ bool MasterApp::Run(const CommandLine &commandLine)
 
     const String line = "corvan-master: listening on " + theMaster.Connections().Address() +
                         ", data in " + options.data.Text();
+    boost::asio::signal_set reloads(loop, SIGHUP);
+    ReloadOnSignal(reloads, theMaster, line);
     std::puts(line.c_str());
     std::fflush(stdout);
     ostrel::LogStatus(line);

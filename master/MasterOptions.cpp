@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "ostrel/Folders.h"
+#include "ostrel/IniFile.h"
 
 namespace master
 {
@@ -95,6 +96,19 @@ Path ReadDataFolder(const CommandLine &commandLine)
     if (std::filesystem::exists(data, error) && !std::filesystem::is_directory(data, error))
         throw new UsageException(given->from + " " + given->value + ": it is no folder");
     return data;
+}
+
+std::optional<Role> ReadSocketRole(const ostrel::IniFile &options)
+{
+    const String name = options.GetValue("Master", "SocketRole", String());
+    if (name.empty())
+        return std::nullopt;
+    const std::optional<Role> role = ParseRole(name);
+    if (!role)
+        throw new UsageException("SocketRole = " + name +
+                                 " in section \"Master\" of the options: " + "it has to be " +
+                                 RoleNames());
+    return role;
 }
 
 MasterOptions ReadMasterOptions(const CommandLine &commandLine)

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <optional>
 #include <span>
 
 #include "corvan/MasterAddress.h"
+#include "master/door/Identity.h"
 #include "ostrel/CommandLine.h"
 #include "ostrel/Exception.h"
 #include "ostrel/Path.h"
@@ -21,7 +23,7 @@ public:
     using Exception::Exception;
 };
 
-/// What corvan-master was asked for.
+/// What corvan-master was asked for, where it is to run.
 struct MasterOptions
 {
     Path data;
@@ -38,6 +40,13 @@ constexpr unsigned k_MaxSlots = 1024;
 
 /// The options that corvan-master takes.
 std::span<const ostrel::CommandLineOption> MasterCommandLineOptions();
+
+/// Reads the data folder alone: "--data", else the environment's "CORVAN_DATA", else the user's.
+Path ReadDataFolder(const CommandLine &commandLine);
+
+/// Key "SocketRole" of section "Master": the role of this machine's other users on the socket file.
+/// Nothing where it is not set. Throws `UsageException *` for what is no role.
+std::optional<Role> ReadSocketRole(const ostrel::IniFile &options);
 
 /// Reads them; where one is not given, the environment ("CORVAN_DATA", "CORVAN_MASTER"), and then
 /// the default: the user's data folder, the address of the personal Master, as many slots as

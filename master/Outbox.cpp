@@ -93,6 +93,13 @@ void Outbox::TryNow(const UID &job)
     m_jobsToTry.push_back(job);
 }
 
+void Outbox::Audit(AuditEntry entry)
+{
+    _CallEntry call("Outbox::Audit", __FILE__, __LINE__);
+
+    m_audit.push_back(std::move(entry));
+}
+
 void Outbox::Append(Outbox &&other)
 {
     _CallEntry call("Outbox::Append", __FILE__, __LINE__);
@@ -102,6 +109,7 @@ void Outbox::Append(Outbox &&other)
     MoveAll(other.m_runsToEnd, m_runsToEnd);
     MoveAll(other.m_jobsToTry, m_jobsToTry);
     m_refusals += std::exchange(other.m_refusals, 0);
+    MoveAll(other.m_audit, m_audit);
 }
 
 } // namespace master

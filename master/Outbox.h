@@ -3,6 +3,7 @@
 #include <map>
 #include <vector>
 
+#include "master/AuditEntry.h"
 #include "master/door/Outgoing.h"
 
 namespace master
@@ -40,6 +41,9 @@ public:
     /// Where the job pauses before it tries something again, it is to try at once.
     void TryNow(const UID &job);
 
+    /// For the audit log, which has it before anything is answered.
+    void Audit(AuditEntry entry);
+
     void Append(Outbox &&other);
 
     const std::vector<Outgoing> &Messages() const
@@ -58,6 +62,10 @@ public:
     {
         return m_jobsToTry;
     }
+    const std::vector<AuditEntry> &AuditEntries() const
+    {
+        return m_audit;
+    }
 
     /// How many of the messages refuse a request.
     std::size_t Refusals() const
@@ -71,6 +79,7 @@ private:
     std::vector<RunsToEnd> m_runsToEnd;
     std::vector<UID> m_jobsToTry;
     std::size_t m_refusals = 0;
+    std::vector<AuditEntry> m_audit;
 };
 
 } // namespace master

@@ -3,8 +3,10 @@
 #include <memory>
 #include <vector>
 
+#include "master/InitTlsCommand.h"
 #include "master/MasterApp.h"
 #include "master/StoreCommand.h"
+#include "master/TokenCommand.h"
 #include "ostrel/Log.h"
 
 namespace
@@ -19,13 +21,19 @@ constexpr int k_wrong_usage = 2;
 
 void PrintHelp()
 {
-    std::printf(
-        "Usage: corvan-master [OPTION]...\n"
-        "Keeps the farm's jobs, tells their followers and runs their commands.\n\n"
-        "  store check         tell all that is wrong with the job store, and end\n"
-        "  store backup FILE   copy it, also while a Master runs, and end\n"
-        "  store restore FILE  put such a copy in its place, while none runs, and end\n\n%s",
-        CommandLine::Help(master::MasterCommandLineOptions()).c_str());
+    std::printf("Usage: corvan-master [OPTION]...\n"
+                "Keeps the farm's jobs, tells their followers and runs their commands.\n\n%s\n"
+                "With these arguments it does one thing and ends:\n"
+                "  token add USER ROLE   make a token, and show it this once; a role is one of\n"
+                "                        %s\n"
+                "  token list            show whose tokens there are\n"
+                "  token remove ID       remove one; who came in by it is sent away\n"
+                "  init-tls DIR HOST...  make authority, certificate and key for these hosts\n"
+                "  store check           tell all that is wrong with the job store\n"
+                "  store backup FILE     copy it, also while a Master runs\n"
+                "  store restore FILE    put such a copy in its place, while none runs\n",
+                CommandLine::Help(master::MasterCommandLineOptions()).c_str(),
+                master::RoleNames().c_str());
 }
 
 int Run(const std::vector<String> &arguments)
@@ -45,7 +53,11 @@ int Run(const std::vector<String> &arguments)
         PrintHelp();
     else if (commandLine->HasOption("version"))
         std::printf("corvan-master %s\n", MasterApp::Version());
-    else if (commandLine->GetArgument(nullptr, 0, {}) == master::k_StoreCommand)
+    else if (const String command = commandLine->GetArgument(nullptr, 0, {}); command == "token")
+        master::RunTokenCommand(*commandLine);
+    else if (command == "init-tls")
+        master::RunInitTlsCommand(*commandLine);
+    else if (command == master::k_StoreCommand)
         return master::RunStoreCommand(*commandLine) ? 0 : k_failed;
     else if (!MasterApp().Run(*commandLine))
         return k_wrong_usage;

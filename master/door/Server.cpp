@@ -3,29 +3,25 @@
 #include <algorithm>
 #include <boost/asio/post.hpp>
 #include <cassert>
-#include <grpcpp/resource_quota.h>
 
-#include "corvan/CorvanApp.h"
-#include "corvan/Keepalive.h"
-#include "corvan/Limits.h"
 #include "corvan/MessageFactory.h"
-#include "master/door/HealthService.h"
+#include "master/door/Greeting.h"
+#include "master/door/Refusal.h"
+#include "ostrel/Attempt.h"
 #include "ostrel/CallEntry.h"
-#include "ostrel/Exception.h"
-#include "ostrel/File.h"
 #include "ostrel/Log.h"
 
 namespace master
 {
 
+using boost::system::error_code;
 using ostrel::_CallEntry;
-using ostrel::Exception;
 
 namespace
 {
 
 constexpr std::size_t k_requests_per_turn = 256;
-constexpr std::size_t k_grpc_memory_bytes = 1u << 30;
+constexpr std::chrono::seconds k_look_at_tokens_after{1};
 
 std::shared_ptr<const grpc::ByteBuffer> Packed(const wire::Envelope &envelope)
 {
@@ -33,18 +29,6 @@ std::shared_ptr<const grpc::ByteBuffer> Packed(const wire::Envelope &envelope)
     bool ownsBuffer = false;
     grpc::SerializationTraits<wire::Envelope>::Serialize(envelope, buffer.get(), &ownsBuffer);
     return buffer;
-}
-
-// Takes the same time wherever the two differ.
-bool IsSameSecret(const std::string &given, const std::string &expected)
-{
-    volatile unsigned char differences = given.size() == expected.size() ? 0 : 1;
-    for (std::size_t i = 0; i < given.size(); ++i)
-    {
-        const char other = expected.empty() ? '\0' : expected[i % expected.size()];
-        differences = static_cast<unsigned char>(differences | (given[i] ^ other));
-    }
-    return differences == 0;
 }
 
 // "job_parameter" of a message that could not be read.
@@ -56,7 +40,7 @@ String BodyName(const wire::Envelope &envelope)
 
 } // namespace
 
-/// Gives gRPC a session for each client that comes.
+/// Gives gRPC a session for each client that may come in.
 class Server::Service : public wire::Master::WithRawCallbackMethod_Connect<wire::Master::Service>
 {
 public:
@@ -65,9 +49,13 @@ public:
     grpc::ServerBidiReactor<grpc::ByteBuffer, grpc::ByteBuffer> *
     Connect(grpc::CallbackServerContext *context) override
     {
+        const Doorkeeper::Verdict verdict = m_server.m_doorkeeper.Admit(*context);
+        if (!verdict.who)
+            return Refusal::Make(m_server.m_loop, verdict.refusal, verdict.pause);
         const auto session =
             std::make_shared<Session>(m_owner, *context, m_server.m_settings.limits);
-        boost::asio::post(m_server.m_loop, [this, session] { m_server.OnArrived(session); });
+        boost::asio::post(m_server.m_loop,
+                          [this, session, who = verdict.who] { m_server.OnArrived(session, who); });
         session->Begin();
         return session.get();
     }
@@ -80,114 +68,88 @@ private:
 struct Server::Client
 {
     Client(boost::asio::io_context &loop, ClientNumber clientNumber,
-           std::shared_ptr<Session> clientSession)
-        : number(clientNumber), session(std::move(clientSession)), helloTimer(loop)
+           std::shared_ptr<Session> clientSession, std::shared_ptr<const Identity> identity)
+        : number(clientNumber), session(std::move(clientSession)), who(std::move(identity)),
+          helloTimer(loop)
     {
     }
 
     ClientNumber number;
     std::shared_ptr<Session> session;
+    std::shared_ptr<const Identity> who;
     boost::asio::steady_timer helloTimer;
     bool isWelcome = false;
     bool isReady = false;
+    bool isExpelled = false; ///< What it has asked for is not done any more.
 };
 
 Server::Server(boost::asio::io_context &loop, ServerSettings settings, const UID &masterID,
                User &user)
-    : m_loop(loop), m_settings(std::move(settings)), m_masterID(masterID), m_user(user),
-      m_service(std::make_unique<Service>(*this))
+    : m_loop(loop), m_settings(RequireTls(std::move(settings))), m_masterID(masterID), m_user(user),
+      m_doorkeeper(m_settings), m_tokensTimer(loop), m_service(std::make_unique<Service>(*this)),
+      m_listener(std::make_unique<Listener>(m_settings, *m_service))
 {
     _CallEntry call("Server::Server", __FILE__, __LINE__);
 
-    if (m_settings.address.kind == MasterAddress::Kind::Socket)
-        m_socketFile = std::make_unique<SocketFile>(m_settings.address.socketFile);
-    Listen();
-    if (m_socketFile)
-        m_socketFile->Restrict();
+    if (m_settings.address.kind == MasterAddress::Kind::Tcp)
+        WatchTokens();
 }
 
 Server::~Server()
 {
     _CallEntry call("Server::~Server", __FILE__, __LINE__);
 
-    if (m_server)
-        m_server->Shutdown(std::chrono::system_clock::now());
+    // It calls back while it ends.
+    m_listener.reset();
 }
 
-void Server::Listen()
-{
-    _CallEntry call("Server::Listen", __FILE__, __LINE__);
-
-    grpc::ServerBuilder builder;
-    int port = 0;
-    builder.AddListeningPort(m_settings.address.Target(), Credentials(), &port);
-    builder.RegisterService(m_service.get());
-    if (m_settings.health)
-    {
-        m_health = std::make_unique<HealthService>(*m_settings.health);
-        builder.RegisterService(m_health.get());
-    }
-    builder.SetMaxReceiveMessageSize(int(corvan::k_MaxMessageBytes));
-    builder.SetResourceQuota(grpc::ResourceQuota("clients").Resize(k_grpc_memory_bytes));
-    // A second Master at the same port is refused, and does not share it.
-    builder.AddChannelArgument(GRPC_ARG_ALLOW_REUSEPORT, 0);
-    builder.AddChannelArgument(GRPC_ARG_KEEPALIVE_TIME_MS, corvan::k_KeepaliveMs);
-    builder.AddChannelArgument(GRPC_ARG_KEEPALIVE_TIMEOUT_MS, corvan::k_KeepaliveTimeoutMs);
-    builder.AddChannelArgument(GRPC_ARG_KEEPALIVE_PERMIT_WITHOUT_CALLS, 1);
-    builder.AddChannelArgument(GRPC_ARG_HTTP2_MIN_RECV_PING_INTERVAL_WITHOUT_DATA_MS,
-                               corvan::k_LeastPingIntervalMs);
-    {
-        const PrivateFiles privateFiles;
-        m_server = builder.BuildAndStart();
-    }
-    if (!m_server || port == 0)
-        throw new Exception("cannot listen at " + m_settings.address.text +
-                            ": the address is in use or not of this machine");
-
-    m_address = m_settings.address.text;
-    if (m_settings.address.kind == MasterAddress::Kind::Tcp)
-        m_address = m_address.substr(0, m_address.rfind(':') + 1) + std::to_string(port);
-}
-
-std::shared_ptr<grpc::ServerCredentials> Server::Credentials() const
-{
-    _CallEntry call("Server::Credentials", __FILE__, __LINE__);
-
-    if (m_settings.address.kind == MasterAddress::Kind::Socket)
-        return grpc::InsecureServerCredentials();
-
-    const auto &security = m_settings.security;
-    if (!security || security->certificate.IsEmpty() || security->key.IsEmpty() ||
-        security->token.empty())
-        throw new Exception("cannot listen at " + m_settings.address.text +
-                            " without \"Certificate\", \"Key\" and \"TokenFile\" in section "
-                            "\"Master\" of the options file");
-    grpc::SslServerCredentialsOptions options;
-    options.pem_key_cert_pairs.push_back({
-        ostrel::File::ReadWhole(security->key),
-        ostrel::File::ReadWhole(security->certificate),
-    });
-    return grpc::SslServerCredentials(options);
-}
-
-void Server::OnArrived(const std::shared_ptr<Session> &session)
+void Server::OnArrived(const std::shared_ptr<Session> &session, std::shared_ptr<const Identity> who)
 {
     _CallEntry call("Server::OnArrived", __FILE__, __LINE__);
 
     assert(m_thread.IsCurrent());
-    if (m_clients.size() >= m_settings.maxClients)
+    // The tokens may have changed since it was let in.
+    if (const String reason = m_doorkeeper.CheckStill(*who); !reason.empty())
+        return session->End({grpc::StatusCode::UNAUTHENTICATED, reason});
+    if (const String reason = CheckRoom(*who); !reason.empty())
     {
-        ostrel::LogWarning("a client was turned away: there are " +
-                           std::to_string(m_clients.size()) + " already");
-        session->End({grpc::StatusCode::RESOURCE_EXHAUSTED, "the Master has too many clients"});
+        ostrel::LogWarning("a client of " + who->user + " from " + who->peer +
+                           " was turned away: " + reason);
+        session->End({grpc::StatusCode::RESOURCE_EXHAUSTED, reason});
         return;
     }
 
     const ClientNumber number = ++m_lastClient;
-    auto client = std::make_unique<Client>(m_loop, number, session);
-    client->helloTimer.expires_after(m_settings.helloWithin);
-    client->helloTimer.async_wait(
-        [this, number](const boost::system::error_code &error)
+    auto client = std::make_unique<Client>(m_loop, number, session, std::move(who));
+    WatchHello(*client);
+    ++m_clientsOfPeers[client->who->peerKey];
+    m_bySession[session.get()] = client.get();
+    m_clients[number] = std::move(client);
+}
+
+// Why there is no room for one more; empty where there is.
+String Server::CheckRoom(const Identity &who) const
+{
+    _CallEntry call("Server::CheckRoom", __FILE__, __LINE__);
+
+    const std::size_t kept =
+        who.role == Role::Admin ? 0 : std::min(m_settings.keptForAdmins, m_settings.maxClients / 2);
+    if (m_clients.size() + kept >= m_settings.maxClients)
+        return "the Master has too many clients";
+    const auto ofPeer = m_clientsOfPeers.find(who.peerKey);
+    if (!who.isMastersOwn && ofPeer != m_clientsOfPeers.end() &&
+        ofPeer->second >= m_settings.maxClientsOfPeer)
+        return "the Master has too many clients from " + who.peer;
+    return {};
+}
+
+void Server::WatchHello(Client &client)
+{
+    _CallEntry call("Server::WatchHello", __FILE__, __LINE__);
+
+    client.helloTimer.expires_after(m_settings.helloWithin);
+    client.helloTimer.async_wait(
+        [this, number = client.number](const error_code &error)
         {
             const auto late = m_clients.find(number);
             if (error || late == m_clients.end() || late->second->isWelcome)
@@ -196,8 +158,49 @@ void Server::OnArrived(const std::shared_ptr<Session> &session)
             late->second->session->End(
                 {grpc::StatusCode::DEADLINE_EXCEEDED, "no Hello within the time for it"});
         });
-    m_bySession[session.get()] = client.get();
-    m_clients[number] = std::move(client);
+}
+
+void Server::Reload()
+{
+    _CallEntry call("Server::Reload", __FILE__, __LINE__);
+
+    assert(m_thread.IsCurrent());
+    RefreshTokens();
+    if (const auto reason = ostrel::Attempt([&] { m_listener->RenewCertificate(); }))
+        ostrel::LogError(*reason + "; the certificate from before goes on");
+}
+
+void Server::WatchTokens()
+{
+    _CallEntry call("Server::WatchTokens", __FILE__, __LINE__);
+
+    m_tokensTimer.expires_after(k_look_at_tokens_after);
+    m_tokensTimer.async_wait(
+        [this](const error_code &error)
+        {
+            if (error)
+                return;
+            RefreshTokens();
+            WatchTokens();
+        });
+}
+
+void Server::RefreshTokens()
+{
+    _CallEntry call("Server::RefreshTokens", __FILE__, __LINE__);
+
+    if (!m_doorkeeper.Refresh())
+        return;
+    for (const auto &[number, client] : m_clients)
+    {
+        const String reason = m_doorkeeper.CheckStill(*client->who);
+        if (reason.empty())
+            continue;
+        ostrel::LogWarning("client " + std::to_string(number) + " of " + client->who->user +
+                           " is sent away: " + reason);
+        client->isExpelled = true;
+        client->session->Expel({grpc::StatusCode::UNAUTHENTICATED, reason});
+    }
 }
 
 void Server::OnIncoming(const std::shared_ptr<Session> &session)
@@ -236,6 +239,9 @@ void Server::OnGone(const std::shared_ptr<Session> &session)
                               return;
                           const ClientNumber number = found->second->number;
                           ostrel::LogInfo("client " + std::to_string(number) + " is gone");
+                          const auto ofPeer = m_clientsOfPeers.find(found->second->who->peerKey);
+                          if (--ofPeer->second == 0)
+                              m_clientsOfPeers.erase(ofPeer);
                           m_bySession.erase(found);
                           m_clients.erase(number);
                           m_user.OnClientGone(number);
@@ -247,6 +253,8 @@ std::vector<Server::Request> Server::TakeRequests()
     _CallEntry call("Server::TakeRequests", __FILE__, __LINE__);
 
     assert(m_thread.IsCurrent());
+    // What a removed token asked for is not done, however long ago it was asked.
+    RefreshTokens();
     std::vector<Request> requests;
     const auto isEnough = [&]
     {
@@ -275,6 +283,8 @@ void Server::TakeFrom(Client &client, std::vector<Request> &requests)
 
     for (const wire::Envelope &envelope : client.session->TakeIncoming())
     {
+        if (client.isExpelled)
+            continue;
         if (!client.isWelcome)
         {
             Welcome(client, envelope);
@@ -282,6 +292,7 @@ void Server::TakeFrom(Client &client, std::vector<Request> &requests)
         }
         Request request;
         request.client = client.number;
+        request.who = client.who;
         request.serial = envelope.serial();
         request.asksForMuch = AsksForMuch(envelope);
         if (envelope.has_hello())
@@ -302,43 +313,23 @@ void Server::Welcome(Client &client, const wire::Envelope &envelope)
 {
     _CallEntry call("Server::Welcome", __FILE__, __LINE__);
 
-    const String reason = CheckHello(envelope);
-    if (!reason.empty())
+    if (const grpc::Status status = CheckHello(envelope, m_settings.leastProtocol); !status.ok())
     {
         ostrel::LogWarning("client " + std::to_string(client.number) +
-                           " was turned away: " + reason);
-        client.session->End({grpc::StatusCode::UNAUTHENTICATED, reason});
+                           " was turned away: " + status.error_message());
+        client.session->End(status);
         return;
     }
 
     client.isWelcome = true;
     client.helloTimer.cancel();
     const wire::Hello &hello = envelope.hello();
-    ostrel::LogInfo("client " + std::to_string(client.number) + " is " + hello.program() + " " +
-                    hello.version());
-    wire::Envelope answer;
-    answer.set_answers(envelope.serial());
-    answer.mutable_welcome()->set_master(m_masterID.ToString());
-    answer.mutable_welcome()->set_version(corvan::CorvanApp::Version());
-    client.session->Send(Packed(answer));
-}
-
-String Server::CheckHello(const wire::Envelope &envelope) const
-{
-    _CallEntry call("Server::CheckHello", __FILE__, __LINE__);
-
-    if (!envelope.has_hello())
-        return "the first message has to be Hello";
-    const wire::Hello &hello = envelope.hello();
-    if (UID(hello.client(), false).IsNil())
-        return "the client has no identity";
-    if (hello.program().size() > corvan::k_MaxNameBytes ||
-        hello.version().size() > corvan::k_MaxNameBytes)
-        return "the client's name is too long";
-    if (m_settings.address.kind == MasterAddress::Kind::Tcp &&
-        !IsSameSecret(hello.token(), m_settings.security->token))
-        return "the token is not the Master's";
-    return {};
+    const String name = "client " + std::to_string(client.number);
+    ostrel::LogInfo(name + " is " + ClientName(hello) + " of " + client.who->user + " (" +
+                    RoleName(client.who->role) + ") from " + client.who->peer);
+    if (const String difference = DescribeProtocol(hello); !difference.empty())
+        ostrel::LogStatus(name + ", " + ClientName(hello) + ": " + difference);
+    client.session->Send(Packed(MakeWelcome(envelope, m_masterID)));
 }
 
 void Server::EndRequests()

@@ -8,10 +8,11 @@
 #include <span>
 #include <vector>
 
+#include "master/door/Doorkeeper.h"
+#include "master/door/Listener.h"
 #include "master/door/Outgoing.h"
 #include "master/door/ServerSettings.h"
 #include "master/door/Session.h"
-#include "master/door/SocketFile.h"
 #include "ostrel/LoopThread.h"
 
 namespace master
@@ -21,8 +22,9 @@ using ostrel::LoopThread;
 
 /// The Master's side of all connections.
 ///
-/// It admits clients (Hello, the token, their number), hands over what they ask, checked, and
-/// sends what it is given. Loop thread; gRPC's own threads only post to the loop.
+/// Whoever calls proves who he is before anything is kept for him; then it admits clients (Hello,
+/// their number), hands over what they ask, checked, and sends what it is given. Loop thread;
+/// gRPC's own threads ask the doorkeeper, and post to the loop.
 class Server : private Session::Owner
 {
 public:
@@ -49,7 +51,8 @@ public:
     struct Request
     {
         ClientNumber client = 0;
-        boost::shared_ptr<Message> message; ///< Null where it is to be refused.
+        std::shared_ptr<const Identity> who; ///< Never null. Shared with the client's connection.
+        boost::shared_ptr<Message> message;  ///< Null where it is to be refused.
         bool asksForMuch = false;
         std::uint64_t serial = 0;
         String what;   ///< The message's name.
@@ -71,23 +74,27 @@ public:
     /// Where it listens; the port is the one that the system chose where port 0 was asked for.
     const String &Address() const
     {
-        return m_address;
+        return m_listener->Address();
     }
+
+    /// Takes a renewed certificate and changed tokens. Nobody is cut off but those whose token is
+    /// gone. What cannot be used leaves all as it is, with an error line.
+    void Reload();
 
 private:
     class Service;
     struct Client;
 
-    void Listen();
-    std::shared_ptr<grpc::ServerCredentials> Credentials() const;
-
-    void OnArrived(const std::shared_ptr<Session> &session);
+    void OnArrived(const std::shared_ptr<Session> &session, std::shared_ptr<const Identity> who);
+    String CheckRoom(const Identity &who) const;
+    void WatchHello(Client &client);
+    void WatchTokens();
+    void RefreshTokens();
     void OnIncoming(const std::shared_ptr<Session> &session) override;
     void OnGone(const std::shared_ptr<Session> &session) override;
 
     void TakeFrom(Client &client, std::vector<Request> &requests);
     void Welcome(Client &client, const wire::Envelope &envelope);
-    String CheckHello(const wire::Envelope &envelope) const;
     void CutOff(Client &client, const String &reason);
     void ScheduleReady(Client &client);
 
@@ -96,18 +103,18 @@ private:
     const UID m_masterID;
     User &m_user;
     LoopThread m_thread;
-    String m_address;
+    Doorkeeper m_doorkeeper;
+    boost::asio::steady_timer m_tokensTimer;
 
     std::map<ClientNumber, std::unique_ptr<Client>> m_clients;
     std::map<const Session *, Client *> m_bySession;
+    std::map<String, std::size_t> m_clientsOfPeers;
     ClientNumber m_lastClient = 0;
     std::deque<ClientNumber> m_ready;
     std::vector<ClientNumber> m_taken;
 
-    std::unique_ptr<SocketFile> m_socketFile;
     std::unique_ptr<Service> m_service;
-    std::unique_ptr<grpc::Service> m_health;
-    std::unique_ptr<grpc::Server> m_server;
+    std::unique_ptr<Listener> m_listener;
 };
 
 } // namespace master

@@ -5,7 +5,11 @@
 #include <optional>
 
 #include "corvan/MasterAddress.h"
+#include "corvan/Protocol.h"
+#include "master/door/Acceptor.h"
 #include "master/door/Health.h"
+#include "master/door/Identity.h"
+#include "ostrel/Path.h"
 
 namespace master
 {
@@ -34,10 +38,22 @@ struct ClientLimits
 struct ServerSettings
 {
     MasterAddress address;
-    /// Needed for TCP, unused for a socket file.
+    /// Certificate and key are needed for TCP, unused for a socket file. Its token is one of a user
+    /// "shared" who may edit all jobs.
     std::optional<TcpSecurity> security;
+    /// The tokens that open the door over TCP; read anew where it changes. None where it is empty.
+    ostrel::Path tokensFile;
+    /// Of this machine's other users on the socket file; without one it is open to nobody else.
+    std::optional<Role> socketRole;
 
-    std::size_t maxClients = 256;
+    std::size_t maxClients = 8192;
+    /// Of one peer; the Master's own user has no limit but the one above.
+    std::size_t maxClientsOfPeer = 2048;
+    /// Of `maxClients` these are kept for administrators.
+    std::size_t keptForAdmins = 8;
+    ConnectionLimits connections;
+    /// A client that speaks an older protocol is turned away.
+    unsigned leastProtocol = corvan::k_LeastProtocol;
     /// A client that has not said Hello by then is cut off.
     std::chrono::milliseconds helloWithin{10'000};
     ClientLimits limits;

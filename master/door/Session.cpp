@@ -192,6 +192,20 @@ void Session::EndLocked(const grpc::Status &status)
     WriteMore();
 }
 
+void Session::Expel(const grpc::Status &status)
+{
+    _CallEntry call("Session::Expel", __FILE__, __LINE__);
+
+    const std::lock_guard lock(m_mutex);
+    m_in.clear();
+    m_inBytes = 0;
+    m_isCutOff = true;
+    // One that does not read would stay.
+    if (m_isWriting)
+        m_context.TryCancel();
+    EndLocked(status);
+}
+
 void Session::CutOff()
 {
     _CallEntry call("Session::CutOff", __FILE__, __LINE__);

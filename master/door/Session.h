@@ -64,6 +64,9 @@ public:
     /// Ends the stream once all that was queued is written.
     void End(const grpc::Status &status);
 
+    /// Ends the stream now, whatever waits, with this status. What was read and not taken is gone.
+    void Expel(const grpc::Status &status);
+
     /// Ends the stream now, whatever waits.
     void CutOff();
 

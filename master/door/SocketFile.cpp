@@ -72,12 +72,12 @@ SocketFile::~SocketFile()
     ::unlink(m_file.Text().c_str());
 }
 
-void SocketFile::Restrict() const
+void SocketFile::OpenTo(Others others) const
 {
-    _CallEntry call("SocketFile::Restrict", __FILE__, __LINE__);
+    _CallEntry call("SocketFile::OpenTo", __FILE__, __LINE__);
 
-    if (::chmod(m_file.Text().c_str(), 0600) != 0)
-        throw new Exception("cannot restrict " + m_file.Text() + ": " +
+    if (::chmod(m_file.Text().c_str(), others == Others::Everybody ? 0666 : 0600) != 0)
+        throw new Exception("cannot set who may use " + m_file.Text() + ": " +
                             std::system_category().message(errno));
 }
 

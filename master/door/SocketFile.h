@@ -19,8 +19,13 @@ public:
     SocketFile(const SocketFile &) = delete;
     SocketFile &operator=(const SocketFile &) = delete;
 
-    /// Once the socket is there: opens it to this user alone.
-    void Restrict() const;
+    enum class Others
+    {
+        Nobody,
+        Everybody, ///< Who can reach its folder.
+    };
+    /// Once the socket is there: opens it to this user, and to these.
+    void OpenTo(Others others) const;
 
 private:
     Path m_file;

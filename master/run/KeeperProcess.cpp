@@ -47,7 +47,7 @@ void AddNumber(std::string &request, const char *name, std::uint64_t number)
 }
 
 std::string RequestFor(const Command &command, const Path &group, const UID &owner,
-                       std::chrono::milliseconds patience)
+                       const KeeperSettings &settings)
 {
     std::string request;
     for (const std::string &argument : command.arguments)
@@ -77,7 +77,8 @@ std::string RequestFor(const Command &command, const Path &group, const UID &own
     AddNumber(request, keeper::k_Processes, command.limits.processes);
     AddNumber(request, keeper::k_LogBytes, std::uint64_t(command.limits.logMb) << 20);
     AddNumber(request, keeper::k_Nice, command.limits.nice);
-    AddNumber(request, keeper::k_Patience, std::uint64_t(patience.count()));
+    AddNumber(request, keeper::k_Files, settings.files);
+    AddNumber(request, keeper::k_Patience, std::uint64_t(settings.patience.count()));
     return request;
 }
 
@@ -150,24 +151,24 @@ pid_t Spawn(const std::string &program, const std::string &mark, const SpawnSett
 } // namespace
 
 KeeperProcess::KeeperProcess(const Command &command, const Path &group, const UID &owner,
-                             std::chrono::milliseconds patience)
-    : KeeperProcess(command, group, owner, patience, MakeSockets())
+                             const KeeperSettings &settings)
+    : KeeperProcess(command, group, owner, settings, MakeSockets())
 {
     _CallEntry call("KeeperProcess::KeeperProcess", __FILE__, __LINE__);
 }
 
 KeeperProcess::KeeperProcess(const Command &command, const Path &group, const UID &owner,
-                             std::chrono::milliseconds patience, const Sockets &sockets)
+                             const KeeperSettings &settings, const Sockets &sockets)
     : m_socket(sockets[0])
 {
     _CallEntry call("KeeperProcess::KeeperProcess", __FILE__, __LINE__);
 
     const Descriptor itsSocket(sockets[1]);
-    const Descriptor request(OpenText(RequestFor(command, group, owner, patience)));
-    const SpawnSettings settings(request.Number(), itsSocket.Number());
+    const Descriptor request(OpenText(RequestFor(command, group, owner, settings)));
+    const SpawnSettings spawning(request.Number(), itsSocket.Number());
     const Path program = ostrel::ProgramFolder().Parent() / "libexec/ordwick/corvan-task";
     const std::string mark = k_KeeperOf + ("=" + owner.ToString());
-    m_process = StartChild([&] { return Spawn(program.Text(), mark, settings); });
+    m_process = StartChild([&] { return Spawn(program.Text(), mark, spawning); });
 }
 
 KeeperProcess::Sockets KeeperProcess::MakeSockets()

@@ -21,6 +21,14 @@ using ostrel::UID;
 inline constexpr const char *k_KeeperOf = "CORVAN_KEEPER_OF";
 inline constexpr const char *k_TaskOf = "CORVAN_TASK_OF";
 
+/// How a command is held.
+struct KeeperSettings
+{
+    std::chrono::milliseconds patience; ///< From asking it to end to killing it.
+    /// How many files it may have open, where the Master may have more; 0 for as many.
+    std::size_t files = 0;
+};
+
 /// The program between the Master and one command (`keeper/Keeper.h`), which ends whatever the
 /// command has started before it ends itself.
 ///
@@ -33,7 +41,7 @@ public:
     /// where it cannot be started; that of the command is reported.
     /// `group` is the folder of the control group of the command; empty for none.
     KeeperProcess(const Command &command, const Path &group, const UID &owner,
-                  std::chrono::milliseconds patience);
+                  const KeeperSettings &settings);
     ~KeeperProcess();
     KeeperProcess(const KeeperProcess &) = delete;
     KeeperProcess &operator=(const KeeperProcess &) = delete;
@@ -54,7 +62,7 @@ private:
     using Sockets = std::array<int, 2>;
 
     KeeperProcess(const Command &command, const Path &group, const UID &owner,
-                  std::chrono::milliseconds patience, const Sockets &sockets);
+                  const KeeperSettings &settings, const Sockets &sockets);
     static Sockets MakeSockets();
     bool WaitForSocket() const;
 

@@ -12,7 +12,6 @@
 #include <unistd.h>
 
 #include "keeper/Protocol.h"
-#include "master/run/KeeperProcess.h"
 #include "master/run/Leftovers.h"
 #include "master/run/Orphans.h"
 #include "ostrel/Attempt.h"
@@ -50,8 +49,8 @@ RunEnd ReadEnd(const std::string &text)
 struct LocalRunner::Process
 {
     Process(boost::asio::io_context &loop, const Command &command, Path ofCommand,
-            const UID &master, std::chrono::milliseconds patience, RunListener &tellsWhom)
-        : group(std::move(ofCommand)), keeper(command, group, master, patience), reports(loop),
+            const UID &master, const KeeperSettings &settings, RunListener &tellsWhom)
+        : group(std::move(ofCommand)), keeper(command, group, master, settings), reports(loop),
           listener(tellsWhom), collectTimer(loop)
     {
         const int socket = keeper.DuplicateSocket();
@@ -75,8 +74,9 @@ struct LocalRunner::Process
 };
 
 LocalRunner::LocalRunner(boost::asio::io_context &loop, int slots,
-                         std::chrono::milliseconds patience)
-    : m_loop(loop), m_slots(slots), m_patience(patience), m_lookTimer(loop), m_orphanTimer(loop)
+                         std::chrono::milliseconds patience, std::size_t files)
+    : m_loop(loop), m_slots(slots), m_settings{patience, files}, m_lookTimer(loop),
+      m_orphanTimer(loop)
 {
     _CallEntry call("LocalRunner::LocalRunner", __FILE__, __LINE__);
 
@@ -161,7 +161,7 @@ bool LocalRunner::Start(const Command &command, RunListener &listener, String *e
                 group =
                     m_groups->Make(std::uint64_t(command.limits.memoryMb) << 20).value_or(Path());
             m_processes[command.run] =
-                std::make_unique<Process>(m_loop, command, group, m_master, m_patience, listener);
+                std::make_unique<Process>(m_loop, command, group, m_master, m_settings, listener);
             ReadReports(command.run);
         });
     if (!reason)

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "master/run/CommandRunner.h"
+#include "master/run/KeeperProcess.h"
 #include "master/run/TaskGroups.h"
 #include "ostrel/LoopThread.h"
 
@@ -22,8 +23,10 @@ using ostrel::LoopThread;
 class LocalRunner : public CommandRunner
 {
 public:
-    /// `patience` is how long a command that is to end may take before it is killed.
-    LocalRunner(boost::asio::io_context &loop, int slots, std::chrono::milliseconds patience);
+    /// `patience` is how long a command that is to end may take before it is killed, `files` how
+    /// many files it may have open: 0 for as many as this program.
+    LocalRunner(boost::asio::io_context &loop, int slots, std::chrono::milliseconds patience,
+                std::size_t files = 0);
     /// Kills what still runs; the listener is not told any more.
     ~LocalRunner() override;
 
@@ -45,7 +48,7 @@ private:
 
     boost::asio::io_context &m_loop;
     int m_slots;
-    std::chrono::milliseconds m_patience;
+    const KeeperSettings m_settings;
     UID m_master{true};
     std::optional<TaskGroups> m_groups; // Where there are none the keepers do it alone.
     bool m_waitsForOthers = false;

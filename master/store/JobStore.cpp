@@ -332,6 +332,25 @@ void JobStore::SaveParameters(const Job &job, const JobState &state)
         });
 }
 
+std::optional<String> JobStore::FindOwner(const UID &job)
+{
+    _CallEntry call("JobStore::FindOwner", __FILE__, __LINE__);
+
+    assert(m_thread.IsCurrent());
+    return m_database->Guarded(
+        [&]() -> std::optional<String>
+        {
+            const Query select =
+                m_database->Prepared("SELECT ifnull(value, '') FROM jobs LEFT JOIN parameters"
+                                     " ON job = number AND name = ? WHERE id = ?");
+            select->bind(1, corvan::p_Owner);
+            select->bind(2, job.ToString());
+            if (!select->executeStep())
+                return std::nullopt;
+            return String(select->getColumn(0).getString());
+        });
+}
+
 std::optional<JobState> JobStore::FindOlder(std::int64_t number)
 {
     _CallEntry call("JobStore::FindOlder", __FILE__, __LINE__);

@@ -128,6 +128,10 @@ public:
     boost::shared_ptr<Job> Load(const UID &job, String *reason);
     void SaveParameters(const Job &job, const JobState &state);
 
+    /// The value of "Owner", also of a job of an unknown type; empty where it has none. Nothing for
+    /// a job that is not there.
+    std::optional<String> FindOwner(const UID &job);
+
     /// The newest job of a smaller number; `k_BeyondNewest` for the newest of all.
     std::optional<JobState> FindOlder(std::int64_t number);
     static constexpr std::int64_t k_BeyondNewest = std::numeric_limits<std::int64_t>::max();

@@ -23,6 +23,7 @@ public:
         SetID(ostrel::UID("aaaa1111-0000-4000-8000-000000000001", true));
         SetParameter(corvan::p_Name, "beauty");
         SetParameter(corvan::p_Status, "1");
+        Store(corvan::p_Owner, "anna");
         Store(corvan::p_TasksTotal, "60");
         Store(corvan::p_TasksDone, "12");
         Store(corvan::p_TasksFailed, "2");
@@ -31,25 +32,28 @@ public:
 
 TEST(JobTexts, ListLinesStandUnderTheirHeading)
 {
-    EXPECT_EQ(ListHeading(), "ID        STATUS     TASKS               TYPE        NAME");
+    EXPECT_EQ(ListHeading(),
+              "ID        STATUS     TASKS               TYPE        OWNER       NAME");
     EXPECT_EQ(ListLine(CountedJob()),
-              "aaaa1111  Running    12/60, 2 failed     Command     beauty");
+              "aaaa1111  Running    12/60, 2 failed     Command     anna        beauty");
 }
 
 TEST(JobTexts, ListLinesSayOfARequeueWhichJobItIsOneOf)
 {
     CountedJob job;
     job.SetParameter(corvan::p_RequeueOf, "bbbb2222-0000-4000-8000-000000000002");
-    EXPECT_EQ(ListLine(job), "aaaa1111  Running    12/60, 2 failed     Command     beauty "
-                             "(requeue of bbbb2222)");
+    EXPECT_EQ(ListLine(job),
+              "aaaa1111  Running    12/60, 2 failed     Command     anna        beauty "
+              "(requeue of bbbb2222)");
 }
 
 TEST(JobTexts, ALineTellsWhyAJobWaits)
 {
     CountedJob job;
     job.SetParameter(corvan::p_Waiting, "no program pov\x1bray in the search path");
-    EXPECT_EQ(ListLine(job), "aaaa1111  Running    12/60, 2 failed     Command     beauty "
-                             "(waits: no program pov\\x1bray in the search path)");
+    EXPECT_EQ(ListLine(job),
+              "aaaa1111  Running    12/60, 2 failed     Command     anna        beauty "
+              "(waits: no program pov\\x1bray in the search path)");
 }
 
 TEST(JobTexts, AJobThatSaysNothingIsQueuedWithoutTasks)
@@ -71,6 +75,7 @@ TEST(JobTexts, ReportsIndentLinesAndNameFailedTasks)
                                      "Type         Command\n"
                                      "Name         beauty\n"
                                      "Status       Running\n"
+                                     "Owner        anna\n"
                                      "TasksTotal   60\n"
                                      "TasksDone    12\n"
                                      "TasksFailed  2\n"
@@ -88,12 +93,14 @@ TEST(JobTexts, NamesLeaveNothingToATerminalToActOn)
     ASSERT_TRUE(job.SetParameter("Lay\xc2\x9b"
                                  "31mer",
                                  "a"));
-    EXPECT_EQ(ListLine(job),
-              "aaaa1111  Running    12/60, 2 failed     Command     be\\xc2\\x9b31mauty");
+    EXPECT_EQ(
+        ListLine(job),
+        "aaaa1111  Running    12/60, 2 failed     Command     anna        be\\xc2\\x9b31mauty");
     EXPECT_EQ(JobReport(job, {}), "ID                aaaa1111-0000-4000-8000-000000000001\n"
                                   "Type              Command\n"
                                   "Name              be\\xc2\\x9b31mauty\n"
                                   "Status            Running\n"
+                                  "Owner             anna\n"
                                   "TasksTotal        60\n"
                                   "TasksDone         12\n"
                                   "TasksFailed       2\n"
@@ -144,7 +151,7 @@ TEST(JobTexts, JsonHoldsAllThatIsSetInItsOrder)
 {
     EXPECT_EQ(JobJson(CountedJob()).dump(),
               R"({"id":"aaaa1111-0000-4000-8000-000000000001","type":"Command","name":"beauty",)"
-              R"("status":"Running","parameters":{"Name":"beauty","Status":"1",)"
+              R"("status":"Running","parameters":{"Name":"beauty","Status":"1","Owner":"anna",)"
               R"("TasksTotal":"60","TasksDone":"12","TasksFailed":"2"}})");
     EXPECT_EQ(TaskJson({1, -2, 5, JobStatus::Failed, 3, -1}).dump(),
               R"({"index":1,"firstFrame":-2,"lastFrame":5,"status":"Failed","tries":3,)"

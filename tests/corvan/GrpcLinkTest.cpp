@@ -528,6 +528,59 @@ TEST_F(GrpcLinkTest, ConnectsOverTcpToTheMasterOfTheCertificateAndSendsItTheToke
     link.Start(m_recorder.Callbacks());
     EXPECT_EQ(m_recorder.Words(1), Words{"connected"});
     EXPECT_EQ(master.Received(1).at(0).hello().token(), "secret");
+    EXPECT_EQ(master.Tokens(), Words{"secret"}) << "with the call";
+}
+
+TEST_F(GrpcLinkTest, BringsNoTokenToASocketFile)
+{
+    FakeMaster master(Target());
+    auto settings = Settings();
+    settings.security.token = "secret";
+    GrpcLink link(settings);
+    link.Start(m_recorder.Callbacks());
+    EXPECT_EQ(m_recorder.Words(1), Words{"connected"});
+    EXPECT_EQ(master.Tokens(), Words{""});
+}
+
+TEST_F(GrpcLinkTest, TellsItsProtocolAndWhatAMasterOfAnotherLacksOrBrings)
+{
+    const struct
+    {
+        unsigned told;
+        const char *says;
+    } cases[] = {
+        {k_Protocol, nullptr},
+        {0, "speaks protocol 1, this program 2; protocol 1 lacks: users and rights"},
+        {k_Protocol + 1, "what protocol 3 brought is not known here"},
+    };
+    for (const auto &[told, says] : cases)
+    {
+        FakeMaster master(Target());
+        master.SetProtocol(told);
+        const LogCapture log;
+        Recorder recorder;
+        GrpcLink link(Settings());
+        link.Start(recorder.Callbacks());
+        EXPECT_EQ(recorder.Words(1), Words{"connected"});
+        EXPECT_EQ(master.Received(1).at(0).hello().protocol(), k_Protocol);
+        EXPECT_EQ(log.Count(ostrel::k_LogWarning, "speaks protocol"), says ? 1 : 0);
+        EXPECT_EQ(log.Count(ostrel::k_LogWarning, says ? says : "speaks protocol"), says ? 1 : 0);
+    }
+}
+
+TEST_F(GrpcLinkTest, LeavesAMasterWhoseProtocolIsTooOldAndSaysSo)
+{
+    FakeMaster master(Target());
+    master.SetProtocol(0);
+    auto settings = Settings();
+    settings.leastProtocol = 2;
+    GrpcLink link(settings);
+    link.Start(m_recorder.Callbacks());
+    EXPECT_EQ(m_recorder.TurnedAway(1).at(0),
+              "the Master at " + settings.address.text +
+                  ", version 1.2.3, speaks protocol 1, and this program takes 2 and newer: "
+                  "install a newer Master");
+    EXPECT_EQ(m_recorder.Words(0), Words{});
 }
 
 TEST_F(GrpcLinkTest, DoesNotSendItsTokenToAMasterOfAnotherCertificate)

@@ -119,7 +119,8 @@ TEST(Job, CopiesDefinitionAndRunOrDefinitionAlone)
 {
     Job job(PlainType());
     job.SetID(UID(true));
-    for (const char *name : {"Scene", "Range", "Created", "TasksDone", "TasksTotal", "TasksFailed"})
+    for (const char *name :
+         {"Scene", "Range", "Owner", "Created", "TasksDone", "TasksTotal", "TasksFailed"})
         job.SetParameter(name, "1");
     job.SetParameter(p_Status, "2");
     job.SetNote("note");

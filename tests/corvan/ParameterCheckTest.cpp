@@ -90,7 +90,8 @@ TEST(ParameterCheck, RefusesWhatCannotBeAndNamesTheParameter)
 
 TEST(Parameters, KnowsThoseThatTheMasterAloneSets)
 {
-    for (const char *name : {"Created", "TasksTotal", "TasksDone", "TasksFailed", "Waiting"})
+    for (const char *name :
+         {"Owner", "Created", "TasksTotal", "TasksDone", "TasksFailed", "Waiting"})
         EXPECT_TRUE(IsMasterParameter(name)) << name;
     for (const char *name : {"Status", "Name", "created", "", "Range"})
         EXPECT_FALSE(IsMasterParameter(name)) << name;

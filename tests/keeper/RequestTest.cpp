@@ -32,20 +32,20 @@ TEST(Request, HoldsWhatWasAskedFor)
 {
     Request request;
     std::string reason;
-    ASSERT_TRUE(Read(Field(keeper::k_Argument, "sh") + Field(keeper::k_Argument, "two\nlines") +
-                         Field(keeper::k_Argument, "") + Field(keeper::k_Environment, "A=b") +
-                         Field(keeper::k_Output, "/x.1.png") + Field(keeper::k_Place, "/y/1") +
-                         Field(keeper::k_RootOfOutputs, "/x") +
-                         Field(keeper::k_RootOfOutputs, "/y") +
-                         Field(keeper::k_RootedName, "Scene") +
-                         Field(keeper::k_RootedPath, "/a/s") + Field(keeper::k_RootedRoot, "/a") +
-                         Field(keeper::k_RootedRoot, "/b") + Field(keeper::k_RootedName, "Lut") +
-                         Field(keeper::k_Keep, "1") + Field(keeper::k_Folder, "/tmp") +
-                         Field(keeper::k_Group, "/g") + Field(keeper::k_Log, "/tmp/log") +
-                         Field(keeper::k_Seconds, "60") + Field(keeper::k_Memory, "8000000000") +
-                         Field(keeper::k_Processes, "4") + Field(keeper::k_LogBytes, "9000") +
-                         Field(keeper::k_Nice, "10") + Field(keeper::k_Patience, "300"),
-                     request, &reason))
+    ASSERT_TRUE(
+        Read(Field(keeper::k_Argument, "sh") + Field(keeper::k_Argument, "two\nlines") +
+                 Field(keeper::k_Argument, "") + Field(keeper::k_Environment, "A=b") +
+                 Field(keeper::k_Output, "/x.1.png") + Field(keeper::k_Place, "/y/1") +
+                 Field(keeper::k_RootOfOutputs, "/x") + Field(keeper::k_RootOfOutputs, "/y") +
+                 Field(keeper::k_RootedName, "Scene") + Field(keeper::k_RootedPath, "/a/s") +
+                 Field(keeper::k_RootedRoot, "/a") + Field(keeper::k_RootedRoot, "/b") +
+                 Field(keeper::k_RootedName, "Lut") + Field(keeper::k_Keep, "1") +
+                 Field(keeper::k_Folder, "/tmp") + Field(keeper::k_Group, "/g") +
+                 Field(keeper::k_Log, "/tmp/log") + Field(keeper::k_Seconds, "60") +
+                 Field(keeper::k_Memory, "8000000000") + Field(keeper::k_Processes, "4") +
+                 Field(keeper::k_LogBytes, "9000") + Field(keeper::k_Nice, "10") +
+                 Field(keeper::k_Files, "1024") + Field(keeper::k_Patience, "300"),
+             request, &reason))
         << reason;
     EXPECT_EQ(request.arguments, (std::vector<std::string>{"sh", "two\nlines", ""}));
     EXPECT_EQ(request.environment, std::vector<std::string>{"A=b"});
@@ -63,6 +63,7 @@ TEST(Request, HoldsWhatWasAskedFor)
     EXPECT_EQ(request.processes, 4);
     EXPECT_EQ(request.logBytes, 9000);
     EXPECT_EQ(request.nice, 10);
+    EXPECT_EQ(request.files, 1024);
     EXPECT_EQ(request.patienceMs, 300);
 }
 

@@ -1,10 +1,13 @@
 #include "master/Dispatcher.h"
 
 #include <boost/make_shared.hpp>
+#include <map>
 
 #include "corvan/JobFactory.h"
 #include "corvan/Limits.h"
+#include "corvan/MessageFactory.h"
 #include "corvan/messages.pb.h"
+#include "master/Submission.h"
 #include "tests/master/StoreFixture.h"
 #include "tests/support/LogCapture.h"
 
@@ -32,7 +35,10 @@ protected:
     Outbox Handle(master::ClientNumber client, corvan::Message &message)
     {
         message.serial = k_serial;
-        return InTurn([&](Outbox &outbox) { m_dispatcher.Handle(client, message, outbox); });
+        return InTurn(
+            [&](Outbox &outbox) {
+                m_dispatcher.Handle({client, m_who}, message, outbox);
+            });
     }
 
     Outbox Set(const UID &job, const String &name, const String &value)
@@ -140,6 +146,8 @@ protected:
         return statuses;
     }
 
+    master::Identity m_who{
+        .user = "anna", .role = master::Role::Admin, .peer = "here", .token = {}, .peerKey = {}};
     master::Followers m_followers;
     master::Dispatcher m_dispatcher{m_store, m_cache, m_followers, m_logs};
 };
@@ -154,7 +162,8 @@ TEST_F(DispatcherTest, KeepsANewJobWithWhatTheMasterSets)
                                   {"Created", "long ago"},
                                   {"TasksTotal", "99"},
                                   {"TasksDone", "98"},
-                                  {"TasksFailed", "1"}});
+                                  {"TasksFailed", "1"},
+                                  {"Owner", "bert"}});
     const Outbox outbox = Submit(job);
 
     const auto *accepted = AnswerOf<AcceptedMsg>(outbox);
@@ -167,9 +176,9 @@ TEST_F(DispatcherTest, KeepsANewJobWithWhatTheMasterSets)
     const auto *answer = AnswerOf<JobMsg>(info);
     ASSERT_TRUE(answer);
     const std::pair<const char *, const char *> expected[] = {
-        {"Name", "beauty"}, {"Range", "1-10"},    {"PacketSize", "4"},
-        {"Priority", "70"}, {"Status", "0"},      {"TasksTotal", "3"},
-        {"TasksDone", "0"}, {"TasksFailed", "0"}, {"CustomRange", ""},
+        {"Name", "beauty"},  {"Range", "1-10"},   {"PacketSize", "4"}, {"Priority", "70"},
+        {"Status", "0"},     {"TasksTotal", "3"}, {"TasksDone", "0"},  {"TasksFailed", "0"},
+        {"CustomRange", ""}, {"Owner", "anna"},
     };
     for (const auto &[name, value] : expected)
     {
@@ -456,19 +465,10 @@ TEST_F(DispatcherTest, RefusesAParameterThatCannotBe)
     const UID job = NewJob({{"Range", "1-3"}});
     const UID once(true);
     const std::pair<const char *, const char *> changes[] = {
-        {"PacketSize", "0"},
-        {"Range", "a"},
-        {"Range", ""},
-        {"CustomRange", "1-"},
-        {"Priority", "101"},
-        {"Status", "9"},
-        {"Status", "2"},
-        {"Type", "x"},
-        {"Created", "today"},
-        {"TasksTotal", "5"},
-        {"TasksDone", "1"},
-        {"TasksFailed", "1"},
-        {"", "x"},
+        {"PacketSize", "0"},  {"Range", "a"},    {"Range", ""},       {"CustomRange", "1-"},
+        {"Priority", "101"},  {"Status", "9"},   {"Status", "2"},     {"Type", "x"},
+        {"Created", "today"}, {"Owner", "anna"}, {"TasksTotal", "5"}, {"TasksDone", "1"},
+        {"TasksFailed", "1"}, {"", "x"},
     };
     String reason;
     const auto before = m_cache.Whole(State(job), &reason)->Parameters();
@@ -819,7 +819,7 @@ TEST_F(DispatcherTest, TellsWhyTasksFailedAsLongAsTheListHasRoom)
     InTurn(
         [&](Outbox &)
         {
-            const std::string large(master::Dispatcher::k_ReasonBytes, 'x');
+            const std::string large(master::JobAnswers::k_ReasonBytes, 'x');
             m_store.Tasks().Save(State(job), {.index = 0, .tries = 1, .reason = "it left no file"});
             m_store.Tasks().Save(State(job), {.index = 1, .tries = 1, .reason = large});
             m_store.Tasks().Save(State(job), {.index = 2, .tries = 1, .reason = "nor did it"});
@@ -893,6 +893,102 @@ TEST_F(DispatcherTest, RefusesWhatOnlyTheMasterSends)
     EXPECT_EQ(ReasonOf(Handle(1, message)), "Accepted: the Master does not take this message");
 }
 
+// Fills the fields of a message with what makes sense for this job.
+void FillIn(google::protobuf::Message &message, const std::string &job)
+{
+    const auto *reflection = message.GetReflection();
+    for (int i = 0; i < message.GetDescriptor()->field_count(); ++i)
+    {
+        const auto *field = message.GetDescriptor()->field(i);
+        const std::map<std::string, std::string> texts = {
+            {"type", k_ShellType.ToString()}, {"name", "Range"}, {"value", "1-7"}};
+        const auto text = texts.find(field->name());
+        const std::string value = text == texts.end() ? job : text->second;
+        if (field->cpp_type() == field->CPPTYPE_MESSAGE)
+            FillIn(field->is_repeated() ? *reflection->AddMessage(&message, field)
+                                        : *reflection->MutableMessage(&message, field),
+                   job);
+        else if (field->cpp_type() == field->CPPTYPE_STRING && field->is_repeated())
+            reflection->AddString(&message, field, value);
+        else if (field->cpp_type() == field->CPPTYPE_STRING)
+            reflection->SetString(&message, field, value);
+        else if (field->cpp_type() == field->CPPTYPE_BOOL)
+            reflection->SetBool(&message, field, true);
+    }
+}
+
+// Whatever messages there are: each is made up, about a job of somebody else.
+TEST_F(DispatcherTest, NoMessageChangesAJobWithoutTheRightToIt)
+{
+    const auto *bodies = corvan::wire::Envelope::descriptor()->FindOneofByName("body");
+    const auto whole = [this](const UID &job)
+    {
+        String reason;
+        return std::pair(m_cache.Whole(State(job), &reason)->Parameters(), State(job).tasksTotal);
+    };
+    int changing = 0;
+    for (int i = 0; i < bodies->field_count(); ++i)
+    {
+        corvan::wire::Envelope envelope;
+        m_who = {
+            .user = "bert", .role = master::Role::Admin, .peer = {}, .token = {}, .peerKey = {}};
+        const UID job = NewJob({{"Range", "1-3"}});
+        FillIn(*envelope.GetReflection()->MutableMessage(&envelope, bodies->field(i)),
+               job.ToString());
+        String reason;
+        const auto message = corvan::MessageFactory::FromEnvelope(envelope, &reason);
+        if (!message || message->Goes() == corvan::Direction::FromMaster)
+            continue;
+
+        SCOPED_TRACE(message->TypeName());
+        const auto before = whole(job);
+        m_who.user = "anna";
+        for (const master::Role role :
+             {master::Role::Watch, master::Role::Submit, master::Role::EditOwn})
+        {
+            m_who.role = role;
+            Handle(1, *message);
+            ASSERT_TRUE(m_store.FindState(job));
+            EXPECT_EQ(whole(job), before);
+        }
+        m_who.role = master::Role::EditAll;
+        Handle(1, *message);
+        changing += m_store.FindState(job) && whole(job) == before ? 0 : 1;
+    }
+    EXPECT_EQ(changing, 3) << "those that change something do it with the right to it";
+}
+
+TEST_F(DispatcherTest, AJobOfATypeThatIsNotThereIsStillItsOwners)
+{
+    const UID job = NewJob({{"Range", "1-3"}});
+    TestJobTypes::Forget(k_ShellType);
+    m_cache.Clear();
+    m_who = {.user = "bert", .role = master::Role::EditOwn, .peer = {}, .token = {}, .peerKey = {}};
+    EXPECT_NE(ReasonOf(Remove(job, true)).find("and the job is of user anna"), std::string::npos);
+    m_who.user = "anna";
+    EXPECT_TRUE(AnswerOf<AcceptedMsg>(Remove(job, true)));
+}
+
+TEST_F(DispatcherTest, TakesWhatIsSentAgainFromItsOwnerAlone)
+{
+    const auto job = MakeTestJob({{"Range", "1-3"}});
+    m_who.role = master::Role::Submit;
+    Submit(job);
+    EXPECT_TRUE(AnswerOf<AcceptedMsg>(Submit(job)));
+    m_who.user = "bert";
+    EXPECT_NE(ReasonOf(Submit(job)).find("exists already, and it is another one"),
+              std::string::npos);
+
+    // An earlier version knew no owners.
+    const auto old = MakeTestJob({{"Range", "1-3"}});
+    JobState state;
+    state.id = old->ID();
+    state.submitted = master::NameSubmission(*old);
+    InTurn([&](Outbox &) { m_store.Add(*old, state); });
+    EXPECT_TRUE(AnswerOf<AcceptedMsg>(Submit(old)));
+    EXPECT_EQ(m_store.FindOwner(old->ID()), "") << "and is not his by that";
+}
+
 TEST_F(DispatcherTest, SaysNothingToARequestThatWantsNoAnswer)
 {
     const UID job = NewJob({{"Range", "1"}});
@@ -900,7 +996,10 @@ TEST_F(DispatcherTest, SaysNothingToARequestThatWantsNoAnswer)
     message.job = job;
     message.name = "Name";
     message.value = "x";
-    const Outbox outbox = InTurn([&](Outbox &news) { m_dispatcher.Handle(1, message, news); });
+    const Outbox outbox = InTurn(
+        [&](Outbox &news) {
+            m_dispatcher.Handle({1, m_who}, message, news);
+        });
     ASSERT_EQ(outbox.Messages().size(), 1u);
     EXPECT_EQ(outbox.Messages()[0].followersOf, job);
 }

@@ -8,6 +8,7 @@
 #include <fstream>
 #include <functional>
 #include <optional>
+#include <sstream>
 #include <sys/ptrace.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -216,6 +217,41 @@ TEST_F(LocalRunnerTest, GivesACommandNothingToReadAndNoFilesOfItsOwn)
     ASSERT_TRUE(StartScript("cat; ls /proc/$$/fd"));
     ASSERT_TRUE(RunUntilEnded());
     EXPECT_EQ(ContentOf(m_folder / "log"), "0\n1\n2\n");
+}
+
+TEST_F(LocalRunnerTest, LetsACommandHaveNoMoreFilesOpenThanItIsTo)
+{
+    rlimit before{};
+    ::getrlimit(RLIMIT_NOFILE, &before);
+    // As the Master has it.
+    const rlimit raised{before.rlim_max, before.rlim_max};
+    ::setrlimit(RLIMIT_NOFILE, &raised);
+    const struct
+    {
+        std::size_t files;
+        rlim_t limit;
+    } cases[] = {{200, 200}, {0, before.rlim_max}, {before.rlim_max, before.rlim_max}};
+    for (const auto &[files, limit] : cases)
+    {
+        m_ended.clear();
+        LocalRunner runner(m_loop, 1, k_patience, files);
+        Command command = m_command;
+        command.run = m_run++;
+        command.arguments = {"/bin/cat", "/proc/self/limits"};
+        command.folder = m_folder.Folder();
+        command.log = m_folder / "log";
+        ASSERT_TRUE(runner.Start(command, Listener(), &m_reason)) << m_reason;
+        ASSERT_TRUE(RunUntilEnded());
+        std::istringstream lines(ContentOf(m_folder / "log"));
+        rlim_t soft = 0;
+        rlim_t hard = 0;
+        for (std::string line; std::getline(lines, line);)
+            if (line.starts_with("Max open files"))
+                std::istringstream(line.substr(14)) >> soft >> hard;
+        EXPECT_EQ(soft, limit) << files;
+        EXPECT_EQ(hard, before.rlim_max) << "it may ask for more";
+    }
+    ::setrlimit(RLIMIT_NOFILE, &before);
 }
 
 TEST_F(LocalRunnerTest, GivesACommandUsualSignals)

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "ostrel/IniFile.h"
 #include "tests/support/EnvironmentGuard.h"
 #include "tests/support/Printing.h"
 #include "tests/support/TempFolder.h"
@@ -92,6 +93,19 @@ TEST_F(MasterOptionsTest, NameAValueThatCannotBe)
         else
             EXPECT_TRUE(told.starts_with(text)) << told;
     }
+}
+
+TEST_F(MasterOptionsTest, GiveTheOtherUsersOfTheMachineARoleOrNone)
+{
+    ostrel::IniFile options;
+    EXPECT_EQ(master::ReadSocketRole(options), std::nullopt);
+    String error;
+    ASSERT_TRUE(options.Parse("[Master]\nSocketRole = edit-own\n", &error));
+    EXPECT_EQ(master::ReadSocketRole(options), master::Role::EditOwn);
+    ASSERT_TRUE(options.Parse("[Master]\nSocketRole = king\n", &error));
+    EXPECT_EQ(Thrown([&] { master::ReadSocketRole(options); }),
+              "SocketRole = king in section \"Master\" of the options: it has to be watch, submit, "
+              "edit-own, edit-all or admin");
 }
 
 TEST_F(MasterOptionsTest, NameABadValueOfTheEnvironment)

@@ -32,6 +32,11 @@ public:
     /// What it wrote to standard error, once it has ended.
     std::string Errors();
 
+    pid_t Process() const
+    {
+        return m_child.id();
+    }
+
     /// As gRPC takes it.
     std::string Address() const;
 

@@ -4,6 +4,7 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <gtest/gtest.h>
@@ -325,6 +326,23 @@ TEST_F(MasterProgramTest, EndsItsCommandsAndItselfWhenItIsAsked)
         for (const char *leaf : {"pid1", "pid2"})
             std::filesystem::remove((m_folder / leaf).Text().c_str());
     }
+}
+
+TEST_F(MasterProgramTest, KeepsItsManyDescriptorsFromItsCommands)
+{
+    rlimit before{};
+    ::getrlimit(RLIMIT_NOFILE, &before);
+    const rlimit usual{600, before.rlim_max};
+    ::setrlimit(RLIMIT_NOFILE, &usual);
+    const auto program = Start();
+    ::setrlimit(RLIMIT_NOFILE, &before);
+    RawClient client(program->Address());
+    ASSERT_TRUE(client.SayHello());
+    const wire::Envelope job = JobEnvelope("ulimit -n > " + InFolder("limit") + "$1");
+    ASSERT_TRUE(client.Ask(FollowEnvelope(job.job().id()))->has_accepted());
+    ASSERT_TRUE(client.Ask(job)->has_accepted());
+    ASSERT_TRUE(client.ReceiveUntil(IsNews("Status", "2")));
+    EXPECT_EQ(ContentOf(m_folder / "limit1"), "600\n");
 }
 
 TEST_F(MasterProgramTest, EndsWithStatusOneWhereAnotherIs)

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <future>
 #include <sys/resource.h>
+#include <sys/stat.h>
 
 #include <gtest/gtest.h>
 
@@ -709,6 +710,7 @@ protected:
         m_settings.server.security = {
             m_folder.MakeFile("certificate.pem", m_certificate.certificate),
             m_folder.MakeFile("key.pem", m_certificate.key), "the right token"};
+        ::chmod((m_folder / "key.pem").Text().c_str(), 0600);
     }
 
     std::shared_ptr<grpc::ChannelCredentials> Credentials() const
@@ -724,8 +726,8 @@ protected:
 TEST_F(MasterOverTcpTest, ServesWhoKnowsTheToken)
 {
     Start();
-    RawClient client(m_master->Address(), Credentials());
-    ASSERT_TRUE(client.SayHello("the right token"));
+    RawClient client(m_master->Address(), Credentials(), "the right token");
+    ASSERT_TRUE(client.SayHello());
     EXPECT_EQ(Status(client, UID(true).ToString()), "(no job)");
 }
 
@@ -734,8 +736,8 @@ TEST_F(MasterOverTcpTest, TurnsAwayWhoDoesNot)
     Start();
     for (const char *token : {"", "the right toke", "the right token2", "another token 1"})
     {
-        RawClient client(m_master->Address(), Credentials());
-        EXPECT_FALSE(client.SayHello(token)) << token;
+        RawClient client(m_master->Address(), Credentials(), token);
+        EXPECT_FALSE(client.SayHello()) << token;
         EXPECT_EQ(client.End().error_code(), grpc::StatusCode::UNAUTHENTICATED) << token;
     }
 }
@@ -743,14 +745,19 @@ TEST_F(MasterOverTcpTest, TurnsAwayWhoDoesNot)
 TEST_F(MasterOverTcpTest, WantsCertificateKeyAndToken)
 {
     const master::ServerSettings complete = m_settings.server;
-    const std::string reason = "cannot listen at 127.0.0.1:0 without \"Certificate\", \"Key\" "
-                               "and \"TokenFile\" in section \"Master\" of the options file";
+    const std::string reason =
+        "cannot listen at 127.0.0.1:0 without \"Certificate\" and \"Key\" in "
+        "section \"Master\" of the options file";
+    const std::string noToken = "cannot listen at 127.0.0.1:0 without a token; make one with "
+                                "\"corvan-master token add\"";
     m_settings.server.security->token.clear();
-    EXPECT_EQ(RunningMaster(m_settings).Error(), reason);
+    EXPECT_EQ(RunningMaster(m_settings).Error(), noToken);
     m_settings.server = complete;
     m_settings.server.security->key = {};
     EXPECT_EQ(RunningMaster(m_settings).Error(), reason);
     m_settings.server = complete;
+    m_settings.server.security->certificate = {};
+    EXPECT_EQ(RunningMaster(m_settings).Error(), reason);
     m_settings.server.security.reset();
     EXPECT_EQ(RunningMaster(m_settings).Error(), reason);
 }

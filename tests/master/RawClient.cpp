@@ -3,10 +3,12 @@
 #include <chrono>
 
 #include "corvan/Limits.h"
+#include "corvan/Protocol.h"
 #include "ostrel/UID.h"
 
 RawClient::RawClient(const std::string &address,
-                     std::shared_ptr<grpc::ChannelCredentials> credentials)
+                     std::shared_ptr<grpc::ChannelCredentials> credentials,
+                     const std::string &token)
 {
     grpc::ChannelArguments arguments;
     // Clients of one test share no connection.
@@ -16,6 +18,8 @@ RawClient::RawClient(const std::string &address,
     m_stub = wire::Master::NewStub(m_channel);
     m_context.set_deadline(std::chrono::system_clock::now() + std::chrono::seconds(30));
     m_context.set_wait_for_ready(true);
+    if (!token.empty())
+        m_context.AddMetadata(corvan::k_TokenMetadata, token);
     m_stream = m_stub->Connect(&m_context);
 }
 
@@ -27,9 +31,9 @@ RawClient::~RawClient()
     End();
 }
 
-bool RawClient::SayHello(const std::string &token)
+bool RawClient::SayHello()
 {
-    const auto answer = Ask(HelloEnvelope(token));
+    const auto answer = Ask(HelloEnvelope());
     return answer && answer->has_welcome();
 }
 
@@ -92,7 +96,7 @@ grpc::Status RawClient::End()
     return m_stream->Finish();
 }
 
-wire::Envelope HelloEnvelope(const std::string &token)
+wire::Envelope HelloEnvelope()
 {
     wire::Envelope envelope;
     wire::Hello &hello = *envelope.mutable_hello();
@@ -100,7 +104,7 @@ wire::Envelope HelloEnvelope(const std::string &token)
     hello.set_kind(1);
     hello.set_program("test");
     hello.set_version("1");
-    hello.set_token(token);
+    hello.set_protocol(corvan::k_Protocol);
     return envelope;
 }
 

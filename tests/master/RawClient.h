@@ -16,16 +16,17 @@ namespace wire = corvan::wire;
 class RawClient
 {
 public:
-    /// Connects to an address as gRPC takes it.
+    /// Connects to an address as gRPC takes it. A call without a token brings none.
     explicit RawClient(
         const std::string &address,
-        std::shared_ptr<grpc::ChannelCredentials> credentials = grpc::InsecureChannelCredentials());
+        std::shared_ptr<grpc::ChannelCredentials> credentials = grpc::InsecureChannelCredentials(),
+        const std::string &token = {});
     ~RawClient();
     RawClient(const RawClient &) = delete;
     RawClient &operator=(const RawClient &) = delete;
 
     /// Says Hello and waits for the Welcome. False when the Master ended the stream.
-    bool SayHello(const std::string &token = {});
+    bool SayHello();
 
     /// Sends a message as it is. False when the stream is over.
     bool Send(const wire::Envelope &envelope);
@@ -59,7 +60,7 @@ private:
 };
 
 /// Messages of clients.
-wire::Envelope HelloEnvelope(const std::string &token = {});
+wire::Envelope HelloEnvelope();
 wire::Envelope FollowEnvelope(const std::string &job);
 wire::Envelope GetJobEnvelope(const std::string &job);
 wire::Envelope GetTasksEnvelope(const std::string &job);

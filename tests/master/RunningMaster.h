@@ -36,6 +36,12 @@ public:
         return m_error;
     }
 
+    /// For what is run on its thread.
+    master::Master &Get()
+    {
+        return *m_master;
+    }
+
     /// Runs something on the Master's thread and waits until it is done.
     void OnLoop(const std::function<void()> &work);
 

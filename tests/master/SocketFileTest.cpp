@@ -27,10 +27,10 @@ mode_t ModeOf(const Path &file)
 }
 
 // Somebody who listens at a socket file, and leaves the file behind.
-class Listener
+class Listening
 {
 public:
-    explicit Listener(const Path &file)
+    explicit Listening(const Path &file)
         : m_acceptor(m_loop, stream_protocol::endpoint(file.Text().c_str()))
     {
     }
@@ -50,8 +50,10 @@ TEST(SocketFile, IsClaimedByOneAndRemovedAtTheEnd)
         const SocketFile claimed(file);
         EXPECT_EQ(Thrown([&] { SocketFile other(file); }),
                   "another Master uses address " + file.Text());
-        const Listener listener(file);
-        claimed.Restrict();
+        const Listening listener(file);
+        claimed.OpenTo(SocketFile::Others::Everybody);
+        EXPECT_EQ(ModeOf(file), 0666u);
+        claimed.OpenTo(SocketFile::Others::Nobody);
         EXPECT_EQ(ModeOf(file), 0600u);
         EXPECT_EQ(ModeOf(folder / "run"), 0700u);
     }
@@ -76,7 +78,7 @@ TEST(SocketFile, TakesOverOneThatWasLeftBehind)
 {
     const TempFolder folder;
     {
-        const Listener gone(folder / "m.sock");
+        const Listening gone(folder / "m.sock");
     }
     EXPECT_NE(ModeOf(folder / "m.sock"), 0u);
     const SocketFile claimed(folder / "m.sock");
@@ -87,7 +89,7 @@ TEST(SocketFile, LeavesAloneWhatIsNotItsOwn)
 {
     const TempFolder folder;
     const Path live = folder / "live.sock";
-    const Listener listener(live);
+    const Listening listener(live);
     EXPECT_EQ(Thrown([&] { SocketFile other(live); }),
               "cannot listen at " + live.Text() + ": somebody does already");
     EXPECT_NE(ModeOf(live), 0u);

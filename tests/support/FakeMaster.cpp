@@ -1,5 +1,6 @@
 #include "tests/support/FakeMaster.h"
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <deque>
@@ -13,6 +14,7 @@
 
 #include "corvan/Keepalive.h"
 #include "corvan/Limits.h"
+#include "corvan/Protocol.h"
 
 using corvan::wire::Envelope;
 
@@ -55,6 +57,11 @@ public:
     void SendBytes(std::string_view bytes);
     std::vector<Envelope> Received(std::size_t count);
     std::size_t UnsentBytes();
+    void SetProtocol(unsigned protocol)
+    {
+        m_protocol = protocol;
+    }
+    std::vector<std::string> Tokens();
 
     grpc::ServerGenericBidiReactor *CreateReactor(grpc::GenericCallbackServerContext *) override;
 
@@ -66,6 +73,8 @@ private:
     std::condition_variable m_changed;
     std::vector<Envelope> m_received;
     std::set<Client *> m_clients;
+    std::vector<std::string> m_tokens;
+    std::atomic<unsigned> m_protocol = corvan::k_Protocol;
     int m_port = 0;
     std::unique_ptr<grpc::Server> m_server;
 };
@@ -130,6 +139,7 @@ private:
         case Greeting::Welcome:
             answer.mutable_welcome()->set_master(k_Id);
             answer.mutable_welcome()->set_version("1.2.3");
+            answer.mutable_welcome()->set_protocol(m_service.m_protocol);
             break;
         case Greeting::Nonsense:
             answer.mutable_accepted();
@@ -183,10 +193,14 @@ private:
 };
 
 grpc::ServerGenericBidiReactor *
-FakeMaster::Service::CreateReactor(grpc::GenericCallbackServerContext *)
+FakeMaster::Service::CreateReactor(grpc::GenericCallbackServerContext *context)
 {
+    const auto token = context->client_metadata().find(corvan::k_TokenMetadata);
     auto *client = new Client(*this);
     const std::lock_guard lock(m_mutex);
+    m_tokens.push_back(token == context->client_metadata().end()
+                           ? ""
+                           : std::string(token->second.data(), token->second.size()));
     m_clients.insert(client);
     return client;
 }
@@ -227,6 +241,12 @@ std::vector<Envelope> FakeMaster::Service::Received(std::size_t count)
     return m_received;
 }
 
+std::vector<std::string> FakeMaster::Service::Tokens()
+{
+    const std::lock_guard lock(m_mutex);
+    return m_tokens;
+}
+
 std::size_t FakeMaster::Service::UnsentBytes()
 {
     const std::lock_guard lock(m_mutex);
@@ -241,6 +261,16 @@ FakeMaster::FakeMaster(const std::string &target, Greeting greeting,
     : m_service(std::make_unique<Service>(greeting))
 {
     m_service->Listen(target, credentials);
+}
+
+void FakeMaster::SetProtocol(unsigned protocol)
+{
+    m_service->SetProtocol(protocol);
+}
+
+std::vector<std::string> FakeMaster::Tokens() const
+{
+    return m_service->Tokens();
 }
 
 int FakeMaster::Port() const

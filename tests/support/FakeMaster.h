@@ -43,6 +43,12 @@ public:
     /// What came since the start, the greetings too. Waits until there are `count`, at most 10 s.
     std::vector<corvan::wire::Envelope> Received(std::size_t count);
 
+    /// What the Welcome tells from now on.
+    void SetProtocol(unsigned protocol);
+
+    /// The tokens that calls have brought, in order; empty for a call that brought none.
+    std::vector<std::string> Tokens() const;
+
     int Port() const;
 
     /// Bytes given to `Send` that the connections have not taken yet.

@@ -1,0 +1,79 @@
+#pragma once
+
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <span>
+#include <thread>
+
+#include "master/AuditEntry.h"
+#include "master/RefusedRights.h"
+#include "ostrel/Descriptor.h"
+#include "ostrel/LoopThread.h"
+#include "ostrel/Path.h"
+
+namespace master
+{
+
+using ostrel::LoopThread;
+using ostrel::Path;
+
+/// The record of who changed what, and of what was refused for want of a right: one JSON object a
+/// line, in the file "audit.log" of the data folder, readable by its owner alone.
+///
+/// A turn writes its lines before it commits and has them on disk before it answers: what was
+/// answered is in the record, through a power cut too. The file is synced by a thread of its own
+/// while the store commits, so that a turn waits for the slower of the two and not for both. What
+/// is written and then not committed is taken back by a line of its own.
+///
+/// The file is rotated by size: "audit.log.1" is the one before, the last of them is removed.
+/// Loop thread.
+class AuditLog
+{
+public:
+    static constexpr std::size_t k_FileBytes = 16u << 20;
+    static constexpr unsigned k_Kept = 9; ///< Files beside the one that is written.
+    /// Of a value that is longer its beginning is kept.
+    static constexpr std::size_t k_ValueBytes = 16u << 10;
+
+    /// Throws `ostrel::Exception *` where the file cannot be had. `fileBytes`: when to rotate.
+    explicit AuditLog(const Path &folder, std::size_t fileBytes = k_FileBytes);
+    ~AuditLog();
+    AuditLog(const AuditLog &) = delete;
+    AuditLog &operator=(const AuditLog &) = delete;
+
+    /// Writes the lines of a turn, which are then on their way to disk, and gives how many. Of many
+    /// that were refused to a user some are left out, and counted. Throws `ostrel::Exception *`
+    /// where it cannot; the turn is then not to be committed.
+    std::size_t Write(std::span<const AuditEntry> entries);
+
+    /// Waits until all that was written is on disk. Throws `ostrel::Exception *` where it does not
+    /// come there.
+    void Sync();
+
+    /// The last `count` lines that were written are not so: they were not committed.
+    void TakeBack(std::size_t count, const String &reason);
+
+private:
+    void Open();
+    void Rotate();
+    void Append(const std::string &text);
+    void RunSync();
+
+    const Path m_folder;
+    const std::size_t m_fileBytes;
+    LoopThread m_thread;
+    std::shared_ptr<ostrel::Descriptor> m_file; // Shared with a sync that is under way.
+    std::size_t m_bytes = 0;
+    RefusedRights m_refused;
+
+    std::mutex m_mutex; // Guards all below.
+    std::condition_variable m_changed;
+    std::shared_ptr<ostrel::Descriptor> m_toSync;
+    bool m_isSyncing = false;
+    bool m_isEnding = false;
+    int m_error = 0; // Of the last sync.
+    std::jthread m_syncer;
+};
+
+} // namespace master

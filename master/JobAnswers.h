@@ -1,0 +1,34 @@
+#pragma once
+
+#include "corvan/Messages.h"
+#include "master/ClientRequest.h"
+#include "master/JobCache.h"
+#include "master/run/TaskLogs.h"
+#include "master/store/JobStore.h"
+
+namespace master
+{
+
+/// Answers what clients ask of jobs and tasks; changes nothing. Loop thread.
+class JobAnswers
+{
+public:
+    /// A list of jobs ends with the one that makes it longer than this; the rest is asked for anew.
+    static constexpr std::size_t k_ListPartBytes = 256u << 10;
+    /// Of the reasons why tasks failed, a list of tasks tells as many as fit here.
+    static constexpr std::size_t k_ReasonBytes = 1u << 20;
+
+    JobAnswers(JobStore &store, JobCache &cache, const TaskLogs &logs);
+
+    void SendJobs(const ClientRequest &request, const corvan::GetJobInfoMsg &message);
+    void SendJobList(const ClientRequest &request, const corvan::ListJobsMsg &message);
+    void SendTasks(const ClientRequest &request, const corvan::GetTasksMsg &message);
+    void SendTaskLog(const ClientRequest &request, const corvan::GetTaskLogMsg &message);
+
+private:
+    JobStore &m_store;
+    JobCache &m_cache;
+    const TaskLogs &m_logs;
+};
+
+} // namespace master

@@ -1,0 +1,29 @@
+#pragma once
+
+#include "corvan/Messages.h"
+#include "master/ClientRequest.h"
+#include "master/JobCache.h"
+#include "master/store/JobStore.h"
+
+namespace master
+{
+
+/// Takes the jobs that clients hand in. Loop thread.
+class NewJobs
+{
+public:
+    NewJobs(JobStore &store, JobCache &cache);
+
+    /// Keeps a job as its client's own, or refuses it with the reason. One that its owner sends
+    /// again, unchanged, is accepted as the job that it is.
+    void AddJob(const ClientRequest &request, const corvan::JobMsg &message);
+
+private:
+    bool IsSentAgain(const ClientRequest &request, const Job &job, const JobState &present);
+    String CheckNewJob(const Job &job, JobState &state) const;
+
+    JobStore &m_store;
+    JobCache &m_cache;
+};
+
+} // namespace master

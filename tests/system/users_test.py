@@ -1,0 +1,225 @@
+"""Users of a Master beyond the machine and of its socket file, as an administrator gives them."""
+
+import json
+import os
+import pathlib
+import signal
+import socket
+import subprocess
+import unittest
+
+from farm import BIN, PATIENCE, FarmTest, wait_until
+
+NOBODY = 65534
+
+
+class Administrator(FarmTest):
+    """What is done with corvan-master before, and while, a Master runs on the folder."""
+
+    def run_master(self, *arguments, status=0):
+        done = subprocess.run(
+            [BIN / "corvan-master", *arguments, "--data", self.folder / "store"],
+            env=self.env, capture_output=True, text=True, timeout=PATIENCE, check=False,
+        )
+        self.assertEqual(done.returncode, status, done)
+        return done
+
+    def audit(self):
+        lines = (self.folder / "store" / "audit.log").read_text().splitlines()
+        return [json.loads(line) for line in lines]
+
+
+class OverTls(Administrator):
+    def setUp(self):
+        super().setUp()
+        with socket.socket() as free:
+            free.bind(("127.0.0.1", 0))
+            port = free.getsockname()[1]
+        self.env["CORVAN_MASTER"] = f"localhost:{port}"
+        self.tls = self.folder / "tls"
+        self.run_master("init-tls", self.tls, "localhost", "127.0.0.1")
+        self.options = self.folder / "master.ini"
+        self.options.write_text(
+            f"[Master]\nCertificate = {self.tls}/certificate.pem\nKey = {self.tls}/key.pem\n"
+        )
+
+    def token(self, user, role):
+        """Makes a token that `corvan` is then used with. Gives its identifier."""
+        done = self.run_master("token", "add", user, role)
+        self.use(done.stdout)
+        return done.stderr.split()[2]
+
+    def use(self, token):
+        file = self.folder / "token"
+        file.touch(mode=0o600)
+        file.write_text(token)
+        options = self.folder / "config" / "Corvan" / "Corvan.ini"
+        options.parent.mkdir(parents=True, exist_ok=True)
+        options.write_text(
+            f"[Master]\nCertificate = {self.tls}/authority.pem\nTokenFile = {file}\n"
+        )
+
+    def test_a_token_says_who_one_is_and_what_one_may(self):
+        self.token("anna", "submit")
+        self.start_master("--options", self.options, "--slots", "0")
+        job = self.submit("true", "--range", "1", "--name", "tower")
+        self.assertEqual(self.parameter(job, "Owner"), "anna")
+        self.assertRegex(self.corvan("list"), r"OWNER +NAME\n.* anna +tower\n")
+        refused = self.run_corvan("cancel", job, status=1).stderr
+        self.assertIn('the right "edit-own" is missing: user anna has the role "submit"', refused)
+
+        listed = self.run_master("token", "list").stdout
+        self.assertRegex(listed, r"(?m)^[0-9a-f]{8}  submit    20\S+  anna$")
+        whats = [(line["user"], line["what"], "refused" in line) for line in self.audit()]
+        self.assertEqual(whats, [("anna", "Job", False), ("anna", "JobParameter", True)])
+
+    def test_a_removed_token_ends_what_came_in_by_it(self):
+        first = self.token("anna", "admin")
+        self.start_master("--options", self.options, "--slots", "0")
+        job = self.submit("true", "--range", "1")
+        waiting = self.start_corvan("wait", job)
+        wait_until(lambda: self.master_log().count(" is Corvan") >= 3)
+        self.run_master("token", "remove", first)
+        done = self.run_corvan("list", status=3)
+        # Whichever the Master notices first: the call, or the change.
+        self.assertRegex(done.stderr, "the token (was removed|is not the Master's)")
+        self.assertEqual(waiting.stderr.readline(), "connection lost; waiting for the Master\n")
+        # It goes on: somebody may give the token back, or the Master may have lost its tokens.
+        self.assertEqual(
+            waiting.stderr.readline(),
+            "no connection to the Master: the token is not the Master's; waiting goes on\n",
+        )
+        self.assertIn("the token was removed", self.master_log())
+
+        again = self.run_master("token", "remove", first, status=1).stderr
+        self.assertIn(f"there is no token {first} in ", again)
+
+    def test_a_renewed_certificate_is_taken_and_no_client_lost(self):
+        self.token("anna", "admin")
+        self.start_master("--options", self.options, "--slots", "0")
+        job = self.submit("true", "--range", "1")
+        waiting = self.start_corvan("wait", job)
+        wait_until(lambda: self.master_log().count(" is Corvan") >= 3)
+        before = (self.tls / "certificate.pem").read_text()
+        self.run_master("init-tls", self.tls, "localhost")
+        self.assertNotEqual((self.tls / "certificate.pem").read_text(), before)
+        self.master.send_signal(signal.SIGHUP)
+        served = lambda: subprocess.run(
+            ["openssl", "s_client", "-connect", self.env["CORVAN_MASTER"], "-alpn", "h2"],
+            stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=PATIENCE, check=False, errors="replace",
+        ).stdout
+        renewed = "".join((self.tls / "certificate.pem").read_text().split())
+        wait_until(lambda: renewed in "".join(served().split()))
+        self.corvan("cancel", job)
+        waiting.communicate(timeout=PATIENCE)
+        self.assertNotEqual(waiting.returncode, 3, "it was there all the time")
+
+        (self.tls / "key.pem").chmod(0o644)
+        self.master.send_signal(signal.SIGHUP)
+        wait_until(lambda: "it is open to others than its owner" in self.master_log())
+        self.corvan("list")
+        self.stop_master()
+        done = self.run_master(
+            "--listen", self.env["CORVAN_MASTER"], "--options", self.options, status=1
+        )
+        self.assertIn("key.pem: it is open to others than its owner (chmod 600)", done.stderr)
+
+    def test_without_a_token_nobody_is_listened_to(self):
+        done = self.run_master(
+            "--listen", self.env["CORVAN_MASTER"], "--options", self.options, status=1
+        )
+        self.assertIn("without a token; make one with \"corvan-master token add\"", done.stderr)
+
+
+class Commands(Administrator):
+    def test_name_what_they_do_not_understand(self):
+        for arguments, told in [
+            (["token"], "usage: corvan-master token add USER ROLE | list | remove ID"),
+            (["token", "add", "anna"], "usage: corvan-master token add"),
+            (["token", "add", "anna", "king"], "the role has to be watch, submit, edit-own,"),
+            (["token", "add", "an na", "watch"], "a user's name is 1 to 64"),
+            (["token", "list", "x"], "usage: corvan-master token add"),
+            (["init-tls", "x"], "usage: corvan-master init-tls DIR HOST..."),
+            (["nothing"], "unexpected argument nothing"),
+        ]:
+            self.assertIn(told, self.run_master(*arguments, status=2).stderr)
+        self.assertFalse((self.folder / "store" / "tokens.json").exists())
+
+    @unittest.skipUnless(os.geteuid() == 0, "only root makes files for somebody else")
+    def test_used_by_root_leave_their_files_to_the_owner_of_the_folder(self):
+        for name in ("store", "tls"):
+            (self.folder / name).mkdir()
+            os.chown(self.folder / name, NOBODY, NOBODY)
+        self.run_master("token", "add", "anna", "watch")
+        self.run_master("init-tls", self.folder / "tls", "localhost")
+        for name in ("store", "tls"):
+            for file in (self.folder / name).iterdir():
+                self.assertEqual(file.stat().st_uid, NOBODY, file)
+        self.assertEqual(len(list((self.folder / "store").iterdir())), 1)
+
+
+@unittest.skipUnless(os.geteuid() == 0, "only root can be somebody else")
+class OtherUsers(Administrator):
+    """Of the machine, on a socket file."""
+
+    def setUp(self):
+        super().setUp()
+        self.folder.chmod(0o755)
+        self.options = self.folder / "master.ini"
+        self.other = self.folder / "other"
+        self.other.mkdir()
+        os.chown(self.other, NOBODY, NOBODY)
+        self.copy = self.copy_program()
+
+    def as_other(self, *arguments):
+        env = dict(self.env, HOME=str(self.other))
+        for name in ("CONFIG", "STATE", "DATA", "CACHE"):
+            env[f"XDG_{name}_HOME"] = str(self.other)
+        return subprocess.run(
+            [self.copy, *arguments], env=env, cwd=self.other, user=NOBODY, group=NOBODY,
+            extra_groups=[], stdin=subprocess.DEVNULL, capture_output=True, text=True,
+            timeout=PATIENCE, check=False,
+        )
+
+    def copy_program(self):
+        """Who cannot go where the programs are built is given copies."""
+        copy = self.folder / "corvan"
+        copy.write_bytes((BIN / "corvan").read_bytes())
+        copy.chmod(0o755)
+        share = pathlib.Path(__file__).resolve().parents[2] / "share"
+        subprocess.run(["cp", "-r", share, self.folder / "share"], check=True)
+        subprocess.run(["chmod", "-R", "a+rX", self.folder / "share"], check=True)
+        self.env["ORDWICK_SHARE"] = str(self.folder / "share")
+        return copy
+
+    def test_have_the_role_that_the_options_give(self):
+        self.options.write_text("[Master]\nSocketRole = edit-own\n")
+        self.start_master("--options", self.options, "--slots", "0")
+        roots = self.submit("true", "--range", "1")
+        done = self.as_other("submit", "Command", "--range", "1", "--set", "Program=true")
+        self.assertEqual(done.returncode, 0, done.stderr)
+        own = done.stdout.strip()
+        self.assertEqual(self.parameter(own, "Owner"), "nobody")
+        self.assertEqual(self.as_other("cancel", own).returncode, 0)
+        refused = self.as_other("cancel", roots)
+        self.assertEqual(refused.returncode, 1)
+        self.assertIn('the right "edit-all" is missing: user nobody', refused.stderr)
+        self.corvan("set", own, "Note=root may")
+
+    def test_have_none_where_the_options_give_none(self):
+        self.start_master("--slots", "0")
+        # As if somebody had opened it.
+        (self.folder / "master.sock").chmod(0o666)
+        done = self.as_other("list")
+        self.assertEqual(done.returncode, 3)
+        self.assertIn("user nobody has no role here", done.stderr)
+
+    def test_of_a_role_that_is_none_the_master_says_so(self):
+        self.options.write_text("[Master]\nSocketRole = king\n")
+        done = self.run_master("--options", self.options, status=2)
+        self.assertIn("SocketRole = king", done.stderr)
+        self.assertIn("it has to be watch, submit", done.stderr)
+
+
+if __name__ == "__main__":
+    unittest.main()
