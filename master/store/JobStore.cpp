@@ -50,6 +50,20 @@ bool IsStateParameter(const String &name)
            name == corvan::p_TasksFailed || name == corvan::p_Type || name == corvan::p_Waiting;
 }
 
+// What a Master that was killed has written and not synced is read like all else, and a power cut
+// would still take it away: clients must not be told of it before it is on disk. In the database it
+// is, too, where a sync of the log that failed has lost what was to be synced. A disk without room
+// for that still syncs.
+void KeepWhatIsSeen(SQLite::Database &connection)
+{
+    if (connection.tryExec("PRAGMA wal_checkpoint") == SQLITE_OK)
+        return;
+    sqlite3_file *log = nullptr;
+    sqlite3_file_control(connection.getHandle(), "main", SQLITE_FCNTL_JOURNAL_POINTER, &log);
+    if (log && log->pMethods && log->pMethods->xSync(log, SQLITE_SYNC_NORMAL) != SQLITE_OK)
+        throw new StoreException("its log cannot be synced");
+}
+
 } // namespace
 
 std::int64_t LogNumber(const JobState &state, const TaskState &task)
@@ -75,6 +89,7 @@ JobStore::JobStore(const Path &file, const char *vfs)
         connection.exec("PRAGMA journal_mode = WAL");
         connection.exec("PRAGMA synchronous = FULL");
         connection.exec("PRAGMA foreign_keys = ON");
+        KeepWhatIsSeen(connection);
         MigrateStore(connection, StoreMigrations());
 
         if (connection.execAndGet("SELECT count(*) FROM master").getInt() == 0)

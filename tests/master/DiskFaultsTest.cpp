@@ -407,6 +407,30 @@ TEST_F(DiskFaults, OfAKillLoseNothingThatWasCommitted)
     EXPECT_EQ(StopAtEach(Restart::AfterKill, 1), "");
 }
 
+// What a killed Master has written and not synced, the next one may have told of.
+TEST_F(DiskFaults, OfAPowerCutAfterAKillLoseNothingThatWasSeenMeanwhile)
+{
+    for (const Restart restart : {Restart::AfterPowerCut, Restart::AfterMessyPowerCut})
+        EXPECT_EQ(AtEach(
+                      [&](const Part &part, long operation) -> std::string
+                      {
+                          const auto disk = MakeDisk(part, std::uint64_t(operation));
+                          disk->StopAt(operation);
+                          History(*disk, part.first, part.end).Run(1);
+                          disk->Start(Restart::AfterKill);
+                          std::string seen;
+                          {
+                              const JobStore store(k_file, disk->Name());
+                              seen = DumpOf(*disk);
+                              disk->Stop();
+                          }
+                          disk->Start(restart);
+                          const JobStore store(k_file, disk->Name());
+                          return DumpOf(*disk) == seen ? "" : "there was\n" + seen;
+                      }),
+                  "");
+}
+
 TEST_F(DiskFaults, AreSeenOnADiskThatOnlySaysThatItSyncs)
 {
     EXPECT_NE(StopAtEach(Restart::AfterPowerCut, 1, false), "");
