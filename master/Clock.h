@@ -1,6 +1,8 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
+#include <memory>
 
 namespace master
 {
@@ -15,14 +17,24 @@ public:
     virtual Moment Now() const = 0;
 };
 
-/// The system's own.
-class SteadyClock : public Clock
+/// Calls once, when a moment has come. It belongs to the loop thread, and calls there. Once it is
+/// destroyed it calls no more.
+class Alarm
 {
 public:
-    Moment Now() const override
-    {
-        return std::chrono::steady_clock::now();
-    }
+    virtual ~Alarm() = default;
+
+    /// Calls `ring` at this moment, or soon where it is over. What it was set to before is
+    /// forgotten.
+    virtual void Set(Clock::Moment at, std::function<void()> ring) = 0;
+    virtual void Cancel() = 0;
+};
+
+/// A clock that calls. It outlives its alarms. Loop thread.
+class AlarmClock : public Clock
+{
+public:
+    virtual std::unique_ptr<Alarm> MakeAlarm() = 0;
 };
 
 } // namespace master

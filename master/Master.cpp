@@ -4,6 +4,8 @@
 #include <cassert>
 
 #include "corvan/Parameters.h"
+#include "master/LoopClock.h"
+#include "master/door/Server.h"
 #include "master/store/StoreFiles.h"
 #include "ostrel/Attempt.h"
 #include "ostrel/CallEntry.h"
@@ -12,7 +14,6 @@
 namespace master
 {
 
-using boost::system::error_code;
 using ostrel::_CallEntry;
 using ostrel::Attempt;
 using std::chrono::steady_clock;
@@ -22,32 +23,52 @@ namespace
 
 constexpr std::chrono::seconds k_retry_after{1};
 
+Surroundings OfProgram(boost::asio::io_context &loop, ServerSettings settings,
+                       CommandRunner &runner)
+{
+    const auto openDoor =
+        [&loop, settings](const UID &master, const Health &health, Door::User &user) mutable
+    {
+        settings.health = &health;
+        return std::make_unique<Server>(loop, settings, master, user);
+    };
+    return {std::make_unique<LoopClock>(loop), runner, openDoor};
+}
+
 } // namespace
 
 Master::Master(boost::asio::io_context &loop, const MasterSettings &settings, CommandRunner &runner)
-    : m_loop(loop), m_work(loop.get_executor()), m_settings(settings), m_runner(runner),
-      m_lock(MasterLock::OfDataFolder(settings.data)), m_store(StoreFileIn(settings.data)),
-      m_cache(m_store), m_logs(settings.data / "tasks"), m_audit(settings.data),
+    : Master(loop, settings, OfProgram(loop, settings.server, runner))
+{
+    _CallEntry call("Master::Master", __FILE__, __LINE__);
+}
+
+Master::Master(boost::asio::io_context &loop, const MasterSettings &settings,
+               Surroundings surroundings)
+    : m_loop(loop), m_work(loop.get_executor()), m_settings(settings),
+      m_runner(surroundings.runner), m_clock(std::move(surroundings.clock)),
+      m_lock(MasterLock::OfDataFolder(settings.data)),
+      m_store(StoreFileIn(settings.data), surroundings.vfs), m_cache(m_store),
+      m_logs(settings.data / "tasks"), m_audit(settings.data),
       m_dispatcher(m_store, m_cache, m_followers, m_logs),
-      m_scheduler(m_store, m_cache, m_logs, runner, m_clock, settings.pauses),
-      m_retention(loop, {m_store, m_cache, m_dispatcher, m_scheduler, m_logs}, settings.keepDays,
-                  [this](const Outbox &outbox) { CarryOut(outbox); }),
-      m_retryTimer(loop), m_pauseTimer(loop), m_progressTimer(loop), m_idleTimer(loop),
-      m_idleSince(steady_clock::now()), m_vitals(loop, m_store,
-                                                 {.store = StoreFileIn(settings.data),
-                                                  .statusPort = settings.statusPort,
-                                                  .loopPatience = settings.loopPatience,
-                                                  .probesStore = settings.endWhenIdle.count() == 0},
-                                                 [this] { TakeEmptyTurn(); })
+      m_scheduler(m_store, m_cache, m_logs, m_runner, *m_clock, settings.pauses),
+      m_retention(*m_clock, {m_store, m_cache, m_dispatcher, m_scheduler, m_logs},
+                  settings.keepDays, [this](const Outbox &outbox) { CarryOut(outbox); }),
+      m_retryAlarm(m_clock->MakeAlarm()), m_pauseAlarm(m_clock->MakeAlarm()),
+      m_progressAlarm(m_clock->MakeAlarm()), m_idleAlarm(m_clock->MakeAlarm()),
+      m_idleSince(m_clock->Now()), m_vitals(loop, m_store,
+                                            {.store = StoreFileIn(settings.data),
+                                             .statusPort = settings.statusPort,
+                                             .loopPatience = settings.loopPatience,
+                                             .probesStore = settings.endWhenIdle.count() == 0},
+                                            [this] { TakeEmptyTurn(); })
 {
     _CallEntry call("Master::Master", __FILE__, __LINE__);
 
     m_isRequeued = RequeueRunning();
     m_runner.Begin(m_store.MasterID(), [this] { ScheduleTurn(); });
-    Server::User &user = *this;
-    ServerSettings serverSettings = settings.server;
-    serverSettings.health = &m_vitals.State();
-    m_server = std::make_unique<Server>(loop, serverSettings, m_store.MasterID(), user);
+    Door::User &user = *this;
+    m_door = surroundings.openDoor(m_store.MasterID(), m_vitals.State(), user);
     ScheduleTurn();
     if (settings.endWhenIdle.count() > 0)
         WatchIdle();
@@ -58,7 +79,7 @@ Master::~Master()
     _CallEntry call("Master::~Master", __FILE__, __LINE__);
 
     // It calls back while it ends.
-    m_server.reset();
+    m_door.reset();
 }
 
 void Master::OnRequests()
@@ -110,13 +131,7 @@ void Master::RetryLater()
 {
     _CallEntry call("Master::RetryLater", __FILE__, __LINE__);
 
-    m_retryTimer.expires_after(k_retry_after);
-    m_retryTimer.async_wait(
-        [this](const error_code &error)
-        {
-            if (!error)
-                ScheduleTurn();
-        });
+    m_retryAlarm->Set(m_clock->Now() + k_retry_after, [this] { ScheduleTurn(); });
 }
 
 void Master::WaitForPauses()
@@ -125,17 +140,8 @@ void Master::WaitForPauses()
 
     const std::optional<Clock::Moment> end = m_scheduler.NextPauseEnd();
     if (!end)
-    {
-        m_pauseTimer.cancel();
-        return;
-    }
-    m_pauseTimer.expires_at(*end);
-    m_pauseTimer.async_wait(
-        [this](const error_code &error)
-        {
-            if (!error)
-                ScheduleTurn();
-        });
+        return m_pauseAlarm->Cancel();
+    m_pauseAlarm->Set(*end, [this] { ScheduleTurn(); });
 }
 
 void Master::Turn()
@@ -145,7 +151,7 @@ void Master::Turn()
     assert(m_thread.IsCurrent());
     const auto begin = steady_clock::now();
     m_isTurnPosted = false;
-    const std::vector<Server::Request> requests = m_server->TakeRequests();
+    const std::vector<Door::Request> requests = m_door->TakeRequests();
     Outbox outbox;
     const auto reason = Attempt([&] { outbox = TakeTogether(requests); });
     if (reason)
@@ -159,7 +165,7 @@ void Master::Turn()
         ForgetRuns();
         CarryOut(outbox);
     }
-    m_server->EndRequests();
+    m_door->EndRequests();
     FillSlots();
     m_retention.Wake();
     m_vitals.NoteTurn(steady_clock::now() - begin);
@@ -170,14 +176,14 @@ void Master::TakeEmptyTurn()
 {
     _CallEntry call("Master::TakeEmptyTurn", __FILE__, __LINE__);
 
-    m_vitals.NoteClients(m_server->CountClients());
+    m_vitals.NoteClients(m_door->CountClients());
     if (m_isStopping)
         m_vitals.NoteTurn(std::chrono::nanoseconds(0));
     else
         ScheduleTurn();
 }
 
-Outbox Master::TakeTogether(const std::vector<Server::Request> &requests)
+Outbox Master::TakeTogether(const std::vector<Door::Request> &requests)
 {
     _CallEntry call("Master::TakeTogether", __FILE__, __LINE__);
 
@@ -186,7 +192,7 @@ Outbox Master::TakeTogether(const std::vector<Server::Request> &requests)
         return outbox;
     JobStore::Turn turn(m_store);
     RecordRuns(outbox);
-    for (const Server::Request &request : requests)
+    for (const Door::Request &request : requests)
         Handle(request, outbox);
     Commit(turn, outbox);
     return outbox;
@@ -211,14 +217,14 @@ void Master::Commit(JobStore::Turn &turn, const Outbox &outbox)
         ostrel::LogError(*reason);
 }
 
-void Master::TakeOneByOne(const std::vector<Server::Request> &requests)
+void Master::TakeOneByOne(const std::vector<Door::Request> &requests)
 {
     _CallEntry call("Master::TakeOneByOne", __FILE__, __LINE__);
 
     // What the commands did is tried again by itself.
     if (!m_startedRuns.empty() || !m_results.empty())
         RetryLater();
-    for (const Server::Request &request : requests)
+    for (const Door::Request &request : requests)
     {
         Outbox outbox;
         const auto reason = Attempt(
@@ -238,7 +244,7 @@ void Master::TakeOneByOne(const std::vector<Server::Request> &requests)
     }
 }
 
-void Master::Handle(const Server::Request &request, Outbox &outbox)
+void Master::Handle(const Door::Request &request, Outbox &outbox)
 {
     _CallEntry call("Master::Handle", __FILE__, __LINE__);
 
@@ -344,7 +350,7 @@ void Master::CarryOut(const Outbox &outbox)
     for (const Outgoing &message : outbox.Messages())
         Send(message);
     for (const UID &job : outbox.Progress())
-        m_progress.Note(job, steady_clock::now());
+        m_progress.Note(job, m_clock->Now());
     if (!outbox.Progress().empty())
         SendProgress();
 }
@@ -357,9 +363,9 @@ void Master::Send(const Outgoing &message)
         [&]
         {
             if (message.client != 0)
-                m_server->Send(message, std::vector<ClientNumber>{message.client});
+                m_door->Send(message, std::vector<ClientNumber>{message.client});
             else
-                m_server->Send(message, m_followers.Of(message.followersOf));
+                m_door->Send(message, m_followers.Of(message.followersOf));
         });
     if (reason)
         ostrel::LogError("a message is not sent: " + *reason);
@@ -370,7 +376,7 @@ void Master::SendProgress()
     _CallEntry call("Master::SendProgress", __FILE__, __LINE__);
 
     Outbox outbox;
-    for (const UID &job : m_progress.TakeDue(steady_clock::now()))
+    for (const UID &job : m_progress.TakeDue(m_clock->Now()))
     {
         const std::optional<JobState> state = m_store.FindState(job);
         if (!state)
@@ -381,23 +387,15 @@ void Master::SendProgress()
     for (const Outgoing &message : outbox.Messages())
         Send(message);
 
-    const auto next = m_progress.NextDue();
-    if (!next)
-        return;
-    m_progressTimer.expires_at(*next);
-    m_progressTimer.async_wait(
-        [this](const error_code &error)
-        {
-            if (!error)
-                SendProgress();
-        });
+    if (const auto next = m_progress.NextDue())
+        m_progressAlarm->Set(*next, [this] { SendProgress(); });
 }
 
 void Master::Reload()
 {
     _CallEntry call("Master::Reload", __FILE__, __LINE__);
 
-    m_server->Reload();
+    m_door->Reload();
 }
 
 void Master::Stop()
@@ -451,14 +449,8 @@ void Master::WatchIdle()
 {
     _CallEntry call("Master::WatchIdle", __FILE__, __LINE__);
 
-    m_idleTimer.expires_after(m_settings.endWhenIdle / 20);
-    m_idleTimer.async_wait(
-        [this](const error_code &error)
-        {
-            if (!error)
-                WatchIdle();
-        });
-    const auto now = steady_clock::now();
+    const Clock::Moment now = m_clock->Now();
+    m_idleAlarm->Set(now + m_settings.endWhenIdle / 20, [this] { WatchIdle(); });
     if (!IsIdle())
         m_idleSince = now;
     if (now - m_idleSince < m_settings.endWhenIdle)
@@ -471,7 +463,7 @@ bool Master::IsIdle()
 {
     _CallEntry call("Master::IsIdle", __FILE__, __LINE__);
 
-    return m_server->CountClients() == 0 && !m_scheduler.HasRuns() && !m_store.HasWork();
+    return m_door->CountClients() == 0 && !m_scheduler.HasRuns() && !m_store.HasWork();
 }
 
 } // namespace master

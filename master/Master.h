@@ -2,23 +2,22 @@
 
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
-#include <boost/asio/steady_timer.hpp>
 #include <chrono>
 #include <memory>
 #include <optional>
 #include <vector>
 
 #include "master/AuditLog.h"
-#include "master/Clock.h"
 #include "master/Dispatcher.h"
 #include "master/Followers.h"
 #include "master/JobCache.h"
 #include "master/ProgressNews.h"
 #include "master/Retention.h"
 #include "master/Scheduler.h"
+#include "master/Surroundings.h"
 #include "master/Vitals.h"
 #include "master/door/MasterLock.h"
-#include "master/door/Server.h"
+#include "master/door/ServerSettings.h"
 #include "master/run/CommandRunner.h"
 #include "master/run/TaskLogs.h"
 #include "master/store/JobStore.h"
@@ -53,12 +52,15 @@ struct MasterSettings
 /// one, what cannot be kept is refused with the reason, and the Master goes on.
 ///
 /// Loop thread: the loop is run by the caller, and stopped by the Master when it has ended.
-class Master : private Server::User, private RunListener
+class Master : private Door::User, private RunListener
 {
 public:
     /// Listens from now on. Throws `ostrel::Exception *` where data folder or address cannot be
     /// had.
     Master(boost::asio::io_context &loop, const MasterSettings &settings, CommandRunner &runner);
+    /// The same with other surroundings than those of the program.
+    Master(boost::asio::io_context &loop, const MasterSettings &settings,
+           Surroundings surroundings);
     ~Master() override;
 
     /// Ends the commands, queues their tasks again, and then stops the loop.
@@ -67,9 +69,9 @@ public:
     /// Takes a renewed certificate and changed tokens; no client is lost by it.
     void Reload();
 
-    const Server &Connections() const
+    const Door &Connections() const
     {
-        return *m_server;
+        return *m_door;
     }
     /// Where /metrics and /healthz are; nothing where nobody asked for them.
     std::optional<std::uint16_t> StatusPort() const
@@ -88,9 +90,9 @@ private:
     void WaitForPauses();
     void Turn();
     void TakeEmptyTurn();
-    Outbox TakeTogether(const std::vector<Server::Request> &requests);
-    void TakeOneByOne(const std::vector<Server::Request> &requests);
-    void Handle(const Server::Request &request, Outbox &outbox);
+    Outbox TakeTogether(const std::vector<Door::Request> &requests);
+    void TakeOneByOne(const std::vector<Door::Request> &requests);
+    void Handle(const Door::Request &request, Outbox &outbox);
     void Commit(JobStore::Turn &turn, const Outbox &outbox);
     void RecordRuns(Outbox &outbox);
     void ForgetRuns();
@@ -112,8 +114,8 @@ private:
     CommandRunner &m_runner;
     LoopThread m_thread;
 
+    const std::unique_ptr<AlarmClock> m_clock;
     MasterLock m_lock;
-    SteadyClock m_clock;
     JobStore m_store;
     JobCache m_cache;
     TaskLogs m_logs;
@@ -131,14 +133,14 @@ private:
     bool m_isRequeued = false;
     bool m_isTurnPosted = false;
     bool m_isStopping = false;
-    boost::asio::steady_timer m_retryTimer;
-    boost::asio::steady_timer m_pauseTimer;
-    boost::asio::steady_timer m_progressTimer;
-    boost::asio::steady_timer m_idleTimer;
-    std::chrono::steady_clock::time_point m_idleSince;
+    const std::unique_ptr<Alarm> m_retryAlarm;
+    const std::unique_ptr<Alarm> m_pauseAlarm;
+    const std::unique_ptr<Alarm> m_progressAlarm;
+    const std::unique_ptr<Alarm> m_idleAlarm;
+    Clock::Moment m_idleSince;
     Vitals m_vitals;
 
-    std::unique_ptr<Server> m_server;
+    std::unique_ptr<Door> m_door;
 };
 
 } // namespace master

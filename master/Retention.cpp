@@ -24,9 +24,9 @@ constexpr std::int64_t k_day_ns = 24LL * 60 * 60 * 1'000'000'000;
 
 } // namespace
 
-Retention::Retention(boost::asio::io_context &loop, const Farm &farm, unsigned keepDays,
-                     CarryOut carryOut)
-    : m_timer(loop), m_farm(farm), m_keepDays(keepDays), m_carryOut(std::move(carryOut))
+Retention::Retention(AlarmClock &clock, const Farm &farm, unsigned keepDays, CarryOut carryOut)
+    : m_clock(clock), m_alarm(clock.MakeAlarm()), m_farm(farm), m_keepDays(keepDays),
+      m_carryOut(std::move(carryOut))
 {
     _CallEntry call("Retention::Retention", __FILE__, __LINE__);
 
@@ -55,20 +55,19 @@ void Retention::Stop()
     _CallEntry call("Retention::Stop", __FILE__, __LINE__);
 
     m_isStopped = true;
-    m_timer.cancel();
+    m_alarm->Cancel();
 }
 
 void Retention::RunAfter(Milliseconds pause)
 {
     _CallEntry call("Retention::RunAfter", __FILE__, __LINE__);
 
-    m_timer.expires_after(pause);
-    m_timer.async_wait(
-        [this](const boost::system::error_code &error)
-        {
-            if (!error && !m_isStopped)
-                Run();
-        });
+    m_alarm->Set(m_clock.Now() + pause,
+                 [this]
+                 {
+                     if (!m_isStopped)
+                         Run();
+                 });
 }
 
 void Retention::Run()

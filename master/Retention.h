@@ -1,10 +1,9 @@
 #pragma once
 
-#include <boost/asio/io_context.hpp>
-#include <boost/asio/steady_timer.hpp>
 #include <chrono>
 #include <functional>
 
+#include "master/Clock.h"
 #include "master/Dispatcher.h"
 #include "master/Outbox.h"
 #include "master/Scheduler.h"
@@ -32,8 +31,7 @@ public:
     using CarryOut = std::function<void(const Outbox &)>;
 
     /// `keepDays`: days that a job is kept once it is over; 0 keeps it. Begins at once.
-    Retention(boost::asio::io_context &loop, const Farm &farm, unsigned keepDays,
-              CarryOut carryOut);
+    Retention(AlarmClock &clock, const Farm &farm, unsigned keepDays, CarryOut carryOut);
 
     /// Jobs may have been removed, or commands of removed jobs have ended.
     void Wake();
@@ -53,7 +51,8 @@ private:
     Progress RemoveLeftovers();
     Progress RemoveLeftoversOf(const UID &job);
 
-    boost::asio::steady_timer m_timer;
+    AlarmClock &m_clock;
+    const std::unique_ptr<Alarm> m_alarm;
     Farm m_farm;
     unsigned m_keepDays;
     CarryOut m_carryOut;

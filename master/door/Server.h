@@ -8,9 +8,9 @@
 #include <span>
 #include <vector>
 
+#include "master/door/Door.h"
 #include "master/door/Doorkeeper.h"
 #include "master/door/Listener.h"
-#include "master/door/Outgoing.h"
 #include "master/door/ServerSettings.h"
 #include "master/door/Session.h"
 #include "ostrel/LoopThread.h"
@@ -25,19 +25,9 @@ using ostrel::LoopThread;
 /// Whoever calls proves who he is before anything is kept for him; then it admits clients (Hello,
 /// their number), hands over what they ask, checked, and sends what it is given. Loop thread;
 /// gRPC's own threads ask the doorkeeper, and post to the loop.
-class Server : private Session::Owner
+class Server : public Door, private Session::Owner
 {
 public:
-    /// What it needs of whoever serves the clients. Loop thread.
-    class User
-    {
-    public:
-        virtual ~User() = default;
-        /// Requests wait to be taken.
-        virtual void OnRequests() = 0;
-        virtual void OnClientGone(ClientNumber client) = 0;
-    };
-
     /// Listens from now on. Throws `ostrel::Exception *` where it cannot. `masterID` is told to
     /// the clients. The loop must be run no more once the server is gone.
     Server(boost::asio::io_context &loop, ServerSettings settings, const UID &masterID, User &user);
@@ -47,39 +37,25 @@ public:
     /// Most requests for long answers that are handed over at once.
     static constexpr std::size_t k_MuchPerTurn = 4;
 
-    /// One request of a client.
-    struct Request
-    {
-        ClientNumber client = 0;
-        std::shared_ptr<const Identity> who; ///< Never null. Shared with the client's connection.
-        boost::shared_ptr<Message> message;  ///< Null where it is to be refused.
-        bool asksForMuch = false;
-        std::uint64_t serial = 0;
-        String what;   ///< The message's name.
-        String reason; ///< Why it is to be refused.
-    };
-
     /// The requests that wait, a few hundred at most, and of those that ask for much no more than
     /// `k_MuchPerTurn`, since all answers of a turn are in memory together; `OnRequests` is called
     /// again for the rest.
-    std::vector<Request> TakeRequests();
+    std::vector<Request> TakeRequests() override;
     /// Everything that those requests asked for was sent, and more may be taken.
-    void EndRequests();
+    void EndRequests() override;
 
-    void Send(const Outgoing &message, std::span<const ClientNumber> to);
+    void Send(const Outgoing &message, std::span<const ClientNumber> to) override;
 
-    /// Those that were welcomed.
-    std::size_t CountClients() const;
+    std::size_t CountClients() const override;
 
-    /// Where it listens; the port is the one that the system chose where port 0 was asked for.
-    const String &Address() const
+    const String &Address() const override
     {
         return m_listener->Address();
     }
 
     /// Takes a renewed certificate and changed tokens. Nobody is cut off but those whose token is
     /// gone. What cannot be used leaves all as it is, with an error line.
-    void Reload();
+    void Reload() override;
 
 private:
     class Service;

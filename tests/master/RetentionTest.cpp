@@ -1,7 +1,9 @@
 #include "master/Retention.h"
 
+#include <boost/asio/io_context.hpp>
 #include <filesystem>
 
+#include "master/LoopClock.h"
 #include "tests/master/StoreFixture.h"
 #include "tests/support/FakeClock.h"
 #include "tests/support/FakeRunner.h"
@@ -35,13 +37,14 @@ protected:
 
     void Begin(unsigned keepDays)
     {
-        m_retention.emplace(
-            m_loop, Retention::Farm{m_store, m_cache, m_dispatcher, m_scheduler, m_logs}, keepDays,
-            [this](const Outbox &outbox)
-            {
-                for (const Outgoing &message : outbox.Messages())
-                    m_told.push_back(message.followersOf);
-            });
+        m_retention.emplace(m_loopClock,
+                            Retention::Farm{m_store, m_cache, m_dispatcher, m_scheduler, m_logs},
+                            keepDays,
+                            [this](const Outbox &outbox)
+                            {
+                                for (const Outgoing &message : outbox.Messages())
+                                    m_told.push_back(message.followersOf);
+                            });
     }
 
     // Until nothing is left to be removed; false when that does not come.
@@ -71,6 +74,7 @@ protected:
     FakeClock m_clock;
     Scheduler m_scheduler{m_store, m_cache, m_logs, m_runner, m_clock};
     boost::asio::io_context m_loop;
+    LoopClock m_loopClock{m_loop};
     std::vector<UID> m_told;
     std::optional<Retention> m_retention;
 };

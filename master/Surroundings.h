@@ -1,0 +1,28 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+
+#include "master/Clock.h"
+#include "master/door/Door.h"
+#include "master/door/Health.h"
+#include "master/run/CommandRunner.h"
+
+namespace master
+{
+
+/// What the Master works with: time, commands, clients and the disk of the store.
+struct Surroundings
+{
+    /// Makes the door once the store is open: it tells the clients the identity that it is given,
+    /// and who asks for it the health, which outlives it.
+    using OpenDoor = std::function<std::unique_ptr<Door>(const UID &master, const Health &health,
+                                                         Door::User &user)>;
+
+    std::unique_ptr<AlarmClock> clock;
+    CommandRunner &runner; ///< Outlives the Master.
+    OpenDoor openDoor;
+    const char *vfs = nullptr; ///< See `JobStore`.
+};
+
+} // namespace master
