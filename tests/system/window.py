@@ -201,6 +201,12 @@ class Window:
                 rows.append(top // stride)
         return rows
 
+    def steady_rows_with(self, name):
+        """The same where two looks find the same, else none: a window that has just come may still
+        be taking its size."""
+        rows = self.rows_with(name)
+        return rows if rows == self.rows_with(name) else []
+
     def close(self):
         """Closes it as its close button does. Gives Ordwick's exit status."""
         self.take_keyboard()  # The window manager has taken it on then.

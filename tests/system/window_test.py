@@ -48,15 +48,14 @@ class LostMaster(WindowTest):
     def test_is_shown_and_found_again(self):
         self.frame(3).unlink()
         window = self.open_window(self.job)
-        wait_until(lambda: window.rows_with("TextGrey"))
-        rows = window.rows_with("TextGrey")
+        window.wait_for_status("12 Files | 1 Missing | 0 Too Small")
+        rows = wait_until(lambda: window.steady_rows_with("TextGrey"))
 
         self.stop_master(signal.SIGKILL)
         wait_until(lambda: window.rows_with("TextGrey") != rows)
         keep_picture("lost-master")
 
         self.start_master()
-        window.log.wait_for("Received Job: frames")
         window.log.wait_for("Received Job: frames")
         window.wait_for_status("12 Files | 1 Missing | 0 Too Small")
         wait_until(lambda: window.rows_with("TextGrey") == rows)
