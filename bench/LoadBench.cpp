@@ -5,8 +5,8 @@
 //     load_bench [FOLLOWERS [IDLE]]     1,000 and 5,000 where none are given
 #include <SQLiteCpp/Database.h>
 #include <SQLiteCpp/Statement.h>
-#include <SQLiteCpp/VariadicBind.h>
 #include <SQLiteCpp/Transaction.h>
+#include <SQLiteCpp/VariadicBind.h>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -32,6 +32,7 @@ namespace
 const char *const k_command_type = "6d396773-6d80-4f82-823f-fbc6c1cca52f";
 constexpr int k_changes_a_second = 200;
 constexpr int k_seconds = 10;
+constexpr std::chrono::minutes k_sender_patience{5};
 constexpr int k_submits = 1'000;
 constexpr std::size_t k_submits_at_once = 8;
 
@@ -75,7 +76,7 @@ std::string SubmitJob(RawClient &client)
 void FollowChanges(const std::string &name, const std::string &self, std::size_t followers)
 {
     const LoadedServer server(name, self);
-    RawClient sender(server.Address());
+    RawClient sender(server.Address(), grpc::InsecureChannelCredentials(), {}, k_sender_patience);
     if (!sender.SayHello())
         Fail("no Welcome from " + name);
     const std::string job = SubmitJob(sender);
@@ -125,7 +126,7 @@ void FollowChanges(const std::string &name, const std::string &self, std::size_t
 void Wait(const std::string &name, const std::string &self, std::size_t clients)
 {
     const LoadedServer server(name, self);
-    RawClient sender(server.Address());
+    RawClient sender(server.Address(), grpc::InsecureChannelCredentials(), {}, k_sender_patience);
     if (!sender.SayHello())
         Fail("no Welcome from " + name);
     const std::string job = SubmitJob(sender);

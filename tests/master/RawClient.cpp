@@ -8,7 +8,7 @@
 
 RawClient::RawClient(const std::string &address,
                      std::shared_ptr<grpc::ChannelCredentials> credentials,
-                     const std::string &token)
+                     const std::string &token, std::chrono::seconds patience)
 {
     grpc::ChannelArguments arguments;
     // Clients of one test share no connection.
@@ -16,7 +16,7 @@ RawClient::RawClient(const std::string &address,
     arguments.SetMaxReceiveMessageSize(int(corvan::k_MaxMessageBytes) + 4096);
     m_channel = grpc::CreateCustomChannel(address, credentials, arguments);
     m_stub = wire::Master::NewStub(m_channel);
-    m_context.set_deadline(std::chrono::system_clock::now() + std::chrono::seconds(30));
+    m_context.set_deadline(std::chrono::system_clock::now() + patience);
     m_context.set_wait_for_ready(true);
     if (!token.empty())
         m_context.AddMetadata(corvan::k_TokenMetadata, token);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <deque>
 #include <functional>
 #include <grpcpp/grpcpp.h>
@@ -12,7 +13,7 @@
 namespace wire = corvan::wire;
 
 /// A client of the Master that speaks the bare protocol, rightly or wrongly. Every wait ends after
-/// half a minute, and the stream with it.
+/// half a minute, and the stream with it, where no other patience is asked for.
 class RawClient
 {
 public:
@@ -20,7 +21,7 @@ public:
     explicit RawClient(
         const std::string &address,
         std::shared_ptr<grpc::ChannelCredentials> credentials = grpc::InsecureChannelCredentials(),
-        const std::string &token = {});
+        const std::string &token = {}, std::chrono::seconds patience = std::chrono::seconds(30));
     ~RawClient();
     RawClient(const RawClient &) = delete;
     RawClient &operator=(const RawClient &) = delete;
