@@ -5,6 +5,7 @@ import os
 import pathlib
 import shutil
 import signal
+import socket
 import subprocess
 import tempfile
 import time
@@ -28,6 +29,13 @@ def wait_until(is_so, process=None):
             return told
         assert status is None, f"the program has ended, with status {status}"
         assert time.monotonic() < end, "it does not come to be so"
+
+
+def free_address():
+    """A place beyond the machine, as clients name it, where nobody listens yet."""
+    with socket.socket() as free:
+        free.bind(("127.0.0.1", 0))
+        return f"localhost:{free.getsockname()[1]}"
 
 
 class FarmTest(unittest.TestCase):

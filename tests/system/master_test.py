@@ -3,11 +3,10 @@
 import os
 import pathlib
 import signal
-import socket
 import subprocess
 import unittest
 
-from farm import BIN, FarmTest, PATIENCE, read_pipe, wait_until
+from farm import BIN, FarmTest, PATIENCE, free_address, read_pipe, wait_until
 
 
 class NoMaster(FarmTest):
@@ -30,10 +29,7 @@ class TurnedAway(FarmTest):
 
     def setUp(self):
         super().setUp()
-        with socket.socket() as free:
-            free.bind(("127.0.0.1", 0))
-            port = free.getsockname()[1]
-        self.env["CORVAN_MASTER"] = f"localhost:{port}"
+        self.env["CORVAN_MASTER"] = free_address()
         options = self.options("right", self.certificate("right", "localhost"), "the token")
         self.start_master("--options", options)
 

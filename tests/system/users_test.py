@@ -4,11 +4,10 @@ import json
 import os
 import pathlib
 import signal
-import socket
 import subprocess
 import unittest
 
-from farm import BIN, PATIENCE, FarmTest, wait_until
+from farm import BIN, PATIENCE, FarmTest, free_address, wait_until
 
 NOBODY = 65534
 
@@ -32,10 +31,7 @@ class Administrator(FarmTest):
 class OverTls(Administrator):
     def setUp(self):
         super().setUp()
-        with socket.socket() as free:
-            free.bind(("127.0.0.1", 0))
-            port = free.getsockname()[1]
-        self.env["CORVAN_MASTER"] = f"localhost:{port}"
+        self.env["CORVAN_MASTER"] = free_address()
         self.tls = self.folder / "tls"
         self.run_master("init-tls", self.tls, "localhost", "127.0.0.1")
         self.options = self.folder / "master.ini"
