@@ -33,13 +33,30 @@ if(ORDWICK_SANITIZE)
     endif()
 endif()
 
+# Call it in a folder whose code the optimiser need not see.
+macro(compile_plain)
+    add_compile_options(-O0)
+    file(RELATIVE_PATH plain_folder ${PROJECT_BINARY_DIR} ${CMAKE_CURRENT_BINARY_DIR})
+    set_property(GLOBAL APPEND PROPERTY ORDWICK_PLAIN_FOLDERS ${plain_folder})
+endmacro()
+
 # Call it in a folder whose code never has much to do: under a sanitizer it is not optimised, which
 # takes most of the time from compiling it.
 macro(compile_quickly)
     if(ORDWICK_SANITIZE)
-        add_compile_options(-O0)
+        compile_plain()
     endif()
 endmacro()
+
+# Call it once all folders are known.
+function(link_plain_last)
+    get_property(folders GLOBAL PROPERTY ORDWICK_PLAIN_FOLDERS)
+    if(folders AND MOLD)
+        list(JOIN folders : folders)
+        set_property(GLOBAL PROPERTY
+            RULE_LAUNCH_LINK "${PROJECT_SOURCE_DIR}/cmake/link-plain-last ${folders}")
+    endif()
+endfunction()
 
 if(ORDWICK_FUZZ)
     add_compile_options(-fsanitize=fuzzer-no-link)
