@@ -11,7 +11,7 @@
 #include "tests/support/Thrown.h"
 
 using namespace corvan;
-using Kind = MasterAddress::Kind;
+using AddressKind = MasterAddress::Kind;
 
 TEST(MasterAddress, ReadsEveryForm)
 {
@@ -19,18 +19,18 @@ TEST(MasterAddress, ReadsEveryForm)
     const struct
     {
         String text;
-        Kind kind;
+        AddressKind kind;
         String target;
     } cases[] = {
-        {"unix:/run/m.sock", Kind::Socket, "unix:/run/m.sock"},
-        {"/run/m.sock", Kind::Socket, "unix:/run/m.sock"},
-        {"/run/a b%ü#?.sock", Kind::Socket, "unix:/run/a%20b%25%C3%BC%23%3F.sock"},
-        {longest, Kind::Socket, "unix:" + longest},
-        {"localhost:5000", Kind::Tcp, "localhost:5000"},
-        {"farm-1.example.org:65535", Kind::Tcp, "farm-1.example.org:65535"},
-        {"10.0.0.1:1", Kind::Tcp, "10.0.0.1:1"},
-        {"[::1]:5000", Kind::Tcp, "[::1]:5000"},
-        {"[fe80::1.2.3.4]:5000", Kind::Tcp, "[fe80::1.2.3.4]:5000"},
+        {"unix:/run/m.sock", AddressKind::Socket, "unix:/run/m.sock"},
+        {"/run/m.sock", AddressKind::Socket, "unix:/run/m.sock"},
+        {"/run/a b%ü#?.sock", AddressKind::Socket, "unix:/run/a%20b%25%C3%BC%23%3F.sock"},
+        {longest, AddressKind::Socket, "unix:" + longest},
+        {"localhost:5000", AddressKind::Tcp, "localhost:5000"},
+        {"farm-1.example.org:65535", AddressKind::Tcp, "farm-1.example.org:65535"},
+        {"10.0.0.1:1", AddressKind::Tcp, "10.0.0.1:1"},
+        {"[::1]:5000", AddressKind::Tcp, "[::1]:5000"},
+        {"[fe80::1.2.3.4]:5000", AddressKind::Tcp, "[fe80::1.2.3.4]:5000"},
     };
     for (const auto &[text, kind, target] : cases)
     {
