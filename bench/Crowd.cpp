@@ -20,15 +20,14 @@ constexpr std::chrono::minutes k_patience{3};
 
 } // namespace
 
-void Arrivals::Add(std::int64_t sentNs)
+void Times::Add(std::int64_t ns)
 {
-    const std::int64_t ms = (NowNs() - sentNs + 999'999) / 1'000'000;
     const auto last = std::int64_t(m_byMs.size()) - 1;
-    ++m_byMs[std::size_t(std::clamp<std::int64_t>(ms, 0, last))];
+    ++m_byMs[std::size_t(std::clamp<std::int64_t>((ns + 999'999) / 1'000'000, 0, last))];
     ++m_count;
 }
 
-int Arrivals::Within(double share) const
+int Times::Within(double share) const
 {
     const double wanted = share * double(m_count);
     std::uint64_t sum = 0;
@@ -39,6 +38,16 @@ int Arrivals::Within(double share) const
             return int(ms);
     }
     return 0;
+}
+
+void Arrivals::Add(std::uint64_t number, std::int64_t sentNs)
+{
+    const std::int64_t took = NowNs() - sentNs;
+    all.Add(took);
+    if (number <= m_perEnd)
+        first.Add(took);
+    if (number + m_perEnd > m_changes)
+        last.Add(took);
 }
 
 std::string ChangeValue(std::uint64_t number)
@@ -80,13 +89,15 @@ public:
     {
         if (!ok)
             return;
-        if (m_incoming.answers() == 1)
-            FollowOnceBoth();
-        else if (m_incoming.answers() == 2)
-            ++m_crowd.m_following;
-        else if (m_incoming.has_job_parameter() &&
-                 m_incoming.job_parameter().name() == k_ChangeName)
-            Count(m_incoming.job_parameter().value());
+        const std::uint64_t before = m_last;
+        Take(m_incoming);
+        for (const std::string &part : m_incoming.gathered())
+        {
+            m_part.ParseFromString(part);
+            Take(m_part);
+        }
+        if (m_last != before)
+            ++m_crowd.m_arrivals.messages;
         StartRead(&m_incoming);
     }
 
@@ -105,6 +116,16 @@ public:
     }
 
 private:
+    void Take(const wire::Envelope &envelope)
+    {
+        if (envelope.answers() == 1)
+            FollowOnceBoth();
+        else if (envelope.answers() == 2)
+            ++m_crowd.m_following;
+        else if (envelope.has_job_parameter() && envelope.job_parameter().name() == k_ChangeName)
+            Count(envelope.job_parameter().value());
+    }
+
     // Welcome may come before gRPC is done with Hello, and it takes one message at a time.
     void FollowOnceBoth()
     {
@@ -119,7 +140,7 @@ private:
         if (number != m_last + 1)
             ++m_crowd.m_arrivals.outOfOrder;
         m_last = number;
-        m_crowd.m_arrivals.Add(std::strtoll(end, nullptr, 10));
+        m_crowd.m_arrivals.Add(number, std::strtoll(end, nullptr, 10));
     }
 
     Crowd &m_crowd;
@@ -129,6 +150,7 @@ private:
     wire::Envelope m_hello;
     wire::Envelope m_follow;
     wire::Envelope m_incoming;
+    wire::Envelope m_part;
     std::atomic<int> m_steps = 0;
     std::uint64_t m_last = 0;
     std::mutex m_mutex;
@@ -136,7 +158,9 @@ private:
     bool m_isOver = false;
 };
 
-Crowd::Crowd(const std::string &address, const std::string &job, std::size_t clients)
+Crowd::Crowd(const std::string &address, const std::string &job, std::size_t clients,
+             Arrivals &arrivals)
+    : m_arrivals(arrivals)
 {
     const auto until = std::chrono::steady_clock::now() + k_patience;
     for (std::size_t i = 0; i < clients; ++i)

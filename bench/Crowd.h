@@ -11,12 +11,11 @@
 namespace bench
 {
 
-/// What has reached a crowd. Any thread.
-class Arrivals
+/// How long messages took, counted by the millisecond. Any thread.
+class Times
 {
 public:
-    /// One message that was sent at `sentNs` of the steady clock.
-    void Add(std::int64_t sentNs);
+    void Add(std::int64_t ns);
 
     std::uint64_t Count() const
     {
@@ -26,12 +25,32 @@ public:
     /// Milliseconds within which this share of all has come, rounded up; 0 where none has.
     int Within(double share) const;
 
+private:
+    std::array<std::atomic<std::uint64_t>, 60'000> m_byMs{};
+    std::atomic<std::uint64_t> m_count = 0;
+};
+
+/// What has reached a crowd. Any thread.
+class Arrivals
+{
+public:
+    /// `changes` will be sent. Those of its beginning and its end, `perEnd` each, are counted apart
+    /// as well.
+    Arrivals(std::uint64_t changes, std::uint64_t perEnd) : m_changes(changes), m_perEnd(perEnd) {}
+
+    /// Change `number`, from 1, that was sent at `sentNs` of the steady clock.
+    void Add(std::uint64_t number, std::int64_t sentNs);
+
+    Times all;
+    Times first;
+    Times last;
+    std::atomic<std::uint64_t> messages = 0;   ///< That brought changes; one may bring several.
     std::atomic<std::uint64_t> outOfOrder = 0; ///< Not the number that follows the last one.
     std::atomic<std::uint64_t> gone = 0;       ///< Connections that ended.
 
 private:
-    std::array<std::atomic<std::uint64_t>, 60'000> m_byMs{};
-    std::atomic<std::uint64_t> m_count = 0;
+    const std::uint64_t m_changes;
+    const std::uint64_t m_perEnd;
 };
 
 /// Clients that follow one job, each with a connection of its own.
@@ -39,21 +58,18 @@ class Crowd
 {
 public:
     /// Connects; returns when all of them follow, and ends the program where that takes minutes.
-    Crowd(const std::string &address, const std::string &job, std::size_t clients);
+    /// `arrivals` counts what reaches them, and outlives the crowd.
+    Crowd(const std::string &address, const std::string &job, std::size_t clients,
+          Arrivals &arrivals);
     /// Hangs up.
     ~Crowd();
     Crowd(const Crowd &) = delete;
     Crowd &operator=(const Crowd &) = delete;
 
-    Arrivals &What()
-    {
-        return m_arrivals;
-    }
-
 private:
     class Member;
 
-    Arrivals m_arrivals;
+    Arrivals &m_arrivals;
     std::atomic<std::size_t> m_following = 0;
     std::vector<std::unique_ptr<Member>> m_members;
 };

@@ -1,5 +1,6 @@
 #include "corvan/GrpcStream.h"
 
+#include "corvan/Gathered.h"
 #include "corvan/GrpcChannel.h"
 #include "corvan/MessageFactory.h"
 #include "corvan/Protocol.h"
@@ -222,8 +223,21 @@ bool GrpcStream::CheckProtocol(const wire::Welcome &welcome)
 
 void GrpcStream::PassOn()
 {
+    if (!IsGathered(m_incoming))
+        return PassOn(m_incoming);
     String reason;
-    if (auto message = MessageFactory::FromEnvelope(m_incoming, &reason))
+    const auto parts = TakeApart(m_incoming, &reason);
+    // Whoever left out some of them would go on with half the news.
+    if (!parts)
+        return Cancel("the Master sent what cannot be read: " + reason);
+    for (const wire::Envelope &part : *parts)
+        PassOn(part);
+}
+
+void GrpcStream::PassOn(const wire::Envelope &envelope)
+{
+    String reason;
+    if (auto message = MessageFactory::FromEnvelope(envelope, &reason))
         m_callbacks.received(std::move(message));
     else
         ostrel::LogError("a message of the Master is refused: " + reason);

@@ -54,6 +54,7 @@ private:
     bool WaitForRead();
     void ReadNext();
     void PassOn();
+    void PassOn(const wire::Envelope &envelope);
     void WriteNext();
     void Close();
     Outcome MakeOutcome() const;

@@ -14,5 +14,6 @@ constexpr std::size_t k_MaxNameBytes = 256;
 constexpr std::size_t k_MaxParameters = 1000;
 constexpr std::size_t k_MaxJobIds = 10'000;
 constexpr std::size_t k_MaxTasks = 400'000; ///< In one list.
+constexpr std::size_t k_MaxGathered = 1000; ///< Messages that come as one.
 
 } // namespace corvan

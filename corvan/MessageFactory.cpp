@@ -4,6 +4,7 @@
 #include <boost/make_shared.hpp>
 #include <iterator>
 
+#include "corvan/Gathered.h"
 #include "corvan/Messages.h"
 #include "corvan/messages.pb.h"
 
@@ -63,6 +64,11 @@ std::vector<UID> MessageFactory::Types()
 boost::shared_ptr<Message> MessageFactory::FromEnvelope(const wire::Envelope &envelope,
                                                         String *reason)
 {
+    if (IsGathered(envelope))
+    {
+        *reason = "it holds others";
+        return nullptr;
+    }
     const auto kind = std::ranges::find(k_kinds, envelope.body_case(), &MessageKind::body);
     if (kind == std::end(k_kinds))
     {

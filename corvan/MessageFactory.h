@@ -17,8 +17,8 @@ public:
     /// The identifiers of all message types.
     static std::vector<UID> Types();
 
-    /// The message in an envelope. Null, with the reason, for an unknown or empty body and for
-    /// content that cannot be.
+    /// The message in an envelope. Null, with the reason, for an unknown or empty body, for content
+    /// that cannot be, and for one that holds others: see `TakeApart`.
     static boost::shared_ptr<Message> FromEnvelope(const wire::Envelope &envelope, String *reason);
 
     /// The envelope of a message: serial, what it answers, and the body.

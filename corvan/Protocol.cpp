@@ -12,6 +12,7 @@ namespace
 // What each protocol brought, from the second on.
 constexpr const char *k_news_of_protocols[] = {
     "users and rights, the token in the call's metadata, jobs that have an owner",
+    "messages that come as one where several wait",
 };
 static_assert(std::size(k_news_of_protocols) == k_Protocol - 1);
 

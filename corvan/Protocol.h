@@ -9,7 +9,9 @@ using ostrel::String;
 
 /// The protocol between the Master and its clients: counted up where one side has to know what the
 /// other can. Hello and Welcome tell each other's; one that tells none speaks protocol 1.
-constexpr unsigned k_Protocol = 2;
+constexpr unsigned k_Protocol = 3;
+/// From this one on a client takes messages that come as one: see corvan/Gathered.h.
+constexpr unsigned k_GatheringProtocol = 3;
 /// The oldest one that is still understood.
 constexpr unsigned k_LeastProtocol = 1;
 

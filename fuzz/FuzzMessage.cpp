@@ -1,7 +1,10 @@
-// Bytes from the network as an envelope: what is taken is written and taken again as the same.
+// Bytes from the network as an envelope, and what it holds where it holds others: what is taken is
+// written and taken again as the same.
 #include <cstdint>
 
+#include "corvan/Gathered.h"
 #include "corvan/JobFactory.h"
+#include "corvan/Limits.h"
 #include "corvan/Message.h"
 #include "corvan/MessageFactory.h"
 #include "corvan/messages.pb.h"
@@ -22,6 +25,22 @@ void AddSampleType()
     JobFactory::s_JobFactory.AddType(std::move(type));
 }
 
+void TakeOne(const wire::Envelope &envelope)
+{
+    String reason;
+    const auto message = MessageFactory::FromEnvelope(envelope, &reason);
+    if (!message)
+        return Require(!reason.empty(), "a refusal has its reason");
+
+    wire::Envelope written;
+    MessageFactory::ToEnvelope(*message, written);
+    const auto again = MessageFactory::FromEnvelope(written, &reason);
+    Require(again != nullptr, "what is written can be read");
+    wire::Envelope twice;
+    MessageFactory::ToEnvelope(*again, twice);
+    Require(written.SerializeAsString() == twice.SerializeAsString(), "and is the same");
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerInitialize(int * /*argc*/, char *** /*argv*/)
@@ -36,20 +55,22 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     wire::Envelope envelope;
     if (!envelope.ParseFromArray(data, int(size)))
         return 0;
-    String reason;
-    const auto message = MessageFactory::FromEnvelope(envelope, &reason);
-    if (!message)
-    {
-        Require(!reason.empty(), "a refusal has its reason");
+    TakeOne(envelope);
+    if (!IsGathered(envelope))
         return 0;
-    }
 
-    wire::Envelope written;
-    MessageFactory::ToEnvelope(*message, written);
-    const auto again = MessageFactory::FromEnvelope(written, &reason);
-    Require(again != nullptr, "what is written can be read");
-    wire::Envelope twice;
-    MessageFactory::ToEnvelope(*again, twice);
-    Require(written.SerializeAsString() == twice.SerializeAsString(), "and is the same");
+    String reason;
+    const auto parts = TakeApart(envelope, &reason);
+    Require(bool(parts) == reason.empty(), "what cannot be taken apart has its reason");
+    if (!parts)
+        return 0;
+    Require(parts->size() == std::size_t(envelope.gathered_size()) &&
+                parts->size() <= k_MaxGathered,
+            "none is lost, and there are not too many");
+    for (const wire::Envelope &part : *parts)
+    {
+        Require(!IsGathered(part), "none of them holds others");
+        TakeOne(part);
+    }
     return 0;
 }

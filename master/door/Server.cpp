@@ -23,14 +23,6 @@ namespace
 constexpr std::size_t k_requests_per_turn = 256;
 constexpr std::chrono::seconds k_look_at_tokens_after{1};
 
-std::shared_ptr<const grpc::ByteBuffer> Packed(const wire::Envelope &envelope)
-{
-    auto buffer = std::make_shared<grpc::ByteBuffer>();
-    bool ownsBuffer = false;
-    grpc::SerializationTraits<wire::Envelope>::Serialize(envelope, buffer.get(), &ownsBuffer);
-    return buffer;
-}
-
 // "job_parameter" of a message that could not be read.
 String BodyName(const wire::Envelope &envelope)
 {
@@ -52,8 +44,8 @@ public:
         const Doorkeeper::Verdict verdict = m_server.m_doorkeeper.Admit(*context);
         if (!verdict.who)
             return Refusal::Make(m_server.m_loop, verdict.refusal, verdict.pause);
-        const auto session =
-            std::make_shared<Session>(m_owner, *context, m_server.m_settings.limits);
+        const auto session = std::make_shared<Session>(m_owner, m_server.m_courier, *context,
+                                                       m_server.m_settings.limits);
         boost::asio::post(m_server.m_loop,
                           [this, session, who = verdict.who] { m_server.OnArrived(session, who); });
         session->Begin();
@@ -86,7 +78,8 @@ struct Server::Client
 Server::Server(boost::asio::io_context &loop, ServerSettings settings, const UID &masterID,
                User &user)
     : m_loop(loop), m_settings(RequireTls(std::move(settings))), m_masterID(masterID), m_user(user),
-      m_doorkeeper(m_settings), m_tokensTimer(loop), m_service(std::make_unique<Service>(*this)),
+      m_doorkeeper(m_settings), m_tokensTimer(loop), m_courier(m_settings.pace),
+      m_service(std::make_unique<Service>(*this)),
       m_listener(std::make_unique<Listener>(m_settings, *m_service))
 {
     _CallEntry call("Server::Server", __FILE__, __LINE__);
@@ -329,7 +322,10 @@ void Server::Welcome(Client &client, const wire::Envelope &envelope)
                     RoleName(client.who->role) + ") from " + client.who->peer);
     if (const String difference = DescribeProtocol(hello); !difference.empty())
         ostrel::LogStatus(name + ", " + ClientName(hello) + ": " + difference);
-    client.session->Send(Packed(MakeWelcome(envelope, m_masterID)));
+    client.session->Send(std::make_shared<const Packed>(MakeWelcome(envelope, m_masterID)),
+                         Session::Haste::AtOnce);
+    if (corvan::ProtocolOf(hello.protocol()) >= corvan::k_GatheringProtocol)
+        client.session->BeginToGather();
 }
 
 void Server::EndRequests()
@@ -359,13 +355,14 @@ void Server::Send(const Outgoing &outgoing, std::span<const ClientNumber> to)
     wire::Envelope envelope;
     outgoing.message->Write(envelope);
     envelope.set_answers(outgoing.answers);
-    const auto packed = Packed(envelope);
+    const auto packed = std::make_shared<const Packed>(envelope);
+    const auto haste = outgoing.client != 0 ? Session::Haste::AtOnce : Session::Haste::InTurn;
     for (const ClientNumber number : to)
     {
         const auto found = m_clients.find(number);
         if (found == m_clients.end())
             continue;
-        if (!found->second->session->Send(packed))
+        if (!found->second->session->Send(packed, haste))
             CutOff(*found->second, "it leaves too much unread");
     }
 }

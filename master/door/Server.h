@@ -8,6 +8,7 @@
 #include <span>
 #include <vector>
 
+#include "master/door/Courier.h"
 #include "master/door/Door.h"
 #include "master/door/Doorkeeper.h"
 #include "master/door/Listener.h"
@@ -81,6 +82,8 @@ private:
     LoopThread m_thread;
     Doorkeeper m_doorkeeper;
     boost::asio::steady_timer m_tokensTimer;
+
+    Courier m_courier; // Outlives the streams.
 
     std::map<ClientNumber, std::unique_ptr<Client>> m_clients;
     std::map<const Session *, Client *> m_bySession;

@@ -57,6 +57,9 @@ struct ServerSettings
     /// A client that has not said Hello by then is cut off.
     std::chrono::milliseconds helloWithin{10'000};
     ClientLimits limits;
+    /// From one client that is told news to the next. What there is to tell meanwhile goes to each
+    /// in one message.
+    std::chrono::microseconds pace{50};
 
     /// What gRPC's health service tells of, and outlives the server; null for no such service.
     const Health *health = nullptr;

@@ -1,5 +1,9 @@
 #include "master/door/Session.h"
 
+#include <grpc/grpc.h>
+
+#include "corvan/Gathered.h"
+#include "corvan/Limits.h"
 #include "ostrel/CallEntry.h"
 
 namespace master
@@ -7,14 +11,24 @@ namespace master
 
 using ostrel::_CallEntry;
 
+namespace
+{
+
+// A message is read whole before any of it is used, and what one holds is in memory twice then.
+constexpr std::size_t k_gathered_bytes = 256u << 10;
+static_assert(2 * k_gathered_bytes < corvan::k_MaxMessageBytes);
+
+} // namespace
+
 bool AsksForMuch(const wire::Envelope &envelope)
 {
     return envelope.has_get_job_info() || envelope.has_list_jobs() || envelope.has_get_tasks() ||
            envelope.has_get_task_log();
 }
 
-Session::Session(Owner &owner, grpc::CallbackServerContext &context, const ClientLimits &limits)
-    : m_owner(owner), m_context(context), m_limits(limits)
+Session::Session(Owner &owner, Courier &courier, grpc::CallbackServerContext &context,
+                 const ClientLimits &limits)
+    : m_owner(owner), m_courier(courier), m_context(context), m_limits(limits)
 {
     _CallEntry call("Session::Session", __FILE__, __LINE__);
 }
@@ -104,12 +118,23 @@ bool Session::TakeRead()
     wire::Envelope envelope;
     if (!grpc::SerializationTraits<wire::Envelope>::Deserialize(&m_reading, &envelope).ok())
         return false;
+    // Only the Master has so much to say.
+    if (corvan::IsGathered(envelope))
+        return false;
     m_inBytes += bytes;
     m_in.push_back({std::move(envelope), bytes});
     return true;
 }
 
-bool Session::Send(std::shared_ptr<const grpc::ByteBuffer> message)
+void Session::BeginToGather()
+{
+    _CallEntry call("Session::BeginToGather", __FILE__, __LINE__);
+
+    const std::lock_guard lock(m_mutex);
+    m_isGathering = true;
+}
+
+bool Session::Send(std::shared_ptr<const Packed> message, Haste haste)
 {
     _CallEntry call("Session::Send", __FILE__, __LINE__);
 
@@ -117,11 +142,50 @@ bool Session::Send(std::shared_ptr<const grpc::ByteBuffer> message)
     if (m_isEnding || m_isFinished)
         return true;
 
-    m_outBytes += message->Length();
+    m_outBytes += message->Bytes();
     m_out.push_back(std::move(message));
     const bool isTooMuch = m_out.size() > m_limits.outMessages || m_outBytes > m_limits.outBytes;
-    WriteMore();
+    m_isHasty = m_isHasty || haste == Haste::AtOnce || !m_isGathering;
+    if (m_isHasty)
+        WriteMore();
+    else
+        WaitForTurn();
     return !isTooMuch;
+}
+
+void Session::WaitForTurn()
+{
+    _CallEntry call("Session::WaitForTurn", __FILE__, __LINE__);
+
+    // Whoever is being written to goes to the end of the line when that is done.
+    if (m_isWriting || m_isInLine)
+        return;
+    m_isInLine = true;
+    m_courier.Join(shared_from_this());
+}
+
+void Session::WriteInTurn()
+{
+    _CallEntry call("Session::WriteInTurn", __FILE__, __LINE__);
+
+    const std::lock_guard lock(m_mutex);
+    m_isInLine = false;
+    WriteMore();
+}
+
+// How many of those that wait the next message holds.
+std::size_t Session::CountNext() const
+{
+    _CallEntry call("Session::CountNext", __FILE__, __LINE__);
+
+    if (!m_isGathering)
+        return 1;
+    const std::size_t most = std::min(m_out.size(), corvan::k_MaxGathered);
+    std::size_t bytes = m_out.front()->Bytes();
+    std::size_t count = 1;
+    while (count < most && (bytes += m_out[count]->Bytes()) <= k_gathered_bytes)
+        ++count;
+    return count;
 }
 
 void Session::WriteMore()
@@ -133,7 +197,10 @@ void Session::WriteMore()
     if (!m_out.empty() && !m_isCutOff)
     {
         m_isWriting = true;
-        StartWrite(m_out.front().get());
+        m_writingCount = CountNext();
+        m_isHasty = m_isHasty && m_writingCount < m_out.size();
+        m_writing = Packed::Gather(m_out, m_writingCount);
+        StartWrite(&m_writing);
         return;
     }
     if (m_isEnding)
@@ -151,11 +218,18 @@ void Session::OnWriteDone(bool ok)
     {
         const std::lock_guard lock(m_mutex);
         m_isWriting = false;
-        m_outBytes -= m_out.front()->Length();
-        m_out.pop_front();
+        m_writing.Clear();
+        for (; m_writingCount > 0; --m_writingCount)
+        {
+            m_outBytes -= m_out.front()->Bytes();
+            m_out.pop_front();
+        }
         if (!ok)
             m_isEnding = m_isCutOff = true;
-        WriteMore();
+        if (m_isEnding || m_isHasty)
+            WriteMore();
+        else if (!m_out.empty())
+            WaitForTurn();
         hasRoomAgain = m_wasPaused && !IsPaused();
         if (hasRoomAgain)
             m_wasPaused = false;
@@ -202,7 +276,7 @@ void Session::Expel(const grpc::Status &status)
     m_isCutOff = true;
     // One that does not read would stay.
     if (m_isWriting)
-        m_context.TryCancel();
+        CancelCall(status);
     EndLocked(status);
 }
 
@@ -215,8 +289,18 @@ void Session::CutOff()
         return;
     m_isEnding = m_isCutOff = true;
     m_status = grpc::Status(grpc::StatusCode::RESOURCE_EXHAUSTED, "too much is left unread");
-    m_context.TryCancel();
+    CancelCall(m_status);
     WriteMore();
+}
+
+// The context's own way to cancel tells the client of no reason, and to finish the call waits for
+// what is being written.
+void Session::CancelCall(const grpc::Status &status)
+{
+    _CallEntry call("Session::CancelCall", __FILE__, __LINE__);
+
+    ::grpc_call_cancel_with_status(m_context.c_call(), grpc_status_code(status.error_code()),
+                                   status.error_message().c_str(), nullptr);
 }
 
 void Session::OnCancel()

@@ -7,6 +7,8 @@
 #include <vector>
 
 #include "corvan/messages.grpc.pb.h"
+#include "master/door/Courier.h"
+#include "master/door/Packed.h"
 #include "master/door/ServerSettings.h"
 #include "ostrel/String.h"
 
@@ -38,8 +40,16 @@ public:
         virtual void OnGone(const std::shared_ptr<Session> &session) = 0;
     };
 
-    /// The owner outlives the stream.
-    Session(Owner &owner, grpc::CallbackServerContext &context, const ClientLimits &limits);
+    /// When a message goes out, where the client takes several as one. Their order stays as it is.
+    enum class Haste
+    {
+        AtOnce, ///< An answer, and with it whatever waits.
+        InTurn, ///< News, which many others may be told as well.
+    };
+
+    /// Owner and courier outlive the stream.
+    Session(Owner &owner, Courier &courier, grpc::CallbackServerContext &context,
+            const ClientLimits &limits);
 
     /// Starts to read. Once.
     void Begin();
@@ -53,9 +63,17 @@ public:
     /// when there is some.
     bool HasIncoming();
 
+    /// The client takes several messages as one: from now on all that waits when it is written to
+    /// goes out together, as far as `k_MaxGathered` and 256 KiB go. One that does not is sent one
+    /// after the other, as fast as it goes.
+    void BeginToGather();
+
     /// Queues a message, which may be shared with other sessions. False where the client leaves
     /// too much waiting.
-    bool Send(std::shared_ptr<const grpc::ByteBuffer> message);
+    bool Send(std::shared_ptr<const Packed> message, Haste haste);
+
+    /// The courier's word.
+    void WriteInTurn();
 
     /// Ends the stream, once all that was queued is written, where the client has said that it
     /// sends no more and all that it sent was taken.
@@ -82,9 +100,13 @@ private:
     void EndLocked(const grpc::Status &status);
     void ReadMore();
     void WriteMore();
+    void WaitForTurn();
+    std::size_t CountNext() const;
+    void CancelCall(const grpc::Status &status);
     bool IsPaused() const;
 
     Owner &m_owner;
+    Courier &m_courier;
     grpc::CallbackServerContext &m_context;
     const ClientLimits m_limits;
     std::shared_ptr<Session> m_self;
@@ -101,9 +123,14 @@ private:
     std::deque<Incoming> m_in;
     std::size_t m_inBytes = 0;
 
-    std::deque<std::shared_ptr<const grpc::ByteBuffer>> m_out;
+    PackedQueue m_out; ///< What is being written stays until it is.
     std::size_t m_outBytes = 0;
+    grpc::ByteBuffer m_writing; // Belongs to gRPC between StartWrite and OnWriteDone.
+    std::size_t m_writingCount = 0;
     bool m_isWriting = false;
+    bool m_isGathering = false;
+    bool m_isHasty = false;  ///< Something that waits is to go at once.
+    bool m_isInLine = false; ///< The courier will come.
     bool m_wasPaused = false;
 
     bool m_isEnding = false;

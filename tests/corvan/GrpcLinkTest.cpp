@@ -318,6 +318,46 @@ TEST_F(GrpcLinkTest, LeavesAMasterThatSendsWhatIsNoEnvelopeAndComesBack)
     EXPECT_EQ(m_recorder.Reason(), "the Master sent what cannot be read");
 }
 
+TEST_F(GrpcLinkTest, TakesMessagesThatComeAsOneAsIfTheyHadComeOneByOne)
+{
+    LogCapture log;
+    FakeMaster master(Target());
+    GrpcLink link(Settings());
+    link.Start(m_recorder.Callbacks());
+    m_recorder.Words(1);
+
+    wire::Envelope removed;
+    removed.mutable_job_removed()->set_job(FakeMaster::k_Id);
+    wire::Envelope gathered;
+    gathered.add_gathered(MakeParameter("Note", "1").SerializeAsString());
+    gathered.add_gathered(MakeParameter("PacketSize", "0").SerializeAsString());
+    gathered.add_gathered("");
+    gathered.add_gathered(removed.SerializeAsString());
+    master.Send(gathered);
+    master.Send(MakeParameter("Note", "2"));
+    EXPECT_EQ(m_recorder.Words(4),
+              (Words{"connected", "JobParameter", "JobRemoved", "JobParameter"}));
+    EXPECT_EQ(log.Count(ostrel::k_LogError, "JobParameter: PacketSize: \"0\" is not"), 1);
+    EXPECT_EQ(log.Count(ostrel::k_LogError, "the envelope is empty"), 1);
+}
+
+TEST_F(GrpcLinkTest, LeavesAMasterWhoseMessagesCannotBeTakenApartAndComesBack)
+{
+    FakeMaster master(Target());
+    GrpcLink link(Settings());
+    link.Start(m_recorder.Callbacks());
+    m_recorder.Words(1);
+    wire::Envelope inner;
+    inner.add_gathered(MakeParameter("Note", "1").SerializeAsString());
+    wire::Envelope gathered;
+    gathered.add_gathered(MakeParameter("Note", "2").SerializeAsString());
+    gathered.add_gathered(inner.SerializeAsString());
+    master.Send(gathered);
+    EXPECT_EQ(m_recorder.Words(3), (Words{"connected", "disconnected", "connected"}));
+    EXPECT_EQ(m_recorder.Reason(),
+              "the Master sent what cannot be read: it holds one that holds others");
+}
+
 TEST_F(GrpcLinkTest, LeavesAMasterThatSendsTooMuchAtOnceAndComesBack)
 {
     FakeMaster master(Target());
@@ -550,8 +590,9 @@ TEST_F(GrpcLinkTest, TellsItsProtocolAndWhatAMasterOfAnotherLacksOrBrings)
         const char *says;
     } cases[] = {
         {k_Protocol, nullptr},
-        {0, "speaks protocol 1, this program 2; protocol 1 lacks: users and rights"},
-        {k_Protocol + 1, "what protocol 3 brought is not known here"},
+        {0, "speaks protocol 1, this program 3; protocol 1 lacks: users and rights"},
+        {2, "speaks protocol 2, this program 3; protocol 2 lacks: messages that come as one"},
+        {k_Protocol + 1, "what protocol 4 brought is not known here"},
     };
     for (const auto &[told, says] : cases)
     {

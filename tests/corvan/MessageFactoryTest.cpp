@@ -187,6 +187,8 @@ TEST_F(MessageFactoryTest, RefusesWhatCannotBeAndSaysWhy)
         const char *reason;
     } cases[] = {
         {"", "the envelope is empty, or holds a message that is not known"},
+        {"gathered: ''", "it holds others"},
+        {"accepted { } gathered: ''", "it holds others"},
         {"hello { }", "a greeting belongs to the opening of a connection"},
         {"welcome { }", "a greeting belongs to the opening of a connection"},
         {"follow_job { }", "FollowJob: it names no job"},

@@ -62,6 +62,7 @@ TEST(MessagesDoc, TellsTheLimitsThatTheLibraryHolds)
         {"identifiers in one request",
          "1 to " + Grouped(k_MaxJobIds) + "; one that is there again counts once"},
         {"tasks in one list", Grouped(k_MaxTasks)},
+        {"messages that come as one", Grouped(k_MaxGathered)},
         {"frames that one range names", Grouped(SequenceDistributor::k_MaxFrames)},
     };
     const std::string page = ostrel::File::ReadWhole(ORDWICK_SOURCE "/docs/messages.md");

@@ -2,6 +2,7 @@
 
 #include <SQLiteCpp/Database.h>
 #include <atomic>
+#include <boost/make_shared.hpp>
 #include <filesystem>
 #include <future>
 #include <sys/resource.h>
@@ -12,6 +13,7 @@
 #include "corvan/ClientKind.h"
 #include "corvan/GrpcLink.h"
 #include "corvan/Limits.h"
+#include "corvan/Messages.h"
 #include "tests/master/RawClient.h"
 #include "tests/master/RunningMaster.h"
 #include "tests/master/TestCertificate.h"
@@ -359,7 +361,62 @@ TEST_F(MasterTest, CutsOffAFollowerThatDoesNotReadAndServesTheOthers)
     }
     EXPECT_EQ(log.Count(ostrel::k_LogWarning, "it leaves too much unread"), 1);
     EXPECT_EQ(Status(*other, job), "4");
-    EXPECT_FALSE(stalled->End().ok());
+    EXPECT_EQ(stalled->End().error_message(), "too much is left unread");
+}
+
+TEST_F(MasterTest, TellsAProgramWhyItIsCutOffAndGivesItTheJobWhenItComesBack)
+{
+    m_settings.server.limits.outBytes = 4u << 20;
+    Start();
+    const auto other = Connect();
+    const std::string job = Submit(*other, {{"Range", "1"}, {"Status", "4"}});
+    const auto follow = boost::make_shared<corvan::FollowJobMsg>();
+    const auto ask = boost::make_shared<corvan::GetJobInfoMsg>();
+    follow->jobs = ask->jobs = {UID(job, true)};
+
+    std::promise<void> hasFollowed, mayRead;
+    std::promise<ostrel::String> lost, last;
+    auto follows = hasFollowed.get_future();
+    auto reading = mayRead.get_future();
+    auto reason = lost.get_future();
+    auto found = last.get_future();
+    int connections = 0; // The link's thread alone.
+    corvan::GrpcLink::Settings settings;
+    settings.address = *corvan::MasterAddress::Parse(m_master->Address(), nullptr);
+    settings.identity = {UID(true), corvan::k_ClientWatcher, "Test", "0.1"};
+    corvan::GrpcLink link(settings);
+    // As the program's own session does each time.
+    const auto greet = [&]
+    {
+        ++connections;
+        link.Send(follow);
+        link.Send(ask);
+    };
+    const auto take = [&](const boost::shared_ptr<corvan::Message> &message)
+    {
+        const auto *whole = dynamic_cast<const corvan::JobMsg *>(message.get());
+        if (!whole)
+            return;
+        if (connections > 1)
+            return last.set_value(whole->job->ParameterText("Note", false));
+        hasFollowed.set_value();
+        reading.wait_for(30s);
+    };
+    link.Start({greet, [&](const ostrel::String &why) { lost.set_value(why); }, take});
+    ASSERT_EQ(follows.wait_for(20s), std::future_status::ready);
+
+    const LogCapture log;
+    const std::string note(1u << 20, 'x');
+    for (int i = 0; log.Count(ostrel::k_LogWarning, "it leaves too much unread") == 0 && i < 200;
+         ++i)
+        ASSERT_TRUE(other->Ask(SetEnvelope(job, "Note", note))->has_accepted());
+    ASSERT_TRUE(other->Ask(SetEnvelope(job, "Note", "the last"))->has_accepted());
+    mayRead.set_value();
+    ASSERT_EQ(reason.wait_for(20s), std::future_status::ready);
+    EXPECT_EQ(reason.get(), "too much is left unread");
+    ASSERT_EQ(found.wait_for(20s), std::future_status::ready);
+    EXPECT_EQ(found.get(), "the last");
+    link.Stop();
 }
 
 TEST_F(MasterTest, HoldsUpAClientThatAsksAndDoesNotRead)

@@ -1,9 +1,10 @@
 #include "tests/master/RawClient.h"
 
+#include <algorithm>
 #include <chrono>
+#include <stdexcept>
 
 #include "corvan/Limits.h"
-#include "corvan/Protocol.h"
 #include "ostrel/UID.h"
 
 RawClient::RawClient(const std::string &address,
@@ -31,9 +32,9 @@ RawClient::~RawClient()
     End();
 }
 
-bool RawClient::SayHello()
+bool RawClient::SayHello(unsigned protocol)
 {
-    const auto answer = Ask(HelloEnvelope());
+    const auto answer = Ask(HelloEnvelope(protocol));
     return answer && answer->has_welcome();
 }
 
@@ -76,10 +77,24 @@ RawClient::ReceiveUntil(const std::function<bool(const wire::Envelope &)> &isWan
 
 std::optional<wire::Envelope> RawClient::Read()
 {
-    wire::Envelope envelope;
-    if (!m_stream->Read(&envelope))
-        return std::nullopt;
-    return envelope;
+    while (m_parts.empty())
+    {
+        wire::Envelope envelope;
+        if (!m_stream->Read(&envelope))
+            return std::nullopt;
+        ++m_traffic.messages;
+        if (envelope.gathered_size() == 0)
+            return envelope;
+        m_traffic.mostGathered =
+            std::max(m_traffic.mostGathered, std::size_t(envelope.gathered_size()));
+        m_traffic.mostBytes = std::max(m_traffic.mostBytes, envelope.ByteSizeLong());
+        for (const std::string &part : envelope.gathered())
+            if (!m_parts.emplace_back().ParseFromString(part))
+                throw std::runtime_error("a part of a message is none");
+    }
+    wire::Envelope part = std::move(m_parts.front());
+    m_parts.pop_front();
+    return part;
 }
 
 void RawClient::CloseSending()
@@ -96,7 +111,7 @@ grpc::Status RawClient::End()
     return m_stream->Finish();
 }
 
-wire::Envelope HelloEnvelope()
+wire::Envelope HelloEnvelope(unsigned protocol)
 {
     wire::Envelope envelope;
     wire::Hello &hello = *envelope.mutable_hello();
@@ -104,7 +119,7 @@ wire::Envelope HelloEnvelope()
     hello.set_kind(1);
     hello.set_program("test");
     hello.set_version("1");
-    hello.set_protocol(corvan::k_Protocol);
+    hello.set_protocol(protocol);
     return envelope;
 }
 

@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 
+#include "corvan/Protocol.h"
 #include "corvan/messages.grpc.pb.h"
 
 namespace wire = corvan::wire;
@@ -27,7 +28,7 @@ public:
     RawClient &operator=(const RawClient &) = delete;
 
     /// Says Hello and waits for the Welcome. False when the Master ended the stream.
-    bool SayHello();
+    bool SayHello(unsigned protocol = corvan::k_Protocol);
 
     /// Sends a message as it is. False when the stream is over.
     bool Send(const wire::Envelope &envelope);
@@ -42,6 +43,18 @@ public:
     std::optional<wire::Envelope>
     ReceiveUntil(const std::function<bool(const wire::Envelope &)> &isWanted);
 
+    /// What has come, as it went over the wire: one that holds others is one.
+    struct Traffic
+    {
+        std::size_t messages = 0;
+        std::size_t mostGathered = 0; ///< Held by one of them.
+        std::size_t mostBytes = 0;    ///< Of one that holds others.
+    };
+    const Traffic &Came() const
+    {
+        return m_traffic;
+    }
+
     /// Tells the Master that no more will be sent.
     void CloseSending();
 
@@ -55,13 +68,15 @@ private:
     std::unique_ptr<wire::Master::Stub> m_stub;
     grpc::ClientContext m_context;
     std::unique_ptr<grpc::ClientReaderWriter<wire::Envelope, wire::Envelope>> m_stream;
+    std::deque<wire::Envelope> m_parts; // Came as one, and are still to be read.
     std::deque<wire::Envelope> m_kept;
+    Traffic m_traffic;
     std::uint64_t m_serial = 0;
     bool m_isOver = false;
 };
 
 /// Messages of clients.
-wire::Envelope HelloEnvelope();
+wire::Envelope HelloEnvelope(unsigned protocol = corvan::k_Protocol);
 wire::Envelope FollowEnvelope(const std::string &job);
 wire::Envelope GetJobEnvelope(const std::string &job);
 wire::Envelope GetTasksEnvelope(const std::string &job);

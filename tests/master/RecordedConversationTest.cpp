@@ -136,6 +136,7 @@ TEST_P(RecordedConversation, IsUnderstoodByAClient)
     EXPECT_GT(messages, 20);
 }
 
-INSTANTIATE_TEST_SUITE_P(Versions, RecordedConversation, ::testing::Values("0.1.0"));
+INSTANTIATE_TEST_SUITE_P(Versions, RecordedConversation,
+                         ::testing::Values("0.1.0", "0.1.0-protocol-2"));
 
 } // namespace
