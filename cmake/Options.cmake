@@ -58,10 +58,6 @@ function(link_plain_last)
     endif()
 endfunction()
 
-if(ORDWICK_FUZZ)
-    add_compile_options(-fsanitize=fuzzer-no-link)
-endif()
-
 find_program(CCACHE ccache)
 if(CCACHE)
     # Paths below the source tree count as relative, so that one checkout serves the next.
