@@ -35,6 +35,14 @@ Surroundings OfProgram(boost::asio::io_context &loop, ServerSettings settings,
     return {std::make_unique<LoopClock>(loop), runner, openDoor};
 }
 
+JobStore OpenStore(const MasterSettings &settings, const char *vfs)
+{
+    const Path file = StoreFileIn(settings.data);
+    if (!settings.checkPatience || vfs)
+        return JobStore(file, vfs);
+    return JobStore(file, *settings.checkPatience);
+}
+
 } // namespace
 
 Master::Master(boost::asio::io_context &loop, const MasterSettings &settings, CommandRunner &runner)
@@ -48,7 +56,7 @@ Master::Master(boost::asio::io_context &loop, const MasterSettings &settings,
     : m_loop(loop), m_work(loop.get_executor()), m_settings(settings),
       m_runner(surroundings.runner), m_clock(std::move(surroundings.clock)),
       m_lock(MasterLock::OfDataFolder(settings.data)),
-      m_store(StoreFileIn(settings.data), surroundings.vfs), m_cache(m_store),
+      m_store(OpenStore(settings, surroundings.vfs)), m_cache(m_store),
       m_logs(settings.data / "tasks"), m_audit(settings.data),
       m_dispatcher(m_store, m_cache, m_followers, m_logs),
       m_scheduler(m_store, m_cache, m_logs, m_runner, *m_clock, settings.pauses),
@@ -72,6 +80,7 @@ Master::Master(boost::asio::io_context &loop, const MasterSettings &settings,
     ScheduleTurn();
     if (settings.endWhenIdle.count() > 0)
         WatchIdle();
+    WatchCheck();
 }
 
 Master::~Master()
@@ -396,6 +405,33 @@ void Master::Reload()
     _CallEntry call("Master::Reload", __FILE__, __LINE__);
 
     m_door->Reload();
+}
+
+void Master::WatchCheck()
+{
+    _CallEntry call("Master::WatchCheck", __FILE__, __LINE__);
+
+    StoreCheck *check = m_store.CheckUnderWay();
+    if (!check)
+        return;
+    ostrel::LogStatus("the job store is looked through while it is served");
+    check->WhenThrough([this](const StoreCheck::Finding &finding)
+                       { boost::asio::post(m_loop, [this, finding] { TakeFinding(finding); }); });
+}
+
+// Nothing more is written to a store that is damaged, also not by an orderly end.
+void Master::TakeFinding(const StoreCheck::Finding &finding)
+{
+    _CallEntry call("Master::TakeFinding", __FILE__, __LINE__);
+
+    if (!finding.trouble.empty())
+        return ostrel::LogError("nobody knows whether the job store is whole: " + finding.trouble);
+    if (finding.damage.empty())
+        return ostrel::LogStatus("the job store is whole");
+    m_damage = m_store.NoteDamage(finding.damage);
+    ostrel::LogError(m_damage);
+    m_vitals.NoteEnd();
+    m_loop.stop();
 }
 
 void Master::Stop()

@@ -41,6 +41,9 @@ struct MasterSettings
     std::optional<std::uint16_t> statusPort;
     /// How long its loop may take no turn before it counts as hanging.
     std::chrono::milliseconds loopPatience = Health::k_Patience;
+    /// How long the clients may have to wait while the store is looked through; where it is not
+    /// through by then it goes on beside them. Nothing for as long as it takes.
+    std::optional<std::chrono::milliseconds> checkPatience;
 };
 
 /// The Master: what the clients ask and how the commands end, a turn at a time.
@@ -68,6 +71,13 @@ public:
 
     /// Takes a renewed certificate and changed tokens; no client is lost by it.
     void Reload();
+
+    /// Why it has stopped the loop by itself, in the midst of all: its store is damaged, which was
+    /// found while it was served. Empty where it is not known to be.
+    const String &Damage() const
+    {
+        return m_damage;
+    }
 
     const Door &Connections() const
     {
@@ -103,6 +113,8 @@ private:
     void Send(const Outgoing &message);
     void SendProgress();
     bool RequeueRunning();
+    void WatchCheck();
+    void TakeFinding(const StoreCheck::Finding &finding);
     void StopWhenEmpty();
     void WatchIdle();
     bool IsIdle();
@@ -133,6 +145,7 @@ private:
     bool m_isRequeued = false;
     bool m_isTurnPosted = false;
     bool m_isStopping = false;
+    String m_damage;
     const std::unique_ptr<Alarm> m_retryAlarm;
     const std::unique_ptr<Alarm> m_pauseAlarm;
     const std::unique_ptr<Alarm> m_progressAlarm;

@@ -27,6 +27,7 @@ namespace
 
 constexpr std::chrono::minutes k_personal_idle{10};
 constexpr std::chrono::seconds k_patience{3};
+constexpr std::chrono::seconds k_check_patience{1};
 constexpr int k_day = 86'400;
 constexpr int k_last_port = 65'535;
 
@@ -93,6 +94,7 @@ bool MasterApp::Run(const CommandLine &commandLine)
         settings.endWhenIdle = k_personal_idle;
     settings.keepDays = Options().GetValue("Master", "KeepDays", 0u);
     settings.statusPort = ReadStatusPort(Options());
+    settings.checkPatience = k_check_patience;
 
     const std::size_t filesOfCommands = RaiseDescriptorLimit();
     boost::asio::io_context loop;
@@ -121,6 +123,8 @@ bool MasterApp::Run(const CommandLine &commandLine)
     // The first turn was posted before.
     boost::asio::post(loop, [&line] { TellReady(line); });
     RunLoop(loop);
+    if (!theMaster.Damage().empty())
+        throw new StoreException(theMaster.Damage());
     return true;
 }
 

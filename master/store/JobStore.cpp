@@ -75,6 +75,31 @@ JobStore::JobStore(const Path &file, const char *vfs)
 {
     _CallEntry call("JobStore::JobStore", __FILE__, __LINE__);
 
+    Open(file, vfs, std::nullopt);
+}
+
+JobStore::JobStore(const Path &file, std::chrono::milliseconds patience) : m_note(file)
+{
+    _CallEntry call("JobStore::JobStore", __FILE__, __LINE__);
+
+    Open(file, nullptr, patience);
+}
+
+JobStore::~JobStore()
+{
+    _CallEntry call("JobStore::~JobStore", __FILE__, __LINE__);
+
+    m_check.reset();
+    m_tasks.reset();
+    m_database.reset();
+    if (m_note)
+        m_note->Remove();
+}
+
+void JobStore::Open(const Path &file, const char *vfs, const Patience &patience)
+{
+    _CallEntry call("JobStore::Open", __FILE__, __LINE__);
+
     try
     {
         if (IsRestoreCutShort(file))
@@ -84,8 +109,9 @@ JobStore::JobStore(const Path &file, const char *vfs)
         m_database = std::make_unique<StoreDatabase>(file, vfs);
         SQLite::Database &connection = m_database->Connection();
         // Before anything is written.
-        if (const String damage = FindDamage(connection); !damage.empty())
-            throw new StoreException(DamageText(file, damage));
+        LookThrough(patience);
+        if (m_note)
+            m_note->WriteOpen();
         connection.exec("PRAGMA journal_mode = WAL");
         connection.exec("PRAGMA synchronous = FULL");
         connection.exec("PRAGMA foreign_keys = ON");
@@ -109,7 +135,47 @@ JobStore::JobStore(const Path &file, const char *vfs)
     }
 }
 
-JobStore::~JobStore() = default;
+// Without a patience to the end.
+void JobStore::LookThrough(const Patience &patience)
+{
+    _CallEntry call("JobStore::LookThrough", __FILE__, __LINE__);
+
+    const Path &file = m_database->File();
+    if (!patience || !MayBeServedMeanwhile())
+    {
+        if (const String damage = FindDamage(m_database->Connection()); !damage.empty())
+            throw new StoreException(DamageText(file, damage));
+        return;
+    }
+    auto check = std::make_unique<StoreCheck>(file);
+    const std::optional<StoreCheck::Finding> finding = check->Wait(*patience);
+    if (!finding)
+        m_check = std::move(check);
+    else if (!finding->trouble.empty())
+        throw new StoreException(finding->trouble);
+    else if (!finding->damage.empty())
+        throw new StoreException(DamageText(file, finding->damage));
+}
+
+// Nothing speaks for damage, another connection holds up nobody, and nothing is written anew.
+bool JobStore::MayBeServedMeanwhile()
+{
+    _CallEntry call("JobStore::MayBeServedMeanwhile", __FILE__, __LINE__);
+
+    SQLite::Database &connection = m_database->Connection();
+    return !m_note->IsCheckDue() &&
+           connection.execAndGet("PRAGMA journal_mode").getString() == "wal" &&
+           connection.execAndGet("PRAGMA user_version").getInt() == int(StoreMigrations().size());
+}
+
+String JobStore::NoteDamage(const String &damage)
+{
+    _CallEntry call("JobStore::NoteDamage", __FILE__, __LINE__);
+
+    if (m_note)
+        m_note->WriteDamaged();
+    return "job store " + m_database->File().Text() + ": " + DamageText(m_database->File(), damage);
+}
 
 JobStore::Turn::Turn(JobStore &store)
     : m_store(store), m_changesBefore(store.m_database->Connection().getTotalChanges())

@@ -10,6 +10,8 @@
 
 #include "corvan/Job.h"
 #include "corvan/JobStatus.h"
+#include "master/store/OpenNote.h"
+#include "master/store/StoreCheck.h"
 #include "master/store/StoreException.h"
 #include "master/store/TaskStore.h"
 #include "ostrel/LoopThread.h"
@@ -60,7 +62,21 @@ public:
     /// cannot, where a newer version wrote it, and where it is damaged: every page is read first.
     /// `vfs` is SQLite's name of the disk that the file is on; null for the system's.
     explicit JobStore(const Path &file, const char *vfs = nullptr);
+
+    /// The same, but waits no longer than `patience` for the pages to be read: then it is open, and
+    /// `CheckUnderWay` goes on. It waits to the end where more speaks for damage (`OpenNote`), and
+    /// where the store is to be brought up to date.
+    JobStore(const Path &file, std::chrono::milliseconds patience);
     ~JobStore();
+
+    /// What still reads the pages; null where all of them were read before.
+    StoreCheck *CheckUnderWay() const
+    {
+        return m_check.get();
+    }
+    /// What is under way has found damage: notes it for the next one who opens the store, who
+    /// serves nothing from it, and gives what to tell, with how to go on.
+    String NoteDamage(const String &damage);
 
     /// The Master's identity: the same as long as the store lives.
     const UID &MasterID() const
@@ -159,8 +175,16 @@ public:
     }
 
 private:
+    using Patience = std::optional<std::chrono::milliseconds>;
+
+    void Open(const Path &file, const char *vfs, const Patience &patience);
+    void LookThrough(const Patience &patience);
+    bool MayBeServedMeanwhile();
+
     LoopThread m_thread;
+    std::optional<OpenNote> m_note; // Where it is opened with patience.
     std::unique_ptr<StoreDatabase> m_database;
+    std::unique_ptr<StoreCheck> m_check;
     std::unique_ptr<TaskStore> m_tasks;
     UID m_masterID;
     Commits m_commits;

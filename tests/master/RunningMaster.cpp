@@ -32,6 +32,7 @@ void RunningMaster::Run(const MasterSettings &settings, int slots, std::promise<
         m_statusPort = theMaster.StatusPort().value_or(0);
         isReady.set_value();
         master::RunLoop(m_loop);
+        m_damage = theMaster.Damage();
     }
     catch (ostrel::Exception *raw)
     {

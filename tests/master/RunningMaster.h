@@ -36,6 +36,12 @@ public:
         return m_error;
     }
 
+    /// Why it has ended by itself, once it has: see `Master::Damage`.
+    const ostrel::String &Damage() const
+    {
+        return m_damage;
+    }
+
     /// For what is run on its thread.
     master::Master &Get()
     {
@@ -57,6 +63,7 @@ private:
     master::Master *m_master = nullptr;
     std::string m_address;
     std::string m_error;
+    ostrel::String m_damage;
     std::uint16_t m_statusPort = 0;
     std::promise<void> m_ended;
     std::future<void> m_hasEnded = m_ended.get_future();
