@@ -1,6 +1,10 @@
 #include "cli/VisitJobs.h"
 
+#include <cstdio>
+#include <pty.h>
 #include <thread>
+#include <unistd.h>
+#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -88,6 +92,110 @@ TEST(VisitJobs, AsksForPartAfterPartUntilItHasWhatItNeeds)
         for (const char *text : shown)
             EXPECT_NE(printed.find(text), std::string::npos) << text << " in " << printed;
         EXPECT_EQ(printed.find(notShown), std::string::npos) << printed;
+    }
+}
+
+// Standard output is a terminal for as long as this lives.
+class Terminal
+{
+public:
+    Terminal() : m_kept(::dup(STDOUT_FILENO))
+    {
+        int terminal = -1;
+        EXPECT_EQ(::openpty(&m_screen, &terminal, nullptr, nullptr, nullptr), 0);
+        std::fflush(stdout);
+        ::dup2(terminal, STDOUT_FILENO);
+        ::close(terminal);
+        m_reader = std::jthread([this] { Read(); });
+    }
+    ~Terminal()
+    {
+        if (m_kept >= 0)
+            GiveBack();
+        ::close(m_screen);
+    }
+    Terminal(const Terminal &) = delete;
+    Terminal &operator=(const Terminal &) = delete;
+
+    // All that was printed; nothing more is.
+    std::vector<std::string> TakeLines()
+    {
+        GiveBack();
+        std::vector<std::string> lines{""};
+        for (const char byte : m_printed)
+            if (byte == '\n')
+                lines.emplace_back();
+            else if (byte != '\r')
+                lines.back() += byte;
+        return lines;
+    }
+
+private:
+    void Read()
+    {
+        char piece[4096];
+        // It ends when nobody holds the terminal any more.
+        for (ssize_t count = 0; (count = ::read(m_screen, piece, sizeof piece)) > 0;)
+            m_printed.append(piece, std::size_t(count));
+    }
+
+    void GiveBack()
+    {
+        std::fflush(stdout);
+        ::dup2(m_kept, STDOUT_FILENO);
+        ::close(std::exchange(m_kept, -1));
+        m_reader.join();
+    }
+
+    int m_kept;
+    int m_screen = -1;
+    std::string m_printed;
+    std::jthread m_reader;
+};
+
+TEST(VisitJobs, ShowsTheNewestHundredOnATerminalAndSaysThatThereAreMore)
+{
+    const struct
+    {
+        int jobs;
+        std::vector<std::string> more;
+        unsigned asked;
+        std::size_t lines;
+    } cases[] = {
+        {100, {}, 101, 102},
+        {101, {}, 101, 103},
+        {101, {"--limit", "0"}, 0, 103},
+    };
+    for (const auto &[jobs, more, asked, lines] : cases)
+    {
+        const TempFolder folder;
+        const std::string address = "unix:" + (folder / "m.sock").Text();
+        FakeMaster master(address);
+        std::vector<std::string> all{"list", "--master", address, "--options",
+                                     (folder / "none.ini").Text()};
+        all.insert(all.end(), more.begin(), more.end());
+        Terminal terminal;
+        {
+            std::jthread answering(
+                [&, count = jobs, limit = asked]
+                {
+                    const corvan::wire::Envelope request = master.Received(2).back();
+                    EXPECT_EQ(request.list_jobs().limit(), limit);
+                    corvan::JobListMsg list;
+                    for (int i = 0; i < count; ++i)
+                        list.jobs.push_back(
+                            SampleJob(k_ids[0], ("shot" + std::to_string(i)).c_str()));
+                    Answer(master, request, list);
+                });
+            EXPECT_EQ(RunCorvan(all), k_Done);
+        }
+        const std::vector<std::string> printed = terminal.TakeLines();
+        ASSERT_EQ(printed.size(), lines);
+        EXPECT_NE(printed[100].find("shot99"), std::string::npos) << printed[100];
+        if (lines == 103)
+            EXPECT_NE(printed[101].find(asked == 0 ? "shot100" : "--limit 0 shows all"),
+                      std::string::npos)
+                << printed[101];
     }
 }
 
