@@ -108,13 +108,16 @@ int main(int count, char **arguments)
 
     const Figures &figures = all.figures;
     const double histories = double(seeds->last - seeds->first + 1);
-    std::printf("\nHistories of the Master's loop\n\n"
-                "| histories | s | a second | requests | commands | operations of the disk |"
-                " crashes | other harm | hours by their clocks | wrong |\n"
-                "| ---: | ---: | ---: | ---: | ---: | ---: | ---: | ---: | ---: | ---: |\n"
-                "| %.0f | %.1f | %.0f | %ld | %ld | %ld | %ld | %ld | %ld | %ld |\n",
-                histories, took.count(), histories / took.count(), figures.requests,
-                figures.commands, figures.operations, figures.crashes,
-                figures.harms - figures.crashes, figures.seconds / 3600, all.wrong);
+    std::printf(
+        "\nHistories of the Master's loop\n\n"
+        "| histories | s | a second | requests | commands | operations of the disk |"
+        " crashes | other harm | rights refused | audit lines taken back | jobs expired |"
+        " hours by their clocks | wrong |\n"
+        "| ---: | ---: | ---: | ---: | ---: | ---: | ---: | ---: | ---: | ---: | ---: |"
+        " ---: | ---: |\n"
+        "| %.0f | %.1f | %.0f | %ld | %ld | %ld | %ld | %ld | %ld | %ld | %ld | %ld | %ld |\n",
+        histories, took.count(), histories / took.count(), figures.requests, figures.commands,
+        figures.operations, figures.crashes, figures.harms - figures.crashes, figures.rights,
+        figures.undone, figures.expired, figures.seconds / 3600, all.wrong);
     return all.wrong == 0 ? 0 : 1;
 }

@@ -55,13 +55,24 @@ bool EndsWithinLine(int file, std::size_t bytes)
 
 } // namespace
 
-AuditLog::AuditLog(const Path &folder, std::size_t fileBytes)
-    : m_folder(folder), m_fileBytes(fileBytes)
+ssize_t AuditDisk::Write(int file, std::string_view text)
+{
+    return ::write(file, text.data(), text.size());
+}
+
+int AuditDisk::Sync(int file)
+{
+    return ::fdatasync(file);
+}
+
+AuditLog::AuditLog(const Path &folder, std::size_t fileBytes, AuditDisk *disk)
+    : m_folder(folder), m_fileBytes(fileBytes), m_disk(disk ? *disk : m_ofSystem)
 {
     _CallEntry call("AuditLog::AuditLog", __FILE__, __LINE__);
 
     Open();
-    m_syncer = std::jthread([this] { RunSync(); });
+    if (m_disk.TakesTime())
+        m_syncer = std::jthread([this] { RunSync(); });
 }
 
 AuditLog::~AuditLog()
@@ -127,6 +138,7 @@ std::size_t AuditLog::Write(std::span<const AuditEntry> entries)
         return 0;
     if (m_bytes > 0 && m_bytes + text.size() > m_fileBytes)
         Rotate();
+    m_bytesBefore = m_bytes;
     Append(text);
     return std::size_t(std::ranges::count(text, '\n'));
 }
@@ -143,7 +155,18 @@ void AuditLog::TakeBack(std::size_t count, const String &reason)
     line["what"] = "taken back";
     line["lines"] = count;
     line["reason"] = std::string(reason);
-    Append(line.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n");
+    try
+    {
+        Append(line.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n");
+    }
+    catch (Exception *raw)
+    {
+        // A disk without room still gives some back.
+        const std::unique_ptr<Exception> error(raw);
+        if (::ftruncate(m_file->Number(), off_t(m_bytesBefore)) != 0)
+            FailAudit(m_folder, errno);
+        m_bytes = m_bytesBefore;
+    }
 }
 
 // All of it or, where it does not go through, nothing.
@@ -154,7 +177,7 @@ void AuditLog::Append(const std::string &text)
     std::size_t done = 0;
     while (done < text.size())
     {
-        const ssize_t written = ::write(m_file->Number(), text.data() + done, text.size() - done);
+        const ssize_t written = m_disk.Write(m_file->Number(), std::string_view(text).substr(done));
         if (written < 0 && errno == EINTR)
             continue;
         if (written < 0)
@@ -176,6 +199,8 @@ void AuditLog::Sync()
 {
     _CallEntry call("AuditLog::Sync", __FILE__, __LINE__);
 
+    if (!m_disk.TakesTime())
+        SyncNow();
     int error = 0;
     {
         std::unique_lock lock(m_mutex);
@@ -184,6 +209,16 @@ void AuditLog::Sync()
     }
     if (error != 0)
         FailAudit(m_folder, error);
+}
+
+void AuditLog::SyncNow()
+{
+    _CallEntry call("AuditLog::SyncNow", __FILE__, __LINE__);
+
+    const std::lock_guard lock(m_mutex);
+    if (m_toSync && m_disk.Sync(m_toSync->Number()) != 0)
+        m_error = errno;
+    m_toSync.reset();
 }
 
 void AuditLog::RunSync()
@@ -200,7 +235,7 @@ void AuditLog::RunSync()
         m_toSync.reset();
         m_isSyncing = true;
         lock.unlock();
-        const int error = ::fdatasync(file->Number()) == 0 ? 0 : errno;
+        const int error = m_disk.Sync(file->Number()) == 0 ? 0 : errno;
         lock.lock();
         m_isSyncing = false;
         if (error != 0)

@@ -45,7 +45,9 @@ void NewJobs::AddJob(const ClientRequest &request, const corvan::JobMsg &message
     if (present && IsSentAgain(request, job, *present))
     {
         ostrel::LogInfo("job " + job.ID().ToString() + " was sent again");
-        return request.Accept(job.ID());
+        request.Accept(job.ID());
+        // The power may have been cut between the job and its line.
+        return request.NoteChange(job.ID(), k_AllParameters, {}, AllParameters(job));
     }
     JobState state;
     String reason = present ? k_other_job : CheckNewJob(job, state);

@@ -3,6 +3,7 @@
 #include <functional>
 #include <memory>
 
+#include "master/AuditLog.h"
 #include "master/Clock.h"
 #include "master/door/Door.h"
 #include "master/door/Health.h"
@@ -22,7 +23,8 @@ struct Surroundings
     std::unique_ptr<AlarmClock> clock;
     CommandRunner &runner; ///< Outlives the Master.
     OpenDoor openDoor;
-    const char *vfs = nullptr; ///< See `JobStore`.
+    const char *vfs = nullptr;  ///< See `JobStore`.
+    AuditDisk *audit = nullptr; ///< See `AuditLog`.
 };
 
 } // namespace master

@@ -25,6 +25,10 @@ public:
 
     static Time Now();
 
+    /// `now` is asked instead of the system's clock from here on, for tests of what takes days, or
+    /// of a clock that somebody sets; null for the system's again. While no other thread asks.
+    static void SetClock(Time (*now)());
+
     std::int64_t First() const
     {
         return m_first;

@@ -1,10 +1,12 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <optional>
 
 #include "master/Clock.h"
+#include "ostrel/Time.h"
 
 namespace simulation
 {
@@ -38,6 +40,16 @@ public:
     /// Moves on to the next thing, and gives it to be done. There is one.
     Work Take();
 
+    /// What a clock on the wall shows: the same as `Now` until somebody sets it.
+    ostrel::Time WallTime() const
+    {
+        return ostrel::Time(k_wall_begin + (m_now - k_begin + m_wallAhead).count());
+    }
+    void SetWallClock(std::chrono::seconds ahead)
+    {
+        m_wallAhead += ahead;
+    }
+
     /// Time passes in which nothing happens, as while a machine sleeps: what was due is late.
     void Sleep(Milliseconds time)
     {
@@ -46,9 +58,31 @@ public:
 
 private:
     static constexpr Moment k_begin{std::chrono::hours(1000)};
+    static constexpr std::int64_t k_wall_begin = 1'790'000'000'000'000'000;
 
     Moment m_now = k_begin;
+    std::chrono::nanoseconds m_wallAhead{0};
     std::multimap<Moment, Work> m_works;
+};
+
+/// The clock on the wall is that of an agenda for as long as this lives. One at a time.
+class OnTheWall
+{
+public:
+    explicit OnTheWall(const Agenda &agenda)
+    {
+        s_agenda = &agenda;
+        ostrel::Time::SetClock([] { return s_agenda->WallTime(); });
+    }
+    ~OnTheWall()
+    {
+        ostrel::Time::SetClock(nullptr);
+    }
+    OnTheWall(const OnTheWall &) = delete;
+    OnTheWall &operator=(const OnTheWall &) = delete;
+
+private:
+    static inline const Agenda *s_agenda = nullptr;
 };
 
 /// The Master's clock, in a history.

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <boost/make_shared.hpp>
+#include <cstdlib>
 
+#include "corvan/JobStatus.h"
 #include "corvan/Parameters.h"
 #include "tests/master/TestJobs.h"
 
@@ -25,15 +27,15 @@ const char *StatusText(unsigned number)
 
 } // namespace
 
-Client::Client(const World &world, int number)
-    : m_world(world), m_name("client " + std::to_string(number))
+Client::Client(const World &world, int number, std::shared_ptr<const master::Identity> who)
+    : m_world(world), m_name("client " + std::to_string(number)), m_who(std::move(who))
 {
 }
 
 void Client::Connect(SimulatedDoor &door)
 {
     m_door = &door;
-    m_number = door.Come(*this);
+    m_number = door.Come(*this, m_who);
     m_isConnected = std::make_shared<bool>(true);
     m_serial = 0;
     m_wishes.clear();
@@ -63,6 +65,9 @@ void Client::LoseMaster()
 
 void Client::SendAgain()
 {
+    // What has been over for days may be gone, and would run again.
+    std::erase_if(m_openSubmits,
+                  [this](const auto &open) { return !m_world.ledger.MustStay(open.first); });
     for (const auto &[id, job] : m_openSubmits)
         SendSubmit(job);
 }
@@ -207,6 +212,9 @@ void Client::AskFor(Ledger::Wish wish, boost::shared_ptr<Message> message)
                         " PacketSize=" + wish.submitted->ParameterText(corvan::p_PacketSize, true);
             return text;
         });
+    wish.user = m_who->user;
+    wish.role = m_who->role;
+    wish.what = message->TypeName();
     const WishNumber number = m_world.ledger.Note(std::move(wish));
     m_wishes[m_serial + 1] = number;
     Ask(std::move(message));
@@ -243,7 +251,8 @@ void Client::OnAnswer(std::uint64_t serial, const String &reason)
                    ": " + (reason.empty() ? "accepted" : reason);
         });
     m_world.ledger.Answer(wish->second, reason);
-    if (m_world.ledger.At(wish->second).kind == Kind::Submit && !reason.empty() &&
+    const Ledger::Wish &asked = m_world.ledger.At(wish->second);
+    if (asked.kind == Kind::Submit && asked.isAllowed && !reason.empty() &&
         !Ledger::IsOfDisk(reason))
         m_world.verdict.Wrong("a submit is refused: " + reason);
     // Some read slowly.
@@ -280,8 +289,19 @@ void Client::OnNews(const Message &message)
     }
     else if (const auto *removal = dynamic_cast<const corvan::JobRemovedMsg *>(&message))
     {
-        m_mirrors[removal->job].isWhole = false;
+        OnRemoved(removal->job);
     }
+}
+
+void Client::OnRemoved(const UID &job)
+{
+    Mirror &mirror = m_mirrors[job];
+    if (m_world.ledger.MustStay(job))
+        m_world.verdict.Wrong("job " + job.ToString() + " was removed, and nobody wanted that");
+    if (mirror.isWhole && !m_world.ledger.IsRemovalAsked(job) &&
+        !corvan::IsOver(corvan::JobStatus(std::atoi(mirror.values[corvan::p_Status].c_str()))))
+        m_world.verdict.Wrong("job " + job.ToString() + " was not over, and has gone by itself");
+    mirror.isWhole = false;
 }
 
 void Client::Compare(const std::vector<boost::shared_ptr<Job>> &found, bool withCounts) const

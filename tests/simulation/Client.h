@@ -25,7 +25,7 @@ public:
         Ledger &ledger;
     };
 
-    Client(const World &world, int number);
+    Client(const World &world, int number, std::shared_ptr<const master::Identity> who);
 
     /// Through this door, which it leaves before that is gone. What it followed it asks for anew.
     void Connect(SimulatedDoor &door);
@@ -71,6 +71,7 @@ private:
     void OnTaken(std::uint64_t serial) override;
     void OnAnswer(std::uint64_t serial, const String &reason);
     void OnNews(const Message &message);
+    void OnRemoved(const UID &job);
     void Deliver(std::uint64_t serial, const String &reason);
 
     std::uint64_t Ask(boost::shared_ptr<Message> message);
@@ -86,6 +87,7 @@ private:
 
     World m_world;
     std::string m_name;
+    const std::shared_ptr<const master::Identity> m_who; // Shared with the door.
     bool m_isCalm = false;
     SimulatedDoor *m_door = nullptr;
     ClientNumber m_number = 0;

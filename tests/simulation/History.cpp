@@ -51,6 +51,9 @@ void Figures::Add(const Figures &other)
     operations += other.operations;
     crashes += other.crashes;
     harms += other.harms;
+    rights += other.rights;
+    undone += other.undone;
+    expired += other.expired;
     seconds += other.seconds;
 }
 
@@ -65,8 +68,11 @@ History::Setting History::MakeSetting(const ostrel::Path &data)
 
 History::History(std::uint64_t seed, Setting setting, Verdict::Listener listener)
     : m_verdict(std::move(listener)), m_chance(seed), m_setting(std::move(setting)),
-      m_disk(m_chance.Seed(), m_setting.emptyStore), m_machine(m_agenda, m_chance, m_verdict),
-      m_ledger(m_verdict)
+      m_wallClock(m_agenda), m_disk(m_chance.Seed(), m_setting.emptyStore),
+      m_machine(m_agenda, m_chance, m_verdict),
+      m_audit(m_setting.data, m_disk, m_chance, m_verdict),
+      m_keepDays(m_chance.IsOneIn(2) ? 0 : m_chance.Between(1, 3)),
+      m_ledger(m_verdict, m_agenda, m_keepDays)
 {
     MakeWorld();
 }
@@ -77,6 +83,13 @@ History::~History()
     m_life.reset();
     std::error_code none;
     std::filesystem::remove_all((m_setting.data / "tasks").Text().c_str(), none);
+}
+
+// Of two users, who may be the same with another role. One there is who can set all going again.
+std::shared_ptr<const master::Identity> History::SomeIdentity(bool mayDoAll)
+{
+    const char *const user = m_chance.IsOneIn(2) ? "anna" : "bo";
+    return MakeIdentity(user, mayDoAll ? master::Role::EditAll : master::Role(m_chance.Below(5)));
 }
 
 // What is likely in one history is not in another, so that some show what one trouble does alone.
@@ -90,14 +103,14 @@ void History::MakeWorld()
                          .lost = SomePercent(m_chance, 10),
                          .failed = SomePercent(m_chance, 40),
                          .hanging = SomePercent(m_chance, 5)});
-    for (const Harm harm :
-         {Harm::Crash, Harm::CrashSoon, Harm::Stop, Harm::Errors, Harm::FullDisk, Harm::Sleep})
+    for (const Harm harm : {Harm::Crash, Harm::CrashSoon, Harm::Stop, Harm::Errors, Harm::FullDisk,
+                            Harm::Sleep, Harm::SetClock})
         if (m_chance.IsOneIn(2))
             m_harms.push_back(harm);
     const Client::World world{m_agenda, m_chance, m_verdict, m_ledger};
-    const int clients = int(m_chance.Between(1, 3));
+    const int clients = int(m_chance.Between(1, 4));
     for (int number = 1; number <= clients; ++number)
-        m_clients.push_back(std::make_unique<Client>(world, number));
+        m_clients.push_back(std::make_unique<Client>(world, number, SomeIdentity(number == 1)));
 }
 
 std::string History::Run()
@@ -119,6 +132,10 @@ Figures History::Done() const
     Figures figures = m_figures;
     figures.commands = m_machine.CountStarted();
     figures.operations = m_disk.Count();
+    figures.undone = m_audit.CountTakenBack();
+    figures.expired = m_ledger.CountExpired();
+    for (const Ledger::Wish &wish : m_ledger.Wishes())
+        figures.rights += wish.outcome == Ledger::Wish::Outcome::MissingRight ? 1 : 0;
     return figures;
 }
 
@@ -130,7 +147,10 @@ void History::BeginMaster()
     {
         m_verdict.Tell([&] { return "it cannot: " + *reason; });
         if (m_disk.IsStopped())
+        {
+            m_audit.Crash(FaultyDisk::Restart::AfterPowerCut);
             m_disk.Start(FaultyDisk::Restart::AfterPowerCut);
+        }
         m_agenda.After(m_chance.Span(1000, 5000), [this] { BeginMaster(); });
         return;
     }
@@ -155,12 +175,13 @@ std::unique_ptr<History::Life> History::MakeLife()
     };
     master::MasterSettings settings;
     settings.data = m_setting.data;
+    settings.keepDays = m_keepDays;
     // So long that it does not; then nothing is written by the machine's own clock.
     settings.endWhenIdle = std::chrono::hours(10'000);
     life->master = std::make_unique<master::Master>(
         life->loop, settings,
         master::Surroundings{std::make_unique<SimulatedClock>(m_agenda), *life->runner, openDoor,
-                             m_disk.Name()});
+                             m_disk.Name(), &m_audit});
     return life;
 }
 
@@ -186,6 +207,8 @@ void History::Crash()
     ++m_figures.crashes;
     m_disk.Stop();
     LoseLife();
+    m_audit.Crash(restart);
+    m_ledger.LoseMaster();
     m_disk.Start(restart);
     m_mayDiskFail = false;
 }
@@ -308,7 +331,24 @@ void History::Do(Harm harm)
         m_verdict.Tell([] { return "the machine sleeps"; });
         m_agenda.Sleep(m_chance.Span(1000, 7'200'000));
         break;
+    case Harm::SetClock:
+        SetClock();
+        break;
     }
+}
+
+// By minutes or by days, forward or back.
+void History::SetClock()
+{
+    constexpr unsigned k_most_seconds = 5 * 86'400;
+
+    const auto by = std::chrono::duration_cast<std::chrono::seconds>(
+        m_chance.Span(60'000, k_most_seconds * 1000));
+    const auto ahead = m_chance.IsOneIn(2) ? by : -by;
+    m_verdict.Tell([&] { return "the clock is set by " + std::to_string(ahead.count()) + " s"; });
+    m_ledger.NoteWallTime();
+    m_agenda.SetWallClock(ahead);
+    m_ledger.NoteWallTime();
 }
 
 void History::FailDisk(long from, long count, FaultyDisk::Fault fault)
@@ -339,6 +379,8 @@ History::Jobs History::Inspect(bool isNewRun, bool withCounts)
         m_verdict.Wrong("a question is not answered: " + m_inspector.Refusal());
 
     m_ledger.Compare(m_inspector.Jobs(), isNewRun);
+    if (isNewRun || withCounts)
+        m_audit.Compare(m_ledger.Wishes());
     for (const std::unique_ptr<Client> &client : m_clients)
         client->Compare(m_inspector.Jobs(), withCounts);
     std::size_t running = 0;

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "master/Master.h"
+#include "tests/simulation/AuditTrail.h"
 #include "tests/simulation/Client.h"
 #include "tests/simulation/Inspector.h"
 #include "tests/simulation/Machine.h"
@@ -21,14 +22,17 @@ struct Figures
     long operations = 0; ///< Of the disk.
     long crashes = 0;
     long harms = 0;   ///< Of all kinds, crashes included.
+    long rights = 0;  ///< Requests that were refused for want of one.
+    long undone = 0;  ///< Lines of the audit log that took others back.
+    long expired = 0; ///< Jobs that went by themselves.
     long seconds = 0; ///< By the clock of the history.
 
     void Add(const Figures &other);
 };
 
-/// Some minutes of a Master, its clients, its commands and its disk, all of which fail at times;
-/// and then as long as it takes the jobs to be done when nothing fails any more. The same seed is
-/// the same history.
+/// Some minutes of a Master, its clients and their roles, its commands, its disk and its clock, all
+/// of which fail at times; and then as long as it takes the jobs to be done when nothing fails any
+/// more. The same seed is the same history.
 ///
 /// The types of tests/master/TestJobs.h are known meanwhile.
 class History
@@ -75,9 +79,11 @@ private:
         Errors,
         FullDisk,
         Sleep,
+        SetClock,
     };
 
     void MakeWorld();
+    std::shared_ptr<const master::Identity> SomeIdentity(bool mayDoAll);
     void BeginMaster();
     std::unique_ptr<Life> MakeLife();
     void LoseLife();
@@ -91,6 +97,7 @@ private:
     void Act(Client &client);
     void ScheduleHarm();
     void Do(Harm harm);
+    void SetClock();
     void FailDisk(long from, long count, FaultyDisk::Fault fault);
 
     Jobs Inspect(bool isNewRun, bool withCounts = false);
@@ -103,8 +110,11 @@ private:
     Chance m_chance;
     Agenda m_agenda;
     const Setting m_setting;
+    const OnTheWall m_wallClock;
     FaultyDisk m_disk;
     Machine m_machine;
+    AuditTrail m_audit;
+    const unsigned m_keepDays;
     Ledger m_ledger;
     Inspector m_inspector;
     std::vector<std::unique_ptr<Client>> m_clients;

@@ -8,7 +8,7 @@ namespace simulation
 void Inspector::Come(SimulatedDoor &door)
 {
     m_door = &door;
-    m_number = door.Come(*this);
+    m_number = door.Come(*this, MakeIdentity("inspector", master::Role::Admin));
     m_open = 0;
     m_tasks.clear();
     m_refusal.clear();

@@ -1,5 +1,6 @@
 #include "tests/simulation/Ledger.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdlib>
 
@@ -66,6 +67,11 @@ unsigned StatusOf(const Job &job)
     return status == JobStatus::Paused && waits ? k_paused_itself : Bit(status);
 }
 
+bool IsOfRight(const String &reason)
+{
+    return reason.starts_with("the right \"");
+}
+
 unsigned Together(const std::vector<unsigned> &sets)
 {
     unsigned all = 0;
@@ -80,22 +86,77 @@ WishNumber Ledger::Note(Wish wish)
 {
     const auto [found, isNew] = m_accounts.try_emplace(wish.job);
     Account &account = found->second;
-    account.isRemovalAsked = account.isRemovalAsked || wish.kind == Wish::Kind::Remove;
     if (isNew)
     {
+        account.owner = wish.user;
+        account.earliest = account.latest = m_agenda.WallTime().First();
         for (const String &name : WatchedNames())
             account.values[name].Begin(wish.submitted->ParameterText(name, true));
         account.statuses.Begin(
             StatusesAfter(wish.submitted->ParameterText(corvan::p_Status, true)));
     }
+    wish.isAllowed = MayDo(wish, account);
+    account.isRemovalAsked =
+        account.isRemovalAsked || (wish.kind == Wish::Kind::Remove && wish.isAllowed);
     m_wishes.push_back(std::move(wish));
     return m_wishes.size() - 1;
+}
+
+bool Ledger::MayDo(const Wish &wish, const Account &account)
+{
+    switch (wish.role)
+    {
+    case master::Role::Watch:
+        return false;
+    case master::Role::Submit:
+        return wish.kind == Wish::Kind::Submit;
+    case master::Role::EditOwn:
+        return wish.kind == Wish::Kind::Submit || wish.user == account.owner;
+    case master::Role::EditAll:
+    case master::Role::Admin:
+        break;
+    }
+    return true;
+}
+
+void Ledger::LoseMaster()
+{
+    for (Wish &wish : m_wishes)
+        if (wish.outcome == Wish::Outcome::OfDisk)
+            wish.outcome = Wish::Outcome::Unknown;
+}
+
+void Ledger::NoteWallTime()
+{
+    for (auto &[job, account] : m_accounts)
+        NoteWallTime(account);
+}
+
+void Ledger::NoteWallTime(Account &account) const
+{
+    const std::int64_t now = m_agenda.WallTime().First();
+    account.earliest = std::min(account.earliest, now);
+    account.latest = std::max(account.latest, now);
+}
+
+bool Ledger::MustStay(const UID &job) const
+{
+    constexpr std::int64_t k_day_ns = 86'400'000'000'000;
+
+    const auto found = m_accounts.find(job);
+    if (found == m_accounts.end() || found->second.isRemovalAsked)
+        return false;
+    const std::int64_t latest = std::max(found->second.latest, m_agenda.WallTime().First());
+    return m_keepDays == 0 || latest - found->second.earliest < k_day_ns * m_keepDays;
 }
 
 void Ledger::Take(WishNumber number)
 {
     const Wish &wish = m_wishes[number];
     Account &account = m_accounts.at(wish.job);
+    // Nothing comes of it.
+    if (!wish.isAllowed)
+        return;
     if (wish.kind == Wish::Kind::Change)
         TakeChange(number, wish, account);
     else
@@ -122,9 +183,17 @@ void Ledger::TakeChange(WishNumber number, const Wish &wish, Account &account)
 
 void Ledger::Answer(WishNumber number, const String &reason)
 {
-    Account &account = m_accounts.at(m_wishes[number].job);
+    Wish &wish = m_wishes[number];
+    Account &account = m_accounts.at(wish.job);
     if (IsOfDisk(reason))
+    {
+        wish.outcome = Wish::Outcome::OfDisk;
         return;
+    }
+    CheckRight(wish, reason, account);
+    wish.outcome = reason.empty()      ? Wish::Outcome::Accepted
+                   : IsOfRight(reason) ? Wish::Outcome::MissingRight
+                                       : Wish::Outcome::Refused;
     const auto answer = [&](auto &entry)
     {
         if (reason.empty())
@@ -138,9 +207,22 @@ void Ledger::Answer(WishNumber number, const String &reason)
         answer(values);
 }
 
+void Ledger::CheckRight(const Wish &wish, const String &reason, const Account &account)
+{
+    if (wish.isAllowed == !IsOfRight(reason))
+        return;
+    // Whose it was is not known of a job that is gone.
+    if (reason == "there is no such job" && wish.role == master::Role::EditOwn &&
+        (account.isThere.MayBe(false) || !MustStay(wish.job)))
+        return;
+    m_verdict.Wrong(wish.user + (wish.isAllowed ? " may" : " may not") + " ask " + wish.what +
+                    " of job " + wish.job.ToString() +
+                    ", and was answered: " + (reason.empty() ? "accepted" : reason));
+}
+
 bool Ledger::IsOfDisk(const String &reason)
 {
-    return reason.starts_with("job store ");
+    return reason.starts_with("job store ") || reason.starts_with("cannot write audit log ");
 }
 
 std::vector<UID> Ledger::Jobs() const
@@ -170,7 +252,12 @@ void Ledger::Compare(const std::vector<boost::shared_ptr<Job>> &found, bool isNe
         if (seen.contains(id))
             continue;
         if (!account.isThere.MayBe(false))
-            m_verdict.Wrong("job " + id.ToString() + " is lost");
+        {
+            if (MustStay(id))
+                m_verdict.Wrong("job " + id.ToString() + " is lost");
+            account.isThere.Begin(false);
+            ++m_expired;
+        }
         if (isNewRun)
             account.isThere.Settle(false);
     }

@@ -5,35 +5,29 @@
 namespace simulation
 {
 
-namespace
-{
-
-// Everybody may do everything: rights are no matter of time and crashes.
-std::shared_ptr<const master::Identity> Somebody()
+std::shared_ptr<const master::Identity> MakeIdentity(const char *user, master::Role role)
 {
     master::Identity who;
-    who.user = "somebody";
-    who.role = master::Role::Admin;
+    who.user = user;
+    who.role = role;
     who.peer = "nowhere";
     return std::make_shared<const master::Identity>(who);
 }
 
-} // namespace
-
 SimulatedDoor::SimulatedDoor(User &user, Chance &chance, std::function<bool()> isStopped)
-    : m_who(Somebody()), m_user(user), m_chance(chance), m_isStopped(std::move(isStopped))
+    : m_user(user), m_chance(chance), m_isStopped(std::move(isStopped))
 {
 }
 
-ClientNumber SimulatedDoor::Come(Visitor &visitor)
+ClientNumber SimulatedDoor::Come(Visitor &visitor, std::shared_ptr<const master::Identity> who)
 {
-    m_visitors[++m_last] = &visitor;
+    m_guests[++m_last] = {&visitor, std::move(who)};
     return m_last;
 }
 
 void SimulatedDoor::Leave(ClientNumber client)
 {
-    m_visitors.erase(client);
+    m_guests.erase(client);
     std::erase_if(m_waiting, [&](const Request &request) { return request.client == client; });
     m_user.OnClientGone(client);
 }
@@ -43,7 +37,7 @@ void SimulatedDoor::Ask(ClientNumber client, std::uint64_t serial,
 {
     Request request;
     request.client = client;
-    request.who = m_who;
+    request.who = m_guests.at(client).who;
     request.serial = serial;
     request.what = message->TypeName();
     message->serial = serial;
@@ -60,7 +54,7 @@ std::vector<master::Door::Request> SimulatedDoor::TakeRequests()
     {
         taken.push_back(std::move(m_waiting.front()));
         m_waiting.pop_front();
-        m_visitors.at(taken.back().client)->OnTaken(taken.back().serial);
+        m_guests.at(taken.back().client).visitor->OnTaken(taken.back().serial);
     }
     if (!m_waiting.empty())
         m_user.OnRequests();
@@ -72,8 +66,8 @@ void SimulatedDoor::Send(const Outgoing &message, std::span<const ClientNumber> 
     if (m_isStopped())
         return;
     for (const ClientNumber client : to)
-        if (const auto found = m_visitors.find(client); found != m_visitors.end())
-            found->second->OnSent(message);
+        if (const auto found = m_guests.find(client); found != m_guests.end())
+            found->second.visitor->OnSent(message);
 }
 
 } // namespace simulation

@@ -15,6 +15,9 @@ using corvan::Message;
 using master::ClientNumber;
 using master::Outgoing;
 
+/// Somebody who has proved who he is.
+std::shared_ptr<const master::Identity> MakeIdentity(const char *user, master::Role role);
+
 /// The door of one run of the Master: clients come, ask and go by calls.
 class SimulatedDoor : public master::Door
 {
@@ -33,7 +36,7 @@ public:
     /// `isStopped`: the Master is dead, though it does not know; nothing that it does counts.
     SimulatedDoor(User &user, Chance &chance, std::function<bool()> isStopped);
 
-    ClientNumber Come(Visitor &visitor);
+    ClientNumber Come(Visitor &visitor, std::shared_ptr<const master::Identity> who);
     void Leave(ClientNumber client);
     void Ask(ClientNumber client, std::uint64_t serial, boost::shared_ptr<Message> message);
 
@@ -42,7 +45,7 @@ public:
     void Send(const Outgoing &message, std::span<const ClientNumber> to) override;
     std::size_t CountClients() const override
     {
-        return m_visitors.size();
+        return m_guests.size();
     }
     const String &Address() const override
     {
@@ -51,13 +54,18 @@ public:
     void Reload() override {}
 
 private:
-    const std::shared_ptr<const master::Identity> m_who;
+    struct Guest
+    {
+        Visitor *visitor = nullptr;
+        std::shared_ptr<const master::Identity> who; // Shared with his requests.
+    };
+
     User &m_user;
     Chance &m_chance;
     std::function<bool()> m_isStopped;
     String m_address = "nowhere";
     ClientNumber m_last = 0;
-    std::map<ClientNumber, Visitor *> m_visitors;
+    std::map<ClientNumber, Guest> m_guests;
     std::deque<Request> m_waiting;
 };
 

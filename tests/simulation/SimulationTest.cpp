@@ -71,6 +71,8 @@ TEST_P(Simulation, LosesNothingThatWasAnsweredAndEndsWithAllJobsDone)
     EXPECT_GT(figures.requests, 500);
     EXPECT_GT(figures.crashes, 50);
     EXPECT_GT(figures.commands, 300);
+    EXPECT_GT(figures.rights, 50);
+    EXPECT_GT(figures.undone + figures.expired, 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(Of, Simulation, testing::ValuesIn(SeedsOfTests()));

@@ -76,6 +76,12 @@ public:
     {
         m_isStopped = true;
     }
+    /// Nothing that needs room would be carried out now.
+    bool IsFull() const
+    {
+        return m_fault == Fault::Full && m_count + 1 >= m_failFrom &&
+               m_count + 1 - m_failFrom < m_failCount;
+    }
     bool IsStopped() const
     {
         return m_isStopped;
