@@ -203,14 +203,14 @@ def measure_answers(master, jobs):
     row("memory of the Master, MB", [master.memory_mb()], digits=0)
     bare = [master.run("--version") for _ in range(ROUNDS)]
     beside = [f"{1000 * statistics.median(took):.0f} (--version)" for took in zip(*bare)]
-    for name, run, arguments in (
-        ("corvan list on a terminal", master.run_on_terminal, ["list"]),
-        ("corvan list --limit 100", master.run, ["list", "--limit", "100"]),
-        ("corvan list --limit 1000", master.run, ["list", "--limit", "1000"]),
-        ("corvan show ID", master.run, ["show", one]),
-        ("corvan list of all", master.run, ["list"]),
+    for name, run, rounds, arguments in (
+        ("corvan list on a terminal", master.run_on_terminal, ROUNDS, ["list"]),
+        ("corvan list --limit 100", master.run, ROUNDS, ["list", "--limit", "100"]),
+        ("corvan list --limit 1000", master.run, ROUNDS, ["list", "--limit", "1000"]),
+        ("corvan show ID", master.run, ROUNDS, ["show", one]),
+        ("corvan list of all", master.run, 3, ["list"]),
     ):
-        passed, worked = zip(*(run(*arguments) for _ in range(ROUNDS)))
+        passed, worked = zip(*(run(*arguments) for _ in range(rounds)))
         row(f"{name}, ms", passed, beside[0], 1000, 0)
         row(f"{name}, ms of processors", worked, beside[1], 1000, 0)
         row("memory of the Master after that, MB", [master.memory_mb()], digits=0)
