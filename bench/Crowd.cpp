@@ -107,9 +107,12 @@ public:
             FollowOnceBoth();
     }
 
-    void OnDone(const grpc::Status & /*status*/) override
+    void OnDone(const grpc::Status &status) override
     {
-        ++m_crowd.m_arrivals.gone;
+        // The first is enough to see why.
+        if (++m_crowd.m_arrivals.gone == 1 && status.error_code() != grpc::StatusCode::CANCELLED)
+            std::fprintf(stderr, "a connection ended: %d, %s\n", status.error_code(),
+                         status.error_message().c_str());
         const std::scoped_lock lock(m_mutex);
         m_isOver = true;
         m_ended.notify_all();
