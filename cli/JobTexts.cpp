@@ -63,6 +63,19 @@ String EndText(const TaskInfo &task)
     return fmt::format(", {}exit code {}", which, task.exitCode);
 }
 
+// Where it is, of a task that Slurm has or has had.
+String PlaceText(const TaskInfo &task)
+{
+    String text;
+    if (!task.node.empty())
+        text += ", on " + ShownText(task.node);
+    if (!task.slurmId.empty())
+        text += ", Slurm " + ShownText(task.slurmId);
+    if (!task.slurmState.empty())
+        text += " " + ShownText(task.slurmState);
+    return text;
+}
+
 } // namespace
 
 JobStatus StatusOf(const Job &job)
@@ -97,8 +110,9 @@ String CountsText(const TaskCounts &counts)
 
 String TaskText(const TaskInfo &task)
 {
-    return fmt::format("frames {} to {}, {}, {}{}", task.firstFrame, task.lastFrame,
-                       corvan::StatusName(task.status), TriesText(task.tries), EndText(task));
+    return fmt::format("frames {} to {}, {}, {}{}{}", task.firstFrame, task.lastFrame,
+                       corvan::StatusName(task.status), TriesText(task.tries), EndText(task),
+                       PlaceText(task));
 }
 
 String ListHeading()
@@ -132,7 +146,7 @@ String JobReport(const Job &job, std::span<const TaskInfo> tasks)
                             Indented(ShownText(ShownValue(name, value), Lines::Many), width + 2));
 
     for (const TaskInfo &task : tasks)
-        if (task.status == JobStatus::Failed)
+        if (task.status == JobStatus::Failed || !task.slurmId.empty())
             text += fmt::format("task {}: {}\n", task.index, TaskText(task));
     return text;
 }
@@ -151,7 +165,7 @@ nlohmann::ordered_json JobJson(const Job &job)
 
 nlohmann::ordered_json TaskJson(const TaskInfo &task)
 {
-    return {
+    nlohmann::ordered_json json = {
         {"index", task.index},
         {"firstFrame", task.firstFrame},
         {"lastFrame", task.lastFrame},
@@ -160,6 +174,14 @@ nlohmann::ordered_json TaskJson(const TaskInfo &task)
         {"exitCode", task.exitCode},
         {"reason", std::string(task.reason)},
     };
+    // Of a Master that hands its tasks to Slurm alone.
+    if (!task.slurmId.empty())
+    {
+        json["node"] = std::string(task.node);
+        json["slurmId"] = std::string(task.slurmId);
+        json["slurmState"] = std::string(task.slurmState);
+    }
+    return json;
 }
 
 String JsonText(const nlohmann::ordered_json &json)

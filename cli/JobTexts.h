@@ -49,7 +49,8 @@ String JobReport(const Job &job, std::span<const TaskInfo> tasks);
 
 /// A job as JSON: "id", "type", "name", "status" (its name) and "parameters", all that is set.
 nlohmann::ordered_json JobJson(const Job &job);
-/// A task: "index", "firstFrame", "lastFrame", "status", "tries", "exitCode", "reason".
+/// A task: "index", "firstFrame", "lastFrame", "status", "tries", "exitCode", "reason",
+/// and of one that Slurm has or has had "node", "slurmId" and "slurmState".
 nlohmann::ordered_json TaskJson(const TaskInfo &task);
 
 /// JSON as it is printed: indented, with bytes that are no UTF-8 replaced and nothing in it that a

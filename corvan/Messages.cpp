@@ -56,6 +56,12 @@ void WriteTask(const TaskInfo &task, wire::Task &wireTask)
     wireTask.set_exit_code(task.exitCode);
     if (!task.reason.empty())
         wireTask.set_reason(MakeUtf8(task.reason));
+    if (!task.node.empty())
+        wireTask.set_node(MakeUtf8(task.node));
+    if (!task.slurmId.empty())
+        wireTask.set_slurm_id(MakeUtf8(task.slurmId));
+    if (!task.slurmState.empty())
+        wireTask.set_slurm_state(MakeUtf8(task.slurmState));
 }
 
 /// As `ReadOptionalId` reads it.
@@ -78,8 +84,9 @@ bool ReadTask(const wire::Task &wireTask, TaskInfo &task, String *reason)
         *reason = name + ": its last frame is before its first";
         return false;
     }
-    task = {wireTask.index(), wireTask.first_frame(), wireTask.last_frame(), *status,
-            wireTask.tries(), wireTask.exit_code(),   wireTask.reason()};
+    task = {wireTask.index(),    wireTask.first_frame(), wireTask.last_frame(), *status,
+            wireTask.tries(),    wireTask.exit_code(),   wireTask.reason(),     wireTask.node(),
+            wireTask.slurm_id(), wireTask.slurm_state()};
     return true;
 }
 

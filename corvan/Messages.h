@@ -201,6 +201,10 @@ struct TaskInfo
     unsigned tries = 0;
     int exitCode = 0; ///< Of the last try that ended; -1 when a signal ended it.
     String reason{};  ///< Why that try failed, where the exit code does not tell.
+    // Of a Master that hands its tasks to Slurm; empty where there is nothing to tell.
+    String node{};       ///< The machine.
+    String slurmId{};    ///< "1234_5".
+    String slurmState{}; ///< As Slurm calls it, "PENDING (Priority)".
 };
 
 /// Master to client: the tasks of a job, in the order of their frames.

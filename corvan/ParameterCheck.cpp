@@ -5,6 +5,7 @@
 
 #include "corvan/JobStatus.h"
 #include "corvan/Limits.h"
+#include "corvan/QueueWishes.h"
 #include "corvan/RunLimits.h"
 #include "corvan/SequenceDistributor.h"
 #include "corvan/Utf8.h"
@@ -87,6 +88,8 @@ String CheckParameterText(const String &name, const String &value)
         return CheckWhole(name, value, 0, 100);
     if (const RunLimitName *const limit = FindRunLimit(name))
         return CheckRunLimit(*limit, value);
+    if (const QueueWishName *const wish = FindQueueWish(name))
+        return CheckQueueWish(*wish, value);
     if (name == p_Status && !ParseStatus(value))
         return "Status: \"" + Excerpt(value) + "\" is no status; 0 to 5 are " + StatusNames();
     if (name == p_RequeueOf && !ostrel::UID().FromString(value))

@@ -22,7 +22,8 @@ using ostrel::LoopThread;
 class Dispatcher
 {
 public:
-    Dispatcher(JobStore &store, JobCache &cache, Followers &followers, const TaskLogs &logs);
+    Dispatcher(JobStore &store, JobCache &cache, Followers &followers, const TaskLogs &logs,
+               JobAnswers::FindPlaces findPlaces = {});
 
     /// Handles one message of one client. Throws `StoreException *` where the store refuses; the
     /// caller then undoes the step and answers.

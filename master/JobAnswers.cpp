@@ -44,10 +44,23 @@ void ReadTask(const TaskState &task, corvan::TaskInfo &info, std::size_t &reason
     }
 }
 
+void TellPlace(const String &node, const String &number, const String &state,
+               corvan::TaskInfo &info, std::size_t &bytes)
+{
+    const std::size_t size = node.size() + number.size() + state.size();
+    if (size > bytes)
+        return;
+    bytes -= size;
+    info.node = node;
+    info.slurmId = number;
+    info.slurmState = state;
+}
+
 } // namespace
 
-JobAnswers::JobAnswers(JobStore &store, JobCache &cache, const TaskLogs &logs)
-    : m_store(store), m_cache(cache), m_logs(logs)
+JobAnswers::JobAnswers(JobStore &store, JobCache &cache, const TaskLogs &logs,
+                       FindPlaces findPlaces)
+    : m_store(store), m_cache(cache), m_logs(logs), m_findPlaces(std::move(findPlaces))
 {
     _CallEntry call("JobAnswers::JobAnswers", __FILE__, __LINE__);
 }
@@ -138,11 +151,37 @@ void JobAnswers::SendTasks(const ClientRequest &request, const corvan::GetTasksM
     for (const TaskState &task : m_store.Tasks().List(*state))
         if (task.index < answer->tasks.size())
             ReadTask(task, answer->tasks[task.index], reasonBytes);
+    TellPlaces(*state, answer->tasks);
     if (state->status == JobStatus::Cancelled)
         for (corvan::TaskInfo &task : answer->tasks)
             if (task.status == JobStatus::Queued)
                 task.status = JobStatus::Cancelled;
     request.Answer(answer);
+}
+
+// What is handed over and has not begun is queued there, whatever the store calls it.
+void JobAnswers::TellPlaces(const JobState &state, std::vector<corvan::TaskInfo> &tasks)
+{
+    _CallEntry call("JobAnswers::TellPlaces", __FILE__, __LINE__);
+
+    std::size_t bytes = k_PlaceBytes;
+    const std::map<std::int64_t, TaskPlace> places = m_store.Places().List(state);
+    if (!places.empty())
+        for (const TaskState &task : m_store.Tasks().List(state))
+            if (const auto place = places.find(LogNumber(state, task));
+                place != places.end() && task.index < tasks.size() && task.tries > 0)
+                TellPlace(place->second.node, place->second.number, place->second.state,
+                          tasks[task.index], bytes);
+    if (!m_findPlaces)
+        return;
+    for (const auto &[index, place] : m_findPlaces(state.id))
+    {
+        if (index >= tasks.size() || tasks[index].status != JobStatus::Running)
+            continue;
+        if (!place.isStarted)
+            tasks[index].status = JobStatus::Queued;
+        TellPlace(place.node, place.number, place.state, tasks[index], bytes);
+    }
 }
 
 void JobAnswers::SendTaskLog(const ClientRequest &request, const corvan::GetTaskLogMsg &message)

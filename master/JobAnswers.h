@@ -1,8 +1,12 @@
 #pragma once
 
+#include <functional>
+#include <map>
+
 #include "corvan/Messages.h"
 #include "master/ClientRequest.h"
 #include "master/JobCache.h"
+#include "master/run/CommandRunner.h"
 #include "master/run/TaskLogs.h"
 #include "master/store/JobStore.h"
 
@@ -18,7 +22,13 @@ public:
     /// Of the reasons why tasks failed, a list of tasks tells as many as fit here.
     static constexpr std::size_t k_ReasonBytes = 1u << 20;
 
-    JobAnswers(JobStore &store, JobCache &cache, const TaskLogs &logs);
+    /// Of where tasks are, a list of them tells as much as fits here.
+    static constexpr std::size_t k_PlaceBytes = 2u << 20;
+
+    /// Where the tasks of a job are that run, by their numbers.
+    using FindPlaces = std::function<std::map<unsigned, RunPlace>(const UID &)>;
+
+    JobAnswers(JobStore &store, JobCache &cache, const TaskLogs &logs, FindPlaces findPlaces);
 
     void SendJobs(const ClientRequest &request, const corvan::GetJobInfoMsg &message);
     void SendJobList(const ClientRequest &request, const corvan::ListJobsMsg &message);
@@ -26,9 +36,12 @@ public:
     void SendTaskLog(const ClientRequest &request, const corvan::GetTaskLogMsg &message);
 
 private:
+    void TellPlaces(const JobState &state, std::vector<corvan::TaskInfo> &tasks);
+
     JobStore &m_store;
     JobCache &m_cache;
     const TaskLogs &m_logs;
+    FindPlaces m_findPlaces;
 };
 
 } // namespace master

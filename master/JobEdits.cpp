@@ -191,6 +191,8 @@ void JobEdits::CarryOut(const Job &before, Change &change, Outbox &outbox)
     // What was mended is tried, and what somebody wants to go on.
     if (change.changesCommands || change.isStatusWished)
         outbox.TryNow(change.state.id);
+    if (change.changesCommands)
+        outbox.RenewRuns(change.state.id);
     if (!change.packets.empty())
         CutAnew(before, change, outbox);
     if (change.changesJob)
@@ -279,6 +281,7 @@ void JobEdits::StartAnew(JobState &state, Outbox &outbox)
     _CallEntry call("JobEdits::StartAnew", __FILE__, __LINE__);
 
     m_store.Tasks().Forget(state);
+    m_store.Places().Forget(state);
     state.tasksDone = 0;
     state.tasksFailed = 0;
     state.nextTask = 0;

@@ -15,8 +15,9 @@ void JobPauses::Begin(const UID &job, Moment now)
 
     const auto [found, isNew] = m_pauses.try_emplace(job);
     Pause &pause = found->second;
-    if (!isNew && now < pause.end)
+    if (!isNew && now < pause.end && !pause.isEased)
         return;
+    pause.isEased = false;
     pause.length =
         isNew ? m_lengths.firstOfJob : std::min(2 * pause.length, m_lengths.longestOfJob);
     pause.end = now + pause.length;
@@ -29,12 +30,20 @@ void JobPauses::End(const UID &job)
     m_pauses.erase(job);
 }
 
+void JobPauses::Ease(const UID &job)
+{
+    _CallEntry call("JobPauses::Ease", __FILE__, __LINE__);
+
+    if (const auto found = m_pauses.find(job); found != m_pauses.end())
+        found->second.isEased = true;
+}
+
 void JobPauses::AddPausing(Moment now, std::set<UID> &jobs) const
 {
     _CallEntry call("JobPauses::AddPausing", __FILE__, __LINE__);
 
     for (const auto &[job, pause] : m_pauses)
-        if (now < pause.end)
+        if (now < pause.end && !pause.isEased)
             jobs.insert(job);
 }
 
@@ -44,7 +53,7 @@ std::optional<JobPauses::Moment> JobPauses::NextEnd(Moment now) const
 
     std::optional<Moment> next;
     for (const auto &[job, pause] : m_pauses)
-        if (now < pause.end && (!next || pause.end < *next))
+        if (now < pause.end && !pause.isEased && (!next || pause.end < *next))
             next = pause.end;
     return next;
 }

@@ -28,10 +28,14 @@ public:
     void Begin(const UID &job, Moment now);
     /// A command of the job was started, or somebody wants it tried at once.
     void End(const UID &job);
+    /// Things look better: it is tried at once, with all of its tasks. Where they are not, the next
+    /// pause is longer all the same.
+    void Ease(const UID &job);
 
     bool IsTroubled(const UID &job) const
     {
-        return m_pauses.contains(job);
+        const auto found = m_pauses.find(job);
+        return found != m_pauses.end() && !found->second.isEased;
     }
     /// Adds the jobs whose pause is not over.
     void AddPausing(Moment now, std::set<UID> &jobs) const;
@@ -43,6 +47,7 @@ private:
     {
         Moment end;
         std::chrono::milliseconds length{0};
+        bool isEased = false;
     };
 
     Pauses m_lengths;

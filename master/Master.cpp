@@ -2,6 +2,7 @@
 
 #include <boost/asio/post.hpp>
 #include <cassert>
+#include <filesystem>
 
 #include "corvan/Parameters.h"
 #include "master/LoopClock.h"
@@ -22,6 +23,13 @@ namespace
 {
 
 constexpr std::chrono::seconds k_retry_after{1};
+
+Path LogFolder(const MasterSettings &settings, const UID &master)
+{
+    if (settings.share.Text().empty())
+        return settings.data / "tasks";
+    return settings.share / master.ToString() / "tasks";
+}
 
 Surroundings OfProgram(boost::asio::io_context &loop, ServerSettings settings,
                        CommandRunner &runner)
@@ -57,9 +65,10 @@ Master::Master(boost::asio::io_context &loop, const MasterSettings &settings,
       m_runner(surroundings.runner), m_clock(std::move(surroundings.clock)),
       m_lock(MasterLock::OfDataFolder(settings.data)),
       m_store(OpenStore(settings, surroundings.vfs)), m_cache(m_store),
-      m_logs(settings.data / "tasks"),
+      m_logs(LogFolder(settings, m_store.MasterID())),
       m_audit(settings.data, AuditLog::k_FileBytes, surroundings.audit),
-      m_dispatcher(m_store, m_cache, m_followers, m_logs),
+      m_dispatcher(m_store, m_cache, m_followers, m_logs,
+                   [this](const UID &job) { return m_scheduler.PlacesOf(job); }),
       m_scheduler(m_store, m_cache, m_logs, m_runner, *m_clock, settings.pauses),
       m_retention(*m_clock, {m_store, m_cache, m_dispatcher, m_scheduler, m_logs},
                   settings.keepDays, [this](const Outbox &outbox) { CarryOut(outbox); }),
@@ -74,8 +83,11 @@ Master::Master(boost::asio::io_context &loop, const MasterSettings &settings,
 {
     _CallEntry call("Master::Master", __FILE__, __LINE__);
 
+    CloseOtherEngine();
     m_isRequeued = RequeueRunning();
     m_runner.Begin(m_store.MasterID(), [this] { ScheduleTurn(); });
+    if (KeepsRuns())
+        m_scheduler.AdoptRuns(*this);
     Door::User &user = *this;
     m_door = surroundings.openDoor(m_store.MasterID(), m_vitals.State(), user);
     ScheduleTurn();
@@ -125,6 +137,16 @@ void Master::OnEnded(int run, const RunEnd &end)
         return ScheduleTurn();
     ForgetRuns();
     StopWhenEmpty();
+}
+
+void Master::OnQueued(const UID &job, const String &why)
+{
+    _CallEntry call("Master::OnQueued", __FILE__, __LINE__);
+
+    if (!m_scheduler.NoteQueued(job, why))
+        return;
+    m_queued[job] = why;
+    ScheduleTurn();
 }
 
 void Master::ScheduleTurn()
@@ -198,7 +220,7 @@ Outbox Master::TakeTogether(const std::vector<Door::Request> &requests)
     _CallEntry call("Master::TakeTogether", __FILE__, __LINE__);
 
     Outbox outbox;
-    if (requests.empty() && m_startedRuns.empty() && m_results.empty())
+    if (requests.empty() && m_startedRuns.empty() && m_results.empty() && m_queued.empty())
         return outbox;
     JobStore::Turn turn(m_store);
     RecordRuns(outbox);
@@ -232,7 +254,7 @@ void Master::TakeOneByOne(const std::vector<Door::Request> &requests)
     _CallEntry call("Master::TakeOneByOne", __FILE__, __LINE__);
 
     // What the commands did is tried again by itself.
-    if (!m_startedRuns.empty() || !m_results.empty())
+    if (!m_startedRuns.empty() || !m_results.empty() || !m_queued.empty())
         RetryLater();
     for (const Door::Request &request : requests)
     {
@@ -292,6 +314,8 @@ void Master::RecordRuns(Outbox &outbox)
 
     for (const int run : m_startedRuns)
         m_scheduler.RecordStart(run, outbox);
+    for (const auto &[job, why] : m_queued)
+        m_scheduler.RecordQueued(job, why, outbox);
     for (const RunResult &result : m_results)
         m_scheduler.Record(result, outbox);
 }
@@ -301,6 +325,7 @@ void Master::ForgetRuns()
     _CallEntry call("Master::ForgetRuns", __FILE__, __LINE__);
 
     m_startedRuns.clear();
+    m_queued.clear();
     for (const RunResult &result : m_results)
         m_scheduler.Forget(result.run);
     m_results.clear();
@@ -317,9 +342,11 @@ void Master::FillSlots()
     m_isRequeued = true;
 
     std::vector<RunResult> failed;
-    m_scheduler.Start(PlanOnDisk(), *this, failed);
+    const std::vector<Scheduler::Planned> planned = PlanOnDisk();
+    m_scheduler.Start(planned, *this, failed);
     m_results.insert(m_results.end(), failed.begin(), failed.end());
-    if (!m_results.empty())
+    // A runner may have room for more than what it takes at once.
+    if (!m_results.empty() || (!planned.empty() && m_runner.FreeSlots() > 0 && KeepsRuns()))
         ScheduleTurn();
     WaitForPauses();
 }
@@ -357,6 +384,10 @@ void Master::CarryOut(const Outbox &outbox)
         m_scheduler.EndRuns(runs);
     for (const UID &job : outbox.JobsToTry())
         m_scheduler.TryNow(job);
+    for (const UID &job : outbox.JobsToRenew())
+        m_scheduler.RenewRuns(job);
+    for (const UID &job : outbox.ChangedJobs())
+        m_scheduler.TellRunner(job);
     for (const Outgoing &message : outbox.Messages())
         Send(message);
     for (const UID &job : outbox.Progress())
@@ -448,6 +479,9 @@ void Master::Stop()
     m_retention.Stop();
     // What ended by itself is still noted.
     Turn();
+    // What was handed over goes on; the Master that is started next adopts it.
+    if (KeepsRuns())
+        return m_loop.stop();
     ForgetRuns();
     m_scheduler.EndAllRuns();
     StopWhenEmpty();
@@ -463,6 +497,28 @@ void Master::StopWhenEmpty()
     m_loop.stop();
 }
 
+// What was handed to a cluster may run there, and must not run here, too.
+void Master::CloseOtherEngine()
+{
+    _CallEntry call("Master::CloseOtherEngine", __FILE__, __LINE__);
+
+    if (KeepsRuns() || !m_store.Places().HasAny())
+        return;
+    const std::size_t running = m_store.Places().ListRunning().size();
+    const Path folder = m_settings.formerShare / m_store.MasterID().ToString();
+    const bool isGone =
+        !m_settings.formerShare.Text().empty() && !std::filesystem::exists(folder.Text().c_str());
+    if (running > 0 && !isGone)
+        throw new ostrel::Exception(
+            std::to_string(running) +
+            " tasks of this store were handed to Slurm and may run there: start corvan-master with "
+            "--engine slurm until they are over. Where that cluster is gone, remove the folder " +
+            folder.Text() + ", with key Folder in section \"Slurm\" of the options as it was");
+    JobStore::Turn turn(m_store);
+    m_store.Places().ForgetAll();
+    turn.Commit();
+}
+
 // False where the disk refuses.
 bool Master::RequeueRunning()
 {
@@ -472,7 +528,8 @@ bool Master::RequeueRunning()
         [&]
         {
             JobStore::Turn turn(m_store);
-            const int count = m_store.Tasks().RequeueRunning();
+            const int count = m_store.Tasks().RequeueRunning(
+                KeepsRuns() ? TaskStore::Requeue::WithoutPlace : TaskStore::Requeue::All);
             turn.Commit();
             if (count > 0)
                 ostrel::LogStatus(std::to_string(count) + " tasks are queued again");

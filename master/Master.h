@@ -31,6 +31,10 @@ using ostrel::LoopThread;
 struct MasterSettings
 {
     Path data; ///< Folder of the store and of what the tasks print; made where it is missing.
+    /// The folder on a share where tasks print that are handed to a cluster: empty where none are.
+    Path share;
+    /// The same of a Master that runs its commands itself: one that did not may have printed there.
+    Path formerShare;
     ServerSettings server;
     Pauses pauses;
     /// Ends by itself after this long without a client and without work; zero for never.
@@ -94,6 +98,7 @@ private:
     void OnClientGone(ClientNumber client) override;
     void OnStarted(int run) override;
     void OnEnded(int run, const RunEnd &end) override;
+    void OnQueued(const UID &job, const String &why) override;
 
     void ScheduleTurn();
     void RetryLater();
@@ -115,6 +120,11 @@ private:
     bool RequeueRunning();
     void WatchCheck();
     void TakeFinding(const StoreCheck::Finding &finding);
+    bool KeepsRuns() const
+    {
+        return m_runner.BatchSize() > 0;
+    }
+    void CloseOtherEngine();
     void StopWhenEmpty();
     void WatchIdle();
     bool IsIdle();
@@ -141,6 +151,7 @@ private:
     // What of the runs is not on disk yet.
     std::vector<int> m_startedRuns;
     std::vector<RunResult> m_results;
+    std::map<UID, String> m_queued; // Why runs of a job are kept from being begun.
     // What an earlier run of the Master left as running is queued again. Nothing is started before.
     bool m_isRequeued = false;
     bool m_isTurnPosted = false;

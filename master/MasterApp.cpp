@@ -6,12 +6,14 @@
 #include <boost/asio/signal_set.hpp>
 #include <csignal>
 #include <cstdio>
+#include <memory>
 
 #include "corvan/GrpcChannel.h"
 #include "corvan/JobFactory.h"
 #include "master/Master.h"
 #include "master/RunLoop.h"
 #include "master/ServiceManager.h"
+#include "master/SlurmOptions.h"
 #include "master/door/DescriptorLimit.h"
 #include "master/run/LocalRunner.h"
 #include "ostrel/CallEntry.h"
@@ -98,8 +100,13 @@ bool MasterApp::Run(const CommandLine &commandLine)
 
     const std::size_t filesOfCommands = RaiseDescriptorLimit();
     boost::asio::io_context loop;
-    LocalRunner runner(loop, int(options.slots), k_patience, filesOfCommands);
-    Master theMaster(loop, settings, runner);
+    const Engine engine = ReadEngine(commandLine, Options());
+    (engine == Engine::Slurm ? settings.share : settings.formerShare) = ReadSlurmFolder(Options());
+    const std::unique_ptr<CommandRunner> runner =
+        engine == Engine::Slurm
+            ? MakeSlurmRunner(loop, Options(), {k_patience, filesOfCommands})
+            : std::make_unique<LocalRunner>(loop, int(options.slots), k_patience, filesOfCommands);
+    Master theMaster(loop, settings, *runner);
     boost::asio::signal_set signals(loop, SIGTERM, SIGINT);
     signals.async_wait(
         [&theMaster](const boost::system::error_code &error, int)

@@ -71,6 +71,7 @@ std::span<const CommandLineOption> MasterCommandLineOptions()
         std::vector<CommandLineOption> all{
             {"data", "DIR", "folder of the job store and the logs of the tasks"},
             {"listen", "ADDRESS", "unix:/path/to.sock, or HOST:PORT with TLS and a token"},
+            {"engine", "NAME", "local: this machine runs the commands, slurm: a cluster does"},
             {"slots", "N", "commands at once; as many as cores where not given, 0 runs none"},
             {"personal", "", "end after 10 minutes without clients and work"},
         };
@@ -109,6 +110,21 @@ std::optional<Role> ReadSocketRole(const ostrel::IniFile &options)
                                  " in section \"Master\" of the options: " + "it has to be " +
                                  RoleNames());
     return role;
+}
+
+Engine ReadEngine(const CommandLine &commandLine, const ostrel::IniFile &options)
+{
+    const bool isGiven = commandLine.HasOption("engine");
+    const String name = isGiven ? commandLine.GetArgument("engine", 0, {})
+                                : options.GetValue("Master", "Engine", String("local"));
+    if (name == "local")
+        return Engine::Local;
+    if (name != "slurm")
+        throw new UsageException((isGiven ? "--engine " : "Engine = ") + name +
+                                 ": it has to be local or slurm");
+    if (commandLine.HasOption("slots"))
+        throw new UsageException("--slots is for the engine local alone");
+    return Engine::Slurm;
 }
 
 MasterOptions ReadMasterOptions(const CommandLine &commandLine)

@@ -35,6 +35,17 @@ struct MasterOptions
 /// The data folder alone, as `ReadMasterOptions` reads it.
 Path ReadDataFolder(const CommandLine &commandLine);
 
+/// Who runs the commands.
+enum class Engine
+{
+    Local, ///< This machine.
+    Slurm, ///< A cluster.
+};
+
+/// "--engine", else key "Engine" of section "Master", else this machine. Throws `UsageException *`
+/// for what is none, and where it cannot be along with another option.
+Engine ReadEngine(const CommandLine &commandLine, const ostrel::IniFile &options);
+
 /// Most commands at once.
 constexpr unsigned k_MaxSlots = 1024;
 

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "corvan/Messages.h"
+#include "corvan/Parameters.h"
 #include "ostrel/CallEntry.h"
 
 namespace master
@@ -63,6 +64,8 @@ void Outbox::Tell(const UID &job, const String &name, const String &value)
     news->name = name;
     news->value = value;
     m_messages.push_back({0, job, 0, news});
+    if (name == corvan::p_Status || name == corvan::p_Priority)
+        m_changedJobs.insert(job);
 }
 
 void Outbox::TellJob(const UID &job, boost::shared_ptr<Message> message)
@@ -93,6 +96,13 @@ void Outbox::TryNow(const UID &job)
     m_jobsToTry.push_back(job);
 }
 
+void Outbox::RenewRuns(const UID &job)
+{
+    _CallEntry call("Outbox::RenewRuns", __FILE__, __LINE__);
+
+    m_jobsToRenew.push_back(job);
+}
+
 void Outbox::Audit(AuditEntry entry)
 {
     _CallEntry call("Outbox::Audit", __FILE__, __LINE__);
@@ -108,6 +118,8 @@ void Outbox::Append(Outbox &&other)
     MoveAll(other.m_progress, m_progress);
     MoveAll(other.m_runsToEnd, m_runsToEnd);
     MoveAll(other.m_jobsToTry, m_jobsToTry);
+    MoveAll(other.m_jobsToRenew, m_jobsToRenew);
+    m_changedJobs.merge(other.m_changedJobs);
     m_refusals += std::exchange(other.m_refusals, 0);
     MoveAll(other.m_audit, m_audit);
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <map>
+#include <set>
 #include <vector>
 
 #include "master/AuditEntry.h"
@@ -41,6 +42,9 @@ public:
     /// Where the job pauses before it tries something again, it is to try at once.
     void TryNow(const UID &job);
 
+    /// What the commands of the job that have not begun yet were made of has changed.
+    void RenewRuns(const UID &job);
+
     /// For the audit log, which has it before anything is answered.
     void Audit(AuditEntry entry);
 
@@ -62,6 +66,15 @@ public:
     {
         return m_jobsToTry;
     }
+    const std::vector<UID> &JobsToRenew() const
+    {
+        return m_jobsToRenew;
+    }
+    /// Whose status or priority was told.
+    const std::set<UID> &ChangedJobs() const
+    {
+        return m_changedJobs;
+    }
     const std::vector<AuditEntry> &AuditEntries() const
     {
         return m_audit;
@@ -78,6 +91,8 @@ private:
     std::vector<UID> m_progress;
     std::vector<RunsToEnd> m_runsToEnd;
     std::vector<UID> m_jobsToTry;
+    std::vector<UID> m_jobsToRenew;
+    std::set<UID> m_changedJobs;
     std::size_t m_refusals = 0;
     std::vector<AuditEntry> m_audit;
 };

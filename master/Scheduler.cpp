@@ -6,6 +6,7 @@
 
 #include "corvan/JobType.h"
 #include "corvan/Parameters.h"
+#include "corvan/QueueWishes.h"
 #include "master/run/RenderCommand.h"
 #include "ostrel/Attempt.h"
 #include "ostrel/CallEntry.h"
@@ -73,8 +74,14 @@ bool Scheduler::NoteStart(int number)
     if (found == m_runs.end() || found->second.isStarted)
         return false;
     found->second.isStarted = true;
-    const bool wasTroubled = m_jobPauses.IsTroubled(found->second.job);
-    m_jobPauses.End(found->second.job);
+    const UID &job = found->second.job;
+    const bool wasKept = m_keptWaiting.erase(job) > 0;
+    const bool wasTroubled = m_jobPauses.IsTroubled(job) || wasKept;
+    // Elsewhere a start is not all that may go wrong before the command begins.
+    if (m_runner.BatchSize() > 0)
+        m_jobPauses.Ease(job);
+    else
+        m_jobPauses.End(job);
     return (found->second.tellsStart || wasTroubled) && !found->second.isEnding;
 }
 
@@ -111,10 +118,31 @@ void Scheduler::Record(const RunResult &result, Outbox &outbox)
     // A change of this same turn took the task from its command.
     if (!task || task->status != JobStatus::Running)
         return;
-    if (result.end.isStarted)
+    if (const RunPlace &place = result.end.place; !place.number.empty())
+        m_store.Places().SaveEnd(*state, LogNumber(*state, *task),
+                                 {UID(), 0, place.node, place.number, place.state});
+    if (result.end.isLost)
+        RecordLost(*state, *task, result.end);
+    else if (result.end.isStarted)
         RecordTask(*state, *task, result.end, outbox);
     else
         RecordTrouble(*state, *task, result.end, outbox);
+}
+
+void Scheduler::RecordLost(const JobState &state, TaskState &task, const RunEnd &end)
+{
+    _CallEntry call("Scheduler::RecordLost", __FILE__, __LINE__);
+
+    task.status = JobStatus::Queued;
+    // What it has printed keeps its number.
+    if (!end.isStarted)
+        --task.tries;
+    m_store.Tasks().Save(state, task);
+    if (end.reason.empty())
+        return;
+    ostrel::LogWarning("task " + std::to_string(task.index) + " of job " + state.id.ToString() +
+                       " is begun again: " + end.reason);
+    m_taskPauses.Begin(state.id, task.index, 1, m_clock.Now());
 }
 
 void Scheduler::RecordTrouble(JobState &state, TaskState &task, const RunEnd &end, Outbox &outbox)
@@ -149,6 +177,8 @@ void Scheduler::RecordTask(JobState &state, TaskState &task, const RunEnd &end, 
 {
     _CallEntry call("Scheduler::RecordTask", __FILE__, __LINE__);
 
+    if (m_runner.BatchSize() > 0)
+        m_jobPauses.End(state.id);
     task.exitCode = end.exitCode;
     task.reason = end.reason;
     if (end.IsSuccess())
@@ -206,6 +236,7 @@ void Scheduler::Forget(int run)
 
     assert(m_thread.IsCurrent());
     m_runs.erase(run);
+    m_runner.Recorded(run);
 }
 
 std::vector<Scheduler::Planned> Scheduler::Plan(Outbox &outbox)
@@ -215,6 +246,7 @@ std::vector<Scheduler::Planned> Scheduler::Plan(Outbox &outbox)
     assert(m_thread.IsCurrent());
     std::vector<Planned> planned;
     std::set<UID> passOver = JobsToPassOver();
+    Batches batches;
     for (int slots = m_runner.FreeSlots(); slots > 0;)
     {
         std::optional<JobState> state = m_store.FindRunnable(passOver);
@@ -232,6 +264,8 @@ std::vector<Scheduler::Planned> Scheduler::Plan(Outbox &outbox)
             passOver.insert(state->id);
             continue;
         }
+        if (m_runner.BatchSize() > 0)
+            PutIntoBatch(*state, *task, batches, one);
         MarkRunning(*state, *task);
         // One command shows whether the others could be started, too.
         if (m_jobPauses.IsTroubled(state->id))
@@ -277,6 +311,24 @@ bool Scheduler::Prepare(const JobState &state, const TaskState &task, Planned &p
     return true;
 }
 
+// It is on disk before it is handed over, so that it is found again whatever happens meanwhile.
+void Scheduler::PutIntoBatch(const JobState &state, const TaskState &task, Batches &batches,
+                             Planned &planned)
+{
+    _CallEntry call("Scheduler::PutIntoBatch", __FILE__, __LINE__);
+
+    const unsigned element = task.index % m_runner.BatchSize();
+    const unsigned offset = task.index - element;
+    const auto [batch, isNew] = batches.try_emplace({state.id, offset});
+    if (isNew)
+        batch->second = UID(true);
+    planned.command.job = state.id;
+    planned.command.batch = BatchPlace{batch->second, element, offset};
+    planned.command.priority = state.priority;
+    planned.command.wishes = corvan::QueueWishesOf(*m_cache.GetCut(state.id)->job);
+    m_store.Places().Save(state, LogNumber(state, task), {batch->second, element});
+}
+
 void Scheduler::MarkRunning(JobState &state, TaskState &task)
 {
     _CallEntry call("Scheduler::MarkRunning", __FILE__, __LINE__);
@@ -314,8 +366,92 @@ bool Scheduler::StartOne(const Planned &planned, RunListener &listener, String *
 {
     _CallEntry call("Scheduler::StartOne", __FILE__, __LINE__);
 
-    return m_logs.MakeFolder(planned.job, reason) &&
+    // Where it is handed over the folder is on a share, and whoever hands it over makes it.
+    return (planned.command.batch || m_logs.MakeFolder(planned.job, reason)) &&
            m_runner.Start(planned.command, listener, reason);
+}
+
+void Scheduler::AdoptRuns(RunListener &listener)
+{
+    _CallEntry call("Scheduler::AdoptRuns", __FILE__, __LINE__);
+
+    assert(m_thread.IsCurrent());
+    const std::vector<PlaceStore::Running> running = m_store.Places().ListRunning();
+    for (const PlaceStore::Running &one : running)
+    {
+        const int number = ++m_lastRun;
+        m_runs[number] = {.job = one.job, .task = one.task};
+        m_runner.Adopt({.run = number,
+                        .job = one.job,
+                        .place = {one.place.batch, one.place.element},
+                        .isHeld = one.status == JobStatus::Paused,
+                        .priority = one.priority},
+                       listener);
+    }
+    if (!running.empty())
+        ostrel::LogStatus(std::to_string(running.size()) + " tasks go on where they are");
+}
+
+bool Scheduler::NoteQueued(const UID &job, const String &why)
+{
+    _CallEntry call("Scheduler::NoteQueued", __FILE__, __LINE__);
+
+    assert(m_thread.IsCurrent());
+    if (!why.empty())
+    {
+        m_keptWaiting.insert(job);
+        return true;
+    }
+    const bool wasKept = m_keptWaiting.erase(job) > 0;
+    const bool wasTroubled = m_jobPauses.IsTroubled(job);
+    m_jobPauses.Ease(job);
+    return wasTroubled || wasKept;
+}
+
+void Scheduler::RecordQueued(const UID &job, const String &why, Outbox &outbox)
+{
+    _CallEntry call("Scheduler::RecordQueued", __FILE__, __LINE__);
+
+    assert(m_thread.IsCurrent());
+    std::optional<JobState> state = m_store.FindState(job);
+    if (!state || corvan::IsOver(state->status) || state->status == JobStatus::Paused)
+        return;
+    ChangeWaiting(*state, why, outbox);
+    m_store.SaveState(*state);
+}
+
+std::map<unsigned, RunPlace> Scheduler::PlacesOf(const UID &job) const
+{
+    _CallEntry call("Scheduler::PlacesOf", __FILE__, __LINE__);
+
+    std::map<unsigned, RunPlace> places;
+    if (m_runner.BatchSize() == 0)
+        return places;
+    for (const auto &[number, run] : m_runs)
+        if (run.job == job && !run.isEnding)
+            if (const std::optional<RunPlace> place = m_runner.PlaceOf(number))
+                places[run.task] = *place;
+    return places;
+}
+
+void Scheduler::TellRunner(const UID &job)
+{
+    _CallEntry call("Scheduler::TellRunner", __FILE__, __LINE__);
+
+    if (m_runner.BatchSize() == 0)
+        return;
+    if (const std::optional<JobState> state = m_store.FindState(job))
+        m_runner.SetJob(job, state->status == JobStatus::Paused, state->priority);
+}
+
+void Scheduler::RenewRuns(const UID &job)
+{
+    _CallEntry call("Scheduler::RenewRuns", __FILE__, __LINE__);
+
+    assert(m_thread.IsCurrent());
+    for (const auto &[number, run] : m_runs)
+        if (run.job == job && !run.isStarted && !run.isEnding)
+            m_runner.Withdraw(number);
 }
 
 void Scheduler::TryNow(const UID &job)

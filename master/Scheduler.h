@@ -56,6 +56,21 @@ public:
     /// The run is over and noted.
     void Forget(int run);
 
+    /// Runs that an earlier Master has handed over go on, where the runner has batches: they are
+    /// its own again. Where it has none, they cannot; throws `ostrel::Exception *` then. Belongs
+    /// inside a turn, and before the first plan.
+    void AdoptRuns(RunListener &listener);
+    /// What keeps runs of a job from being begun has changed (`RunListener::OnQueued`). True where
+    /// the store is to know of it: `RecordQueued`.
+    bool NoteQueued(const UID &job, const String &why);
+    void RecordQueued(const UID &job, const String &why, Outbox &outbox);
+    /// Where the runs of a job are, by the numbers of their tasks.
+    std::map<unsigned, RunPlace> PlacesOf(const UID &job) const;
+    /// Of the job that runs, the status or the priority is another one.
+    void TellRunner(const UID &job);
+    /// Runs that have not begun are made anew.
+    void RenewRuns(const UID &job);
+
     /// One command that is about to be started.
     struct Planned
     {
@@ -97,8 +112,14 @@ private:
         bool isEnding = false;
     };
 
+    // The batches that one plan makes, by job and offset.
+    using Batches = std::map<std::pair<UID, unsigned>, UID>;
+
     bool Prepare(const JobState &state, const TaskState &task, Planned &planned, String *reason);
+    void PutIntoBatch(const JobState &state, const TaskState &task, Batches &batches,
+                      Planned &planned);
     void MarkRunning(JobState &state, TaskState &task);
+    void RecordLost(const JobState &state, TaskState &task, const RunEnd &end);
     void Wait(JobState &state, const String &reason, Outbox &outbox);
     void RecordTrouble(JobState &state, TaskState &task, const RunEnd &end, Outbox &outbox);
     void RecordTask(JobState &state, TaskState &task, const RunEnd &end, Outbox &outbox);
@@ -115,6 +136,7 @@ private:
     JobPauses m_jobPauses;
     TaskPauses m_taskPauses;
     std::map<int, Run> m_runs;
+    std::set<UID> m_keptWaiting; // Jobs whose runs are kept from being begun.
     int m_lastRun = 0;
 };
 

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "corvan/RunLimits.h"
@@ -15,6 +17,16 @@ namespace master
 using ostrel::Path;
 using ostrel::String;
 using ostrel::UID;
+
+/// Where a run stands among those that are handed over together.
+struct BatchPlace
+{
+    UID batch;
+    unsigned element = 0;
+    unsigned offset = 0; ///< Of the elements: element 3 of offset 1000 is packet 1003.
+
+    friend bool operator==(const BatchPlace &, const BatchPlace &) = default;
+};
 
 /// One command to run.
 struct Command
@@ -33,6 +45,33 @@ struct Command
     corvan::RunLimits limits;
     /// Names of the Master's environment that it gets, too; "OCIO*" for all that begin so.
     std::vector<String> passEnvironment;
+
+    // For a runner with batches.
+    UID job;
+    std::optional<BatchPlace> batch;
+    int priority = 50;                             ///< 0 to 100, higher goes first.
+    std::vector<std::pair<String, String>> wishes; ///< `corvan::QueueWishesOf` the job.
+};
+
+/// Where a run is, for people.
+struct RunPlace
+{
+    String node;            ///< The machine; empty while there is none yet.
+    String number;          ///< What it is called there: "1234_5".
+    String state;           ///< In the words of whoever runs it: "PENDING (Priority)".
+    bool isStarted = false; ///< False while it only waits there.
+
+    friend bool operator==(const RunPlace &, const RunPlace &) = default;
+};
+
+/// A run that an earlier Master has handed over.
+struct EarlierRun
+{
+    int run = 0; ///< As this Master calls it.
+    UID job;
+    BatchPlace place;
+    bool isHeld = false; ///< The job is paused.
+    int priority = 50;
 };
 
 /// How a run ended.
@@ -43,8 +82,15 @@ struct RunEnd
     /// Why it was not started, or why it failed where the exit code alone does not tell.
     String reason{};
 
-    /// Not started since a path leads where it may not: trying again is of no use.
+    /// Not started since a path leads where it may not, or done where nobody sees it: trying again
+    /// is of no use.
     bool leadsOut = false;
+
+    /// Taken away before it ended, which is nobody's fault: its machine failed, or it is to begin
+    /// anew. With a reason it is not begun again at once.
+    bool isLost = false;
+
+    RunPlace place{}; ///< Where it was, as far as that is known.
 
     bool IsSuccess() const
     {
@@ -62,6 +108,9 @@ public:
     virtual void OnStarted(int run) = 0;
     /// The run is over; once for each.
     virtual void OnEnded(int run, const RunEnd &end) = 0;
+    /// The runs of a job that were handed over wait there. `why` tells what keeps them from being
+    /// begun; empty where they wait for their turn.
+    virtual void OnQueued(const UID & /*job*/, const String & /*why*/) {}
 
 protected:
     ~RunListener() = default;
@@ -92,6 +141,28 @@ public:
     /// Ends a command and all that it started, gently at first. It still counts, and its end is
     /// still told, once it has gone. Nothing happens for a run that is not there.
     virtual void End(int run) = 0;
+
+    // A runner with batches hands commands over to somebody else, many at a time, who has them
+    // begun when it is their turn. They outlive the Master, who adopts them when it starts again.
+
+    /// The elements of a batch are below it; 0 for a runner without batches.
+    virtual unsigned BatchSize() const
+    {
+        return 0;
+    }
+    /// A run that was handed over by an earlier Master: its end is told, too. Before `Begin`.
+    virtual void Adopt(const EarlierRun &, RunListener &) {}
+    /// The end of the run is on disk: what tells of it may go.
+    virtual void Recorded(int) {}
+    /// The run is to end unless it has begun.
+    virtual void Withdraw(int) {}
+    /// The runs of a job that wait are not to begin, or may; and how urgent they are.
+    virtual void SetJob(const UID &, bool, int) {}
+    /// Nothing for a run that is not there, and where there is nothing to tell.
+    virtual std::optional<RunPlace> PlaceOf(int) const
+    {
+        return std::nullopt;
+    }
 };
 
 } // namespace master

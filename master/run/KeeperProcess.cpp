@@ -150,6 +150,11 @@ pid_t Spawn(const std::string &program, const std::string &mark, const SpawnSett
 
 } // namespace
 
+std::string KeeperRequest(const Command &command, const UID &owner, const KeeperSettings &settings)
+{
+    return RequestFor(command, Path(), owner, settings);
+}
+
 KeeperProcess::KeeperProcess(const Command &command, const Path &group, const UID &owner,
                              const KeeperSettings &settings)
     : KeeperProcess(command, group, owner, settings, MakeSockets())

@@ -29,6 +29,10 @@ struct KeeperSettings
     std::size_t files = 0;
 };
 
+/// What `corvan-task` is asked for a command; see `keeper/Protocol.h`. The command is in no control
+/// group.
+std::string KeeperRequest(const Command &command, const UID &owner, const KeeperSettings &settings);
+
 /// The program between the Master and one command (`keeper/Keeper.h`), which ends whatever the
 /// command has started before it ends itself.
 ///

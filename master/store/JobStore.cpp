@@ -122,6 +122,7 @@ void JobStore::Open(const Path &file, const char *vfs, const Patience &patience)
             connection.exec("INSERT INTO master VALUES('" + UID(true).ToString() + "')");
         m_masterID = UID(connection.execAndGet("SELECT id FROM master").getString(), true);
         m_tasks = std::make_unique<TaskStore>(*m_database);
+        m_places = std::make_unique<PlaceStore>(*m_database);
     }
     catch (const SQLite::Exception &error)
     {
@@ -476,6 +477,7 @@ void JobStore::Remove(const JobState &state)
 
     assert(m_thread.IsCurrent());
     m_tasks->Forget(state);
+    m_places->Forget(state);
     m_database->Guarded(
         [&]
         {

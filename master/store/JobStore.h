@@ -11,6 +11,7 @@
 #include "corvan/Job.h"
 #include "corvan/JobStatus.h"
 #include "master/store/OpenNote.h"
+#include "master/store/PlaceStore.h"
 #include "master/store/StoreCheck.h"
 #include "master/store/StoreException.h"
 #include "master/store/TaskStore.h"
@@ -173,6 +174,10 @@ public:
     {
         return *m_tasks;
     }
+    PlaceStore &Places()
+    {
+        return *m_places;
+    }
 
 private:
     using Patience = std::optional<std::chrono::milliseconds>;
@@ -186,6 +191,7 @@ private:
     std::unique_ptr<StoreDatabase> m_database;
     std::unique_ptr<StoreCheck> m_check;
     std::unique_ptr<TaskStore> m_tasks;
+    std::unique_ptr<PlaceStore> m_places;
     UID m_masterID;
     Commits m_commits;
 };

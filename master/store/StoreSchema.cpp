@@ -92,6 +92,19 @@ constexpr const char *k_migrations[] = {
         ORDER BY job, task;
     DROP TABLE packed;
     )",
+    // Where the last try of a task was handed over to, by the number of its log. A job that was
+    // handed over to nobody has none.
+    R"(
+    CREATE TABLE places(
+        job INTEGER NOT NULL REFERENCES jobs(number),
+        log INTEGER NOT NULL,
+        batch TEXT NOT NULL,
+        element INTEGER NOT NULL,
+        node TEXT NOT NULL,
+        number TEXT NOT NULL,
+        state TEXT NOT NULL,
+        PRIMARY KEY(job, log)) WITHOUT ROWID;
+    )",
 };
 
 } // namespace

@@ -407,7 +407,7 @@ void TaskStore::SetRunning(const JobState &state, JobStatus status)
         });
 }
 
-int TaskStore::RequeueRunning()
+int TaskStore::RequeueRunning(Requeue which)
 {
     _CallEntry call("TaskStore::RequeueRunning", __FILE__, __LINE__);
 
@@ -415,8 +415,13 @@ int TaskStore::RequeueRunning()
     return m_database.Guarded(
         [&]
         {
-            const Query update =
-                m_database.Prepared("UPDATE tasks SET status = 0 WHERE status = 1");
+            const Query update = m_database.Prepared(
+                which == Requeue::All
+                    ? "UPDATE tasks SET status = 0 WHERE status = 1"
+                    : "UPDATE tasks SET status = 0 WHERE status = 1 AND NOT EXISTS"
+                      " (SELECT 1 FROM jobs JOIN places ON places.job = jobs.number"
+                      " WHERE jobs.number = tasks.job AND places.log ="
+                      " iif(tasks.log < 0, jobs.log_base + tasks.task, tasks.log))");
             return update->exec();
         });
 }

@@ -66,8 +66,14 @@ public:
     void Forget(const JobState &state);
     /// The job's running tasks get another status.
     void SetRunning(const JobState &state, JobStatus status);
-    /// All running tasks of all jobs are queued again; tells how many.
-    int RequeueRunning();
+    /// All running tasks of all jobs are queued again, or those alone that have no place in
+    /// `PlaceStore`; tells how many.
+    enum class Requeue
+    {
+        All,
+        WithoutPlace,
+    };
+    int RequeueRunning(Requeue which = Requeue::All);
 
 private:
     void NameLogs(const JobState &state, std::vector<TaskState> &tasks);

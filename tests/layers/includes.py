@@ -22,10 +22,12 @@ TABLE = {
     "ui": ["dialogs", "wxcorvan", "analysis", "corvan", "ostrel"],
     "app": ["ui", "wxcorvan", "analysis", "corvan", "ostrel"],
     "keeper": [],
-    "master": ["master/door", "master/store", "master/run", "analysis", "corvan", "ostrel"],
+    "master": ["master/door", "master/store", "master/run", "master/slurm", "analysis", "corvan",
+               "ostrel"],
     "master/door": ["corvan", "ostrel"],
     "master/store": ["corvan", "ostrel"],
     "master/run": ["keeper", "analysis", "corvan", "ostrel"],
+    "master/slurm": ["master/run", "keeper", "corvan", "ostrel"],
     "cli": ["check", "analysis", "decode", "corvan", "ostrel"],
 }
 

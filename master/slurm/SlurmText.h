@@ -1,0 +1,42 @@
+#pragma once
+
+#include <optional>
+#include <string_view>
+
+#include "master/slurm/Cluster.h"
+
+namespace master
+{
+
+// What Slurm's commands print, and what they take. It comes from outside: what is not understood
+// is left out or said to be so, and never guessed.
+
+/// "0-3,7" of {0, 1, 2, 3, 7}. The numbers ascend.
+std::string WriteElements(const std::vector<unsigned> &elements);
+
+/// Reads "0-3,7", "0-10:2" and what may follow a "%". Nothing for other text, "N/A" included, and
+/// for what is cut off ("0-3,...").
+std::optional<std::vector<ElementRange>> ReadElements(std::string_view text);
+
+/// The fields that the queue is asked for.
+extern const char *const k_QueueFields;
+/// Reads what the queue prints. Lines of jobs that are no arrays, and those that cannot be read,
+/// are left out.
+std::vector<QueueLine> ReadQueueLines(std::string_view text);
+
+/// Reads "Key = value" lines as `scontrol show config` prints them. Keys that are missing leave
+/// what is usual.
+ClusterLimits ReadConfig(std::string_view text);
+/// The least of the numbers of jobs that a user may submit, in `scontrol show assoc_mgr`; 0 where
+/// there is none.
+unsigned ReadSubmitLimit(std::string_view text);
+
+/// The number of "1234" or "1234;cluster"; 0 for other text.
+std::uint64_t ReadArrayNumber(std::string_view text);
+
+/// What a command says of its trouble, without its own name: the last line that does, or all of it.
+String WordsOf(std::string_view errors);
+/// Whether after such words the cluster may have taken what it was given.
+bool MayHaveTaken(const String &words);
+
+} // namespace master

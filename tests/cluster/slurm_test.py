@@ -1,0 +1,463 @@
+"""A Master that hands its commands to a real Slurm."""
+
+import os
+import pathlib
+import shutil
+import subprocess
+import sys
+import time
+import unittest
+
+from slurm_farm import BIN, ONCE, PATIENCE, WAIT_FOR_GO, ClusterTest, wait_until
+
+RENDER = 'echo "frame $1 of $SLURM_JOB_ID"; echo "frame $1" > "$2"'
+
+
+class OnSlurm(ClusterTest):
+    def begun(self):
+        file = self.folder / "begun"
+        return file.read_text().split() if file.exists() else []
+
+    def no_two_at_a_time(self):
+        self.assertFalse((self.folder / "violations").exists(), "two ran the same frame at a time")
+
+    def all_frames(self, last):
+        for number in range(1, last + 1):
+            self.assertEqual(self.frame(number).read_text(), f"frame {number}\n")
+
+    def go(self):
+        (self.folder / "go").touch()
+
+    def wait_for_begun(self, count):
+        wait_until(lambda: len(self.begun()) >= count)
+
+    def once(self, last, wait=WAIT_FOR_GO, *arguments):
+        return self.submit_frames(ONCE.format(wait=wait or ":"), last, *arguments)
+
+
+class SlurmRenders(OnSlurm):
+    SETTINGS = ("MaxArraySize=8",)
+
+    def test_each_frame_on_a_node_and_tells_where(self):
+        self.start_master()
+        job = self.submit_frames(RENDER, 20)
+        self.wait_for(job)
+        self.all_frames(20)
+        tasks = self.tasks(job)
+        self.assertEqual([task["status"] for task in tasks], ["Done"] * 20)
+        self.assertTrue({task["node"] for task in tasks} <= {"node1", "node2", "node3"})
+        # The index is the packet's number, in arrays of eight.
+        elements = [int(task["slurmId"].partition("_")[2]) for task in tasks]
+        self.assertEqual(elements, [number % 8 for number in range(20)])
+        self.assertEqual(len({task["slurmId"].partition("_")[0] for task in tasks}), 3)
+        heading = self.run_corvan("log", job, "7")
+        self.assertIn("frame 8", heading.stdout)
+        self.assertIn(f"on {tasks[7]['node']}, Slurm {tasks[7]['slurmId']}", heading.stderr)
+        self.assertIn(f"Slurm {tasks[7]['slurmId']}", self.corvan("show", job))
+        # Nothing of it is left on the share but what it has printed.
+        master = next(self.share.iterdir())
+        wait_until(lambda: not list((master / "arrays").iterdir()))
+
+    def test_a_frame_that_fails_is_tried_again_with_a_log_of_each_try(self):
+        self.start_master()
+        script = 'echo "try of $1"; if [ ! -e "$3/tried.$1" ]; then : > "$3/tried.$1"; exit 7; fi; echo > "$2"'
+        job = self.submit_frames(script, 3)
+        self.wait_for(job)
+        self.assertEqual([task["tries"] for task in self.tasks(job)], [2, 2, 2])
+        self.assertIn("try of 2", self.corvan("log", job, "1", "--try", "1"))
+
+    def test_a_frame_that_fails_three_times_has_failed(self):
+        self.start_master()
+        job = self.submit_frames('[ "$1" = 2 ] && exit 9; echo > "$2"', 3)
+        self.wait_for(job, status=1)
+        tasks = self.tasks(job)
+        self.assertEqual([task["status"] for task in tasks], ["Done", "Failed", "Done"])
+        self.assertEqual((tasks[1]["tries"], tasks[1]["exitCode"]), (3, 9))
+
+    def test_a_command_that_writes_nothing_has_failed_as_on_one_machine(self):
+        self.start_master()
+        job = self.submit_frames("true", 1)
+        self.wait_for(job, status=1)
+        self.assertIn("f.0001.txt", self.tasks(job)[0]["reason"])
+
+    def test_limits_of_a_job_hold_on_a_node(self):
+        self.start_master()
+        job = self.submit_frames("sleep 100", 1, "--set", "MaxSeconds=1")
+        self.wait_for(job, status=1)
+        self.assertIn("longer than 1 seconds", self.tasks(job)[0]["reason"])
+
+
+class SlurmObeys(OnSlurm):
+    def test_a_pause_holds_and_the_next_start_goes_on(self):
+        self.start_master()
+        job = self.once(12)
+        self.wait_for_begun(6)
+        self.corvan("set", job, "Status=4")
+        held = lambda: [line for line in self.queue("%T", "%r") if line[0] == "PENDING"]
+        wait_until(lambda: [line[1] for line in held()] == ["JobHeldUser"] * 6)
+        self.go()
+        wait_until(lambda: self.parameter(job, "TasksDone") == "6")
+        self.assertEqual(len(self.begun()), 6)
+        self.corvan("set", job, "Status=0")
+        self.wait_for(job)
+        self.all_frames(12)
+        self.no_two_at_a_time()
+
+    def test_a_cancelled_job_leaves_nothing(self):
+        self.start_master()
+        job = self.once(12)
+        self.wait_for_begun(6)
+        self.corvan("cancel", job)
+        wait_until(lambda: not self.queue())
+        self.assertEqual({task["status"] for task in self.tasks(job)}, {"Cancelled"})
+        self.assertEqual(len(self.begun()), 6)
+
+    def test_an_urgent_job_goes_first(self):
+        self.start_master()
+        first = self.once(6)
+        self.wait_for_begun(6)
+        later = self.once(6, "", "--set", "Priority=10")
+        urgent = self.once(6, "", "--set", "Priority=10")
+        wait_until(lambda: len(self.queue()) == 18)
+        self.corvan("set", urgent, "Priority=90")
+        nices = lambda: sorted(int(line[0]) for line in self.queue("%y", "%T") if line[1] == "PENDING")
+        wait_until(lambda: nices() == [1000] * 6 + [9000] * 6)
+        self.go()
+        for job in (first, later, urgent):
+            self.wait_for(job)
+
+    def test_what_a_job_wishes_is_passed_and_checked(self):
+        self.start_master()
+        wrong = self.run_corvan("submit", "Command", "--set", "Partition=--wrap=x", status=1).stderr
+        self.assertIn("Partition", wrong)
+        job = self.once(
+            2, WAIT_FOR_GO, "--set", "Partition=short", "--set", "Time=1", "--set", "Processors=2"
+        )
+        self.wait_for_begun(1)
+        lines = self.queue("%P", "%l", "%C")
+        self.assertEqual(lines, [["short", "1:00", "2"]] * 2)
+        self.go()
+        self.wait_for(job)
+        self.assertEqual({task["node"] for task in self.tasks(job)}, {"node1"})
+
+    def test_what_slurm_refuses_is_why_the_job_waits(self):
+        self.start_master()
+        job = self.once(3, "", "--set", "Partition=nowhere")
+        wait_until(lambda: self.parameter(job, "Waiting"))
+        self.assertIn("Invalid partition name specified", self.parameter(job, "Waiting"))
+        self.assertEqual({task["status"] for task in self.tasks(job)}, {"Queued"})
+        self.assertEqual(self.parameter(job, "TasksFailed"), "0")
+        self.corvan("set", job, "Partition=farm")
+        self.wait_for(job)
+        self.assertFalse(self.parameter(job, "Waiting"))
+
+    def test_what_slurm_never_begins_is_why_the_job_waits(self):
+        self.start_master()
+        job = self.once(1, "", "--set", "Partition=short", "--set", "Time=60")
+        wait_until(lambda: "PartitionTimeLimit" in (self.parameter(job, "Waiting") or ""))
+        # What waits is made anew.
+        self.corvan("set", job, "Time=1")
+        self.wait_for(job)
+
+    def test_what_somebody_cancels_in_slurm_is_no_failed_frame(self):
+        self.start_master()
+        job = self.once(1)
+        self.wait_for_begun(1)
+        number = self.queue("%A")[0][0]
+        self.slurm("scancel", number)
+        wait_until(lambda: "cancelled it in Slurm" in (self.parameter(job, "Waiting") or ""))
+        self.go()
+        self.wait_for(job)
+        self.assertEqual(self.tasks(job)[0]["tries"], 1)
+
+    def test_two_masters_see_their_own_jobs_alone(self):
+        self.start_master()
+        job = self.once(3)
+        self.wait_for_begun(3)
+        other = OtherMaster(self)
+        other.start_master()
+        theirs = other.once(3, "")
+        other.wait_for(theirs)
+        other.stop_master()
+        self.assertEqual(len(self.queue()), 3)
+        self.go()
+        self.wait_for(job)
+        self.assertEqual(sorted(self.begun()), ["1", "2", "3"])
+
+
+class OtherMaster(OnSlurm):
+    """One more, with a folder of its own, on the cluster of another test."""
+
+    def __init__(self, of):
+        super().__init__("setUp")
+        self.conf = of.conf
+        self.setUp()
+        of.addCleanup(self.doCleanups)
+
+
+class SlurmFails(OnSlurm):
+    def wait_for_state_on_disk(self):
+        """Until the controller has saved what it knows now."""
+        file = self.conf.parent / "state" / "job_state"
+        began = time.time()
+        wait_until(lambda: file.exists() and file.stat().st_mtime > began)
+
+    def wait_and_resume(self, job):
+        """What ran when its number was given again makes Slurm drain a node, until the administrator
+        resumes it."""
+
+        def is_done():
+            self.slurm("scontrol", "update", "NodeName=node[1-3]", "State=RESUME")
+            return self.parameter(job, "Status") == "2"
+
+        wait_until(is_done)
+
+    def test_the_controller_is_killed(self):
+        self.start_master()
+        job = self.once(9)
+        self.wait_for_begun(6)
+        self.wait_for_state_on_disk()
+        self.order("kill slurmctld")
+        self.go()
+        # What ran goes on, and is told without it.
+        wait_until(lambda: self.parameter(job, "TasksDone") == "6")
+        self.order("start slurmctld")
+        self.wait_for(job)
+        self.all_frames(9)
+        self.no_two_at_a_time()
+
+    def test_the_controller_forgets_what_runs_and_what_waits(self):
+        self.start_master()
+        job = self.once(9)
+        self.wait_for_begun(6)
+        self.order("kill slurmctld")
+        for file in (self.conf.parent / "state").glob("job_state*"):
+            file.unlink()
+        self.order("start slurmctld")
+        self.go()
+        self.wait_and_resume(job)
+        self.all_frames(9)
+        self.no_two_at_a_time()
+
+    def test_a_job_comes_while_the_controller_is_away(self):
+        self.start_master()
+        self.order("kill slurmctld")
+        job = self.once(6, "sleep 0.2")
+        self.assertIn(job[:8], self.corvan("list"))
+        self.order("start slurmctld")
+        self.wait_and_resume(job)
+        self.all_frames(6)
+        self.no_two_at_a_time()
+
+    def test_a_slurmd_is_killed_and_its_tasks_go_on(self):
+        self.start_master()
+        job = self.once(6)
+        self.wait_for_begun(6)
+        for node in ("node1", "node2", "node3"):
+            self.order(f"kill {node}")
+        self.go()
+        self.wait_for(job)
+        self.assertEqual(len(self.begun()), 6)
+        for node in ("node1", "node2", "node3"):
+            self.order(f"start {node}")
+
+    def test_a_node_is_killed(self):
+        self.start_master()
+        job = self.once(6)
+        self.wait_for_begun(6)
+        doomed = [task["index"] for task in self.tasks(job) if task["node"] == "node2"]
+        self.order("kill all of node2")
+        self.go()
+        self.wait_for(job)
+        self.all_frames(6)
+        self.no_two_at_a_time()
+        tasks = self.tasks(job)
+        for index in doomed:
+            self.assertNotEqual(tasks[index]["node"], "node2")
+        self.order("start node2")
+
+
+class MasterFails(OnSlurm):
+    def put_before(self, program, script):
+        """What the Master finds in the place of one of Slurm's commands."""
+        folder = self.folder / "bin"
+        folder.mkdir(exist_ok=True)
+        file = folder / program
+        file.write_text(f"#!/bin/sh\n{script}\n")
+        file.chmod(0o755)
+        self.env["PATH"] = f"{folder}:{os.environ['PATH']}"
+
+    def test_it_is_killed_and_what_ran_goes_on(self):
+        self.start_master()
+        job = self.once(9)
+        self.wait_for_begun(6)
+        self.kill_master()
+        self.go()
+        wait_until(lambda: len(self.begun()) == 9 and not self.queue())
+        self.start_master()
+        self.wait_for(job)
+        self.all_frames(9)
+        self.assertEqual(sorted(self.begun()), [str(number) for number in range(1, 10)])
+        self.assertEqual({task["tries"] for task in self.tasks(job)}, {1})
+
+    def test_it_ends_and_what_ran_goes_on(self):
+        self.start_master()
+        job = self.once(6)
+        self.wait_for_begun(6)
+        self.assertEqual(self.stop_master(), 0)
+        self.start_master()
+        self.go()
+        self.wait_for(job)
+        self.assertEqual(len(self.begun()), 6)
+
+    def test_it_is_killed_before_it_hears_that_the_array_was_taken(self):
+        # The array is there; its number never comes to the Master.
+        path = os.environ["PATH"]
+        self.put_before(
+            "sbatch",
+            f'[ "$1" = --version ] && exit\nPATH={path} sbatch "$@" > /dev/null; '
+            f': > {self.folder}/taken; exec sleep 1000',
+        )
+        self.start_master()
+        job = self.once(6)
+        wait_until((self.folder / "taken").exists)
+        self.kill_master()
+        self.env["PATH"] = path
+        self.start_master()
+        self.wait_for_begun(6)
+        self.go()
+        self.wait_for(job)
+        self.assertEqual(sorted(self.begun()), [str(number) for number in range(1, 7)])
+        self.assertEqual({task["tries"] for task in self.tasks(job)}, {1})
+
+    def test_it_is_killed_before_the_array_is_taken(self):
+        self.put_before(
+            "sbatch",
+            f'[ "$1" = --version ] && exit\n: > {self.folder}/asked; exec sleep 1000',
+        )
+        self.start_master()
+        job = self.once(6, "")
+        wait_until((self.folder / "asked").exists)
+        self.kill_master()
+        self.env["PATH"] = os.environ["PATH"]
+        self.start_master()
+        self.wait_for(job)
+        self.all_frames(6)
+        self.no_two_at_a_time()
+
+    def test_it_does_not_run_here_what_may_run_there(self):
+        self.start_master()
+        job = self.once(2)
+        self.wait_for_begun(2)
+        self.kill_master()
+        done = subprocess.run(
+            [BIN / "corvan-master", "--data", self.folder / "store"]
+            + ["--listen", self.env["CORVAN_MASTER"]],
+            env=self.env,
+            capture_output=True,
+            text=True,
+            timeout=PATIENCE,
+        )
+        self.assertEqual(done.returncode, 1)
+        self.assertIn("--engine slurm", done.stderr)
+        self.start_master()
+        self.go()
+        self.wait_for(job)
+
+
+class SlurmIsNotThere(OnSlurm):
+    def start(self, **options):
+        self.write_options(**options)
+        return subprocess.run(
+            [BIN / "corvan-master", "--engine", "slurm", "--data", self.folder / "store"]
+            + ["--listen", self.env["CORVAN_MASTER"]],
+            env=self.env,
+            capture_output=True,
+            text=True,
+            timeout=PATIENCE,
+        )
+
+    def test_a_wrong_configuration_is_told_at_the_start(self):
+        done = self.start(Conf="/nowhere/slurm.conf")
+        self.assertEqual(done.returncode, 1)
+        self.assertIn("cannot read /nowhere/slurm.conf", done.stderr)
+
+    def test_no_program_of_slurm_is_told_at_the_start(self):
+        self.env["PATH"] = "/nowhere"
+        done = self.start()
+        self.assertEqual(done.returncode, 1)
+        self.assertIn("scontrol", done.stderr)
+
+    def test_no_folder_on_a_share_is_told_at_the_start(self):
+        done = self.start(Folder="")
+        self.assertEqual(done.returncode, 2)
+        self.assertIn("Folder", done.stderr)
+
+    def test_no_munge_is_told_at_the_start(self):
+        self.order("kill munged")
+        try:
+            done = self.start()
+        finally:
+            (pathlib.Path(self.conf).parent / "munge" / "socket").unlink(missing_ok=True)
+            self.order("start munged")
+        self.assertEqual(done.returncode, 1)
+        self.assertIn("there is no Slurm", done.stderr)
+
+
+class FolderIsNotShared(OnSlurm):
+    HIDDEN = "local"
+
+    def test_is_found_by_the_first_frame_and_the_job_paused(self):
+        if os.getuid() != 0:
+            self.skipTest("a folder of its own for a node takes root")
+        self.start_master()
+        self.frames = self.cluster_folder / "local" / "frames"
+        job = self.once(2, "", "--set", "Partition=short")
+        wait_until(lambda: self.parameter(job, "Status") == "4")
+        waiting = self.parameter(job, "Waiting")
+        self.assertIn(f"the output folder {self.frames} is not shared by the nodes", waiting)
+        self.assertIn("node1", waiting)
+
+
+# One that has a cluster, tells where, and waits to be killed.
+KILLED = """
+import time
+from slurm_farm import ClusterTest
+ClusterTest.NODES = 1
+ClusterTest.setUpClass()
+print(ClusterTest.cluster_folder, flush=True)
+time.sleep(1000)
+"""
+
+
+class ClusterOfATest(unittest.TestCase):
+    def test_ends_when_the_test_is_killed(self):
+        test = subprocess.Popen(
+            [sys.executable, "-c", KILLED],
+            cwd=pathlib.Path(__file__).parent,
+            stdout=subprocess.PIPE,
+            text=True,
+        )
+        folder = pathlib.Path(test.stdout.readline().strip())
+        self.addCleanup(shutil.rmtree, folder)
+        daemons = [
+            process
+            for process in pathlib.Path("/proc").iterdir()
+            if process.name.isdigit() and str(folder) in environment_of(process)
+        ]
+        self.assertGreaterEqual(len(daemons), 3)
+        test.kill()
+        test.communicate()
+        wait_until(lambda: not any(daemon.exists() for daemon in daemons))
+        wait_until(lambda: not list((folder / "cluster").iterdir()))
+
+
+def environment_of(process):
+    try:
+        return (process / "environ").read_bytes().decode(errors="replace")
+    except OSError:
+        return ""
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,131 @@
+#include "master/slurm/SlurmText.h"
+
+#include <gtest/gtest.h>
+
+namespace master
+{
+namespace
+{
+
+using Ranges = std::vector<ElementRange>;
+
+TEST(SlurmText, WritesElementsAsShortAsTheyCanBe)
+{
+    const struct
+    {
+        std::vector<unsigned> elements;
+        const char *text;
+    } cases[] = {
+        {{0}, "0"},
+        {{0, 1, 2, 3, 7}, "0-3,7"},
+        {{5, 6, 8, 10, 11}, "5-6,8,10-11"},
+        {{}, ""},
+    };
+    for (const auto &[elements, text] : cases)
+        EXPECT_EQ(WriteElements(elements), text);
+}
+
+TEST(SlurmText, ReadsElementsAndNothingElse)
+{
+    const struct
+    {
+        const char *text;
+        std::optional<Ranges> ranges;
+    } cases[] = {
+        {"5", Ranges{{5, 5}}},
+        {"0-3,7", Ranges{{0, 3}, {7, 7}}},
+        {"[13,15-17]", Ranges{{13, 13}, {15, 17}}},
+        {"0-99%4", Ranges{{0, 99}}},
+        {"0-6:3", Ranges{{0, 0}, {3, 3}, {6, 6}}},
+        {"N/A", std::nullopt},
+        {"", std::nullopt},
+        {"1-5,...", std::nullopt},
+        {"7-3", std::nullopt},
+        {"1-5:0", std::nullopt},
+        {"-1", std::nullopt},
+        {"1 2", std::nullopt},
+        {"99999999999", std::nullopt},
+    };
+    for (const auto &[text, ranges] : cases)
+        EXPECT_EQ(ReadElements(text), ranges) << text;
+}
+
+TEST(SlurmText, ReadsTheQueue)
+{
+    const std::vector<QueueLine> lines =
+        ReadQueueLines("1|11-14|PENDING|0||Resources|corvan-a|\n"
+                       "1|5|FAILED|23296|node1|NonZeroExitCode|corvan-a|\n"
+                       "1|6|FAILED|9|node2|None|corvan-a|\n"
+                       "1|N/A|CANCELLED|0||None|corvan-a|\n"
+                       "nonsense\n"
+                       "2|7|RUNNING|0|node3|ReqNodeNotAvail, May be reserved|b|\n"
+                       "3|8|RUNN");
+    ASSERT_EQ(lines.size(), 4u);
+    EXPECT_EQ(lines[0].elements, (Ranges{{11, 14}}));
+    EXPECT_EQ(lines[0].reason, "Resources");
+    EXPECT_EQ(lines[0].node, "");
+    EXPECT_EQ(lines[1].exitStatus, 91);
+    EXPECT_EQ(lines[1].node, "node1");
+    EXPECT_EQ(lines[2].exitStatus, -1);
+    EXPECT_EQ(lines[3].array, 2u);
+    EXPECT_EQ(lines[3].name, "b");
+    EXPECT_EQ(lines[3].reason, "ReqNodeNotAvail, May be reserved");
+}
+
+TEST(SlurmText, ReadsTheLimits)
+{
+    const ClusterLimits limits = ReadConfig("Configuration data as of 2026-11-20T10:00:00\n"
+                                            "ClusterName             = farm\n"
+                                            "MaxArraySize            = 10001\n"
+                                            "MaxJobCount             = 100000\n"
+                                            "SLURM_VERSION           = 22.05.8\n");
+    EXPECT_EQ(limits.name, "farm");
+    EXPECT_EQ(limits.arraySize, 10001u);
+    EXPECT_EQ(limits.jobs, 100000u);
+    EXPECT_EQ(limits.version, "22.05.8");
+    EXPECT_EQ(ReadConfig("").arraySize, 1001u);
+}
+
+TEST(SlurmText, ReadsTheLeastLimitOfJobsThatAUserMaySubmit)
+{
+    EXPECT_EQ(ReadSubmitLimit("No associations currently cached in Slurm.\n"), 0u);
+    EXPECT_EQ(ReadSubmitLimit("GrpJobs=N(0) GrpSubmitJobs=N(0) MaxSubmitJobs= MaxWallPJ=\n"), 0u);
+    EXPECT_EQ(ReadSubmitLimit("GrpSubmitJobs=900(3) MaxSubmitJobs=500(3) MaxWallPJ=\n"), 500u);
+}
+
+TEST(SlurmText, ReadsTheNumberOfAnArray)
+{
+    EXPECT_EQ(ReadArrayNumber("1234\n"), 1234u);
+    EXPECT_EQ(ReadArrayNumber("1234;cluster\n"), 1234u);
+    EXPECT_EQ(ReadArrayNumber("Submitted batch job 5\n"), 0u);
+    EXPECT_EQ(ReadArrayNumber(""), 0u);
+}
+
+TEST(SlurmText, TakesTheLastWordsWithoutTheCommandsName)
+{
+    EXPECT_EQ(WordsOf("sbatch: error: invalid partition specified: nix\n"
+                      "sbatch: error: Batch job submission failed: Invalid partition name "
+                      "specified\n"),
+              "Invalid partition name specified");
+    EXPECT_EQ(WordsOf("slurm_load_jobs error: Unable to contact slurm controller (connect "
+                      "failure)\n"),
+              "Unable to contact slurm controller (connect failure)");
+    EXPECT_EQ(WordsOf("something else\n"), "something else");
+    EXPECT_EQ(WordsOf(""), "");
+}
+
+TEST(SlurmText, KnowsWhatLeavesOpenWhetherAnArrayWasTaken)
+{
+    for (const char *const words :
+         {"Unable to contact slurm controller (connect failure)",
+          "Socket timed out on send/recv operation", "sbatch timed out",
+          "Zero Bytes were transmitted or received", "Unspecified error", ""})
+        EXPECT_TRUE(MayHaveTaken(words)) << words;
+    for (const char *const words :
+         {"Invalid partition name specified", "Invalid job array specification",
+          "Job violates accounting/QOS policy (job submit limit, user's size and/or time limits)"})
+        EXPECT_FALSE(MayHaveTaken(words)) << words;
+}
+
+} // namespace
+} // namespace master
