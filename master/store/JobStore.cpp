@@ -552,7 +552,8 @@ std::optional<JobState> JobStore::FindRunnable(const std::set<UID> &passOver)
             static const std::string sql =
                 std::string("SELECT ") + k_state_columns +
                 " FROM jobs WHERE status IN (0, 1) AND (next_task < tasks_total OR EXISTS"
-                " (SELECT 1 FROM tasks WHERE tasks.job = jobs.number AND tasks.status = 0))"
+                " (SELECT 1 FROM tasks INDEXED BY tasks_queued"
+                " WHERE tasks.job = jobs.number AND tasks.status = 0))"
                 " ORDER BY priority DESC, number";
             const Query select = m_database->Prepared(sql.c_str());
             while (select->executeStep())

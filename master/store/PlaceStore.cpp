@@ -88,7 +88,7 @@ std::vector<PlaceStore::Running> PlaceStore::ListRunning()
             std::vector<Running> all;
             const Query select = m_database.Prepared(
                 "SELECT jobs.id, tasks.task, jobs.status, jobs.priority, places.batch,"
-                " places.element FROM tasks"
+                " places.element FROM tasks INDEXED BY tasks_running"
                 " JOIN jobs ON jobs.number = tasks.job"
                 " JOIN places ON places.job = tasks.job AND places.log ="
                 " iif(tasks.log < 0, jobs.log_base + tasks.task, tasks.log)"

@@ -134,8 +134,9 @@ std::optional<TaskState> TaskStore::FindNext(const JobState &state,
         [&]() -> std::optional<TaskState>
         {
             const Query select = m_database.Prepared(
+                // By itself SQLite walks through all tasks of the job.
                 "SELECT task, status, tries, failures, exit_code, log, count, reason FROM tasks"
-                " WHERE job = ? AND status = 0 ORDER BY task");
+                " INDEXED BY tasks_queued WHERE job = ? AND status = 0 ORDER BY task");
             select->bind(1, state.number);
             while (select->executeStep())
                 if (!passOver.contains(select->getColumn(0).getUInt()))
