@@ -108,9 +108,9 @@ TEST_F(Gathering, TellsManyFollowersEachChangeInOrder)
     std::vector<std::unique_ptr<RawClient>> followers;
     for (int i = 0; i < 20; ++i)
         followers.push_back(Follow());
-    Change(1000);
+    Change(300);
     for (const auto &follower : followers)
-        ExpectAllInOrder(*follower, 1000);
+        ExpectAllInOrder(*follower, 300);
 }
 
 TEST_F(Gathering, LosesNothingForAFollowerThatReadsLate)
@@ -118,7 +118,7 @@ TEST_F(Gathering, LosesNothingForAFollowerThatReadsLate)
     Start();
     const auto late = Follow();
     const auto quick = Follow();
-    constexpr int k_changes = 2000;
+    constexpr int k_changes = 700;
     constexpr std::size_t k_bytes = 10'000; // In all, more than any connection holds.
     std::jthread changes([&] { Change(k_changes, k_bytes); });
     ExpectAllInOrder(*quick, k_changes, k_bytes);
@@ -138,7 +138,7 @@ TEST_F(Gathering, MakesNoMessageLongerThanItMayBe)
         std::size_t bytes;
         std::size_t mostGathered;
     } cases[] = {
-        {2500, 10, corvan::k_MaxGathered},
+        {1200, 10, corvan::k_MaxGathered},
         {30, 30'000, 8},
         {3, 300'000, 0}, // What is long goes alone.
     };
