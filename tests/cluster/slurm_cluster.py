@@ -3,11 +3,12 @@
 its own, in a folder of the test's.
 
     slurm_cluster.py FOLDER [--nodes N] [--slots N] [--set KEY=VALUE]... [--hide NODE=FOLDER]...
+                     [--remove FOLDER]
 
 Says "ready" and then takes orders, a line each, from its standard input: "kill NAME", "start NAME", where
 NAME is slurmctld, munged, a node (its slurmd alone) or "all of NODE" (whatever it runs, too). Each is
 answered by "done", or by "failed REASON". At the end of the input, which comes too when the test is killed,
-it ends all that was started and removes what it has made. It is in a session of its own, and all that
+it ends all that was started and removes what it has made, and what --remove names. It is in a session of its own, and all that
 daemons leave behind become its children: nothing gets away from it.
 """
 
@@ -311,6 +312,7 @@ def main():
     parser.add_argument("--slots", type=int, default=2)
     parser.add_argument("--set", action="append", default=[])
     parser.add_argument("--hide", action="append", default=[])
+    parser.add_argument("--remove")
     options = parser.parse_args()
 
     if os.getsid(0) != os.getpid():
@@ -342,6 +344,8 @@ def main():
     finally:
         cluster.stop_all()
         cluster.remove()
+        if options.remove:
+            shutil.rmtree(options.remove, ignore_errors=True)
     sys.exit(status)
 
 

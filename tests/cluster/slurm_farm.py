@@ -29,6 +29,7 @@ class ClusterTest(FarmTest):
         cls.cluster_folder = pathlib.Path(tempfile.mkdtemp(prefix="slurm.", dir="/tmp"))
         cls.addClassCleanup(shutil.rmtree, cls.cluster_folder, ignore_errors=True)
         arguments = ["--nodes", str(cls.NODES), "--slots", str(cls.SLOTS)]
+        arguments += ["--remove", str(cls.cluster_folder)]
         for setting in cls.SETTINGS:
             arguments += ["--set", setting]
         home = cls.cluster_folder / "cluster"
