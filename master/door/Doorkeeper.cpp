@@ -97,16 +97,12 @@ Doorkeeper::Verdict Doorkeeper::AdmitToken(const Peer &peer, const std::optional
                        "section \"Master\"), and a client of protocol 2 or newer");
 
     const std::lock_guard lock(m_mutex);
-    const auto now = WrongTokens::Clock::now();
-    if (m_wrongTokens.IsBarred(peer.key, now))
-        return Refused(grpc::StatusCode::RESOURCE_EXHAUSTED,
-                       "too many wrong tokens came from " + peer.text + "; try again later");
     const TokenRecord *record = FindToken(m_tokens, *token);
     if (!record)
     {
-        const auto pause = m_wrongTokens.Note(peer.key, HashOf(*token), now);
-        // A flood of what is answered at once fills no log.
-        if (pause.count() > 0)
+        const auto [pause, isToTell] = m_wrongTokens.Note(peer.key, WrongTokens::Clock::now());
+        // A flood of them fills no log.
+        if (isToTell)
             ostrel::LogWarning("a client from " + peer.text +
                                " was turned away: the token is not the Master's");
         return Refused(grpc::StatusCode::UNAUTHENTICATED, "the token is not the Master's", pause);

@@ -5,17 +5,7 @@
 namespace master
 {
 
-bool WrongTokens::IsBarred(const String &peerKey, Clock::time_point now) const
-{
-    const auto found = m_peers.find(peerKey);
-    if (found == m_peers.end())
-        return false;
-    const auto isInPause = [&](const auto &token) { return token.second > now; };
-    return std::size_t(std::ranges::count_if(found->second.tokens, isInPause)) >= k_MostTokens;
-}
-
-std::chrono::milliseconds WrongTokens::Note(const String &peerKey, const String &token,
-                                            Clock::time_point now)
+WrongTokens::Cost WrongTokens::Note(const String &peerKey, Clock::time_point now)
 {
     if (m_peers.size() >= k_MostPeers)
         ForgetOld(now);
@@ -27,13 +17,11 @@ std::chrono::milliseconds WrongTokens::Note(const String &peerKey, const String 
     const auto pause =
         std::min(k_LongestPause, k_FirstPause * (1 << std::min(record.count, k_most_doublings)));
     ++record.count;
-    std::erase_if(record.tokens, [&](const auto &each) { return each.second <= now; });
-    record.tokens[token] = now + pause;
-    record.waiting.erase(record.waiting.begin(), record.waiting.upper_bound(now));
-    if (record.waiting.size() >= k_MostWaiting)
-        return std::chrono::milliseconds(0);
-    record.waiting.insert(now + pause);
-    return pause;
+    record.told.erase(record.told.begin(), record.told.upper_bound(now));
+    if (record.told.size() >= k_MostTold)
+        return {pause, false};
+    record.told.insert(now + pause);
+    return {pause, true};
 }
 
 // Whoever has addresses without number gets new pauses, and not the Master's memory.

@@ -234,8 +234,8 @@ TEST(Flood, OfWrongTokensHoldsUpNeitherTheRightOnesNorTheMaster)
     EXPECT_GE(std::chrono::steady_clock::now() - begin, 1s);
 }
 
-// What the administrator's page says of it.
-TEST(Flood, OfDifferentWrongTokensSideBySideKeepsTheirPeerOutForAWhile)
+// Whoever guesses beside it, however many they are.
+TEST(Flood, OfDifferentWrongTokensKeepsNobodyOutAndNoneOfThemIsAnsweredAtOnce)
 {
     TcpMaster farm;
     const std::string token = farm.AddToken("anna", Role::Watch);
@@ -243,19 +243,71 @@ TEST(Flood, OfDifferentWrongTokensSideBySideKeepsTheirPeerOutForAWhile)
     // Pauses that are long enough for what follows.
     for (int i = 0; i < 4; ++i)
         farm.Connect("corvan-wrong")->End();
+    const auto begin = std::chrono::steady_clock::now();
     std::vector<std::unique_ptr<RawClient>> wrong;
-    for (int i = 0; i < 4; ++i)
+    for (int i = 0; i < 20; ++i)
         wrong.push_back(farm.Connect("corvan-wrong" + std::to_string(i)));
-
-    const auto limit = std::chrono::steady_clock::now() + 20s;
-    std::string reason;
-    while (reason.empty() && std::chrono::steady_clock::now() < limit)
+    for (int i = 0; i < 10; ++i)
     {
         const auto client = farm.Connect(token);
-        if (!client->SayHello())
-            reason = client->End().error_message();
+        EXPECT_TRUE(client->SayHello()) << i;
+        EXPECT_TRUE(IsServed(*client)) << i;
     }
-    EXPECT_EQ(reason, "too many wrong tokens came from 127.0.0.1; try again later");
+    for (const auto &each : wrong)
+        EXPECT_EQ(each->End().error_message(), "the token is not the Master's");
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, 4s);
+}
+
+// A channel of gRPC keeps to what the Master sets, and has the next one wait.
+TEST(Flood, OfStreamsOneConnectionHasFour)
+{
+    TcpMaster farm;
+    const std::string token = farm.AddToken("anna", Role::Watch);
+    farm.Start();
+    grpc::ChannelArguments arguments;
+    arguments.SetInt(GRPC_ARG_USE_LOCAL_SUBCHANNEL_POOL, 1);
+    const auto channel =
+        grpc::CreateCustomChannel(farm.Running().Address(), farm.Credentials(), arguments);
+    const auto stub = wire::Master::NewStub(channel);
+    struct Call
+    {
+        Call(wire::Master::Stub &service, const std::string &itsToken,
+             std::chrono::milliseconds patience)
+        {
+            context.AddMetadata(corvan::k_TokenMetadata, itsToken);
+            context.set_deadline(std::chrono::system_clock::now() + patience);
+            stream = service.Connect(&context);
+        }
+        bool IsWelcome()
+        {
+            wire::Envelope envelope;
+            return stream->Write(HelloEnvelope()) && stream->Read(&envelope) &&
+                   envelope.has_welcome();
+        }
+        grpc::ClientContext context;
+        std::unique_ptr<grpc::ClientReaderWriter<wire::Envelope, wire::Envelope>> stream;
+    };
+    std::vector<std::unique_ptr<Call>> calls;
+    for (int i = 0; i < 4; ++i)
+    {
+        calls.push_back(std::make_unique<Call>(*stub, token, 30s));
+        ASSERT_TRUE(calls.back()->IsWelcome()) << i;
+    }
+    Call fifth(*stub, token, 500ms);
+    EXPECT_FALSE(fifth.IsWelcome());
+    EXPECT_EQ(fifth.stream->Finish().error_code(), grpc::StatusCode::DEADLINE_EXCEEDED);
+
+    calls.front()->context.TryCancel();
+    calls.front()->stream->Finish();
+    Call next(*stub, token, 30s);
+    EXPECT_TRUE(next.IsWelcome()) << "when one of them is over";
+    next.context.TryCancel();
+    next.stream->Finish();
+    for (std::size_t i = 1; i < calls.size(); ++i)
+    {
+        calls[i]->context.TryCancel();
+        calls[i]->stream->Finish();
+    }
 }
 
 TEST(Flood, OfProgramsWithARemovedTokenKeepsNobodyBesideThemOut)
