@@ -4,10 +4,13 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 #include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <vector>
 
+#include "ostrel/Descriptor.h"
 #include "ostrel/Exception.h"
 
 namespace ostrel
@@ -86,12 +89,39 @@ Path ShareFolder()
     return ProgramFolder().Parent() / "share/ordwick";
 }
 
+namespace
+{
+
+// A folder and those above it, as far as they are not there.
+std::vector<Path> MissingFolders(Path folder)
+{
+    std::vector<Path> missing;
+    for (; !folder.IsEmpty() && access(folder.Text().c_str(), F_OK) != 0; folder = folder.Parent())
+        missing.push_back(folder);
+    return missing;
+}
+
+// A new name is on disk once the folder that it is in is. False, with `errno`, where that fails.
+bool SyncFolder(const Path &folder)
+{
+    const Path named = folder.IsEmpty() ? Path(".") : folder;
+    const Descriptor open(::open(named.Text().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!open.IsOpen())
+        // One may be entered and not read.
+        return errno == EACCES;
+    // Some file systems have nothing to sync there, and say so.
+    return fsync(open.Number()) == 0 || errno == EINVAL || errno == ENOTSUP;
+}
+
+} // namespace
+
 void MakePrivateFolder(const Path &folder)
 {
     const auto refuse = [&](const String &reason)
     { throw new Exception("cannot use folder " + folder.Text() + ": " + reason); };
 
     boost::system::error_code error;
+    const std::vector<Path> missing = MissingFolders(folder);
     boost::filesystem::create_directories(folder.Parent().Text(), error);
     if (mkdir(folder.Text().c_str(), S_IRWXU) != 0 && errno != EEXIST)
         refuse(std::strerror(errno));
@@ -108,6 +138,9 @@ void MakePrivateFolder(const Path &folder)
         refuse("it belongs to another user");
     if ((status.st_mode & (S_IRWXG | S_IRWXO)) != 0)
         refuse("other users may enter it");
+    for (const Path &made : missing)
+        if (!SyncFolder(made.Parent()))
+            refuse(std::strerror(errno));
 }
 
 } // namespace ostrel

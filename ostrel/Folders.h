@@ -29,9 +29,9 @@ Path ProgramFolder();
 /// ../share/ordwick beside the program's own folder.
 Path ShareFolder();
 
-/// Makes `folder` (and its parents), open to this user alone, or sees that it already is so.
-/// Throws `Exception *` with the reason where it is not: another owner, a symbolic link, or
-/// permissions for others.
+/// Makes `folder` (and its parents), open to this user alone, or sees that it already is so. What
+/// it makes is on disk when it returns, as far as the disk keeps folders. Throws `Exception *` with
+/// the reason where it is not: another owner, a symbolic link, or permissions for others.
 void MakePrivateFolder(const Path &folder);
 
 } // namespace ostrel

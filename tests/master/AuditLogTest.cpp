@@ -1,5 +1,6 @@
 #include "master/AuditLog.h"
 
+#include <cerrno>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
@@ -9,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/support/FakeSync.h"
 #include "tests/support/TempFolder.h"
 #include "tests/support/Thrown.h"
 
@@ -90,6 +92,30 @@ TEST(AuditLog, GoesOnWhereItEndedAndBeginsANewLineWhereACrashCutOne)
     };
     ASSERT_EQ(::stat((folder / "audit.log").Text().c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 07777, 0600u);
+}
+
+TEST(AuditLog, IsOnDiskOnceItIsSynced)
+{
+    const TempFolder folder;
+    const std::string file = (folder / "audit.log").Text();
+    const AuditEntry entries[] = {Change("1")};
+    {
+        FakeSync disk;
+        AuditLog log(folder.Folder(), 1);
+        EXPECT_EQ(disk.TakeSynced(), std::set<std::string>{folder.Folder().Text()}) << "a new name";
+        log.Write(entries);
+        log.Sync();
+        EXPECT_EQ(disk.TakeSynced(), std::set<std::string>{file});
+        log.Write(entries);
+        log.Sync();
+        EXPECT_EQ(disk.TakeSynced(), (std::set<std::string>{folder.Folder().Text(), file}))
+            << "another file";
+    }
+    const FakeSync disk(EIO);
+    AuditLog log(folder.Folder());
+    log.Write(entries);
+    EXPECT_EQ(Thrown([&] { log.Sync(); }),
+              "cannot write audit log " + file + ": Input/output error");
 }
 
 TEST(AuditLog, IsRotatedAndLosesNoLineThatItStillHolds)

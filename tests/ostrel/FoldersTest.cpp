@@ -1,12 +1,15 @@
 #include "ostrel/Folders.h"
 
 #include <boost/filesystem.hpp>
+#include <cerrno>
+#include <set>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
 
 #include "tests/support/EnvironmentGuard.h"
+#include "tests/support/FakeSync.h"
 #include "tests/support/Printing.h"
 #include "tests/support/TempFolder.h"
 #include "tests/support/Thrown.h"
@@ -75,6 +78,31 @@ TEST(Folders, PrivateFolderIsMadeForThisUserAlone)
     };
     ASSERT_EQ(stat(folder.Text().c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 0777u, 0700u);
+}
+
+TEST(Folders, PrivateFolderIsOnDiskOnceItIsMade)
+{
+    const TempFolder temp;
+    const std::string top = temp.Folder().Text();
+    {
+        FakeSync disk;
+        ostrel::MakePrivateFolder(temp / "a/b/private");
+        EXPECT_EQ(disk.TakeSynced(), (std::set<std::string>{top, top + "/a", top + "/a/b"}));
+        ostrel::MakePrivateFolder(temp / "a/b/private");
+        EXPECT_EQ(disk.TakeSynced(), std::set<std::string>()) << "nothing was made";
+    }
+
+    const std::pair<int, std::string> cases[] = {
+        {EIO, "cannot use folder " + (temp / "1").Text() + ": Input/output error"},
+        {EINVAL, "(nothing thrown)"}, // Nothing to sync there.
+    };
+    int number = 0;
+    for (const auto &[error, reason] : cases)
+    {
+        const FakeSync disk(error);
+        const Path folder = temp / std::to_string(++number);
+        EXPECT_EQ(Thrown([&] { ostrel::MakePrivateFolder(folder); }), reason);
+    }
 }
 
 TEST(Folders, FolderThatOthersMayUseIsRefusedAsPrivate)
