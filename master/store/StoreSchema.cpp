@@ -65,7 +65,7 @@ constexpr const char *k_migrations[] = {
     // What a job was when it came, and when it was over (0 for not yet). Of those that are over
     // already it is not known when: they count from here. The logs of jobs that were removed are
     // still to go. Of a job that is over, tasks next to each other of which the same is known are
-    // one row.
+    // one row. No Master before had owners: what goes by their name, some client has made up.
     R"(
     ALTER TABLE jobs ADD COLUMN submitted TEXT NOT NULL DEFAULT '';
     ALTER TABLE jobs ADD COLUMN finished INTEGER NOT NULL DEFAULT 0;
@@ -91,6 +91,8 @@ constexpr const char *k_migrations[] = {
         SELECT job, task, status, tries, failures, exit_code, reason, count FROM packed
         ORDER BY job, task;
     DROP TABLE packed;
+
+    DELETE FROM parameters WHERE name = 'Owner';
     )",
     // Where the last try of a task was handed over to, by the number of its log. A job that was
     // handed over to nobody has none.

@@ -110,6 +110,18 @@ TEST_P(StoreOfVersion, KeepsParametersTasksAndLogs)
     EXPECT_EQ(failed[0].exitCode, 9);
 }
 
+// A Master without owners has kept as a parameter what a client called one.
+TEST_P(StoreOfVersion, HasNoOwnersThatNoMasterHasSet)
+{
+    {
+        SQLite::Database database(m_file.Text(), SQLite::OPEN_READWRITE);
+        database.exec("INSERT INTO parameters SELECT number, 99, 'Owner', 'mallory' FROM jobs");
+    }
+    JobStore store(m_file);
+    for (int number = 1; number <= 4; ++number)
+        EXPECT_EQ(store.FindOwner(Id(number)), String()) << number;
+}
+
 TEST_P(StoreOfVersion, IsWhatTheReleasedStepsMake)
 {
     SQLite::Database recorded(":memory:", SQLite::OPEN_READWRITE);
