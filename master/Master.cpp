@@ -419,17 +419,29 @@ void Master::SendProgress()
     Outbox outbox;
     for (const UID &job : m_progress.TakeDue(m_clock->Now()))
     {
-        const std::optional<JobState> state = m_store.FindState(job);
-        if (!state)
+        const auto reason = Attempt([&] { TellProgress(job, outbox); });
+        if (!reason)
             continue;
-        outbox.Tell(job, corvan::p_TasksDone, std::to_string(state->tasksDone));
-        outbox.Tell(job, corvan::p_TasksFailed, std::to_string(state->tasksFailed));
+        // What is told last stands, so it is told later where the disk does not give it yet.
+        ostrel::LogError(*reason);
+        m_progress.Note(job, m_clock->Now());
     }
     for (const Outgoing &message : outbox.Messages())
         Send(message);
 
     if (const auto next = m_progress.NextDue())
         m_progressAlarm->Set(*next, [this] { SendProgress(); });
+}
+
+void Master::TellProgress(const UID &job, Outbox &outbox)
+{
+    _CallEntry call("Master::TellProgress", __FILE__, __LINE__);
+
+    const std::optional<JobState> state = m_store.FindState(job);
+    if (!state)
+        return;
+    outbox.Tell(job, corvan::p_TasksDone, std::to_string(state->tasksDone));
+    outbox.Tell(job, corvan::p_TasksFailed, std::to_string(state->tasksFailed));
 }
 
 void Master::Reload()

@@ -117,6 +117,7 @@ private:
     void CarryOut(const Outbox &outbox);
     void Send(const Outgoing &message);
     void SendProgress();
+    void TellProgress(const UID &job, Outbox &outbox);
     bool RequeueRunning();
     void WatchCheck();
     void TakeFinding(const StoreCheck::Finding &finding);
