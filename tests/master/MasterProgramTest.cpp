@@ -118,7 +118,8 @@ protected:
 class KilledMasterTest : public MasterProgramTest
 {
 protected:
-    void QueuesWhatRanAgain(const std::string &script)
+    // The second one finds its data in a folder of this name.
+    void QueuesWhatRanAgain(const std::string &script, const std::string &nextData = "data")
     {
         auto program = Start();
         const wire::Envelope job = JobEnvelope(script);
@@ -135,7 +136,10 @@ protected:
         for (const char *leaf : {"pid1", "pid2"})
             std::filesystem::remove((m_folder / leaf).Text().c_str());
 
-        program = Start();
+        program = std::make_unique<MasterProgram>(
+            m_folder.Folder(), std::vector<std::string>{"--data", (m_folder / nextData).Text(),
+                                                        "--listen", (m_folder / "m.sock").Text()});
+        EXPECT_NE(program->ReadLine(), "") << program->Errors();
         RawClient client(program->Address());
         ASSERT_TRUE(client.SayHello());
         WaitForProcesses(client);
@@ -162,6 +166,13 @@ TEST_F(KilledMasterTest, QueuesWhatRanAgain)
 TEST_F(KilledMasterTest, StartsNothingBesideACommandThatDetachedItself)
 {
     QueuesWhatRanAgain("setsid env -i /bin/" + LongScript("trap \"\" TERM; "));
+}
+
+// A Master is known by its store, and not by what its folder is called.
+TEST_F(KilledMasterTest, StartsNothingBesideACommandOfAMasterThatCalledItsFolderOtherwise)
+{
+    std::filesystem::create_symlink("data", (m_folder / "link").Text().c_str());
+    QueuesWhatRanAgain("setsid env -i /bin/" + LongScript("trap \"\" TERM; "), "link");
 }
 
 // In a control group that was handed over to the Master.
@@ -266,6 +277,24 @@ TEST_F(MasterInGroupTest, LimitsTheMemoryOfATask)
          answer = client.Ask(GetTasksEnvelope(job.job().id())))
         reason = answer->task_list().tasks(0).reason();
     EXPECT_EQ(reason, "it took more memory than 40 MiB");
+}
+
+TEST_F(MasterInGroupTest, LimitsTheProcessorsOfATask)
+{
+    if (ContentOf(*m_own.Folder() / "cgroup.controllers").find("cpu") == std::string::npos)
+        GTEST_SKIP() << "the control groups of this machine limit no processors";
+    const auto program = Start();
+    RawClient client(program->Address());
+    ASSERT_TRUE(client.SayHello());
+    wire::Envelope job = JobEnvelope(LongScript());
+    wire::Parameter &limit = *job.mutable_job()->add_parameters();
+    limit.set_name("MaxProcessors");
+    limit.set_value("1");
+    ASSERT_TRUE(client.Ask(job)->has_accepted());
+    WaitForProcesses(client);
+    ASSERT_EQ(TaskGroups().size(), 2u);
+    for (const std::filesystem::path &group : TaskGroups())
+        EXPECT_EQ(ContentOf((group / "cpu.max").string()), "100000 100000\n");
 }
 
 // A writer without a session, a mark or a keeper, which holds a lock on its frame.

@@ -14,6 +14,7 @@
 #include "corvan/GrpcLink.h"
 #include "corvan/Limits.h"
 #include "corvan/Messages.h"
+#include "corvan/Protocol.h"
 #include "tests/master/RawClient.h"
 #include "tests/master/RunningMaster.h"
 #include "tests/master/TestCertificate.h"
@@ -275,6 +276,53 @@ TEST_F(MasterTest, WantsHelloFirst)
     EXPECT_EQ(nameless.End().error_message(), "the client has no identity");
 }
 
+wire::Envelope HelloOfProtocol(unsigned number)
+{
+    wire::Envelope envelope = HelloEnvelope();
+    envelope.mutable_hello()->set_program("Corvan");
+    envelope.mutable_hello()->set_version("0.0.9");
+    envelope.mutable_hello()->set_protocol(number);
+    return envelope;
+}
+
+TEST_F(MasterTest, TellsItsProtocolAndItsLogWhatThatOfAClientLacksOrBrings)
+{
+    Start();
+    const struct
+    {
+        unsigned protocol;
+        const char *told;
+    } cases[] = {
+        {0, "Corvan 0.0.9: it speaks protocol 1, the Master 2; protocol 1 lacks: users and rights"},
+        {corvan::k_Protocol, nullptr},
+        {corvan::k_Protocol + 1, "what protocol 3 brought is not known here"},
+    };
+    for (const auto &[protocol, told] : cases)
+    {
+        const LogCapture log;
+        RawClient client(m_master->Address());
+        ASSERT_TRUE(client.Send(HelloOfProtocol(protocol)));
+        const auto welcome = client.Receive();
+        ASSERT_TRUE(welcome && welcome->has_welcome()) << protocol;
+        EXPECT_EQ(welcome->welcome().protocol(), corvan::k_Protocol);
+        EXPECT_EQ(log.Count(ostrel::k_LogStatus, "speaks protocol"), told ? 1 : 0) << protocol;
+        EXPECT_EQ(log.Count(ostrel::k_LogStatus, told ? told : "speaks protocol"), told ? 1 : 0);
+    }
+}
+
+TEST_F(MasterTest, TurnsAwayAClientWhoseProtocolIsTooOldAndSaysWhatToDo)
+{
+    m_settings.server.leastProtocol = 2;
+    Start();
+    RawClient client(m_master->Address());
+    ASSERT_TRUE(client.Send(HelloOfProtocol(1)));
+    const std::string told = client.End().error_message();
+    EXPECT_TRUE(told.starts_with("Corvan 0.0.9 speaks protocol 1, and the Master, version "))
+        << told;
+    EXPECT_TRUE(told.ends_with(", takes 2 and newer: install a newer one here")) << told;
+    EXPECT_TRUE(Connect());
+}
+
 TEST_F(MasterTest, CutsOffWhoDoesNotSayHello)
 {
     m_settings.server.helloWithin = 1s;
@@ -514,6 +562,33 @@ TEST_F(MasterTest, FailsAJobWhoseCommandFailsThreeTimes)
     EXPECT_EQ(task.tries(), 3u);
     EXPECT_EQ(task.exit_code(), 9);
     EXPECT_EQ(task.status(), 3);
+}
+
+// Without control groups, too.
+TEST_F(MasterTest, EndsATaskThatExceedsALimitOfItsJobAndSaysWhich)
+{
+    Start();
+    const auto client = Connect();
+    const struct
+    {
+        const char *name, *value, *script, *reason;
+    } cases[] = {
+        {"MaxSeconds", "1", "sleep 100", "it took longer than 1 seconds"},
+        {"MaxMemoryMB", "40", "(head -c 200000000 /dev/zero; exec sleep 100) | tail -n 1",
+         "it took more memory than 40 MiB"},
+        {"MaxProcesses", "5", "for i in 1 2 3 4 5 6 7 8; do setsid sleep 100 & done; wait",
+         "it had more than 5 processes"},
+    };
+    for (const auto &[name, value, script, reason] : cases)
+    {
+        const std::string job =
+            Submit(*client, {{"Range", "1"}, {"Script", script}, {name, value}});
+        ASSERT_TRUE(client->ReceiveUntil(IsNews("Status", "3"))) << name;
+        const auto tasks = client->Ask(GetTasksEnvelope(job));
+        ASSERT_TRUE(tasks && tasks->task_list().tasks_size() == 1);
+        EXPECT_EQ(tasks->task_list().tasks(0).reason(), reason);
+        EXPECT_EQ(tasks->task_list().tasks(0).tries(), 3u);
+    }
 }
 
 TEST_F(MasterTest, GivesTheLogOfEachTry)

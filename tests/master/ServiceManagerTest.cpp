@@ -37,6 +37,28 @@ TEST(ServiceManager, IsToldOnceTheMasterAnswersAndWhenItEnds)
     EXPECT_EQ(program.WaitForEnd(), 0);
 }
 
+TEST(ServiceManager, IsToldThatTheSettingsAreReadAnewAndThatTheMasterIsReadyAgain)
+{
+    const TempFolder folder;
+    NotifySocket notices(folder.Folder());
+    MasterProgram program(folder.Folder(), {"--listen", (folder / "m.sock").Text()});
+    const auto first = notices.Next();
+    ASSERT_TRUE(first);
+    for (int round = 0; round < 2; ++round)
+    {
+        const auto before = std::chrono::steady_clock::now().time_since_epoch();
+        program.Signal(SIGHUP);
+        const auto reloading = notices.Next();
+        ASSERT_TRUE(reloading);
+        const std::string start = "RELOADING=1\nMONOTONIC_USEC=";
+        ASSERT_TRUE(reloading->starts_with(start)) << *reloading;
+        const std::chrono::microseconds at(std::stoll(reloading->substr(start.size())));
+        EXPECT_GE(at, std::chrono::duration_cast<std::chrono::microseconds>(before));
+        EXPECT_LE(at, std::chrono::steady_clock::now().time_since_epoch());
+        EXPECT_EQ(notices.Next(), first) << "it waits for that, and for no longer than its time";
+    }
+}
+
 TEST(ServiceManager, HearsOfAMasterWithoutWorkAgainAndAgain)
 {
     const TempFolder folder;

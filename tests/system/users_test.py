@@ -154,6 +154,67 @@ class Commands(Administrator):
         self.assertEqual(len(list((self.folder / "store").iterdir())), 1)
 
 
+class StoreCommands(Administrator):
+    """corvan-master store, beside a Master that runs where that makes sense."""
+
+    def setUp(self):
+        super().setUp()
+        self.store = self.folder / "store" / "jobs.db"
+        self.copy = self.folder / "copy.db"
+
+    def jobs(self):
+        return {job["id"] for job in json.loads(self.corvan("list", "--json"))}
+
+    def test_check_and_copy_while_the_master_works(self):
+        self.start_master("--slots", "0")
+        first = self.submit("true", "--range", "1")
+        self.assertEqual(self.run_master("store", "check").stdout, f"{self.store} is whole\n")
+        done = self.run_master("store", "backup", self.copy)
+        self.assertEqual(done.stdout, f"{self.copy} is a copy of {self.store}\n")
+        second = self.submit("true", "--range", "1")
+        done = self.run_master("store", "backup", self.copy, status=1)
+        self.assertIn(str(self.copy), done.stderr)
+        done = self.run_master("store", "restore", self.copy, status=1)
+        self.assertIn(f"another Master uses data folder {self.store.parent}", done.stderr)
+        self.assertEqual(self.jobs(), {first, second})
+
+        self.stop_master()
+        done = self.run_master("store", "restore", self.copy)
+        told = f"{self.store} is a copy of {self.copy}; what was there is kept as "
+        self.assertTrue(done.stdout.startswith(told), done.stdout)
+        self.assertTrue(pathlib.Path(done.stdout[len(told):].strip()).exists())
+        self.start_master("--slots", "0")
+        self.assertEqual(self.jobs(), {first})
+
+    def test_tell_of_damage_and_how_to_go_on(self):
+        self.start_master("--slots", "0")
+        job = self.submit("true", "--range", "1", "--set", "Note=" + 20000 * "n")
+        self.run_master("store", "backup", self.copy)
+        self.stop_master()
+        with open(self.store, "r+b") as file:
+            for page in range(2, os.path.getsize(self.store) // 4096):
+                file.seek(page * 4096)
+                file.write(64 * b"\xee")
+        self.assertIn(f"{self.store} is damaged\n", self.run_master("store", "check", status=1).stdout)
+        done = self.run_master("--listen", self.env["CORVAN_MASTER"], status=1)
+        advice = f"corvan-master store restore BACKUP --data {self.store.parent}"
+        self.assertIn(advice, done.stderr)
+        self.run_master("store", "restore", self.copy)
+        self.start_master("--slots", "0")
+        self.assertEqual(self.jobs(), {job})
+
+    def test_name_what_they_do_not_understand(self):
+        usage = "corvan-master store wants one of: check, backup FILE, restore FILE"
+        for arguments, told in [
+            ([], usage), (["heal"], usage), (["check", "x"], usage), (["backup"], usage),
+            (["restore", "a", "b"], usage),
+            (["check", "--slots", "2"], "--slots has no meaning for the store"),
+        ]:
+            self.assertIn(told, self.run_master("store", *arguments, status=2).stderr)
+        self.assertIn("cannot read", self.run_master("store", "check", status=1).stderr)
+        self.assertFalse(self.store.exists())
+
+
 @unittest.skipUnless(os.geteuid() == 0, "only root can be somebody else")
 class OtherUsers(Administrator):
     """Of the machine, on a socket file."""

@@ -339,13 +339,33 @@ class Log(FarmTest):
         for task in ([], ["0"]):
             self.assertIn(b"a\\x1b[31mb\r\nc\r\n", self.on_terminal("log", job, *task))
 
-    def on_terminal(self, *arguments):
+    def test_of_the_other_verbs_a_terminal_gets_nothing_to_act_on_either(self):
+        evil = "a\x1b[35;7mb"
+        for setting in (["--name", evil], ["--set", f"Program={evil}"]):
+            done = self.run_corvan("submit", "Command", "--range", "1", *setting, status=1)
+            self.assertIn("control character", done.stderr)
+        pattern = f"{self.folder}/{evil}.%d"
+        job = self.submit("exit", "--paused", "--range", "1-2", "--format", pattern, "--set", f"Note={evil}")
+        for arguments, told in [
+            (["list"], b""),
+            (["list", "--json"], rb"a\u001b[35;7mb"),
+            (["show", job], rb"a\x1b[35;7mb"),
+            (["show", "--json", job], rb"a\u001b[35;7mb"),
+            (["check", job], rb"a\x1b[35;7mb"),
+            (["check", "--format", pattern, "--range", "1-2"], rb"a\x1b[35;7mb"),
+        ]:
+            with self.subTest(verb=arguments):
+                output = self.on_terminal(*arguments, check=False)
+                self.assertNotIn(b"\x1b[35;7m", output)
+                self.assertIn(told, output)
+
+    def on_terminal(self, *arguments, check=True):
         """Runs a verb with a terminal as its output. Gives what the terminal got."""
         keyboard, terminal = pty.openpty()
         self.addCleanup(os.close, keyboard)
         # The little that it prints finds room there.
         subprocess.run(
-            [BIN / "corvan", *arguments], env=self.env, stdout=terminal, stderr=subprocess.PIPE, check=True
+            [BIN / "corvan", *arguments], env=self.env, stdout=terminal, stderr=subprocess.PIPE, check=check
         )
         os.close(terminal)
         output = b""
