@@ -22,6 +22,7 @@ constexpr RunLimitName k_limits[] = {
     {"MaxProcesses", &RunLimits::processes, 1, k_many, false},
     {"MaxLogMB", &RunLimits::logMb, 1, 100'000, false},
     {"Nice", &RunLimits::nice, 0, 19, true},
+    {"MaxProcessors", &RunLimits::processors, 1, 10'000, false},
 };
 
 } // namespace

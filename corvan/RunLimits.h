@@ -15,11 +15,12 @@ class Job;
 /// What one command of a job, and all that it starts, may take. 0 is no limit but for the log.
 struct RunLimits
 {
-    unsigned seconds = 0;   ///< From its start.
-    unsigned memoryMb = 0;  ///< In MiB, of all its processes together.
-    unsigned processes = 0; ///< At once.
-    unsigned logMb = 16;    ///< In MiB; of what it prints beyond, beginning and end are kept.
-    unsigned nice = 0;      ///< How much it stands back behind other processes, 0 to 19.
+    unsigned seconds = 0;    ///< From its start.
+    unsigned memoryMb = 0;   ///< In MiB, of all its processes together.
+    unsigned processes = 0;  ///< At once.
+    unsigned logMb = 16;     ///< In MiB; of what it prints beyond, beginning and end are kept.
+    unsigned nice = 0;       ///< How much it stands back behind other processes, 0 to 19.
+    unsigned processors = 0; ///< So many of them, or as much time as they have.
 
     friend bool operator==(const RunLimits &, const RunLimits &) = default;
 };

@@ -115,15 +115,15 @@ private:
 {
     // Whoever started it may be killed; then this process ends what it holds, since the socket
     // closes.
-    Keeper holder(master);
     Request wanted;
     std::string reason = "cannot open a file";
     const int file = ::memfd_create("request", MFD_CLOEXEC);
     const bool isRead = file >= 0 &&
                         ::write(file, request.data(), request.size()) == ssize_t(request.size()) &&
                         ::lseek(file, 0, SEEK_SET) == 0 && ReadRequest(file, wanted, &reason);
+    Keeper holder(master, wanted);
     if (isRead)
-        holder.Run(wanted);
+        holder.Run();
     else
         holder.ReportNotStarted(reason);
     ::_exit(0);

@@ -1,31 +1,62 @@
 #include "keeper/Group.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <fcntl.h>
 #include <string_view>
 #include <unistd.h>
+#include <utility>
 
 namespace keeper
 {
 
-bool KillGroup(const std::string &group)
+namespace
 {
-    if (group.empty())
-        return false;
-    // Its files are there or cannot be made.
-    const int file = ::open((group + "/cgroup.kill").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
-    if (file < 0)
-        return false;
-    const bool isKilled = ::write(file, "1", 1) == 1;
-    ::close(file);
-    return isKilled;
+
+// Its files are there or cannot be made.
+int OpenFileOf(const std::string &group, const char *leaf)
+{
+    return ::open((group + leaf).c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
 }
 
-bool HadTooMuchMemory(const std::string &group)
+} // namespace
+
+Group::Group(std::string folder) : m_folder(std::move(folder))
 {
-    if (group.empty())
+    if (m_folder.empty())
+        return;
+    m_processes = ::open((m_folder + "/cgroup.procs").c_str(), O_WRONLY | O_CLOEXEC);
+    m_openError = errno;
+    m_kill = OpenFileOf(m_folder, "/cgroup.kill");
+}
+
+Group::~Group()
+{
+    for (const int file : {m_processes, m_kill})
+        if (file >= 0)
+            ::close(file);
+}
+
+bool Group::Join() const
+{
+    if (m_folder.empty())
+        return true;
+    if (m_processes >= 0)
+        return ::write(m_processes, "0", 1) == 1;
+    errno = m_openError;
+    return false;
+}
+
+bool Group::Kill() const
+{
+    return m_kill >= 0 && ::write(m_kill, "1", 1) == 1;
+}
+
+bool Group::HadTooMuchMemory() const
+{
+    if (m_folder.empty())
         return false;
-    std::FILE *const events = std::fopen((group + "/memory.events").c_str(), "re");
+    std::FILE *const events = std::fopen((m_folder + "/memory.events").c_str(), "re");
     if (!events)
         return false;
     char name[64] = {};
@@ -35,6 +66,11 @@ bool HadTooMuchMemory(const std::string &group)
         count = 0;
     std::fclose(events);
     return count > 0;
+}
+
+bool KillGroup(const std::string &group)
+{
+    return Group(group).Kill();
 }
 
 } // namespace keeper

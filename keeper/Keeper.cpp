@@ -13,8 +13,8 @@
 #include <unistd.h>
 
 #include "keeper/Descendants.h"
-#include "keeper/Group.h"
 #include "keeper/Protocol.h"
+#include "keeper/User.h"
 
 namespace keeper
 {
@@ -42,18 +42,22 @@ int OpenSignals()
 
 } // namespace
 
-void Keeper::Run(const Request &request)
+void Keeper::Run()
 {
-    m_request = request;
-    Outputs outputs(request.outputs, request.keepsOld != 0);
+    Outputs outputs(m_request.outputs, m_request.keepsOld != 0);
     std::string reason;
+    if (!Begin(&reason))
+    {
+        ReportNotStarted(reason);
+        return;
+    }
     // Before a folder is made.
-    if (const Place place = FindPlaces(request, &reason); place != Place::Within)
+    if (const Place place = FindPlaces(&reason); place != Place::Within)
     {
         Report(place == Place::Outside ? k_Outside : k_NotStarted, reason);
         return;
     }
-    if (!Start(request, outputs, &reason))
+    if (!Start(outputs, &reason))
     {
         outputs.PutBack();
         ReportNotStarted(reason);
@@ -62,7 +66,7 @@ void Keeper::Run(const Request &request)
     Report(k_Started, {});
     Hold();
 
-    if (m_why.empty() && HadTooMuchMemory(request.group))
+    if (m_why.empty() && m_group.HadTooMuchMemory())
         m_why = MemoryReason();
     const int code = WIFEXITED(m_status) ? WEXITSTATUS(m_status) : -1;
     if (code == 0 && m_why.empty() && m_isMasterThere)
@@ -75,28 +79,34 @@ void Keeper::Run(const Request &request)
     Report(k_Ended, std::to_string(code) + " " + m_why);
 }
 
-Place Keeper::FindPlaces(const Request &request, std::string *reason)
+// What belongs to the Master is opened by its user; all that follows is done by the command's.
+bool Keeper::Begin(std::string *reason)
 {
-    for (RootedPath rooted : request.rooted)
+    return m_log.Open(m_request.log, m_request.logBytes, reason) && BecomeUser(m_request, reason);
+}
+
+Place Keeper::FindPlaces(std::string *reason)
+{
+    for (RootedPath rooted : m_request.rooted)
     {
         if (!rooted.path.starts_with('/'))
-            rooted.path = request.folder + "/" + rooted.path;
+            rooted.path = m_request.folder + "/" + rooted.path;
         if (const Place place = FindPlace(rooted, reason); place != Place::Within)
             return place;
     }
-    if (request.outputRoots.empty())
+    if (m_request.outputRoots.empty())
         return Place::Within;
-    for (const auto *files : {&request.places, &request.outputs})
+    for (const auto *files : {&m_request.places, &m_request.outputs})
     {
         const Place place = FindPlaceOfAll(
-            "ImageFormat", *files, request.outputRoots, [this] { return IsOver(); }, reason);
+            "ImageFormat", *files, m_request.outputRoots, [this] { return IsOver(); }, reason);
         if (place != Place::Within)
             return place;
     }
     return Place::Within;
 }
 
-bool Keeper::Start(const Request &request, Outputs &outputs, std::string *reason)
+bool Keeper::Start(Outputs &outputs, std::string *reason)
 {
     if (!CanListChildren() || ::prctl(PR_SET_CHILD_SUBREAPER, 1) != 0)
     {
@@ -109,12 +119,11 @@ bool Keeper::Start(const Request &request, Outputs &outputs, std::string *reason
         *reason = std::string("cannot wait for signals: ") + std::strerror(errno);
         return false;
     }
-    for (const std::string &place : request.places)
+    for (const std::string &place : m_request.places)
         if (!MakeFolderOf(place, reason))
             return false;
     if (!outputs.Prepare([this] { return IsOver(); }, reason) ||
-        !m_log.Open(request.log, request.logBytes, reason) ||
-        !StartCommand(request, m_command, reason))
+        !StartCommand(m_request, m_group, m_command, reason))
         return false;
     m_began = m_nextLook = Clock::now();
     return true;
@@ -254,7 +263,7 @@ void Keeper::EndDescendants()
     const Clock::time_point now = Clock::now();
     const bool kills = now >= m_killAt;
     if (kills)
-        KillGroup(m_request.group);
+        m_group.Kill();
     for (const Descendant &one : ListDescendants())
     {
         if (kills)

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "keeper/BoundedLog.h"
+#include "keeper/Group.h"
 #include "keeper/Outputs.h"
 #include "keeper/Request.h"
 #include "keeper/StartCommand.h"
@@ -19,18 +20,22 @@ class Keeper
 {
 public:
     /// `master` is a socket to the Master, the caller's; see Protocol.h.
-    explicit Keeper(int master) : m_master(master) {}
+    Keeper(int master, const Request &request)
+        : m_master(master), m_request(request), m_group(request.group)
+    {
+    }
 
     /// Does all of it, and reports.
-    void Run(const Request &request);
+    void Run();
     /// Tells the Master that nothing was started.
     void ReportNotStarted(const std::string &reason);
 
 private:
     using Clock = std::chrono::steady_clock;
 
-    Place FindPlaces(const Request &request, std::string *reason);
-    bool Start(const Request &request, Outputs &outputs, std::string *reason);
+    bool Begin(std::string *reason);
+    Place FindPlaces(std::string *reason);
+    bool Start(Outputs &outputs, std::string *reason);
     void Hold();
     void WaitForNews();
     void ReadOrders();
@@ -46,7 +51,8 @@ private:
 
     int m_master;
     int m_signals = -1;
-    Request m_request;
+    const Request m_request;
+    const Group m_group;
     BoundedLog m_log;
     Command m_command;
     int m_status = 0;

@@ -16,6 +16,10 @@ inline constexpr const char *k_Environment = "environment"; // "NAME=value", eac
 inline constexpr const char *k_Folder = "folder";           // Where it runs.
 inline constexpr const char *k_Group = "group";             // Its control group's folder.
 inline constexpr const char *k_Log = "log";                 // Takes what it prints.
+// Who it runs as, and looks at files as; 0 for whoever the Master runs as.
+inline constexpr const char *k_User = "user";
+inline constexpr const char *k_UserGroup = "user-group"; // The main one of that user,
+inline constexpr const char *k_MoreGroup = "more-group"; // and each that it has.
 inline constexpr const char *k_Output = "output"; // A file that it is to write; its folder is made.
 inline constexpr const char *k_Place = "place";   // A file whose folder is made.
 // They are to lie in one of these.
@@ -27,6 +31,9 @@ inline constexpr const char *k_Keep = "keep";       // 1: outputs that are there
 inline constexpr const char *k_Seconds = "seconds"; // The limits; 0 for none.
 inline constexpr const char *k_Memory = "memory";
 inline constexpr const char *k_Processes = "processes";
+// So many of the processors, from this one on: where no control group holds it below that.
+inline constexpr const char *k_Processors = "processors";
+inline constexpr const char *k_FirstProcessor = "first-processor";
 inline constexpr const char *k_LogBytes = "log-bytes";
 inline constexpr const char *k_Nice = "nice";
 inline constexpr const char *k_Files = "files"; // Open at a time, at first; it may ask for more.

@@ -38,6 +38,8 @@ std::vector<std::string> *FindList(Request &request, const std::string &name)
         return &request.outputs;
     if (name == k_RootOfOutputs)
         return &request.outputRoots;
+    if (name == k_MoreGroup)
+        return &request.groups;
     return name == k_Place ? &request.places : nullptr;
 }
 
@@ -54,12 +56,20 @@ long long *FindNumber(Request &request, const std::string &name)
 {
     if (name == k_Keep)
         return &request.keepsOld;
+    if (name == k_User)
+        return &request.userId;
+    if (name == k_UserGroup)
+        return &request.groupId;
     if (name == k_Seconds)
         return &request.seconds;
     if (name == k_Memory)
         return &request.memoryBytes;
     if (name == k_Processes)
         return &request.processes;
+    if (name == k_Processors)
+        return &request.processors;
+    if (name == k_FirstProcessor)
+        return &request.firstProcessor;
     if (name == k_LogBytes)
         return &request.logBytes;
     if (name == k_Nice)

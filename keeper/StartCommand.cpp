@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
+#include <sched.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -49,13 +50,31 @@ void ResetSignals()
 }
 
 // Where it is not to be had the command runs without, and its log tells.
-void Join(const std::string &group)
+void Join(const Group &group)
 {
-    const int processes = ::open((group + "/cgroup.procs").c_str(), O_WRONLY | O_CLOEXEC);
-    if (processes < 0 || ::write(processes, "0", 1) != 1)
-        ::dprintf(STDERR_FILENO, "corvan-task: cannot use control group %s: %s\n", group.c_str(),
-                  std::strerror(errno));
-    ::close(processes);
+    if (!group.Join())
+        ::dprintf(STDERR_FILENO, "corvan-task: cannot use control group %s: %s\n",
+                  group.Folder().c_str(), std::strerror(errno));
+}
+
+// It may leave them again; what asks how many processors there are is told these.
+void UseProcessors(std::size_t first, std::size_t count)
+{
+    cpu_set_t all;
+    // Fails on a machine of more than 1,024.
+    if (::sched_getaffinity(0, sizeof all, &all) != 0)
+        return;
+    std::vector<int> numbers;
+    for (int number = 0; number < CPU_SETSIZE; ++number)
+        if (CPU_ISSET(number, &all))
+            numbers.push_back(number);
+    if (count >= numbers.size())
+        return;
+    cpu_set_t some;
+    CPU_ZERO(&some);
+    for (std::size_t i = 0; i < count; ++i)
+        CPU_SET(numbers[(first + i) % numbers.size()], &some);
+    ::sched_setaffinity(0, sizeof some, &some);
 }
 
 // The Master takes all the descriptors that it may have. A command that meets so many may close
@@ -70,7 +89,7 @@ void LowerDescriptorLimit(rlim_t files)
 }
 
 // The child's part. Gives why it could not become the command.
-Failure Become(const Request &request, const std::vector<char *> &arguments,
+Failure Become(const Request &request, const Group &group, const std::vector<char *> &arguments,
                const std::vector<char *> &environment, int output)
 {
     ::setsid();
@@ -83,8 +102,9 @@ Failure Become(const Request &request, const std::vector<char *> &arguments,
         return {Failure::NoFiles, errno};
     if (nothing > STDERR_FILENO)
         ::close(nothing);
-    if (!request.group.empty())
-        Join(request.group);
+    Join(group);
+    if (request.processors > 0)
+        UseProcessors(std::size_t(request.firstProcessor), std::size_t(request.processors));
     if (request.nice > 0 && ::nice(int(request.nice)) < 0)
         errno = 0; // It runs all the same.
     if (request.files > 0)
@@ -123,7 +143,7 @@ void TakePath(const std::vector<std::string> &environment)
 
 } // namespace
 
-bool StartCommand(const Request &request, Command &command, std::string *reason)
+bool StartCommand(const Request &request, const Group &group, Command &command, std::string *reason)
 {
     int output[2];
     int failure[2];
@@ -146,7 +166,7 @@ bool StartCommand(const Request &request, Command &command, std::string *reason)
     const pid_t child = ::fork();
     if (child == 0)
     {
-        const Failure told = Become(request, arguments, environment, output[1]);
+        const Failure told = Become(request, group, arguments, environment, output[1]);
         const ssize_t written = ::write(failure[1], &told, sizeof told);
         ::_exit(written == sizeof told ? 126 : 127);
     }

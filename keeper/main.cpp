@@ -34,15 +34,15 @@ int main(int argc, char **argv)
         ::syscall(SYS_close_range, STDERR_FILENO + 1, master - 1, 0);
     ::syscall(SYS_close_range, master + 1, ~0u, 0);
 
-    keeper::Keeper holder(master);
     keeper::Request request;
     std::string reason;
     const bool isRead = keeper::ReadRequest(STDIN_FILENO, request, &reason);
     const int nothing = ::open("/dev/null", O_RDWR | O_CLOEXEC);
     for (const int standard : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
         ::dup2(nothing, standard);
+    keeper::Keeper holder(master, request);
     if (isRead)
-        holder.Run(request);
+        holder.Run();
     else
         holder.ReportNotStarted(reason);
     return 0;

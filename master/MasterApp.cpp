@@ -98,14 +98,18 @@ bool MasterApp::Run(const CommandLine &commandLine)
     settings.statusPort = ReadStatusPort(Options());
     settings.checkPatience = k_check_patience;
 
+    const std::optional<CommandUser> user = ReadCommandUser(Options(), options.data);
     const std::size_t filesOfCommands = RaiseDescriptorLimit();
     boost::asio::io_context loop;
     const Engine engine = ReadEngine(commandLine, Options());
+    if (user && engine != Engine::Local)
+        throw new UsageException("RunAs is for the engine local alone");
     (engine == Engine::Slurm ? settings.share : settings.formerShare) = ReadSlurmFolder(Options());
     const std::unique_ptr<CommandRunner> runner =
         engine == Engine::Slurm
             ? MakeSlurmRunner(loop, Options(), {k_patience, filesOfCommands})
-            : std::make_unique<LocalRunner>(loop, int(options.slots), k_patience, filesOfCommands);
+            : std::make_unique<LocalRunner>(loop, int(options.slots), k_patience, filesOfCommands,
+                                            user);
     Master theMaster(loop, settings, *runner);
     boost::asio::signal_set signals(loop, SIGTERM, SIGINT);
     signals.async_wait(
@@ -122,6 +126,8 @@ bool MasterApp::Run(const CommandLine &commandLine)
     std::puts(line.c_str());
     std::fflush(stdout);
     ostrel::LogStatus(line);
+    if (user)
+        ostrel::LogStatus("commands run as user " + user->name);
     if (const auto port = theMaster.StatusPort())
         ostrel::LogStatus("/metrics and /healthz at 127.0.0.1:" + std::to_string(*port));
     // Whoever started it keeps what it says on its way up, and no more.

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <optional>
+#include <sys/stat.h>
 #include <thread>
 #include <vector>
 
@@ -125,6 +126,26 @@ Engine ReadEngine(const CommandLine &commandLine, const ostrel::IniFile &options
     if (commandLine.HasOption("slots"))
         throw new UsageException("--slots is for the engine local alone");
     return Engine::Slurm;
+}
+
+std::optional<CommandUser> ReadCommandUser(const ostrel::IniFile &options, const Path &data)
+{
+    const String name = options.GetValue("Master", "RunAs", String());
+    if (name.empty())
+        return std::nullopt;
+    String reason;
+    std::optional<CommandUser> user = FindCommandUser(name, &reason);
+    // One that is not there yet is made for its owner alone.
+    struct stat folder
+    {
+    };
+    if (user && ::stat(data.Text().c_str(), &folder) == 0 &&
+        (folder.st_mode & (S_IRWXG | S_IRWXO)) != 0)
+        reason = "data folder " + data.Text() + " is open to others than its owner (chmod 700)";
+    if (!reason.empty())
+        throw new UsageException("RunAs = " + name +
+                                 " in section \"Master\" of the options: " + reason);
+    return user;
 }
 
 MasterOptions ReadMasterOptions(const CommandLine &commandLine)

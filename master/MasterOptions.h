@@ -5,6 +5,7 @@
 
 #include "corvan/MasterAddress.h"
 #include "master/door/Identity.h"
+#include "master/run/CommandUser.h"
 #include "ostrel/CommandLine.h"
 #include "ostrel/Exception.h"
 #include "ostrel/Path.h"
@@ -58,6 +59,11 @@ Path ReadDataFolder(const CommandLine &commandLine);
 /// Key "SocketRole" of section "Master": the role of this machine's other users on the socket file.
 /// Nothing where it is not set. Throws `UsageException *` for what is no role.
 std::optional<Role> ReadSocketRole(const ostrel::IniFile &options);
+
+/// Key "RunAs" of section "Master": the user that commands run as, where it is not the Master's.
+/// Nothing where it is not set. Throws `UsageException *` where they cannot, and where that user
+/// could enter the data folder.
+std::optional<CommandUser> ReadCommandUser(const ostrel::IniFile &options, const Path &data);
 
 /// Reads them; where one is not given, the environment ("CORVAN_DATA", "CORVAN_MASTER"), and then
 /// the default: the user's data folder, the address of the personal Master, as many slots as

@@ -46,19 +46,28 @@ void AddNumber(std::string &request, const char *name, std::uint64_t number)
     Add(request, name, std::to_string(number));
 }
 
-std::string RequestFor(const Command &command, const Path &group, const UID &owner,
+void AddUser(std::string &request, const CommandUser &user)
+{
+    AddNumber(request, keeper::k_User, user.id);
+    AddNumber(request, keeper::k_UserGroup, user.group);
+    for (const gid_t group : user.groups)
+        AddNumber(request, keeper::k_MoreGroup, group);
+}
+
+std::string RequestFor(const Command &command, const CommandPlace &place, const UID &owner,
                        const KeeperSettings &settings)
 {
     std::string request;
     for (const std::string &argument : command.arguments)
         Add(request, keeper::k_Argument, argument);
-    for (const std::string &setting : CommandEnvironment(command.passEnvironment))
+    const CommandUser *const user = settings.user ? &*settings.user : nullptr;
+    for (const std::string &setting : CommandEnvironment(command.passEnvironment, user))
         Add(request, keeper::k_Environment, setting);
     Add(request, keeper::k_Environment, k_TaskOf + ("=" + owner.ToString()));
     for (const Path &output : command.outputs)
         Add(request, keeper::k_Output, output.Text());
-    for (const Path &place : command.places)
-        Add(request, keeper::k_Place, place.Text());
+    for (const Path &file : command.places)
+        Add(request, keeper::k_Place, file.Text());
     for (const keeper::RootedPath &rooted : command.rooted)
     {
         Add(request, keeper::k_RootedName, rooted.what);
@@ -69,12 +78,17 @@ std::string RequestFor(const Command &command, const Path &group, const UID &own
     for (const std::string &root : command.outputRoots)
         Add(request, keeper::k_RootOfOutputs, root);
     AddNumber(request, keeper::k_Keep, command.keepsOld ? 1 : 0);
-    Add(request, keeper::k_Folder, command.folder.Text());
-    Add(request, keeper::k_Group, group.Text());
+    // Another user cannot enter what is the Master's.
+    Add(request, keeper::k_Folder, user ? user->home : command.folder.Text());
+    if (user)
+        AddUser(request, *user);
+    Add(request, keeper::k_Group, place.group.Text());
     Add(request, keeper::k_Log, command.log.Text());
     AddNumber(request, keeper::k_Seconds, command.limits.seconds);
     AddNumber(request, keeper::k_Memory, std::uint64_t(command.limits.memoryMb) << 20);
     AddNumber(request, keeper::k_Processes, command.limits.processes);
+    AddNumber(request, keeper::k_Processors, place.processors);
+    AddNumber(request, keeper::k_FirstProcessor, place.firstProcessor);
     AddNumber(request, keeper::k_LogBytes, std::uint64_t(command.limits.logMb) << 20);
     AddNumber(request, keeper::k_Nice, command.limits.nice);
     AddNumber(request, keeper::k_Files, settings.files);
@@ -152,24 +166,24 @@ pid_t Spawn(const std::string &program, const std::string &mark, const SpawnSett
 
 std::string KeeperRequest(const Command &command, const UID &owner, const KeeperSettings &settings)
 {
-    return RequestFor(command, Path(), owner, settings);
+    return RequestFor(command, CommandPlace(), owner, settings);
 }
 
-KeeperProcess::KeeperProcess(const Command &command, const Path &group, const UID &owner,
+KeeperProcess::KeeperProcess(const Command &command, const CommandPlace &place, const UID &owner,
                              const KeeperSettings &settings)
-    : KeeperProcess(command, group, owner, settings, MakeSockets())
+    : KeeperProcess(command, place, owner, settings, MakeSockets())
 {
     _CallEntry call("KeeperProcess::KeeperProcess", __FILE__, __LINE__);
 }
 
-KeeperProcess::KeeperProcess(const Command &command, const Path &group, const UID &owner,
+KeeperProcess::KeeperProcess(const Command &command, const CommandPlace &place, const UID &owner,
                              const KeeperSettings &settings, const Sockets &sockets)
     : m_socket(sockets[0])
 {
     _CallEntry call("KeeperProcess::KeeperProcess", __FILE__, __LINE__);
 
     const Descriptor itsSocket(sockets[1]);
-    const Descriptor request(OpenText(RequestFor(command, group, owner, settings)));
+    const Descriptor request(OpenText(RequestFor(command, place, owner, settings)));
     const SpawnSettings spawning(request.Number(), itsSocket.Number());
     const Path program = ostrel::ProgramFolder().Parent() / "libexec/ordwick/corvan-task";
     const std::string mark = k_KeeperOf + ("=" + owner.ToString());

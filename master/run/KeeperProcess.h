@@ -7,6 +7,7 @@
 #include <sys/types.h>
 
 #include "master/run/CommandRunner.h"
+#include "master/run/CommandUser.h"
 #include "ostrel/Descriptor.h"
 #include "ostrel/UID.h"
 
@@ -27,6 +28,17 @@ struct KeeperSettings
     std::chrono::milliseconds patience; ///< From asking it to end to killing it.
     /// How many files it may have open, where the Master may have more; 0 for as many.
     std::size_t files = 0;
+    /// Who commands run as; nothing for the Master's own user.
+    std::optional<CommandUser> user{};
+};
+
+/// What of the machine one command gets.
+struct CommandPlace
+{
+    Path group; ///< The folder of its control group; empty for none.
+    /// So many of the processors, from this one on; 0 for all, also where the group holds it.
+    unsigned processors = 0;
+    unsigned firstProcessor = 0;
 };
 
 /// What `corvan-task` is asked for a command; see `keeper/Protocol.h`. The command is in no control
@@ -43,8 +55,7 @@ public:
     /// Starts it, and hands the command over. It reads its socket for orders from then on, and
     /// reports there; see `keeper/Protocol.h`. Throws `ostrel::ProcessException *` with the reason
     /// where it cannot be started; that of the command is reported.
-    /// `group` is the folder of the control group of the command; empty for none.
-    KeeperProcess(const Command &command, const Path &group, const UID &owner,
+    KeeperProcess(const Command &command, const CommandPlace &place, const UID &owner,
                   const KeeperSettings &settings);
     ~KeeperProcess();
     KeeperProcess(const KeeperProcess &) = delete;
@@ -65,7 +76,7 @@ private:
     // Ours and its own.
     using Sockets = std::array<int, 2>;
 
-    KeeperProcess(const Command &command, const Path &group, const UID &owner,
+    KeeperProcess(const Command &command, const CommandPlace &place, const UID &owner,
                   const KeeperSettings &settings, const Sockets &sockets);
     static Sockets MakeSockets();
     bool WaitForSocket() const;

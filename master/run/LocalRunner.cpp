@@ -12,7 +12,6 @@
 #include <unistd.h>
 
 #include "keeper/Protocol.h"
-#include "master/run/Leftovers.h"
 #include "master/run/Orphans.h"
 #include "ostrel/Attempt.h"
 #include "ostrel/CallEntry.h"
@@ -27,7 +26,7 @@ using ostrel::_CallEntry;
 namespace
 {
 
-constexpr std::chrono::milliseconds k_look_each{50};
+constexpr std::chrono::milliseconds k_look_each{50}; // Earlier at first.
 constexpr std::chrono::milliseconds k_longest_pause{500};
 // What was killed is gone in no time, but for what hangs in a share that hangs.
 constexpr std::chrono::milliseconds k_orphans_each{10};
@@ -48,10 +47,11 @@ RunEnd ReadEnd(const std::string &text)
 
 struct LocalRunner::Process
 {
-    Process(boost::asio::io_context &loop, const Command &command, Path ofCommand,
-            const UID &master, const KeeperSettings &settings, RunListener &tellsWhom)
-        : group(std::move(ofCommand)), keeper(command, group, master, settings), reports(loop),
-          listener(tellsWhom), collectTimer(loop)
+    Process(boost::asio::io_context &loop, const Command &command, int itsSlot,
+            const CommandPlace &place, const UID &master, const KeeperSettings &settings,
+            RunListener &tellsWhom)
+        : slot(itsSlot), group(place.group), keeper(command, place, master, settings),
+          reports(loop), listener(tellsWhom), collectTimer(loop)
     {
         const int socket = keeper.DuplicateSocket();
         error_code error;
@@ -62,6 +62,7 @@ struct LocalRunner::Process
         }
     }
 
+    int slot;
     Path group; // The control group; empty where there is none.
     KeeperProcess keeper;
     boost::asio::posix::stream_descriptor reports;
@@ -74,8 +75,9 @@ struct LocalRunner::Process
 };
 
 LocalRunner::LocalRunner(boost::asio::io_context &loop, int slots,
-                         std::chrono::milliseconds patience, std::size_t files)
-    : m_loop(loop), m_slots(slots), m_settings{patience, files}, m_lookTimer(loop),
+                         std::chrono::milliseconds patience, std::size_t files,
+                         std::optional<CommandUser> user)
+    : m_loop(loop), m_slots(slots), m_settings{patience, files, std::move(user)}, m_lookTimer(loop),
       m_orphanTimer(loop)
 {
     _CallEntry call("LocalRunner::LocalRunner", __FILE__, __LINE__);
@@ -101,15 +103,7 @@ void LocalRunner::Begin(const UID &master, std::function<void()> isAlone)
     if (const std::optional<Path> own = TaskGroups::FindOwn())
         m_groups.emplace(*own, master);
     m_waitsForOthers = true;
-    if (CountProcessesWith(k_KeeperOf + ("=" + master.ToString())) > 0)
-        ostrel::LogStatus("waiting for the commands of an earlier run to end");
-    m_lookTimer.expires_after(std::chrono::milliseconds(0));
-    m_lookTimer.async_wait(
-        [this, isAlone = std::move(isAlone)](const error_code &error)
-        {
-            if (!error)
-                LookForOthers(isAlone);
-        });
+    LookForOthers(isAlone);
 }
 
 // A keeper ends what it holds, marked or not, and must not be killed before it has done so. What is
@@ -118,27 +112,48 @@ void LocalRunner::LookForOthers(const std::function<void()> &isAlone)
 {
     _CallEntry call("LocalRunner::LookForOthers", __FILE__, __LINE__);
 
-    if (CountProcessesWith(k_KeeperOf + ("=" + m_master.ToString())) == 0)
+    bool isSo = false;
+    // Whatever goes wrong, it is tried again.
+    if (const auto reason = ostrel::Attempt([&] { isSo = IsAlone(); }))
+        ostrel::LogError("cannot look for the commands of an earlier run: " + *reason);
+    if (isSo)
     {
-        const int count = KillProcessesWith(k_TaskOf + ("=" + m_master.ToString()));
-        const bool hasGroups = m_groups && !m_groups->KillEarlier();
-        if (count == 0 && !hasGroups)
-        {
-            m_waitsForOthers = false;
-            isAlone();
-            return;
-        }
-        if (count > 0)
-            ostrel::LogWarning("killed " + std::to_string(count) +
-                               " processes that an earlier run left behind");
+        m_waitsForOthers = false;
+        isAlone();
+        return;
     }
-    m_lookTimer.expires_after(k_look_each);
+    m_lookTimer.expires_after(m_lookPause);
+    m_lookPause = std::min(2 * m_lookPause + std::chrono::milliseconds(1), k_look_each);
     m_lookTimer.async_wait(
         [this, isAlone](const error_code &error)
         {
             if (!error)
                 LookForOthers(isAlone);
         });
+}
+
+// True once a look has found nothing; false while one is under way.
+bool LocalRunner::IsAlone()
+{
+    _CallEntry call("LocalRunner::IsAlone", __FILE__, __LINE__);
+
+    if (!m_look)
+    {
+        m_look.emplace(m_master);
+        return false;
+    }
+    const std::optional<OthersLook::Found> found = m_look->TakeResult();
+    if (!found)
+        return false;
+    m_look.reset();
+    if (found->killed > 0)
+        ostrel::LogWarning("killed " + std::to_string(found->killed) +
+                           " processes that an earlier run left behind");
+    if (found->keepers == 0)
+        return found->killed == 0 && (!m_groups || m_groups->KillEarlier());
+    if (!std::exchange(m_hasToldOfOthers, true))
+        ostrel::LogStatus("waiting for the commands of an earlier run to end");
+    return false;
 }
 
 int LocalRunner::FreeSlots() const
@@ -148,27 +163,52 @@ int LocalRunner::FreeSlots() const
     return m_waitsForOthers ? 0 : m_slots - int(m_processes.size() + m_lost.size());
 }
 
+// The lowest that no command has.
+int LocalRunner::FreeSlot() const
+{
+    _CallEntry call("LocalRunner::FreeSlot", __FILE__, __LINE__);
+
+    for (int slot = 0;; ++slot)
+        if (std::ranges::none_of(m_processes,
+                                 [&](const auto &one) { return one.second->slot == slot; }))
+            return slot;
+}
+
+CommandPlace LocalRunner::PlaceFor(const Command &command, int slot)
+{
+    _CallEntry call("LocalRunner::PlaceFor", __FILE__, __LINE__);
+
+    CommandPlace place;
+    if (m_groups)
+        place.group = m_groups->Make(command.limits).value_or(Path());
+    if (!place.group.IsEmpty() && m_groups->LimitsProcessors())
+        return place;
+    // Those of each slot are its own as long as there are enough.
+    place.processors = command.limits.processors;
+    place.firstProcessor = unsigned(slot) * place.processors;
+    return place;
+}
+
 bool LocalRunner::Start(const Command &command, RunListener &listener, String *error)
 {
     _CallEntry call("LocalRunner::Start", __FILE__, __LINE__);
 
     assert(m_thread.IsCurrent());
-    Path group;
+    CommandPlace place;
     const auto reason = ostrel::Attempt(
         [&]
         {
-            if (m_groups)
-                group =
-                    m_groups->Make(std::uint64_t(command.limits.memoryMb) << 20).value_or(Path());
-            m_processes[command.run] =
-                std::make_unique<Process>(m_loop, command, group, m_master, m_settings, listener);
+            const int slot = FreeSlot();
+            place = PlaceFor(command, slot);
+            m_processes[command.run] = std::make_unique<Process>(m_loop, command, slot, place,
+                                                                 m_master, m_settings, listener);
             ReadReports(command.run);
         });
     if (!reason)
         return true;
     // Its slot is free again; what was started is killed.
     m_processes.erase(command.run);
-    RemoveGroup(group);
+    RemoveGroup(place.group);
     *error = *reason;
     return false;
 }

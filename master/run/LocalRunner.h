@@ -10,6 +10,7 @@
 
 #include "master/run/CommandRunner.h"
 #include "master/run/KeeperProcess.h"
+#include "master/run/OthersLook.h"
 #include "master/run/TaskGroups.h"
 #include "ostrel/LoopThread.h"
 
@@ -24,9 +25,10 @@ class LocalRunner : public CommandRunner
 {
 public:
     /// `patience` is how long a command that is to end may take before it is killed, `files` how
-    /// many files it may have open: 0 for as many as this program.
+    /// many files it may have open: 0 for as many as this program. They run as `user`, or as
+    /// whoever runs this program; another one is one that `FindCommandUser` gave.
     LocalRunner(boost::asio::io_context &loop, int slots, std::chrono::milliseconds patience,
-                std::size_t files = 0);
+                std::size_t files = 0, std::optional<CommandUser> user = {});
     /// Kills what still runs; the listener is not told any more.
     ~LocalRunner() override;
 
@@ -39,6 +41,9 @@ private:
     struct Process;
 
     void LookForOthers(const std::function<void()> &isAlone);
+    bool IsAlone();
+    int FreeSlot() const;
+    CommandPlace PlaceFor(const Command &command, int slot);
     void ReadReports(int run);
     void TakeReports(int run, Process &process);
     void Collect(int run);
@@ -52,6 +57,9 @@ private:
     UID m_master{true};
     std::optional<TaskGroups> m_groups; // Where there are none the keepers do it alone.
     bool m_waitsForOthers = false;
+    bool m_hasToldOfOthers = false;
+    std::optional<OthersLook> m_look; // While there is one under way.
+    std::chrono::milliseconds m_lookPause{0};
     boost::asio::steady_timer m_lookTimer;
     LoopThread m_thread;
     std::map<int, std::unique_ptr<Process>> m_processes;

@@ -1,6 +1,7 @@
 #include "master/run/TaskGroups.h"
 
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
@@ -24,6 +25,9 @@ namespace
 {
 
 namespace fs = std::filesystem;
+
+// In which a group may use its share of the processors: the system's own choice.
+constexpr std::uint64_t k_period_us = 100'000;
 
 std::string ReadGroupFile(const Path &file)
 {
@@ -120,15 +124,25 @@ TaskGroups::TaskGroups(Path base, const UID &master)
     if (!isMade || !WriteGroupFile(own / "cgroup.procs", "0"))
         ostrel::LogWarning("cannot go into control group " + own.Text() + ": " +
                            std::strerror(errno));
-    if (!HasWord(ReadGroupFile(m_base / "cgroup.controllers"), "memory"))
-        return;
-    m_limitsMemory = WriteGroupFile(m_base / "cgroup.subtree_control", "+memory");
-    if (!m_limitsMemory)
-        ostrel::LogWarning("control groups in " + m_base.Text() +
-                           " limit no memory: " + std::strerror(errno));
+    m_limitsMemory = HandOn("memory", "memory");
+    m_limitsProcessors = HandOn("cpu", "processors");
 }
 
-std::optional<Path> TaskGroups::Make(std::uint64_t memoryBytes)
+// Each by itself: one that is not to be had does not take the other along.
+bool TaskGroups::HandOn(const char *controller, const char *what) const
+{
+    _CallEntry call("TaskGroups::HandOn", __FILE__, __LINE__);
+
+    if (!HasWord(ReadGroupFile(m_base / "cgroup.controllers"), controller))
+        return false;
+    if (WriteGroupFile(m_base / "cgroup.subtree_control", std::string("+") + controller))
+        return true;
+    ostrel::LogWarning("control groups in " + m_base.Text() + " limit no " + what + ": " +
+                       std::strerror(errno));
+    return false;
+}
+
+std::optional<Path> TaskGroups::Make(const corvan::RunLimits &limits)
 {
     _CallEntry call("TaskGroups::Make", __FILE__, __LINE__);
 
@@ -139,14 +153,21 @@ std::optional<Path> TaskGroups::Make(std::uint64_t memoryBytes)
                            std::strerror(errno));
         return std::nullopt;
     }
-    if (memoryBytes > 0 && m_limitsMemory)
+    const auto limit = [&](const char *leaf, const std::string &text)
     {
-        // All of a task goes, or its command would be one that waits for a part of it for ever.
-        if (!WriteGroupFile(group / "memory.max", std::to_string(memoryBytes)) ||
-            !WriteGroupFile(group / "memory.oom.group", "1"))
+        if (!WriteGroupFile(group / leaf, text))
             ostrel::LogWarning("cannot limit control group " + group.Text() + ": " +
                                std::strerror(errno));
+    };
+    if (limits.memoryMb > 0 && m_limitsMemory)
+    {
+        limit("memory.max", std::to_string(std::uint64_t(limits.memoryMb) << 20));
+        // All of a task goes, or its command would be one that waits for a part of it for ever.
+        limit("memory.oom.group", "1");
     }
+    if (limits.processors > 0 && m_limitsProcessors)
+        limit("cpu.max", std::to_string(std::uint64_t(limits.processors) * k_period_us) + " " +
+                             std::to_string(k_period_us));
     return group;
 }
 

@@ -1,10 +1,10 @@
 #pragma once
 
-#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "corvan/RunLimits.h"
 #include "ostrel/Path.h"
 #include "ostrel/UID.h"
 
@@ -34,8 +34,15 @@ public:
     /// hands nothing on.
     TaskGroups(Path base, const UID &master);
 
-    /// A new group; 0 bytes are no limit. Nothing where it cannot be made, which is logged.
-    std::optional<Path> Make(std::uint64_t memoryBytes);
+    /// A new group that holds memory and processors to these limits, as far as this group may hand
+    /// them on. Nothing where it cannot be made, which is logged.
+    std::optional<Path> Make(const corvan::RunLimits &limits);
+
+    /// Whether groups are held to a number of processors.
+    bool LimitsProcessors() const
+    {
+        return m_limitsProcessors;
+    }
 
     /// Kills all that is in a group.
     static void Kill(const Path &group);
@@ -48,9 +55,12 @@ public:
     bool KillEarlier();
 
 private:
+    bool HandOn(const char *controller, const char *what) const;
+
     Path m_base;
     String m_prefix; // Of the names of this Master's groups.
     bool m_limitsMemory = false;
+    bool m_limitsProcessors = false;
     std::vector<Path> m_toRemove;
 };
 

@@ -90,11 +90,11 @@ TEST_F(JobTypeTest, SaysHowItsCommandIsRun)
     const JobType other =
         Load(Type(k_render) + "[Run]\nWritesFiles = no\nKeepOld = no\nPassEnvironment = OCIO X_*\n"
                               "MaxSeconds = 60\nMaxMemoryMB = 8000\nMaxProcesses = 9\n"
-                              "MaxLogMB = 2\nNice = 5\n");
+                              "MaxLogMB = 2\nNice = 5\nMaxProcessors = 3\n");
     EXPECT_FALSE(other.writesFiles);
     EXPECT_FALSE(other.keepsOld);
     EXPECT_EQ(other.passEnvironment, (std::vector<String>{"OCIO", "X_*"}));
-    EXPECT_EQ(other.limits, (corvan::RunLimits{60, 8000, 9, 2, 5}));
+    EXPECT_EQ(other.limits, (corvan::RunLimits{60, 8000, 9, 2, 5, 3}));
 }
 
 TEST_F(JobTypeTest, RefusesWhatIsNoTypeAndNamesFileAndReason)

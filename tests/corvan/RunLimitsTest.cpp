@@ -43,6 +43,7 @@ TEST(RunLimits, OfAJobAreThoseOfItsTypeTightened)
         {"MaxLogMB", "1", &RunLimits::logMb, 1},
         {"MaxLogMB", "17", &RunLimits::logMb, 16},
         {"Nice", "0", &RunLimits::nice, 5},
+        {"MaxProcessors", "2", &RunLimits::processors, 2},
         {"Nice", "19", &RunLimits::nice, 19},
     };
     for (const auto &[name, value, limit, result] : cases)
@@ -65,6 +66,7 @@ TEST(RunLimits, AreWholeNumbersWithinTheirBounds)
         {"MaxSeconds", "1 h", "MaxSeconds: \"1 h\" is not a whole number from 1 to 1000000000"},
         {"MaxLogMB", "-1", "MaxLogMB: \"-1\" is not a whole number from 1 to 100000"},
         {"Nice", "20", "Nice: \"20\" is not a whole number from 0 to 19"},
+        {"MaxProcessors", "0", "MaxProcessors: \"0\" is not a whole number from 1 to 10000"},
         {"Nice", "-5", "Nice: \"-5\" is not a whole number from 0 to 19"},
         {"Nice", "0", ""},
         {"MaxProcesses", "", ""},

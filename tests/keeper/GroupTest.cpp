@@ -1,5 +1,8 @@
 #include "keeper/Group.h"
 
+#include <cerrno>
+#include <filesystem>
+
 #include <gtest/gtest.h>
 
 #include "tests/support/TempFolder.h"
@@ -16,10 +19,10 @@ TEST(Group, TellsWhetherItHadTooMuchMemory)
     for (const auto &[events, hadTooMuch] : cases)
     {
         folder.MakeFile("memory.events", events);
-        EXPECT_EQ(keeper::HadTooMuchMemory(folder.Folder().Text()), hadTooMuch) << events;
+        EXPECT_EQ(keeper::Group(folder.Folder().Text()).HadTooMuchMemory(), hadTooMuch) << events;
     }
-    EXPECT_FALSE(keeper::HadTooMuchMemory((folder / "none").Text()));
-    EXPECT_FALSE(keeper::HadTooMuchMemory(""));
+    EXPECT_FALSE(keeper::Group((folder / "none").Text()).HadTooMuchMemory());
+    EXPECT_FALSE(keeper::Group("").HadTooMuchMemory());
 }
 
 TEST(Group, IsKilledWhereThereIsOne)
@@ -29,4 +32,31 @@ TEST(Group, IsKilledWhereThereIsOne)
     EXPECT_EQ(ContentOf(folder / "cgroup.kill"), "1");
     EXPECT_FALSE(keeper::KillGroup((folder / "none").Text()));
     EXPECT_FALSE(keeper::KillGroup(""));
+}
+
+TEST(Group, IsJoinedWhereThereIsOne)
+{
+    const TempFolder folder;
+    folder.MakeFile("cgroup.procs", "");
+    EXPECT_TRUE(keeper::Group(folder.Folder().Text()).Join());
+    EXPECT_EQ(ContentOf(folder / "cgroup.procs"), "0");
+    EXPECT_TRUE(keeper::Group("").Join());
+    EXPECT_FALSE(keeper::Group((folder / "none").Text()).Join());
+    EXPECT_EQ(errno, ENOENT);
+}
+
+// It is opened by who may, and used by who may not any more.
+TEST(Group, IsUsedByWhatWasOpenedAtItsBeginning)
+{
+    const TempFolder folder;
+    folder.MakeFile("cgroup.procs", "");
+    const keeper::Group group(folder.Folder().Text());
+    std::filesystem::rename((folder / "cgroup.procs").Text().c_str(),
+                            (folder / "procs").Text().c_str());
+    std::filesystem::rename((folder / "cgroup.kill").Text().c_str(),
+                            (folder / "kill").Text().c_str());
+    EXPECT_TRUE(group.Join());
+    EXPECT_TRUE(group.Kill());
+    EXPECT_EQ(ContentOf(folder / "procs"), "0");
+    EXPECT_EQ(ContentOf(folder / "kill"), "1");
 }

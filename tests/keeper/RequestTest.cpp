@@ -44,7 +44,10 @@ TEST(Request, HoldsWhatWasAskedFor)
                  Field(keeper::k_Log, "/tmp/log") + Field(keeper::k_Seconds, "60") +
                  Field(keeper::k_Memory, "8000000000") + Field(keeper::k_Processes, "4") +
                  Field(keeper::k_LogBytes, "9000") + Field(keeper::k_Nice, "10") +
-                 Field(keeper::k_Files, "1024") + Field(keeper::k_Patience, "300"),
+                 Field(keeper::k_Files, "1024") + Field(keeper::k_User, "1000") +
+                 Field(keeper::k_UserGroup, "100") + Field(keeper::k_MoreGroup, "100") +
+                 Field(keeper::k_MoreGroup, "44") + Field(keeper::k_Processors, "2") +
+                 Field(keeper::k_FirstProcessor, "6") + Field(keeper::k_Patience, "300"),
              request, &reason))
         << reason;
     EXPECT_EQ(request.arguments, (std::vector<std::string>{"sh", "two\nlines", ""}));
@@ -65,6 +68,11 @@ TEST(Request, HoldsWhatWasAskedFor)
     EXPECT_EQ(request.nice, 10);
     EXPECT_EQ(request.files, 1024);
     EXPECT_EQ(request.patienceMs, 300);
+    EXPECT_EQ(request.userId, 1000);
+    EXPECT_EQ(request.groupId, 100);
+    EXPECT_EQ(request.groups, (std::vector<std::string>{"100", "44"}));
+    EXPECT_EQ(request.processors, 2);
+    EXPECT_EQ(request.firstProcessor, 6);
 }
 
 TEST(Request, OfAnotherVersionIsRefused)

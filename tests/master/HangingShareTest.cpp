@@ -1,7 +1,9 @@
 // A share that hangs is the trouble of the tasks that need it, and of nobody else: the Master's
 // loop looks at nothing on it.
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
@@ -101,6 +103,29 @@ TEST_F(HangingShareTest, IsNotLookedAtByTheMaster)
     EXPECT_EQ(done, "3");
     EXPECT_EQ(ContentOf(m_share / "new/frame.3"), "frame\n");
     EXPECT_FALSE(IsTouched()) << ContentOf(m_share.Text() + ".touched");
+}
+
+// What the system tells of a process may take as long as that one hangs.
+TEST_F(HangingShareTest, OfAProcessKeepsTheMasterFromItsCommandsAndNotFromItsClients)
+{
+    const std::string own = "/proc/" + std::to_string(::getpid()) + "/";
+    const EnvironmentGuard hang("HANG_BELOW", own.c_str());
+    MasterProgram program(m_folder.Folder(), {"--listen", (m_folder / "m.sock").Text()});
+    ASSERT_NE(program.ReadLine(), "") << program.Errors();
+    RawClient client(program.Address());
+    ASSERT_TRUE(client.SayHello());
+    const wire::Envelope job = JobEnvelope();
+    const auto answer = client.Ask(job);
+    ASSERT_TRUE(answer && answer->has_accepted());
+    // Many turns of the loop.
+    for (int i = 0; i < 200; ++i)
+    {
+        const auto state = client.Ask(GetJobEnvelope(job.job().id()));
+        ASSERT_TRUE(state) << "it does not answer";
+        EXPECT_EQ(ParameterOf(state->job(), "Status"), "0");
+    }
+    program.Signal(SIGTERM);
+    EXPECT_EQ(program.WaitForEnd(), 0);
 }
 
 } // namespace

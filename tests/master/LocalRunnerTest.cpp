@@ -1,6 +1,3 @@
-#include "master/run/LocalRunner.h"
-
-#include <boost/asio/io_context.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <csignal>
 #include <cstdlib>
@@ -8,6 +5,7 @@
 #include <fstream>
 #include <functional>
 #include <optional>
+#include <sched.h>
 #include <sstream>
 #include <sys/ptrace.h>
 #include <sys/resource.h>
@@ -16,99 +14,17 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/master/LocalRunnerFixture.h"
 #include "tests/support/EnvironmentGuard.h"
 #include "tests/support/MemoryLimit.h"
 #include "tests/support/Printing.h"
 #include "tests/support/TempFolder.h"
 
-using master::Command;
-using master::LocalRunner;
 using ostrel::String;
 using namespace std::chrono_literals;
 
 namespace
 {
-
-constexpr auto k_patience = 300ms;
-
-class LocalRunnerTest : public ::testing::Test, private master::RunListener
-{
-protected:
-    bool Start(const std::vector<std::string> &arguments)
-    {
-        Command command = m_command;
-        command.run = m_run;
-        command.arguments = arguments;
-        command.folder = m_folder.Folder();
-        command.log = m_folder / "log";
-        return m_runner.Start(command, Listener(), &m_reason);
-    }
-
-    bool StartScript(const std::string &script)
-    {
-        return Start({"/bin/sh", "-c", script, "test"});
-    }
-
-    // Runs the loop until `isReached`, or for a good while.
-    template <typename Condition> bool RunUntil(Condition isReached)
-    {
-        const auto limit = std::chrono::steady_clock::now() + 30s;
-        while (!isReached() && std::chrono::steady_clock::now() < limit)
-            m_loop.run_one_for(20ms);
-        m_loop.restart();
-        return isReached();
-    }
-
-    bool RunUntilEnded()
-    {
-        return RunUntil([this] { return !m_ended.empty(); });
-    }
-
-    // The number that a script has written into a file; 0 while it is not there.
-    pid_t ReadNumber(const String &leaf) const
-    {
-        std::ifstream file((m_folder / leaf).Text());
-        pid_t number = 0;
-        file >> number;
-        return number;
-    }
-
-    static bool IsAlive(pid_t process)
-    {
-        // One that has ended and was not collected by init yet is not alive.
-        std::ifstream stat("/proc/" + std::to_string(process) + "/stat");
-        std::string text((std::istreambuf_iterator<char>(stat)), {});
-        const std::size_t name = text.rfind(") ");
-        return name != std::string::npos && text[name + 2] != 'Z' && text[name + 2] != 'X';
-    }
-
-    master::RunListener &Listener()
-    {
-        return *this;
-    }
-
-    TempFolder m_folder;
-    int m_run = 1;
-    Command m_command; // What the next ones have beside arguments, folder and log.
-    std::vector<std::pair<int, int>> m_ended;
-    String m_reason;
-    boost::asio::io_context m_loop;
-    LocalRunner m_runner{m_loop, 2, k_patience};
-    std::vector<int> m_started;
-    master::RunEnd m_end; // Of the last that ended.
-
-private:
-    void OnStarted(int run) override
-    {
-        m_started.push_back(run);
-    }
-
-    void OnEnded(int run, const master::RunEnd &end) override
-    {
-        m_ended.push_back({run, end.exitCode});
-        m_end = end;
-    }
-};
 
 using Ended = std::vector<std::pair<int, int>>;
 
@@ -471,6 +387,41 @@ TEST_F(LocalRunnerTest, LetsACommandBeWithinItsLimits)
     EXPECT_TRUE(log.ends_with("y\nend\n"));
 }
 
+TEST_F(LocalRunnerTest, BindsEachCommandToProcessorsOfItsOwn)
+{
+    cpu_set_t all;
+    ASSERT_EQ(::sched_getaffinity(0, sizeof all, &all), 0);
+    if (CPU_COUNT(&all) < 2)
+        GTEST_SKIP() << "this machine has one processor";
+    const auto run = [this](unsigned processors)
+    {
+        m_ended.clear();
+        m_command.limits.processors = processors;
+        ++m_run;
+        EXPECT_TRUE(StartScript("sed -n 's/^Cpus_allowed_list:.//p' /proc/self/status"));
+        EXPECT_TRUE(RunUntilEnded());
+        return ContentOf(m_folder / "log");
+    };
+    const std::string free = run(0);
+    const std::string first = run(1);
+    EXPECT_NE(first, free);
+    EXPECT_EQ(first.find_first_not_of("0123456789\n"), std::string::npos) << first;
+    EXPECT_EQ(run(1), first) << "the slot is free again";
+    EXPECT_EQ(run(unsigned(CPU_COUNT(&all)) + 1), free);
+
+    // Another has the first slot meanwhile.
+    m_command.limits.processors = 0;
+    const int other = ++m_run;
+    ASSERT_TRUE(StartScript("while [ ! -e go ]; do sleep 0.01; done"));
+    const std::string second = run(1);
+    EXPECT_NE(second, first);
+    EXPECT_NE(second, free);
+    m_ended.clear();
+    m_folder.MakeFile("go");
+    ASSERT_TRUE(RunUntilEnded());
+    EXPECT_EQ(m_ended.front().first, other);
+}
+
 TEST_F(LocalRunnerTest, KeepsTheMastersEnvironmentFromItsCommands)
 {
     const EnvironmentGuard secret("CORVAN_SECRET", "sesame"), colours("OCIO", "/aces"),
@@ -530,15 +481,6 @@ TEST_F(LocalRunnerTest, LetsACommandEndByItselfWhenItIsAsked)
     EXPECT_EQ(m_ended, (Ended{{1, 5}}));
     EXPECT_TRUE(ContentOf(m_folder / "log").ends_with("cleaned\n"));
 }
-
-// However a process detaches itself: by a session of its own, without the marks in its
-// environment, as a child of init.
-const char *const k_detached =
-    "setsid env -i /bin/sh -c 'trap \"\" TERM HUP; echo $$ > session; while :; do sleep 0.01; "
-    "done' &"
-    "(setsid /bin/sh -c 'echo $$ > daemon; exec sleep 100' &) & "
-    "/bin/sh -c 'echo $$ > stopped; kill -STOP $$' & "
-    "while [ ! -s session ] || [ ! -s daemon ] || [ ! -s stopped ]; do sleep 0.01; done; ";
 
 TEST_F(LocalRunnerTest, EndsWhateverACommandStartedHoweverItDetached)
 {

@@ -1,6 +1,8 @@
 #include "master/MasterOptions.h"
 
+#include <sys/stat.h>
 #include <thread>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
@@ -106,6 +108,34 @@ TEST_F(MasterOptionsTest, GiveTheOtherUsersOfTheMachineARoleOrNone)
     EXPECT_EQ(Thrown([&] { master::ReadSocketRole(options); }),
               "SocketRole = king in section \"Master\" of the options: it has to be watch, submit, "
               "edit-own, edit-all or admin");
+}
+
+TEST_F(MasterOptionsTest, HaveCommandsRunAsAnotherUserWhoCannotEnterTheDataFolder)
+{
+    ostrel::IniFile options;
+    String error;
+    const ostrel::Path data = m_folder.MakeFolder("data");
+    EXPECT_EQ(master::ReadCommandUser(options, data), std::nullopt);
+    ASSERT_TRUE(options.Parse("[Master]\nRunAs = root\n", &error));
+    EXPECT_EQ(Thrown([&] { master::ReadCommandUser(options, data); }),
+              "RunAs = root in section \"Master\" of the options: root may do everything, and "
+              "commands may not");
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "only root can be somebody else";
+
+    ASSERT_TRUE(options.Parse("[Master]\nRunAs = daemon\n", &error));
+    const std::pair<mode_t, bool> cases[] = {
+        {0700, true}, {0500, true}, {0710, false}, {0755, false}, {0701, false}};
+    for (const auto &[mode, isPrivate] : cases)
+    {
+        ::chmod(data.Text().c_str(), mode);
+        EXPECT_EQ(Thrown([&] { master::ReadCommandUser(options, data); }),
+                  isPrivate ? "(nothing thrown)"
+                            : "RunAs = daemon in section \"Master\" of the options: data folder " +
+                                  data.Text() + " is open to others than its owner (chmod 700)")
+            << mode;
+    }
+    EXPECT_EQ(master::ReadCommandUser(options, m_folder / "none")->name, "daemon");
 }
 
 TEST_F(MasterOptionsTest, NameABadValueOfTheEnvironment)

@@ -51,9 +51,9 @@ TEST(TaskGroups, AreWhereTheSystemTells)
 class FakeGroup : public ::testing::Test
 {
 protected:
-    Path Make(TaskGroups &groups, std::uint64_t memoryBytes)
+    Path Make(TaskGroups &groups, const corvan::RunLimits &limits = {})
     {
-        const std::optional<Path> group = groups.Make(memoryBytes);
+        const std::optional<Path> group = groups.Make(limits);
         EXPECT_TRUE(group);
         return group.value_or(Path());
     }
@@ -69,22 +69,35 @@ protected:
 
 TEST_F(FakeGroup, HandsMemoryOnOnceTheMasterHasLeftIt)
 {
-    m_folder.MakeFile("cgroup.controllers", "cpuset cpu memory pids\n");
+    m_folder.MakeFile("cgroup.controllers", "cpuset memory pids\n");
     TaskGroups groups(m_folder.Folder(), m_master);
     EXPECT_EQ(ContentOf(m_folder / "master/cgroup.procs"), "0");
     EXPECT_EQ(ContentOf(m_folder / "cgroup.subtree_control"), "+memory");
-    const Path limited = Make(groups, 5 << 20), free = Make(groups, 0);
+    const Path limited = Make(groups, {.memoryMb = 5}), free = Make(groups);
     EXPECT_FALSE(limited == free);
     EXPECT_EQ(ContentOf(limited / "memory.max"), "5242880");
     EXPECT_EQ(ContentOf(limited / "memory.oom.group"), "1");
     EXPECT_TRUE(fs::is_empty(free.Text().c_str()));
 }
 
-TEST_F(FakeGroup, LimitsNothingWhereItHasNoMemoryToHandOn)
+TEST_F(FakeGroup, HandsProcessorsOn)
 {
-    m_folder.MakeFile("cgroup.controllers", "cpu pids\n");
+    m_folder.MakeFile("cgroup.controllers", "cpuset cpu pids\n");
     TaskGroups groups(m_folder.Folder(), m_master);
-    EXPECT_TRUE(fs::is_empty(Make(groups, 5 << 20).Text().c_str()));
+    EXPECT_TRUE(groups.LimitsProcessors());
+    EXPECT_EQ(ContentOf(m_folder / "cgroup.subtree_control"), "+cpu");
+    const Path limited = Make(groups, {.memoryMb = 5, .processors = 3}), free = Make(groups);
+    EXPECT_EQ(ContentOf(limited / "cpu.max"), "300000 100000");
+    EXPECT_FALSE(Exists(limited / "memory.max"));
+    EXPECT_TRUE(fs::is_empty(free.Text().c_str()));
+}
+
+TEST_F(FakeGroup, LimitsNothingWhereItHasNothingToHandOn)
+{
+    m_folder.MakeFile("cgroup.controllers", "cpuset pids\n");
+    TaskGroups groups(m_folder.Folder(), m_master);
+    EXPECT_TRUE(fs::is_empty(Make(groups, {.memoryMb = 5, .processors = 2}).Text().c_str()));
+    EXPECT_FALSE(groups.LimitsProcessors());
     EXPECT_FALSE(Exists(m_folder / "cgroup.subtree_control"));
 }
 
@@ -92,7 +105,7 @@ TEST_F(FakeGroup, GoesOnWithoutOneThatCannotBeMade)
 {
     const LogCapture log;
     TaskGroups groups(m_folder.Folder() / "none", m_master);
-    EXPECT_EQ(groups.Make(0), std::nullopt);
+    EXPECT_EQ(groups.Make({}), std::nullopt);
     const std::string told = "cannot make control group " + (m_folder / "none/task.").Text();
     EXPECT_EQ(log.Count(ostrel::k_LogWarning, told), 1);
 }
@@ -100,7 +113,7 @@ TEST_F(FakeGroup, GoesOnWithoutOneThatCannotBeMade)
 TEST_F(FakeGroup, IsKilledAndRemovedOnceItIsEmpty)
 {
     TaskGroups groups(m_folder.Folder(), m_master);
-    const Path first = Make(groups, 0), second = Make(groups, 0);
+    const Path first = Make(groups), second = Make(groups);
     TaskGroups::Kill(first);
     EXPECT_EQ(ContentOf(first / "cgroup.kill"), "1");
     groups.Remove(first);
@@ -114,7 +127,7 @@ TEST_F(FakeGroup, IsKilledAndRemovedOnceItIsEmpty)
 TEST_F(FakeGroup, OfAnEarlierRunIsKilledAndThatOfAnotherMasterIsNot)
 {
     TaskGroups earlier(m_folder.Folder(), m_master), others(m_folder.Folder(), UID(true));
-    const Path left = Make(earlier, 0), other = Make(others, 0);
+    const Path left = Make(earlier), other = Make(others);
     std::ofstream((left / "cgroup.procs").Text()) << "7\n";
     TaskGroups groups(m_folder.Folder(), m_master);
     EXPECT_FALSE(groups.KillEarlier());

@@ -3,11 +3,13 @@
 import json
 import os
 import pathlib
+import pwd
+import shutil
 import signal
 import subprocess
 import unittest
 
-from farm import BIN, PATIENCE, FarmTest, free_address, wait_until
+from farm import BIN, PATIENCE, SHARE, FarmTest, free_address, wait_until
 
 NOBODY = 65534
 
@@ -276,6 +278,150 @@ class OtherUsers(Administrator):
         done = self.run_master("--options", self.options, status=2)
         self.assertIn("SocketRole = king", done.stderr)
         self.assertIn("it has to be watch, submit", done.stderr)
+
+
+@unittest.skipUnless(os.geteuid() == 0, "only root can be somebody else")
+class OtherUsersCommands(Administrator):
+    """Commands that run as a user of their own, beside a Master that runs as root."""
+
+    def setUp(self):
+        super().setUp()
+        self.folder.chmod(0o755)
+        self.run_master("token", "add", "anna", "admin")
+        self.run_master("init-tls", self.folder / "tls", "localhost")
+        self.frames = self.folder / "frames"
+        self.frames.mkdir()
+        self.user = pwd.getpwnam("daemon")
+        os.chown(self.frames, self.user.pw_uid, self.user.pw_gid)
+        self.options = self.folder / "master.ini"
+
+    def secrets(self):
+        """Whoever has one of these has the farm."""
+        store = self.folder / "store"
+        return [store, store / "jobs.db", store / "tokens.json", store / "audit.log",
+                store / "tasks", self.folder / "tls" / "key.pem",
+                self.folder / "tls" / "authority-key.pem", f"/proc/{self.master.pid}/environ",
+                f"/proc/{self.master.pid}/mem", f"/proc/{self.master.pid}/fd"]
+
+    def reached(self):
+        """Which of them a job's process reaches, as its log tells."""
+        looks = "; ".join(
+            f"if [ -d '{one}' ]; then ls '{one}'; else head -c 1 '{one}'; fi > /dev/null 2>&1 "
+            f"&& echo 'reached {one}'"
+            for one in map(str, self.secrets())
+        )
+        script = f"id -un; {looks}; rm -f \"$2\"; echo frame > \"$2\""
+        job = self.submit(script, "--range", "1", "--format", f"{self.frames}/new/%d.x")
+        self.assertEqual(self.corvan("wait", job), "Done\n", self.corvan("log", job))
+        self.assertEqual((self.frames / "new" / "1.x").read_text(), "frame\n")
+        return self.corvan("log", job)
+
+    def test_reach_neither_store_nor_tokens_nor_keys(self):
+        self.options.write_text("[Master]\nRunAs = daemon\n")
+        self.start_master("--options", self.options)
+        self.assertIn("\ndaemon\n", "\n" + self.reached())
+        self.assertNotIn("reached", self.reached())
+        self.assertEqual((self.frames / "new" / "1.x").stat().st_uid, self.user.pw_uid)
+        self.assertIn("commands run as user daemon", self.master_log())
+
+    def test_reach_all_of_it_as_the_masters_user(self):
+        """So what is not reached above is not reached for that reason."""
+        self.start_master()
+        log = self.reached()
+        self.assertIn("\nroot\n", "\n" + log)
+        for one in self.secrets():
+            # Its first page is nobody's.
+            if not str(one).endswith("/mem"):
+                self.assertIn(f"reached {one}\n", log)
+
+    def test_are_refused_where_that_could_not_be_held(self):
+        store = self.folder / "store"
+        for name, told in [
+            ("no-such-user", "there is no such user"),
+            ("root", "root may do everything, and commands may not"),
+        ]:
+            self.options.write_text(f"[Master]\nRunAs = {name}\n")
+            done = self.run_master("--options", self.options, status=2)
+            self.assertIn(f"RunAs = {name}", done.stderr)
+            self.assertIn(told, done.stderr)
+        self.options.write_text("[Master]\nRunAs = daemon\n")
+        store.chmod(0o755)
+        done = self.run_master("--options", self.options, status=2)
+        self.assertIn(f"data folder {store} is open to others than its owner", done.stderr)
+
+    def install_for(self, user):
+        """Programs and data that this user may reach, and folders of its own. Gives the environment
+        that it has."""
+        home = self.folder / "home"
+        for part in ("bin/corvan-master", "libexec/ordwick/corvan-task"):
+            (home / part).parent.mkdir(parents=True, exist_ok=True)
+            shutil.copy(BIN.parent / part, home / part)
+        shutil.copytree(SHARE, home / "share" / "ordwick")
+        subprocess.run(["chmod", "-R", "a+rX", home], check=True)
+        (home / "runtime").mkdir(mode=0o700)
+        subprocess.run(["chown", "-R", f"{user}:{user}", home], check=True)
+        folders = {f"XDG_{name}_HOME": str(home) for name in ("CONFIG", "STATE", "DATA", "CACHE")}
+        return dict(self.env, HOME=str(home), XDG_RUNTIME_DIR=str(home / "runtime"), **folders)
+
+    def test_need_no_root_where_the_master_has_the_capabilities(self):
+        """As the service's page has it."""
+        env = self.install_for(NOBODY)
+        home = self.folder / "home"
+        self.options.write_text("[Master]\nRunAs = daemon\n")
+        self.env["CORVAN_MASTER"] = f"unix:{home}/m.sock"
+        capabilities = "-all,+setuid,+setgid,+kill,+sys_ptrace"
+        command = [
+            "setpriv", f"--reuid={NOBODY}", f"--regid={NOBODY}", "--clear-groups",
+            f"--inh-caps={capabilities}", f"--ambient-caps={capabilities}",
+            f"--bounding-set={capabilities}", "--no-new-privs",
+            home / "bin" / "corvan-master", "--data", home / "data", "--options", self.options,
+            "--listen", self.env["CORVAN_MASTER"],
+        ]
+
+        def start():
+            log = open(self.folder / "master.txt", "ab")
+            self.addCleanup(log.close)
+            self.master = subprocess.Popen(command, env=env, stdout=log, stderr=log)
+            self.addCleanup(self.stop_master)
+            wait_until((home / "m.sock").exists, self.master)
+            self.corvan("list")
+
+        start()
+        script = (
+            f"cd {self.frames}; id -un; cat {home}/data/jobs.db; grep CapEff /proc/self/status; "
+            "setsid env -i sh -c 'echo $$ > pid.new; mv pid.new pid; exec sleep 1000' & "
+            "while [ ! -e go ]; do sleep 0.01; done"
+        )
+        job = self.submit(script, "--range", "1")
+        pid = self.frames / "pid"
+        wait_until(pid.exists)
+        first = int(pid.read_text())
+        pid.unlink()
+        self.stop_master(signal.SIGKILL)
+        (home / "m.sock").unlink()
+        start()
+        wait_until(pid.exists)
+        self.assertFalse(os.path.exists(f"/proc/{first}"), "beside its successor")
+        (self.frames / "go").touch()
+        self.assertEqual(self.corvan("wait", job), "Done\n")
+        self.assertFalse(os.path.exists(f"/proc/{int(pid.read_text())}"))
+        log = self.corvan("log", job)
+        self.assertIn("\ndaemon\n", "\n" + log)
+        self.assertIn("jobs.db: Permission denied\n", log)
+        self.assertIn("CapEff:\t0000000000000000\n", log)
+
+    def test_are_refused_where_the_master_may_not_be_somebody_else(self):
+        self.options.write_text("[Master]\nRunAs = daemon\n")
+        env = self.install_for(NOBODY)
+        home = self.folder / "home"
+        done = subprocess.run(
+            [home / "bin" / "corvan-master", "--data", home / "data", "--listen", f"unix:{home}/m.sock",
+             "--options", self.options],
+            env=env, cwd=home, user=NOBODY, group=NOBODY, extra_groups=[],
+            stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=PATIENCE, check=False,
+        )
+        self.assertEqual(done.returncode, 2, done)
+        self.assertIn("it has to be root, or to have CAP_SETUID", done.stderr)
 
 
 if __name__ == "__main__":
