@@ -150,7 +150,7 @@ struct SpawnSettings
 
 pid_t Spawn(const std::string &program, const std::string &mark, const SpawnSettings &settings)
 {
-    std::string name = "corvan-task";
+    std::string name = k_KeeperName;
     std::string setting = mark;
     char *const arguments[] = {name.data(), nullptr};
     char *const environment[] = {setting.data(), nullptr};
@@ -185,7 +185,7 @@ KeeperProcess::KeeperProcess(const Command &command, const CommandPlace &place, 
     const Descriptor itsSocket(sockets[1]);
     const Descriptor request(OpenText(RequestFor(command, place, owner, settings)));
     const SpawnSettings spawning(request.Number(), itsSocket.Number());
-    const Path program = ostrel::ProgramFolder().Parent() / "libexec/ordwick/corvan-task";
+    const Path program = ostrel::ProgramFolder().Parent() / "libexec/ordwick" / k_KeeperName;
     const std::string mark = k_KeeperOf + ("=" + owner.ToString());
     m_process = StartChild([&] { return Spawn(program.Text(), mark, spawning); });
 }

@@ -21,6 +21,8 @@ using ostrel::UID;
 /// what an earlier run of it has left. The value is the identifier of the Master.
 inline constexpr const char *k_KeeperOf = "CORVAN_KEEPER_OF";
 inline constexpr const char *k_TaskOf = "CORVAN_TASK_OF";
+/// The program that a keeper runs.
+inline constexpr const char *k_KeeperName = "corvan-task";
 
 /// How a command is held.
 struct KeeperSettings

@@ -46,6 +46,14 @@ bool WasStartedWith(const fs::path &folder, const std::string &setting)
     return false;
 }
 
+std::string NameOf(const fs::path &folder)
+{
+    std::ifstream file(folder / "comm", std::ios::binary);
+    std::string name;
+    std::getline(file, name);
+    return name;
+}
+
 void WaitUntilGone(const Descriptor &process, steady_clock::time_point limit)
 {
     const auto left =
@@ -55,8 +63,8 @@ void WaitUntilGone(const Descriptor &process, steady_clock::time_point limit)
         ::poll(&wait, 1, int(left.count()));
 }
 
-// Each that was started with the setting is held.
-std::list<Descriptor> FindProcessesWith(const std::string &setting)
+// Each that was started with the setting is held. Of all names where none is given.
+std::list<Descriptor> FindProcessesWith(const std::string &setting, const std::string &name = {})
 {
     std::list<Descriptor> found;
     std::error_code error;
@@ -65,6 +73,8 @@ std::list<Descriptor> FindProcessesWith(const std::string &setting)
     {
         const std::optional<pid_t> process = ProcessOf(entry->path());
         if (!process || *process == ::getpid())
+            continue;
+        if (!name.empty() && NameOf(entry->path()) != name)
             continue;
         // Held before it is looked at, so that it cannot become another meanwhile.
         const auto number = int(::syscall(SYS_pidfd_open, *process, 0));
@@ -90,9 +100,9 @@ int KillProcessesWith(const std::string &setting)
     return int(killed.size());
 }
 
-int CountProcessesWith(const std::string &setting)
+int CountProcessesWith(const std::string &setting, const std::string &name)
 {
-    return int(FindProcessesWith(setting).size());
+    return int(FindProcessesWith(setting, name).size());
 }
 
 } // namespace master

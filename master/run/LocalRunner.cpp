@@ -22,11 +22,13 @@ namespace master
 
 using boost::system::error_code;
 using ostrel::_CallEntry;
+using std::chrono::steady_clock;
 
 namespace
 {
 
 constexpr std::chrono::milliseconds k_look_each{50}; // Earlier at first.
+constexpr std::chrono::seconds k_long_look{5};
 constexpr std::chrono::milliseconds k_longest_pause{500};
 // What was killed is gone in no time, but for what hangs in a share that hangs.
 constexpr std::chrono::milliseconds k_orphans_each{10};
@@ -140,11 +142,18 @@ bool LocalRunner::IsAlone()
     if (!m_look)
     {
         m_look.emplace(m_master);
+        m_lookBegan = steady_clock::now();
         return false;
     }
     const std::optional<OthersLook::Found> found = m_look->TakeResult();
     if (!found)
+    {
+        if (steady_clock::now() - m_lookBegan > k_long_look &&
+            !std::exchange(m_hasToldOfLook, true))
+            ostrel::LogWarning("nothing is started yet: the system takes long to tell of the "
+                               "processes that an earlier run may have left");
         return false;
+    }
     m_look.reset();
     if (found->killed > 0)
         ostrel::LogWarning("killed " + std::to_string(found->killed) +

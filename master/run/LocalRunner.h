@@ -58,7 +58,9 @@ private:
     std::optional<TaskGroups> m_groups; // Where there are none the keepers do it alone.
     bool m_waitsForOthers = false;
     bool m_hasToldOfOthers = false;
-    std::optional<OthersLook> m_look; // While there is one under way.
+    bool m_hasToldOfLook = false;
+    std::optional<OthersLook> m_look;                  // While there is one under way,
+    std::chrono::steady_clock::time_point m_lookBegan; // and since when.
     std::chrono::milliseconds m_lookPause{0};
     boost::asio::steady_timer m_lookTimer;
     LoopThread m_thread;

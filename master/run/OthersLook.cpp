@@ -26,7 +26,7 @@ OthersLook::Found LookFor(const std::string &master)
     const auto reason = ostrel::Attempt(
         [&]
         {
-            found.keepers = CountProcessesWith(k_KeeperOf + ("=" + master));
+            found.keepers = CountProcessesWith(k_KeeperOf + ("=" + master), k_KeeperName);
             if (found.keepers == 0)
                 found.killed = KillProcessesWith(k_TaskOf + ("=" + master));
         });

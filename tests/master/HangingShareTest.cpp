@@ -108,7 +108,7 @@ TEST_F(HangingShareTest, IsNotLookedAtByTheMaster)
 // What the system tells of a process may take as long as that one hangs.
 TEST_F(HangingShareTest, OfAProcessKeepsTheMasterFromItsCommandsAndNotFromItsClients)
 {
-    const std::string own = "/proc/" + std::to_string(::getpid()) + "/";
+    const std::string own = "/proc/" + std::to_string(::getpid()) + "/environ";
     const EnvironmentGuard hang("HANG_BELOW", own.c_str());
     MasterProgram program(m_folder.Folder(), {"--listen", (m_folder / "m.sock").Text()});
     ASSERT_NE(program.ReadLine(), "") << program.Errors();

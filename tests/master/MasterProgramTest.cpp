@@ -142,7 +142,8 @@ protected:
         EXPECT_NE(program->ReadLine(), "") << program->Errors();
         RawClient client(program->Address());
         ASSERT_TRUE(client.SayHello());
-        WaitForProcesses(client);
+        for (const pid_t process : WaitForProcesses(client))
+            ASSERT_GT(process, 0) << ContentOf(m_folder / "log");
         for (const pid_t process : processes)
             EXPECT_FALSE(IsAlive(process)) << "beside its successor";
         m_folder.MakeFile("go");
