@@ -15,6 +15,6 @@ namespace master
 /// hold what is nobody's business. Who the user is, his home and his shell are those of `user`
 /// where there is one.
 std::vector<std::string> CommandEnvironment(const std::vector<ostrel::String> &more,
-                                            const CommandUser *user);
+                                            const CommandUser *user = nullptr);
 
 } // namespace master
