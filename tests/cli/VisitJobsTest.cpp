@@ -193,9 +193,11 @@ TEST(VisitJobs, ShowsTheNewestHundredOnATerminalAndSaysThatThereAreMore)
         ASSERT_EQ(printed.size(), lines);
         EXPECT_NE(printed[100].find("shot99"), std::string::npos) << printed[100];
         if (lines == 103)
+        {
             EXPECT_NE(printed[101].find(asked == 0 ? "shot100" : "--limit 0 shows all"),
                       std::string::npos)
                 << printed[101];
+        }
     }
 }
 
