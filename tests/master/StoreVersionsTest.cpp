@@ -111,7 +111,11 @@ TEST_P(StoreOfVersion, KeepsParametersTasksAndLogs)
 }
 
 // A Master without owners has kept as a parameter what a client called one.
-TEST_P(StoreOfVersion, HasNoOwnersThatNoMasterHasSet)
+class StoreWithoutOwners : public StoreOfVersion
+{
+};
+
+TEST_P(StoreWithoutOwners, HasNoneThatNoMasterHasSet)
 {
     {
         SQLite::Database database(m_file.Text(), SQLite::OPEN_READWRITE);
@@ -133,6 +137,9 @@ TEST_P(StoreOfVersion, IsWhatTheReleasedStepsMake)
 
 // Whoever adds a version records a store of the one before it.
 INSTANTIATE_TEST_SUITE_P(Earlier, StoreOfVersion, testing::Range(1, int(StoreMigrations().size())));
+
+constexpr int k_first_with_owners = 4;
+INSTANTIATE_TEST_SUITE_P(Earlier, StoreWithoutOwners, testing::Range(1, k_first_with_owners));
 
 } // namespace
 } // namespace master

@@ -82,7 +82,7 @@ class Repair(WindowTest):
         window.log.wait_for(" + Requeue range: 3-9x3")
         sent = window.log.wait_for("sending job ").split("sending job ")[1].split()[0]
         self.assertEqual(self.check_repaired(window), sent)
-        self.assertIn(f"new job {sent}", self.master_log())
+        wait_until(lambda: f"new job {sent}" in self.master_log())
 
     def test_of_nothing_sends_nothing(self):
         window = self.open_window(self.job)

@@ -76,7 +76,8 @@ class WrongUsage(FarmTest):
         self.assertNotIn("Requesting Job", log)
         self.assertNotIn("Connected to the Master", log)
         self.corvan("list")
-        self.assertIn(" is Corvan ", self.master_log())
+        # The log is written a moment later, in order.
+        wait_until(lambda: " is Corvan " in self.master_log())
         self.assertNotIn(" is Ordwick ", self.master_log())
 
     def test_the_master_cannot_be_looked_for(self):

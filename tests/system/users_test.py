@@ -87,7 +87,7 @@ class OverTls(Administrator):
             waiting.stderr.readline(),
             "no connection to the Master: the token is not the Master's; waiting goes on\n",
         )
-        self.assertIn("the token was removed", self.master_log())
+        wait_until(lambda: "the token was removed" in self.master_log())
 
         again = self.run_master("token", "remove", first, status=1).stderr
         self.assertIn(f"there is no token {first} in ", again)
@@ -322,7 +322,7 @@ class OtherUsersCommands(Administrator):
         self.assertIn("\ndaemon\n", "\n" + self.reached())
         self.assertNotIn("reached", self.reached())
         self.assertEqual((self.frames / "new" / "1.x").stat().st_uid, self.user.pw_uid)
-        self.assertIn("commands run as user daemon", self.master_log())
+        wait_until(lambda: "commands run as user daemon" in self.master_log())
 
     def test_reach_all_of_it_as_the_masters_user(self):
         """So what is not reached above is not reached for that reason."""
