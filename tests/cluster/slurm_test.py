@@ -1,5 +1,6 @@
 """A Master that hands its commands to a real Slurm."""
 
+import contextlib
 import os
 import pathlib
 import shutil
@@ -200,7 +201,13 @@ class SlurmFails(OnSlurm):
         """Until the controller has saved what it knows now."""
         file = self.conf.parent / "state" / "job_state"
         began = time.time()
-        wait_until(lambda: file.exists() and file.stat().st_mtime > began)
+
+        def is_saved():
+            # It is away for a moment while the controller puts another in its place.
+            with contextlib.suppress(FileNotFoundError):
+                return file.stat().st_mtime > began
+
+        wait_until(is_saved)
 
     def wait_and_resume(self, job):
         """What ran when its number was given again makes Slurm drain a node, until the administrator
