@@ -62,8 +62,13 @@ class Edits(WindowTest):
         other = f"{self.folder}/other.%d.raw"
         self.first.choose("Edit Image Formats", *DONE_MENU)
         self.first.wait_for_dialog("Edit Image Formats")
-        # The list has the keyboard; behind it come Add, Edit and Remove, then Cancel and OK.
-        press("Down", "Tab", "Tab", "space")
+        # A dialog may be in front before its list has the keyboard.
+        press("Down")
+        while not self.first.log.has("PathsDlg::SelectionChanged"):
+            self.assertEqual(self.first.dialog(), "Edit Image Formats")
+            press("Down")
+        # Behind the list come Add, Edit and Remove, then Cancel and OK.
+        press("Tab", "Tab", "space")
         self.first.wait_for_dialog("Edit Image Format")
         press("ctrl+a", "Delete")
         write(other)
