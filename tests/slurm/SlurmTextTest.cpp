@@ -122,7 +122,8 @@ TEST(SlurmText, KnowsWhatLeavesOpenWhetherAnArrayWasTaken)
           "Zero Bytes were transmitted or received", "Unspecified error", ""})
         EXPECT_TRUE(MayHaveTaken(words)) << words;
     for (const char *const words :
-         {"Invalid partition name specified", "Invalid job array specification",
+         {"Invalid partition name specified",
+          "Invalid account or account/partition combination specified",
           "Job violates accounting/QOS policy (job submit limit, user's size and/or time limits)"})
         EXPECT_FALSE(MayHaveTaken(words)) << words;
 }
