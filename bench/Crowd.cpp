@@ -7,6 +7,7 @@
 #include <mutex>
 #include <thread>
 
+#include "bench/Measure.h"
 #include "corvan/messages.grpc.pb.h"
 #include "tests/master/RawClient.h"
 

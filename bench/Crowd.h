@@ -2,7 +2,6 @@
 
 #include <array>
 #include <atomic>
-#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -79,13 +78,5 @@ inline constexpr const char *k_ChangeName = "Tick";
 
 /// The value of change `number`, sent now: both are read from it.
 std::string ChangeValue(std::uint64_t number);
-
-/// Nanoseconds of the steady clock.
-inline std::int64_t NowNs()
-{
-    return std::chrono::duration_cast<std::chrono::nanoseconds>(
-               std::chrono::steady_clock::now().time_since_epoch())
-        .count();
-}
 
 } // namespace bench

@@ -116,7 +116,7 @@ void FollowChanges(const std::string &name, const std::string &self, std::size_t
     Arrivals arrived(k_changes, k_changes_a_second);
     const Crowd crowd(server.Address(), job, followers, arrived);
 
-    const double before = server.Seconds();
+    const double before = server.Process().Seconds();
     const auto start = std::chrono::steady_clock::now();
     std::thread answers([&] { ReadAnswers(sender); });
     for (std::uint64_t i = 1; i <= k_changes; ++i)
@@ -138,7 +138,8 @@ void FollowChanges(const std::string &name, const std::string &self, std::size_t
                 double(arrived.all.Count()) / double(std::max<std::uint64_t>(1, arrived.messages)),
                 static_cast<unsigned long long>(all - arrived.all.Count()),
                 static_cast<unsigned long long>(arrived.outOfOrder.load()),
-                static_cast<unsigned long long>(arrived.gone.load()), server.Seconds() - before);
+                static_cast<unsigned long long>(arrived.gone.load()),
+                server.Process().Seconds() - before);
     std::fflush(stdout);
 }
 
@@ -149,10 +150,10 @@ void Wait(const std::string &name, const std::string &self, std::size_t clients)
     if (!sender.SayHello())
         Fail("no Welcome from " + name);
     const std::string job = SubmitJob(sender);
-    const double before = server.Megabytes();
+    const double before = server.Process().Megabytes();
     Arrivals nothing(0, 0);
     const Crowd crowd(server.Address(), job, clients, nothing);
-    const double with = server.Megabytes();
+    const double with = server.Process().Megabytes();
     std::printf("| %s | %zu | %.0f | %.0f | %.1f |\n", name.c_str(), clients, before, with,
                 (with - before) * 1024 / double(clients));
     std::fflush(stdout);

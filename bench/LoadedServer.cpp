@@ -1,77 +1,28 @@
 #include "bench/LoadedServer.h"
 
-#include <csignal>
-#include <cstdio>
-#include <cstdlib>
-#include <fcntl.h>
-#include <fstream>
-#include <sys/prctl.h>
-#include <sys/wait.h>
-#include <unistd.h>
 #include <vector>
 
 namespace bench
 {
 
+namespace
+{
+
+std::vector<std::string> CommandOf(const std::string &name, const std::string &self,
+                                   const Folder &folder, const std::string &socket)
+{
+    if (name != "Master")
+        return {self, "--serve", "unix:" + socket};
+    return {
+        CORVAN_MASTER_PROGRAM, "--data",      folder / "data", "--listen", socket, "--slots", "0",
+        "--log-file",          folder / "log"};
+}
+
+} // namespace
+
 LoadedServer::LoadedServer(const std::string &name, const std::string &self)
-    : m_socket(m_folder / "m.sock")
+    : m_socket(m_folder / "m.sock"), m_process(CommandOf(name, self, m_folder, m_socket))
 {
-    std::vector<std::string> command = {self, "--serve", Address()};
-    if (name == "Master")
-        command = {CORVAN_MASTER_PROGRAM,
-                   "--data",
-                   m_folder / "data",
-                   "--listen",
-                   m_socket,
-                   "--slots",
-                   "0",
-                   "--log-file",
-                   m_folder / "log"};
-    std::vector<char *> arguments;
-    for (std::string &argument : command)
-        arguments.push_back(argument.data());
-    arguments.push_back(nullptr);
-
-    // The table goes to standard output.
-    const int nowhere = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
-    m_process = ::fork();
-    if (m_process == 0)
-    {
-        ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-        ::dup2(nowhere, STDOUT_FILENO);
-        ::execv(arguments[0], arguments.data());
-        std::perror(arguments[0]);
-        ::_exit(127);
-    }
-    ::close(nowhere);
-}
-
-LoadedServer::~LoadedServer()
-{
-    ::kill(m_process, SIGTERM);
-    ::waitpid(m_process, nullptr, 0);
-}
-
-double LoadedServer::Megabytes() const
-{
-    std::ifstream status("/proc/" + std::to_string(m_process) + "/status");
-    for (std::string line; std::getline(status, line);)
-        if (line.starts_with("VmRSS:"))
-            return std::strtod(line.c_str() + 6, nullptr) / 1024;
-    return 0;
-}
-
-double LoadedServer::Seconds() const
-{
-    std::ifstream stat("/proc/" + std::to_string(m_process) + "/stat");
-    std::string line;
-    std::getline(stat, line);
-    line.erase(0, line.rfind(')') + 2);
-    unsigned long user = 0;
-    unsigned long system = 0;
-    std::sscanf(line.c_str(), "%*c %*d %*d %*d %*d %*d %*u %*u %*u %*u %*u %lu %lu", &user,
-                &system);
-    return double(user + system) / double(::sysconf(_SC_CLK_TCK));
 }
 
 } // namespace bench

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <ctime>
 #include <filesystem>
@@ -11,6 +12,14 @@
 
 namespace bench
 {
+
+/// Nanoseconds of the steady clock.
+inline std::int64_t NowNs()
+{
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(
+               std::chrono::steady_clock::now().time_since_epoch())
+        .count();
+}
 
 /// Milliseconds of a series of runs: of the first and the last one, which tell whether it grows
 /// slower, of the fastest one and of the middle one.
