@@ -25,6 +25,8 @@ FILE_MENU = (
 JOB_EDITS = ("Edit Custom Range", "Edit Image Formats")
 TYPE_COMMANDS = ("View frame", "Open folder", "Show task logs")
 DONE_MENU = (*JOB_EDITS, "Run Again", *TYPE_COMMANDS)
+# Of the log, where the status bar changes.
+STATUS = "Status bar: "
 
 
 def theme_colour(name):
@@ -71,6 +73,7 @@ class Log:
         self.file = file
         self.process = None  # The one that writes it, where it is known.
         self.seen = []
+        self.last_status = ""  # Of the status bar, as far as lines were seen.
         self.unseen = collections.deque()
         self.rest = b""  # Of a line that is not whole yet.
         self.tail = subprocess.Popen(
@@ -81,8 +84,7 @@ class Log:
         """The next line that holds a text; those before it are passed over."""
         end = time.monotonic() + PATIENCE
         while self.unseen or self.read_on(end):
-            line = self.unseen.popleft()
-            self.seen.append(line)
+            line = self.take()
             if text in line:
                 return line
         raise AssertionError(f"'{text}' is not logged; the last lines are:\n" + "\n".join(self.seen[-20:]))
@@ -91,10 +93,21 @@ class Log:
         """Whether a line that holds a text comes within a few seconds; it is passed over."""
         end = time.monotonic() + 3
         while self.unseen or self.read_on(end):
-            self.seen.append(self.unseen.popleft())
-            if text in self.seen[-1]:
+            if text in self.take():
                 return True
         return False
+
+    def wait_for_status(self, text):
+        """Until the status bar, which tells each change, shows a text; it may show it already."""
+        if not self.last_status.startswith(text):
+            self.wait_for(STATUS + text)
+
+    def take(self):
+        line = self.unseen.popleft()
+        self.seen.append(line)
+        if STATUS in line:
+            self.last_status = line.split(STATUS)[1]
+        return line
 
     def read_on(self, end):
         """Waits for lines; false where none come any more."""
@@ -187,7 +200,7 @@ class Window:
 
     def wait_for_status(self, text):
         """Returns once the status bar shows a text."""
-        self.log.wait_for(f"Status bar: {text}")
+        self.log.wait_for_status(text)
 
     def rows_with(self, name):
         """The heights, in lines of the picture, at which a colour of the theme is shown."""
