@@ -37,6 +37,11 @@ public:
         const auto found = m_pauses.find(job);
         return found != m_pauses.end() && !found->second.isEased;
     }
+    /// False where no job has, nor had one of which nobody knows that it is well.
+    bool HasAny() const
+    {
+        return !m_pauses.empty();
+    }
     /// Adds the jobs whose pause is not over.
     void AddPausing(Moment now, std::set<UID> &jobs) const;
     /// When the next pause is over; nothing where none is to come.

@@ -122,17 +122,24 @@ void Scheduler::Record(const RunResult &result, Outbox &outbox)
         m_store.Places().SaveEnd(*state, LogNumber(*state, *task),
                                  {UID(), 0, place.node, place.number, place.state});
     if (result.end.isLost)
-        RecordLost(*state, *task, result.end);
+        RecordLost(*state, *task, result.end, outbox);
     else if (result.end.isStarted)
         RecordTask(*state, *task, result.end, outbox);
     else
         RecordTrouble(*state, *task, result.end, outbox);
 }
 
-void Scheduler::RecordLost(const JobState &state, TaskState &task, const RunEnd &end)
+void Scheduler::RecordLost(JobState &state, TaskState &task, const RunEnd &end, Outbox &outbox)
 {
     _CallEntry call("Scheduler::RecordLost", __FILE__, __LINE__);
 
+    const int losses = end.machineFailed ? m_losses.Note(state.id, task.index) : 0;
+    if (losses > TaskLosses::k_Forgiven)
+    {
+        RunEnd failure = end;
+        failure.reason += " (" + std::to_string(losses) + " times in a row)";
+        return RecordTask(state, task, failure, outbox);
+    }
     task.status = JobStatus::Queued;
     // What it has printed keeps its number.
     if (!end.isStarted)
@@ -179,6 +186,8 @@ void Scheduler::RecordTask(JobState &state, TaskState &task, const RunEnd &end, 
 
     if (m_runner.BatchSize() > 0)
         m_jobPauses.End(state.id);
+    if (!end.machineFailed)
+        m_losses.Forget(state.id, task.index);
     task.exitCode = end.exitCode;
     task.reason = end.reason;
     if (end.IsSuccess())
@@ -235,7 +244,11 @@ void Scheduler::Forget(int run)
     _CallEntry call("Scheduler::Forget", __FILE__, __LINE__);
 
     assert(m_thread.IsCurrent());
-    m_runs.erase(run);
+    if (const auto found = m_runs.find(run); found != m_runs.end())
+    {
+        m_endingRuns -= found->second.isEnding ? 1 : 0;
+        m_runs.erase(found);
+    }
     m_runner.Recorded(run);
 }
 
@@ -461,6 +474,7 @@ void Scheduler::TryNow(const UID &job)
     assert(m_thread.IsCurrent());
     m_jobPauses.End(job);
     m_taskPauses.End(job);
+    m_losses.Forget(job);
 }
 
 std::optional<Clock::Moment> Scheduler::NextPauseEnd() const
@@ -488,6 +502,7 @@ void Scheduler::EndRuns(const RunsToEnd &runs)
             continue;
         }
         run.isEnding = true;
+        ++m_endingRuns;
         m_runner.End(number);
     }
     TryNow(runs.job);
@@ -503,6 +518,7 @@ void Scheduler::EndAllRuns()
         run.isEnding = true;
         m_runner.End(number);
     }
+    m_endingRuns = m_runs.size();
 }
 
 bool Scheduler::HasRunsOf(const UID &job) const
@@ -519,6 +535,9 @@ std::set<UID> Scheduler::JobsToPassOver() const
 
     std::set<UID> jobs;
     m_jobPauses.AddPausing(m_clock.Now(), jobs);
+    // Thousands may run, and each turn plans.
+    if (m_endingRuns == 0 && !m_jobPauses.HasAny())
+        return jobs;
     for (const auto &[number, run] : m_runs)
         if (run.isEnding || (!run.isStarted && m_jobPauses.IsTroubled(run.job)))
             jobs.insert(run.job);

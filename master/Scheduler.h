@@ -9,6 +9,7 @@
 #include "master/JobCache.h"
 #include "master/JobPauses.h"
 #include "master/Outbox.h"
+#include "master/TaskLosses.h"
 #include "master/TaskPauses.h"
 #include "master/run/CommandRunner.h"
 #include "master/run/TaskLogs.h"
@@ -33,7 +34,8 @@ struct RunResult
 /// A task whose command fails is queued again until it failed `k_MaxFailures` times, each time
 /// after a pause (`TaskPauses`); a job that has `k_FirstTasks` tasks fail before one is done is
 /// paused. A command that cannot be started is no failure: its task is queued again, the job tells
-/// why ("Waiting") and is tried again after a pause (`JobPauses`), with one task at first.
+/// why ("Waiting") and is tried again after a pause (`JobPauses`), with one task at first. A task
+/// whose machine fails is no failure either, until that happens again and again (`TaskLosses`).
 ///
 /// What is running is known in two places: in the store, for clients and for the next start, and
 /// here, by the number of its run. The functions that take an outbox or `Plan` change the store and
@@ -119,7 +121,7 @@ private:
     void PutIntoBatch(const JobState &state, const TaskState &task, Batches &batches,
                       Planned &planned);
     void MarkRunning(JobState &state, TaskState &task);
-    void RecordLost(const JobState &state, TaskState &task, const RunEnd &end);
+    void RecordLost(JobState &state, TaskState &task, const RunEnd &end, Outbox &outbox);
     void Wait(JobState &state, const String &reason, Outbox &outbox);
     void RecordTrouble(JobState &state, TaskState &task, const RunEnd &end, Outbox &outbox);
     void RecordTask(JobState &state, TaskState &task, const RunEnd &end, Outbox &outbox);
@@ -135,7 +137,9 @@ private:
     LoopThread m_thread;
     JobPauses m_jobPauses;
     TaskPauses m_taskPauses;
+    TaskLosses m_losses;
     std::map<int, Run> m_runs;
+    std::size_t m_endingRuns = 0;
     std::set<UID> m_keptWaiting; // Jobs whose runs are kept from being begun.
     int m_lastRun = 0;
 };

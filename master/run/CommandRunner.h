@@ -89,6 +89,7 @@ struct RunEnd
     /// Taken away before it ended, which is nobody's fault: its machine failed, or it is to begin
     /// anew. With a reason it is not begun again at once.
     bool isLost = false;
+    bool machineFailed = false; ///< Of what is lost: its machine went down under it.
 
     RunPlace place{}; ///< Where it was, as far as that is known.
 

@@ -139,6 +139,7 @@ RunEnd EndOfLine(const QueueLine *line, const ElementNeeds &needs)
         end = Lost(AtNode(line->node, "Slurm says " + corvan::MakeUtf8(line->state)));
     else
         end = EndOfStatus(*line, needs);
+    end.machineFailed = line->state == "NODE_FAIL";
     end.place.node = line->node;
     end.place.state = corvan::MakeUtf8(line->state);
     return end;

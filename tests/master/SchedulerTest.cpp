@@ -189,6 +189,55 @@ TEST_F(SchedulerTest, TriesATaskThreeTimesWithPauses)
     EXPECT_EQ(m_runner.started.size(), 3u);
 }
 
+TEST_F(SchedulerTest, ForgivesATaskTheFirstTwoMachinesInARowThatFailUnderIt)
+{
+    const JobState job = Add(*MakeTestJob({{"Range", "1"}}));
+    const master::RunEnd lost = {
+        .exitCode = -1, .reason = "its node failed", .isLost = true, .machineFailed = true};
+    const unsigned failures[] = {0, 0, 1, 2, 3};
+    int run = 0;
+    for (const unsigned count : failures)
+    {
+        EXPECT_EQ(m_store.Tasks().Find(job, 0).value_or(master::TaskState()).status,
+                  JobStatus::Queued);
+        FillSlotsAndStart();
+        Finish(++run, lost);
+        EXPECT_EQ(m_store.Tasks().Find(job, 0)->failures, count) << run;
+        m_clock.Pass(30s);
+    }
+    EXPECT_EQ(m_store.Tasks().Find(job, 0)->status, JobStatus::Failed);
+    EXPECT_EQ(m_store.Tasks().Find(job, 0)->reason, "its node failed (5 times in a row)");
+}
+
+TEST_F(SchedulerTest, CountsTheMachinesThatFailUnderATaskAnewOnceItHasEndedByItself)
+{
+    const JobState job = Add(*MakeTestJob({{"Range", "1"}}));
+    const master::RunEnd lost = {
+        .exitCode = -1, .reason = "its node failed", .isLost = true, .machineFailed = true};
+    const std::pair<master::RunEnd, unsigned> ends[] = {{lost, 0}, {lost, 0}, {{.exitCode = 7}, 1},
+                                                        {lost, 1}, {lost, 1}, {lost, 2}};
+    int run = 0;
+    for (const auto &[end, count] : ends)
+    {
+        FillSlotsAndStart();
+        Finish(++run, end);
+        EXPECT_EQ(m_store.Tasks().Find(job, 0)->failures, count) << run;
+        m_clock.Pass(30s);
+    }
+}
+
+TEST_F(SchedulerTest, ATaskThatIsTakenAwayAgainAndAgainHasNotFailed)
+{
+    const JobState job = Add(*MakeTestJob({{"Range", "1"}}));
+    for (int run = 1; run <= 8; ++run)
+    {
+        FillSlotsAndStart();
+        Finish(run, {.exitCode = -1, .reason = "preempted", .isLost = true});
+        EXPECT_EQ(m_store.Tasks().Find(job, 0)->failures, 0u) << run;
+        m_clock.Pass(30s);
+    }
+}
+
 TEST_F(SchedulerTest, KeepsALogOfEachTry)
 {
     const JobState job = Add(*MakeTestJob({{"Range", "1"}}));

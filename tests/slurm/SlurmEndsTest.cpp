@@ -75,6 +75,7 @@ TEST(SlurmEnds, TellsFromItsStateWhoseFaultItIsThatAnElementHasLeftNothing)
         line.node = "node1";
         const RunEnd end = EndOfLine(&line, k_needs);
         EXPECT_EQ(end.isLost, fault == Fault::Nobodys) << state;
+        EXPECT_EQ(end.machineFailed, std::string(state) == "NODE_FAIL") << state;
         EXPECT_EQ(end.isStarted, fault != Fault::Farms) << state;
         EXPECT_FALSE(end.IsSuccess()) << state;
         EXPECT_NE(end.reason.find(words), String::npos) << state << ": " << end.reason;
