@@ -58,9 +58,8 @@ public:
     /// The run is over and noted.
     void Forget(int run);
 
-    /// Runs that an earlier Master has handed over go on, where the runner has batches: they are
-    /// its own again. Where it has none, they cannot; throws `ostrel::Exception *` then. Belongs
-    /// inside a turn, and before the first plan.
+    /// Runs that an earlier Master has handed over go on: they are its own again. Belongs inside a
+    /// turn, and before the first plan.
     void AdoptRuns(RunListener &listener);
     /// What keeps runs of a job from being begun has changed (`RunListener::OnQueued`). True where
     /// the store is to know of it: `RecordQueued`.
