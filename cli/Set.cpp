@@ -1,5 +1,6 @@
 #include <CLI/CLI.hpp>
 
+#include "cli/AfterJobs.h"
 #include "cli/FindJob.h"
 #include "cli/SetParameter.h"
 #include "cli/Verb.h"
@@ -33,7 +34,7 @@ public:
             if (!setting)
                 throw new Failure(k_WrongUsage,
                                   "set wants NAME=VALUE, not '" + corvan::Excerpt(text) + "'");
-            settings.push_back(*setting);
+            settings.push_back(ResolveAfterJobs(client, *setting));
         }
 
         SetParameters(client, *FindJob(client, m_job), settings);

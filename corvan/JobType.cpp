@@ -90,8 +90,9 @@ void ReadDefaults(const IniFile &file, JobType &type)
         const String value = file.FindText("Defaults", name).value_or(String());
         if (const String reason = CheckParameterText(name, value); !reason.empty())
             Refuse("section \"Defaults\": " + reason);
-        if (name == p_Status || name == p_UserRange || name == p_RequeueOf ||
-            IsMasterParameter(name) || (name == p_CustomRange && !type.hasCustomRange))
+        if (name == p_Status || name == p_UserRange || name == p_RequeueOf || name == p_After ||
+            name == p_AfterGood || IsMasterParameter(name) ||
+            (name == p_CustomRange && !type.hasCustomRange))
             Refuse("section \"Defaults\": " + name + " has no default");
         type.defaults.emplace_back(name, value);
     }

@@ -3,6 +3,8 @@
 #include <charconv>
 #include <limits>
 
+#include "corvan/AfterJobs.h"
+#include "corvan/FrameOrder.h"
 #include "corvan/JobStatus.h"
 #include "corvan/Limits.h"
 #include "corvan/QueueWishes.h"
@@ -94,6 +96,10 @@ String CheckParameterText(const String &name, const String &value)
         return "Status: \"" + Excerpt(value) + "\" is no status; 0 to 5 are " + StatusNames();
     if (name == p_RequeueOf && !ostrel::UID().FromString(value))
         return "RequeueOf: \"" + Excerpt(value) + "\" is no identifier of a job";
+    if (name == p_After || name == p_AfterGood)
+        return CheckAfterJobs(name, value);
+    if (name == p_FrameOrder)
+        return CheckFrameOrder(value);
     if (name == p_ImageFormat && value.size() > k_MaxFormatBytes)
         return "ImageFormat: the patterns are longer than 64 KiB";
     if (name == p_Name && HasControlCharacters(value))

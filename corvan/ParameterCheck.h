@@ -13,7 +13,8 @@ namespace corvan
 /// that is not a whole number from 1 to 2147483647 (empty is fine: the default); a "Priority" that
 /// is not a whole number from 0 to 100; a "Range", "CustomRange" or "UserRange" that does not
 /// parse; an "ImageFormat" over 64 KiB; a "Name" with control characters; a "RequeueOf" that is no
-/// identifier; a limit of `RunLimits` that is none.
+/// identifier; an "After" or "AfterGood" that holds something else than identifiers, or too many; a
+/// "FrameOrder" that is none; a limit of `RunLimits` that is none.
 String CheckParameterText(const String &name, const String &value);
 
 } // namespace corvan

@@ -16,6 +16,9 @@ const String p_Status = "Status";
 const String p_Note = "Note";
 const String p_Name = "Name";
 const String p_Priority = "Priority";
+const String p_After = "After";
+const String p_AfterGood = "AfterGood";
+const String p_FrameOrder = "FrameOrder";
 const String p_RequeueOf = "RequeueOf";
 const String p_Owner = "Owner";
 const String p_Created = "Created";
@@ -27,10 +30,10 @@ const String p_Waiting = "Waiting";
 const std::vector<String> &ParameterNames()
 {
     static const std::vector<String> s_names = {
-        p_ImageFormat,   p_Range,      p_UserRange,  p_CustomRange, p_SequenceBy,
-        p_RenumberStart, p_RenumberBy, p_PacketSize, p_Type,        p_Status,
-        p_Note,          p_Name,       p_Priority,   p_RequeueOf,   p_Owner,
-        p_Created,       p_TasksTotal, p_TasksDone,  p_TasksFailed, p_Waiting,
+        p_ImageFormat, p_Range,      p_UserRange, p_CustomRange, p_SequenceBy, p_RenumberStart,
+        p_RenumberBy,  p_PacketSize, p_Type,      p_Status,      p_Note,       p_Name,
+        p_Priority,    p_RequeueOf,  p_Owner,     p_Created,     p_TasksTotal, p_TasksDone,
+        p_TasksFailed, p_Waiting,    p_After,     p_AfterGood,   p_FrameOrder,
     };
     return s_names;
 }

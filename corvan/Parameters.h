@@ -23,13 +23,17 @@ extern const String p_Status;        ///< "Status": a JobStatus as a number.
 extern const String p_Note;          ///< "Note": free text; of job commands, the selected frame.
 extern const String p_Name;          ///< "Name": what people call the job.
 extern const String p_Priority;      ///< "Priority": 0 to 100, higher goes first; 50 at first.
-extern const String p_RequeueOf;     ///< "RequeueOf": of a requeue, the job that it is one of.
-extern const String p_Owner;         ///< "Owner": the user whose job it is; the Master's alone.
-extern const String p_Created;       ///< "Created": ISO 8601 UTC, set by the Master alone.
-extern const String p_TasksTotal;    ///< "TasksTotal": packets of the job, set by the Master alone.
-extern const String p_TasksDone;     ///< "TasksDone", set by the Master alone.
-extern const String p_TasksFailed;   ///< "TasksFailed", set by the Master alone.
-extern const String p_Waiting;       ///< "Waiting": why the job does not go on; the Master's alone.
+extern const String
+    p_After; ///< "After": identifiers of jobs, by commas; begins when they are done.
+extern const String p_AfterGood;   ///< "AfterGood": the same, and their frames were found good.
+extern const String p_FrameOrder;  ///< "FrameOrder": see FrameOrder.h.
+extern const String p_RequeueOf;   ///< "RequeueOf": of a requeue, the job that it is one of.
+extern const String p_Owner;       ///< "Owner": the user whose job it is; the Master's alone.
+extern const String p_Created;     ///< "Created": ISO 8601 UTC, set by the Master alone.
+extern const String p_TasksTotal;  ///< "TasksTotal": packets of the job, set by the Master alone.
+extern const String p_TasksDone;   ///< "TasksDone", set by the Master alone.
+extern const String p_TasksFailed; ///< "TasksFailed", set by the Master alone.
+extern const String p_Waiting;     ///< "Waiting": why the job does not go on; the Master's alone.
 
 /// All of these names.
 const std::vector<String> &ParameterNames();

@@ -21,6 +21,10 @@ boost::shared_ptr<Job> MakeRequeueJob(const Job &job, const String &range)
     requeue->SetParameter(p_Status, queued);
     const ostrel::UID origin = OriginOf(job);
     requeue->SetParameter(p_RequeueOf, (origin.IsNil() ? job.ID() : origin).ToString());
+    // It renders again at once what was rendered.
+    for (const String &name : {p_After, p_AfterGood})
+        if (!requeue->ParameterText(name, false).empty())
+            requeue->SetParameter(name, {});
     if (!requeue->SetParameter(p_Range, range))
         return nullptr;
     return requeue;

@@ -18,8 +18,9 @@ const char *const k_not_taken = "the Master does not take this message";
 
 Dispatcher::Dispatcher(JobStore &store, JobCache &cache, Followers &followers, const TaskLogs &logs,
                        JobAnswers::FindPlaces findPlaces)
-    : m_store(store), m_followers(followers), m_answers(store, cache, logs, std::move(findPlaces)),
-      m_newJobs(store, cache), m_edits(store, cache), m_removals(store, cache)
+    : m_store(store), m_followers(followers), m_dependences(store, cache),
+      m_answers(store, cache, logs, std::move(findPlaces)), m_newJobs(store, cache, m_dependences),
+      m_edits(store, cache, m_dependences), m_removals(store, cache, m_dependences)
 {
     _CallEntry call("Dispatcher::Dispatcher", __FILE__, __LINE__);
 }

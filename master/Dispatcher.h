@@ -1,6 +1,7 @@
 #pragma once
 
 #include "corvan/Messages.h"
+#include "master/Dependences.h"
 #include "master/Followers.h"
 #include "master/JobAnswers.h"
 #include "master/JobEdits.h"
@@ -33,6 +34,11 @@ public:
     /// `StoreException *`.
     void TakeAway(const JobState &state, Outbox &outbox);
 
+    Dependences &Waiting()
+    {
+        return m_dependences;
+    }
+
 private:
     String FindMissing(const Caller &caller, const Need &need);
     void Carry(const ClientRequest &request);
@@ -40,6 +46,7 @@ private:
 
     JobStore &m_store;
     Followers &m_followers;
+    Dependences m_dependences;
     JobAnswers m_answers;
     NewJobs m_newJobs;
     JobEdits m_edits;

@@ -57,6 +57,8 @@ std::shared_ptr<const JobCache::Entry> JobCache::GetCut(const UID &job)
     Forget(job);
     entry->packets = CutPackets(*entry->job, &entry->reason);
     entry->isCut = true;
+    if (!entry->packets.empty())
+        entry->firstFrame = FirstOf(entry->packets).firstFrame;
     MakeRoom(EntryBytes(*entry));
     m_entries.emplace(job, entry);
     return entry;

@@ -26,6 +26,7 @@ public:
         boost::shared_ptr<const Job> job; ///< Null where it cannot be read.
         bool isCut = false;
         std::vector<Packet> packets; ///< None where it cannot be cut, or was not asked to be.
+        int firstFrame = 0;          ///< The first one of all packets.
         String reason;               ///< Why it cannot be read, or cut.
     };
 

@@ -26,14 +26,15 @@ int Number(const String &text)
 bool IsForPeople(const String &name)
 {
     return name == corvan::p_Name || name == corvan::p_Note || name == corvan::p_CustomRange ||
-           name == corvan::p_UserRange;
+           name == corvan::p_UserRange || name == corvan::p_After || name == corvan::p_AfterGood;
 }
 
 bool CutsOtherwise(const Job &job, const Job &other)
 {
-    return job.ParameterText(corvan::p_Range, true) != other.ParameterText(corvan::p_Range, true) ||
-           job.ParameterText(corvan::p_PacketSize, true) !=
-               other.ParameterText(corvan::p_PacketSize, true);
+    const auto isOther = [&](const String &name)
+    { return job.ParameterText(name, true) != other.ParameterText(name, true); };
+    return isOther(corvan::p_Range) || isOther(corvan::p_PacketSize) ||
+           isOther(corvan::p_FrameOrder);
 }
 
 void TellCounts(const JobState &state, Outbox &outbox)
@@ -57,9 +58,12 @@ JobStatus StatusOfRecut(const JobState &state, bool hasBegun)
 bool CanRender(const Job &job, const std::vector<Packet> &packets, String *reason)
 {
     if (packets.empty())
+    {
         *reason = "there is nothing to render";
-    return !packets.empty() &&
-           BuildRenderCommand(job, packets.front(), packets.front().firstFrame, reason);
+        return false;
+    }
+    const Packet &first = FirstOf(packets);
+    return BuildRenderCommand(job, first, first.firstFrame, reason).has_value();
 }
 
 String StatusText(const JobState &state)
@@ -78,7 +82,8 @@ String ValueBefore(const Job &job, const JobState &state, const String &name)
 
 } // namespace
 
-JobEdits::JobEdits(JobStore &store, JobCache &cache) : m_store(store), m_cache(cache)
+JobEdits::JobEdits(JobStore &store, JobCache &cache, Dependences &dependences)
+    : m_store(store), m_cache(cache), m_dependences(dependences)
 {
     _CallEntry call("JobEdits::JobEdits", __FILE__, __LINE__);
 }
@@ -164,6 +169,11 @@ String JobEdits::FinishChange(const Job &before, Change &change)
             return reason;
     }
 
+    if (!Dependences::IsSame(before, *change.job))
+        if (String reason = m_dependences.Check(*change.job, &before, &change.state);
+            !reason.empty())
+            return reason;
+
     // What waits may still be completed; what would run and cannot is better refused now.
     const bool begins =
         change.request == StatusRequest::Resume || change.request == StatusRequest::RunAgain;
@@ -201,6 +211,8 @@ void JobEdits::CarryOut(const Job &before, Change &change, Outbox &outbox)
         m_cache.Forget(change.state.id);
     }
     m_store.SaveState(change.state);
+    if (!Dependences::IsSame(before, *change.job))
+        m_dependences.Keep(*change.job, change.state, outbox);
 }
 
 void JobEdits::ChangeStatus(JobState &state, StatusRequest request, Outbox &outbox)
@@ -254,7 +266,7 @@ void JobEdits::CutAnew(const Job &before, Change &change, Outbox &outbox)
     const std::shared_ptr<const JobCache::Entry> cut = m_cache.GetCut(state.id);
     Cuts cuts{cut->packets, change.packets, Cuts::Keep::Nothing};
     if (!cut->packets.empty())
-        cuts.keep = FindKeep(before, *change.job, cut->packets.front(), change.packets.front());
+        cuts.keep = FindKeep(before, *change.job, FirstOf(cut->packets), FirstOf(change.packets));
     std::vector<TaskState> tasks = m_store.Tasks().List(state);
     Recut recut = RecutTasks(cuts, state, tasks);
     m_store.Tasks().Replace(state, std::move(tasks), recut.tasks);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "master/ClientRequest.h"
+#include "master/Dependences.h"
 #include "master/JobCache.h"
 #include "master/StatusRequest.h"
 #include "master/store/JobStore.h"
@@ -14,7 +15,7 @@ class JobEdits
 public:
     using Setting = std::pair<String, String>;
 
-    JobEdits(JobStore &store, JobCache &cache);
+    JobEdits(JobStore &store, JobCache &cache, Dependences &dependences);
 
     /// Changes these parameters of a job, or none of them with the reason.
     void ChangeParameters(const ClientRequest &request, const UID &job,
@@ -44,6 +45,7 @@ private:
 
     JobStore &m_store;
     JobCache &m_cache;
+    Dependences &m_dependences;
 };
 
 } // namespace master

@@ -220,13 +220,17 @@ Outbox Master::TakeTogether(const std::vector<Door::Request> &requests)
     _CallEntry call("Master::TakeTogether", __FILE__, __LINE__);
 
     Outbox outbox;
-    if (requests.empty() && m_startedRuns.empty() && m_results.empty() && m_queued.empty())
+    if (requests.empty() && m_startedRuns.empty() && m_results.empty() && m_queued.empty() &&
+        !m_dispatcher.Waiting().IsAnyStirred())
         return outbox;
     JobStore::Turn turn(m_store);
     RecordRuns(outbox);
     for (const Door::Request &request : requests)
         Handle(request, outbox);
+    const bool mayBeMore = m_dispatcher.Waiting().Follow(outbox);
     Commit(turn, outbox);
+    if (mayBeMore)
+        ScheduleTurn();
     return outbox;
 }
 
@@ -253,9 +257,8 @@ void Master::TakeOneByOne(const std::vector<Door::Request> &requests)
 {
     _CallEntry call("Master::TakeOneByOne", __FILE__, __LINE__);
 
-    // What the commands did is tried again by itself.
-    if (!m_startedRuns.empty() || !m_results.empty() || !m_queued.empty())
-        RetryLater();
+    // What nobody asks for is tried again by itself: what the commands did, and jobs that waited.
+    RetryLater();
     for (const Door::Request &request : requests)
     {
         Outbox outbox;
@@ -387,7 +390,8 @@ void Master::CarryOut(const Outbox &outbox)
     for (const UID &job : outbox.JobsToRenew())
         m_scheduler.RenewRuns(job);
     for (const UID &job : outbox.ChangedJobs())
-        m_scheduler.TellRunner(job);
+        if (const auto reason = Attempt([&] { m_scheduler.TellRunner(job); }))
+            ostrel::LogError(*reason);
     for (const Outgoing &message : outbox.Messages())
         Send(message);
     for (const UID &job : outbox.Progress())

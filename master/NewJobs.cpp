@@ -30,7 +30,8 @@ String CheckNewParameter(const Job &job, const String &name, const String &value
 
 } // namespace
 
-NewJobs::NewJobs(JobStore &store, JobCache &cache) : m_store(store), m_cache(cache)
+NewJobs::NewJobs(JobStore &store, JobCache &cache, Dependences &dependences)
+    : m_store(store), m_cache(cache), m_dependences(dependences)
 {
     _CallEntry call("NewJobs::NewJobs", __FILE__, __LINE__);
 }
@@ -53,11 +54,15 @@ void NewJobs::AddJob(const ClientRequest &request, const corvan::JobMsg &message
     String reason = present ? k_other_job : CheckNewJob(job, state);
     if (reason.empty())
         reason = job.CheckParameter(corvan::p_Owner, request.caller.who.user);
+    if (reason.empty())
+        reason = m_dependences.Check(job);
     if (!reason.empty())
         return request.Refuse(reason, job.ID(), job.ID().ToString());
     job.SetParameter(corvan::p_Owner, request.caller.who.user);
 
     m_store.Add(job, state);
+    if (Dependences::NamesAny(job))
+        m_dependences.Keep(job, state, request.outbox);
     ostrel::LogStatus("new job " + job.ID().ToString() + " \"" + job.Name() + "\", " +
                       std::to_string(state.tasksTotal) + " tasks");
     request.Accept(job.ID());
@@ -112,7 +117,7 @@ String NewJobs::CheckNewJob(const Job &job, JobState &state) const
     if (job.ParameterText(corvan::p_Status, true) == std::to_string(int(JobStatus::Paused)))
         state.status = JobStatus::Paused;
     // What waits may still be completed; what would run at once and cannot is better refused now.
-    else if (!BuildRenderCommand(job, packets.front(), packets.front().firstFrame, &reason))
+    else if (!BuildRenderCommand(job, FirstOf(packets), FirstOf(packets).firstFrame, &reason))
         return reason;
     return {};
 }

@@ -2,6 +2,7 @@
 
 #include "corvan/Messages.h"
 #include "master/ClientRequest.h"
+#include "master/Dependences.h"
 #include "master/JobCache.h"
 #include "master/store/JobStore.h"
 
@@ -12,7 +13,7 @@ namespace master
 class NewJobs
 {
 public:
-    NewJobs(JobStore &store, JobCache &cache);
+    NewJobs(JobStore &store, JobCache &cache, Dependences &dependences);
 
     /// Keeps a job as its client's own, or refuses it with the reason. One that its owner sends
     /// again, unchanged, is accepted as the job that it is.
@@ -24,6 +25,7 @@ private:
 
     JobStore &m_store;
     JobCache &m_cache;
+    Dependences &m_dependences;
 };
 
 } // namespace master

@@ -19,8 +19,9 @@ struct Packet
     friend bool operator==(const Packet &, const Packet &) = default;
 };
 
-/// Cuts a job's "Range" into packets of its "PacketSize", in ascending order. Takes 8 bytes a
-/// packet, and a tenth of a second for ten million frames.
+/// Cuts a job's "Range" into packets of its "PacketSize", in the order of its "FrameOrder": a
+/// packet has its number by when it is to be begun. Takes 8 bytes a packet, and a tenth of a second
+/// for ten million frames in ascending order.
 ///
 /// A packet begins at the first frame that none has yet and ends at the last frame of the range
 /// that is less than a packet size away. It is rendered as one continuous run, so frames between
@@ -29,5 +30,9 @@ struct Packet
 ///
 /// No packet at all, with the reason in `*reason`, for a job without frames.
 std::vector<Packet> CutPackets(const Job &job, String *reason);
+
+/// The packet with the first frame of all, from which renumbered files are counted. Walks through
+/// them; there is one.
+const Packet &FirstOf(const std::vector<Packet> &packets);
 
 } // namespace master

@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <iterator>
+#include <numeric>
+#include <ranges>
 
 #include "analysis/Expansion.h"
 #include "master/run/RenderCommand.h"
@@ -12,15 +15,40 @@ namespace master
 namespace
 {
 
-// The new number of a packet; nothing where the new cut does not have it.
-std::optional<unsigned> FindPacket(std::span<const Packet> packets, const Packet &packet)
+// Packets found by their frames: their numbers go by the order in which they are begun.
+class Numbers
 {
-    const auto found =
-        std::ranges::lower_bound(packets, packet.firstFrame, {}, &Packet::firstFrame);
-    if (found == packets.end() || *found != packet)
-        return std::nullopt;
-    return unsigned(found - packets.begin());
-}
+public:
+    explicit Numbers(std::span<const Packet> packets) : m_packets(packets)
+    {
+        if (std::ranges::is_sorted(packets, {}, &Packet::firstFrame))
+            return;
+        m_byFrame.resize(packets.size());
+        std::iota(m_byFrame.begin(), m_byFrame.end(), 0u);
+        std::ranges::sort(m_byFrame, {}, [&](unsigned i) { return m_packets[i].firstFrame; });
+    }
+
+    // Nothing where there is no such packet.
+    std::optional<unsigned> Find(const Packet &packet) const
+    {
+        const auto places = std::views::iota(std::size_t(0), m_packets.size());
+        const auto found = std::ranges::lower_bound(
+            places, packet.firstFrame, {},
+            [&](std::size_t place) { return m_packets[NumberAt(place)].firstFrame; });
+        if (found == places.end() || m_packets[NumberAt(*found)] != packet)
+            return std::nullopt;
+        return NumberAt(*found);
+    }
+
+private:
+    unsigned NumberAt(std::size_t place) const
+    {
+        return m_byFrame.empty() ? unsigned(place) : m_byFrame[place];
+    }
+
+    std::span<const Packet> m_packets;
+    std::vector<unsigned> m_byFrame; // Empty where they are in ascending order.
+};
 
 void Count(const TaskState &task, Recut &recut)
 {
@@ -31,11 +59,12 @@ void Count(const TaskState &task, Recut &recut)
 void KeepPackets(const Cuts &cuts, const JobState &state, std::span<const TaskState> tasks,
                  Recut &recut)
 {
+    const Numbers numbers(cuts.after);
     for (const TaskState &task : tasks)
     {
         if (task.index >= cuts.before.size())
             continue;
-        const auto number = FindPacket(cuts.after, cuts.before[task.index]);
+        const auto number = numbers.Find(cuts.before[task.index]);
         if (!number)
             continue;
         TaskState kept = task;
@@ -45,17 +74,23 @@ void KeepPackets(const Cuts &cuts, const JobState &state, std::span<const TaskSt
             recut.running[task.index] = *number;
         recut.tasks.push_back(kept);
     }
+    if (!std::ranges::is_sorted(recut.tasks, {}, &TaskState::index))
+        std::ranges::sort(recut.tasks, {}, &TaskState::index);
 }
 
 // The frames of done packets as runs without gaps, in ascending order.
 std::vector<Packet> RenderedRuns(std::span<const Packet> packets, std::span<const TaskState> tasks)
 {
-    std::vector<Packet> runs;
+    std::vector<Packet> done;
     for (const TaskState &task : tasks)
+        if (task.status == JobStatus::Done && task.index < packets.size())
+            done.push_back(packets[task.index]);
+    if (!std::ranges::is_sorted(done, {}, &Packet::firstFrame))
+        std::ranges::sort(done, {}, &Packet::firstFrame);
+
+    std::vector<Packet> runs;
+    for (const Packet &packet : done)
     {
-        if (task.status != JobStatus::Done || task.index >= packets.size())
-            continue;
-        const Packet &packet = packets[task.index];
         if (!runs.empty() && packet.firstFrame - std::int64_t(runs.back().lastFrame) == 1)
             runs.back().lastFrame = packet.lastFrame;
         else
@@ -64,22 +99,23 @@ std::vector<Packet> RenderedRuns(std::span<const Packet> packets, std::span<cons
     return runs;
 }
 
+bool IsRendered(const Packet &packet, const std::vector<Packet> &runs)
+{
+    const auto next = std::ranges::upper_bound(runs, packet.firstFrame, {}, &Packet::firstFrame);
+    return next != runs.begin() && packet.lastFrame <= std::prev(next)->lastFrame;
+}
+
 // A packet is rendered from its first frame to its last without gaps.
 void AddRendered(const Cuts &cuts, const std::vector<Packet> &runs, Recut &recut)
 {
     const std::vector<TaskState> kept = std::move(recut.tasks);
     recut.tasks.clear();
     auto next = kept.begin();
-    auto run = runs.begin();
     for (unsigned number = 0; number < cuts.after.size(); ++number)
     {
-        const Packet &packet = cuts.after[number];
-        while (run != runs.end() && run->lastFrame < packet.firstFrame)
-            ++run;
         if (next != kept.end() && next->index == number)
             recut.tasks.push_back(*next++);
-        else if (run != runs.end() && run->firstFrame <= packet.firstFrame &&
-                 packet.lastFrame <= run->lastFrame)
+        else if (IsRendered(cuts.after[number], runs))
             recut.tasks.push_back({.index = number, .status = JobStatus::Done});
     }
 }

@@ -10,7 +10,8 @@ namespace master
 
 using ostrel::_CallEntry;
 
-Removals::Removals(JobStore &store, JobCache &cache) : m_store(store), m_cache(cache)
+Removals::Removals(JobStore &store, JobCache &cache, Dependences &dependences)
+    : m_store(store), m_cache(cache), m_dependences(dependences)
 {
     _CallEntry call("Removals::Removals", __FILE__, __LINE__);
 }
@@ -39,6 +40,7 @@ void Removals::TakeAway(const JobState &state, Outbox &outbox)
 {
     _CallEntry call("Removals::TakeAway", __FILE__, __LINE__);
 
+    m_dependences.NoteRemoval(state);
     m_store.Remove(state);
     m_cache.Forget(state.id);
     // Commands of a job that was just cancelled may still be there.

@@ -2,6 +2,7 @@
 
 #include "corvan/Messages.h"
 #include "master/ClientRequest.h"
+#include "master/Dependences.h"
 #include "master/JobCache.h"
 #include "master/store/JobStore.h"
 
@@ -12,7 +13,7 @@ namespace master
 class Removals
 {
 public:
-    Removals(JobStore &store, JobCache &cache);
+    Removals(JobStore &store, JobCache &cache, Dependences &dependences);
 
     /// Removes the job that a client names, or refuses it with the reason.
     void RemoveJob(const ClientRequest &request, const corvan::RemoveJobMsg &message);
@@ -23,6 +24,7 @@ public:
 private:
     JobStore &m_store;
     JobCache &m_cache;
+    Dependences &m_dependences;
 };
 
 } // namespace master

@@ -7,6 +7,7 @@
 #include "corvan/JobType.h"
 #include "corvan/Parameters.h"
 #include "corvan/QueueWishes.h"
+#include "master/FairQueue.h"
 #include "master/run/RenderCommand.h"
 #include "ostrel/Attempt.h"
 #include "ostrel/CallEntry.h"
@@ -247,6 +248,7 @@ void Scheduler::Forget(int run)
     if (const auto found = m_runs.find(run); found != m_runs.end())
     {
         m_endingRuns -= found->second.isEnding ? 1 : 0;
+        m_shares.End(found->second.job);
         m_runs.erase(found);
     }
     m_runner.Recorded(run);
@@ -258,13 +260,14 @@ std::vector<Scheduler::Planned> Scheduler::Plan(Outbox &outbox)
 
     assert(m_thread.IsCurrent());
     std::vector<Planned> planned;
-    std::set<UID> passOver = JobsToPassOver();
+    FairQueue queue(m_store, m_shares, JobsToPassOver());
     Batches batches;
     for (int slots = m_runner.FreeSlots(); slots > 0;)
     {
-        std::optional<JobState> state = m_store.FindRunnable(passOver);
-        if (!state)
+        FairQueue::Turn *const turn = queue.Next();
+        if (!turn)
             break;
+        JobState *const state = &turn->job;
         std::optional<TaskState> task =
             m_store.Tasks().FindNext(*state, m_taskPauses.Pausing(state->id, m_clock.Now()));
         Planned one;
@@ -274,15 +277,18 @@ std::vector<Scheduler::Planned> Scheduler::Plan(Outbox &outbox)
         {
             if (task)
                 Wait(*state, reason, outbox);
-            passOver.insert(state->id);
+            queue.PassOver();
             continue;
         }
         if (m_runner.BatchSize() > 0)
             PutIntoBatch(*state, *task, batches, one);
         MarkRunning(*state, *task);
+        one.owner = turn->owner;
+        one.priority = state->priority;
+        queue.Serve();
         // One command shows whether the others could be started, too.
         if (m_jobPauses.IsTroubled(state->id))
-            passOver.insert(state->id);
+            queue.PassOver();
         planned.push_back(std::move(one));
         --slots;
     }
@@ -301,8 +307,8 @@ bool Scheduler::Prepare(const JobState &state, const TaskState &task, Planned &p
         *reason = entry->reason.empty() ? "the job has no such packet" : entry->reason;
         return false;
     }
-    const std::optional<RenderCommand> render = BuildRenderCommand(
-        *entry->job, entry->packets[task.index], entry->packets.front().firstFrame, reason);
+    const std::optional<RenderCommand> render =
+        BuildRenderCommand(*entry->job, entry->packets[task.index], entry->firstFrame, reason);
     if (!render)
         return false;
 
@@ -314,7 +320,7 @@ bool Scheduler::Prepare(const JobState &state, const TaskState &task, Planned &p
     planned.command.run = ++m_lastRun;
     planned.command.places = render->outputs;
     planned.command.outputs =
-        ListOutputs(*entry->job, entry->packets[task.index], entry->packets.front().firstFrame);
+        ListOutputs(*entry->job, entry->packets[task.index], entry->firstFrame);
     planned.command.rooted = render->rooted;
     planned.command.outputRoots = render->outputRoots;
     planned.command.keepsOld = entry->job->Type().keepsOld;
@@ -365,6 +371,7 @@ void Scheduler::Start(const std::vector<Planned> &planned, RunListener &listener
     for (const Planned &one : planned)
     {
         m_runs[one.command.run] = {.job = one.job, .task = one.task, .tellsStart = one.tellsStart};
+        m_shares.Begin(one.job, one.owner, one.priority);
         String reason;
         bool isStarted = false;
         if (const auto thrown =
@@ -394,6 +401,7 @@ void Scheduler::AdoptRuns(RunListener &listener)
     {
         const int number = ++m_lastRun;
         m_runs[number] = {.job = one.job, .task = one.task};
+        m_shares.Begin(one.job, one.owner, one.priority);
         m_runner.Adopt({.run = number,
                         .job = one.job,
                         .place = {one.place.batch, one.place.element},
@@ -451,9 +459,13 @@ void Scheduler::TellRunner(const UID &job)
 {
     _CallEntry call("Scheduler::TellRunner", __FILE__, __LINE__);
 
-    if (m_runner.BatchSize() == 0)
+    if (m_runner.BatchSize() == 0 && !m_shares.Has(job))
         return;
-    if (const std::optional<JobState> state = m_store.FindState(job))
+    const std::optional<JobState> state = m_store.FindState(job);
+    if (!state)
+        return;
+    m_shares.SetPriority(job, state->priority);
+    if (m_runner.BatchSize() > 0)
         m_runner.SetJob(job, state->status == JobStatus::Paused, state->priority);
 }
 

@@ -9,6 +9,7 @@
 #include "master/JobCache.h"
 #include "master/JobPauses.h"
 #include "master/Outbox.h"
+#include "master/OwnerShares.h"
 #include "master/TaskLosses.h"
 #include "master/TaskPauses.h"
 #include "master/run/CommandRunner.h"
@@ -28,8 +29,8 @@ struct RunResult
     RunEnd end;
 };
 
-/// Gives the tasks of the jobs to the runner: the highest priority first, then the oldest job,
-/// its packets in ascending order.
+/// Gives the tasks of the jobs to the runner: the highest priority first, its owners in turn
+/// (`FairQueue`), of each the oldest job, and its packets in the order of their numbers.
 ///
 /// A task whose command fails is queued again until it failed `k_MaxFailures` times, each time
 /// after a pause (`TaskPauses`); a job that has `k_FirstTasks` tasks fail before one is done is
@@ -79,6 +80,8 @@ public:
         unsigned task = 0;
         Command command;
         bool tellsStart = false; ///< Its job does not run yet, or waits.
+        String owner;            ///< Of the job, as its priority.
+        int priority = 0;
     };
 
     /// Marks as running what the free slots take, and tells what that is.
@@ -137,6 +140,7 @@ private:
     JobPauses m_jobPauses;
     TaskPauses m_taskPauses;
     TaskLosses m_losses;
+    OwnerShares m_shares;
     std::map<int, Run> m_runs;
     std::size_t m_endingRuns = 0;
     std::set<UID> m_keptWaiting; // Jobs whose runs are kept from being begun.

@@ -166,6 +166,7 @@ bool SlurmRunner::Start(const Command &command, RunListener &listener, String *)
     Fresh &fresh = m_fresh[place.batch];
     if (fresh.order.elements.empty())
     {
+        m_freshOrder.push_back(place.batch);
         fresh.order.name = m_book->NameOf(place.batch).name;
         fresh.order.script = ArrayScript(m_settings.program, m_folders->FolderOf(place.batch));
         fresh.order.nice = m_book->NiceOf(command.priority);
@@ -326,8 +327,9 @@ void SlurmRunner::HandOver()
 {
     _CallEntry call("SlurmRunner::HandOver", __FILE__, __LINE__);
 
-    for (auto &[batch, fresh] : std::exchange(m_fresh, {}))
-        HandOver(batch, std::move(fresh));
+    for (const UID &batch : std::exchange(m_freshOrder, {}))
+        HandOver(batch, std::move(m_fresh.at(batch)));
+    m_fresh.clear();
 }
 
 void SlurmRunner::HandOver(const UID &batch, Fresh fresh)

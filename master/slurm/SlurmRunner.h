@@ -100,6 +100,7 @@ private:
     std::optional<ArrayBook> m_book;
     std::optional<ArrayFolders> m_folders;
     std::map<UID, Fresh> m_fresh;
+    std::vector<UID> m_freshOrder; // Slurm begins first what it was given first.
     bool m_isChanged = false;
     bool m_isQueueGood = true;
     bool m_isSwept = false; // What earlier Masters have left is removed.

@@ -123,6 +123,8 @@ void JobStore::Open(const Path &file, const char *vfs, const Patience &patience)
         m_masterID = UID(connection.execAndGet("SELECT id FROM master").getString(), true);
         m_tasks = std::make_unique<TaskStore>(*m_database);
         m_places = std::make_unique<PlaceStore>(*m_database);
+        m_queue = std::make_unique<QueueStore>(*m_database);
+        m_waits = std::make_unique<WaitStore>(*m_database);
     }
     catch (const SQLite::Exception &error)
     {
@@ -264,7 +266,7 @@ void JobStore::Add(const Job &job, JobState &state)
         {
             const Query insert = m_database->Prepared(
                 "INSERT INTO jobs(id, type, created, status, priority, tasks_total, tasks_done,"
-                " tasks_failed, next_task, submitted) VALUES(?,?,?,?,?,?,?,?,?,?)");
+                " tasks_failed, next_task, submitted, owner) VALUES(?,?,?,?,?,?,?,?,?,?,?)");
             insert->bind(1, state.id.ToString());
             insert->bind(2, job.Type().id.ToString());
             insert->bind(3, state.created.First());
@@ -275,6 +277,7 @@ void JobStore::Add(const Job &job, JobState &state)
             insert->bind(8, state.tasksFailed);
             insert->bind(9, state.nextTask);
             insert->bind(10, state.submitted);
+            insert->bind(11, job.ParameterText(corvan::p_Owner, false));
             insert->exec();
             state.number = m_database->Connection().getLastInsertRowid();
         });
@@ -478,6 +481,7 @@ void JobStore::Remove(const JobState &state)
     assert(m_thread.IsCurrent());
     m_tasks->Forget(state);
     m_places->Forget(state);
+    m_waits->Forget(state);
     m_database->Guarded(
         [&]
         {
@@ -541,31 +545,6 @@ void JobStore::ForgetRemoved(const UID &job)
         });
 }
 
-std::optional<JobState> JobStore::FindRunnable(const std::set<UID> &passOver)
-{
-    _CallEntry call("JobStore::FindRunnable", __FILE__, __LINE__);
-
-    assert(m_thread.IsCurrent());
-    return m_database->Guarded(
-        [&]() -> std::optional<JobState>
-        {
-            static const std::string sql =
-                std::string("SELECT ") + k_state_columns +
-                " FROM jobs WHERE status IN (0, 1) AND (next_task < tasks_total OR EXISTS"
-                " (SELECT 1 FROM tasks INDEXED BY tasks_queued"
-                " WHERE tasks.job = jobs.number AND tasks.status = 0))"
-                " ORDER BY priority DESC, number";
-            const Query select = m_database->Prepared(sql.c_str());
-            while (select->executeStep())
-            {
-                const JobState state = ReadState(*select);
-                if (!passOver.contains(state.id))
-                    return state;
-            }
-            return std::nullopt;
-        });
-}
-
 bool JobStore::HasWork()
 {
     _CallEntry call("JobStore::HasWork", __FILE__, __LINE__);
@@ -574,8 +553,8 @@ bool JobStore::HasWork()
     return m_database->Guarded(
         [&]
         {
-            const Query select =
-                m_database->Prepared("SELECT EXISTS (SELECT 1 FROM jobs WHERE status IN (0, 1))");
+            const Query select = m_database->Prepared(
+                "SELECT EXISTS (SELECT 1 FROM jobs WHERE status IN (0, 1) AND held = 0)");
             select->executeStep();
             return select->getColumn(0).getInt() != 0;
         });

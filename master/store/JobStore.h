@@ -12,9 +12,11 @@
 #include "corvan/JobStatus.h"
 #include "master/store/OpenNote.h"
 #include "master/store/PlaceStore.h"
+#include "master/store/QueueStore.h"
 #include "master/store/StoreCheck.h"
 #include "master/store/StoreException.h"
 #include "master/store/TaskStore.h"
+#include "master/store/WaitStore.h"
 #include "ostrel/LoopThread.h"
 #include "ostrel/Path.h"
 #include "ostrel/Time.h"
@@ -164,10 +166,7 @@ public:
     /// Nothing is left of it.
     void ForgetRemoved(const UID &job);
 
-    /// The queued or running job that has a task to start, highest priority first, then oldest.
-    /// Those in `passOver` are passed over.
-    std::optional<JobState> FindRunnable(const std::set<UID> &passOver);
-    /// True while a job is queued or running.
+    /// True while a job is queued or running that waits for no other.
     bool HasWork();
 
     TaskStore &Tasks()
@@ -177,6 +176,14 @@ public:
     PlaceStore &Places()
     {
         return *m_places;
+    }
+    QueueStore &Queue()
+    {
+        return *m_queue;
+    }
+    WaitStore &Waits()
+    {
+        return *m_waits;
     }
 
 private:
@@ -192,6 +199,8 @@ private:
     std::unique_ptr<StoreCheck> m_check;
     std::unique_ptr<TaskStore> m_tasks;
     std::unique_ptr<PlaceStore> m_places;
+    std::unique_ptr<QueueStore> m_queue;
+    std::unique_ptr<WaitStore> m_waits;
     UID m_masterID;
     Commits m_commits;
 };

@@ -88,7 +88,7 @@ std::vector<PlaceStore::Running> PlaceStore::ListRunning()
             std::vector<Running> all;
             const Query select = m_database.Prepared(
                 "SELECT jobs.id, tasks.task, jobs.status, jobs.priority, places.batch,"
-                " places.element FROM tasks INDEXED BY tasks_running"
+                " places.element, jobs.owner FROM tasks INDEXED BY tasks_running"
                 " JOIN jobs ON jobs.number = tasks.job"
                 " JOIN places ON places.job = tasks.job AND places.log ="
                 " iif(tasks.log < 0, jobs.log_base + tasks.task, tasks.log)"
@@ -102,6 +102,7 @@ std::vector<PlaceStore::Running> PlaceStore::ListRunning()
                 one.priority = select->getColumn(3).getInt();
                 one.place.batch = UID(select->getColumn(4).getString(), false);
                 one.place.element = select->getColumn(5).getUInt();
+                one.owner = select->getColumn(6).getString();
                 all.push_back(one);
             }
             return all;

@@ -56,6 +56,7 @@ public:
         unsigned task = 0;
         JobStatus status = JobStatus::Running; ///< Of the job.
         int priority = 50;
+        String owner;
         TaskPlace place;
     };
     /// All of them that have a place.

@@ -47,7 +47,7 @@ void CountRunning(SQLite::Database &database, StoreCounts &counts)
 void FindOldest(SQLite::Database &database, StoreCounts &counts)
 {
     SQLite::Statement select(database, "SELECT min(created) FROM jobs WHERE status IN (0, 1)"
-                                       " AND (next_task < tasks_total OR EXISTS"
+                                       " AND held = 0 AND (next_task < tasks_total OR EXISTS"
                                        " (SELECT 1 FROM tasks WHERE tasks.job = jobs.number"
                                        " AND tasks.status = 0))");
     if (select.executeStep() && !select.getColumn(0).isNull())

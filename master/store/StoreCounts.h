@@ -24,7 +24,7 @@ struct StoreCounts
     /// Those that have not been started are queued, or what their job is: paused, cancelled,
     /// failed.
     Counts tasks;
-    /// When the oldest of the jobs came that have a task to start.
+    /// When the oldest of the jobs came that have a task to start, and wait for no other job.
     std::optional<ostrel::Time> oldestQueued;
 };
 

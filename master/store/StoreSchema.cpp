@@ -107,6 +107,62 @@ constexpr const char *k_migrations[] = {
         state TEXT NOT NULL,
         PRIMARY KEY(job, log)) WITHOUT ROWID;
     )",
+    // Whose a job is, and what it waits for: see `WaitStore`. `held` is a `WaitStore::Hold`, `gone`
+    // tells of a job that was removed whether it was (2) or was not (1) what it was waited for.
+    R"(
+    ALTER TABLE jobs ADD COLUMN owner TEXT NOT NULL DEFAULT '';
+    ALTER TABLE jobs ADD COLUMN held INTEGER NOT NULL DEFAULT 0;
+    UPDATE jobs SET owner = ifnull((SELECT value FROM parameters
+        WHERE job = number AND name = 'Owner'), '');
+    DROP INDEX jobs_runnable;
+    CREATE INDEX jobs_runnable ON jobs(priority DESC, owner, number)
+        WHERE status IN (0, 1) AND held = 0;
+
+    CREATE TABLE waits(
+        job INTEGER NOT NULL REFERENCES jobs(number),
+        position INTEGER NOT NULL,
+        other TEXT NOT NULL,
+        good INTEGER NOT NULL,
+        gone INTEGER NOT NULL,
+        name TEXT NOT NULL,
+        stirred INTEGER NOT NULL,
+        PRIMARY KEY(job, other)) WITHOUT ROWID;
+    CREATE INDEX waits_other ON waits(other);
+    CREATE INDEX waits_stirred ON waits(job) WHERE stirred = 1;
+
+    CREATE TRIGGER jobs_stir AFTER UPDATE OF status ON jobs WHEN old.status <> new.status
+    BEGIN
+        UPDATE waits SET stirred = 1 WHERE other = new.id AND stirred = 0;
+        UPDATE waits SET stirred = 1 WHERE job = new.number AND stirred = 0;
+        UPDATE jobs SET held = 1 WHERE held = 0 AND number IN
+            (SELECT job FROM waits WHERE other = new.id
+            UNION SELECT job FROM waits WHERE job = new.number);
+    END;
+    CREATE TRIGGER parameters_stir_new AFTER INSERT ON parameters
+        WHEN new.name IN ('CheckFrames', 'FramesChecked', 'FramesBad')
+    BEGIN
+        UPDATE waits SET stirred = 1 WHERE good = 1 AND stirred = 0
+            AND other = (SELECT id FROM jobs WHERE number = new.job);
+        UPDATE jobs SET held = 1 WHERE held = 0 AND number IN (SELECT job FROM waits
+            WHERE good = 1 AND other = (SELECT id FROM jobs WHERE number = new.job));
+    END;
+    CREATE TRIGGER parameters_stir_other AFTER UPDATE ON parameters
+        WHEN new.name IN ('CheckFrames', 'FramesChecked', 'FramesBad')
+    BEGIN
+        UPDATE waits SET stirred = 1 WHERE good = 1 AND stirred = 0
+            AND other = (SELECT id FROM jobs WHERE number = new.job);
+        UPDATE jobs SET held = 1 WHERE held = 0 AND number IN (SELECT job FROM waits
+            WHERE good = 1 AND other = (SELECT id FROM jobs WHERE number = new.job));
+    END;
+    CREATE TRIGGER parameters_stir_gone AFTER DELETE ON parameters
+        WHEN old.name IN ('CheckFrames', 'FramesChecked', 'FramesBad')
+    BEGIN
+        UPDATE waits SET stirred = 1 WHERE good = 1 AND stirred = 0
+            AND other = (SELECT id FROM jobs WHERE number = old.job);
+        UPDATE jobs SET held = 1 WHERE held = 0 AND number IN (SELECT job FROM waits
+            WHERE good = 1 AND other = (SELECT id FROM jobs WHERE number = old.job));
+    END;
+    )",
 };
 
 } // namespace

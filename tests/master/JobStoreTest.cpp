@@ -18,6 +18,7 @@ using corvan::JobStatus;
 using master::JobState;
 using master::JobStore;
 using master::TaskState;
+using master::WaitedFor;
 using ostrel::Path;
 using ostrel::String;
 using ostrel::UID;
@@ -78,6 +79,11 @@ protected:
     JobState AddNew(int priority = 50)
     {
         return Add(*MakeTestJob({{"Range", "1-3"}}), priority);
+    }
+
+    JobState AddOf(const char *owner, int priority = 50)
+    {
+        return Add(*MakeTestJob({{"Range", "1-3"}, {"Owner", owner}}), priority);
     }
 
     // In a turn of its own.
@@ -316,13 +322,22 @@ TEST_F(JobStoreTest, ListsNewestFirst)
     EXPECT_FALSE(m_store->FindOlder(first.number));
 }
 
-TEST_F(JobStoreTest, FindsTheRunnableJobOfHighestPriorityThenAge)
+TEST_F(JobStoreTest, FindsRunnableJobsByPriorityThenByOwnerThenByAge)
 {
     const JobState low = AddNew(10), old = AddNew(60), young = AddNew(60);
-    EXPECT_EQ(m_store->FindRunnable({})->id, old.id);
-    EXPECT_EQ(m_store->FindRunnable({old.id})->id, young.id);
-    EXPECT_EQ(m_store->FindRunnable({old.id, young.id})->id, low.id);
-    EXPECT_FALSE(m_store->FindRunnable({old.id, young.id, low.id}));
+    const JobState bo = AddOf("bo", 60), anna = AddOf("anna", 60);
+    master::QueueStore &queue = m_store->Queue();
+    EXPECT_EQ(queue.FindPriority(101), 60);
+    EXPECT_EQ(queue.FindPriority(60), 10);
+    EXPECT_EQ(queue.FindPriority(10), std::nullopt);
+    EXPECT_EQ(queue.ListOwners(60), (std::vector<String>{"", "anna", "bo"}));
+    EXPECT_EQ(queue.ListOwners(11), std::vector<String>());
+    EXPECT_EQ(queue.FindJob(60, "", 0)->job, old.id);
+    EXPECT_EQ(queue.FindJob(60, "", old.number)->job, young.id);
+    EXPECT_FALSE(queue.FindJob(60, "", young.number));
+    EXPECT_EQ(queue.FindJob(60, "bo", 0)->job, bo.id);
+    EXPECT_EQ(queue.FindJob(60, "anna", 0)->number, anna.number);
+    EXPECT_EQ(queue.FindJob(10, "", 0)->job, low.id);
 }
 
 TEST_F(JobStoreTest, FindsNoRunnableJobAmongThoseThatAreNot)
@@ -334,15 +349,29 @@ TEST_F(JobStoreTest, FindsNoRunnableJobAmongThoseThatAreNot)
         state.status = status;
         InTurn([&] { m_store->SaveState(state); });
     }
+    EXPECT_FALSE(m_store->HasWork());
     JobState allStarted = AddNew();
     allStarted.status = JobStatus::Running;
     allStarted.nextTask = 3;
     InTurn([&] { m_store->SaveState(allStarted); });
-    EXPECT_FALSE(m_store->FindRunnable({}));
+    EXPECT_FALSE(m_store->Queue().FindJob(50, "", 0));
     EXPECT_TRUE(m_store->HasWork());
 
     InTurn([&] { m_store->Tasks().Save(allStarted, {.index = 1, .status = JobStatus::Queued}); });
-    EXPECT_EQ(m_store->FindRunnable({})->id, allStarted.id);
+    EXPECT_EQ(m_store->Queue().FindJob(50, "", 0)->job, allStarted.id);
+}
+
+// Of the plans that SQLite could make for them, none walks through the jobs that wait.
+TEST_F(JobStoreTest, FindsRunnableJobsByAnIndexThatHasNoneThatWaits)
+{
+    const JobState job = AddNew(), waiting = AddNew();
+    InTurn([&] { m_store->Waits().Replace(waiting, std::vector<WaitedFor>{{job.id}}); });
+    EXPECT_EQ(m_store->Queue().FindJob(50, "", 0)->job, job.id);
+    EXPECT_FALSE(m_store->Queue().FindJob(50, "", job.number));
+    InTurn([&] { m_store->Remove(job); });
+    EXPECT_EQ(m_store->Queue().ListOwners(50), std::vector<String>());
+    EXPECT_EQ(m_store->Queue().FindPriority(101), std::nullopt);
+    EXPECT_FALSE(m_store->HasWork());
 }
 
 TEST_F(JobStoreTest, FindsTheNextTaskAmongQueuedAndNeverStartedOnes)

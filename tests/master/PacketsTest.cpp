@@ -1,5 +1,6 @@
 #include "master/Packets.h"
 
+#include <algorithm>
 #include <ostream>
 
 #include <gtest/gtest.h>
@@ -47,6 +48,63 @@ TEST(Packets, AreCutFromTheRange)
         const auto job = MakeTestJob({{"Range", range}, {"PacketSize", packetSize}});
         EXPECT_EQ(CutPackets(*job, &reason), packets) << range << " by " << packetSize;
     }
+}
+
+TEST(Packets, HaveTheirNumbersByTheOrderInWhichTheyAreBegun)
+{
+    const struct
+    {
+        const char *range;
+        const char *packetSize;
+        const char *order;
+        std::vector<int> firstFrames;
+    } cases[] = {
+        {"1-5", "1", "", {1, 2, 3, 4, 5}},
+        {"1-5", "1", "given", {1, 2, 3, 4, 5}},
+        {"1-5", "1", "middle", {3, 4, 2, 5, 1}},
+        {"1-4", "1", "middle", {2, 3, 1, 4}},
+        {"7", "1", "middle", {7}},
+        {"7-8", "1", "middle", {7, 8}},
+        {"1-20", "4", "middle", {9, 13, 5, 17, 1}},
+        {"-2,5,9", "1", "middle", {5, 9, -2}},
+        {"1-10", "1", "ends:3", {1, 10, 4, 7, 2, 3, 5, 6, 8, 9}},
+        {"1-7", "1", "ends:3", {1, 7, 4, 2, 3, 5, 6}},
+        {"1-4", "1", "ends:2", {1, 4, 3, 2}},
+        {"1-4", "1", "ends:100", {1, 4, 2, 3}},
+        {"1-12", "1", "ends", {1, 12, 11, 2, 3, 4, 5, 6, 7, 8, 9, 10}},
+        {"7", "1", "ends:3", {7}},
+        {"7-8", "1", "ends:3", {7, 8}},
+        {"1-20", "4", "ends:2", {1, 17, 9, 5, 13}},
+    };
+
+    const TestJobTypes types;
+    for (const auto &[range, packetSize, order, firstFrames] : cases)
+    {
+        String reason;
+        const auto packets = CutPackets(
+            *MakeTestJob({{"Range", range}, {"PacketSize", packetSize}, {"FrameOrder", order}}),
+            &reason);
+        std::vector<int> frames;
+        for (const Packet &packet : packets)
+            frames.push_back(packet.firstFrame);
+        EXPECT_EQ(frames, firstFrames) << range << " " << order;
+        EXPECT_EQ(master::FirstOf(packets).firstFrame, std::ranges::min(frames)) << range;
+    }
+}
+
+TEST(Packets, OfEachOrderAreTheSame)
+{
+    const TestJobTypes types;
+    String reason;
+    for (const char *order : {"middle", "ends:2", "ends:7", "ends:1000000"})
+        for (const char *range : {"1-2", "1-13", "1-14", "1-100"})
+        {
+            auto packets =
+                CutPackets(*MakeTestJob({{"Range", range}, {"FrameOrder", order}}), &reason);
+            std::ranges::sort(packets, {}, &Packet::firstFrame);
+            EXPECT_EQ(packets, CutPackets(*MakeTestJob({{"Range", range}}), &reason))
+                << range << " " << order;
+        }
 }
 
 TEST(Packets, OfAJobWithoutFramesAreNoneWithTheReason)

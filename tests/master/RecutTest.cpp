@@ -11,10 +11,12 @@ namespace
 
 using Keep = Cuts::Keep;
 
-std::vector<Packet> Cut(const char *range, const char *packetSize)
+std::vector<Packet> Cut(const char *range, const char *packetSize, const char *order = "given")
 {
     String reason;
-    return CutPackets(*MakeTestJob({{"Range", range}, {"PacketSize", packetSize}}), &reason);
+    return CutPackets(
+        *MakeTestJob({{"Range", range}, {"PacketSize", packetSize}, {"FrameOrder", order}}),
+        &reason);
 }
 
 // The tasks as letters, one each: the statuses by their first, "-" for one without a record.
@@ -78,6 +80,37 @@ TEST_F(RecutTest, KeepsWhatIsInBothCutsAndWhatIsRenderedAlready)
         EXPECT_EQ(letters, kept) << before << " to " << after;
         EXPECT_EQ(recut.done, unsigned(std::ranges::count(letters, 'D')));
         EXPECT_EQ(recut.failed, unsigned(std::ranges::count(letters, 'F')));
+        EXPECT_TRUE(std::ranges::is_sorted(recut.tasks, {}, &TaskState::index));
+    }
+}
+
+TEST_F(RecutTest, KeepsTheSameInWhateverOrderThePacketsAre)
+{
+    const struct
+    {
+        const char *before, *orderBefore, *tasks;
+        const char *after, *orderAfter, *kept;
+        const char *sizeAfter = "1";
+    } cases[] = {
+        // Frames 3, 4, 2, 5, 1 to 1, 2, 3, 4, 5.
+        {"1-5", "middle", "DFR", "1-5", "given", "-RDF-"},
+        {"1-5", "given", "-RDF-", "1-5", "middle", "DFR--"},
+        // 1, 7, 4, 2, 3, 5, 6 to 4, 5, 3, 6, 2, 7, 1.
+        {"1-7", "ends:3", "DRD", "1-7", "middle", "D----RD"},
+        // Frames 4, 5, 3 are rendered, so the packets 3-4 and 5 to 6 are, or not.
+        {"1-7", "middle", "DDD", "3-6", "middle", "D-", "2"},
+        // 3, 4, 2, 5, 1 to 5, 6, 4, 7, 3, 8, 2, 9, 1.
+        {"1-5", "middle", "DDDDD", "1-9", "middle", "D-D-D-D-D"},
+    };
+    for (const auto &[before, orderBefore, tasks, after, orderAfter, kept, sizeAfter] : cases)
+    {
+        const auto old = Cut(before, "1", orderBefore);
+        const auto cut = Cut(after, sizeAfter, orderAfter);
+        const Recut recut = RecutTasks({old, cut}, JobState(), Tasks(tasks));
+        const std::string letters = Letters(recut.tasks, cut.size());
+        EXPECT_EQ(letters, kept) << before << " " << orderBefore << " to " << after << " "
+                                 << orderAfter;
+        EXPECT_EQ(recut.done, unsigned(std::ranges::count(letters, 'D')));
         EXPECT_TRUE(std::ranges::is_sorted(recut.tasks, {}, &TaskState::index));
     }
 }

@@ -79,6 +79,10 @@ TEST_F(StoreCountsTest, KnowTheOldestJobThatHasATaskToStart)
     AddJob(JobStatus::Queued, 0, 0, 0, 500);
     AddJob(JobStatus::Running, 1, 0, 1, 400);
     EXPECT_EQ(Count().oldestQueued, ostrel::Time(400));
+    const JobState waiting = AddJob(JobStatus::Queued, 0, 0, 0, 50);
+    InTurn([&](master::Outbox &)
+           { m_store.Waits().Replace(waiting, std::vector<master::WaitedFor>{{UID(true)}}); });
+    EXPECT_EQ(Count().oldestQueued, ostrel::Time(400)) << "it waits for another job";
     const JobState tried = AddJob(JobStatus::Running, 0, 0, 10, 350);
     InTurn([&](master::Outbox &) { m_store.Tasks().Save(tried, {.index = 3}); });
     EXPECT_EQ(Count().oldestQueued, ostrel::Time(350)) << "a task is queued again";

@@ -75,6 +75,19 @@ TEST(StoreSchema, TasksOfTheFirstVersionKeepTheLogsOfTheirNumbers)
     EXPECT_LT(database.execAndGet("SELECT log FROM tasks").getInt(), 0);
 }
 
+TEST(StoreSchema, JobsOfTheFifthVersionKeepTheirOwnersAndWaitForNoOther)
+{
+    SQLite::Database database = InMemory();
+    MigrateStore(database, master::StoreMigrations().first(5));
+    database.exec("INSERT INTO jobs VALUES(1, 'a', 't', 0, 0, 50, 3, 0, 0, 0, 0, '', 0, '', 0);"
+                  "INSERT INTO jobs VALUES(2, 'b', 't', 0, 0, 50, 3, 0, 0, 0, 0, '', 0, '', 0);"
+                  "INSERT INTO parameters VALUES(1, 0, 'Owner', 'anna')");
+    MigrateStore(database, master::StoreMigrations());
+    EXPECT_EQ(database.execAndGet("SELECT owner FROM jobs WHERE id = 'a'").getString(), "anna");
+    EXPECT_EQ(database.execAndGet("SELECT owner FROM jobs WHERE id = 'b'").getString(), "");
+    EXPECT_EQ(database.execAndGet("SELECT sum(held) FROM jobs").getInt(), 0);
+}
+
 TEST(StoreSchema, JobsOfTheSecondVersionWaitForNothing)
 {
     SQLite::Database database = InMemory();

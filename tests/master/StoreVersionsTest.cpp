@@ -77,7 +77,10 @@ TEST_P(StoreOfVersion, IsReadAndGoesOn)
 
     JobStore::Turn turn(store);
     EXPECT_EQ(store.Tasks().RequeueRunning(), 1);
-    const std::optional<JobState> next = store.FindRunnable({});
+    ASSERT_EQ(store.Queue().FindPriority(101), 70);
+    const auto queued = store.Queue().FindJob(70, "", 0);
+    ASSERT_TRUE(queued);
+    const std::optional<JobState> next = store.FindState(queued->job);
     ASSERT_TRUE(next);
     EXPECT_EQ(next->id, Id(2));
     EXPECT_EQ(next->priority, 70);

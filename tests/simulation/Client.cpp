@@ -4,6 +4,7 @@
 #include <boost/make_shared.hpp>
 #include <cstdlib>
 
+#include "corvan/AfterJobs.h"
 #include "corvan/JobStatus.h"
 #include "corvan/Parameters.h"
 #include "tests/master/TestJobs.h"
@@ -23,6 +24,12 @@ const char *StatusText(unsigned number)
 {
     static constexpr const char *s_texts[] = {"0", "1", "4", "5"};
     return s_texts[number % 4];
+}
+
+// What it was to wait for has gone meanwhile.
+bool IsOfGoneJob(const String &reason)
+{
+    return reason.starts_with("After: there is no job ");
 }
 
 } // namespace
@@ -92,11 +99,16 @@ void Client::Act()
 void Client::Submit()
 {
     Chance &chance = m_world.chance;
-    TestParameters parameters{{corvan::p_Range, SomeRange()},
-                              {corvan::p_PacketSize, std::to_string(chance.Between(1, 4))},
-                              {corvan::p_Priority, std::to_string(chance.Below(101))}};
+    TestParameters parameters{
+        {corvan::p_Range, SomeRange()},
+        {corvan::p_PacketSize, std::to_string(chance.Between(1, 4))},
+        {corvan::p_Priority, std::to_string(chance.IsOneIn(4) ? chance.Below(101) : 50)}};
     if (chance.IsOneIn(4))
         parameters.emplace_back(corvan::p_Status, StatusText(2));
+    if (chance.IsOneIn(3))
+        parameters.emplace_back(corvan::p_FrameOrder, SomeOrder());
+    if (chance.IsOneIn(2))
+        parameters.emplace_back(corvan::p_After, SomeJobs());
     const boost::shared_ptr<Job> job = MakeTestJob(parameters);
     job->SetID(chance.NewID());
     m_openSubmits[job->ID()] = job;
@@ -128,6 +140,11 @@ void Client::SetGoing(const UID &job)
     Change(job, {{corvan::p_Status, StatusText(0)}});
 }
 
+void Client::LetGo(const UID &job)
+{
+    Change(job, {{corvan::p_After, {}}});
+}
+
 void Client::Change(const UID &job, const std::vector<Ledger::Setting> &settings)
 {
     Ledger::Wish wish{.kind = Kind::Change, .job = job, .submitted = nullptr, .settings = settings};
@@ -157,6 +174,10 @@ std::vector<Ledger::Setting> Client::SomeSettings()
         settings.emplace_back(corvan::p_Range, SomeRange());
     if (chance.IsOneIn(5))
         settings.emplace_back(corvan::p_PacketSize, std::to_string(chance.Between(1, 4)));
+    if (chance.IsOneIn(8))
+        settings.emplace_back(corvan::p_FrameOrder, SomeOrder());
+    if (chance.IsOneIn(8))
+        settings.emplace_back(corvan::p_After, SomeJobs());
     if (settings.empty() || chance.IsOneIn(5))
         settings.emplace_back(corvan::p_Status, StatusText(chance.Below(4)));
     return settings;
@@ -166,6 +187,22 @@ String Client::SomeRange()
 {
     const unsigned first = m_world.chance.Between(1, 6);
     return std::to_string(first) + "-" + std::to_string(first + m_world.chance.Below(9));
+}
+
+String Client::SomeOrder()
+{
+    static constexpr const char *s_orders[] = {"given", "middle", "ends:2", "ends:3"};
+    return s_orders[m_world.chance.Below(4)];
+}
+
+// That there are, as far as is known; none, one or two.
+String Client::SomeJobs()
+{
+    const std::vector<UID> jobs = m_world.ledger.Jobs();
+    std::vector<UID> some;
+    for (unsigned count = jobs.empty() ? 0 : m_world.chance.Below(3); count > 0; --count)
+        some.push_back(jobs[m_world.chance.Below(unsigned(jobs.size()))]);
+    return corvan::WriteAfterJobs(some);
 }
 
 // Of those that it handed in, and knows to be there: nobody sends it again.
@@ -253,7 +290,7 @@ void Client::OnAnswer(std::uint64_t serial, const String &reason)
     m_world.ledger.Answer(wish->second, reason);
     const Ledger::Wish &asked = m_world.ledger.At(wish->second);
     if (asked.kind == Kind::Submit && asked.isAllowed && !reason.empty() &&
-        !Ledger::IsOfDisk(reason))
+        !Ledger::IsOfDisk(reason) && !IsOfGoneJob(reason))
         m_world.verdict.Wrong("a submit is refused: " + reason);
     // Some read slowly.
     m_world.agenda.After(m_isCalm ? Milliseconds(0) : m_world.chance.Span(0, 30'000),

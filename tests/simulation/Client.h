@@ -47,6 +47,8 @@ public:
     }
     /// The job is to go on, or to run again.
     void SetGoing(const UID &job);
+    /// The job is to wait for no other.
+    void LetGo(const UID &job);
     /// Sends the submits again that were not answered.
     void SendAgain();
     bool HasOpenSubmits() const
@@ -84,6 +86,8 @@ private:
     void Look(const UID &job);
     std::vector<Ledger::Setting> SomeSettings();
     String SomeRange();
+    String SomeOrder();
+    String SomeJobs();
 
     World m_world;
     std::string m_name;

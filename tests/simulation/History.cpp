@@ -36,6 +36,14 @@ JobStatus StatusIn(const Job &job)
     return JobStatus(Number(job, corvan::p_Status));
 }
 
+// It waits for a job that nobody will have done.
+bool NeverBegins(const Job &job)
+{
+    const String waiting = job.ParameterText(corvan::p_Waiting, false);
+    return waiting.find(" was removed before ") != String::npos ||
+           waiting.find(" was cancelled") != String::npos;
+}
+
 // Of each kind of harm, half of the histories have none.
 unsigned SomePercent(Chance &chance, unsigned most)
 {
@@ -54,6 +62,8 @@ void Figures::Add(const Figures &other)
     rights += other.rights;
     undone += other.undone;
     expired += other.expired;
+    waited += other.waited;
+    inTurn += other.inTurn;
     seconds += other.seconds;
 }
 
@@ -69,7 +79,7 @@ History::Setting History::MakeSetting(const ostrel::Path &data)
 History::History(std::uint64_t seed, Setting setting, Verdict::Listener listener)
     : m_verdict(std::move(listener)), m_chance(seed), m_setting(std::move(setting)),
       m_wallClock(m_agenda), m_disk(m_chance.Seed(), m_setting.emptyStore),
-      m_machine(m_agenda, m_chance, m_verdict),
+      m_machine(m_agenda, m_chance, m_verdict), m_witness(m_agenda, m_machine, m_verdict),
       m_audit(m_setting.data, m_disk, m_chance, m_verdict),
       m_keepDays(m_chance.IsOneIn(2) ? 0 : m_chance.Between(1, 3)),
       m_ledger(m_verdict, m_agenda, m_keepDays)
@@ -95,6 +105,7 @@ std::shared_ptr<const master::Identity> History::SomeIdentity(bool mayDoAll)
 // What is likely in one history is not in another, so that some show what one trouble does alone.
 void History::MakeWorld()
 {
+    m_machine.SetWatcher(&m_witness);
     m_disk.SetCheckpoint(k_checkpoint_pages);
     m_slots = int(m_chance.Between(1, 4));
     m_acts = m_chance.Between(5, 50);
@@ -134,6 +145,8 @@ Figures History::Done() const
     figures.operations = m_disk.Count();
     figures.undone = m_audit.CountTakenBack();
     figures.expired = m_ledger.CountExpired();
+    figures.waited = m_witness.CountWaited();
+    figures.inTurn = m_witness.CountInTurn();
     for (const Ledger::Wish &wish : m_ledger.Wishes())
         figures.rights += wish.outcome == Ledger::Wish::Outcome::MissingRight ? 1 : 0;
     return figures;
@@ -169,7 +182,8 @@ std::unique_ptr<History::Life> History::MakeLife()
                                                                 const master::Health & /*health*/,
                                                                 master::Door::User &user)
     {
-        auto made = std::make_unique<SimulatedDoor>(user, m_chance, isStopped);
+        auto made = std::make_unique<SimulatedDoor>(
+            user, m_chance, isStopped, [this](const auto &message) { m_witness.Hear(message); });
         door = made.get();
         return made;
     };
@@ -378,6 +392,7 @@ History::Jobs History::Inspect(bool isNewRun, bool withCounts)
     if (!m_inspector.IsAnswered() || !m_inspector.Refusal().empty())
         m_verdict.Wrong("a question is not answered: " + m_inspector.Refusal());
 
+    m_witness.HearAll(m_inspector.Jobs(), m_inspector.Tasks());
     m_ledger.Compare(m_inspector.Jobs(), isNewRun);
     if (isNewRun || withCounts)
         m_audit.Compare(m_ledger.Wishes());
@@ -486,6 +501,8 @@ void History::SetGoing(const Jobs &jobs)
     for (const boost::shared_ptr<Job> &job : jobs)
         if (StatusIn(*job) == JobStatus::Paused || StatusIn(*job) == JobStatus::Failed)
             m_clients.front()->SetGoing(job->ID());
+        else if (NeverBegins(*job))
+            m_clients.front()->LetGo(job->ID());
     RunLoop();
 }
 

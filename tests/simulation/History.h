@@ -9,6 +9,7 @@
 #include "tests/simulation/Client.h"
 #include "tests/simulation/Inspector.h"
 #include "tests/simulation/Machine.h"
+#include "tests/simulation/Witness.h"
 #include "tests/support/FaultyDisk.h"
 
 namespace simulation
@@ -25,6 +26,8 @@ struct Figures
     long rights = 0;  ///< Requests that were refused for want of one.
     long undone = 0;  ///< Lines of the audit log that took others back.
     long expired = 0; ///< Jobs that went by themselves.
+    long waited = 0;  ///< Jobs that began after others.
+    long inTurn = 0;  ///< Commands that began beside a job of somebody else.
     long seconds = 0; ///< By the clock of the history.
 
     void Add(const Figures &other);
@@ -113,6 +116,7 @@ private:
     const OnTheWall m_wallClock;
     FaultyDisk m_disk;
     Machine m_machine;
+    Witness m_witness;
     AuditTrail m_audit;
     const unsigned m_keepDays;
     Ledger m_ledger;

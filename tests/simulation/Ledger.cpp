@@ -29,16 +29,17 @@ constexpr unsigned k_paused = Bit(JobStatus::Paused) | k_over_by_itself | k_paus
 constexpr unsigned k_cancelled = Bit(JobStatus::Cancelled);
 
 // What is looked at beside the status.
-const std::array<String, 4> &WatchedNames()
+const std::array<String, 6> &WatchedNames()
 {
-    static const std::array<String, 4> s_names{corvan::p_Note, corvan::p_Priority, corvan::p_Range,
-                                               corvan::p_PacketSize};
+    static const std::array<String, 6> s_names{corvan::p_Note,       corvan::p_Priority,
+                                               corvan::p_Range,      corvan::p_PacketSize,
+                                               corvan::p_FrameOrder, corvan::p_After};
     return s_names;
 }
 
 bool IsCut(const String &name)
 {
-    return name == corvan::p_Range || name == corvan::p_PacketSize;
+    return name == corvan::p_Range || name == corvan::p_PacketSize || name == corvan::p_FrameOrder;
 }
 
 unsigned StatusesAfter(const String &wished)

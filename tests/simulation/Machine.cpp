@@ -41,6 +41,8 @@ bool Machine::Start(const master::Command &command, master::RunListener &listene
         return FramesText(process.firstFrame, process.lastFrame) + " of job " +
                process.job.ToString();
     };
+    if (m_watcher)
+        m_watcher->See(process.job, process.firstFrame, process.lastFrame);
     for (const auto &[number, other] : m_processes)
         if (other.job == process.job && other.firstFrame <= process.lastFrame &&
             process.firstFrame <= other.lastFrame)
@@ -50,6 +52,8 @@ bool Machine::Start(const master::Command &command, master::RunListener &listene
     {
         m_verdict.Tell([&] { return "machine refuses " + what(); });
         *reason = "no room for another process";
+        if (m_watcher)
+            m_watcher->SeeRefusal();
         return false;
     }
     const int number = ++m_lastProcess;
@@ -157,6 +161,24 @@ std::size_t Machine::CountRendering() const
     return std::size_t(
         std::ranges::count_if(m_processes, [](const auto &process)
                               { return process.second.listener && !process.second.isEnding; }));
+}
+
+std::map<UID, unsigned> Machine::CountOwnByJob() const
+{
+    std::map<UID, unsigned> counts;
+    for (const auto &[number, process] : m_processes)
+        if (process.listener)
+            ++counts[process.job];
+    return counts;
+}
+
+bool Machine::IsEnding(const UID &job) const
+{
+    return std::ranges::any_of(m_processes,
+                               [&](const auto &process) {
+                                   return process.second.listener && process.second.isEnding &&
+                                          process.second.job == job;
+                               });
 }
 
 bool Machine::HasRendered(const UID &job, int frame) const

@@ -23,6 +23,22 @@ class Machine
 public:
     Machine(Agenda &agenda, Chance &chance, Verdict &verdict);
 
+    /// Who sees what is begun.
+    class Watcher
+    {
+    public:
+        virtual ~Watcher() = default;
+        /// A command for these frames is about to be taken.
+        virtual void See(const UID &job, int firstFrame, int lastFrame) = 0;
+        /// It was not.
+        virtual void SeeRefusal() = 0;
+    };
+    /// It outlives the machine's use.
+    void SetWatcher(Watcher *watcher)
+    {
+        m_watcher = watcher;
+    }
+
     /// What goes wrong, in percent.
     struct Health
     {
@@ -49,6 +65,10 @@ public:
     /// A command of the present Master renders these frames, and was not told to end.
     bool IsRendering(const UID &job, int firstFrame, int lastFrame) const;
     std::size_t CountRendering() const;
+    /// The present Master's commands, by their jobs.
+    std::map<UID, unsigned> CountOwnByJob() const;
+    /// A command of the job was told to end, and has not.
+    bool IsEnding(const UID &job) const;
     /// A command has rendered this frame, some time.
     bool HasRendered(const UID &job, int frame) const;
     long CountStarted() const
@@ -79,6 +99,7 @@ private:
     std::map<int, Process> m_processes;
     int m_lastProcess = 0;
     std::map<UID, std::set<int>> m_rendered;
+    Watcher *m_watcher = nullptr;
 };
 
 /// A Master's hand on the machine.

@@ -14,8 +14,9 @@ std::shared_ptr<const master::Identity> MakeIdentity(const char *user, master::R
     return std::make_shared<const master::Identity>(who);
 }
 
-SimulatedDoor::SimulatedDoor(User &user, Chance &chance, std::function<bool()> isStopped)
-    : m_user(user), m_chance(chance), m_isStopped(std::move(isStopped))
+SimulatedDoor::SimulatedDoor(User &user, Chance &chance, std::function<bool()> isStopped,
+                             std::function<void(const Message &)> hear)
+    : m_user(user), m_chance(chance), m_isStopped(std::move(isStopped)), m_hear(std::move(hear))
 {
 }
 
@@ -65,6 +66,7 @@ void SimulatedDoor::Send(const Outgoing &message, std::span<const ClientNumber> 
 {
     if (m_isStopped())
         return;
+    m_hear(*message.message);
     for (const ClientNumber client : to)
         if (const auto found = m_guests.find(client); found != m_guests.end())
             found->second.visitor->OnSent(message);

@@ -34,7 +34,9 @@ public:
     };
 
     /// `isStopped`: the Master is dead, though it does not know; nothing that it does counts.
-    SimulatedDoor(User &user, Chance &chance, std::function<bool()> isStopped);
+    /// `hear` gets each message that the Master lets go of, to whomever.
+    SimulatedDoor(User &user, Chance &chance, std::function<bool()> isStopped,
+                  std::function<void(const Message &)> hear);
 
     ClientNumber Come(Visitor &visitor, std::shared_ptr<const master::Identity> who);
     void Leave(ClientNumber client);
@@ -63,6 +65,7 @@ private:
     User &m_user;
     Chance &m_chance;
     std::function<bool()> m_isStopped;
+    std::function<void(const Message &)> m_hear;
     String m_address = "nowhere";
     ClientNumber m_last = 0;
     std::map<ClientNumber, Guest> m_guests;

@@ -72,6 +72,8 @@ TEST_P(Simulation, LosesNothingThatWasAnsweredAndEndsWithAllJobsDone)
     EXPECT_GT(figures.crashes, 50);
     EXPECT_GT(figures.commands, 300);
     EXPECT_GT(figures.rights, 50);
+    EXPECT_GT(figures.waited, 20);
+    EXPECT_GT(figures.inTurn, 0);
     EXPECT_GT(figures.undone + figures.expired, 0);
 }
 
