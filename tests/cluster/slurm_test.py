@@ -186,6 +186,31 @@ class SlurmObeys(OnSlurm):
         self.assertEqual(sorted(self.begun()), ["1", "2", "3"])
 
 
+class SlurmOrders(OnSlurm):
+    """One task at a time, in arrays of four."""
+
+    NODES = 1
+    SLOTS = 1
+    SETTINGS = ("MaxArraySize=4",)
+
+    def test_frames_are_begun_in_the_order_of_the_job(self):
+        self.start_master()
+        job = self.once(9, "", "--order", "middle")
+        self.wait_for(job)
+        self.assertEqual([int(frame) for frame in self.begun()], [5, 6, 4, 7, 3, 8, 2, 9, 1])
+
+    def test_what_waits_for_another_job_is_given_to_slurm_when_that_is_done(self):
+        self.start_master()
+        first = self.once(1)
+        later = self.submit_frames(RENDER, 2, "--after", first)
+        self.wait_for_begun(1)
+        self.assertEqual(len(self.queue()), 1)
+        self.assertEqual(self.parameter(later, "Waiting"), f"for {self.show(first)['name']} ({first[:8]})")
+        self.go()
+        self.wait_for(later)
+        self.assertEqual({task["tries"] for task in self.tasks(later)}, {1})
+
+
 class OtherMaster(OnSlurm):
     """One more, with a folder of its own, on the cluster of another test."""
 
