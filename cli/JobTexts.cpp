@@ -7,6 +7,7 @@
 
 #include "check/JsonControls.h"
 #include "cli/ShownText.h"
+#include "cli/TimeTexts.h"
 #include "corvan/Job.h"
 #include "corvan/Parameters.h"
 #include "corvan/RequeueJob.h"
@@ -35,9 +36,13 @@ String Indented(const String &value, std::size_t by)
     return text;
 }
 
-// The name where it says more than the number does.
+// The name where it says more than the number does, and of a moment how far it is away.
 String ShownValue(const String &name, const String &value)
 {
+    if (name == corvan::p_ExpectedEnd)
+        if (const std::optional<ostrel::Time> end = ReadUtc(value))
+            return value + " (" + MomentText(*end) + ", in " + SpanText(*end, ostrel::Time::Now()) +
+                   ")";
     if (name == corvan::p_Status)
         if (const std::optional<JobStatus> status = corvan::ParseStatus(value))
             return corvan::StatusName(*status);
@@ -61,6 +66,22 @@ String EndText(const TaskInfo &task)
     if (task.exitCode < 0)
         return fmt::format(", {}ended by a signal", which);
     return fmt::format(", {}exit code {}", which, task.exitCode);
+}
+
+String StuckText(const TaskInfo &task)
+{
+    return task.stuck.empty() ? String() : ", stuck: " + ShownText(task.stuck);
+}
+
+// What can be seen coming of a job that runs.
+String ForesightText(const Job &job)
+{
+    String text;
+    if (const auto end = ReadUtc(job.ParameterText(corvan::p_ExpectedEnd, false)))
+        text += " (ends about " + MomentText(*end) + ")";
+    if (const String stuck = job.ParameterText(corvan::p_StuckTasks, false); !stuck.empty())
+        text += " (stuck: task " + ShownText(stuck) + ")";
+    return text;
 }
 
 // Where it is, of a task that Slurm has or has had.
@@ -110,9 +131,9 @@ String CountsText(const TaskCounts &counts)
 
 String TaskText(const TaskInfo &task)
 {
-    return fmt::format("frames {} to {}, {}, {}{}{}", task.firstFrame, task.lastFrame,
+    return fmt::format("frames {} to {}, {}, {}{}{}{}", task.firstFrame, task.lastFrame,
                        corvan::StatusName(task.status), TriesText(task.tries), EndText(task),
-                       PlaceText(task));
+                       PlaceText(task), StuckText(task));
 }
 
 String ListHeading()
@@ -125,12 +146,12 @@ String ListLine(const Job &job)
 {
     const ostrel::UID origin = corvan::OriginOf(job);
     const String waiting = job.ParameterText(corvan::p_Waiting, false);
-    return fmt::format("{:8}  {:9}  {:18}  {:10}  {:10}  {}{}{}", ShortId(job),
-                       corvan::StatusName(StatusOf(job)), CountsText(CountsOf(job)),
-                       ShownText(job.TypeString()),
-                       ShownText(job.ParameterText(corvan::p_Owner, false)), ShownText(job.Name()),
-                       origin.IsNil() ? "" : " (requeue of " + ShortId(origin) + ")",
-                       waiting.empty() ? "" : " (waits: " + ShownText(waiting) + ")");
+    return fmt::format(
+        "{:8}  {:9}  {:18}  {:10}  {:10}  {}{}{}{}", ShortId(job),
+        corvan::StatusName(StatusOf(job)), CountsText(CountsOf(job)), ShownText(job.TypeString()),
+        ShownText(job.ParameterText(corvan::p_Owner, false)), ShownText(job.Name()),
+        origin.IsNil() ? "" : " (requeue of " + ShortId(origin) + ")",
+        waiting.empty() ? "" : " (waits: " + ShownText(waiting) + ")", ForesightText(job));
 }
 
 String JobReport(const Job &job, std::span<const TaskInfo> tasks)
@@ -146,7 +167,7 @@ String JobReport(const Job &job, std::span<const TaskInfo> tasks)
                             Indented(ShownText(ShownValue(name, value), Lines::Many), width + 2));
 
     for (const TaskInfo &task : tasks)
-        if (task.status == JobStatus::Failed || !task.slurmId.empty())
+        if (task.status == JobStatus::Failed || !task.slurmId.empty() || !task.stuck.empty())
             text += fmt::format("task {}: {}\n", task.index, TaskText(task));
     return text;
 }
@@ -181,6 +202,8 @@ nlohmann::ordered_json TaskJson(const TaskInfo &task)
         json["slurmId"] = std::string(task.slurmId);
         json["slurmState"] = std::string(task.slurmState);
     }
+    if (!task.stuck.empty())
+        json["stuck"] = std::string(task.stuck);
     return json;
 }
 

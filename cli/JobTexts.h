@@ -36,12 +36,13 @@ String ShortId(const Job &job);
 String CountsText(const TaskCounts &counts);
 
 /// One line of `corvan list`, or its heading. No newline. Behind the name of a requeue stands of
-/// which job it is one, and behind that why a job waits.
+/// which job it is one, and behind that why a job waits, when it is expected to end and which of
+/// its tasks are stuck.
 String ListHeading();
 String ListLine(const Job &job);
 
 /// "frames 2 to 5, Failed, tried 3 times, exit code 7": what became of a task that was started. In
-/// place of the exit code stands the reason where there is one.
+/// place of the exit code stands the reason where there is one; last why it is taken to be stuck.
 String TaskText(const TaskInfo &task);
 
 /// All of `corvan show`.
@@ -50,7 +51,8 @@ String JobReport(const Job &job, std::span<const TaskInfo> tasks);
 /// A job as JSON: "id", "type", "name", "status" (its name) and "parameters", all that is set.
 nlohmann::ordered_json JobJson(const Job &job);
 /// A task: "index", "firstFrame", "lastFrame", "status", "tries", "exitCode", "reason",
-/// and of one that Slurm has or has had "node", "slurmId" and "slurmState".
+/// of one that Slurm has or has had "node", "slurmId" and "slurmState", and of one that is stuck
+/// "stuck", why.
 nlohmann::ordered_json TaskJson(const TaskInfo &task);
 
 /// JSON as it is printed: indented, with bytes that are no UTF-8 replaced and nothing in it that a

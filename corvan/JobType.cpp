@@ -5,8 +5,8 @@
 #include <map>
 #include <sstream>
 
+#include "corvan/ArgumentSection.h"
 #include "corvan/ParameterCheck.h"
-#include "corvan/Placeholders.h"
 #include "corvan/Utf8.h"
 #include "ostrel/Exception.h"
 #include "ostrel/File.h"
@@ -30,21 +30,13 @@ const char *const k_command = "Command.";
     throw new ostrel::Exception(why);
 }
 
-/// The number of "12"; 0 for other text.
-unsigned ParseNumber(const String &text)
-{
-    unsigned number = 0;
-    const char *end = text.data() + text.size();
-    const auto [stopped, error] = std::from_chars(text.data(), end, number);
-    return error == std::errc() && stopped == end ? number : 0;
-}
-
 void CheckSections(const IniFile &file)
 {
     for (const String &section : file.Sections())
     {
-        const bool isCommand = section.starts_with(k_command) &&
-                               ParseNumber(section.substr(std::string_view(k_command).size())) > 0;
+        const bool isCommand =
+            section.starts_with(k_command) &&
+            ParseArgumentNumber(section.substr(std::string_view(k_command).size())) > 0;
         if (!isCommand && section != "Type" && section != "Defaults" && section != "Render" &&
             section != "Run" && section != "Paths")
             Refuse("section \"" + Excerpt(section) + "\" is not known");
@@ -98,14 +90,53 @@ void ReadDefaults(const IniFile &file, JobType &type)
     }
 }
 
+/// One of the numbers of section "Run" that are no limits of a command.
+struct StuckName
+{
+    const char *name;
+    unsigned StuckLimits::*value;
+    unsigned most;
+};
+constexpr StuckName k_stuck_names[] = {
+    {"StuckTimes", &StuckLimits::slowTimes, 1'000},
+    {"StuckSeconds", &StuckLimits::slowSeconds, 1'000'000'000},
+    {"SilentSeconds", &StuckLimits::silentSeconds, 1'000'000'000},
+};
+
+void ReadStuck(const IniFile &file, StuckLimits &stuck)
+{
+    for (const StuckName &one : k_stuck_names)
+    {
+        const String text = file.FindText("Run", one.name).value_or(String());
+        if (text.empty())
+            continue;
+        unsigned number = 0;
+        const char *const end = text.data() + text.size();
+        const auto [stopped, error] = std::from_chars(text.data(), end, number);
+        if (error != std::errc() || stopped != end || number > one.most)
+            Refuse("section \"Run\": " + String(one.name) + ": \"" + Excerpt(text) +
+                   "\" is not a whole number from 0 to " + std::to_string(one.most));
+        stuck.*one.value = number;
+    }
+    stuck.ends = ReadFlag(file, "Run", "EndStuck", false);
+}
+
+bool IsRunKey(const String &key)
+{
+    return key == "WritesFiles" || key == "KeepOld" || key == "PassEnvironment" ||
+           key == "EndStuck" || FindRunLimit(key) ||
+           std::ranges::find(k_stuck_names, std::string_view(key), &StuckName::name) !=
+               std::end(k_stuck_names);
+}
+
 void ReadRun(const IniFile &file, JobType &type)
 {
     for (const String &key : file.Keys("Run"))
-        if (key != "WritesFiles" && key != "KeepOld" && key != "PassEnvironment" &&
-            !FindRunLimit(key))
+        if (!IsRunKey(key))
             Refuse("key \"" + Excerpt(key) + "\" of section \"Run\" is not known");
     type.writesFiles = ReadFlag(file, "Run", "WritesFiles", type.rendersFrames);
     type.keepsOld = ReadFlag(file, "Run", "KeepOld", true);
+    ReadStuck(file, type.stuck);
     std::istringstream names(file.FindText("Run", "PassEnvironment").value_or(String()));
     for (std::string name; names >> name;)
         type.passEnvironment.emplace_back(name);
@@ -140,33 +171,6 @@ void ReadPaths(const IniFile &file, JobType &type)
             {name, ReadRoots(file.FindText("Paths", name).value_or(String()), name)});
 }
 
-/// The arguments of a section in the order of their numbers.
-std::vector<String> ReadArguments(const IniFile &file, const String &section)
-{
-    std::map<unsigned, String> numbered;
-    for (const String &key : file.Keys(section))
-    {
-        if (key == "Label")
-            continue;
-        const unsigned number = ParseNumber(key);
-        if (number == 0)
-            Refuse("key \"" + Excerpt(key) + "\" of section \"" + section + "\" is no number");
-        const String argument = file.FindText(section, key).value_or(String());
-        if (const String reason = CheckPlaceholders(argument); !reason.empty())
-            Refuse("section \"" + section + "\": " + reason);
-        if (!numbered.emplace(number, argument).second)
-            Refuse("section \"" + section + "\" has two arguments of number " + key);
-    }
-
-    std::vector<String> arguments;
-    arguments.reserve(numbered.size());
-    for (const auto &[number, argument] : numbered)
-        arguments.push_back(argument);
-    if (arguments.empty())
-        Refuse("section \"" + section + "\" names no command");
-    return arguments;
-}
-
 /// Whoever chooses a command names it by its label.
 void CheckLabels(const std::map<unsigned, JobTypeCommand> &commands)
 {
@@ -188,8 +192,9 @@ void ReadCommands(const IniFile &file, JobType &type)
         command.label = file.FindText(section, "Label").value_or(String());
         if (command.label.empty() || HasControlCharacters(command.label))
             Refuse("section \"" + section + "\" has no label");
-        command.arguments = ReadArguments(file, section);
-        const unsigned number = ParseNumber(section.substr(std::string_view(k_command).size()));
+        command.arguments = ReadArgumentSection(file, section, {"Label"});
+        const unsigned number =
+            ParseArgumentNumber(section.substr(std::string_view(k_command).size()));
         if (!numbered.emplace(number, std::move(command)).second)
             Refuse("section \"" + section + "\" has the number of another");
     }
@@ -209,7 +214,7 @@ JobType Read(const Path &path)
     CheckSections(file);
     ReadType(file, type);
     ReadDefaults(file, type);
-    type.renderCommand = ReadArguments(file, "Render");
+    type.renderCommand = ReadArgumentSection(file, "Render", {"Label"});
     ReadRun(file, type);
     ReadCommands(file, type);
     ReadPaths(file, type);

@@ -28,6 +28,18 @@ struct JobTypePath
     std::vector<ostrel::Path> roots; ///< Full paths of folders; none where it may lie anywhere.
 };
 
+/// When a task that runs counts as stuck.
+struct StuckLimits
+{
+    /// A frame of it takes so many times longer than the slowest tenth of the others; 0 for never.
+    unsigned slowTimes = 3;
+    unsigned slowSeconds = 300;    ///< And it has run for as long as this.
+    unsigned silentSeconds = 1800; ///< It has printed something, and then nothing; 0 for never.
+    bool ends = false;             ///< It is ended then, and that try has failed.
+
+    friend bool operator==(const StuckLimits &, const StuckLimits &) = default;
+};
+
 /// One kind of job, read from an ini file: how its frames are rendered.
 ///
 ///     [Type]
@@ -50,6 +62,10 @@ struct JobTypePath
 ///     KeepOld = yes           no: a frame that is rendered again is not kept meanwhile
 ///     PassEnvironment = OCIO BLENDER_*    what else of the Master's environment it gets
 ///     MaxSeconds = 3600       its limits, see RunLimits.h
+///     StuckTimes = 3          when people are told that it is stuck, see StuckLimits: 0 to 1000,
+///     StuckSeconds = 300      and up to 1,000,000,000 seconds
+///     SilentSeconds = 1800
+///     EndStuck = no           yes: it is ended then
 ///
 ///     [Paths]                 the parameters that hold the path of a file
 ///     Scene = /shots;/assets  = the folders that it must lie in once its links are followed, with
@@ -80,6 +96,7 @@ public:
     bool keepsOld = true;
     std::vector<String> passEnvironment;
     RunLimits limits;
+    StuckLimits stuck;
     std::vector<JobTypeCommand> commands;
     std::vector<JobTypePath> paths;
 

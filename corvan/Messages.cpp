@@ -62,6 +62,8 @@ void WriteTask(const TaskInfo &task, wire::Task &wireTask)
         wireTask.set_slurm_id(MakeUtf8(task.slurmId));
     if (!task.slurmState.empty())
         wireTask.set_slurm_state(MakeUtf8(task.slurmState));
+    if (!task.stuck.empty())
+        wireTask.set_stuck(MakeUtf8(task.stuck));
 }
 
 /// As `ReadOptionalId` reads it.
@@ -86,7 +88,7 @@ bool ReadTask(const wire::Task &wireTask, TaskInfo &task, String *reason)
     }
     task = {wireTask.index(),    wireTask.first_frame(), wireTask.last_frame(), *status,
             wireTask.tries(),    wireTask.exit_code(),   wireTask.reason(),     wireTask.node(),
-            wireTask.slurm_id(), wireTask.slurm_state()};
+            wireTask.slurm_id(), wireTask.slurm_state(), wireTask.stuck()};
     return true;
 }
 

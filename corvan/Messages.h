@@ -205,6 +205,7 @@ struct TaskInfo
     String node{};       ///< The machine.
     String slurmId{};    ///< "1234_5".
     String slurmState{}; ///< As Slurm calls it, "PENDING (Priority)".
+    String stuck{};      ///< Why it is taken to be stuck, while it runs; empty where it is not.
 };
 
 /// Master to client: the tasks of a job, in the order of their frames.

@@ -26,6 +26,11 @@ const String p_TasksTotal = "TasksTotal";
 const String p_TasksDone = "TasksDone";
 const String p_TasksFailed = "TasksFailed";
 const String p_Waiting = "Waiting";
+const String p_FrameSeconds = "FrameSeconds";
+const String p_FrameSecondsSlowest = "FrameSecondsSlowest";
+const String p_FramesPerHour = "FramesPerHour";
+const String p_ExpectedEnd = "ExpectedEnd";
+const String p_StuckTasks = "StuckTasks";
 
 const std::vector<String> &ParameterNames()
 {
@@ -34,14 +39,21 @@ const std::vector<String> &ParameterNames()
         p_RenumberBy,  p_PacketSize, p_Type,      p_Status,      p_Note,       p_Name,
         p_Priority,    p_RequeueOf,  p_Owner,     p_Created,     p_TasksTotal, p_TasksDone,
         p_TasksFailed, p_Waiting,    p_After,     p_AfterGood,   p_FrameOrder,
+        p_FrameSeconds, p_FrameSecondsSlowest, p_FramesPerHour, p_ExpectedEnd, p_StuckTasks,
     };
     return s_names;
+}
+
+bool IsForesight(const String &name)
+{
+    return name == p_FrameSeconds || name == p_FrameSecondsSlowest || name == p_FramesPerHour ||
+           name == p_ExpectedEnd || name == p_StuckTasks;
 }
 
 bool IsMasterParameter(const String &name)
 {
     return name == p_Owner || name == p_Created || name == p_TasksTotal || name == p_TasksDone ||
-           name == p_TasksFailed || name == p_Waiting;
+           name == p_TasksFailed || name == p_Waiting || IsForesight(name);
 }
 
 } // namespace corvan

@@ -34,9 +34,19 @@ extern const String p_TasksTotal;  ///< "TasksTotal": packets of the job, set by
 extern const String p_TasksDone;   ///< "TasksDone", set by the Master alone.
 extern const String p_TasksFailed; ///< "TasksFailed", set by the Master alone.
 extern const String p_Waiting;     ///< "Waiting": why the job does not go on; the Master's alone.
+// The Master's alone, too: what it has seen of the frames, and what it expects. Those that are not
+// known are not there.
+extern const String p_FrameSeconds; ///< "FrameSeconds": of a frame, half of them take longer.
+extern const String p_FrameSecondsSlowest; ///< "FrameSecondsSlowest": the longest of all.
+extern const String p_FramesPerHour;       ///< "FramesPerHour": with the slots that the job has.
+extern const String p_ExpectedEnd;         ///< "ExpectedEnd": ISO 8601 UTC; while it runs.
+extern const String p_StuckTasks;          ///< "StuckTasks": numbers, as a range: "3,7-9".
 
 /// All of these names.
 const std::vector<String> &ParameterNames();
+
+/// True for those that the Master works out from how the frames have come so far.
+bool IsForesight(const String &name);
 
 /// True for the parameters that the Master alone sets; it refuses them from a client.
 bool IsMasterParameter(const String &name);

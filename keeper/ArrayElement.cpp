@@ -273,11 +273,15 @@ int RunArrayElement(const std::string &folder, const std::string &element)
         (outcome == Claim::Outcome::TookOver && !WaitForOther(claim, result, leaseSeconds)))
         return 0;
 
+    using Clock = std::chrono::steady_clock;
+    const auto begin = Clock::now();
     Held held(request);
     if (!held.Wait(claim, int(std::max(1u, 1000 * leaseSeconds / k_looks_a_lease))))
         return 0;
+    const auto took = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - begin);
     std::string text;
     Add(text, k_ResultNode, node);
+    Add(text, k_ResultMilliseconds, std::to_string(took.count()));
     Add(text, k_ResultReport, held.LastReport());
     Add(text, k_ResultAsked, held.WasAsked() ? "1" : "0");
     return WriteWhole(result, text) ? 0 : k_failed;

@@ -25,6 +25,7 @@ inline constexpr const char *k_MastersClaim = "master\n"; // What the Master wri
 inline constexpr const char *k_ResultNode = "node";
 inline constexpr const char *k_ResultReport = "report"; // The last one of Protocol.h; may be empty.
 inline constexpr const char *k_ResultAsked = "asked";   // 1: somebody outside wanted it to end.
+inline constexpr const char *k_ResultMilliseconds = "milliseconds"; // How long it was held.
 
 // Exit status of an element that has run nothing, since it sees no request; as `sh` gives 127 where
 // it finds no program.

@@ -180,6 +180,11 @@ void JobAnswers::TellPlaces(const JobState &state, std::vector<corvan::TaskInfo>
             continue;
         if (!place.isStarted)
             tasks[index].status = JobStatus::Queued;
+        if (place.stuck.size() <= bytes)
+        {
+            bytes -= place.stuck.size();
+            tasks[index].stuck = place.stuck;
+        }
         TellPlace(place.node, place.number, place.state, tasks[index], bytes);
     }
 }

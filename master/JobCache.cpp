@@ -111,6 +111,8 @@ boost::shared_ptr<Job> JobCache::Whole(const JobState &state, String *reason)
     SetNumber(*job, corvan::p_TasksFailed, state.tasksFailed);
     if (!state.waiting.empty())
         job->SetParameter(corvan::p_Waiting, state.waiting);
+    if (m_addMore)
+        m_addMore(state, *job);
     return job;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <vector>
@@ -39,6 +40,13 @@ public:
     /// sent. Null, with the reason, where it cannot be read.
     boost::shared_ptr<Job> Whole(const JobState &state, String *reason);
 
+    /// What adds to the parameters of `Whole` what is not in the store.
+    using AddMore = std::function<void(const JobState &state, Job &job)>;
+    void SetMore(AddMore addMore)
+    {
+        m_addMore = std::move(addMore);
+    }
+
     /// The job was changed in the store.
     void Forget(const UID &job);
     /// Changes of the store were undone.
@@ -51,6 +59,7 @@ private:
     void MakeRoom(std::size_t bytes);
 
     JobStore &m_store;
+    AddMore m_addMore;
     std::map<UID, std::shared_ptr<Entry>> m_entries;
     std::size_t m_bytes = 0;
 };

@@ -299,6 +299,11 @@ void JobEdits::StartAnew(JobState &state, Outbox &outbox)
     state.nextTask = 0;
     state.firstFailures = 0;
     TellCounts(state, outbox);
+    if (state.frameTimes.empty())
+        return;
+    state.frameTimes.clear();
+    outbox.Tell(state.id, corvan::p_FrameSeconds, {});
+    outbox.Tell(state.id, corvan::p_FrameSecondsSlowest, {});
 }
 
 } // namespace master

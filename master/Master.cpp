@@ -1,5 +1,6 @@
 #include "master/Master.h"
 
+#include <algorithm>
 #include <boost/asio/post.hpp>
 #include <cassert>
 #include <filesystem>
@@ -23,6 +24,9 @@ namespace
 {
 
 constexpr std::chrono::seconds k_retry_after{1};
+// To look at what runs takes a fiftieth of the time at most, where much runs.
+constexpr int k_pause_for_look = 50;
+constexpr std::chrono::milliseconds k_longest_look_pause{60'000};
 
 Path LogFolder(const MasterSettings &settings, const UID &master)
 {
@@ -40,7 +44,11 @@ Surroundings OfProgram(boost::asio::io_context &loop, ServerSettings settings,
         settings.health = &health;
         return std::make_unique<Server>(loop, settings, master, user);
     };
-    return {std::make_unique<LoopClock>(loop), runner, openDoor};
+    return {.clock = std::make_unique<LoopClock>(loop),
+            .runner = runner,
+            .openDoor = openDoor,
+            .logLooks = std::make_unique<LogThread>(),
+            .tools = std::make_unique<ToolThread>(loop)};
 }
 
 JobStore OpenStore(const MasterSettings &settings, const char *vfs)
@@ -68,21 +76,31 @@ Master::Master(boost::asio::io_context &loop, const MasterSettings &settings,
       m_logs(LogFolder(settings, m_store.MasterID())),
       m_audit(settings.data, AuditLog::k_FileBytes, surroundings.audit),
       m_dispatcher(m_store, m_cache, m_followers, m_logs,
-                   [this](const UID &job) { return m_scheduler.PlacesOf(job); }),
+                   [this](const UID &job)
+                   {
+                       std::map<unsigned, RunPlace> places = m_scheduler.PlacesOf(job);
+                       m_foresight.Mark(job, places);
+                       return places;
+                   }),
       m_scheduler(m_store, m_cache, m_logs, m_runner, *m_clock, settings.pauses),
+      m_foresight(m_store, m_cache, m_scheduler, *m_clock, std::move(surroundings.logLooks),
+                  settings.foresight),
+      m_notices(m_store, m_cache, *m_clock, settings.notices, std::move(surroundings.tools)),
       m_retention(*m_clock, {m_store, m_cache, m_dispatcher, m_scheduler, m_logs},
                   settings.keepDays, [this](const Outbox &outbox) { CarryOut(outbox); }),
       m_retryAlarm(m_clock->MakeAlarm()), m_pauseAlarm(m_clock->MakeAlarm()),
       m_progressAlarm(m_clock->MakeAlarm()), m_idleAlarm(m_clock->MakeAlarm()),
-      m_idleSince(m_clock->Now()), m_vitals(loop, m_store,
-                                            {.store = StoreFileIn(settings.data),
-                                             .statusPort = settings.statusPort,
-                                             .loopPatience = settings.loopPatience,
-                                             .probesStore = settings.endWhenIdle.count() == 0},
-                                            [this] { TakeEmptyTurn(); })
+      m_watchAlarm(m_clock->MakeAlarm()), m_idleSince(m_clock->Now()),
+      m_vitals(loop, m_store,
+               {.store = StoreFileIn(settings.data),
+                .statusPort = settings.statusPort,
+                .loopPatience = settings.loopPatience,
+                .probesStore = settings.endWhenIdle.count() == 0},
+               [this] { TakeEmptyTurn(); })
 {
     _CallEntry call("Master::Master", __FILE__, __LINE__);
 
+    m_cache.SetMore([this](const JobState &state, Job &job) { m_foresight.AddTo(state, job); });
     CloseOtherEngine();
     m_isRequeued = RequeueRunning();
     m_runner.Begin(m_store.MasterID(), [this] { ScheduleTurn(); });
@@ -133,6 +151,9 @@ void Master::OnEnded(int run, const RunEnd &end)
     _CallEntry call("Master::OnEnded", __FILE__, __LINE__);
 
     m_results.push_back({run, end});
+    // It may be noted much later.
+    if (RunEnd &noted = m_results.back().end; !noted.took)
+        noted.took = m_scheduler.TimeOf(run);
     if (!m_isStopping)
         return ScheduleTurn();
     ForgetRuns();
@@ -199,6 +220,9 @@ void Master::Turn()
     }
     m_door->EndRequests();
     FillSlots();
+    WatchRuns();
+    if (!m_isStopping)
+        m_notices.Wake();
     m_retention.Wake();
     m_vitals.NoteTurn(steady_clock::now() - begin);
 }
@@ -225,6 +249,7 @@ Outbox Master::TakeTogether(const std::vector<Door::Request> &requests)
         return outbox;
     JobStore::Turn turn(m_store);
     RecordRuns(outbox);
+    m_notices.Keep(outbox);
     for (const Door::Request &request : requests)
         Handle(request, outbox);
     const bool mayBeMore = m_dispatcher.Waiting().Follow(outbox);
@@ -376,6 +401,57 @@ std::vector<Scheduler::Planned> Master::PlanOnDisk()
     }
     CarryOut(outbox);
     return planned;
+}
+
+void Master::WatchRuns()
+{
+    _CallEntry call("Master::WatchRuns", __FILE__, __LINE__);
+
+    if (m_isStopping || m_isWatching || !m_foresight.HasMore())
+        return;
+    m_isWatching = true;
+    m_watchAlarm->Set(m_clock->Now() + m_watchPause, [this] { LookAtRuns(); });
+}
+
+void Master::LookAtRuns()
+{
+    _CallEntry call("Master::LookAtRuns", __FILE__, __LINE__);
+
+    m_isWatching = false;
+    if (m_isStopping)
+        return;
+    const Clock::Moment begin = m_clock->Now();
+    Outbox outbox;
+    Foresight::Seen seen;
+    if (const auto reason = Attempt([&] { seen = m_foresight.Look(outbox); }))
+        ostrel::LogError(*reason);
+    m_watchPause = std::clamp<Clock::Moment::duration>(
+        k_pause_for_look * (m_clock->Now() - begin), m_settings.foresight.lookEach,
+        std::max(m_settings.foresight.lookEach, k_longest_look_pause));
+    CarryOut(outbox);
+    KeepStuck(seen.stuck);
+    for (const Foresight::Ending &ending : seen.endings)
+        m_scheduler.FailRun(ending.run, ending.why);
+    WatchRuns();
+}
+
+void Master::KeepStuck(const std::vector<Foresight::NewStuck> &stuck)
+{
+    _CallEntry call("Master::KeepStuck", __FILE__, __LINE__);
+
+    if (stuck.empty() || !m_notices.Wants(NoticeEvent::Stuck))
+        return;
+    const auto reason = Attempt(
+        [&]
+        {
+            JobStore::Turn turn(m_store);
+            for (const Foresight::NewStuck &one : stuck)
+                m_notices.Keep(NoticeEvent::Stuck, one.job, one.why);
+            turn.Commit();
+        });
+    if (reason)
+        ostrel::LogError(*reason);
+    m_notices.Wake();
 }
 
 void Master::CarryOut(const Outbox &outbox)

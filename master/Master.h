@@ -10,7 +10,9 @@
 #include "master/AuditLog.h"
 #include "master/Dispatcher.h"
 #include "master/Followers.h"
+#include "master/Foresight.h"
 #include "master/JobCache.h"
+#include "master/Notices.h"
 #include "master/ProgressNews.h"
 #include "master/Retention.h"
 #include "master/Scheduler.h"
@@ -37,6 +39,8 @@ struct MasterSettings
     Path formerShare;
     ServerSettings server;
     Pauses pauses;
+    ForesightPace foresight;
+    NoticeSettings notices;
     /// Ends by itself after this long without a client and without work; zero for never.
     std::chrono::milliseconds endWhenIdle{0};
     /// Days that a job is kept once it is over; 0 keeps it until somebody removes it.
@@ -112,6 +116,9 @@ private:
     void RecordRuns(Outbox &outbox);
     void ForgetRuns();
     void FillSlots();
+    void WatchRuns();
+    void LookAtRuns();
+    void KeepStuck(const std::vector<Foresight::NewStuck> &stuck);
     std::vector<Scheduler::Planned> PlanOnDisk();
 
     void CarryOut(const Outbox &outbox);
@@ -146,6 +153,8 @@ private:
     Followers m_followers;
     Dispatcher m_dispatcher;
     Scheduler m_scheduler;
+    Foresight m_foresight;
+    Notices m_notices;
     ProgressNews m_progress;
     Retention m_retention;
 
@@ -157,11 +166,14 @@ private:
     bool m_isRequeued = false;
     bool m_isTurnPosted = false;
     bool m_isStopping = false;
+    bool m_isWatching = false; // What runs is looked at before long,
+    Clock::Moment::duration m_watchPause = m_settings.foresight.lookEach; // after so long.
     String m_damage;
     const std::unique_ptr<Alarm> m_retryAlarm;
     const std::unique_ptr<Alarm> m_pauseAlarm;
     const std::unique_ptr<Alarm> m_progressAlarm;
     const std::unique_ptr<Alarm> m_idleAlarm;
+    const std::unique_ptr<Alarm> m_watchAlarm;
     Clock::Moment m_idleSince;
     Vitals m_vitals;
 

@@ -11,6 +11,7 @@
 #include "corvan/GrpcChannel.h"
 #include "corvan/JobFactory.h"
 #include "master/Master.h"
+#include "master/NoticeOptions.h"
 #include "master/RunLoop.h"
 #include "master/ServiceManager.h"
 #include "master/SlurmOptions.h"
@@ -97,6 +98,7 @@ bool MasterApp::Run(const CommandLine &commandLine)
     settings.keepDays = Options().GetValue("Master", "KeepDays", 0u);
     settings.statusPort = ReadStatusPort(Options());
     settings.checkPatience = k_check_patience;
+    settings.notices = ReadNotices(Options());
 
     const std::optional<CommandUser> user = ReadCommandUser(Options(), options.data);
     const std::size_t filesOfCommands = RaiseDescriptorLimit();
@@ -106,10 +108,9 @@ bool MasterApp::Run(const CommandLine &commandLine)
         throw new UsageException("RunAs is for the engine local alone");
     (engine == Engine::Slurm ? settings.share : settings.formerShare) = ReadSlurmFolder(Options());
     const std::unique_ptr<CommandRunner> runner =
-        engine == Engine::Slurm
-            ? MakeSlurmRunner(loop, Options(), {k_patience, filesOfCommands})
-            : std::make_unique<LocalRunner>(loop, int(options.slots), k_patience, filesOfCommands,
-                                            user);
+        engine == Engine::Slurm ? MakeSlurmRunner(loop, Options(), {k_patience, filesOfCommands})
+                                : std::make_unique<LocalRunner>(loop, int(options.slots),
+                                                                k_patience, filesOfCommands, user);
     Master theMaster(loop, settings, *runner);
     boost::asio::signal_set signals(loop, SIGTERM, SIGINT);
     signals.async_wait(

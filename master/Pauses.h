@@ -16,4 +16,12 @@ struct Pauses
     std::chrono::milliseconds secondOfTask{30'000};
 };
 
+/// How often the Master looks at what runs, and tells what it sees coming.
+struct ForesightPace
+{
+    std::chrono::milliseconds lookEach{5'000};
+    std::chrono::milliseconds tellEach{10'000}; ///< Of one job; what is stuck is told at once.
+    std::chrono::milliseconds logsEach{20'000}; ///< Whether logs grow.
+};
+
 } // namespace master

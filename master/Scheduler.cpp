@@ -8,6 +8,7 @@
 #include "corvan/Parameters.h"
 #include "corvan/QueueWishes.h"
 #include "master/FairQueue.h"
+#include "master/FrameTimes.h"
 #include "master/run/RenderCommand.h"
 #include "ostrel/Attempt.h"
 #include "ostrel/CallEntry.h"
@@ -38,6 +39,11 @@ void ChangeWaiting(JobState &state, const String &why, Outbox &outbox)
     outbox.Tell(state.id, corvan::p_Waiting, why);
     if (!why.empty())
         ostrel::LogWarning("job " + state.id.ToString() + " waits: " + why);
+}
+
+unsigned CountFrames(const Packet &packet)
+{
+    return unsigned(std::int64_t(packet.lastFrame) - packet.firstFrame + 1);
 }
 
 // The last counts go before the status, after which nobody waits for more.
@@ -75,6 +81,7 @@ bool Scheduler::NoteStart(int number)
     if (found == m_runs.end() || found->second.isStarted)
         return false;
     found->second.isStarted = true;
+    found->second.started = m_clock.Now();
     const UID &job = found->second.job;
     const bool wasKept = m_keptWaiting.erase(job) > 0;
     const bool wasTroubled = m_jobPauses.IsTroubled(job) || wasKept;
@@ -119,15 +126,46 @@ void Scheduler::Record(const RunResult &result, Outbox &outbox)
     // A change of this same turn took the task from its command.
     if (!task || task->status != JobStatus::Running)
         return;
-    if (const RunPlace &place = result.end.place; !place.number.empty())
+    const RunEnd end = EndOf(result, run);
+    if (const RunPlace &place = end.place; !place.number.empty())
         m_store.Places().SaveEnd(*state, LogNumber(*state, *task),
                                  {UID(), 0, place.node, place.number, place.state});
-    if (result.end.isLost)
-        RecordLost(*state, *task, result.end, outbox);
-    else if (result.end.isStarted)
-        RecordTask(*state, *task, result.end, outbox);
+    if (end.isStarted && end.IsSuccess() && !end.isLost)
+        RecordTime(*state, run, end);
+    if (end.isLost)
+        RecordLost(*state, *task, end, outbox);
+    else if (end.isStarted)
+        RecordTask(*state, *task, end, outbox);
     else
-        RecordTrouble(*state, *task, result.end, outbox);
+        RecordTrouble(*state, *task, end, outbox);
+}
+
+// Whoever was ended for what it did has failed, however it has ended.
+RunEnd Scheduler::EndOf(const RunResult &result, const Run &run) const
+{
+    _CallEntry call("Scheduler::EndOf", __FILE__, __LINE__);
+
+    RunEnd end = result.end;
+    if (!end.took)
+        end.took = TimeOf(result.run);
+    if (run.failure.empty())
+        return end;
+    end.isStarted = true;
+    end.isLost = end.machineFailed = false;
+    end.exitCode = -1;
+    end.reason = run.failure;
+    return end;
+}
+
+void Scheduler::RecordTime(JobState &state, const Run &run, const RunEnd &end)
+{
+    _CallEntry call("Scheduler::RecordTime", __FILE__, __LINE__);
+
+    if (!end.took)
+        return;
+    FrameTimes times = FrameTimes::Parse(state.frameTimes);
+    times.Add(std::chrono::duration<double>(*end.took).count() / run.frames);
+    state.frameTimes = times.ToText();
 }
 
 void Scheduler::RecordLost(JobState &state, TaskState &task, const RunEnd &end, Outbox &outbox)
@@ -314,6 +352,7 @@ bool Scheduler::Prepare(const JobState &state, const TaskState &task, Planned &p
 
     planned.job = state.id;
     planned.task = task.index;
+    planned.frames = CountFrames(entry->packets[task.index]);
     planned.command.arguments = render->arguments;
     planned.command.folder = m_logs.FolderOf(state.id);
     planned.command.log = m_logs.FileOf(state.id, LogNumber(state, task), task.tries + 1);
@@ -370,7 +409,11 @@ void Scheduler::Start(const std::vector<Planned> &planned, RunListener &listener
     assert(m_thread.IsCurrent());
     for (const Planned &one : planned)
     {
-        m_runs[one.command.run] = {.job = one.job, .task = one.task, .tellsStart = one.tellsStart};
+        m_runs[one.command.run] = {.job = one.job,
+                                   .task = one.task,
+                                   .tellsStart = one.tellsStart,
+                                   .frames = one.frames,
+                                   .log = one.command.log};
         m_shares.Begin(one.job, one.owner, one.priority);
         String reason;
         bool isStarted = false;
@@ -400,7 +443,13 @@ void Scheduler::AdoptRuns(RunListener &listener)
     for (const PlaceStore::Running &one : running)
     {
         const int number = ++m_lastRun;
-        m_runs[number] = {.job = one.job, .task = one.task};
+        Run &run = m_runs[number] = {.job = one.job, .task = one.task};
+        const std::shared_ptr<const JobCache::Entry> entry = m_cache.GetCut(one.job);
+        if (one.task < entry->packets.size())
+            run.frames = CountFrames(entry->packets[one.task]);
+        if (const std::optional<JobState> state = m_store.FindState(one.job))
+            if (const std::optional<TaskState> task = m_store.Tasks().Find(*state, one.task))
+                run.log = m_logs.FileOf(one.job, LogNumber(*state, *task), task->tries);
         m_shares.Begin(one.job, one.owner, one.priority);
         m_runner.Adopt({.run = number,
                         .job = one.job,
@@ -477,6 +526,53 @@ void Scheduler::RenewRuns(const UID &job)
     for (const auto &[number, run] : m_runs)
         if (run.job == job && !run.isStarted && !run.isEnding)
             m_runner.Withdraw(number);
+}
+
+std::vector<Scheduler::StartedRun> Scheduler::ListStarted() const
+{
+    _CallEntry call("Scheduler::ListStarted", __FILE__, __LINE__);
+
+    assert(m_thread.IsCurrent());
+    std::vector<StartedRun> started;
+    const bool hasPlaces = m_runner.BatchSize() > 0;
+    for (const auto &[number, run] : m_runs)
+    {
+        if (!run.isStarted || run.isEnding || !run.failure.empty())
+            continue;
+        std::optional<Clock::Moment> since = run.started;
+        if (hasPlaces)
+            if (const auto place = m_runner.PlaceOf(number); place && place->since)
+                since = place->since;
+        if (since)
+            started.push_back({number, run.job, run.task, run.frames, *since, run.log});
+    }
+    return started;
+}
+
+void Scheduler::FailRun(int number, const String &why)
+{
+    _CallEntry call("Scheduler::FailRun", __FILE__, __LINE__);
+
+    assert(m_thread.IsCurrent());
+    const auto found = m_runs.find(number);
+    if (found == m_runs.end() || found->second.isEnding || !found->second.failure.empty())
+        return;
+    found->second.failure = why;
+    ostrel::LogWarning("task " + std::to_string(found->second.task) + " of job " +
+                       found->second.job.ToString() + ": " + why);
+    m_runner.End(number);
+}
+
+std::optional<std::chrono::milliseconds> Scheduler::TimeOf(int number) const
+{
+    _CallEntry call("Scheduler::TimeOf", __FILE__, __LINE__);
+
+    // Elsewhere it is heard of late.
+    const auto found = m_runs.find(number);
+    if (found == m_runs.end() || !found->second.started || m_runner.BatchSize() > 0)
+        return std::nullopt;
+    return std::chrono::duration_cast<std::chrono::milliseconds>(m_clock.Now() -
+                                                                 *found->second.started);
 }
 
 void Scheduler::TryNow(const UID &job)

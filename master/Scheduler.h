@@ -82,6 +82,7 @@ public:
         bool tellsStart = false; ///< Its job does not run yet, or waits.
         String owner;            ///< Of the job, as its priority.
         int priority = 0;
+        unsigned frames = 1;
     };
 
     /// Marks as running what the free slots take, and tells what that is.
@@ -92,6 +93,23 @@ public:
 
     /// No pause of the job counts any more.
     void TryNow(const UID &job);
+    /// A command that was started, and is not to end for another reason than its own.
+    struct StartedRun
+    {
+        int run = 0;
+        UID job;
+        unsigned task = 0;
+        unsigned frames = 1;
+        Clock::Moment since;
+        Path log;
+    };
+    std::vector<StartedRun> ListStarted() const;
+    /// Ends a command, whose try has failed then, for this reason. Once; nothing happens for one
+    /// that ends already.
+    void FailRun(int run, const String &why);
+    /// How long a command has run; nothing where it is not known when it was started.
+    std::optional<std::chrono::milliseconds> TimeOf(int run) const;
+
     /// When the next pause is over, and there may be something to plan; nothing where none is.
     std::optional<Clock::Moment> NextPauseEnd() const;
 
@@ -114,6 +132,10 @@ private:
         bool isStarted = false;
         bool tellsStart = false;
         bool isEnding = false;
+        unsigned frames = 1;
+        Path log{};
+        std::optional<Clock::Moment> started{}; // By this Master.
+        String failure{};                       // Why it was ended and has failed.
     };
 
     // The batches that one plan makes, by job and offset.
@@ -127,6 +149,8 @@ private:
     void Wait(JobState &state, const String &reason, Outbox &outbox);
     void RecordTrouble(JobState &state, TaskState &task, const RunEnd &end, Outbox &outbox);
     void RecordTask(JobState &state, TaskState &task, const RunEnd &end, Outbox &outbox);
+    static void RecordTime(JobState &state, const Run &run, const RunEnd &end);
+    RunEnd EndOf(const RunResult &result, const Run &run) const;
     void RecordFailure(JobState &state, TaskState &task, Outbox &outbox);
     std::set<UID> JobsToPassOver() const;
     bool StartOne(const Planned &planned, RunListener &listener, String *reason);

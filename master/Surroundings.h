@@ -8,6 +8,8 @@
 #include "master/door/Door.h"
 #include "master/door/Health.h"
 #include "master/run/CommandRunner.h"
+#include "master/run/LogLooks.h"
+#include "master/run/ToolThread.h"
 
 namespace master
 {
@@ -23,8 +25,10 @@ struct Surroundings
     std::unique_ptr<AlarmClock> clock;
     CommandRunner &runner; ///< Outlives the Master.
     OpenDoor openDoor;
-    const char *vfs = nullptr;  ///< See `JobStore`.
-    AuditDisk *audit = nullptr; ///< See `AuditLog`.
+    const char *vfs = nullptr;            ///< See `JobStore`.
+    AuditDisk *audit = nullptr;           ///< See `AuditLog`.
+    std::unique_ptr<LogLooks> logLooks{}; ///< Null where nobody looks whether logs grow.
+    std::unique_ptr<ToolRunner> tools{};  ///< For notices; null where there are none.
 };
 
 } // namespace master

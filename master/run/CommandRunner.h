@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <optional>
 #include <string>
@@ -60,6 +61,9 @@ struct RunPlace
     String number;          ///< What it is called there: "1234_5".
     String state;           ///< In the words of whoever runs it: "PENDING (Priority)".
     bool isStarted = false; ///< False while it only waits there.
+    /// Since when it runs, where whoever runs it tells.
+    std::optional<std::chrono::steady_clock::time_point> since{};
+    String stuck{}; ///< Why it is taken to be stuck; empty where it is not.
 
     friend bool operator==(const RunPlace &, const RunPlace &) = default;
 };
@@ -92,6 +96,9 @@ struct RunEnd
     bool machineFailed = false; ///< Of what is lost: its machine went down under it.
 
     RunPlace place{}; ///< Where it was, as far as that is known.
+
+    /// How long the command ran, where whoever ran it tells.
+    std::optional<std::chrono::milliseconds> took{};
 
     bool IsSuccess() const
     {

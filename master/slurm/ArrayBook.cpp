@@ -176,7 +176,7 @@ void ArrayBook::TakeQueue(const QueueAnswer &answer, Moment now)
     {
         ++m_answers;
         for (const QueueLine &line : answer.lines)
-            TakeLine(line, seen);
+            TakeLine(line, now, seen);
         for (auto &[batch, array] : m_arrays)
             FollowArray(batch, array, seen[batch], now);
         TellQueued(seen);
@@ -186,7 +186,7 @@ void ArrayBook::TakeQueue(const QueueAnswer &answer, Moment now)
     RemoveOver();
 }
 
-void ArrayBook::TakeLine(const QueueLine &line, std::map<UID, Seen> &seen)
+void ArrayBook::TakeLine(const QueueLine &line, Moment now, std::map<UID, Seen> &seen)
 {
     const std::optional<UID> batch = BatchOf(line.name);
     if (!batch)
@@ -215,10 +215,11 @@ void ArrayBook::TakeLine(const QueueLine &line, std::map<UID, Seen> &seen)
     }
     for (const auto &[first, last] : line.elements)
         for (std::uint64_t element = first; element <= last; ++element)
-            TakeElement(*array, unsigned(element), line, ofArray);
+            TakeElement(*array, unsigned(element), line, now, ofArray);
 }
 
-void ArrayBook::TakeElement(Array &array, unsigned element, const QueueLine &line, Seen &seen) const
+void ArrayBook::TakeElement(Array &array, unsigned element, const QueueLine &line, Moment now,
+                            Seen &seen) const
 {
     const ElementPhase phase = PhaseOf(line.state);
     const auto found = array.runs.find(element);
@@ -239,6 +240,8 @@ void ArrayBook::TakeElement(Array &array, unsigned element, const QueueLine &lin
         run.last = line;
     else
         run.aliveIn = m_answers;
+    if (phase == ElementPhase::Running && line.ran)
+        run.place.since = now - *line.ran;
     if (phase == ElementPhase::Running && !run.place.isStarted)
         seen.started.push_back(element);
 }

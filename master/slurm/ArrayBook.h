@@ -185,8 +185,9 @@ private:
     std::optional<UID> BatchOf(const std::string &name) const;
     static RunPlace PlaceIn(const Array &array, unsigned element, const Run &run);
 
-    void TakeLine(const QueueLine &line, std::map<UID, Seen> &seen);
-    void TakeElement(Array &array, unsigned element, const QueueLine &line, Seen &seen) const;
+    void TakeLine(const QueueLine &line, Moment now, std::map<UID, Seen> &seen);
+    void TakeElement(Array &array, unsigned element, const QueueLine &line, Moment now,
+                     Seen &seen) const;
     void FollowArray(const UID &batch, Array &array, Seen &seen, Moment now);
     void FollowRun(const UID &batch, Array &array, unsigned element, Seen &seen, Moment now);
     void EndBarred(const UID &batch, Array &array, Moment now);

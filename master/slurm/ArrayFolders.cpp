@@ -88,6 +88,10 @@ std::optional<ElementResult> ReadFile(const fs::path &path, unsigned element)
             result.node = corvan::MakeUtf8(value);
         else if (name == keeper::k_ResultReport)
             result.report = value;
+        else if (unsigned ms = 0;
+                 name == keeper::k_ResultMilliseconds &&
+                 std::from_chars(value.data(), value.data() + value.size(), ms).ec == std::errc())
+            result.took = std::chrono::milliseconds(ms);
         else if (name == keeper::k_ResultAsked)
         {
             isWhole = true;

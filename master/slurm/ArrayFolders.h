@@ -24,6 +24,7 @@ struct ElementResult
     String node;
     std::string report;    ///< The last one of `keeper/Protocol.h`; may be empty.
     bool wasAsked = false; ///< Somebody outside wanted it to end.
+    std::optional<std::chrono::milliseconds> took{}; ///< By the clock of its node.
 };
 
 /// The folders of the arrays (`keeper/ArrayFolder.h`), where the nodes see them, too. What it does

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -36,6 +38,7 @@ struct QueueLine
     std::string node;  ///< Empty while it waits.
     std::string reason;
     int exitStatus = 0; ///< Of what ran, once it is over; -1 where a signal ended it.
+    std::optional<std::chrono::seconds> ran{}; ///< Since it was started; nothing where unknown.
 };
 
 /// The queue of this user, all of it. Where `isGood` is false nothing is known, and `error` tells

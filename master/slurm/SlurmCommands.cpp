@@ -5,7 +5,7 @@
 #include <unistd.h>
 
 #include "master/run/CommandEnvironment.h"
-#include "master/slurm/RunTool.h"
+#include "master/run/RunTool.h"
 #include "master/slurm/SlurmText.h"
 #include "ostrel/CallEntry.h"
 #include "ostrel/Exception.h"

@@ -119,6 +119,7 @@ RunEnd EndOfResult(const ElementResult &result)
 {
     RunEnd end = EndOfReport(result.report, result.node);
     end.place.node = result.node;
+    end.took = result.took;
     return end;
 }
 

@@ -11,10 +11,10 @@
 
 #include "master/run/CommandRunner.h"
 #include "master/run/KeeperProcess.h"
+#include "master/run/WorkThread.h"
 #include "master/slurm/ArrayBook.h"
 #include "master/slurm/ArrayFolders.h"
 #include "master/slurm/Cluster.h"
-#include "master/slurm/WorkThread.h"
 #include "ostrel/LoopThread.h"
 
 namespace master

@@ -11,7 +11,7 @@ namespace master
 
 // A field's size is left out, so that none is cut.
 const char *const k_QueueFields =
-    "ArrayJobID:|,ArrayTaskID:|,State:|,exit_code:|,NodeList:|,Reason:|,Name:|";
+    "ArrayJobID:|,ArrayTaskID:|,State:|,exit_code:|,NodeList:|,Reason:|,Name:|,TimeUsed:|";
 
 namespace
 {
@@ -85,6 +85,7 @@ bool ReadLine(std::string_view text, QueueLine &line)
     line.node = fields[4];
     line.reason = fields[5];
     line.name = fields[6];
+    line.ran = ReadSpan(Trimmed(TakePart(text, '|')));
     return true;
 }
 
@@ -119,6 +120,25 @@ std::string WriteElements(const std::vector<unsigned> &elements)
         first = last + 1;
     }
     return text;
+}
+
+std::optional<std::chrono::seconds> ReadSpan(std::string_view text)
+{
+    unsigned days = 0;
+    if (text.find('-') != std::string_view::npos && !ReadNumber(TakePart(text, '-'), days))
+        return std::nullopt;
+    std::int64_t seconds = 0;
+    int parts = 0;
+    do
+    {
+        unsigned part = 0;
+        if (++parts > 3 || !ReadNumber(TakePart(text, ':'), part))
+            return std::nullopt;
+        seconds = seconds * 60 + part;
+    } while (!text.empty());
+    if (parts < 2)
+        return std::nullopt;
+    return std::chrono::seconds(seconds + 86'400LL * days);
 }
 
 std::optional<std::vector<ElementRange>> ReadElements(std::string_view text)

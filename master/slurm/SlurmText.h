@@ -18,6 +18,9 @@ std::string WriteElements(const std::vector<unsigned> &elements);
 /// for what is cut off ("0-3,...").
 std::optional<std::vector<ElementRange>> ReadElements(std::string_view text);
 
+/// Reads "3:04", "2:03:04" and "1-02:03:04". Nothing for other text, as "INVALID".
+std::optional<std::chrono::seconds> ReadSpan(std::string_view text);
+
 /// The fields that the queue is asked for.
 extern const char *const k_QueueFields;
 /// Reads what the queue prints. Lines of jobs that are no arrays, and those that cannot be read,

@@ -22,7 +22,7 @@ namespace
 
 constexpr const char *k_state_columns =
     "id, number, created, status, priority, tasks_total, tasks_done, tasks_failed, next_task,"
-    " log_base, waiting, first_failures, submitted";
+    " log_base, waiting, first_failures, submitted, frame_times";
 
 JobState ReadState(SQLite::Statement &row)
 {
@@ -40,6 +40,7 @@ JobState ReadState(SQLite::Statement &row)
     state.waiting = row.getColumn(10).getString();
     state.firstFailures = row.getColumn(11).getInt();
     state.submitted = row.getColumn(12).getString();
+    state.frameTimes = row.getColumn(13).getString();
     return state;
 }
 
@@ -47,7 +48,8 @@ bool IsStateParameter(const String &name)
 {
     return name == corvan::p_Status || name == corvan::p_Priority || name == corvan::p_Created ||
            name == corvan::p_TasksTotal || name == corvan::p_TasksDone ||
-           name == corvan::p_TasksFailed || name == corvan::p_Type || name == corvan::p_Waiting;
+           name == corvan::p_TasksFailed || name == corvan::p_Type || name == corvan::p_Waiting ||
+           corvan::IsForesight(name);
 }
 
 // What a Master that was killed has written and not synced is read like all else, and a power cut
@@ -125,6 +127,7 @@ void JobStore::Open(const Path &file, const char *vfs, const Patience &patience)
         m_places = std::make_unique<PlaceStore>(*m_database);
         m_queue = std::make_unique<QueueStore>(*m_database);
         m_waits = std::make_unique<WaitStore>(*m_database);
+        m_notices = std::make_unique<NoticeStore>(*m_database);
     }
     catch (const SQLite::Exception &error)
     {
@@ -315,6 +318,7 @@ void JobStore::SaveState(const JobState &state, const ostrel::Time &now)
             const Query update = m_database->Prepared(
                 "UPDATE jobs SET status = ?, priority = ?, tasks_total = ?, tasks_done = ?,"
                 " tasks_failed = ?, next_task = ?, log_base = ?, waiting = ?, first_failures = ?,"
+                " frame_times = ?,"
                 " finished = CASE WHEN ?1 NOT IN (2, 3, 5) THEN 0"
                 " WHEN finished = 0 THEN ? ELSE finished END"
                 " WHERE number = ?");
@@ -327,8 +331,9 @@ void JobStore::SaveState(const JobState &state, const ostrel::Time &now)
             update->bind(7, state.logBase);
             update->bind(8, state.waiting);
             update->bind(9, state.firstFailures);
-            update->bind(10, now.First());
-            update->bind(11, state.number);
+            update->bind(10, state.frameTimes);
+            update->bind(11, now.First());
+            update->bind(12, state.number);
             update->exec();
         });
 }

@@ -10,6 +10,7 @@
 
 #include "corvan/Job.h"
 #include "corvan/JobStatus.h"
+#include "master/store/NoticeStore.h"
 #include "master/store/OpenNote.h"
 #include "master/store/PlaceStore.h"
 #include "master/store/QueueStore.h"
@@ -49,6 +50,8 @@ struct JobState
     int firstFailures = 0;
     /// `NameSubmission` of the job as it came; empty where an earlier version kept it.
     String submitted;
+    /// How long its frames take, as `master/FrameTimes.h` writes it; empty while that is not known.
+    String frameTimes{};
 };
 
 /// Number of a task's log file.
@@ -185,6 +188,10 @@ public:
     {
         return *m_waits;
     }
+    NoticeStore &Notices()
+    {
+        return *m_notices;
+    }
 
 private:
     using Patience = std::optional<std::chrono::milliseconds>;
@@ -201,6 +208,7 @@ private:
     std::unique_ptr<PlaceStore> m_places;
     std::unique_ptr<QueueStore> m_queue;
     std::unique_ptr<WaitStore> m_waits;
+    std::unique_ptr<NoticeStore> m_notices;
     UID m_masterID;
     Commits m_commits;
 };

@@ -163,6 +163,14 @@ constexpr const char *k_migrations[] = {
             WHERE good = 1 AND other = (SELECT id FROM jobs WHERE number = old.job));
     END;
     )",
+    // How long the frames of a job take; and what the administrator is still to be told.
+    R"(
+    ALTER TABLE jobs ADD COLUMN frame_times TEXT NOT NULL DEFAULT '';
+
+    CREATE TABLE notices(
+        number INTEGER PRIMARY KEY AUTOINCREMENT,
+        facts TEXT NOT NULL);
+    )",
 };
 
 } // namespace

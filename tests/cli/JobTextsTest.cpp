@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "cli/TimeTexts.h"
 #include "tests/check/SampleJob.h"
 
 namespace cli
@@ -54,6 +55,43 @@ TEST(JobTexts, ALineTellsWhyAJobWaits)
     EXPECT_EQ(ListLine(job),
               "aaaa1111  Running    12/60, 2 failed     Command     anna        beauty "
               "(waits: no program pov\\x1bray in the search path)");
+}
+
+TEST(JobTexts, ALineTellsWhenAJobEndsAndWhatOfItIsStuck)
+{
+    CountedJob job;
+    job.SetParameter(corvan::p_ExpectedEnd, "2026-11-20T14:03:09Z");
+    job.SetParameter(corvan::p_StuckTasks, "3,7-9");
+    const String end = MomentText(*ReadUtc("2026-11-20T14:03:09Z"));
+    EXPECT_EQ(
+        ListLine(job),
+        "aaaa1111  Running    12/60, 2 failed     Command     anna        beauty (ends about " +
+            end + ") (stuck: task 3,7-9)");
+    job.SetParameter(corvan::p_ExpectedEnd, "");
+    job.SetParameter(corvan::p_StuckTasks, "");
+    EXPECT_TRUE(ListLine(job).ends_with("beauty"));
+}
+
+TEST(JobTexts, AReportTellsHowFarTheEndIsAndMarksWhatIsStuck)
+{
+    ostrel::Time::SetClock([] { return *ReadUtc("2026-11-20T12:00:00Z"); });
+    CountedJob job;
+    job.SetParameter(corvan::p_ExpectedEnd, "2026-11-20T14:03:09Z");
+    TaskInfo task{4, 5, 5, JobStatus::Running, 1, 0};
+    task.stuck = "it has printed nothing for 30:\x1b[31m00";
+    const TaskInfo tasks[] = {task, {5, 6, 6, JobStatus::Running, 1, 0}};
+    const String report = JobReport(job, tasks);
+    const String end = MomentText(*ReadUtc("2026-11-20T14:03:09Z"));
+    ostrel::Time::SetClock(nullptr);
+    EXPECT_NE(report.find("ExpectedEnd  2026-11-20T14:03:09Z (" + end + ", in 2 h 3 min)\n"),
+              String::npos)
+        << report;
+    EXPECT_TRUE(
+        report.ends_with("\ntask 4: frames 5 to 5, Running, tried once, stuck: it has printed "
+                         "nothing for 30:\\x1b[31m00\n"))
+        << report;
+    EXPECT_EQ(TaskJson(task)["stuck"], std::string(task.stuck));
+    EXPECT_FALSE(TaskJson(tasks[1]).contains("stuck"));
 }
 
 TEST(JobTexts, AJobThatSaysNothingIsQueuedWithoutTasks)

@@ -97,6 +97,15 @@ TEST_F(JobTypeTest, SaysHowItsCommandIsRun)
     EXPECT_EQ(other.limits, (corvan::RunLimits{60, 8000, 9, 2, 5, 3}));
 }
 
+TEST_F(JobTypeTest, SaysWhenATaskIsStuckAndWhatThen)
+{
+    const JobType usual = Load(Type(k_render));
+    EXPECT_EQ(usual.stuck, (corvan::StuckLimits{3, 300, 1800, false}));
+    const JobType other = Load(Type(k_render) + "[Run]\nStuckTimes = 10\nStuckSeconds = 0\n"
+                                                "SilentSeconds = 60\nEndStuck = yes\n");
+    EXPECT_EQ(other.stuck, (corvan::StuckLimits{10, 0, 60, true}));
+}
+
 TEST_F(JobTypeTest, RefusesWhatIsNoTypeAndNamesFileAndReason)
 {
     const String render = k_render;
@@ -137,6 +146,10 @@ TEST_F(JobTypeTest, RefusesWhatIsNoTypeAndNamesFileAndReason)
         {Type("[Run]\nColour = red\n") + render, "key \"Colour\" of section \"Run\" is not known"},
         {Type("[Run]\nKeepOld = 2\n") + render, "\"KeepOld\" of section \"Run\" is neither"},
         {Type("[Run]\nNice = 20\n") + render, "Nice: \"20\" is not a whole number from 0 to 19"},
+        {Type("[Run]\nStuckTimes = 1001\n") + render,
+         "StuckTimes: \"1001\" is not a whole number from 0 to 1000"},
+        {Type("[Run]\nSilentSeconds = -1\n") + render, "SilentSeconds: \"-1\" is not a whole"},
+        {Type("[Run]\nEndStuck = 2\n") + render, "\"EndStuck\" of section \"Run\" is neither"},
         {Type("nonsense\n") + render, ""},
         {String("\xff\xfe"), ""},
     };

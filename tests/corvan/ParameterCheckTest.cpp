@@ -97,7 +97,8 @@ TEST(ParameterCheck, RefusesWhatCannotBeAndNamesTheParameter)
 TEST(Parameters, KnowsThoseThatTheMasterAloneSets)
 {
     for (const char *name :
-         {"Owner", "Created", "TasksTotal", "TasksDone", "TasksFailed", "Waiting"})
+         {"Owner", "Created", "TasksTotal", "TasksDone", "TasksFailed", "Waiting", "FrameSeconds",
+          "FrameSecondsSlowest", "FramesPerHour", "ExpectedEnd", "StuckTasks"})
         EXPECT_TRUE(IsMasterParameter(name)) << name;
     for (const char *name : {"Status", "Name", "created", "", "Range"})
         EXPECT_FALSE(IsMasterParameter(name)) << name;

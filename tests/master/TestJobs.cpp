@@ -74,6 +74,14 @@ void TestJobTypes::RendersInto(const ostrel::Path &folder)
     JobFactory::s_JobFactory.AddType(type);
 }
 
+void TestJobTypes::IsStuckBy(const corvan::StuckLimits &limits)
+{
+    Forget(k_ShellType);
+    JobType type = ShellType();
+    type.stuck = limits;
+    JobFactory::s_JobFactory.AddType(type);
+}
+
 boost::shared_ptr<corvan::Job> MakeTestJob(const TestParameters &parameters, const UID &type)
 {
     boost::shared_ptr<corvan::Job> job = JobFactory::s_JobFactory.CreateJob(type);

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "corvan/Job.h"
+#include "corvan/JobType.h"
 
 /// Job types that the tests of the Master render with: "Shell" runs the script of the parameter
 /// "Script" with the first frame, the last frame and the output as $1 to $3; "Once" does the same
@@ -22,6 +23,8 @@ public:
     static void RunsProgram(const ostrel::String &program);
     /// What "Shell" renders lies in this folder.
     static void RendersInto(const ostrel::Path &folder);
+    /// Tasks of "Shell" are stuck by these limits.
+    static void IsStuckBy(const corvan::StuckLimits &limits);
 };
 
 extern const ostrel::UID k_ShellType;

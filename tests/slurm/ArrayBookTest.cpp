@@ -118,6 +118,15 @@ TEST_F(ArrayBookTest, TellsWhereARunIs)
     EXPECT_EQ(m_book.PlaceOf(3), std::nullopt);
 }
 
+TEST_F(ArrayBookTest, ARunIsAsOldAsTheQueueSaysWhenTheMasterHearsOfItLate)
+{
+    HandOver(1);
+    QueueLine line = Line(0, 0, "RUNNING");
+    line.ran = 300s;
+    Queue({line});
+    EXPECT_EQ(m_book.PlaceOf(1)->since, m_now - 300s);
+}
+
 TEST_F(ArrayBookTest, AbsenceCountsAfterTwoGoodAnswersAndOnlyOnceNobodyCanBeginIt)
 {
     HandOver(1);

@@ -72,6 +72,23 @@ TEST(SlurmText, ReadsTheQueue)
     EXPECT_EQ(lines[3].reason, "ReqNodeNotAvail, May be reserved");
 }
 
+TEST(SlurmText, ReadsHowLongAnElementRuns)
+{
+    const std::vector<QueueLine> lines =
+        ReadQueueLines("1|5|RUNNING|0|node1|None|corvan-a|1-02:03:04|\n"
+                       "1|6|PENDING|0||Priority|corvan-a|0:00|\n"
+                       "1|7|RUNNING|0|node1|None|corvan-a|INVALID|\n");
+    ASSERT_EQ(lines.size(), 3u);
+    using std::chrono::seconds;
+    EXPECT_EQ(lines[0].ran, seconds(93'784));
+    EXPECT_EQ(lines[1].ran, seconds(0));
+    EXPECT_EQ(lines[2].ran, std::nullopt);
+    EXPECT_EQ(ReadSpan("3:04"), seconds(184));
+    EXPECT_EQ(ReadSpan("2:03:04"), seconds(7384));
+    for (const char *const text : {"", "5", "1:2:3:4", ":", "1-", "-1:00", "x:00", "1:0x"})
+        EXPECT_EQ(ReadSpan(text), std::nullopt) << text;
+}
+
 TEST(SlurmText, ReadsTheLimits)
 {
     const ClusterLimits limits = ReadConfig("Configuration data as of 2026-11-20T10:00:00\n"

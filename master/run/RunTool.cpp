@@ -1,4 +1,4 @@
-#include "master/slurm/RunTool.h"
+#include "master/run/RunTool.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -23,9 +23,7 @@ using std::chrono::steady_clock;
 namespace
 {
 
-constexpr milliseconds k_look_each{100};
-// A queue of a million tasks stays below it; whoever prints more is not what we asked.
-constexpr std::size_t k_most_bytes = std::size_t(512) << 20;
+constexpr milliseconds k_read_each{100};
 
 int OpenInput(const std::string &text)
 {
@@ -71,14 +69,14 @@ struct Pipe
     }
 
     // False once there is no more.
-    bool Read(std::string &text) const
+    bool Read(std::string &text, std::size_t mostBytes) const
     {
         char part[65536];
         const ssize_t count = ::read(ends[0], part, sizeof part);
         if (count < 0)
             return errno == EAGAIN || errno == EINTR;
-        if (count > 0 && text.size() < k_most_bytes)
-            text.append(part, std::size_t(count));
+        if (count > 0 && text.size() < mostBytes)
+            text.append(part, std::min(std::size_t(count), mostBytes - text.size()));
         return count > 0;
     }
 };
@@ -94,7 +92,7 @@ std::vector<char *> Pointers(const std::vector<std::string> &texts)
 }
 
 // The number of the error, 0 for none.
-int Spawn(const Tool &tool, int input, const Pipe &output, const Pipe &error, pid_t &process)
+int SpawnTool(const Tool &tool, int input, const Pipe &output, const Pipe &error, pid_t &process)
 {
     posix_spawn_file_actions_t files;
     posix_spawnattr_t attributes;
@@ -123,8 +121,8 @@ int Spawn(const Tool &tool, int input, const Pipe &output, const Pipe &error, pi
 }
 
 // Until both are closed; false where that takes too long.
-bool ReadBoth(Pipe &output, Pipe &error, ToolEnd &end, steady_clock::time_point limit,
-              const std::stop_token &stop)
+bool ReadBoth(Pipe &output, Pipe &error, ToolEnd &end, std::size_t mostBytes,
+              steady_clock::time_point limit, const std::stop_token &stop)
 {
     while (output.ends[0] >= 0 || error.ends[0] >= 0)
     {
@@ -132,11 +130,11 @@ bool ReadBoth(Pipe &output, Pipe &error, ToolEnd &end, steady_clock::time_point 
         if (rest.count() <= 0 || stop.stop_requested())
             return false;
         pollfd news[] = {{output.ends[0], POLLIN, 0}, {error.ends[0], POLLIN, 0}};
-        if (::poll(news, 2, int(std::min(rest, k_look_each).count())) <= 0)
+        if (::poll(news, 2, int(std::min(rest, k_read_each).count())) <= 0)
             continue;
-        if (news[0].revents != 0 && !output.Read(end.output))
+        if (news[0].revents != 0 && !output.Read(end.output, mostBytes))
             output.CloseReader();
-        if (news[1].revents != 0 && !error.Read(end.error))
+        if (news[1].revents != 0 && !error.Read(end.error, mostBytes))
             error.CloseReader();
     }
     return true;
@@ -176,7 +174,7 @@ ToolEnd RunTool(const Tool &tool, milliseconds limit, const std::stop_token &sto
     pid_t process = -1;
     const int reason = input.Number() < 0 || output.ends[0] < 0 || error.ends[0] < 0
                            ? EMFILE
-                           : Spawn(tool, input.Number(), output, error, process);
+                           : SpawnTool(tool, input.Number(), output, error, process);
     if (reason != 0)
     {
         end.isStarted = false;
@@ -187,7 +185,7 @@ ToolEnd RunTool(const Tool &tool, milliseconds limit, const std::stop_token &sto
 
     output.CloseWriter();
     error.CloseWriter();
-    if (!ReadBoth(output, error, end, cutOff, stop))
+    if (!ReadBoth(output, error, end, tool.mostBytes, cutOff, stop))
     {
         end.isCutOff = true;
         ::kill(-process, SIGKILL);

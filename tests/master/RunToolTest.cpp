@@ -1,4 +1,4 @@
-#include "master/slurm/RunTool.h"
+#include "master/run/RunTool.h"
 
 #include <thread>
 

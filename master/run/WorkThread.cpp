@@ -1,4 +1,4 @@
-#include "master/slurm/WorkThread.h"
+#include "master/run/WorkThread.h"
 
 #include <utility>
 
