@@ -199,6 +199,20 @@ class SlurmOrders(OnSlurm):
         self.wait_for(job)
         self.assertEqual([int(frame) for frame in self.begun()], [5, 6, 4, 7, 3, 8, 2, 9, 1])
 
+    def test_a_new_order_counts_for_what_has_not_begun(self):
+        self.start_master()
+        job = self.once(9)
+        self.wait_for_begun(1)
+        there = lambda: {task.get("slurmId") for task in self.tasks(job)} - {None}
+        wait_until(lambda: len(there()) == 9)
+        before = there()
+        self.corvan("set", job, "FrameOrder=middle")
+        wait_until(lambda: len(there() - before) == 8)
+        self.go()
+        self.wait_for(job)
+        self.assertEqual([int(frame) for frame in self.begun()], [1, 5, 6, 4, 7, 3, 8, 2, 9])
+        self.no_two_at_a_time()
+
     def test_what_waits_for_another_job_is_given_to_slurm_when_that_is_done(self):
         self.start_master()
         first = self.once(1)
