@@ -45,6 +45,7 @@ Client::Client() : CorvanClientApp("Corvan", ostrel::k_LogError, ostrel::k_LogNo
     KeepAnswers<corvan::JobListMsg>();
     KeepAnswers<corvan::TaskListMsg>();
     KeepAnswers<corvan::TaskLogMsg>();
+    KeepAnswers<corvan::NodeListMsg>();
     KeepAnswers<corvan::AcceptedMsg>();
     KeepAnswers<corvan::RefusedMsg>();
     m_connections.push_back(corvan::MessengerDisconnectedEvt::s_Signal.ConnectFunction(

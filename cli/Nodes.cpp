@@ -1,5 +1,4 @@
 #include <CLI/CLI.hpp>
-#include <algorithm>
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 

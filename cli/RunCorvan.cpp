@@ -77,8 +77,9 @@ struct DeclaredVerb
 std::vector<DeclaredVerb> DeclareVerbs(CLI::App &app)
 {
     std::vector<DeclaredVerb> verbs;
-    for (const auto &make : {MakeSubmit, MakeList, MakeShow, MakeSet, MakeWait, MakeLog, MakeCancel,
-                             MakeRemove, MakeWatch, MakeCheck, MakeRequeue, MakeDelete, MakePlot})
+    for (const auto &make :
+         {MakeSubmit, MakeList, MakeShow, MakeSet, MakeWait, MakeLog, MakeCancel, MakeRemove,
+          MakeWatch, MakeCheck, MakeRequeue, MakeDelete, MakePlot, MakeNodes})
     {
         std::unique_ptr<Verb> verb = make();
         CLI::App *command = verb->Declare(app);

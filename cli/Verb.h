@@ -52,6 +52,7 @@ std::unique_ptr<Verb> MakeCheck();
 std::unique_ptr<Verb> MakeRequeue();
 std::unique_ptr<Verb> MakeDelete();
 std::unique_ptr<Verb> MakePlot();
+std::unique_ptr<Verb> MakeNodes();
 
 /// How JOB is explained in the help of each verb that takes one.
 inline constexpr const char *k_JobHelp =

@@ -18,7 +18,7 @@ foreach(component common cli window master)
     install(FILES ${debian}/copyright ${PROJECT_BINARY_DIR}/packaging/changelog.gz
         DESTINATION ${docs} COMPONENT ${component} EXCLUDE_FROM_ALL)
 endforeach()
-install(FILES ${PROJECT_SOURCE_DIR}/docs/service.md
+install(FILES ${PROJECT_SOURCE_DIR}/docs/notices.md ${PROJECT_SOURCE_DIR}/docs/service.md
     DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${package_master} COMPONENT master EXCLUDE_FROM_ALL)
 install(FILES ${debian}/corvan-master.service
     DESTINATION /lib/systemd/system COMPONENT master EXCLUDE_FROM_ALL)

@@ -13,7 +13,8 @@ constexpr std::size_t k_MaxFormatBytes = 64u << 10; ///< All image-format patter
 constexpr std::size_t k_MaxNameBytes = 256;
 constexpr std::size_t k_MaxParameters = 1000;
 constexpr std::size_t k_MaxJobIds = 10'000;
-constexpr std::size_t k_MaxTasks = 400'000; ///< In one list.
-constexpr std::size_t k_MaxGathered = 1000; ///< Messages that come as one.
+constexpr std::size_t k_MaxTasks = 400'000;   ///< In one list.
+constexpr std::size_t k_MaxGathered = 1000;   ///< Messages that come as one.
+constexpr std::size_t k_MaxReasonBytes = 500; ///< Of why a machine is drained.
 
 } // namespace corvan

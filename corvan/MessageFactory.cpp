@@ -40,6 +40,9 @@ const MessageKind k_kinds[] = {
     {wire::Envelope::kTaskList, &TaskListMsg::s_Type, &Make<TaskListMsg>},
     {wire::Envelope::kGetTaskLog, &GetTaskLogMsg::s_Type, &Make<GetTaskLogMsg>},
     {wire::Envelope::kTaskLog, &TaskLogMsg::s_Type, &Make<TaskLogMsg>},
+    {wire::Envelope::kListNodes, &ListNodesMsg::s_Type, &Make<ListNodesMsg>},
+    {wire::Envelope::kNodeList, &NodeListMsg::s_Type, &Make<NodeListMsg>},
+    {wire::Envelope::kSetNode, &SetNodeMsg::s_Type, &Make<SetNodeMsg>},
     {wire::Envelope::kAccepted, &AcceptedMsg::s_Type, &Make<AcceptedMsg>},
     {wire::Envelope::kRefused, &RefusedMsg::s_Type, &Make<RefusedMsg>},
 };

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "corvan/Digit.h"
 #include "corvan/Limits.h"
 #include "corvan/MessageReader.h"
 #include "corvan/ParameterCheck.h"
@@ -38,6 +39,12 @@ const UID GetTaskLogMsg::s_Type("b3e5c54d-8be8-483a-86b1-24079b17ece1", true);
 GetTaskLogMsg::Signal GetTaskLogMsg::s_Signal;
 const UID TaskLogMsg::s_Type("7a71cabc-86e3-4e5a-bf88-9e3a4e791397", true);
 TaskLogMsg::Signal TaskLogMsg::s_Signal;
+const UID ListNodesMsg::s_Type("5f0e6c1d-93b2-4f7a-8a55-2d1c7be0a4f3", true);
+ListNodesMsg::Signal ListNodesMsg::s_Signal;
+const UID NodeListMsg::s_Type("e8a4d7b0-61c3-4c1e-b2f9-7a50c9d3e61b", true);
+NodeListMsg::Signal NodeListMsg::s_Signal;
+const UID SetNodeMsg::s_Type("90b7f2a6-1e4d-4d88-9c3b-f5e2a8c07d14", true);
+SetNodeMsg::Signal SetNodeMsg::s_Signal;
 const UID AcceptedMsg::s_Type("e25ac1bb-cabb-43ee-b840-b3ea327e3597", true);
 AcceptedMsg::Signal AcceptedMsg::s_Signal;
 const UID RefusedMsg::s_Type("34e22a73-5914-4c4f-ae5b-37f3dd21096d", true);
@@ -70,6 +77,17 @@ void WriteTask(const TaskInfo &task, wire::Task &wireTask)
 String OptionalText(const UID &id)
 {
     return id.IsNil() ? String() : id.ToString();
+}
+
+bool IsNodeName(const String &name)
+{
+    const auto isMeant = [](char c)
+    {
+        return IsDigit(c) || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '.' ||
+               c == '_' || c == '-';
+    };
+    return !name.empty() && name.size() <= k_MaxNameBytes && name.front() != '-' &&
+           std::ranges::all_of(name, isMeant);
 }
 
 bool ReadTask(const wire::Task &wireTask, TaskInfo &task, String *reason)
@@ -297,6 +315,79 @@ bool TaskLogMsg::Read(const wire::Envelope &envelope, String *reason)
     attempt = body.attempt();
     text = body.text();
     return ReadId(body.job(), "job", job, reason);
+}
+
+void ListNodesMsg::Write(wire::Envelope &envelope) const
+{
+    envelope.mutable_list_nodes();
+}
+
+bool ListNodesMsg::Read(const wire::Envelope &, String *)
+{
+    return true;
+}
+
+void NodeListMsg::Write(wire::Envelope &envelope) const
+{
+    wire::NodeList &body = *envelope.mutable_node_list();
+    for (const NodeInfo &node : nodes)
+    {
+        wire::Node &wireNode = *body.add_nodes();
+        wireNode.set_name(MakeUtf8(node.name));
+        wireNode.set_state(MakeUtf8(node.state));
+        wireNode.set_done(node.done);
+        wireNode.set_failed(node.failed);
+        wireNode.set_bad(node.bad);
+        wireNode.set_failed_job(OptionalText(node.failedJob));
+        wireNode.set_failed_task(node.failedTask);
+        wireNode.set_failed_reason(MakeUtf8(node.failedReason));
+        wireNode.set_failed_at(node.failedAt);
+        wireNode.set_suspicion(MakeUtf8(node.suspicion));
+    }
+}
+
+bool NodeListMsg::Read(const wire::Envelope &envelope, String *reason)
+{
+    nodes.clear();
+    for (const wire::Node &wireNode : envelope.node_list().nodes())
+    {
+        NodeInfo &node = nodes.emplace_back();
+        node.name = wireNode.name();
+        node.state = wireNode.state();
+        node.done = wireNode.done();
+        node.failed = wireNode.failed();
+        node.bad = wireNode.bad();
+        if (!ReadOptionalId(wireNode.failed_job(), "job", node.failedJob, reason))
+            return false;
+        node.failedTask = wireNode.failed_task();
+        node.failedReason = wireNode.failed_reason();
+        node.failedAt = wireNode.failed_at();
+        node.suspicion = wireNode.suspicion();
+    }
+    return true;
+}
+
+void SetNodeMsg::Write(wire::Envelope &envelope) const
+{
+    wire::SetNode &body = *envelope.mutable_set_node();
+    body.set_node(MakeUtf8(node));
+    body.set_drain(drains);
+    body.set_reason(MakeUtf8(reason));
+}
+
+bool SetNodeMsg::Read(const wire::Envelope &envelope, String *whyNot)
+{
+    const wire::SetNode &body = envelope.set_node();
+    node = body.node();
+    drains = body.drain();
+    reason = body.reason();
+    if (!IsNodeName(node))
+        *whyNot = "\"" + Excerpt(node) + "\" is no name of a machine";
+    else if (reason.size() > k_MaxReasonBytes || !IsUtf8(reason) || HasControlCharacters(reason))
+        *whyNot = "the reason is no line of at most " + std::to_string(k_MaxReasonBytes) + " bytes";
+    else
+        return true;
+    return false;
 }
 
 void AcceptedMsg::Write(wire::Envelope &envelope) const

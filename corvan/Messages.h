@@ -259,6 +259,66 @@ public:
     String text;
 };
 
+/// Client to Master: which machines run the tasks, and how have they done lately?
+class ListNodesMsg : public MessageOf<ListNodesMsg>
+{
+public:
+    static const UID s_Type;
+    static Signal s_Signal;
+    static constexpr const char *s_Name = "ListNodes";
+    static constexpr Direction s_Direction = Direction::ToMaster;
+
+    void Write(wire::Envelope &envelope) const override;
+    bool Read(const wire::Envelope &envelope, String *reason) override;
+};
+
+/// A machine, and what became of tasks on it lately.
+struct NodeInfo
+{
+    String name;
+    String state{}; ///< As the cluster calls it; empty where there is none.
+    unsigned done = 0;
+    unsigned failed = 0;
+    unsigned bad = 0; ///< Done, and then found to be bad.
+    UID failedJob;    ///< Of the last one that failed or is bad; nil where there is none.
+    unsigned failedTask = 0;
+    String failedReason{};
+    String failedAt{};  ///< ISO 8601 UTC.
+    String suspicion{}; ///< Why it seems to be at fault; empty where it does not.
+};
+
+/// Master to client: the machines, by their names.
+class NodeListMsg : public MessageOf<NodeListMsg>
+{
+public:
+    static const UID s_Type;
+    static Signal s_Signal;
+    static constexpr const char *s_Name = "NodeList";
+    static constexpr Direction s_Direction = Direction::FromMaster;
+
+    void Write(wire::Envelope &envelope) const override;
+    bool Read(const wire::Envelope &envelope, String *reason) override;
+
+    std::vector<NodeInfo> nodes;
+};
+
+/// Client to Master: nothing more is to be begun on this machine, or it is to be used again.
+class SetNodeMsg : public MessageOf<SetNodeMsg>
+{
+public:
+    static const UID s_Type;
+    static Signal s_Signal;
+    static constexpr const char *s_Name = "SetNode";
+    static constexpr Direction s_Direction = Direction::ToMaster;
+
+    void Write(wire::Envelope &envelope) const override;
+    bool Read(const wire::Envelope &envelope, String *whyNot) override;
+
+    String node; ///< One name: letters, digits, ".", "_" and "-".
+    bool drains = false;
+    String reason; ///< One line.
+};
+
 /// Master to client: done, and on disk.
 class AcceptedMsg : public MessageOf<AcceptedMsg>
 {

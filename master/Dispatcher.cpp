@@ -86,8 +86,22 @@ void Dispatcher::Carry(const ClientRequest &request)
         m_answers.SendTasks(request, *tasks);
     else if (const auto *log = dynamic_cast<const corvan::GetTaskLogMsg *>(&message))
         m_answers.SendTaskLog(request, *log);
+    else if (dynamic_cast<const corvan::ListNodesMsg *>(&message))
+        WishOfNodes(request, std::nullopt);
+    else if (const auto *node = dynamic_cast<const corvan::SetNodeMsg *>(&message))
+        WishOfNodes(request, NodeWish::Order{node->node, node->drains, node->reason});
     else
         request.Refuse(k_not_taken, UID());
+}
+
+void Dispatcher::WishOfNodes(const ClientRequest &request, std::optional<NodeWish::Order> order)
+{
+    _CallEntry call("Dispatcher::WishOfNodes", __FILE__, __LINE__);
+
+    request.outbox.Wish({.client = request.caller.client,
+                         .serial = request.message.serial,
+                         .who = request.caller.who,
+                         .order = std::move(order)});
 }
 
 void Dispatcher::Follow(const ClientRequest &request, const corvan::FollowJobMsg &message)

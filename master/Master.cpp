@@ -4,8 +4,10 @@
 #include <boost/asio/post.hpp>
 #include <cassert>
 #include <filesystem>
+#include <unistd.h>
 
 #include "corvan/Parameters.h"
+#include "corvan/Utf8.h"
 #include "master/LoopClock.h"
 #include "master/door/Server.h"
 #include "master/store/StoreFiles.h"
@@ -27,6 +29,14 @@ constexpr std::chrono::seconds k_retry_after{1};
 // To look at what runs takes a fiftieth of the time at most, where much runs.
 constexpr int k_pause_for_look = 50;
 constexpr std::chrono::milliseconds k_longest_look_pause{60'000};
+
+// What the machine calls itself.
+String OwnNode()
+{
+    char name[256] = "";
+    ::gethostname(name, sizeof name - 1);
+    return corvan::MakeUtf8(name);
+}
 
 Path LogFolder(const MasterSettings &settings, const UID &master)
 {
@@ -86,6 +96,8 @@ Master::Master(boost::asio::io_context &loop, const MasterSettings &settings,
       m_foresight(m_store, m_cache, m_scheduler, *m_clock, std::move(surroundings.logLooks),
                   settings.foresight),
       m_notices(m_store, m_cache, *m_clock, settings.notices, std::move(surroundings.tools)),
+      m_ownNode(OwnNode()), m_nodes(*m_clock),
+      m_nodeWishes(m_nodes, m_runner, [this](Outbox outbox) { AnswerLater(std::move(outbox)); }),
       m_retention(*m_clock, {m_store, m_cache, m_dispatcher, m_scheduler, m_logs},
                   settings.keepDays, [this](const Outbox &outbox) { CarryOut(outbox); }),
       m_retryAlarm(m_clock->MakeAlarm()), m_pauseAlarm(m_clock->MakeAlarm()),
@@ -355,7 +367,14 @@ void Master::ForgetRuns()
     m_startedRuns.clear();
     m_queued.clear();
     for (const RunResult &result : m_results)
+    {
+        if (const auto judged = m_scheduler.JudgeRun(result, m_ownNode))
+            m_nodes.Note(judged->node,
+                         {judged->job, judged->task,
+                          judged->hasFailed ? NodeBook::Outcome::Failed : NodeBook::Outcome::Done,
+                          judged->why});
         m_scheduler.Forget(result.run);
+    }
     m_results.clear();
 }
 
@@ -468,12 +487,32 @@ void Master::CarryOut(const Outbox &outbox)
     for (const UID &job : outbox.ChangedJobs())
         if (const auto reason = Attempt([&] { m_scheduler.TellRunner(job); }))
             ostrel::LogError(*reason);
+    for (const NodeWish &wish : outbox.NodeWishes())
+        m_nodeWishes.CarryOut(wish);
     for (const Outgoing &message : outbox.Messages())
         Send(message);
     for (const UID &job : outbox.Progress())
         m_progress.Note(job, m_clock->Now());
     if (!outbox.Progress().empty())
         SendProgress();
+}
+
+// What was wished for before has come about, or not.
+void Master::AnswerLater(Outbox outbox)
+{
+    _CallEntry call("Master::AnswerLater", __FILE__, __LINE__);
+
+    if (m_isStopping)
+        return;
+    const auto reason = Attempt(
+        [&]
+        {
+            JobStore::Turn turn(m_store);
+            Commit(turn, outbox);
+        });
+    if (reason)
+        ostrel::LogError(*reason);
+    CarryOut(outbox);
 }
 
 void Master::Send(const Outgoing &message)

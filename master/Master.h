@@ -12,6 +12,8 @@
 #include "master/Followers.h"
 #include "master/Foresight.h"
 #include "master/JobCache.h"
+#include "master/NodeBook.h"
+#include "master/NodeWishes.h"
 #include "master/Notices.h"
 #include "master/ProgressNews.h"
 #include "master/Retention.h"
@@ -122,6 +124,7 @@ private:
     std::vector<Scheduler::Planned> PlanOnDisk();
 
     void CarryOut(const Outbox &outbox);
+    void AnswerLater(Outbox outbox);
     void Send(const Outgoing &message);
     void SendProgress();
     void TellProgress(const UID &job, Outbox &outbox);
@@ -155,6 +158,9 @@ private:
     Scheduler m_scheduler;
     Foresight m_foresight;
     Notices m_notices;
+    const String m_ownNode;
+    NodeBook m_nodes;
+    NodeWishes m_nodeWishes;
     ProgressNews m_progress;
     Retention m_retention;
 

@@ -83,8 +83,9 @@ void NodeWishes::Set(const NodeWish &wish, const NodeWish::Order &order)
         outbox.Refuse(wish.client, wish.serial, "SetNode " + node, why, UID());
         m_answer(std::move(outbox));
     };
-    const String reason =
-        order.reason.empty() ? "drained by " + wish.who.user + " through corvan" : order.reason;
+    String reason = order.reason;
+    if (reason.empty())
+        reason = "drained by " + wish.who.user + " through corvan";
     const auto done = [this, wish, order, reason, refuse](const String &words)
     {
         if (!words.empty())

@@ -103,6 +103,13 @@ void Outbox::RenewRuns(const UID &job)
     m_jobsToRenew.push_back(job);
 }
 
+void Outbox::Wish(NodeWish wish)
+{
+    _CallEntry call("Outbox::Wish", __FILE__, __LINE__);
+
+    m_nodeWishes.push_back(std::move(wish));
+}
+
 void Outbox::Audit(AuditEntry entry)
 {
     _CallEntry call("Outbox::Audit", __FILE__, __LINE__);
@@ -119,6 +126,7 @@ void Outbox::Append(Outbox &&other)
     MoveAll(other.m_runsToEnd, m_runsToEnd);
     MoveAll(other.m_jobsToTry, m_jobsToTry);
     MoveAll(other.m_jobsToRenew, m_jobsToRenew);
+    MoveAll(other.m_nodeWishes, m_nodeWishes);
     m_changedJobs.merge(other.m_changedJobs);
     m_refusals += std::exchange(other.m_refusals, 0);
     MoveAll(other.m_audit, m_audit);

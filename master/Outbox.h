@@ -1,6 +1,7 @@
 #pragma once
 
 #include <map>
+#include <optional>
 #include <set>
 #include <vector>
 
@@ -18,6 +19,22 @@ struct RunsToEnd
     std::map<unsigned, unsigned> kept;
 
     friend bool operator==(const RunsToEnd &, const RunsToEnd &) = default;
+};
+
+/// What a client wants of the machines. It is answered later: others may have to be asked.
+struct NodeWish
+{
+    ClientNumber client = 0;
+    std::uint64_t serial = 0;
+    Identity who;
+    /// What is to become of a machine; nothing where the client asks what there are.
+    struct Order
+    {
+        String node;
+        bool drains = false;
+        String reason;
+    };
+    std::optional<Order> order;
 };
 
 /// What is to be done once the changes of a turn are on disk, and not at all where they are not.
@@ -45,6 +62,8 @@ public:
     /// What the commands of the job that have not begun yet were made of has changed.
     void RenewRuns(const UID &job);
 
+    void Wish(NodeWish wish);
+
     /// For the audit log, which has it before anything is answered.
     void Audit(AuditEntry entry);
 
@@ -70,6 +89,10 @@ public:
     {
         return m_jobsToRenew;
     }
+    const std::vector<NodeWish> &NodeWishes() const
+    {
+        return m_nodeWishes;
+    }
     /// Whose status or priority was told.
     const std::set<UID> &ChangedJobs() const
     {
@@ -93,6 +116,7 @@ private:
     std::vector<UID> m_jobsToTry;
     std::vector<UID> m_jobsToRenew;
     std::set<UID> m_changedJobs;
+    std::vector<NodeWish> m_nodeWishes;
     std::size_t m_refusals = 0;
     std::vector<AuditEntry> m_audit;
 };

@@ -45,6 +45,8 @@ const NeedRow k_needs[] = {
     {corvan::ListJobsMsg::s_Type, Right::Watch, &NoJob},
     {corvan::GetTasksMsg::s_Type, Right::Watch, &NoJob},
     {corvan::GetTaskLogMsg::s_Type, Right::Watch, &NoJob},
+    {corvan::ListNodesMsg::s_Type, Right::Watch, &NoJob},
+    {corvan::SetNodeMsg::s_Type, Right::Administer, &NoJob},
     {corvan::JobMsg::s_Type, Right::Submit, &JobOfNew},
     Edits<corvan::JobParameterMsg>(),
     Edits<corvan::JobParametersMsg>(),
@@ -76,6 +78,8 @@ String FindMissingRight(const Identity &who, Right needed, const String &owner)
         return {};
     case Right::Submit:
         return who.role >= Role::Submit ? String() : Missing(who, "submit");
+    case Right::Administer:
+        return who.role >= Role::Admin ? String() : Missing(who, "admin");
     case Right::Edit:
         break;
     }

@@ -18,6 +18,7 @@ enum class Right
     Watch,
     Submit,
     Edit, ///< Of the job that it is about.
+    Administer,
 };
 
 /// The right that a message needs, and the job that it is about: nil where that does not matter.

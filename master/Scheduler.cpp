@@ -55,11 +55,12 @@ void Complete(JobState &state, Outbox &outbox)
     ChangeStatus(state, state.tasksFailed == 0 ? JobStatus::Done : JobStatus::Failed, outbox);
 }
 
-String HowItFailed(const TaskState &task)
+// Of a task or of a run.
+template <typename End> String HowItFailed(const End &end)
 {
-    const String how = task.exitCode == -1 ? String("it was ended by a signal")
-                                           : String("exit code " + std::to_string(task.exitCode));
-    return task.reason.empty() ? how : task.reason;
+    const String how = end.exitCode == -1 ? String("it was ended by a signal")
+                                          : String("exit code " + std::to_string(end.exitCode));
+    return end.reason.empty() ? how : end.reason;
 }
 
 } // namespace
@@ -561,6 +562,34 @@ void Scheduler::FailRun(int number, const String &why)
     ostrel::LogWarning("task " + std::to_string(found->second.task) + " of job " +
                        found->second.job.ToString() + ": " + why);
     m_runner.End(number);
+}
+
+std::optional<Scheduler::NodeResult> Scheduler::JudgeRun(const RunResult &result,
+                                                         const String &ownNode) const
+{
+    _CallEntry call("Scheduler::JudgeRun", __FILE__, __LINE__);
+
+    const auto found = m_runs.find(result.run);
+    if (found == m_runs.end() || found->second.isEnding)
+        return std::nullopt;
+    const RunEnd end = EndOf(result, found->second);
+    const bool isElsewhere = m_runner.BatchSize() > 0;
+    // What cannot be started here is trouble of the Master's own, and of the job; what somebody has
+    // cancelled there is nobody's fault.
+    const bool isNobodysFault =
+        end.isLost ? !end.machineFailed
+                   : !end.isStarted && (!isElsewhere || end.place.state == "CANCELLED" ||
+                                        end.place.state == "REVOKED");
+    if (isNobodysFault)
+        return std::nullopt;
+    NodeResult judged{isElsewhere ? end.place.node : ownNode,
+                      found->second.job,
+                      found->second.task,
+                      !end.IsSuccess(),
+                      {}};
+    if (judged.hasFailed)
+        judged.why = HowItFailed(end);
+    return judged;
 }
 
 std::optional<std::chrono::milliseconds> Scheduler::TimeOf(int number) const

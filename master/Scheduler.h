@@ -107,6 +107,17 @@ public:
     /// Ends a command, whose try has failed then, for this reason. Once; nothing happens for one
     /// that ends already.
     void FailRun(int run, const String &why);
+    /// What is known of how a run ended, for whoever judges its machine: nothing where it was ended
+    /// from outside, and where nobody knows its machine or it is no fault of it.
+    struct NodeResult
+    {
+        String node;
+        UID job;
+        unsigned task = 0;
+        bool hasFailed = false;
+        String why;
+    };
+    std::optional<NodeResult> JudgeRun(const RunResult &result, const String &ownNode) const;
     /// How long a command has run; nothing where it is not known when it was started.
     std::optional<std::chrono::milliseconds> TimeOf(int run) const;
 

@@ -16,7 +16,7 @@ enum class Role
     Submit,  ///< Hand in jobs.
     EditOwn, ///< Change the jobs that are the user's own.
     EditAll, ///< Change all jobs.
-    Admin,   ///< Comes in where the Master has no room for others.
+    Admin,   ///< Drain machines; comes in where the Master has no room for others.
 };
 
 /// "watch", "submit", "edit-own", "edit-all", "admin".

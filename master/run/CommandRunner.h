@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <functional>
+#include <map>
 #include <optional>
 #include <string>
 #include <utility>
@@ -166,6 +167,22 @@ public:
     virtual void Withdraw(int) {}
     /// The runs of a job that wait are not to begin, or may; and how urgent they are.
     virtual void SetJob(const UID &, bool, int) {}
+    /// What is to become of a machine: nothing more is begun there, or it is used again. `done` is
+    /// told why not, in the words of whoever decides; empty where it is so. Later, on the loop.
+    /// False where the machines are not the runner's to set.
+    using NodeSet = std::function<void(const String &words)>;
+    virtual bool SetNode(const String & /*node*/, bool /*drains*/, const String & /*reason*/,
+                         NodeSet /*done*/)
+    {
+        return false;
+    }
+    /// Tells later, on the loop, what state the machines are in, by their names; nothing where
+    /// nobody knows. False where there is nothing to know.
+    using NodeStates = std::function<void(const std::map<String, String> &states)>;
+    virtual bool AskNodes(NodeStates /*done*/)
+    {
+        return false;
+    }
     /// Nothing for a run that is not there, and where there is nothing to tell.
     virtual std::optional<RunPlace> PlaceOf(int) const
     {

@@ -98,6 +98,11 @@ public:
     virtual String Cancel(const ArrayName &array, const std::vector<unsigned> &elements) = 0;
     virtual String Hold(const ArrayName &array) = 0;
     virtual String Release(const ArrayName &array) = 0;
+    /// A machine takes no more, or is used again.
+    virtual String SetNode(const std::string &node, bool drains, const std::string &reason) = 0;
+    /// States of the machines by their names: "idle", "drained (bad memory)". Nothing where there
+    /// is no answer.
+    virtual std::map<String, String> ReadNodes() = 0;
     virtual String SetNice(const ArrayName &array, int nice) = 0;
 };
 

@@ -202,6 +202,25 @@ String SlurmCommands::Release(const ArrayName &array)
     return Run({"scontrol", "release", "jobname=" + array.name}).words;
 }
 
+String SlurmCommands::SetNode(const std::string &node, bool drains, const std::string &reason)
+{
+    _CallEntry call("SlurmCommands::SetNode", __FILE__, __LINE__);
+
+    std::vector<std::string> arguments = {"scontrol", "update", "NodeName=" + node,
+                                          drains ? "State=DRAIN" : "State=RESUME"};
+    if (drains)
+        arguments.push_back("Reason=" + reason);
+    return Run(std::move(arguments)).words;
+}
+
+std::map<String, String> SlurmCommands::ReadNodes()
+{
+    _CallEntry call("SlurmCommands::ReadNodes", __FILE__, __LINE__);
+
+    const Printed nodes = Run({"sinfo", "--noheader", "--Node", "--format=%N|%T|%E"});
+    return nodes.words.empty() ? ReadNodeLines(nodes.output) : std::map<String, String>();
+}
+
 String SlurmCommands::SetNice(const ArrayName &array, int nice)
 {
     _CallEntry call("SlurmCommands::SetNice", __FILE__, __LINE__);

@@ -37,6 +37,8 @@ public:
     String Cancel(const ArrayName &array, const std::vector<unsigned> &elements) override;
     String Hold(const ArrayName &array) override;
     String Release(const ArrayName &array) override;
+    String SetNode(const std::string &node, bool drains, const std::string &reason) override;
+    std::map<String, String> ReadNodes() override;
     String SetNice(const ArrayName &array, int nice) override;
 
 private:

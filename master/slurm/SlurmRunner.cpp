@@ -229,6 +229,29 @@ std::optional<RunPlace> SlurmRunner::PlaceOf(int run) const
     return m_book->PlaceOf(run);
 }
 
+bool SlurmRunner::SetNode(const String &node, bool drains, const String &reason, NodeSet done)
+{
+    _CallEntry call("SlurmRunner::SetNode", __FILE__, __LINE__);
+
+    m_commands.Add(
+        [this, node, drains, reason, done = std::move(done)]
+        {
+            const String words = m_cluster->SetNode(node, drains, reason);
+            boost::asio::post(m_loop, [done, words] { done(words); });
+        });
+    return true;
+}
+
+bool SlurmRunner::AskNodes(NodeStates done)
+{
+    _CallEntry call("SlurmRunner::AskNodes", __FILE__, __LINE__);
+
+    m_commands.Add(
+        [this, done = std::move(done)]
+        { boost::asio::post(m_loop, [done, states = m_cluster->ReadNodes()] { done(states); }); });
+    return true;
+}
+
 // The listener is not called from within the Master's calls.
 void SlurmRunner::Change()
 {

@@ -61,6 +61,8 @@ public:
     void Withdraw(int run) override;
     void SetJob(const UID &job, bool isHeld, int priority) override;
     std::optional<RunPlace> PlaceOf(int run) const override;
+    bool SetNode(const String &node, bool drains, const String &reason, NodeSet done) override;
+    bool AskNodes(NodeStates done) override;
 
 private:
     // An array that is to be handed over.

@@ -167,6 +167,25 @@ std::vector<QueueLine> ReadQueueLines(std::string_view text)
     return lines;
 }
 
+std::map<String, String> ReadNodeLines(std::string_view text)
+{
+    std::map<String, String> states;
+    while (!text.empty())
+    {
+        std::string_view line = TakePart(text, '\n');
+        const std::string_view name = Trimmed(TakePart(line, '|'));
+        const std::string_view state = Trimmed(TakePart(line, '|'));
+        const std::string_view reason = Trimmed(line);
+        if (name.empty() || state.empty())
+            continue;
+        String told = corvan::MakeUtf8(state);
+        if (!reason.empty() && reason != "none")
+            told += " (" + corvan::MakeUtf8(reason) + ")";
+        states[corvan::MakeUtf8(name)] = told;
+    }
+    return states;
+}
+
 ClusterLimits ReadConfig(std::string_view text)
 {
     ClusterLimits limits;
@@ -213,7 +232,7 @@ String WordsOf(std::string_view errors)
             words = line;
     }
     for (const std::string_view before :
-         {"Batch job submission failed: ", "slurm_load_jobs error: "})
+         {"Batch job submission failed: ", "slurm_load_jobs error: ", "slurm_update error: "})
         if (words.starts_with(before))
             words.remove_prefix(before.size());
     return corvan::Excerpt(corvan::MakeUtf8(words));

@@ -27,6 +27,10 @@ extern const char *const k_QueueFields;
 /// are left out.
 std::vector<QueueLine> ReadQueueLines(std::string_view text);
 
+/// Reads "node1|drained|bad memory" lines: names and states, "drained (bad memory)". A machine is
+/// there once for each of its partitions.
+std::map<String, String> ReadNodeLines(std::string_view text);
+
 /// Reads "Key = value" lines as `scontrol show config` prints them. Keys that are missing leave
 /// what is usual.
 ClusterLimits ReadConfig(std::string_view text);

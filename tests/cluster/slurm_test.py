@@ -1,6 +1,7 @@
 """A Master that hands its commands to a real Slurm."""
 
 import contextlib
+import json
 import os
 import pathlib
 import shutil
@@ -223,6 +224,54 @@ class SlurmOrders(OnSlurm):
         self.go()
         self.wait_for(later)
         self.assertEqual({task["tries"] for task in self.tasks(later)}, {1})
+
+
+class SlurmMachines(OnSlurm):
+    HIDDEN = "hidden"
+
+    def nodes(self):
+        return {node["name"]: node for node in json.loads(self.corvan("nodes", "--json"))}
+
+    def test_are_drained_and_used_again_on_the_administrators_word(self):
+        self.start_master()
+        self.assertEqual(self.nodes()["node2"]["state"], "idle")
+        self.corvan("nodes", "--drain", "node2", "--reason", "frames come out 'black'")
+        self.assertIn("frames come out 'black'", self.slurm("sinfo", "-h", "-R", "-o", "%E|%N"))
+        self.assertEqual(self.nodes()["node2"]["state"], "drained (frames come out 'black')")
+        self.assertIn("drained (frames", self.corvan("nodes"))
+        job = self.once(12, "")
+        self.wait_for(job)
+        self.assertEqual({task["node"] for task in self.tasks(job)}, {"node1", "node3"})
+        self.corvan("nodes", "--resume", "node2")
+        wait_until(lambda: self.nodes()["node2"]["state"] == "idle")
+        done = {name: node["done"] for name, node in self.nodes().items()}
+        self.assertEqual((done["node2"], sum(done.values())), (0, 12))
+
+    def test_that_slurm_refuses_are_refused_in_its_words(self):
+        self.start_master()
+        refused = self.run_corvan("nodes", "--drain", "nowhere", status=1).stderr
+        self.assertIn("Invalid node name specified", refused)
+        refused = self.run_corvan("nodes", "--drain", "node[1-3]", status=1).stderr
+        self.assertIn("is no name of a machine", refused)
+        self.assertEqual({node["state"] for node in self.nodes().values()}, {"idle"})
+
+    def test_where_several_jobs_fail_are_named(self):
+        self.start_master()
+        # What the first node does not see.
+        mark = self.cluster_folder / self.HIDDEN / "mark"
+        mark.touch()
+        script = f'[ -e {mark} ] || exit 7; sleep 0.2; echo > "$2"'
+        for _ in range(2):
+            job = self.submit_frames(script, 18)
+            # Where all three tries of a frame were on node1 the job has failed.
+            wait_until(lambda: self.show(job)["status"] in ("Done", "Failed"))
+        node = self.nodes()["node1"]
+        self.assertTrue(node["suspicious"], node)
+        self.assertIn("tasks of 2 jobs fail", node["suspicion"])
+        self.assertGreater(node["failed"], 1)
+        self.assertEqual(node["lastFailure"]["reason"], "exit code 7")
+        self.assertEqual([one for one in self.nodes().values() if one["suspicious"]], [node])
+        self.assertIn("node1 is suspicious", self.corvan("nodes"))
 
 
 class OtherMaster(OnSlurm):

@@ -115,6 +115,14 @@ TEST_F(MessageFactoryTest, WritesEveryMessageAsItWasRead)
             " tasks { index: 4 } }",
         "get_task_log { job: '" + job + "' task: 4000000000 }",
         "task_log { job: '" + job + "' task: 2 text: 'line 1\\nline 2' }",
+        "list_nodes { }",
+        "node_list { }",
+        "node_list { nodes { name: 'node1' state: 'idle' done: 4 failed: 2 bad: 1 failed_job: '" +
+            job +
+            "' failed_task: 7 failed_reason: 'no' failed_at: '2026-11-20T14:03:09Z'"
+            " suspicion: 'two' } nodes { name: 'node2' } }",
+        "set_node { node: 'node-1.farm_a' drain: true reason: 'bad memory' }",
+        "set_node { node: 'n' }",
         "accepted { job: '" + job + "' }",
         "accepted { }",
         "refused { what: 'Job' reason: 'no' job: '" + job + "' }",
@@ -148,6 +156,9 @@ TEST_F(MessageFactoryTest, MakesTheMessageOfEveryTypeAndOfNoOther)
         {TaskListMsg::s_Type, "TaskList", Direction::FromMaster},
         {GetTaskLogMsg::s_Type, "GetTaskLog", Direction::ToMaster},
         {TaskLogMsg::s_Type, "TaskLog", Direction::FromMaster},
+        {ListNodesMsg::s_Type, "ListNodes", Direction::ToMaster},
+        {NodeListMsg::s_Type, "NodeList", Direction::FromMaster},
+        {SetNodeMsg::s_Type, "SetNode", Direction::ToMaster},
         {AcceptedMsg::s_Type, "Accepted", Direction::FromMaster},
         {RefusedMsg::s_Type, "Refused", Direction::FromMaster},
     };
@@ -251,6 +262,22 @@ TEST_F(MessageFactoryTest, TakesAnIdentifierThatIsThereAgainOnce)
     const auto ask = ReadAs<GetJobInfoMsg>("get_job_info { jobs: '" + job + "' jobs: '" + other +
                                            "' jobs: '" + job + "' }");
     EXPECT_EQ(ask->jobs, (std::vector{UID(k_job, true), UID(k_other, true)}));
+}
+
+TEST_F(MessageFactoryTest, TakesNamesOfMachinesAlone)
+{
+    const std::pair<String, const char *> cases[] = {
+        {"set_node { }", "\"\" is no name of a machine"},
+        {"set_node { node: '-a' }", "is no name of a machine"},
+        {"set_node { node: 'a[1-3]' }", "is no name of a machine"},
+        {"set_node { node: 'a b' }", "is no name of a machine"},
+        {"set_node { node: 'a' drain: true reason: 'two\\nlines' }", "the reason is no line"},
+        {"set_node { node: 'a' reason: '" + String(std::string(501, 'x')) + "' }",
+         "the reason is no line"},
+    };
+    for (const auto &[text, reason] : cases)
+        EXPECT_NE(RefusalOf(Envelope(text)).find(reason), String::npos)
+            << RefusalOf(Envelope(text));
 }
 
 TEST_F(MessageFactoryTest, RefusesMoreThanALimit)

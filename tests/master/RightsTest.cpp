@@ -33,6 +33,7 @@ TEST(Rights, FollowFromTheRole)
         {Right::Edit, "anna", {"edit-own", "edit-own", "", "", ""}},
         {Right::Edit, "bert", {"edit-own", "edit-own", "edit-all", "", ""}},
         {Right::Edit, "", {"edit-own", "edit-own", "edit-all", "", ""}},
+        {Right::Administer, "", {"admin", "admin", "admin", "admin", ""}},
     };
     for (const auto &[right, owner, missing] : cases)
         for (int role = 0; role < 5; ++role)
@@ -67,6 +68,7 @@ TEST(Rights, AreSaidForEachMessageThatAClientMaySend)
         {"FollowJob", Right::Watch},   {"GetJobInfo", Right::Watch},   {"ListJobs", Right::Watch},
         {"GetTasks", Right::Watch},    {"GetTaskLog", Right::Watch},   {"Job", Right::Submit},
         {"JobParameter", Right::Edit}, {"JobParameters", Right::Edit}, {"RemoveJob", Right::Edit},
+        {"ListNodes", Right::Watch},   {"SetNode", Right::Administer},
     };
     std::size_t count = 0;
     for (const ostrel::UID &type : corvan::MessageFactory::Types())

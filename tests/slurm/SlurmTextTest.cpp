@@ -89,6 +89,15 @@ TEST(SlurmText, ReadsHowLongAnElementRuns)
         EXPECT_EQ(ReadSpan(text), std::nullopt) << text;
 }
 
+TEST(SlurmText, ReadsWhatStateTheMachinesAreIn)
+{
+    const std::map<String, String> expected = {{"node1", "idle"},
+                                               {"node2", "drained (bad | memory)"}};
+    EXPECT_EQ(ReadNodeLines("node1|idle|none\nnode2|drained|bad | memory\nnode1|idle|none\n"
+                            "|idle|none\nnode3\n\n"),
+              expected);
+}
+
 TEST(SlurmText, ReadsTheLimits)
 {
     const ClusterLimits limits = ReadConfig("Configuration data as of 2026-11-20T10:00:00\n"

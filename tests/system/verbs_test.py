@@ -4,6 +4,7 @@ import json
 import os
 import pathlib
 import pty
+import socket
 import subprocess
 import unittest
 
@@ -387,6 +388,28 @@ class Log(FarmTest):
         job = self.submit("exit", "--range", "1-3")
         done = self.run_corvan("log", job, "3", status=2)
         self.assertIn("the job has no task 3; it has 0 to 2", done.stderr)
+
+
+class Machines(FarmTest):
+    def test_are_those_that_run_tasks_and_what_became_of_them(self):
+        self.start_master()
+        self.assertEqual(json.loads(self.corvan("nodes", "--json")), [])
+        done = self.submit("echo > $2", "--range", "1-3", "--format", f"{self.folder}/f.%d.txt")
+        self.corvan("wait", done)
+        failed = self.submit("exit 7", "--range", "1", "--format", f"{self.folder}/g.%d.txt")
+        self.corvan("wait", failed, status=1)
+        [node] = json.loads(self.corvan("nodes", "--json"))
+        self.assertEqual(node["name"], socket.gethostname())
+        self.assertEqual((node["failed"], node["bad"], node["suspicious"]), (3, 0, False))
+        self.assertEqual((node["lastFailure"]["job"], node["lastFailure"]["reason"]), (failed, "exit code 7"))
+        self.assertIn(socket.gethostname(), self.corvan("nodes"))
+
+    def test_of_a_master_that_runs_its_commands_itself_are_not_drained(self):
+        self.start_master()
+        refused = self.run_corvan("nodes", "--drain", "node1", status=1).stderr
+        self.assertIn("machines of a cluster alone can be drained", refused)
+        self.run_corvan("nodes", "--drain", "node1", "--resume", "node2", status=2)
+        self.run_corvan("nodes", "--reason", "none", status=2)
 
 
 class Waiting(FarmTest):
