@@ -37,8 +37,8 @@ TEST(NodeTexts, AReportMarksWhatIsSuspiciousAndSaysWhy)
     good.done = 40;
     const NodeInfo nodes[] = {good, Suspicious()};
     EXPECT_EQ(NodesReport(nodes),
-              "MACHINE   STATE                   DONE  FAILED     BAD  LAST FAILURE\n"
-              "node1     idle                      40       0       0\n"
+              "MACHINE   STATE                    DONE  FAILED     BAD  LAST FAILURE\n"
+              "node1     idle                       40       0       0\n"
               "node2   ! drained (bad\\x1b[31m)       3      12       1  " +
                   MomentText(*ReadUtc("2026-11-20T14:03:09Z")) +
                   " aaaa1111 task 7: exit code 1\n"
