@@ -138,7 +138,11 @@ void Scheduler::Record(const RunResult &result, Outbox &outbox)
     else if (end.isStarted)
         RecordTask(*state, *task, end, outbox);
     else
-        RecordTrouble(*state, *task, end, outbox);
+    {
+        QueueAgain(*state, *task);
+        if (!run.isOutdated)
+            RecordTrouble(*state, end, outbox);
+    }
 }
 
 // Whoever was ended for what it did has failed, however it has ended.
@@ -192,13 +196,19 @@ void Scheduler::RecordLost(JobState &state, TaskState &task, const RunEnd &end, 
     m_taskPauses.Begin(state.id, task.index, 1, m_clock.Now());
 }
 
-void Scheduler::RecordTrouble(JobState &state, TaskState &task, const RunEnd &end, Outbox &outbox)
+void Scheduler::QueueAgain(const JobState &state, TaskState &task)
 {
-    _CallEntry call("Scheduler::RecordTrouble", __FILE__, __LINE__);
+    _CallEntry call("Scheduler::QueueAgain", __FILE__, __LINE__);
 
     task.status = JobStatus::Queued;
     --task.tries;
     m_store.Tasks().Save(state, task);
+}
+
+void Scheduler::RecordTrouble(JobState &state, const RunEnd &end, Outbox &outbox)
+{
+    _CallEntry call("Scheduler::RecordTrouble", __FILE__, __LINE__);
+
     if (!end.leadsOut)
         return Wait(state, end.reason, outbox);
     // Somebody has to change the job, its type or the folders.
@@ -612,6 +622,8 @@ void Scheduler::TryNow(const UID &job)
     m_jobPauses.End(job);
     m_taskPauses.End(job);
     m_losses.Forget(job);
+    for (auto &[number, run] : m_runs)
+        run.isOutdated = run.isOutdated || run.job == job;
 }
 
 std::optional<Clock::Moment> Scheduler::NextPauseEnd() const

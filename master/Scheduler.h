@@ -91,7 +91,8 @@ public:
     void Start(const std::vector<Planned> &planned, RunListener &listener,
                std::vector<RunResult> &failed);
 
-    /// No pause of the job counts any more.
+    /// No pause of the job counts any more, nor does what keeps a run from being started that was
+    /// begun before: its task is tried again, and that one tells.
     void TryNow(const UID &job);
     /// A command that was started, and is not to end for another reason than its own.
     struct StartedRun
@@ -147,6 +148,7 @@ private:
         Path log{};
         std::optional<Clock::Moment> started{}; // By this Master.
         String failure{};                       // Why it was ended and has failed.
+        bool isOutdated = false; // Somebody has wanted the job tried since.
     };
 
     // The batches that one plan makes, by job and offset.
@@ -158,7 +160,8 @@ private:
     void MarkRunning(JobState &state, TaskState &task);
     void RecordLost(JobState &state, TaskState &task, const RunEnd &end, Outbox &outbox);
     void Wait(JobState &state, const String &reason, Outbox &outbox);
-    void RecordTrouble(JobState &state, TaskState &task, const RunEnd &end, Outbox &outbox);
+    void QueueAgain(const JobState &state, TaskState &task);
+    void RecordTrouble(JobState &state, const RunEnd &end, Outbox &outbox);
     void RecordTask(JobState &state, TaskState &task, const RunEnd &end, Outbox &outbox);
     static void RecordTime(JobState &state, const Run &run, const RunEnd &end);
     RunEnd EndOf(const RunResult &result, const Run &run) const;

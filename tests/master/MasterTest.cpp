@@ -1,7 +1,6 @@
 #include "master/Master.h"
 
 #include <SQLiteCpp/Database.h>
-#include <algorithm>
 #include <atomic>
 #include <boost/make_shared.hpp>
 #include <filesystem>
@@ -160,14 +159,7 @@ TEST_F(MasterTest, RefusesFramesElsewhereAndPausesAJobThatALinkLeadsThere)
     EXPECT_EQ(ParameterOf(paused->job(), "TasksFailed"), "0");
     EXPECT_TRUE(std::filesystem::is_empty(out));
 
-    // What the other one tells would pause the job again.
-    const auto isRunning = [](const wire::Task &task) { return task.status() == 1; };
-    for (bool areAllOver = false; !areAllOver;)
-    {
-        const auto answer = client->Ask(GetTasksEnvelope(job));
-        ASSERT_TRUE(answer && answer->has_task_list());
-        areAllOver = std::ranges::none_of(answer->task_list().tasks(), isRunning);
-    }
+    // The other one may still have to tell of the link.
     std::filesystem::remove(in + "/away");
     ASSERT_TRUE(client->Ask(SetEnvelope(job, "Status", "0"))->has_accepted());
     ASSERT_TRUE(client->ReceiveUntil(IsNews("Status", "2")));

@@ -484,6 +484,46 @@ TEST_F(SchedulerTest, PausesAJobWithAPathThatLeadsOutAndFailsNoTask)
     EXPECT_EQ(m_runner.started.size(), 2u);
 }
 
+// Somebody has mended it meanwhile; whoever was begun before does not know.
+TEST_F(SchedulerTest, PassesOverTheTroubleOfWhatWasBegunBeforeSomebodyWantedItTried)
+{
+    const master::RunEnd troubles[] = {
+        {.isStarted = false, .reason = "no program x"},
+        {.isStarted = false, .reason = "Scene /a leads to /b", .leadsOut = true}};
+    for (const master::RunEnd &trouble : troubles)
+    {
+        m_runner.started.clear();
+        m_runner.slots = 2;
+        const JobState job = Add(*MakeTestJob({{"Range", "1-2"}}));
+        FillSlots();
+        ASSERT_EQ(m_runner.started.size(), 2u);
+        const int first = m_runner.started[0].run, second = m_runner.started[1].run;
+        Finish(first, trouble);
+        m_scheduler.TryNow(job.id);
+        JobState state = State(job.id);
+        state.status = JobStatus::Queued;
+        state.waiting.clear();
+        InTurn([&](Outbox &) { m_store.SaveState(state); });
+
+        EXPECT_EQ(News(Finish(second, trouble)), Texts{}) << trouble.reason;
+        EXPECT_EQ(State(job.id).status, JobStatus::Queued);
+        EXPECT_EQ(m_scheduler.NextPauseEnd(), std::nullopt);
+        const auto task = m_store.Tasks().Find(job, 1);
+        EXPECT_EQ(task->status, JobStatus::Queued);
+        EXPECT_EQ(task->tries, 0u);
+        EXPECT_EQ(task->failures, 0u);
+
+        FillSlots();
+        ASSERT_EQ(m_runner.started.size(), 4u) << "both are tried again";
+        EXPECT_NE(News(Finish(m_runner.started[2].run, trouble)), Texts{}) << "these know";
+        Finish(m_runner.started[3].run, trouble);
+        m_scheduler.TryNow(job.id);
+        state = State(job.id);
+        state.status = JobStatus::Cancelled;
+        InTurn([&](Outbox &) { m_store.SaveState(state); });
+    }
+}
+
 TEST_F(SchedulerTest, PlansNothingForATypeThatIsNotThereAndGoesOnWithTheOthers)
 {
     m_runner.slots = 5;
