@@ -100,12 +100,10 @@ bool MasterApp::Run(const CommandLine &commandLine)
     settings.checkPatience = k_check_patience;
     settings.notices = ReadNotices(Options());
 
+    const Engine engine = ReadEngine(commandLine, Options());
     const std::optional<CommandUser> user = ReadCommandUser(Options(), options.data);
     const std::size_t filesOfCommands = RaiseDescriptorLimit();
     boost::asio::io_context loop;
-    const Engine engine = ReadEngine(commandLine, Options());
-    if (user && engine != Engine::Local)
-        throw new UsageException("RunAs is for the engine local alone");
     (engine == Engine::Slurm ? settings.share : settings.formerShare) = ReadSlurmFolder(Options());
     const std::unique_ptr<CommandRunner> runner =
         engine == Engine::Slurm ? MakeSlurmRunner(loop, Options(), {k_patience, filesOfCommands})

@@ -125,6 +125,11 @@ Engine ReadEngine(const CommandLine &commandLine, const ostrel::IniFile &options
                                  ": it has to be local or slurm");
     if (commandLine.HasOption("slots"))
         throw new UsageException("--slots is for the engine local alone");
+    if (!options.GetValue("Master", "RunAs", String()).empty())
+        throw new UsageException(
+            "RunAs in section \"Master\" of the options is for the engine local "
+            "alone: a cluster runs commands as the user who hands them over, "
+            "which is the Master's");
     return Engine::Slurm;
 }
 

@@ -138,6 +138,43 @@ TEST_F(MasterOptionsTest, HaveCommandsRunAsAnotherUserWhoCannotEnterTheDataFolde
     EXPECT_EQ(master::ReadCommandUser(options, m_folder / "none")->name, "daemon");
 }
 
+TEST_F(MasterOptionsTest, SayWhoRunsTheCommands)
+{
+    const struct
+    {
+        std::vector<String> arguments;
+        const char *options;
+        std::string told; ///< Empty for the cluster.
+    } cases[] = {
+        {{}, "", "this machine"},
+        {{"--engine", "slurm"}, "", ""},
+        {{}, "[Master]\nEngine = slurm\n", ""},
+        {{"--engine", "local"}, "[Master]\nEngine = slurm\n", "this machine"},
+        {{"--engine", "moon"}, "", "--engine moon: it has to be local or slurm"},
+        {{}, "[Master]\nEngine = moon\n", "Engine = moon: it has to be local or slurm"},
+        {{"--engine", "slurm", "--slots", "2"}, "", "--slots is for the engine local alone"},
+        {{"--engine", "slurm"},
+         "[Master]\nRunAs = daemon\n",
+         "RunAs in section \"Master\" of the options is for the engine local alone: a cluster runs "
+         "commands as the user who hands them over, which is the Master's"},
+        {{"--engine", "local"}, "[Master]\nRunAs = daemon\n", "this machine"},
+    };
+    for (const auto &[arguments, text, told] : cases)
+    {
+        ostrel::IniFile options;
+        String error;
+        ASSERT_TRUE(options.Parse(text, &error));
+        master::Engine engine = master::Engine::Local;
+        const CommandLine commandLine(arguments, master::MasterCommandLineOptions());
+        const std::string thrown =
+            Thrown([&] { engine = master::ReadEngine(commandLine, options); });
+        const std::string found = thrown != "(nothing thrown)"      ? thrown
+                                  : engine == master::Engine::Local ? "this machine"
+                                                                    : "";
+        EXPECT_EQ(found, told);
+    }
+}
+
 TEST_F(MasterOptionsTest, NameABadValueOfTheEnvironment)
 {
     const EnvironmentGuard address("CORVAN_MASTER", "nowhere");
