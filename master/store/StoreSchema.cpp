@@ -4,6 +4,7 @@
 #include <SQLiteCpp/Transaction.h>
 
 #include "ostrel/Exception.h"
+#include "ostrel/Log.h"
 
 namespace master
 {
@@ -65,7 +66,8 @@ constexpr const char *k_migrations[] = {
     // What a job was when it came, and when it was over (0 for not yet). Of those that are over
     // already it is not known when: they count from here. The logs of jobs that were removed are
     // still to go. Of a job that is over, tasks next to each other of which the same is known are
-    // one row. No Master before had owners: what goes by their name, some client has made up.
+    // one row; the n-th that begins a run and the n-th that ends one are of one run. No Master
+    // before had owners: what goes by their name, some client has made up.
     R"(
     ALTER TABLE jobs ADD COLUMN submitted TEXT NOT NULL DEFAULT '';
     ALTER TABLE jobs ADD COLUMN finished INTEGER NOT NULL DEFAULT 0;
@@ -77,20 +79,32 @@ constexpr const char *k_migrations[] = {
 
     ALTER TABLE tasks ADD COLUMN count INTEGER NOT NULL DEFAULT 1;
 
-    CREATE TEMP TABLE packed AS
-    SELECT job, min(task) AS task, status, tries, failures, exit_code, reason, count(*) AS count
-    FROM (
-        SELECT *, task - row_number() OVER
-            (PARTITION BY job, status, tries, failures, exit_code, reason ORDER BY task) AS run
-        FROM tasks WHERE status IN (2, 3, 5) AND log < 0
-            AND job IN (SELECT number FROM jobs WHERE status IN (2, 3, 5)))
-    GROUP BY job, status, tries, failures, exit_code, reason, run;
+    CREATE TEMP TABLE firsts AS
+    SELECT task.* FROM jobs JOIN tasks AS task ON task.job = jobs.number
+        LEFT JOIN tasks AS before ON before.job = task.job AND before.task = task.task - 1
+            AND before.log < 0 AND before.status = task.status AND before.tries = task.tries
+            AND before.failures = task.failures AND before.exit_code = task.exit_code
+            AND before.reason = task.reason
+    WHERE jobs.status IN (2, 3, 5) AND task.status IN (2, 3, 5) AND task.log < 0
+        AND before.job IS NULL
+    ORDER BY task.job, task.task;
+    CREATE TEMP TABLE lasts AS
+    SELECT task.task FROM jobs JOIN tasks AS task ON task.job = jobs.number
+        LEFT JOIN tasks AS next ON next.job = task.job AND next.task = task.task + 1
+            AND next.log < 0 AND next.status = task.status AND next.tries = task.tries
+            AND next.failures = task.failures AND next.exit_code = task.exit_code
+            AND next.reason = task.reason
+    WHERE jobs.status IN (2, 3, 5) AND task.status IN (2, 3, 5) AND task.log < 0
+        AND next.job IS NULL
+    ORDER BY task.job, task.task;
     DELETE FROM tasks WHERE status IN (2, 3, 5) AND log < 0
         AND job IN (SELECT number FROM jobs WHERE status IN (2, 3, 5));
     INSERT INTO tasks(job, task, status, tries, failures, exit_code, reason, count)
-        SELECT job, task, status, tries, failures, exit_code, reason, count FROM packed
-        ORDER BY job, task;
-    DROP TABLE packed;
+        SELECT job, firsts.task, status, tries, failures, exit_code, reason,
+            lasts.task - firsts.task + 1
+        FROM firsts JOIN lasts ON lasts.rowid = firsts.rowid;
+    DROP TABLE firsts;
+    DROP TABLE lasts;
 
     DELETE FROM parameters WHERE name = 'Owner';
     )",
@@ -189,12 +203,18 @@ void MigrateStore(SQLite::Database &database, std::span<const char *const> migra
                                     " of a newer corvan-master; this one knows up to version " +
                                     std::to_string(known));
 
+    if (found > 0 && found < known)
+        ostrel::LogStatus("the job store is brought from version " + std::to_string(found) +
+                          " to version " + std::to_string(known) +
+                          "; with millions of tasks that takes a while");
     for (int version = found; version < known; ++version)
     {
         SQLite::Transaction transaction(database);
         database.exec(migrations[std::size_t(version)]);
         database.exec("PRAGMA user_version = " + std::to_string(version + 1));
         transaction.commit();
+        if (found > 0)
+            ostrel::LogStatus("the job store has version " + std::to_string(version + 1));
     }
 }
 
