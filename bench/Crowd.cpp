@@ -1,14 +1,12 @@
 #include "bench/Crowd.h"
 
-#include <condition_variable>
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <grpcpp/grpcpp.h>
-#include <mutex>
-#include <thread>
+#include <sys/epoll.h>
 
+#include "bench/BareConnection.h"
 #include "bench/Measure.h"
-#include "corvan/messages.grpc.pb.h"
 #include "tests/master/RawClient.h"
 
 namespace bench
@@ -18,6 +16,7 @@ namespace
 {
 
 constexpr std::chrono::minutes k_patience{3};
+constexpr int k_look_ms = 100; // Whether it is to end.
 
 } // namespace
 
@@ -56,85 +55,54 @@ std::string ChangeValue(std::uint64_t number)
     return std::to_string(number) + " " + std::to_string(NowNs());
 }
 
-/// One of the crowd. gRPC's threads call it.
-class Crowd::Member : public grpc::ClientBidiReactor<wire::Envelope, wire::Envelope>
+/// One of the crowd.
+class Crowd::Member
 {
 public:
-    Member(Crowd &crowd, const std::string &address, const std::string &job) : m_crowd(crowd)
+    Member(Crowd &crowd, const std::string &socketFile, const std::string &job)
+        : m_crowd(crowd), m_connection(socketFile), m_follow(FollowEnvelope(job))
     {
-        grpc::ChannelArguments arguments;
-        arguments.SetInt(GRPC_ARG_USE_LOCAL_SUBCHANNEL_POOL, 1);
-        m_channel =
-            grpc::CreateCustomChannel(address, grpc::InsecureChannelCredentials(), arguments);
-        m_stub = wire::Master::NewStub(m_channel);
-        m_context.set_wait_for_ready(true);
-
-        m_hello = HelloEnvelope();
-        m_hello.set_serial(1);
-        m_follow = FollowEnvelope(job);
+        wire::Envelope hello = HelloEnvelope();
+        hello.set_serial(1);
         m_follow.set_serial(2);
-        m_stub->async()->Connect(&m_context, this);
-        StartWrite(&m_hello);
-        StartRead(&m_incoming);
-        StartCall();
+        m_connection.Send(hello.SerializeAsString());
     }
 
-    ~Member() override
+    int Socket() const
     {
-        m_context.TryCancel();
-        std::unique_lock lock(m_mutex);
-        m_ended.wait(lock, [this] { return m_isOver; });
+        return m_connection.Socket();
     }
 
-    void OnReadDone(bool ok) override
+    /// What has come. False where the connection is over.
+    bool Read()
     {
-        if (!ok)
-            return;
-        const std::uint64_t before = m_last;
-        Take(m_incoming);
-        for (const std::string &part : m_incoming.gathered())
-        {
-            m_part.ParseFromString(part);
-            Take(m_part);
-        }
-        if (m_last != before)
-            ++m_crowd.m_arrivals.messages;
-        StartRead(&m_incoming);
-    }
-
-    void OnWriteDone(bool ok) override
-    {
-        if (ok)
-            FollowOnceBoth();
-    }
-
-    void OnDone(const grpc::Status &status) override
-    {
-        // The first is enough to see why.
-        if (++m_crowd.m_arrivals.gone == 1 && status.error_code() != grpc::StatusCode::CANCELLED)
-            std::fprintf(stderr, "a connection ended: %d, %s\n", status.error_code(),
-                         status.error_message().c_str());
-        const std::scoped_lock lock(m_mutex);
-        m_isOver = true;
-        m_ended.notify_all();
+        return m_connection.Read([this](std::string_view message) { TakeMessage(message); });
     }
 
 private:
+    void TakeMessage(std::string_view message)
+    {
+        static wire::Envelope s_incoming, s_part; // One thread reads, and their memory is kept.
+        const std::uint64_t before = m_last;
+        s_incoming.ParseFromArray(message.data(), int(message.size()));
+        Take(s_incoming);
+        for (const std::string &part : s_incoming.gathered())
+        {
+            s_part.ParseFromString(part);
+            Take(s_part);
+        }
+        if (m_last != before)
+            ++m_crowd.m_arrivals.messages;
+    }
+
     void Take(const wire::Envelope &envelope)
     {
         if (envelope.answers() == 1)
-            FollowOnceBoth();
+            m_connection.Send(m_follow.SerializeAsString());
         else if (envelope.answers() == 2)
             ++m_crowd.m_following;
         else if (envelope.has_job_parameter() && envelope.job_parameter().name() == k_ChangeName)
             Count(envelope.job_parameter().value());
-    }
-
-    // Welcome may come before gRPC is done with Hello, and it takes one message at a time.
-    void FollowOnceBoth()
-    {
-        if (++m_steps == 2)
-            StartWrite(&m_follow);
     }
 
     void Count(const std::string &value)
@@ -148,27 +116,25 @@ private:
     }
 
     Crowd &m_crowd;
-    std::shared_ptr<grpc::Channel> m_channel;
-    std::unique_ptr<wire::Master::Stub> m_stub;
-    grpc::ClientContext m_context;
-    wire::Envelope m_hello;
+    BareConnection m_connection;
     wire::Envelope m_follow;
-    wire::Envelope m_incoming;
-    wire::Envelope m_part;
-    std::atomic<int> m_steps = 0;
     std::uint64_t m_last = 0;
-    std::mutex m_mutex;
-    std::condition_variable m_ended;
-    bool m_isOver = false;
 };
 
-Crowd::Crowd(const std::string &address, const std::string &job, std::size_t clients,
+Crowd::Crowd(const std::string &socketFile, const std::string &job, std::size_t clients,
              Arrivals &arrivals)
-    : m_arrivals(arrivals)
+    : m_arrivals(arrivals), m_poll(::epoll_create1(EPOLL_CLOEXEC))
 {
     const auto until = std::chrono::steady_clock::now() + k_patience;
+    m_reader = std::jthread([this] { Read(); });
     for (std::size_t i = 0; i < clients; ++i)
-        m_members.push_back(std::make_unique<Member>(*this, address, job));
+    {
+        m_members.push_back(std::make_unique<Member>(*this, socketFile, job));
+        epoll_event event{};
+        event.events = EPOLLIN;
+        event.data.ptr = m_members.back().get();
+        ::epoll_ctl(m_poll.Number(), EPOLL_CTL_ADD, m_members.back()->Socket(), &event);
+    }
     while (m_following < clients)
     {
         if (std::chrono::steady_clock::now() > until)
@@ -180,6 +146,28 @@ Crowd::Crowd(const std::string &address, const std::string &job, std::size_t cli
     }
 }
 
-Crowd::~Crowd() = default;
+Crowd::~Crowd()
+{
+    m_isEnding = true;
+    m_reader.join();
+}
+
+void Crowd::Read()
+{
+    std::array<epoll_event, 256> events;
+    while (!m_isEnding)
+    {
+        const int count =
+            ::epoll_wait(m_poll.Number(), events.data(), int(events.size()), k_look_ms);
+        for (int i = 0; i < count; ++i)
+        {
+            auto *member = static_cast<Member *>(events[std::size_t(i)].data.ptr);
+            if (member->Read())
+                continue;
+            ++m_arrivals.gone;
+            ::epoll_ctl(m_poll.Number(), EPOLL_CTL_DEL, member->Socket(), nullptr);
+        }
+    }
+}
 
 } // namespace bench

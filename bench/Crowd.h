@@ -5,7 +5,10 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
+
+#include "ostrel/Descriptor.h"
 
 namespace bench
 {
@@ -52,13 +55,13 @@ private:
     const std::uint64_t m_perEnd;
 };
 
-/// Clients that follow one job, each with a connection of its own.
+/// Clients that follow one job, each with a connection of its own. A thread reads for all of them.
 class Crowd
 {
 public:
     /// Connects; returns when all of them follow, and ends the program where that takes minutes.
     /// `arrivals` counts what reaches them, and outlives the crowd.
-    Crowd(const std::string &address, const std::string &job, std::size_t clients,
+    Crowd(const std::string &socketFile, const std::string &job, std::size_t clients,
           Arrivals &arrivals);
     /// Hangs up.
     ~Crowd();
@@ -68,9 +71,14 @@ public:
 private:
     class Member;
 
+    void Read();
+
     Arrivals &m_arrivals;
     std::atomic<std::size_t> m_following = 0;
     std::vector<std::unique_ptr<Member>> m_members;
+    const ostrel::Descriptor m_poll;
+    std::atomic<bool> m_isEnding = false;
+    std::jthread m_reader;
 };
 
 /// Name of the parameter whose changes a crowd counts.

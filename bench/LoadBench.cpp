@@ -114,7 +114,7 @@ void FollowChanges(const std::string &name, const std::string &self, std::size_t
         Fail("no Welcome from " + name);
     const std::string job = SubmitJob(sender);
     Arrivals arrived(k_changes, k_changes_a_second);
-    const Crowd crowd(server.Address(), job, followers, arrived);
+    const Crowd crowd(server.SocketFile(), job, followers, arrived);
 
     const double before = server.Process().Seconds();
     const auto start = std::chrono::steady_clock::now();
@@ -132,14 +132,16 @@ void FollowChanges(const std::string &name, const std::string &self, std::size_t
     WaitForAll(arrived, all);
     const double took =
         std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    std::printf("| %s | %zu | %.1f | %d | %d | %d | %d | %d | %.1f | %llu | %llu | %llu | %.1f |\n",
-                name.c_str(), followers, took, arrived.all.Within(0.5), arrived.all.Within(0.99),
-                arrived.first.Within(0.99), arrived.last.Within(0.99), arrived.all.Within(1),
-                double(arrived.all.Count()) / double(std::max<std::uint64_t>(1, arrived.messages)),
-                static_cast<unsigned long long>(all - arrived.all.Count()),
-                static_cast<unsigned long long>(arrived.outOfOrder.load()),
-                static_cast<unsigned long long>(arrived.gone.load()),
-                server.Process().Seconds() - before);
+    const double seconds = server.Process().Seconds() - before;
+    std::printf(
+        "| %s | %zu | %.1f | %d | %d | %d | %d | %d | %.1f | %llu | %llu | %llu | %.1f | %.0f |\n",
+        name.c_str(), followers, took, arrived.all.Within(0.5), arrived.all.Within(0.99),
+        arrived.first.Within(0.99), arrived.last.Within(0.99), arrived.all.Within(1),
+        double(arrived.all.Count()) / double(std::max<std::uint64_t>(1, arrived.messages)),
+        static_cast<unsigned long long>(all - arrived.all.Count()),
+        static_cast<unsigned long long>(arrived.outOfOrder.load()),
+        static_cast<unsigned long long>(arrived.gone.load()), seconds,
+        seconds * 1e6 / double(std::max<std::uint64_t>(1, arrived.messages)));
     std::fflush(stdout);
 }
 
@@ -152,7 +154,7 @@ void Wait(const std::string &name, const std::string &self, std::size_t clients)
     const std::string job = SubmitJob(sender);
     const double before = server.Process().Megabytes();
     Arrivals nothing(0, 0);
-    const Crowd crowd(server.Address(), job, clients, nothing);
+    const Crowd crowd(server.SocketFile(), job, clients, nothing);
     const double with = server.Process().Megabytes();
     std::printf("| %s | %zu | %.0f | %.0f | %.1f |\n", name.c_str(), clients, before, with,
                 (with - before) * 1024 / double(clients));
@@ -287,10 +289,10 @@ void RunAll(const std::string &self, std::size_t followers, std::size_t idle)
     std::printf(
         "| what | followers | all there after s | half within ms | 99 %% within ms | 99 %% of "
         "the first second | 99 %% of the last second | all within ms | changes a message | "
-        "lost | out of order | connections lost | processor s |\n");
+        "lost | out of order | connections lost | its processor s | us of it a message |\n");
     std::printf(
         "| --- | ---: | ---: | ---: | ---: | ---: | ---: | ---: | ---: | ---: | ---: | ---: "
-        "| ---: |\n");
+        "| ---: | ---: |\n");
     for (const std::size_t count : {followers / 10, followers})
         for (const char *name : {"*bare gRPC*", "Master"})
             FollowChanges(name, self, count);

@@ -22,6 +22,11 @@ public:
         return "unix:" + m_socket;
     }
 
+    const std::string &SocketFile() const
+    {
+        return m_socket;
+    }
+
     const ServerProcess &Process() const
     {
         return m_process;

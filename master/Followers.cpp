@@ -1,5 +1,6 @@
 #include "master/Followers.h"
 
+#include <algorithm>
 #include <cassert>
 
 #include "ostrel/CallEntry.h"
@@ -21,7 +22,12 @@ bool Followers::Follow(ClientNumber client, std::span<const UID> jobs)
 
     m_jobs[client] = std::move(followed);
     for (const UID &job : jobs)
-        m_clients[job].insert(client);
+    {
+        std::vector<ClientNumber> &clients = m_clients[job];
+        const auto place = std::ranges::lower_bound(clients, client);
+        if (place == clients.end() || *place != client)
+            clients.insert(place, client);
+    }
     return true;
 }
 
@@ -37,7 +43,7 @@ void Followers::Forget(ClientNumber client)
     for (const UID &job : found->second)
     {
         const auto clients = m_clients.find(job);
-        clients->second.erase(client);
+        std::erase(clients->second, client);
         if (clients->second.empty())
             m_clients.erase(clients);
     }
@@ -52,7 +58,7 @@ std::vector<ClientNumber> Followers::Of(const UID &job) const
     const auto found = m_clients.find(job);
     if (found == m_clients.end())
         return {};
-    return {found->second.begin(), found->second.end()};
+    return found->second;
 }
 
 } // namespace master

@@ -32,7 +32,7 @@ public:
 
 private:
     LoopThread m_thread;
-    std::map<UID, std::set<ClientNumber>> m_clients;
+    std::map<UID, std::vector<ClientNumber>> m_clients; // In ascending order.
     std::map<ClientNumber, std::set<UID>> m_jobs;
 };
 

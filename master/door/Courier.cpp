@@ -43,6 +43,7 @@ void Courier::Join(std::shared_ptr<Session> session)
 void Courier::Run()
 {
     Clock::time_point due;
+    Gathering gathering;
     std::unique_lock lock(m_mutex);
     for (;;)
     {
@@ -57,7 +58,7 @@ void Courier::Run()
         m_line.pop_front();
 
         lock.unlock();
-        next->WriteInTurn();
+        next->WriteInTurn(gathering);
         next.reset();
         lock.lock();
     }

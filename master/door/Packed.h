@@ -3,6 +3,7 @@
 #include <deque>
 #include <grpcpp/support/byte_buffer.h>
 #include <memory>
+#include <vector>
 
 #include "corvan/messages.pb.h"
 
@@ -31,8 +32,26 @@ public:
     static grpc::ByteBuffer Gather(const PackedQueue &queue, std::size_t count);
 
 private:
+    friend class Gathering;
+
     std::size_t m_headBytes = 0;
     grpc::Slice m_part; // As a field of a message that holds others: its head, then its own bytes.
+};
+
+/// Makes messages of others, one after the other: where the next client is to have the same as the
+/// one before, it is the same piece of memory, and not one for each message in it. A thousand
+/// followers of a job wait for the same. One thread.
+class Gathering
+{
+public:
+    /// As `Packed::Gather`, but what is short is copied together.
+    grpc::ByteBuffer Take(const PackedQueue &queue, std::size_t count);
+
+private:
+    bool IsLast(const PackedQueue &queue, std::size_t count) const;
+
+    std::vector<std::shared_ptr<const Packed>> m_parts; // Of the last one.
+    grpc::Slice m_whole;
 };
 
 } // namespace master

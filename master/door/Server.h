@@ -6,6 +6,7 @@
 #include <map>
 #include <memory>
 #include <span>
+#include <unordered_map>
 #include <vector>
 
 #include "master/door/Courier.h"
@@ -85,8 +86,8 @@ private:
 
     Courier m_courier; // Outlives the streams.
 
-    std::map<ClientNumber, std::unique_ptr<Client>> m_clients;
-    std::map<const Session *, Client *> m_bySession;
+    std::unordered_map<ClientNumber, std::unique_ptr<Client>> m_clients;
+    std::unordered_map<const Session *, Client *> m_bySession;
     std::map<String, std::size_t> m_clientsOfPeers;
     ClientNumber m_lastClient = 0;
     std::deque<ClientNumber> m_ready;

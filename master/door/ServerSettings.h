@@ -59,7 +59,7 @@ struct ServerSettings
     ClientLimits limits;
     /// From one client that is told news to the next. What there is to tell meanwhile goes to each
     /// in one message.
-    std::chrono::microseconds pace{80};
+    std::chrono::microseconds pace{60};
 
     /// What gRPC's health service tells of, and outlives the server; null for no such service.
     const Health *health = nullptr;

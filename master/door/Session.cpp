@@ -164,13 +164,13 @@ void Session::WaitForTurn()
     m_courier.Join(shared_from_this());
 }
 
-void Session::WriteInTurn()
+void Session::WriteInTurn(Gathering &gathering)
 {
     _CallEntry call("Session::WriteInTurn", __FILE__, __LINE__);
 
     const std::lock_guard lock(m_mutex);
     m_isInLine = false;
-    WriteMore();
+    WriteMore(&gathering);
 }
 
 // How many of those that wait the next message holds.
@@ -188,7 +188,7 @@ std::size_t Session::CountNext() const
     return count;
 }
 
-void Session::WriteMore()
+void Session::WriteMore(Gathering *gathering)
 {
     _CallEntry call("Session::WriteMore", __FILE__, __LINE__);
 
@@ -199,7 +199,8 @@ void Session::WriteMore()
         m_isWriting = true;
         m_writingCount = CountNext();
         m_isHasty = m_isHasty && m_writingCount < m_out.size();
-        m_writing = Packed::Gather(m_out, m_writingCount);
+        m_writing = gathering ? gathering->Take(m_out, m_writingCount)
+                              : Packed::Gather(m_out, m_writingCount);
         StartWrite(&m_writing);
         return;
     }

@@ -72,8 +72,8 @@ public:
     /// too much waiting.
     bool Send(std::shared_ptr<const Packed> message, Haste haste);
 
-    /// The courier's word.
-    void WriteInTurn();
+    /// The courier's word, who makes the message.
+    void WriteInTurn(Gathering &gathering);
 
     /// Ends the stream, once all that was queued is written, where the client has said that it
     /// sends no more and all that it sent was taken.
@@ -99,7 +99,7 @@ private:
     // All of these with the mutex held.
     void EndLocked(const grpc::Status &status);
     void ReadMore();
-    void WriteMore();
+    void WriteMore(Gathering *gathering = nullptr);
     void WaitForTurn();
     std::size_t CountNext() const;
     void CancelCall(const grpc::Status &status);
