@@ -111,13 +111,13 @@ int main(int count, char **arguments)
     std::printf(
         "\nHistories of the Master's loop\n\n"
         "| histories | s | a second | requests | commands | operations of the disk |"
-        " crashes | other harm | rights refused | audit lines taken back | jobs expired |"
+        " crashes | other harm | rights refused | power cuts in the audit log | jobs expired |"
         " hours by their clocks | wrong |\n"
         "| ---: | ---: | ---: | ---: | ---: | ---: | ---: | ---: | ---: | ---: | ---: |"
         " ---: | ---: |\n"
         "| %.0f | %.1f | %.0f | %ld | %ld | %ld | %ld | %ld | %ld | %ld | %ld | %ld | %ld |\n",
         histories, took.count(), histories / took.count(), figures.requests, figures.commands,
         figures.operations, figures.crashes, figures.harms - figures.crashes, figures.rights,
-        figures.undone, figures.expired, figures.seconds / 3600, all.wrong);
+        figures.cuts, figures.expired, figures.seconds / 3600, all.wrong);
     return all.wrong == 0 ? 0 : 1;
 }

@@ -1,15 +1,18 @@
 #pragma once
 
 #include <condition_variable>
+#include <deque>
 #include <memory>
 #include <mutex>
 #include <span>
+#include <string>
 #include <string_view>
 #include <sys/types.h>
 #include <thread>
 
 #include "master/AuditEntry.h"
 #include "master/RefusedRights.h"
+#include "master/store/AuditStore.h"
 #include "ostrel/Descriptor.h"
 #include "ostrel/LoopThread.h"
 #include "ostrel/Path.h"
@@ -28,6 +31,10 @@ public:
 
     /// As `::write`.
     virtual ssize_t Write(int file, std::string_view text);
+    /// As `::pwrite`, of a file that is open for appending. Takes no room.
+    virtual ssize_t Overwrite(int file, std::size_t at, std::string_view text);
+    /// As `::ftruncate`.
+    virtual int Truncate(int file, std::size_t bytes);
     /// As `::fdatasync`.
     virtual int Sync(int file);
     /// Whether a sync takes so long that it is worth a thread of its own, which calls it then.
@@ -35,16 +42,23 @@ public:
     {
         return true;
     }
+    /// Where it does not: whether what was just written is to be synced now.
+    virtual bool IsSyncDue()
+    {
+        return false;
+    }
 };
 
 /// The record of who changed what, and of what was refused for want of a right: one JSON object a
 /// line, in the file "audit.log" of the data folder, readable by its owner alone.
 ///
-/// A turn writes its lines before it commits and has them on disk before it answers: what was
-/// answered is in the record, through a power cut too. The file is synced by a thread of its own
-/// while the store commits, so that a turn waits for the slower of the two and not for both. What
-/// is written and then not committed is taken back by a line of its own, or cut off where there is
-/// no room for one.
+/// The lines of a turn are part of its transaction (`AuditStore`), so what was answered is in the
+/// record, through a power cut too, and what was not committed never is. Once they are committed
+/// the file gets them; a thread of its own syncs it within a second, and what it has on disk the
+/// store may forget. What a crash took of the file is written again from the store.
+///
+/// Where the file cannot be written, or not be synced, the lines stay in the store, and no further
+/// turn is prepared before they are in the file, and on disk there.
 ///
 /// The file is rotated by size: "audit.log.1" is the one before, the last of them is removed.
 /// Loop thread.
@@ -64,24 +78,43 @@ public:
     AuditLog(const AuditLog &) = delete;
     AuditLog &operator=(const AuditLog &) = delete;
 
-    /// Writes the lines of a turn, which are then on their way to disk, and gives how many. Of many
-    /// that were refused to a user some are left out, and counted. Throws `ostrel::Exception *`
-    /// where it cannot; the turn is then not to be committed.
-    std::size_t Write(std::span<const AuditEntry> entries);
+    /// Writes what of these lines, which an earlier run has kept, the files have not. Before all
+    /// else, once. What is at the end of the file is written anew, too: it may be there and not on
+    /// disk. Throws `ostrel::Exception *` where it cannot read the files.
+    void Restore(std::span<const AuditStore::Kept> kept);
+
+    /// The lines of a turn, which are to be kept in its transaction; empty where it has none. Of
+    /// many that were refused to a user some are left out, and counted. Before that, and without
+    /// entries too, earlier lines are written that could not be. Throws `ostrel::Exception *` where
+    /// they do not get into the file; a turn with entries is then not to be committed.
+    std::string Prepare(std::span<const AuditEntry> entries);
+
+    /// Writes lines that are kept under this number, which is above all before it. Where that is
+    /// not possible yet it logs why, and they are written as soon as it is.
+    void Write(std::int64_t number, std::string lines);
+
+    /// What is kept under numbers up to this one is on disk in the file. 0 for none of this run.
+    std::int64_t OnDisk();
 
     /// Waits until all that was written is on disk. Throws `ostrel::Exception *` where it does not
     /// come there.
     void Sync();
 
-    /// The last `count` lines that were written are not so: they were not committed.
-    void TakeBack(std::size_t count, const String &reason);
-
 private:
     void Open();
     void Rotate();
+    void WriteWaiting();
+    void TryToWrite();
+    void WriteAnew();
     void Append(const std::string &text);
+    void Overwrite(std::size_t at, std::string_view text);
+    void CutTo(std::size_t bytes);
+    void SyncSoon(std::int64_t number);
+    void DropSynced();
+    std::string EraseFound(std::string_view lines) const;
     void SyncNow();
     void RunSync();
+    void NoteSync(int error, std::int64_t number, std::size_t bytes);
 
     const Path m_folder;
     const std::size_t m_fileBytes;
@@ -90,15 +123,23 @@ private:
     LoopThread m_thread;
     std::shared_ptr<ostrel::Descriptor> m_file; // Shared with a sync that is under way.
     std::size_t m_bytes = 0;
-    std::size_t m_bytesBefore = 0; // The lines that were written last.
+    bool m_endsWithinLine = false;
+    // Not known to be on disk. The first so many of them are the end of the file.
+    std::deque<AuditStore::Kept> m_kept;
+    std::size_t m_written = 0;
     RefusedRights m_refused;
 
     std::mutex m_mutex; // Guards all below.
     std::condition_variable m_changed;
     std::shared_ptr<ostrel::Descriptor> m_toSync;
+    std::int64_t m_numberToSync = 0; // The last that was written, and so many bytes with it.
+    std::size_t m_bytesToSync = 0;
     bool m_isSyncing = false;
+    bool m_isUrgent = false; // Somebody waits for it.
     bool m_isEnding = false;
-    int m_error = 0; // Of the last sync.
+    std::int64_t m_numberOnDisk = 0;
+    std::size_t m_bytesOnDisk = 0;
+    int m_error = 0; // Of a sync; what it was to sync is not on disk before it is written anew.
     std::jthread m_syncer;
 };
 

@@ -114,6 +114,7 @@ Master::Master(boost::asio::io_context &loop, const MasterSettings &settings,
 
     m_cache.SetMore([this](const JobState &state, Job &job) { m_foresight.AddTo(state, job); });
     CloseOtherEngine();
+    m_audit.Restore(m_store.Audit().List());
     m_isRequeued = RequeueRunning();
     m_runner.Begin(m_store.MasterID(), [this] { ScheduleTurn(); });
     if (KeepsRuns())
@@ -235,6 +236,9 @@ void Master::Turn()
     WatchRuns();
     if (!m_isStopping)
         m_notices.Wake();
+    // What it could not write before it has told, and nobody has to ask for it again.
+    if (Attempt([this] { m_audit.Prepare({}); }))
+        RetryLater();
     m_retention.Wake();
     m_vitals.NoteTurn(steady_clock::now() - begin);
 }
@@ -271,31 +275,31 @@ Outbox Master::TakeTogether(const std::vector<Door::Request> &requests)
     return outbox;
 }
 
-// The record of what changes is on its way to disk before the change is, and there before anybody
-// hears of it.
+// The record of what changes is on disk with the change. What follows the commit is no reason to
+// refuse it: the store keeps the lines until their file has them.
 void Master::Commit(JobStore::Turn &turn, const Outbox &outbox)
 {
     _CallEntry call("Master::Commit", __FILE__, __LINE__);
 
-    const std::size_t lines = m_audit.Write(outbox.AuditEntries());
-    if (const auto reason = Attempt([&] { turn.Commit(); }))
-    {
-        if (const auto worse = Attempt([&] { m_audit.TakeBack(lines, *reason); }))
-            ostrel::LogError(*worse);
-        throw new StoreException(*reason);
-    }
-    if (lines == 0)
-        return;
-    if (const auto reason = Attempt([&] { m_audit.Sync(); }))
-        ostrel::LogError(*reason);
+    // What changes nothing waits for no audit log.
+    const std::string lines =
+        outbox.AuditEntries().empty() ? std::string() : m_audit.Prepare(outbox.AuditEntries());
+    if (lines.empty())
+        return turn.Commit();
+    const std::int64_t number = m_store.Audit().Keep(lines);
+    m_store.Audit().Forget(m_audit.OnDisk());
+    turn.Commit();
+    m_audit.Write(number, lines);
 }
 
 void Master::TakeOneByOne(const std::vector<Door::Request> &requests)
 {
     _CallEntry call("Master::TakeOneByOne", __FILE__, __LINE__);
 
-    // What nobody asks for is tried again by itself: what the commands did, and jobs that waited.
+    // What nobody asks for is tried again by itself: jobs that waited, and what the commands did
+    // where the disk refuses it alone, too.
     RetryLater();
+    TakeRunsAlone();
     for (const Door::Request &request : requests)
     {
         Outbox outbox;
@@ -314,6 +318,32 @@ void Master::TakeOneByOne(const std::vector<Door::Request> &requests)
         }
         CarryOut(outbox);
     }
+}
+
+// What the commands did waits for no request that cannot be carried out, and is tried again by
+// itself.
+void Master::TakeRunsAlone()
+{
+    _CallEntry call("Master::TakeRunsAlone", __FILE__, __LINE__);
+
+    if (m_startedRuns.empty() && m_results.empty() && m_queued.empty())
+        return;
+    Outbox outbox;
+    const auto reason = Attempt(
+        [&]
+        {
+            JobStore::Turn turn(m_store);
+            RecordRuns(outbox);
+            m_notices.Keep(outbox);
+            turn.Commit();
+        });
+    if (reason)
+    {
+        m_cache.Clear();
+        return;
+    }
+    ForgetRuns();
+    CarryOut(outbox);
 }
 
 void Master::Handle(const Door::Request &request, Outbox &outbox)

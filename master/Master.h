@@ -113,6 +113,7 @@ private:
     void TakeEmptyTurn();
     Outbox TakeTogether(const std::vector<Door::Request> &requests);
     void TakeOneByOne(const std::vector<Door::Request> &requests);
+    void TakeRunsAlone();
     void Handle(const Door::Request &request, Outbox &outbox);
     void Commit(JobStore::Turn &turn, const Outbox &outbox);
     void RecordRuns(Outbox &outbox);

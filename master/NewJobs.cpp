@@ -46,9 +46,7 @@ void NewJobs::AddJob(const ClientRequest &request, const corvan::JobMsg &message
     if (present && IsSentAgain(request, job, *present))
     {
         ostrel::LogInfo("job " + job.ID().ToString() + " was sent again");
-        request.Accept(job.ID());
-        // The power may have been cut between the job and its line.
-        return request.NoteChange(job.ID(), k_AllParameters, {}, AllParameters(job));
+        return request.Accept(job.ID());
     }
     JobState state;
     String reason = present ? k_other_job : CheckNewJob(job, state);

@@ -148,7 +148,7 @@ private:
         Path log{};
         std::optional<Clock::Moment> started{}; // By this Master.
         String failure{};                       // Why it was ended and has failed.
-        bool isOutdated = false; // Somebody has wanted the job tried since.
+        bool isOutdated = false;                // Somebody has wanted the job tried since.
     };
 
     // The batches that one plan makes, by job and offset.

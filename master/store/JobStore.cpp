@@ -128,6 +128,7 @@ void JobStore::Open(const Path &file, const char *vfs, const Patience &patience)
         m_queue = std::make_unique<QueueStore>(*m_database);
         m_waits = std::make_unique<WaitStore>(*m_database);
         m_notices = std::make_unique<NoticeStore>(*m_database);
+        m_audit = std::make_unique<AuditStore>(*m_database);
     }
     catch (const SQLite::Exception &error)
     {

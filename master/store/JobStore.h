@@ -10,6 +10,7 @@
 
 #include "corvan/Job.h"
 #include "corvan/JobStatus.h"
+#include "master/store/AuditStore.h"
 #include "master/store/NoticeStore.h"
 #include "master/store/OpenNote.h"
 #include "master/store/PlaceStore.h"
@@ -192,6 +193,10 @@ public:
     {
         return *m_notices;
     }
+    AuditStore &Audit()
+    {
+        return *m_audit;
+    }
 
 private:
     using Patience = std::optional<std::chrono::milliseconds>;
@@ -209,6 +214,7 @@ private:
     std::unique_ptr<QueueStore> m_queue;
     std::unique_ptr<WaitStore> m_waits;
     std::unique_ptr<NoticeStore> m_notices;
+    std::unique_ptr<AuditStore> m_audit;
     UID m_masterID;
     Commits m_commits;
 };

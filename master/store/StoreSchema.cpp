@@ -185,6 +185,12 @@ constexpr const char *k_migrations[] = {
         number INTEGER PRIMARY KEY AUTOINCREMENT,
         facts TEXT NOT NULL);
     )",
+    // The newest lines of the audit log, until its file has them on disk.
+    R"(
+    CREATE TABLE audit(
+        number INTEGER PRIMARY KEY,
+        lines TEXT NOT NULL);
+    )",
 };
 
 } // namespace

@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -30,6 +31,14 @@ AuditEntry Change(const ostrel::String &newValue)
     entry.name = "Note";
     entry.newValue = newValue;
     return entry;
+}
+
+// A turn that is committed; what it wrote.
+std::string WriteTurn(AuditLog &log, std::span<const AuditEntry> entries, std::int64_t number)
+{
+    const std::string lines = log.Prepare(entries);
+    log.Write(number, lines);
+    return lines;
 }
 
 std::vector<std::string> Lines(const ostrel::Path &file)
@@ -73,7 +82,7 @@ TEST(AuditLog, GoesOnWhereItEndedAndBeginsANewLineWhereACrashCutOne)
     const AuditEntry entries[] = {Change("1"), Change("2")};
     {
         AuditLog log(folder.Folder());
-        log.Write(entries);
+        WriteTurn(log, entries, 1);
         log.Sync();
     }
     {
@@ -81,7 +90,7 @@ TEST(AuditLog, GoesOnWhereItEndedAndBeginsANewLineWhereACrashCutOne)
         torn << "{\"time\": \"20";
     }
     AuditLog log(folder.Folder());
-    log.Write(entries);
+    WriteTurn(log, entries, 2);
     log.Sync();
     const auto lines = Lines(folder / "audit.log");
     ASSERT_EQ(lines.size(), 5u);
@@ -103,17 +112,17 @@ TEST(AuditLog, IsOnDiskOnceItIsSynced)
         FakeSync disk;
         AuditLog log(folder.Folder(), 1);
         EXPECT_EQ(disk.TakeSynced(), std::set<std::string>{folder.Folder().Text()}) << "a new name";
-        log.Write(entries);
+        WriteTurn(log, entries, 1);
         log.Sync();
         EXPECT_EQ(disk.TakeSynced(), std::set<std::string>{file});
-        log.Write(entries);
+        WriteTurn(log, entries, 2);
         log.Sync();
         EXPECT_EQ(disk.TakeSynced(), (std::set<std::string>{folder.Folder().Text(), file}))
             << "another file";
     }
     const FakeSync disk(EIO);
     AuditLog log(folder.Folder());
-    log.Write(entries);
+    WriteTurn(log, entries, 3);
     EXPECT_EQ(Thrown([&] { log.Sync(); }),
               "cannot write audit log " + file + ": Input/output error");
 }
@@ -126,7 +135,7 @@ TEST(AuditLog, IsRotatedAndLosesNoLineThatItStillHolds)
     for (int i = 0; i < count; ++i)
     {
         const AuditEntry entries[] = {Change(std::to_string(i))};
-        log.Write(entries);
+        WriteTurn(log, entries, i + 1);
     }
     log.Sync();
     int expected = count;
@@ -148,7 +157,7 @@ TEST(AuditLog, KeepsSoManyFilesAndNoMore)
     AuditLog log(folder.Folder(), 1);
     const AuditEntry entries[] = {Change("x")};
     for (int i = 0; i < 30; ++i)
-        log.Write(entries);
+        WriteTurn(log, entries, i + 1);
     log.Sync();
     std::size_t files = 0;
     for ([[maybe_unused]] const auto &file :
@@ -157,20 +166,192 @@ TEST(AuditLog, KeepsSoManyFilesAndNoMore)
     EXPECT_EQ(files, AuditLog::k_Kept + 1u);
 }
 
-TEST(AuditLog, SaysOfWhatWasNotCommittedThatItIsNotSo)
+TEST(AuditLog, HasNothingOfATurnThatIsNotCommitted)
 {
     const TempFolder folder;
     AuditLog log(folder.Folder());
-    const AuditEntry entries[] = {Change("1"), Change("2")};
-    log.Write(entries);
-    log.TakeBack(2, "disk full");
+    const AuditEntry entries[] = {Change("1")};
+    EXPECT_NE(log.Prepare(entries), "");
     log.Sync();
-    const auto lines = Lines(folder / "audit.log");
-    ASSERT_EQ(lines.size(), 3u);
-    const json last = json::parse(lines.back());
-    EXPECT_EQ(last.at("what"), "taken back");
-    EXPECT_EQ(last.at("lines"), 2);
-    EXPECT_EQ(last.at("reason"), "disk full");
+    EXPECT_EQ(ContentOf(folder / "audit.log"), "");
+    EXPECT_EQ(log.Prepare({}), "");
+}
+
+TEST(AuditLog, SaysWhatItHasOnDiskWithoutBeingAsked)
+{
+    const TempFolder folder;
+    AuditLog log(folder.Folder());
+    EXPECT_EQ(log.OnDisk(), 0);
+    const AuditEntry entries[] = {Change("1")};
+    WriteTurn(log, entries, 7);
+    log.Sync();
+    EXPECT_EQ(log.OnDisk(), 7);
+    WriteTurn(log, entries, 8);
+    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (log.OnDisk() < 8 && std::chrono::steady_clock::now() < limit)
+        std::this_thread::yield();
+    EXPECT_EQ(log.OnDisk(), 8);
+}
+
+// As after a power cut, and as after a program that was only killed.
+TEST(AuditLog, WritesAgainWhatItsFileHasLostAndNothingElse)
+{
+    const struct
+    {
+        std::size_t fileBytes;
+        std::size_t cut; ///< Bytes that the file has lost.
+    } cases[] = {
+        {100'000, 0},       {100'000, 1}, {100'000, 700}, {100'000, 1390},
+        {100'000, 100'000}, {400, 0},     {400, 150},     {400, 100'000},
+    };
+    for (const auto &[fileBytes, cut] : cases)
+    {
+        const TempFolder folder;
+        std::string all;
+        std::vector<master::AuditStore::Kept> kept;
+        {
+            AuditLog log(folder.Folder(), fileBytes);
+            for (int i = 1; i <= 7; ++i)
+            {
+                // The same twice in one turn is two lines.
+                const AuditEntry same = Change(std::to_string(i));
+                const AuditEntry entries[] = {same, same};
+                const std::string lines = WriteTurn(log, entries, i);
+                all += lines;
+                if (i > 2)
+                    kept.push_back({i, lines});
+            }
+            log.Sync();
+        }
+        const std::string file = (folder / "audit.log").Text();
+        const std::size_t size = std::filesystem::file_size(file);
+        std::filesystem::resize_file(file, size - std::min(size, cut));
+        if (fileBytes == 100'000 && cut > size)
+            all = all.substr(all.find(kept.front().lines));
+        for (int start = 0; start < 2; ++start)
+        {
+            AuditLog log(folder.Folder(), fileBytes);
+            log.Restore(kept);
+            log.Sync();
+            EXPECT_EQ(log.OnDisk(), 7);
+        }
+        std::string found;
+        for (unsigned number = 0; number <= AuditLog::k_Kept; ++number)
+        {
+            const ostrel::Path one =
+                folder / ("audit.log" + (number == 0 ? "" : "." + std::to_string(number)));
+            if (std::filesystem::exists(one.Text().c_str()))
+                found = std::string(ContentOf(one)) + found;
+        }
+        EXPECT_EQ(found, all) << "files of " << fileBytes << ", cut by " << cut;
+    }
+}
+
+// The store of some other day was put back.
+TEST(AuditLog, LeavesWhatCameAfterLinesThatItHasLongSince)
+{
+    const TempFolder folder;
+    const AuditEntry entries[] = {Change("1")};
+    std::vector<master::AuditStore::Kept> kept;
+    {
+        AuditLog log(folder.Folder());
+        kept.push_back({1, WriteTurn(log, entries, 1)});
+        WriteTurn(log, entries, 2);
+    }
+    const auto before = ContentOf(folder / "audit.log");
+    kept.push_back({3, "a line that never came there\n"});
+    AuditLog log(folder.Folder());
+    log.Restore(kept);
+    log.Sync();
+    EXPECT_EQ(ContentOf(folder / "audit.log"), before + "a line that never came there\n");
+}
+
+// What a sync that failed was to bring to disk no later one brings there. Of one file.
+class ForgetfulDisk : public master::AuditDisk
+{
+public:
+    ssize_t Write(int file, std::string_view text) override
+    {
+        m_dirtyFrom = std::min(m_dirtyFrom, m_seen.size());
+        m_seen += text;
+        return AuditDisk::Write(file, text);
+    }
+    ssize_t Overwrite(int file, std::size_t at, std::string_view text) override
+    {
+        m_dirtyFrom = std::min(m_dirtyFrom, at);
+        m_seen.replace(at, text.size(), text);
+        return AuditDisk::Overwrite(file, at, text);
+    }
+    int Sync(int /*file*/) override
+    {
+        const std::size_t from = std::min(m_dirtyFrom, m_seen.size());
+        m_dirtyFrom = std::string::npos;
+        errno = EIO;
+        if (isFailing)
+            return -1;
+        onDisk.resize(from, '?');
+        onDisk += m_seen.substr(from);
+        return 0;
+    }
+    bool TakesTime() const override
+    {
+        return false;
+    }
+    bool IsSyncDue() override
+    {
+        return true;
+    }
+
+    bool isFailing = false;
+    std::string onDisk;
+
+private:
+    std::string m_seen;
+    std::size_t m_dirtyFrom = std::string::npos;
+};
+
+TEST(AuditLog, WritesAnewWhatASyncThatFailedHasLostBeforeAnythingElseIsChanged)
+{
+    const TempFolder folder;
+    ForgetfulDisk disk;
+    AuditLog log(folder.Folder(), AuditLog::k_FileBytes, &disk);
+    const AuditEntry entries[] = {Change("1")};
+    WriteTurn(log, entries, 1);
+    EXPECT_EQ(log.OnDisk(), 1);
+    disk.isFailing = true;
+    WriteTurn(log, entries, 2);
+    EXPECT_EQ(log.OnDisk(), 1) << "the store keeps them";
+    const std::string reason =
+        "cannot write audit log " + (folder / "audit.log").Text() + ": Input/output error";
+    EXPECT_EQ(Thrown([&] { log.Prepare(entries); }), reason);
+    EXPECT_EQ(Thrown([&] { log.Prepare(entries); }), reason);
+    EXPECT_EQ(log.OnDisk(), 1);
+    disk.isFailing = false;
+    WriteTurn(log, entries, 3);
+    EXPECT_EQ(log.OnDisk(), 3);
+    EXPECT_EQ(Lines(folder / "audit.log").size(), 3u);
+    EXPECT_EQ(disk.onDisk, ContentOf(folder / "audit.log"));
+}
+
+// It is seen by the next Master, too, and not on disk.
+TEST(AuditLog, WritesAnewWhatASyncOfAnEarlierRunHasLost)
+{
+    const TempFolder folder;
+    ForgetfulDisk disk;
+    const AuditEntry entries[] = {Change("1"), Change("2")};
+    std::vector<master::AuditStore::Kept> kept;
+    {
+        AuditLog log(folder.Folder(), AuditLog::k_FileBytes, &disk);
+        WriteTurn(log, entries, 1);
+        disk.isFailing = true;
+        kept.push_back({2, WriteTurn(log, entries, 2)});
+    }
+    disk.isFailing = false;
+    AuditLog log(folder.Folder(), AuditLog::k_FileBytes, &disk);
+    log.Restore(kept);
+    EXPECT_EQ(log.OnDisk(), 2);
+    EXPECT_EQ(Lines(folder / "audit.log").size(), 4u);
+    EXPECT_EQ(disk.onDisk, ContentOf(folder / "audit.log"));
 }
 
 TEST(AuditLog, ThatCannotBeWrittenSaysSoAndIsLeftWhole)
@@ -178,7 +359,7 @@ TEST(AuditLog, ThatCannotBeWrittenSaysSoAndIsLeftWhole)
     const TempFolder folder;
     AuditLog log(folder.Folder());
     const AuditEntry entries[] = {Change("1")};
-    log.Write(entries);
+    WriteTurn(log, entries, 1);
     log.Sync();
     const auto before = ContentOf(folder / "audit.log");
 
@@ -188,16 +369,20 @@ TEST(AuditLog, ThatCannotBeWrittenSaysSoAndIsLeftWhole)
     rlimit full = limit;
     full.rlim_cur = before.size() + 10;
     ::setrlimit(RLIMIT_FSIZE, &full);
-    const std::string reason = Thrown([&] { log.Write(entries); });
+    const std::string waiting = WriteTurn(log, entries, 2);
+    const std::string reason = Thrown([&] { log.Prepare(entries); });
     ::setrlimit(RLIMIT_FSIZE, &limit);
     std::signal(SIGXFSZ, previous);
 
     EXPECT_EQ(reason,
               "cannot write audit log " + (folder / "audit.log").Text() + ": File too large");
     EXPECT_EQ(ContentOf(folder / "audit.log"), before);
-    log.Write(entries);
     log.Sync();
-    EXPECT_EQ(Lines(folder / "audit.log").size(), 2u);
+    EXPECT_EQ(log.OnDisk(), 1) << "what waits is in the store alone";
+    const std::string last = WriteTurn(log, entries, 3);
+    log.Sync();
+    EXPECT_EQ(ContentOf(folder / "audit.log"), before + waiting + last);
+    EXPECT_EQ(log.OnDisk(), 3);
 }
 
 } // namespace

@@ -274,9 +274,7 @@ TEST_F(DispatcherTest, TakesAJobThatIsSentAgainForTheSameJob)
     ASSERT_TRUE(AnswerOf<AcceptedMsg>(outbox));
     EXPECT_EQ(AnswerOf<AcceptedMsg>(outbox)->job, job->ID());
     EXPECT_EQ(outbox.Messages().size(), 1u) << "nothing is new";
-    ASSERT_EQ(outbox.AuditEntries().size(), 1u)
-        << "the first line may be lost with the first answer";
-    EXPECT_EQ(outbox.AuditEntries().front().what, "Job");
+    EXPECT_TRUE(outbox.AuditEntries().empty()) << "its line is where the job is";
     EXPECT_EQ(State(job->ID()).tasksTotal, 5u) << "what became of it stays";
     EXPECT_EQ(State(job->ID()).status, JobStatus::Paused);
     EXPECT_FALSE(m_store.FindOlder(State(job->ID()).number));

@@ -99,6 +99,34 @@ protected:
     std::unique_ptr<JobStore> m_store = std::make_unique<JobStore>(File());
 };
 
+TEST_F(JobStoreTest, KeepsLinesOfTheAuditLogUntilTheyAreForgotten)
+{
+    std::int64_t first = 0, second = 0, third = 0;
+    InTurn([&] { first = m_store->Audit().Keep("a\nb\n"); });
+    InTurn([&] { second = m_store->Audit().Keep("c\n"); });
+    EXPECT_GT(second, first);
+    {
+        const JobStore::Turn undone(*m_store);
+        m_store->Audit().Keep("d\n");
+    }
+    Reopen();
+    const auto kept = m_store->Audit().List();
+    ASSERT_EQ(kept.size(), 2u);
+    EXPECT_EQ(kept[0].lines, "a\nb\n");
+    EXPECT_EQ(kept[0].number, first);
+    EXPECT_EQ(kept[1].lines, "c\n");
+
+    InTurn(
+        [&]
+        {
+            third = m_store->Audit().Keep("e\n");
+            m_store->Audit().Forget(second);
+        });
+    EXPECT_GT(third, second);
+    ASSERT_EQ(m_store->Audit().List().size(), 1u);
+    EXPECT_EQ(m_store->Audit().List().front().lines, "e\n");
+}
+
 TEST_F(JobStoreTest, KeepsJobsAndItsIdentityWhenItIsClosed)
 {
     const auto job = MakeTestJob({{"Name", "Größe \"1\"; --"},

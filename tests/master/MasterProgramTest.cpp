@@ -176,6 +176,38 @@ TEST_F(KilledMasterTest, StartsNothingBesideACommandOfAMasterThatCalledItsFolder
     QueuesWhatRanAgain("setsid env -i /bin/" + LongScript("trap \"\" TERM; "), "link");
 }
 
+TEST_F(KilledMasterTest, HasTheRecordOfWhatItAnsweredAlsoWhereItsFileHasLostIt)
+{
+    const wire::Envelope job = JobEnvelope("exit 0");
+    const std::string file = (m_folder / "data/audit.log").Text();
+    {
+        const auto program = Start({"--slots", "0"});
+        RawClient client(program->Address());
+        ASSERT_TRUE(client.SayHello());
+        ASSERT_TRUE(client.Ask(job)->has_accepted());
+        program->Signal(SIGKILL);
+        EXPECT_EQ(program->WaitForEnd(), -1);
+    }
+    const auto linesOfJob = [&]
+    {
+        int count = 0;
+        std::ifstream lines(file);
+        for (std::string line; std::getline(lines, line);)
+            count += line.find(job.job().id()) != std::string::npos ? 1 : 0;
+        return count;
+    };
+    EXPECT_EQ(linesOfJob(), 1);
+    // As a power cut may leave it: what is answered is safe in the store, and the file comes later.
+    std::filesystem::resize_file(file, 0);
+    for (int start = 0; start < 2; ++start)
+    {
+        const auto program = Start({"--slots", "0"});
+        EXPECT_EQ(linesOfJob(), 1);
+        program->Signal(SIGKILL);
+        EXPECT_EQ(program->WaitForEnd(), -1);
+    }
+}
+
 // In a control group that was handed over to the Master.
 class MasterInGroupTest : public MasterProgramTest
 {

@@ -15,8 +15,9 @@ namespace simulation
 {
 
 /// The audit log, on a disk that is as full as that of the store and stops when it does, and
-/// forgets with it what was not synced. What stands in it is held against what clients were
-/// answered.
+/// forgets with it what was not synced. Some syncs fail: what they were to sync is seen until the
+/// power is cut, and no later one brings it to disk. What stands in it is held against what clients
+/// were answered.
 class AuditTrail : public master::AuditDisk
 {
 public:
@@ -26,12 +27,24 @@ public:
     /// Leaves no file.
     ~AuditTrail() override;
 
+    /// How many syncs fail, in percent.
+    void SetFailures(unsigned percent)
+    {
+        m_failures = percent;
+    }
+
     ssize_t Write(int file, std::string_view text) override;
+    ssize_t Overwrite(int file, std::size_t at, std::string_view text) override;
+    int Truncate(int file, std::size_t bytes) override;
     int Sync(int file) override;
-    /// Else nobody knew whether it comes before the commit or after it.
+    /// Else nobody knew when it comes.
     bool TakesTime() const override
     {
         return false;
+    }
+    bool IsSyncDue() override
+    {
+        return m_chance.IsOneIn(4);
     }
 
     /// The Master was killed, or the power cut; call it once it is gone.
@@ -41,10 +54,10 @@ public:
     /// that was refused stands there as if it had been done.
     void Compare(const std::vector<Ledger::Wish> &wishes);
 
-    /// Lines that say so, of turns that were not committed.
-    long CountTakenBack() const
+    /// How often a power cut took lines of it.
+    long CountCuts() const
     {
-        return m_takenBack;
+        return m_cuts;
     }
 
 private:
@@ -56,9 +69,10 @@ private:
     const FaultyDisk &m_disk;
     Chance &m_chance;
     Verdict &m_verdict;
+    unsigned m_failures = 0;
     std::size_t m_synced = 0;
-    int m_powerCuts = 0; // Each may leave a line that ends in its midst.
-    long m_takenBack = 0;
+    std::size_t m_lost = 0; // What is seen from there on up to here no sync brings to disk.
+    long m_cuts = 0;
 };
 
 } // namespace simulation

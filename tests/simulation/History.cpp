@@ -60,7 +60,7 @@ void Figures::Add(const Figures &other)
     crashes += other.crashes;
     harms += other.harms;
     rights += other.rights;
-    undone += other.undone;
+    cuts += other.cuts;
     expired += other.expired;
     waited += other.waited;
     inTurn += other.inTurn;
@@ -114,6 +114,7 @@ void History::MakeWorld()
                          .lost = SomePercent(m_chance, 10),
                          .failed = SomePercent(m_chance, 40),
                          .hanging = SomePercent(m_chance, 5)});
+    m_audit.SetFailures(SomePercent(m_chance, 30));
     for (const Harm harm : {Harm::Crash, Harm::CrashSoon, Harm::Stop, Harm::Errors, Harm::FullDisk,
                             Harm::Sleep, Harm::SetClock})
         if (m_chance.IsOneIn(2))
@@ -143,7 +144,7 @@ Figures History::Done() const
     Figures figures = m_figures;
     figures.commands = m_machine.CountStarted();
     figures.operations = m_disk.Count();
-    figures.undone = m_audit.CountTakenBack();
+    figures.cuts = m_audit.CountCuts();
     figures.expired = m_ledger.CountExpired();
     figures.waited = m_witness.CountWaited();
     figures.inTurn = m_witness.CountInTurn();
@@ -394,7 +395,8 @@ History::Jobs History::Inspect(bool isNewRun, bool withCounts)
 
     m_witness.HearAll(m_inspector.Jobs(), m_inspector.Tasks());
     m_ledger.Compare(m_inspector.Jobs(), isNewRun);
-    if (isNewRun || withCounts)
+    // On a full disk the newest lines may still be in the store alone.
+    if ((isNewRun || withCounts) && !m_disk.IsFull())
         m_audit.Compare(m_ledger.Wishes());
     for (const std::unique_ptr<Client> &client : m_clients)
         client->Compare(m_inspector.Jobs(), withCounts);
@@ -446,6 +448,7 @@ void History::RunToEnd()
     m_verdict.Tell([] { return "nothing fails any more"; });
     m_isCalm = true;
     m_disk.Heal();
+    m_audit.SetFailures(0);
     m_machine.SetHealth({});
     for (const std::unique_ptr<Client> &client : m_clients)
         client->CalmDown();

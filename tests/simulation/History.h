@@ -24,7 +24,7 @@ struct Figures
     long crashes = 0;
     long harms = 0;   ///< Of all kinds, crashes included.
     long rights = 0;  ///< Requests that were refused for want of one.
-    long undone = 0;  ///< Lines of the audit log that took others back.
+    long cuts = 0;    ///< Of the power, that took lines of the audit log.
     long expired = 0; ///< Jobs that went by themselves.
     long waited = 0;  ///< Jobs that began after others.
     long inTurn = 0;  ///< Commands that began beside a job of somebody else.
