@@ -1,5 +1,9 @@
 #include "analysis/RequeueRange.h"
 
+#include "corvan/Job.h"
+#include "corvan/Parameters.h"
+#include "corvan/RequeueJob.h"
+
 namespace analysis
 {
 
@@ -54,6 +58,26 @@ RequeueRange FindRequeueRange(const ExpansionInput &input, const Items &outputNu
     range.missed.eraseAll(range.besides);
     range.besides.eraseAll(outputNumbers);
     return range;
+}
+
+boost::shared_ptr<corvan::Job> MakeRequeue(const corvan::Job &job, const RequeueRange &range,
+                                           String *reason)
+{
+    const String text = SequenceDistributor::CalculateRange(range.frames);
+    boost::shared_ptr<corvan::Job> requeue = corvan::MakeRequeueJob(job, text);
+    if (!requeue)
+    {
+        *reason = "cannot make a job of '" + job.Name() + "' for " + text;
+        return nullptr;
+    }
+    for (const auto &[name, value] : {std::pair(corvan::p_RenumberStart, range.renumberStart),
+                                      std::pair(corvan::p_PacketSize, range.packetSize)})
+        if (!value.empty() && !requeue->SetParameter(name, value))
+        {
+            *reason = "cannot set " + name + " to " + value;
+            return nullptr;
+        }
+    return requeue;
 }
 
 Items FindRenderedFrames(const ExpansionInput &input, const Items &frames)

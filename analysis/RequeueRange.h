@@ -1,5 +1,7 @@
 #pragma once
 
+#include <boost/shared_ptr.hpp>
+
 #include "analysis/Expansion.h"
 
 namespace analysis
@@ -32,6 +34,11 @@ struct RequeueRange
 RequeueRange FindRequeueRange(const ExpansionInput &input,
                               const SequenceDistributor::Items &outputNumbers,
                               RequeuePackets packets, String *reason);
+
+/// A new job that renders this range of a job anew: see `corvan::MakeRequeueJob`. Nothing, with the
+/// reason, where there can be none.
+boost::shared_ptr<corvan::Job> MakeRequeue(const corvan::Job &job, const RequeueRange &range,
+                                           String *reason);
 
 /// The frames that a copy of a job renders whose range is exactly `frames`: these, and those
 /// between them that their packets take along.

@@ -38,25 +38,35 @@ CheckSubject FindJobFrames(boost::shared_ptr<corvan::Job> job)
     std::optional<ExpansionInput> input = analysis::ReadExpansionInput(*job);
     if (!input)
         CannotLook("could not get the range of " + name);
+    std::vector<String> formats;
+    for (const ostrel::Path &format :
+         corvan::ListFormats(job->ParameterText(corvan::p_ImageFormat, true)))
+        formats.push_back(format.Text());
+    CheckSubject subject = FindFrames(std::move(*input), formats, name);
+    subject.job = std::move(job);
+    return subject;
+}
+
+CheckSubject FindFrames(ExpansionInput input, const std::vector<String> &formats,
+                        const String &name)
+{
     CheckSubject subject;
-    subject.input = std::move(*input);
+    subject.input = std::move(input);
     String reason;
     if (!SequenceDistributor::ParseRange(subject.input.userRange, subject.input.frames, &reason))
         CannotLook(name + " has a range that makes no sense: " + reason);
     if (subject.input.frames.empty())
         CannotLook(name + " has an empty range");
 
-    const auto formats = corvan::ListFormats(job->ParameterText(corvan::p_ImageFormat, true));
     if (formats.empty())
         CannotLook(name + " has no image format");
-    for (const ostrel::Path &format : formats)
+    for (const String &format : formats)
     {
-        std::optional<CheckTable> table = MakeTable(format.Text(), &reason);
+        std::optional<CheckTable> table = MakeTable(format, &reason);
         if (!table)
-            CannotLook("cannot take the pattern '" + format.Text() + "': " + reason);
+            CannotLook("cannot take the pattern '" + format + "': " + reason);
         subject.tables.push_back(std::move(*table));
     }
-    subject.job = std::move(job);
     return subject;
 }
 

@@ -28,6 +28,11 @@ std::optional<CheckTable> MakeTable(const String &format, String *reason);
 /// for a job without a range, without a frame or without a format that can be looked for.
 CheckSubject FindJobFrames(boost::shared_ptr<corvan::Job> job);
 
+/// The same by what a job says: the texts of `input`, and patterns in this machine's notation.
+/// `name` is what the job is called in the exception: "the job 'tower'".
+CheckSubject FindFrames(analysis::ExpansionInput input, const std::vector<String> &formats,
+                        const String &name);
+
 /// Fills one table with the frames to expect. Throws `CheckException *` where they cannot be
 /// listed.
 void ListFrames(const analysis::ExpansionInput &input, CheckTable &table);

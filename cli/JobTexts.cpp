@@ -97,6 +97,20 @@ String PlaceText(const TaskInfo &task)
     return text;
 }
 
+// Of a job whose frames were looked at, where they are not good.
+String FramesText(const Job &job)
+{
+    constexpr std::string_view k_trouble = "could not look";
+    const String checked = job.ParameterText(corvan::p_FramesChecked, false);
+    const unsigned bad = CountOf(job, corvan::p_FramesBad);
+    if (checked.starts_with(k_trouble))
+        return " (frames: " + ShownText(checked) + ")";
+    if (bad == 0)
+        return {};
+    return fmt::format(" ({} {} bad{})", bad, bad == 1 ? "frame" : "frames",
+                       checked == "done" ? "" : " so far");
+}
+
 } // namespace
 
 JobStatus StatusOf(const Job &job)
@@ -146,12 +160,13 @@ String ListLine(const Job &job)
 {
     const ostrel::UID origin = corvan::OriginOf(job);
     const String waiting = job.ParameterText(corvan::p_Waiting, false);
-    return fmt::format(
-        "{:8}  {:9}  {:18}  {:10}  {:10}  {}{}{}{}", ShortId(job),
-        corvan::StatusName(StatusOf(job)), CountsText(CountsOf(job)), ShownText(job.TypeString()),
-        ShownText(job.ParameterText(corvan::p_Owner, false)), ShownText(job.Name()),
-        origin.IsNil() ? "" : " (requeue of " + ShortId(origin) + ")",
-        waiting.empty() ? "" : " (waits: " + ShownText(waiting) + ")", ForesightText(job));
+    return fmt::format("{:8}  {:9}  {:18}  {:10}  {:10}  {}{}{}{}{}", ShortId(job),
+                       corvan::StatusName(StatusOf(job)), CountsText(CountsOf(job)),
+                       ShownText(job.TypeString()),
+                       ShownText(job.ParameterText(corvan::p_Owner, false)), ShownText(job.Name()),
+                       origin.IsNil() ? "" : " (requeue of " + ShortId(origin) + ")",
+                       waiting.empty() ? "" : " (waits: " + ShownText(waiting) + ")",
+                       ForesightText(job), FramesText(job));
 }
 
 String JobReport(const Job &job, std::span<const TaskInfo> tasks)

@@ -5,8 +5,6 @@
 #include "cli/FrameSelection.h"
 #include "cli/FrameVerb.h"
 #include "cli/SubmitJob.h"
-#include "corvan/Parameters.h"
-#include "corvan/RequeueJob.h"
 
 namespace cli
 {
@@ -16,22 +14,12 @@ using corvan::SequenceDistributor;
 namespace
 {
 
-void SetOrFail(Job &job, const String &name, const String &value)
-{
-    if (!job.SetParameter(name, value))
-        throw new Failure(k_Refused, "cannot set " + name + " to " + value);
-}
-
 JobPointer MakeJobFor(const Job &job, const analysis::RequeueRange &range)
 {
-    const String text = SequenceDistributor::CalculateRange(range.frames);
-    const JobPointer requeue = corvan::MakeRequeueJob(job, text);
+    String reason;
+    JobPointer requeue = analysis::MakeRequeue(job, range, &reason);
     if (!requeue)
-        throw new Failure(k_Refused, "cannot make a job of '" + job.Name() + "' for " + text);
-    if (!range.renumberStart.empty())
-        SetOrFail(*requeue, corvan::p_RenumberStart, range.renumberStart);
-    if (!range.packetSize.empty())
-        SetOrFail(*requeue, corvan::p_PacketSize, range.packetSize);
+        throw new Failure(k_Refused, reason);
     return requeue;
 }
 

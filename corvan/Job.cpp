@@ -77,6 +77,8 @@ String Job::CheckParameter(const String &name, const String &value) const
         return "CustomRange: jobs of type " + m_type->name + " have no custom range";
     if (String reason = CheckParameterText(name, value); !reason.empty())
         return reason;
+    if (name == p_CheckFrames && !m_type->rendersFrames && value != "none" && !value.empty())
+        return name + ": jobs of type " + m_type->name + " render no frames";
     return CheckRoom(name, value);
 }
 

@@ -84,7 +84,8 @@ void ReadDefaults(const IniFile &file, JobType &type)
             Refuse("section \"Defaults\": " + reason);
         if (name == p_Status || name == p_UserRange || name == p_RequeueOf || name == p_After ||
             name == p_AfterGood || IsMasterParameter(name) ||
-            (name == p_CustomRange && !type.hasCustomRange))
+            (name == p_CustomRange && !type.hasCustomRange) ||
+            (name == p_CheckFrames && !type.rendersFrames))
             Refuse("section \"Defaults\": " + name + " has no default");
         type.defaults.emplace_back(name, value);
     }

@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "corvan/AfterJobs.h"
+#include "corvan/FrameChecking.h"
 #include "corvan/FrameOrder.h"
 #include "corvan/JobStatus.h"
 #include "corvan/Limits.h"
@@ -92,6 +93,8 @@ String CheckParameterText(const String &name, const String &value)
         return CheckRunLimit(*limit, value);
     if (const QueueWishName *const wish = FindQueueWish(name))
         return CheckQueueWish(*wish, value);
+    if (IsFrameChecking(name))
+        return CheckFrameChecking(name, value);
     if (name == p_Status && !ParseStatus(value))
         return "Status: \"" + Excerpt(value) + "\" is no status; 0 to 5 are " + StatusNames();
     if (name == p_RequeueOf && !ostrel::UID().FromString(value))

@@ -14,7 +14,7 @@ namespace corvan
 /// is not a whole number from 0 to 100; a "Range", "CustomRange" or "UserRange" that does not
 /// parse; an "ImageFormat" over 64 KiB; a "Name" with control characters; a "RequeueOf" that is no
 /// identifier; an "After" or "AfterGood" that holds something else than identifiers, or too many; a
-/// "FrameOrder" that is none; a limit of `RunLimits` that is none.
+/// "FrameOrder" that is none; a limit of `RunLimits` that is none; what `FrameChecking` is not.
 String CheckParameterText(const String &name, const String &value);
 
 } // namespace corvan

@@ -42,6 +42,16 @@ extern const String p_FramesPerHour;       ///< "FramesPerHour": with the slots 
 extern const String p_ExpectedEnd;         ///< "ExpectedEnd": ISO 8601 UTC; while it runs.
 extern const String p_StuckTasks;          ///< "StuckTasks": numbers, as a range: "3,7-9".
 
+extern const String p_CheckFrames;  ///< "CheckFrames": what is looked at; see `FrameChecking`.
+extern const String p_AutoRequeue;  ///< "AutoRequeue": how often bad frames are rendered again.
+extern const String p_QuietSeconds; ///< "QuietSeconds": how long files stay as they are first.
+
+// What came of "CheckFrames", set by the Master alone.
+extern const String p_FramesChecked;  ///< "FramesChecked": how far it is; see `FramesCheckedText`.
+extern const String p_FramesBad;      ///< "FramesBad": how many frames were bad at the last look.
+extern const String p_FramesBadRange; ///< "FramesBadRange": their numbers, as a range.
+extern const String p_FrameCounts;    ///< "FrameCounts": files of each kind: "ok 94, missing 2".
+
 /// All of these names.
 const std::vector<String> &ParameterNames();
 

@@ -10,6 +10,7 @@
 #include <poll.h>
 #include <sys/wait.h>
 #include <thread>
+#include <unistd.h>
 #include <vector>
 
 #include "decode/DecoderProcess.h"
@@ -28,6 +29,7 @@ namespace
 
 // To load the libraries and greet, however slow the disk is.
 constexpr std::chrono::seconds k_start_time(60);
+constexpr const char *k_decoder = "corvan-decode";
 
 String EndText(int status)
 {
@@ -220,7 +222,12 @@ private:
 
 Path DecoderProgram()
 {
-    return ostrel::ProgramFolder().Parent() / "libexec/ordwick/corvan-decode";
+    const Path folder = ostrel::ProgramFolder();
+    const Path beside = folder / k_decoder;
+    // What is no command for people stands beside it.
+    return ::access(beside.Text().c_str(), X_OK) == 0
+               ? beside
+               : folder.Parent() / "libexec/ordwick" / k_decoder;
 }
 
 void DecodeFiles(const Path &program, std::span<const Path> files, const DecodeLimits &limits,

@@ -24,7 +24,8 @@ struct DecodeLimits
 /// What reading a small image of any format takes: the libraries read into buffers of 64 MiB.
 inline constexpr unsigned k_LeastMemoryMib = 128;
 
-/// The program that reads the images, beside the running one: ../libexec/ordwick/corvan-decode.
+/// The program that reads the images: beside the running one, else
+/// ../libexec/ordwick/corvan-decode.
 Path DecoderProgram();
 
 /// Reads image files whole, in child processes, and calls `found(index, report)` for each as it is

@@ -260,7 +260,11 @@ Dependences::Frames Dependences::FramesOf(const UID &id, String *bad)
     const String asked = job->ParameterText(k_check_frames, true);
     if (asked.empty() || asked == "none")
         return Frames::NotChecked;
-    if (job->ParameterText(k_frames_checked, false) != "done")
+    const String checked = job->ParameterText(k_frames_checked, false);
+    // Those of a requeue are its origin's.
+    if (checked.empty())
+        return Frames::NotChecked;
+    if (checked != "done")
         return Frames::NotYet;
     *bad = job->ParameterText(k_frames_bad, false);
     return *bad == "0" ? Frames::Good : Frames::Bad;

@@ -3,6 +3,7 @@
 #include "corvan/JobFactory.h"
 #include "corvan/JobType.h"
 #include "corvan/Parameters.h"
+#include "master/FrameParameters.h"
 #include "ostrel/CallEntry.h"
 
 namespace master
@@ -113,6 +114,10 @@ boost::shared_ptr<Job> JobCache::Whole(const JobState &state, String *reason)
         job->SetParameter(corvan::p_Waiting, state.waiting);
     if (m_addMore)
         m_addMore(state, *job);
+    if (IsLookedAt(m_store, *this, *entry->job))
+        for (const auto &[name, value] : FrameParametersOf(true, m_store.Frames().Find(state)))
+            if (!value.empty())
+                job->SetParameter(name, value);
     return job;
 }
 

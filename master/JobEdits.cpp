@@ -3,6 +3,7 @@
 #include <cstdlib>
 
 #include "analysis/SettingCheck.h"
+#include "corvan/FrameChecking.h"
 #include "corvan/JobType.h"
 #include "corvan/Parameters.h"
 #include "master/Recut.h"
@@ -26,7 +27,8 @@ int Number(const String &text)
 bool IsForPeople(const String &name)
 {
     return name == corvan::p_Name || name == corvan::p_Note || name == corvan::p_CustomRange ||
-           name == corvan::p_UserRange || name == corvan::p_After || name == corvan::p_AfterGood;
+           name == corvan::p_UserRange || name == corvan::p_After || name == corvan::p_AfterGood ||
+           corvan::IsFrameChecking(name);
 }
 
 bool CutsOtherwise(const Job &job, const Job &other)

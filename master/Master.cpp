@@ -10,6 +10,7 @@
 #include "corvan/Utf8.h"
 #include "master/LoopClock.h"
 #include "master/door/Server.h"
+#include "master/frames/ChildLooker.h"
 #include "master/store/StoreFiles.h"
 #include "ostrel/Attempt.h"
 #include "ostrel/CallEntry.h"
@@ -45,11 +46,11 @@ Path LogFolder(const MasterSettings &settings, const UID &master)
     return settings.share / master.ToString() / "tasks";
 }
 
-Surroundings OfProgram(boost::asio::io_context &loop, ServerSettings settings,
+Surroundings OfProgram(boost::asio::io_context &loop, const MasterSettings &ofMaster,
                        CommandRunner &runner)
 {
-    const auto openDoor =
-        [&loop, settings](const UID &master, const Health &health, Door::User &user) mutable
+    const auto openDoor = [&loop, settings = ofMaster.server](
+                              const UID &master, const Health &health, Door::User &user) mutable
     {
         settings.health = &health;
         return std::make_unique<Server>(loop, settings, master, user);
@@ -58,7 +59,9 @@ Surroundings OfProgram(boost::asio::io_context &loop, ServerSettings settings,
             .runner = runner,
             .openDoor = openDoor,
             .logLooks = std::make_unique<LogThread>(),
-            .tools = std::make_unique<ToolThread>(loop)};
+            .tools = std::make_unique<ToolThread>(loop),
+            .looker =
+                std::make_unique<ChildLooker>(loop, ofMaster.data / "looks", ofMaster.commandUser)};
 }
 
 JobStore OpenStore(const MasterSettings &settings, const char *vfs)
@@ -72,7 +75,7 @@ JobStore OpenStore(const MasterSettings &settings, const char *vfs)
 } // namespace
 
 Master::Master(boost::asio::io_context &loop, const MasterSettings &settings, CommandRunner &runner)
-    : Master(loop, settings, OfProgram(loop, settings.server, runner))
+    : Master(loop, settings, OfProgram(loop, settings, runner))
 {
     _CallEntry call("Master::Master", __FILE__, __LINE__);
 }
@@ -98,6 +101,14 @@ Master::Master(boost::asio::io_context &loop, const MasterSettings &settings,
       m_notices(m_store, m_cache, *m_clock, settings.notices, std::move(surroundings.tools)),
       m_ownNode(OwnNode()), m_nodes(*m_clock),
       m_nodeWishes(m_nodes, m_runner, [this](Outbox outbox) { AnswerLater(std::move(outbox)); }),
+      m_looker(std::move(surroundings.looker)),
+      m_frameChecks(*m_clock, {m_store, m_cache, m_looker.get()}, settings.pauses,
+                    surroundings.makeID,
+                    [this]
+                    {
+                        if (!m_isStopping)
+                            ScheduleTurn();
+                    }),
       m_retention(*m_clock, {m_store, m_cache, m_dispatcher, m_scheduler, m_logs},
                   settings.keepDays, [this](const Outbox &outbox) { CarryOut(outbox); }),
       m_retryAlarm(m_clock->MakeAlarm()), m_pauseAlarm(m_clock->MakeAlarm()),
@@ -229,6 +240,7 @@ void Master::Turn()
     else
     {
         ForgetRuns();
+        m_frameChecks.ForgetResults();
         CarryOut(outbox);
     }
     m_door->EndRequests();
@@ -236,6 +248,7 @@ void Master::Turn()
     WatchRuns();
     if (!m_isStopping)
         m_notices.Wake();
+    LookAtFrames();
     // What it could not write before it has told, and nobody has to ask for it again.
     if (Attempt([this] { m_audit.Prepare({}); }))
         RetryLater();
@@ -261,13 +274,16 @@ Outbox Master::TakeTogether(const std::vector<Door::Request> &requests)
 
     Outbox outbox;
     if (requests.empty() && m_startedRuns.empty() && m_results.empty() && m_queued.empty() &&
-        !m_dispatcher.Waiting().IsAnyStirred())
+        !m_dispatcher.Waiting().IsAnyStirred() && !m_frameChecks.HasResults())
         return outbox;
     JobStore::Turn turn(m_store);
     RecordRuns(outbox);
     m_notices.Keep(outbox);
     for (const Door::Request &request : requests)
         Handle(request, outbox);
+    m_frameChecks.NoteChanges(outbox);
+    for (const FrameChecks::StayBad &bad : m_frameChecks.Record(outbox))
+        m_notices.Keep(NoticeEvent::Bad, bad.job, bad.range);
     const bool mayBeMore = m_dispatcher.Waiting().Follow(outbox);
     Commit(turn, outbox);
     if (mayBeMore)
@@ -308,6 +324,7 @@ void Master::TakeOneByOne(const std::vector<Door::Request> &requests)
             {
                 JobStore::Turn turn(m_store);
                 Handle(request, outbox);
+                m_frameChecks.NoteChanges(outbox);
                 Commit(turn, outbox);
             });
         if (reason)
@@ -503,6 +520,34 @@ void Master::KeepStuck(const std::vector<Foresight::NewStuck> &stuck)
     m_notices.Wake();
 }
 
+void Master::LookAtFrames()
+{
+    _CallEntry call("Master::LookAtFrames", __FILE__, __LINE__);
+
+    if (m_isStopping)
+        return;
+    if (m_frameChecks.HasDue())
+    {
+        Outbox outbox;
+        const auto reason = Attempt(
+            [&]
+            {
+                JobStore::Turn turn(m_store);
+                m_frameChecks.Plan(outbox);
+                turn.Commit();
+            });
+        if (reason)
+        {
+            ostrel::LogError(*reason);
+            m_cache.Clear();
+            return RetryLater();
+        }
+        CarryOut(outbox);
+        m_frameChecks.Start();
+    }
+    m_frameChecks.Arm();
+}
+
 void Master::CarryOut(const Outbox &outbox)
 {
     _CallEntry call("Master::CarryOut", __FILE__, __LINE__);
@@ -519,6 +564,7 @@ void Master::CarryOut(const Outbox &outbox)
             ostrel::LogError(*reason);
     for (const NodeWish &wish : outbox.NodeWishes())
         m_nodeWishes.CarryOut(wish);
+    m_frameChecks.Follow(outbox.FramesToFollow());
     for (const Outgoing &message : outbox.Messages())
         Send(message);
     for (const UID &job : outbox.Progress())
@@ -638,6 +684,7 @@ void Master::Stop()
     m_vitals.NoteEnd();
     m_isStopping = true;
     m_retention.Stop();
+    m_frameChecks.Stop();
     // What ended by itself is still noted.
     Turn();
     // What was handed over goes on; the Master that is started next adopts it.
@@ -718,7 +765,8 @@ bool Master::IsIdle()
 {
     _CallEntry call("Master::IsIdle", __FILE__, __LINE__);
 
-    return m_door->CountClients() == 0 && !m_scheduler.HasRuns() && !m_store.HasWork();
+    return m_door->CountClients() == 0 && !m_scheduler.HasRuns() && !m_store.HasWork() &&
+           !m_frameChecks.IsBusy();
 }
 
 } // namespace master

@@ -11,6 +11,7 @@
 #include "master/Dispatcher.h"
 #include "master/Followers.h"
 #include "master/Foresight.h"
+#include "master/FrameChecks.h"
 #include "master/JobCache.h"
 #include "master/NodeBook.h"
 #include "master/NodeWishes.h"
@@ -23,6 +24,7 @@
 #include "master/door/MasterLock.h"
 #include "master/door/ServerSettings.h"
 #include "master/run/CommandRunner.h"
+#include "master/run/CommandUser.h"
 #include "master/run/TaskLogs.h"
 #include "master/store/JobStore.h"
 #include "ostrel/LoopThread.h"
@@ -47,6 +49,8 @@ struct MasterSettings
     std::chrono::milliseconds endWhenIdle{0};
     /// Days that a job is kept once it is over; 0 keeps it until somebody removes it.
     unsigned keepDays = 0;
+    /// Who looks at frames where it is not the Master's own user.
+    std::optional<CommandUser> commandUser{};
     /// Port of 127.0.0.1 for /metrics and /healthz; 0 for one that the system chooses.
     std::optional<std::uint16_t> statusPort;
     /// How long its loop may take no turn before it counts as hanging.
@@ -123,6 +127,7 @@ private:
     void LookAtRuns();
     void KeepStuck(const std::vector<Foresight::NewStuck> &stuck);
     std::vector<Scheduler::Planned> PlanOnDisk();
+    void LookAtFrames();
 
     void CarryOut(const Outbox &outbox);
     void AnswerLater(Outbox outbox);
@@ -162,6 +167,8 @@ private:
     const String m_ownNode;
     NodeBook m_nodes;
     NodeWishes m_nodeWishes;
+    const std::unique_ptr<FrameLooker> m_looker;
+    FrameChecks m_frameChecks;
     ProgressNews m_progress;
     Retention m_retention;
 

@@ -16,6 +16,7 @@
 #include "master/ServiceManager.h"
 #include "master/SlurmOptions.h"
 #include "master/door/DescriptorLimit.h"
+#include "master/door/Tokens.h"
 #include "master/run/LocalRunner.h"
 #include "ostrel/CallEntry.h"
 #include "ostrel/Log.h"
@@ -102,6 +103,7 @@ bool MasterApp::Run(const CommandLine &commandLine)
 
     const Engine engine = ReadEngine(commandLine, Options());
     const std::optional<CommandUser> user = ReadCommandUser(Options(), options.data);
+    settings.commandUser = user;
     const std::size_t filesOfCommands = RaiseDescriptorLimit();
     boost::asio::io_context loop;
     (engine == Engine::Slurm ? settings.share : settings.formerShare) = ReadSlurmFolder(Options());

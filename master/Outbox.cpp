@@ -4,6 +4,7 @@
 #include <iterator>
 #include <utility>
 
+#include "corvan/FrameChecking.h"
 #include "corvan/Messages.h"
 #include "corvan/Parameters.h"
 #include "ostrel/CallEntry.h"
@@ -66,6 +67,12 @@ void Outbox::Tell(const UID &job, const String &name, const String &value)
     m_messages.push_back({0, job, 0, news});
     if (name == corvan::p_Status || name == corvan::p_Priority)
         m_changedJobs.insert(job);
+    if (name != corvan::p_Status && !corvan::SaysWhatToLookFor(name))
+        return;
+    FrameNote &note = m_frameNotes[job];
+    note.isStatusTold = note.isStatusTold || name == corvan::p_Status;
+    note.isKindTold = note.isKindTold || name == corvan::p_CheckFrames;
+    note.isOtherTold = note.isOtherTold || name != corvan::p_Status;
 }
 
 void Outbox::TellJob(const UID &job, boost::shared_ptr<Message> message)
@@ -110,6 +117,20 @@ void Outbox::Wish(NodeWish wish)
     m_nodeWishes.push_back(std::move(wish));
 }
 
+void Outbox::FollowFrames(const UID &job)
+{
+    _CallEntry call("Outbox::FollowFrames", __FILE__, __LINE__);
+
+    m_framesToFollow.insert(job);
+}
+
+std::map<UID, FrameNote> Outbox::TakeFrameNotes()
+{
+    _CallEntry call("Outbox::TakeFrameNotes", __FILE__, __LINE__);
+
+    return std::exchange(m_frameNotes, {});
+}
+
 void Outbox::Audit(AuditEntry entry)
 {
     _CallEntry call("Outbox::Audit", __FILE__, __LINE__);
@@ -128,6 +149,14 @@ void Outbox::Append(Outbox &&other)
     MoveAll(other.m_jobsToRenew, m_jobsToRenew);
     MoveAll(other.m_nodeWishes, m_nodeWishes);
     m_changedJobs.merge(other.m_changedJobs);
+    m_framesToFollow.merge(other.m_framesToFollow);
+    for (const auto &[job, more] : other.TakeFrameNotes())
+    {
+        FrameNote &note = m_frameNotes[job];
+        note.isStatusTold = note.isStatusTold || more.isStatusTold;
+        note.isKindTold = note.isKindTold || more.isKindTold;
+        note.isOtherTold = note.isOtherTold || more.isOtherTold;
+    }
     m_refusals += std::exchange(other.m_refusals, 0);
     MoveAll(other.m_audit, m_audit);
 }

@@ -37,6 +37,14 @@ struct NodeWish
     std::optional<Order> order;
 };
 
+/// What was told of a job that its frames depend on.
+struct FrameNote
+{
+    bool isStatusTold = false;
+    bool isKindTold = false;  ///< Whether anybody looks at them.
+    bool isOtherTold = false; ///< That, or which files there are to be.
+};
+
 /// What is to be done once the changes of a turn are on disk, and not at all where they are not.
 class Outbox
 {
@@ -63,6 +71,9 @@ public:
     void RenewRuns(const UID &job);
 
     void Wish(NodeWish wish);
+
+    /// The Master's frame checks are to read anew what is known of this job's frames.
+    void FollowFrames(const UID &job);
 
     /// For the audit log, which has it before anything is answered.
     void Audit(AuditEntry entry);
@@ -98,6 +109,12 @@ public:
     {
         return m_changedJobs;
     }
+    /// What was told, by job, since this was asked last.
+    std::map<UID, FrameNote> TakeFrameNotes();
+    const std::set<UID> &FramesToFollow() const
+    {
+        return m_framesToFollow;
+    }
     const std::vector<AuditEntry> &AuditEntries() const
     {
         return m_audit;
@@ -117,6 +134,8 @@ private:
     std::vector<UID> m_jobsToRenew;
     std::set<UID> m_changedJobs;
     std::vector<NodeWish> m_nodeWishes;
+    std::map<UID, FrameNote> m_frameNotes;
+    std::set<UID> m_framesToFollow;
     std::size_t m_refusals = 0;
     std::vector<AuditEntry> m_audit;
 };

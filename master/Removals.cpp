@@ -45,6 +45,7 @@ void Removals::TakeAway(const JobState &state, Outbox &outbox)
     m_cache.Forget(state.id);
     // Commands of a job that was just cancelled may still be there.
     outbox.EndRuns(state.id);
+    outbox.FollowFrames(state.id);
     const auto news = boost::make_shared<corvan::JobRemovedMsg>();
     news->job = state.id;
     outbox.TellJob(state.id, news);

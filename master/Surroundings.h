@@ -7,6 +7,7 @@
 #include "master/Clock.h"
 #include "master/door/Door.h"
 #include "master/door/Health.h"
+#include "master/frames/FrameLooker.h"
 #include "master/run/CommandRunner.h"
 #include "master/run/LogLooks.h"
 #include "master/run/ToolThread.h"
@@ -25,10 +26,12 @@ struct Surroundings
     std::unique_ptr<AlarmClock> clock;
     CommandRunner &runner; ///< Outlives the Master.
     OpenDoor openDoor;
-    const char *vfs = nullptr;            ///< See `JobStore`.
-    AuditDisk *audit = nullptr;           ///< See `AuditLog`.
-    std::unique_ptr<LogLooks> logLooks{}; ///< Null where nobody looks whether logs grow.
-    std::unique_ptr<ToolRunner> tools{};  ///< For notices; null where there are none.
+    const char *vfs = nullptr;             ///< See `JobStore`.
+    AuditDisk *audit = nullptr;            ///< See `AuditLog`.
+    std::unique_ptr<LogLooks> logLooks{};  ///< Null where nobody looks whether logs grow.
+    std::unique_ptr<ToolRunner> tools{};   ///< For notices; null where there are none.
+    std::unique_ptr<FrameLooker> looker{}; ///< See `FrameChecks`.
+    std::function<UID()> makeID = [] { return UID(true); }; ///< Of the Master's own jobs.
 };
 
 } // namespace master

@@ -49,7 +49,8 @@ bool IsStateParameter(const String &name)
     return name == corvan::p_Status || name == corvan::p_Priority || name == corvan::p_Created ||
            name == corvan::p_TasksTotal || name == corvan::p_TasksDone ||
            name == corvan::p_TasksFailed || name == corvan::p_Type || name == corvan::p_Waiting ||
-           corvan::IsForesight(name);
+           corvan::IsForesight(name) || name == corvan::p_FramesChecked || name == corvan::p_FramesBad ||
+           name == corvan::p_FramesBadRange || name == corvan::p_FrameCounts;
 }
 
 // What a Master that was killed has written and not synced is read like all else, and a power cut
@@ -128,6 +129,7 @@ void JobStore::Open(const Path &file, const char *vfs, const Patience &patience)
         m_queue = std::make_unique<QueueStore>(*m_database);
         m_waits = std::make_unique<WaitStore>(*m_database);
         m_notices = std::make_unique<NoticeStore>(*m_database);
+        m_frames = std::make_unique<FrameStore>(*m_database);
         m_audit = std::make_unique<AuditStore>(*m_database);
     }
     catch (const SQLite::Exception &error)
@@ -488,6 +490,7 @@ void JobStore::Remove(const JobState &state)
     m_tasks->Forget(state);
     m_places->Forget(state);
     m_waits->Forget(state);
+    m_frames->Forget(state);
     m_database->Guarded(
         [&]
         {

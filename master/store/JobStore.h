@@ -11,6 +11,7 @@
 #include "corvan/Job.h"
 #include "corvan/JobStatus.h"
 #include "master/store/AuditStore.h"
+#include "master/store/FrameStore.h"
 #include "master/store/NoticeStore.h"
 #include "master/store/OpenNote.h"
 #include "master/store/PlaceStore.h"
@@ -193,6 +194,10 @@ public:
     {
         return *m_notices;
     }
+    FrameStore &Frames()
+    {
+        return *m_frames;
+    }
     AuditStore &Audit()
     {
         return *m_audit;
@@ -214,6 +219,7 @@ private:
     std::unique_ptr<QueueStore> m_queue;
     std::unique_ptr<WaitStore> m_waits;
     std::unique_ptr<NoticeStore> m_notices;
+    std::unique_ptr<FrameStore> m_frames;
     std::unique_ptr<AuditStore> m_audit;
     UID m_masterID;
     Commits m_commits;

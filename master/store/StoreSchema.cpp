@@ -185,6 +185,41 @@ constexpr const char *k_migrations[] = {
         number INTEGER PRIMARY KEY AUTOINCREMENT,
         facts TEXT NOT NULL);
     )",
+    // What was found of the frames of a job whose tasks are done: see `JobFrames`. Who waits for good
+    // ones is stirred by it, as by the parameters of those names. No Master before has looked at any:
+    // what goes by these names, some client has made up.
+    R"(
+    CREATE TABLE frames(
+        job INTEGER PRIMARY KEY REFERENCES jobs(number),
+        phase INTEGER NOT NULL,
+        rounds INTEGER NOT NULL,
+        round TEXT NOT NULL,
+        trouble TEXT NOT NULL,
+        judged INTEGER NOT NULL,
+        bad INTEGER NOT NULL,
+        bad_range TEXT NOT NULL,
+        counts TEXT NOT NULL,
+        findings TEXT NOT NULL);
+    CREATE INDEX frames_due ON frames(job) WHERE phase <> 2;
+
+    CREATE TRIGGER frames_stir_new AFTER INSERT ON frames
+    BEGIN
+        UPDATE waits SET stirred = 1 WHERE good = 1 AND stirred = 0
+            AND other = (SELECT id FROM jobs WHERE number = new.job);
+        UPDATE jobs SET held = 1 WHERE held = 0 AND number IN (SELECT job FROM waits
+            WHERE good = 1 AND other = (SELECT id FROM jobs WHERE number = new.job));
+    END;
+    CREATE TRIGGER frames_stir_gone AFTER DELETE ON frames
+    BEGIN
+        UPDATE waits SET stirred = 1 WHERE good = 1 AND stirred = 0
+            AND other = (SELECT id FROM jobs WHERE number = old.job);
+        UPDATE jobs SET held = 1 WHERE held = 0 AND number IN (SELECT job FROM waits
+            WHERE good = 1 AND other = (SELECT id FROM jobs WHERE number = old.job));
+    END;
+
+    DELETE FROM parameters
+        WHERE name IN ('FramesChecked', 'FramesBad', 'FramesBadRange', 'FrameCounts');
+    )",
     // The newest lines of the audit log, until its file has them on disk.
     R"(
     CREATE TABLE audit(

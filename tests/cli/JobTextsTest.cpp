@@ -29,6 +29,12 @@ public:
         Store(corvan::p_TasksDone, "12");
         Store(corvan::p_TasksFailed, "2");
     }
+
+    void SetFrames(const char *checked, const char *bad)
+    {
+        Store(corvan::p_FramesChecked, checked);
+        Store(corvan::p_FramesBad, bad);
+    }
 };
 
 TEST(JobTexts, ListLinesStandUnderTheirHeading)
@@ -92,6 +98,29 @@ TEST(JobTexts, AReportTellsHowFarTheEndIsAndMarksWhatIsStuck)
         << report;
     EXPECT_EQ(TaskJson(task)["stuck"], std::string(task.stuck));
     EXPECT_FALSE(TaskJson(tasks[1]).contains("stuck"));
+}
+
+TEST(JobTexts, ALineTellsOfFramesThatAreNotGood)
+{
+    const struct
+    {
+        const char *checked;
+        const char *bad;
+        const char *told;
+    } cases[] = {
+        {"no", "", ""},
+        {"done", "0", ""},
+        {"done", "1", " (1 frame bad)"},
+        {"done", "12", " (12 frames bad)"},
+        {"waiting", "12", " (12 frames bad so far)"},
+        {"could not look: no\x1b memory", "3", " (frames: could not look: no\\x1b memory)"},
+    };
+    for (const auto &[checked, bad, told] : cases)
+    {
+        CountedJob job;
+        job.SetFrames(checked, bad);
+        EXPECT_EQ(ListLine(job), ListLine(CountedJob()) + told) << checked << " " << bad;
+    }
 }
 
 TEST(JobTexts, AJobThatSaysNothingIsQueuedWithoutTasks)

@@ -98,8 +98,9 @@ TEST(Parameters, KnowsThoseThatTheMasterAloneSets)
 {
     for (const char *name :
          {"Owner", "Created", "TasksTotal", "TasksDone", "TasksFailed", "Waiting", "FrameSeconds",
-          "FrameSecondsSlowest", "FramesPerHour", "ExpectedEnd", "StuckTasks"})
+          "FrameSecondsSlowest", "FramesPerHour", "ExpectedEnd", "StuckTasks", "FramesChecked",
+          "FramesBad", "FramesBadRange", "FrameCounts"})
         EXPECT_TRUE(IsMasterParameter(name)) << name;
-    for (const char *name : {"Status", "Name", "created", "", "Range"})
+    for (const char *name : {"Status", "Name", "created", "", "Range", "CheckFrames"})
         EXPECT_FALSE(IsMasterParameter(name)) << name;
 }

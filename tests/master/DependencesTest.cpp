@@ -101,17 +101,16 @@ protected:
     }
 
     // What was found of its frames.
-    void Judge(const UID &job, const char *checked, const char *bad)
+    void Judge(const UID &job, master::JobFrames::Phase phase, unsigned bad)
     {
         Turn(
             [&](Outbox &)
             {
-                String reason;
-                const auto changed = master::CopyOf(*m_store.Load(job, &reason));
-                changed->SetParameter("FramesChecked", checked);
-                changed->SetParameter("FramesBad", bad);
-                m_store.SaveParameters(*changed, State(job));
-                m_cache.Forget(job);
+                master::JobFrames frames;
+                frames.phase = phase;
+                frames.isJudged = true;
+                frames.bad = bad;
+                m_store.Frames().Save(State(job), frames);
             });
     }
 
@@ -394,19 +393,19 @@ TEST_F(DependencesTest, AJobAfterGoodFramesWaitsForTheirCheck)
     EXPECT_EQ(Waiting(comp), "for " + name);
     End(tower, JobStatus::Done);
     EXPECT_EQ(Waiting(comp), "for the check of the frames of " + name);
-    Judge(tower, "looking", "0");
+    Judge(tower, master::JobFrames::Phase::Looking, 0);
     EXPECT_FALSE(MayBegin(comp));
-    Judge(tower, "done", "3");
+    Judge(tower, master::JobFrames::Phase::Done, 3);
     EXPECT_EQ(Waiting(comp), "for good frames of " + name + ", of which 3 are bad");
     EXPECT_FALSE(MayBegin(comp));
-    Judge(tower, "done", "0");
+    Judge(tower, master::JobFrames::Phase::Done, 0);
     EXPECT_EQ(Waiting(comp), "");
     EXPECT_TRUE(MayBegin(comp));
 
     // Which they are no longer before it has begun.
-    Judge(tower, "done", "1");
+    Judge(tower, master::JobFrames::Phase::Done, 1);
     EXPECT_FALSE(MayBegin(comp));
-    Judge(tower, "done", "0");
+    Judge(tower, master::JobFrames::Phase::Done, 0);
     Remove(tower);
     EXPECT_TRUE(MayBegin(comp));
 }

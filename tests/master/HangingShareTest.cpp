@@ -105,6 +105,36 @@ TEST_F(HangingShareTest, IsNotLookedAtByTheMaster)
     EXPECT_FALSE(IsTouched()) << ContentOf(m_share.Text() + ".touched");
 }
 
+// A look has a process of its own, which is not preloaded either.
+TEST_F(HangingShareTest, HasItsFramesLookedAtByAnother)
+{
+    MasterProgram program(m_folder.Folder(), {"--listen", (m_folder / "m.sock").Text()});
+    ASSERT_NE(program.ReadLine(), "") << program.Errors();
+    RawClient client(program.Address());
+    ASSERT_TRUE(client.SayHello());
+    wire::Envelope job = JobEnvelope();
+    for (const auto &[name, value] :
+         {std::pair("CheckFrames", "sizes"), std::pair("QuietSeconds", "0")})
+    {
+        wire::Parameter &parameter = *job.mutable_job()->add_parameters();
+        parameter.set_name(name);
+        parameter.set_value(value);
+    }
+    const auto answer = client.Ask(job);
+    ASSERT_TRUE(answer && answer->has_accepted()) << answer->ShortDebugString();
+
+    std::string checked;
+    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    while (checked != "done" && std::chrono::steady_clock::now() < limit)
+    {
+        const auto state = client.Ask(GetJobEnvelope(job.job().id()));
+        ASSERT_TRUE(state) << "it does not answer";
+        checked = ParameterOf(state->job(), "FramesChecked");
+    }
+    EXPECT_EQ(checked, "done");
+    EXPECT_FALSE(IsTouched()) << ContentOf(m_share.Text() + ".touched");
+}
+
 // What the system tells of a process may take as long as that one hangs.
 TEST_F(HangingShareTest, OfAProcessKeepsTheMasterFromItsCommandsAndNotFromItsClients)
 {

@@ -109,8 +109,16 @@ void Client::Submit()
         parameters.emplace_back(corvan::p_FrameOrder, SomeOrder());
     if (chance.IsOneIn(2))
         parameters.emplace_back(corvan::p_After, SomeJobs());
+    const UID id = chance.NewID();
+    if (chance.IsOneIn(2))
+    {
+        parameters.emplace_back(corvan::p_ImageFormat, "/r/" + id.ToString() + ".%d");
+        parameters.emplace_back(corvan::p_CheckFrames, "sizes");
+        parameters.emplace_back(corvan::p_AutoRequeue, std::to_string(chance.Below(4)));
+        parameters.emplace_back(corvan::p_QuietSeconds, std::to_string(chance.Below(6)));
+    }
     const boost::shared_ptr<Job> job = MakeTestJob(parameters);
-    job->SetID(chance.NewID());
+    job->SetID(id);
     m_openSubmits[job->ID()] = job;
     if (chance.IsOneIn(2))
         Follow(job->ID());
@@ -143,6 +151,15 @@ void Client::SetGoing(const UID &job)
 void Client::LetGo(const UID &job)
 {
     Change(job, {{corvan::p_After, {}}});
+}
+
+void Client::SetGoingOfMaster(const UID &job)
+{
+    auto message = boost::make_shared<corvan::JobParameterMsg>();
+    message->job = job;
+    message->name = corvan::p_Status;
+    message->value = StatusText(0);
+    Ask(message);
 }
 
 void Client::Change(const UID &job, const std::vector<Ledger::Setting> &settings)
@@ -178,6 +195,8 @@ std::vector<Ledger::Setting> Client::SomeSettings()
         settings.emplace_back(corvan::p_FrameOrder, SomeOrder());
     if (chance.IsOneIn(8))
         settings.emplace_back(corvan::p_After, SomeJobs());
+    if (chance.IsOneIn(8))
+        settings.emplace_back(corvan::p_AutoRequeue, std::to_string(chance.Below(4)));
     if (settings.empty() || chance.IsOneIn(5))
         settings.emplace_back(corvan::p_Status, StatusText(chance.Below(4)));
     return settings;
@@ -345,9 +364,11 @@ void Client::Compare(const std::vector<boost::shared_ptr<Job>> &found, bool with
 {
     if (!IsConnected())
         return;
-    std::vector<String> names{corvan::p_Status,    corvan::p_Waiting,    corvan::p_Note,
-                              corvan::p_Range,     corvan::p_PacketSize, corvan::p_Priority,
-                              corvan::p_TasksTotal};
+    std::vector<String> names{
+        corvan::p_Status,         corvan::p_Waiting,       corvan::p_Note,
+        corvan::p_Range,          corvan::p_PacketSize,    corvan::p_Priority,
+        corvan::p_TasksTotal,     corvan::p_FramesChecked, corvan::p_FramesBad,
+        corvan::p_FramesBadRange, corvan::p_FrameCounts};
     if (withCounts)
         names.insert(names.end(), {corvan::p_TasksDone, corvan::p_TasksFailed});
     for (const boost::shared_ptr<Job> &job : found)

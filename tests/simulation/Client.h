@@ -49,6 +49,8 @@ public:
     void SetGoing(const UID &job);
     /// The job is to wait for no other.
     void LetGo(const UID &job);
+    /// The same of a job that the Master has made, of which the ledger knows nothing.
+    void SetGoingOfMaster(const UID &job);
     /// Sends the submits again that were not answered.
     void SendAgain();
     bool HasOpenSubmits() const

@@ -8,8 +8,10 @@
 
 #include "corvan/JobStatus.h"
 #include "corvan/Parameters.h"
+#include "corvan/RequeueJob.h"
 #include "master/store/StoreFiles.h"
 #include "ostrel/Attempt.h"
+#include "tests/simulation/SimulatedLooker.h"
 
 namespace simulation
 {
@@ -44,6 +46,14 @@ bool NeverBegins(const Job &job)
            waiting.find(" was cancelled") != String::npos;
 }
 
+// Nothing more comes of it.
+bool IsOverFor(const Job &job)
+{
+    const String checked = job.ParameterText(corvan::p_FramesChecked, false);
+    return StatusIn(job) == JobStatus::Cancelled ||
+           (StatusIn(job) == JobStatus::Done && (checked.empty() || checked == "done"));
+}
+
 // Of each kind of harm, half of the histories have none.
 unsigned SomePercent(Chance &chance, unsigned most)
 {
@@ -64,6 +74,7 @@ void Figures::Add(const Figures &other)
     expired += other.expired;
     waited += other.waited;
     inTurn += other.inTurn;
+    requeues += other.requeues;
     seconds += other.seconds;
 }
 
@@ -113,7 +124,9 @@ void History::MakeWorld()
                          .unstarted = SomePercent(m_chance, 20),
                          .lost = SomePercent(m_chance, 10),
                          .failed = SomePercent(m_chance, 40),
-                         .hanging = SomePercent(m_chance, 5)});
+                         .hanging = SomePercent(m_chance, 5),
+                         .flawed = SomePercent(m_chance, 40),
+                         .blind = SomePercent(m_chance, 40)});
     m_audit.SetFailures(SomePercent(m_chance, 30));
     for (const Harm harm : {Harm::Crash, Harm::CrashSoon, Harm::Stop, Harm::Errors, Harm::FullDisk,
                             Harm::Sleep, Harm::SetClock})
@@ -193,10 +206,16 @@ std::unique_ptr<History::Life> History::MakeLife()
     settings.keepDays = m_keepDays;
     // So long that it does not; then nothing is written by the machine's own clock.
     settings.endWhenIdle = std::chrono::hours(10'000);
-    life->master = std::make_unique<master::Master>(
-        life->loop, settings,
-        master::Surroundings{std::make_unique<SimulatedClock>(m_agenda), *life->runner, openDoor,
-                             m_disk.Name(), &m_audit});
+    master::Surroundings surroundings{std::make_unique<SimulatedClock>(m_agenda), *life->runner,
+                                      openDoor, m_disk.Name(), &m_audit};
+    surroundings.looker =
+        std::make_unique<SimulatedLooker>(m_machine, m_agenda, m_chance, isStopped);
+    surroundings.makeID = [this]
+    {
+        ++m_figures.requeues;
+        return m_chance.NewID();
+    };
+    life->master = std::make_unique<master::Master>(life->loop, settings, std::move(surroundings));
     return life;
 }
 
@@ -395,6 +414,7 @@ History::Jobs History::Inspect(bool isNewRun, bool withCounts)
 
     m_witness.HearAll(m_inspector.Jobs(), m_inspector.Tasks());
     m_ledger.Compare(m_inspector.Jobs(), isNewRun);
+    CheckRequeues(m_inspector.Jobs());
     // On a full disk the newest lines may still be in the store alone.
     if ((isNewRun || withCounts) && !m_disk.IsFull())
         m_audit.Compare(m_ledger.Wishes());
@@ -442,6 +462,48 @@ void History::CheckTasks(const Job &job, const corvan::TaskListMsg &list, std::s
         m_verdict.Wrong("it is the other way round: " + Describe(job));
 }
 
+// At a time there is one at most of a job, and in all no more than were asked for each time that
+// somebody has changed the job.
+void History::CheckRequeues(const Jobs &jobs)
+{
+    std::map<UID, int> active;
+    std::map<UID, int> all;
+    for (const boost::shared_ptr<Job> &job : jobs)
+        if (const UID origin = corvan::OriginOf(*job); !origin.IsNil())
+        {
+            ++all[origin];
+            active[origin] += corvan::IsOver(StatusIn(*job)) ? 0 : 1;
+        }
+    for (const auto &[origin, count] : active)
+        if (count > 1)
+            m_verdict.Wrong(std::to_string(count) + " jobs render bad frames of job " +
+                            origin.ToString() + " at a time");
+    for (const auto &[origin, count] : all)
+    {
+        const long changes = std::ranges::count(m_ledger.Wishes(), origin, &Ledger::Wish::job);
+        if (count > 3 * (changes + 1))
+            m_verdict.Wrong("there are " + std::to_string(count) + " requeues of job " +
+                            origin.ToString() + ", which was changed " + std::to_string(changes) +
+                            " times");
+    }
+}
+
+// Nothing is written any more.
+void History::CheckFrames(const Job &job)
+{
+    if (job.ParameterText(corvan::p_CheckFrames, false) != "sizes" ||
+        StatusIn(job) != JobStatus::Done)
+        return;
+    check::LookRequest request;
+    request.formats = {job.ParameterText(corvan::p_ImageFormat, false)};
+    request.input = *analysis::ReadExpansionInput(job);
+    const auto bad = check::AllOf(FindBadFiles(m_machine, request));
+    if (job.ParameterText(corvan::p_FramesBadRange, false) !=
+        corvan::SequenceDistributor::CalculateRange(bad))
+        m_verdict.Wrong("the bad frames are " + corvan::SequenceDistributor::CalculateRange(bad) +
+                        ", not as it says: " + Describe(job));
+}
+
 // All is well again: what is left to do is done, and all that was said stays.
 void History::RunToEnd()
 {
@@ -462,13 +524,14 @@ void History::RunToEnd()
             break;
         if (round == k_most_rounds)
             for (const boost::shared_ptr<Job> &job : jobs)
-                if (StatusIn(*job) != JobStatus::Done)
+                if (!IsOverFor(*job))
                     m_verdict.Wrong("it is never done: " + Describe(*job));
         SetGoing(jobs);
     }
     if (!m_verdict.Found().empty())
         return;
-    Inspect(false, true);
+    for (const boost::shared_ptr<Job> &job : Inspect(false, true))
+        CheckFrames(*job);
     Crash();
     RunFor(k_round);
     if (!IsOver(Inspect(true)))
@@ -484,7 +547,7 @@ bool History::IsOver(const Jobs &jobs)
         if (client->HasOpenSubmits())
             return false;
     for (const boost::shared_ptr<Job> &job : jobs)
-        if (StatusIn(*job) != JobStatus::Done && StatusIn(*job) != JobStatus::Cancelled)
+        if (!IsOverFor(*job))
             return false;
     return true;
 }
@@ -503,7 +566,12 @@ void History::SetGoing(const Jobs &jobs)
     }
     for (const boost::shared_ptr<Job> &job : jobs)
         if (StatusIn(*job) == JobStatus::Paused || StatusIn(*job) == JobStatus::Failed)
-            m_clients.front()->SetGoing(job->ID());
+        {
+            if (corvan::OriginOf(*job).IsNil())
+                m_clients.front()->SetGoing(job->ID());
+            else if (m_clients.front()->IsConnected())
+                m_clients.front()->SetGoingOfMaster(job->ID());
+        }
         else if (NeverBegins(*job))
             m_clients.front()->LetGo(job->ID());
     RunLoop();

@@ -29,6 +29,7 @@ struct Figures
     long waited = 0;  ///< Jobs that began after others.
     long inTurn = 0;  ///< Commands that began beside a job of somebody else.
     long seconds = 0; ///< By the clock of the history.
+    long requeues = 0; ///< By the Master itself.
 
     void Add(const Figures &other);
 };
@@ -105,6 +106,8 @@ private:
 
     Jobs Inspect(bool isNewRun, bool withCounts = false);
     void CheckTasks(const Job &job, const corvan::TaskListMsg &list, std::size_t &running);
+    void CheckRequeues(const Jobs &jobs);
+    void CheckFrames(const Job &job);
     bool IsOver(const Jobs &jobs);
     void SetGoing(const Jobs &jobs);
     void CheckStore();

@@ -6,6 +6,7 @@
 
 #include "corvan/JobStatus.h"
 #include "corvan/Parameters.h"
+#include "corvan/RequeueJob.h"
 
 namespace simulation
 {
@@ -29,11 +30,11 @@ constexpr unsigned k_paused = Bit(JobStatus::Paused) | k_over_by_itself | k_paus
 constexpr unsigned k_cancelled = Bit(JobStatus::Cancelled);
 
 // What is looked at beside the status.
-const std::array<String, 6> &WatchedNames()
+const std::array<String, 7> &WatchedNames()
 {
-    static const std::array<String, 6> s_names{corvan::p_Note,       corvan::p_Priority,
-                                               corvan::p_Range,      corvan::p_PacketSize,
-                                               corvan::p_FrameOrder, corvan::p_After};
+    static const std::array<String, 7> s_names{
+        corvan::p_Note,       corvan::p_Priority, corvan::p_Range,      corvan::p_PacketSize,
+        corvan::p_FrameOrder, corvan::p_After,    corvan::p_AutoRequeue};
     return s_names;
 }
 
@@ -240,6 +241,9 @@ void Ledger::Compare(const std::vector<boost::shared_ptr<Job>> &found, bool isNe
     std::set<UID> seen;
     for (const boost::shared_ptr<Job> &job : found)
     {
+        // Of those that the Master has made nobody has asked for anything.
+        if (!corvan::OriginOf(*job).IsNil())
+            continue;
         const auto account = m_accounts.find(job->ID());
         if (account == m_accounts.end() || !account->second.isThere.MayBe(true))
             m_verdict.Wrong("there is a job that must not be: " + Describe(*job));
@@ -295,9 +299,11 @@ void Ledger::CompareJob(const Job &job, Account &account, bool isNewRun)
 std::string Describe(const Job &job)
 {
     std::string text = "job " + job.ID().ToString();
-    for (const String *name : {&corvan::p_Status, &corvan::p_Waiting, &corvan::p_Range,
-                               &corvan::p_PacketSize, &corvan::p_Note, &corvan::p_Priority,
-                               &corvan::p_TasksTotal, &corvan::p_TasksDone, &corvan::p_TasksFailed})
+    for (const String *name :
+         {&corvan::p_Status, &corvan::p_Waiting, &corvan::p_Range, &corvan::p_PacketSize,
+          &corvan::p_Note, &corvan::p_Priority, &corvan::p_TasksTotal, &corvan::p_TasksDone,
+          &corvan::p_TasksFailed, &corvan::p_RequeueOf, &corvan::p_FramesChecked,
+          &corvan::p_FramesBad})
         text += " " + *name + "='" + job.ParameterText(*name, false) + "'";
     return text;
 }

@@ -37,6 +37,8 @@ bool Machine::Start(const master::Command &command, master::RunListener &listene
     process.lastFrame = std::atoi(command.arguments.at(5).c_str());
     process.run = command.run;
     process.listener = &listener;
+    for (const ostrel::Path &output : command.outputs)
+        process.files.push_back(output.Text());
     const auto what = [&] {
         return FramesText(process.firstFrame, process.lastFrame) + " of job " +
                process.job.ToString();
@@ -105,10 +107,33 @@ void Machine::Finish(int number, const RunEnd &end)
                    (process.listener ? "" : ", an orphan");
         });
     if (end.IsSuccess())
+    {
         for (int frame = process.firstFrame; frame <= process.lastFrame; ++frame)
             m_rendered[process.job].insert(frame);
+        for (const std::string &file : process.files)
+            Write(file);
+    }
     if (process.listener)
         process.listener->OnEnded(process.run, end);
+}
+
+void Machine::Write(const std::string &path)
+{
+    File &file = m_files[path];
+    if (file.version++ == 0)
+        file.isAlwaysBad = m_chance.IsOneIn(15);
+    file.isBad = file.isAlwaysBad || m_chance.Percent(m_health.flawed);
+}
+
+Machine::File Machine::FileAt(const std::string &path) const
+{
+    const auto found = m_files.find(path);
+    return found == m_files.end() ? File() : found->second;
+}
+
+bool Machine::IsBlind()
+{
+    return m_chance.Percent(m_health.blind);
 }
 
 void Machine::End(int run)

@@ -47,6 +47,8 @@ public:
         unsigned lost = 0;      ///< Nobody knows how it ended.
         unsigned failed = 0;
         unsigned hanging = 0; ///< Until a limit ends it.
+        unsigned flawed = 0;  ///< It writes a bad file.
+        unsigned blind = 0;   ///< Files cannot be looked at.
     };
     void SetHealth(const Health &health)
     {
@@ -71,6 +73,17 @@ public:
     bool IsEnding(const UID &job) const;
     /// A command has rendered this frame, some time.
     bool HasRendered(const UID &job, int frame) const;
+    /// A file that commands have written, some time.
+    struct File
+    {
+        int version = 0; ///< Another each time; 0 for none.
+        bool isBad = false;
+        bool isAlwaysBad = false; ///< Whoever renders it.
+    };
+    File FileAt(const std::string &path) const;
+    /// Whether who looks at files now finds that they cannot be looked at.
+    bool IsBlind();
+
     long CountStarted() const
     {
         return m_lastProcess;
@@ -86,8 +99,10 @@ private:
         master::RunListener *listener = nullptr; ///< Null for an orphan.
         bool isStarted = false;
         bool isEnding = false;
+        std::vector<std::string> files{};
     };
 
+    void Write(const std::string &path);
     void Begin(int process);
     void Finish(int process, const master::RunEnd &end);
     void FinishAfter(Agenda::Milliseconds time, int process, const master::RunEnd &end);
@@ -100,6 +115,7 @@ private:
     int m_lastProcess = 0;
     std::map<UID, std::set<int>> m_rendered;
     Watcher *m_watcher = nullptr;
+    std::map<std::string, File> m_files;
 };
 
 /// A Master's hand on the machine.

@@ -74,6 +74,7 @@ TEST_P(Simulation, LosesNothingThatWasAnsweredAndEndsWithAllJobsDone)
     EXPECT_GT(figures.rights, 50);
     EXPECT_GT(figures.waited, 20);
     EXPECT_GT(figures.inTurn, 0);
+    EXPECT_GT(figures.requeues, 5);
     EXPECT_GT(figures.cuts, 0);
     EXPECT_GT(figures.cuts + figures.expired, 1);
 }

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <tuple>
 
+#include "analysis/Expansion.h"
 #include "corvan/AfterJobs.h"
 #include "corvan/JobStatus.h"
 #include "corvan/Parameters.h"
@@ -128,11 +129,16 @@ void Witness::CheckWaiting(const UID &job, const Values &values)
 
 std::vector<Witness::Frames> Witness::PacketsInOrder(const Values &values)
 {
-    const std::string range = ValueIn(values, corvan::p_Range);
-    const int first = std::atoi(range.c_str());
-    const int last = std::atoi(range.c_str() + range.find('-') + 1);
+    corvan::SequenceDistributor::Items frames;
+    corvan::SequenceDistributor::ParseRange(ValueIn(values, corvan::p_Range), frames, nullptr);
     const int size = std::atoi(ValueIn(values, corvan::p_PacketSize).c_str());
-    const int count = (last - first) / size + 1;
+    std::vector<Frames> ascending;
+    for (auto frame = frames.begin(); frame != frames.end();)
+    {
+        const analysis::FramePacket packet = analysis::TakePacket(frame, size);
+        ascending.emplace_back(packet.first, packet.last);
+    }
+    const int count = int(ascending.size());
     std::vector<int> numbers;
     for (int number = 0; number < count; ++number)
         numbers.push_back(number);
@@ -140,8 +146,7 @@ std::vector<Witness::Frames> Witness::PacketsInOrder(const Values &values)
     std::ranges::sort(numbers, {}, [&](int number) { return PlaceIn(order, number, count); });
     std::vector<Frames> packets;
     for (const int number : numbers)
-        packets.emplace_back(first + number * size,
-                             std::min(last, first + (number + 1) * size - 1));
+        packets.push_back(ascending[std::size_t(number)]);
     return packets;
 }
 

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "analysis/Expansion.h"
+
+namespace check
+{
+
+using ostrel::String;
+
+/// What a process of its own (`corvan-check`) is to look at: the frames of one job.
+struct LookRequest
+{
+    enum class Depth
+    {
+        Prints, ///< What the files are like, and no verdict.
+        Sizes,  ///< The verdict of the window.
+        Images, ///< They are read, too.
+    };
+
+    std::vector<String> formats;    ///< Patterns, in this machine's notation.
+    analysis::ExpansionInput input; ///< Its texts; the set of frames is not handed over.
+    Depth depth = Depth::Prints;
+    /// The `LookAnswer::print` of an earlier look: there is no verdict where the files are not as
+    /// they were then. Empty for one in any case.
+    String print;
+    /// Whoever rendered them has seen each file, so where none is there it is the share that is
+    /// not.
+    bool wereSeen = false;
+};
+
+/// As arguments of the program, without its name. Nothing where the system does not let a program
+/// have as many.
+std::optional<std::vector<std::string>> ArgumentsOf(const LookRequest &request);
+
+/// Reads them. Nothing for what is no request.
+std::optional<LookRequest> ReadArguments(const std::vector<std::string> &arguments);
+
+} // namespace check

@@ -1,0 +1,116 @@
+#include "master/frames/ChildLooker.h"
+
+#include <boost/asio/io_context.hpp>
+#include <filesystem>
+#include <map>
+
+#include <gtest/gtest.h>
+
+#include "tests/support/TempFolder.h"
+
+namespace master
+{
+namespace
+{
+
+using check::LookAnswer;
+using check::LookRequest;
+
+class ChildLookerTest : public testing::Test, protected LookListener
+{
+protected:
+    ChildLookerTest()
+    {
+        for (int frame = 1; frame <= 3; ++frame)
+            m_folder.MakeFile("r/f." + std::to_string(frame), std::string(1000, 'x'));
+        m_request.formats = {(m_folder / "r/f.%d").Text()};
+        m_request.input.userRange = "1-4";
+        m_request.depth = LookRequest::Depth::Sizes;
+    }
+
+    void OnLooked(int look, const LookAnswer &answer) override
+    {
+        EXPECT_TRUE(m_answers.emplace(look, answer).second) << "it is told twice";
+    }
+
+    LookAnswer WaitFor(int look)
+    {
+        const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+        while (!m_answers.contains(look) && std::chrono::steady_clock::now() < limit)
+        {
+            m_loop.restart();
+            m_loop.run_one_for(std::chrono::milliseconds(100));
+        }
+        return m_answers[look];
+    }
+
+    TempFolder m_folder;
+    LookRequest m_request;
+    boost::asio::io_context m_loop;
+    std::map<int, LookAnswer> m_answers;
+    ChildLooker m_looker{m_loop, m_folder / "looks"};
+};
+
+TEST_F(ChildLookerTest, TellsWhatTheFramesAre)
+{
+    m_looker.Start(1, m_request, *this);
+    EXPECT_TRUE(m_answers.empty()) << "from within";
+    const LookAnswer answer = WaitFor(1);
+    EXPECT_EQ(answer.trouble, "");
+    EXPECT_EQ(answer.counts, "ok 3, missing 1");
+    EXPECT_EQ(check::AllOf(answer.bad), (corvan::SequenceDistributor::Items{4}));
+    EXPECT_TRUE(std::filesystem::is_empty((m_folder / "looks").Text().c_str()))
+        << "nothing is left";
+}
+
+TEST_F(ChildLookerTest, LooksAtSeveralAtATime)
+{
+    for (int look = 1; look <= 5; ++look)
+        m_looker.Start(look, m_request, *this);
+    for (int look = 1; look <= 5; ++look)
+        EXPECT_EQ(WaitFor(look).counts, "ok 3, missing 1") << look;
+}
+
+TEST_F(ChildLookerTest, TellsWhyItCouldNotLook)
+{
+    m_request.formats = {(m_folder / "away/f.%d").Text()};
+    m_looker.Start(1, m_request, *this);
+    EXPECT_EQ(WaitFor(1).trouble, "the folder " + (m_folder / "away").Text() + " is not there");
+
+    m_request.input.userRange = ostrel::String(std::string(2'000'000, '1'));
+    m_looker.Start(2, m_request, *this);
+    EXPECT_EQ(WaitFor(2).trouble, "the range and the patterns of the job are too long to be "
+                                  "handed over to a program");
+}
+
+TEST_F(ChildLookerTest, EndsALookThatNobodyWantsAnyMore)
+{
+    // Takes a second and more.
+    m_request.input.userRange = "1-1000000";
+    m_looker.Start(1, m_request, *this);
+    m_looker.End(1);
+    const LookAnswer answer = WaitFor(1);
+    EXPECT_NE(answer.trouble, "");
+    EXPECT_FALSE(answer.isJudged);
+}
+
+TEST_F(ChildLookerTest, TellsThatItHasNoRoomForWhatIsToBeTold)
+{
+    // What is in the place of its folder is a file.
+    std::filesystem::remove_all((m_folder / "looks").Text().c_str());
+    ChildLooker looker(m_loop, m_folder.MakeFile("file") / "looks");
+    looker.Start(1, m_request, *this);
+    EXPECT_NE(WaitFor(1).trouble.find("cannot make folder"), ostrel::String::npos)
+        << m_answers[1].trouble;
+}
+
+TEST_F(ChildLookerTest, ClearsAwayWhatAnEarlierOneHasLeft)
+{
+    m_folder.MakeFile("looks/1.txt", "left");
+    m_looker.Start(2, m_request, *this);
+    EXPECT_EQ(WaitFor(2).trouble, "");
+    EXPECT_TRUE(std::filesystem::is_empty((m_folder / "looks").Text().c_str()));
+}
+
+} // namespace
+} // namespace master
