@@ -32,7 +32,9 @@ public:
 
     struct Packet
     {
-        double endsAtS = 0; ///< Of the day, where it runs.
+        // Of the day.
+        double beganAtS = 0; ///< For the first time; 0 where it never was.
+        double endsAtS = 0;  ///< What runs; of what is over, when it ended.
         std::array<char, 36> batch{};
         std::uint32_t element = 0;
         std::uint32_t node = 0;

@@ -1,6 +1,8 @@
 #include "bench/day/DayEnd.h"
 
+#include <algorithm>
 #include <map>
+#include <utility>
 
 #include "master/store/JobStore.h"
 #include "master/store/StoreFiles.h"
@@ -67,6 +69,31 @@ void ComparePacket(unsigned number, const Fate &fate, const TaskState *task,
         findings.Add("it still runs", number);
 }
 
+// When its first packet began, and its last one ended.
+std::pair<double, double> SpanOf(const DayJob &job, DayBook &book)
+{
+    std::pair span{book.At(job.firstPacket).beganAtS, 0.0};
+    for (unsigned packet = job.firstPacket; packet < job.firstPacket + job.packets; ++packet)
+    {
+        span.first = std::min(span.first, book.At(packet).beganAtS);
+        span.second = std::max(span.second, book.At(packet).endsAtS);
+    }
+    return span;
+}
+
+void CompareOrder(const DayPlan &plan, DayBook &book, Findings &findings)
+{
+    std::vector<std::pair<double, double>> spans;
+    for (const DayJob &job : plan.Jobs())
+    {
+        spans.push_back(SpanOf(job, book));
+        for (const unsigned other : job.after)
+            if (spans.back().first < spans[other].second)
+                findings.Add("job " + std::string(job.id.ToString()) +
+                             " has begun before one that it waits for was done");
+    }
+}
+
 } // namespace
 
 std::vector<std::string> CompareDay(const std::string &data, const DayPlan &plan, DayBook &book)
@@ -94,6 +121,7 @@ std::vector<std::string> CompareDay(const std::string &data, const DayPlan &plan
                           task == tasks.end() ? nullptr : &task->second, book.At(number), findings);
         }
     }
+    CompareOrder(plan, book, findings);
     if (const auto twice = book.Common().twice; twice > 0)
         findings.Add(std::to_string(twice) + " packets were begun while they ran");
     return findings.Lines();

@@ -94,7 +94,9 @@ bool DrawnRunner::Start(const Command &command, RunListener &listener, String *e
     known.element = command.batch->element;
     known.node = m_freeNodes.back();
     m_freeNodes.pop_back();
-    known.endsAtS = m_clock.NowS() + m_plan.FateOf(packet).seconds;
+    const double nowS = m_clock.NowS();
+    known.beganAtS = known.beganAtS == 0 ? nowS : known.beganAtS;
+    known.endsAtS = nowS + m_plan.FateOf(packet).seconds;
     known.stage = Stage::Running;
     m_begun.push_back(command.run);
     Expect(command.run, packet, known.endsAtS);

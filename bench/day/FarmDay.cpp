@@ -72,7 +72,7 @@ wire::Envelope EnvelopeOf(const DayPlan &plan, const DayJob &one)
     add("Arguments", "--scene\n/scenes/day.scene\n{Outputs}");
     std::string after;
     for (const unsigned other : one.after)
-        after += (after.empty() ? "" : " ") + std::string(plan.Jobs()[other].id.ToString());
+        after += (after.empty() ? "" : ",") + std::string(plan.Jobs()[other].id.ToString());
     if (!after.empty())
         add("After", after);
     return envelope;
