@@ -4,11 +4,13 @@
 # compiled again.
 #
 # The .cpp files of a target go, in the order in which they are listed, into parts of the same length,
-# of at most about ORDWICK_UNITY_BYTES. What is generated stays by itself.
+# of at most about ORDWICK_UNITY_BYTES: most targets are one part. More would be made anew in each, and
+# less would leave a processor waiting for the last one, and need gigabytes of memory. What is generated
+# stays by itself.
 #
 # It is CMake's UNITY_BUILD but for one thing: a part names its files from the include root. A path of
 # this machine in a source would keep the objects of one checkout from the next in ccache.
-set(ORDWICK_UNITY_BYTES 100000)
+set(ORDWICK_UNITY_BYTES 300000)
 
 function(compile_together)
     set(folders ${PROJECT_SOURCE_DIR})
