@@ -16,10 +16,6 @@ using ostrel::_CallEntry;
 namespace
 {
 
-const char *const k_check_frames = "CheckFrames";
-const char *const k_frames_checked = "FramesChecked";
-const char *const k_frames_bad = "FramesBad";
-
 const String &ParameterOf(const WaitedFor &other)
 {
     return other.wantsGood ? corvan::p_AfterGood : corvan::p_After;
@@ -257,16 +253,16 @@ Dependences::Frames Dependences::FramesOf(const UID &id, String *bad)
     const boost::shared_ptr<Job> job = state ? m_cache.Whole(*state, &reason) : nullptr;
     if (!job)
         return Frames::NotYet;
-    const String asked = job->ParameterText(k_check_frames, true);
+    const String asked = job->ParameterText(corvan::p_CheckFrames, true);
     if (asked.empty() || asked == "none")
         return Frames::NotChecked;
-    const String checked = job->ParameterText(k_frames_checked, false);
+    const String checked = job->ParameterText(corvan::p_FramesChecked, false);
     // Those of a requeue are its origin's.
     if (checked.empty())
         return Frames::NotChecked;
     if (checked != "done")
         return Frames::NotYet;
-    *bad = job->ParameterText(k_frames_bad, false);
+    *bad = job->ParameterText(corvan::p_FramesBad, false);
     return *bad == "0" ? Frames::Good : Frames::Bad;
 }
 

@@ -246,20 +246,20 @@ bool FrameChecks::MayHang(int number, const Look &look) const
            std::ranges::find(m_results, number, &Result::look) == m_results.end();
 }
 
-std::vector<FrameChecks::StayBad> FrameChecks::Record(Outbox &outbox)
+std::vector<FrameChecks::Bad> FrameChecks::Record(Outbox &outbox)
 {
     _CallEntry call("FrameChecks::Record", __FILE__, __LINE__);
 
     assert(m_thread.IsCurrent());
-    std::vector<StayBad> bad;
+    std::vector<Bad> bad;
     for (Result &result : m_results)
-        if (const String range = RecordOne(result, outbox); !range.empty())
-            bad.push_back({result.job, range});
+        if (std::optional<Bad> one = RecordOne(result, outbox))
+            bad.push_back(std::move(*one));
     return bad;
 }
 
-// Gives the frames that stay bad; empty where none does, or it is not over.
-String FrameChecks::RecordOne(Result &result, Outbox &outbox)
+// Nothing where no frame is bad, or nobody has judged.
+std::optional<FrameChecks::Bad> FrameChecks::RecordOne(Result &result, Outbox &outbox)
 {
     _CallEntry call("FrameChecks::RecordOne", __FILE__, __LINE__);
 
@@ -271,7 +271,7 @@ String FrameChecks::RecordOne(Result &result, Outbox &outbox)
     // A change of this same turn may have begun anew.
     if (watch == m_watches.end() || watch->second.look != result.look || !before || !entry->job ||
         outbox.FramesToFollow().contains(result.job))
-        return {};
+        return std::nullopt;
     result.next = watch->second;
     result.next.look = 0;
 
@@ -284,7 +284,10 @@ String FrameChecks::RecordOne(Result &result, Outbox &outbox)
     else
         RecordPrint(*entry->job, after, result);
     Save(*state, *before, after, outbox);
-    return IsOverWith(after) ? after.badRange : String();
+    if (!result.answer.isJudged || after.badRange.empty())
+        return std::nullopt;
+    return Bad{result.job, before->round.IsNil() ? result.job : before->round, after.badRange,
+               IsOverWith(after)};
 }
 
 void FrameChecks::RecordTrouble(JobFrames &frames, Result &result)

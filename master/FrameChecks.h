@@ -64,13 +64,15 @@ public:
     {
         return !m_results.empty();
     }
-    /// A job of which frames stay bad, as has shown, and which they are.
-    struct StayBad
+    /// A job of which frames are bad, as has shown.
+    struct Bad
     {
         UID job;
-        String range;
+        UID rendered; ///< Whose commands wrote them: the job's last requeue, or the job itself.
+        String range; ///< Which they are.
+        bool stay = false; ///< They are not rendered again.
     };
-    std::vector<StayBad> Record(Outbox &outbox);
+    std::vector<Bad> Record(Outbox &outbox);
     /// They are noted.
     void ForgetResults();
 
@@ -141,7 +143,7 @@ private:
     void Save(const JobState &state, const JobFrames &before, const JobFrames &after,
               Outbox &outbox);
 
-    String RecordOne(Result &result, Outbox &outbox);
+    std::optional<Bad> RecordOne(Result &result, Outbox &outbox);
     void RecordTrouble(JobFrames &frames, Result &result);
     void RecordPrint(const Job &job, JobFrames &frames, Result &result);
     void RecordVerdict(const JobState &state, const Job &job, JobFrames &frames,

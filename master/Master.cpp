@@ -282,8 +282,8 @@ Outbox Master::TakeTogether(const std::vector<Door::Request> &requests)
     for (const Door::Request &request : requests)
         Handle(request, outbox);
     m_frameChecks.NoteChanges(outbox);
-    for (const FrameChecks::StayBad &bad : m_frameChecks.Record(outbox))
-        m_notices.Keep(NoticeEvent::Bad, bad.job, bad.range);
+    for (const FrameChecks::Bad &bad : m_frameChecks.Record(outbox))
+        NoteBad(bad);
     const bool mayBeMore = m_dispatcher.Waiting().Follow(outbox);
     Commit(turn, outbox);
     if (mayBeMore)
@@ -405,6 +405,18 @@ void Master::RecordRuns(Outbox &outbox)
         m_scheduler.RecordQueued(job, why, outbox);
     for (const RunResult &result : m_results)
         m_scheduler.Record(result, outbox);
+}
+
+void Master::NoteBad(const FrameChecks::Bad &bad)
+{
+    _CallEntry call("Master::NoteBad", __FILE__, __LINE__);
+
+    if (bad.stay)
+        m_notices.Keep(NoticeEvent::Bad, bad.job, bad.range);
+    corvan::SequenceDistributor::Items frames;
+    corvan::SequenceDistributor::CalculateItems(bad.range, frames);
+    m_nodes.NoteBad(bad.rendered, TasksOf(m_cache.GetCut(bad.rendered)->packets, frames),
+                    "a frame of it is bad");
 }
 
 void Master::ForgetRuns()

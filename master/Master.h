@@ -121,6 +121,7 @@ private:
     void Handle(const Door::Request &request, Outbox &outbox);
     void Commit(JobStore::Turn &turn, const Outbox &outbox);
     void RecordRuns(Outbox &outbox);
+    void NoteBad(const FrameChecks::Bad &bad);
     void ForgetRuns();
     void FillSlots();
     void WatchRuns();

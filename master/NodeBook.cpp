@@ -43,20 +43,26 @@ void NodeBook::Note(const String &node, const Event &event)
     events.push_back({event, m_clock.Now(), ostrel::Time::Now()});
 }
 
-void NodeBook::NoteBad(const UID &job, unsigned task, const String &reason)
+void NodeBook::NoteBad(const UID &job, const std::set<unsigned> &tasks, const String &reason)
 {
     _CallEntry call("NodeBook::NoteBad", __FILE__, __LINE__);
 
-    Kept *last = nullptr;
+    std::map<unsigned, Kept *> last;
     for (auto &[name, events] : m_nodes)
         for (Kept &kept : events)
-            if (kept.event.job == job && kept.event.task == task &&
-                kept.event.outcome == Outcome::Done && (!last || kept.at >= last->at))
-                last = &kept;
-    if (!last)
-        return;
-    last->event.outcome = Outcome::Bad;
-    last->event.reason = reason;
+        {
+            if (!(kept.event.job == job) || !tasks.contains(kept.event.task) ||
+                kept.event.outcome != Outcome::Done)
+                continue;
+            Kept *&latest = last[kept.event.task];
+            if (!latest || kept.at >= latest->at)
+                latest = &kept;
+        }
+    for (const auto &[task, kept] : last)
+    {
+        kept->event.outcome = Outcome::Bad;
+        kept->event.reason = reason;
+    }
 }
 
 void NodeBook::Forget(Events &events) const
@@ -77,7 +83,8 @@ std::vector<NodeBook::Node> NodeBook::List()
     {
         Forget(events);
         for (const Kept &kept : events)
-            for (Counts *const counts : {&everywhere[kept.event.job], &byNode[name][kept.event.job]})
+            for (Counts *const counts :
+                 {&everywhere[kept.event.job], &byNode[name][kept.event.job]})
                 ++(IsFailure(kept.event.outcome) ? counts->failed : counts->good);
     }
     std::erase_if(m_nodes, [](const auto &one) { return one.second.empty(); });

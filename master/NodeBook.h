@@ -4,6 +4,7 @@
 #include <deque>
 #include <map>
 #include <optional>
+#include <set>
 #include <vector>
 
 #include "master/Clock.h"
@@ -45,8 +46,8 @@ public:
     /// A task has ended on a machine. One that was done there and turns out bad is bad from then
     /// on.
     void Note(const String &node, const Event &event);
-    /// A task of a job is bad: on the machine that did it last, where that is still known.
-    void NoteBad(const UID &job, unsigned task, const String &reason);
+    /// Tasks of a job are bad: each on the machine that did it last, where that is still known.
+    void NoteBad(const UID &job, const std::set<unsigned> &tasks, const String &reason);
 
     struct Node
     {

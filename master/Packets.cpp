@@ -85,6 +85,19 @@ std::vector<Packet> Ordered(std::vector<Packet> packets, const corvan::FrameOrde
 
 } // namespace
 
+std::set<unsigned> TasksOf(const std::vector<Packet> &packets,
+                           const SequenceDistributor::Items &frames)
+{
+    std::set<unsigned> tasks;
+    for (unsigned index = 0; index < packets.size(); ++index)
+    {
+        const auto frame = frames.lower_bound(packets[index].firstFrame);
+        if (frame != frames.end() && *frame <= packets[index].lastFrame)
+            tasks.insert(index);
+    }
+    return tasks;
+}
+
 const Packet &FirstOf(const std::vector<Packet> &packets)
 {
     assert(!packets.empty());

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <set>
 #include <vector>
 
 #include "corvan/Job.h"
+#include "corvan/SequenceDistributor.h"
 
 namespace master
 {
@@ -30,6 +32,10 @@ struct Packet
 ///
 /// No packet at all, with the reason in `*reason`, for a job without frames.
 std::vector<Packet> CutPackets(const Job &job, String *reason);
+
+/// The numbers of the packets that have one of these frames.
+std::set<unsigned> TasksOf(const std::vector<Packet> &packets,
+                           const corvan::SequenceDistributor::Items &frames);
 
 /// The packet with the first frame of all, from which renumbered files are counted. Walks through
 /// them; there is one.

@@ -173,6 +173,7 @@ protected:
     bool m_isAwake = false;
     std::optional<FrameChecks> m_checks;
     Texts m_news;
+    Texts m_bad;     // With the job whose commands wrote them.
     Texts m_stayBad; // As was told, for whoever is to hear of it.
 
 private:
@@ -183,8 +184,12 @@ private:
             {
                 change(news);
                 m_checks->NoteChanges(news);
-                for (const FrameChecks::StayBad &bad : m_checks->Record(news))
-                    m_stayBad.push_back(bad.job.ToString() + " " + bad.range);
+                for (const FrameChecks::Bad &bad : m_checks->Record(news))
+                {
+                    m_bad.push_back(bad.rendered.ToString() + " " + bad.range);
+                    if (bad.stay)
+                        m_stayBad.push_back(bad.job.ToString() + " " + bad.range);
+                }
             });
         m_checks->ForgetResults();
         CarryOut(outbox);
@@ -355,8 +360,10 @@ TEST_F(FrameChecksTest, RenderBadFramesAgainByAJobOfTheirOwn)
 TEST_F(FrameChecksTest, GoOnForAsManyRoundsAsTheJobSays)
 {
     const UID job = DoneAndJudged(Bad({{k_small, {3}}}));
+    Texts rendered{job.ToString() + " 3"};
     for (const char *found : {k_smaller, k_small})
     {
+        rendered.push_back(RoundOf(job)->ToString() + " 3");
         SetStatus(*RoundOf(job), JobStatus::Done);
         Judge(Bad({{found, {3}}}));
     }
@@ -365,6 +372,7 @@ TEST_F(FrameChecksTest, GoOnForAsManyRoundsAsTheJobSays)
     EXPECT_EQ(Parameter(job, corvan::p_FramesBadRange), "3");
     EXPECT_EQ(VerdictOnFrames(m_store, m_cache, job), FrameVerdict::Bad);
     EXPECT_EQ(m_stayBad, Texts{job.ToString() + " 3"}) << "once, and at the end";
+    EXPECT_EQ(m_bad, rendered) << "each time with the job that has rendered it";
 }
 
 TEST_F(FrameChecksTest, LeaveFramesThatComeBackAsTheyWere)

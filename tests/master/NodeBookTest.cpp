@@ -25,7 +25,7 @@ protected:
                                .outcome = outcome == '-' ? Outcome::Failed : Outcome::Done,
                                .reason = outcome == '-' ? "exit code 1" : ""});
             if (outcome == 'b')
-                m_book->NoteBad(job, m_task, "it is smaller than its neighbours");
+                m_book->NoteBad(job, {m_task}, "it is smaller than its neighbours");
             ++m_task;
         }
     }
@@ -158,8 +158,9 @@ TEST_F(NodeBookTest, ABadFrameIsThatOfTheMachineThatDidItLast)
     m_book->Note("n1", {.job = m_a, .task = 7});
     m_clock.Pass(1s);
     m_book->Note("n2", {.job = m_a, .task = 7});
-    m_book->NoteBad(m_a, 7, "black");
-    m_book->NoteBad(m_a, 8, "black");
+    m_book->Note("n2", {.job = m_a, .task = 6});
+    m_book->Note("n2", {.job = m_b, .task = 8});
+    m_book->NoteBad(m_a, {7, 8}, "black");
     const auto nodes = m_book->List();
     EXPECT_EQ(nodes[0].bad, 0u);
     EXPECT_EQ(nodes[1].bad, 1u);

@@ -9,6 +9,7 @@
 
 using master::CutPackets;
 using master::Packet;
+using master::TasksOf;
 using ostrel::String;
 
 namespace master
@@ -132,4 +133,20 @@ TEST(Packets, OfTenMillionFramesAreCut)
     const auto packets = CutPackets(*MakeTestJob({{"Range", "1-10000000"}}), &reason);
     ASSERT_EQ(packets.size(), 10'000'000u);
     EXPECT_EQ(packets.back(), (Packet{10'000'000, 10'000'000}));
+}
+
+TEST(Packets, AreFoundByTheFramesThatTheyRender)
+{
+    const std::vector<Packet> packets = {{11, 15}, {1, 5}, {20, 20}};
+    const std::pair<corvan::SequenceDistributor::Items, std::set<unsigned>> cases[] = {
+        {{}, {}},
+        {{1}, {1}},
+        {{5}, {1}},
+        {{6, 10, 16, 19, 21}, {}},
+        {{3, 13}, {0, 1}},
+        {{20}, {2}},
+        {{4, 5, 11, 20}, {0, 1, 2}},
+    };
+    for (const auto &[frames, tasks] : cases)
+        EXPECT_EQ(TasksOf(packets, frames), tasks);
 }
