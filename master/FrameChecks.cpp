@@ -307,7 +307,8 @@ void FrameChecks::RecordTrouble(JobFrames &frames, Result &result)
     frames.trouble = result.answer.trouble;
 }
 
-// What is looked at for long is not looked at more often than that.
+// What is looked at for long is not looked at more often than that; a machine that slept meanwhile
+// has not looked for so long.
 void FrameChecks::RecordPrint(const Job &job, JobFrames &frames, Result &result)
 {
     _CallEntry call("FrameChecks::RecordPrint", __FILE__, __LINE__);
@@ -318,7 +319,9 @@ void FrameChecks::RecordPrint(const Job &job, JobFrames &frames, Result &result)
         look == m_looks.end() ? Clock::Moment::duration(0) : now - look->second.began;
     const std::chrono::seconds quiet(corvan::FrameCheckingOf(job).quietSeconds);
     result.next.print = result.answer.print;
-    result.next.due = now + std::max<Clock::Moment::duration>(quiet, took);
+    result.next.due =
+        now + std::max<Clock::Moment::duration>(
+                  quiet, std::min<Clock::Moment::duration>(took, m_pauses.longestOfJob));
     frames.phase = Phase::Waiting;
 }
 

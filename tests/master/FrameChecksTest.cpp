@@ -309,6 +309,17 @@ TEST_F(FrameChecksTest, LookNoMoreOftenThanALookTakes)
     EXPECT_EQ(m_looker.started.size(), 2u);
 }
 
+TEST_F(FrameChecksTest, TakeNoMachineThatSleptForSlow)
+{
+    SetStatus(AddJob(), JobStatus::Done);
+    m_clock.Pass(90s);
+    m_looker.Finish(m_looker.started.back().look, Print());
+    m_clock.Pass(2h);
+    TakeTurn([](Outbox &) {});
+    Pass(Pauses().longestOfJob);
+    EXPECT_EQ(m_looker.started.size(), 2u);
+}
+
 TEST_F(FrameChecksTest, TellFollowersOfEachStep)
 {
     DoneAndJudged(Bad({{k_small, {3, 4}}}), {{"AutoRequeue", "0"}});

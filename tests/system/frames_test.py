@@ -69,7 +69,8 @@ class LookedAfter(Looked):
         self.assertEqual((told["FramesBad"], told["FramesBadRange"]), ("2", "5,6"))
         self.assertEqual(told["FrameCounts"], "ok 4, too-small 2")
         self.assertEqual(len(self.requeues()), 1)
-        self.assertIn(f"frames of job {job} stay bad after round 1: 5,6", self.master_log())
+        # The log's file is written by a thread of its own.
+        wait_until(lambda: f"frames of job {job} stay bad after round 1: 5,6" in self.master_log())
         self.assertIn("shot (2 frames bad)", self.corvan("list"))
         self.assertRegex(self.corvan("show", job), r"(?m)^FramesBadRange +5,6$")
 
