@@ -33,9 +33,9 @@ TEST(CheckTable, CountsAndFindsFramesByState)
     const StateCounts counts = CountStates(table);
     EXPECT_EQ(counts, (StateCounts{1, 2, 0, 0, 0, 0, 0, 1}));
 
-    using Items = corvan::SequenceDistributor::Items;
-    EXPECT_TRUE(FindBadFrames(table) == (Items{2, 3, 4}));
-    EXPECT_TRUE(FindFrames(table, CheckState::Missing) == (Items{2, 4}));
+    using corvan::SequenceDistributor;
+    EXPECT_TRUE(FindBadFrames(table) == (SequenceDistributor::Items{2, 3, 4}));
+    EXPECT_TRUE(FindFrames(table, CheckState::Missing) == (SequenceDistributor::Items{2, 4}));
     EXPECT_TRUE(FindFrames(table, CheckState::Blank).empty());
 }
 

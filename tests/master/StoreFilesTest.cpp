@@ -65,6 +65,14 @@ protected:
         }
     }
 
+    // The head of the page that was written last, which nobody reads to open the store.
+    static void DamageLastPage(const Path &file)
+    {
+        std::fstream open(file.Text(), std::ios::in | std::ios::out | std::ios::binary);
+        open.seekp(-4096, std::ios::end);
+        open << std::string(64, '\xee');
+    }
+
     static bool IsThere(const Path &file)
     {
         return ::access(file.Text().c_str(), F_OK) == 0;
@@ -95,6 +103,16 @@ TEST_F(StoreFiles, ThatAreDamagedAreNotServed)
     EXPECT_NE(told.find("corvan-master store restore BACKUP --data " + m_folder.Folder().Text()),
               std::string::npos)
         << told;
+}
+
+TEST_F(StoreFiles, ThatAreDamagedInOnePageAreNeitherServedNorCopied)
+{
+    MakeStore(m_store, 50);
+    DamageLastPage(m_store);
+    EXPECT_NE(Thrown([&] { JobStore store(m_store); }).find("it is damaged"), std::string::npos);
+    EXPECT_NE(Thrown([&] { BackUpStore(m_store, m_copy); }).find(" is damaged: "),
+              std::string::npos);
+    EXPECT_EQ(m_folder.Listing().find("copy"), std::string::npos) << m_folder.Listing();
 }
 
 TEST_F(StoreFiles, ThatAreNoStoresAreNotServed)
