@@ -286,7 +286,10 @@ class OtherMaster(OnSlurm):
 
 class SlurmFails(OnSlurm):
     def wait_for_state_on_disk(self):
-        """Until the controller has saved what it knows now."""
+        """Until the controller has saved what it knows now. It saves what has changed, and may have done
+        so with all that there was before."""
+        other = self.slurm("sbatch", "--parsable", "--hold", "--output=/dev/null", "--wrap=true").strip()
+        self.addCleanup(self.slurm, "scancel", other)
         file = self.conf.parent / "state" / "job_state"
         began = time.time()
 

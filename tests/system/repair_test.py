@@ -60,8 +60,9 @@ class Repair(WindowTest):
         self.assertEqual(self.show(self.job), before)
         self.assertNotEqual(requeued["id"], before["id"])
         self.assertEqual(requeued["name"], before["name"])
-        # The Master counts each job's tasks for itself.
-        counted = {"Created", "TasksDone", "TasksTotal"}
+        # The Master counts and times each job's tasks for itself.
+        counted = {"Created", "TasksDone", "TasksTotal", "FrameSeconds", "FrameSecondsSlowest"}
+        counted |= {"FramesPerHour", "ExpectedEnd"}
         settings = dict(before["parameters"], Range="3-9x3", RequeueOf=before["id"])
         for name in settings.keys() - counted | requeued["parameters"].keys() - counted:
             self.assertEqual(requeued["parameters"].get(name), settings.get(name), name)
