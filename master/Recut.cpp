@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <iterator>
 #include <numeric>
-#include <ranges>
 
 #include "analysis/Expansion.h"
 #include "master/run/RenderCommand.h"
@@ -31,13 +30,18 @@ public:
     // Nothing where there is no such packet.
     std::optional<unsigned> Find(const Packet &packet) const
     {
-        const auto places = std::views::iota(std::size_t(0), m_packets.size());
-        const auto found = std::ranges::lower_bound(
-            places, packet.firstFrame, {},
-            [&](std::size_t place) { return m_packets[NumberAt(place)].firstFrame; });
-        if (found == places.end() || m_packets[NumberAt(*found)] != packet)
+        std::size_t place = 0;
+        for (std::size_t end = m_packets.size(); place < end;)
+        {
+            const std::size_t middle = place + (end - place) / 2;
+            if (m_packets[NumberAt(middle)].firstFrame < packet.firstFrame)
+                place = middle + 1;
+            else
+                end = middle;
+        }
+        if (place == m_packets.size() || m_packets[NumberAt(place)] != packet)
             return std::nullopt;
-        return NumberAt(*found);
+        return NumberAt(place);
     }
 
 private:
