@@ -4,6 +4,7 @@ import contextlib
 import json
 import os
 import pathlib
+import re
 import shutil
 import subprocess
 import sys
@@ -167,7 +168,8 @@ class SlurmObeys(OnSlurm):
         self.wait_for_begun(1)
         number = self.queue("%A")[0][0]
         self.slurm("scancel", number)
-        wait_until(lambda: "cancelled it in Slurm" in (self.parameter(job, "Waiting") or ""))
+        # The job tells so until it is tried again, a second later.
+        wait_until(lambda: re.search(f"job {job} waits: .*cancelled it in Slurm", self.master_log()))
         self.go()
         self.wait_for(job)
         self.assertEqual(self.tasks(job)[0]["tries"], 1)

@@ -1,9 +1,11 @@
 """Notices: what a real Master tells by the examples that ship."""
 
+import contextlib
 import http.server
 import json
 import os
 import signal
+import sqlite3
 import sys
 import threading
 import time
@@ -23,6 +25,12 @@ class NoticesTest(FarmTest):
             "[Tasks]\nPauseAfterFailure = 0\nPauseAfterSecondFailure = 0\n"
             f"[Notices]\n{lines}{more}"
         )
+
+    def is_all_told(self):
+        """As the store knows; until then an end of the Master has it told once more."""
+        store = sqlite3.connect(f"file:{self.folder}/store/jobs.db?mode=ro", uri=True)
+        with contextlib.closing(store):
+            return store.execute("SELECT count(*) FROM notices").fetchone() == (0,)
 
     def render(self, script, *arguments, status=0):
         job = self.submit(script, "--range", "1-2", "--format", f"{self.folder}/f.%d.txt", *arguments)
@@ -114,6 +122,7 @@ class NoticesByPost(NoticesTest):
         wait_until(lambda: len(self.got) > 1)
         self.assertEqual([facts["id"] for _, _, facts in self.got], [job, job])
         # It is told, and stays so.
+        wait_until(self.is_all_told)
         self.stop_master()
         self.start_master()
         self.corvan("list")
