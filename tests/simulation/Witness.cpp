@@ -103,7 +103,8 @@ void Witness::SeeRefusal()
 // Those that are gone without its being known how are not held against it.
 bool Witness::MayBegin(const Values &values, std::string *why) const
 {
-    for (const UID &other : *corvan::ReadAfterJobs(ValueIn(values, corvan::p_After)))
+    const std::vector<UID> others = corvan::ReadAfterJobs(ValueIn(values, corvan::p_After)).value();
+    for (const UID &other : others)
     {
         const auto found = m_jobs.find(other);
         const auto gone = m_gone.find(other);
