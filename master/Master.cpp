@@ -351,6 +351,7 @@ void Master::TakeRunsAlone()
         {
             JobStore::Turn turn(m_store);
             RecordRuns(outbox);
+            m_frameChecks.NoteChanges(outbox);
             m_notices.Keep(outbox);
             turn.Commit();
         });
