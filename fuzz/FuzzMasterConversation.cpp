@@ -70,7 +70,7 @@ void PickParameters(FuzzedDataProvider &input,
 wire::Envelope PickRequest(FuzzedDataProvider &input)
 {
     wire::Envelope envelope;
-    switch (input.ConsumeIntegralInRange(0, 9))
+    switch (input.ConsumeIntegralInRange(0, 11))
     {
     case 0:
     {
@@ -111,6 +111,14 @@ wire::Envelope PickRequest(FuzzedDataProvider &input)
     case 8:
         envelope.mutable_remove_job()->set_job(Pick(input, k_jobs));
         envelope.mutable_remove_job()->set_cancel(input.ConsumeBool());
+        break;
+    case 9:
+        envelope.mutable_list_nodes();
+        break;
+    case 10:
+        envelope.mutable_set_node()->set_node(input.ConsumeRandomLengthString(8));
+        envelope.mutable_set_node()->set_drain(input.ConsumeBool());
+        envelope.mutable_set_node()->set_reason(input.ConsumeRandomLengthString(8));
         break;
     default:
         // Whatever does not read as one is none.

@@ -5,7 +5,10 @@
 #include "corvan/messages.pb.h"
 #include "fuzz/Require.h"
 #include "master/Dispatcher.h"
+#include "master/NodeWishes.h"
 #include "ostrel/Log.h"
+#include "tests/support/FakeClock.h"
+#include "tests/support/FakeRunner.h"
 
 /// The only job type that is known.
 inline const corvan::UID k_sample_type("0d5f2f62-7d6c-4c0e-a9a4-0c0f6d6b1e01", true);
@@ -21,6 +24,31 @@ inline void StartSampleFarm()
     corvan::JobFactory::s_JobFactory.AddType(std::move(type));
 }
 
+/// Starts nothing, and has one machine at a time, whose state is why it was drained. A machine
+/// without a name is not known.
+struct SampleMachines : FakeRunner
+{
+    std::map<ostrel::String, ostrel::String> states;
+
+    bool SetNode(const ostrel::String &node, bool drains, const ostrel::String &reason,
+                 NodeSet done) override
+    {
+        if (node.empty())
+        {
+            done("no such machine");
+            return true;
+        }
+        states = {{node, drains ? reason : "idle"}};
+        done({});
+        return true;
+    }
+    bool AskNodes(NodeStates done) override
+    {
+        done(states);
+        return true;
+    }
+};
+
 /// What of the Master a request meets. The store is in memory.
 struct SampleFarm
 {
@@ -29,13 +57,23 @@ struct SampleFarm
     master::Followers followers;
     master::TaskLogs logs{"/nonexistent"};
     master::Dispatcher dispatcher{store, cache, followers, logs};
+    FakeClock clock;
+    master::NodeBook nodes{clock};
+    SampleMachines machines;
 
+    /// All that is said in answer, what is asked of the machines included.
     master::Outbox Ask(const master::Caller &caller, const corvan::Message &message)
     {
         master::Outbox outbox;
         master::JobStore::Step step(store);
         dispatcher.Handle(caller, message, outbox);
         step.Keep();
+        master::NodeWishes wishes(nodes, machines,
+                                  [&outbox](master::Outbox answer)
+                                  { outbox.Append(std::move(answer)); });
+        const std::vector<master::NodeWish> wished = outbox.NodeWishes();
+        for (const master::NodeWish &wish : wished)
+            wishes.CarryOut(wish);
         return outbox;
     }
 };
