@@ -4,7 +4,7 @@
 #include "corvan/JobFactory.h"
 #include "corvan/JobType.h"
 #include "corvan/Parameters.h"
-#include "master/FairQueue.h"
+#include "master/schedule/FairQueue.h"
 
 using namespace bench;
 using namespace master;

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "bench/Measure.h"
-#include "master/Scheduler.h"
+#include "master/schedule/Scheduler.h"
 #include "ostrel/Log.h"
 #include "tests/master/TestJobs.h"
 #include "tests/support/FakeClock.h"

@@ -8,9 +8,9 @@
 
 #include "corvan/Parameters.h"
 #include "corvan/Utf8.h"
-#include "master/LoopClock.h"
 #include "master/door/Server.h"
 #include "master/frames/ChildLooker.h"
+#include "master/loop/LoopClock.h"
 #include "master/store/StoreFiles.h"
 #include "ostrel/Attempt.h"
 #include "ostrel/CallEntry.h"

@@ -3,10 +3,10 @@
 #include <chrono>
 #include <functional>
 
-#include "master/Clock.h"
-#include "master/Dispatcher.h"
-#include "master/Outbox.h"
-#include "master/Scheduler.h"
+#include "master/jobs/Outbox.h"
+#include "master/loop/Clock.h"
+#include "master/requests/Dispatcher.h"
+#include "master/schedule/Scheduler.h"
 
 namespace master
 {

@@ -3,11 +3,11 @@
 #include <functional>
 #include <memory>
 
-#include "master/AuditLog.h"
-#include "master/Clock.h"
+#include "master/audit/AuditLog.h"
 #include "master/door/Door.h"
 #include "master/door/Health.h"
 #include "master/frames/FrameLooker.h"
+#include "master/loop/Clock.h"
 #include "master/run/CommandRunner.h"
 #include "master/run/LogLooks.h"
 #include "master/run/ToolThread.h"

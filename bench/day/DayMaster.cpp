@@ -10,9 +10,9 @@
 #include "bench/day/FastClock.h"
 #include "corvan/JobFactory.h"
 #include "master/Master.h"
-#include "master/RunLoop.h"
 #include "master/door/DescriptorLimit.h"
 #include "master/door/Server.h"
+#include "master/loop/RunLoop.h"
 #include "ostrel/Log.h"
 
 namespace bench

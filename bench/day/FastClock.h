@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "master/LoopClock.h"
+#include "master/loop/LoopClock.h"
 
 namespace bench
 {

@@ -7,7 +7,7 @@
 #include "analysis/Expansion.h"
 #include "corvan/Job.h"
 #include "keeper/PathRoots.h"
-#include "master/Packets.h"
+#include "master/run/Packets.h"
 #include "ostrel/Path.h"
 
 namespace master

@@ -52,7 +52,8 @@ struct JobState
     int firstFailures = 0;
     /// `NameSubmission` of the job as it came; empty where an earlier version kept it.
     String submitted;
-    /// How long its frames take, as `master/FrameTimes.h` writes it; empty while that is not known.
+    /// How long its frames take, as `master/schedule/FrameTimes.h` writes it; empty while that is
+    /// not known.
     String frameTimes{};
 };
 

@@ -25,7 +25,7 @@ public:
     /// The database outlives it.
     explicit NoticeStore(StoreDatabase &database) : m_database(database) {}
 
-    /// `facts` is what `master/Notice.h` makes. Gives its number, which counts up.
+    /// `facts` is what `master/notices/Notice.h` makes. Gives its number, which counts up.
     std::int64_t Add(const String &facts);
     std::vector<std::int64_t> List();
     std::optional<String> Find(std::int64_t number);

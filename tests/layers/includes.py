@@ -22,18 +22,35 @@ TABLE = {
     "ui": ["dialogs", "wxcorvan", "analysis", "corvan", "ostrel"],
     "app": ["ui", "wxcorvan", "analysis", "corvan", "ostrel"],
     "keeper": [],
-    "master": ["master/door", "master/store", "master/run", "master/slurm", "master/frames", "check",
-               "analysis", "corvan", "ostrel"],
+    "master": ["master/requests", "master/schedule", "master/watch", "master/repair",
+               "master/notices", "master/vitals", "master/jobs", "master/audit", "master/loop",
+               "master/door", "master/store", "master/run", "master/frames", "corvan", "ostrel"],
+    "master/program": ["master", "master/notices", "master/vitals", "master/loop", "master/door",
+                       "master/store", "master/run", "master/slurm", "corvan", "ostrel"],
+    "master/requests": ["master/jobs", "master/door", "master/store", "master/run", "analysis",
+                        "corvan", "ostrel"],
+    "master/watch": ["master/schedule", "master/jobs", "master/loop", "master/run", "corvan",
+                     "ostrel"],
+    "master/schedule": ["master/jobs", "master/loop", "master/store", "master/run", "corvan",
+                        "ostrel"],
+    "master/repair": ["master/jobs", "master/loop", "master/frames", "check", "analysis", "corvan",
+                      "ostrel"],
+    "master/notices": ["master/jobs", "master/loop", "master/run", "corvan", "ostrel"],
+    "master/vitals": ["master/door", "master/store", "ostrel"],
+    "master/jobs": ["master/audit", "master/door", "master/store", "master/run", "corvan",
+                    "ostrel"],
+    "master/audit": ["master/door", "master/store", "corvan", "ostrel"],
+    "master/loop": ["ostrel"],
     "master/door": ["corvan", "ostrel"],
     "master/store": ["corvan", "ostrel"],
     "master/run": ["keeper", "analysis", "corvan", "ostrel"],
-    "master/frames": ["master/run", "check", "analysis", "corvan", "ostrel"],
+    "master/frames": ["master/run", "check", "ostrel"],
     "master/slurm": ["master/run", "keeper", "corvan", "ostrel"],
     "cli": ["check", "analysis", "decode", "corvan", "ostrel"],
 }
 
 # Single headers that a folder may include beyond its table.
-ALSO = {"ui": ["app/Ordwick.h"], "master/run": ["master/Packets.h"]}
+ALSO = {"ui": ["app/Ordwick.h"]}
 
 # Outside libraries, by the beginning of their headers' names, and the folders that may use them.
 OUTSIDE = {
@@ -43,7 +60,7 @@ OUTSIDE = {
     "SQLiteCpp": ["master/store"],
     "sqlite3.h": ["master/store"],
     "CLI/": ["cli"],
-    "nlohmann/": ["check", "cli", "master", "master/door"],
+    "nlohmann/": ["check", "cli", "master/audit", "master/notices", "master/door"],
     "openssl/": ["master/door"],
     "spdlog/": ["ostrel"],
     "SimpleIni.h": ["ostrel"],
@@ -54,8 +71,8 @@ OUTSIDE = {
     "zlib.h": ["decode"],
     "boost/multi_index": ["analysis"],
     "boost/beast/": ["master/door"],
-    "prometheus/": ["master"],
-    "systemd/": ["master"],
+    "prometheus/": ["master/vitals"],
+    "systemd/": ["master/vitals"],
 }
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*(["<])([^">]+)[">]')

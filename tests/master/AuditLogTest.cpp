@@ -1,4 +1,4 @@
-#include "master/AuditLog.h"
+#include "master/audit/AuditLog.h"
 
 #include <cerrno>
 #include <csignal>

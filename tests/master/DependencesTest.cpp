@@ -1,10 +1,10 @@
-#include "master/Dependences.h"
+#include "master/requests/Dependences.h"
 
 #include <boost/make_shared.hpp>
 
 #include "corvan/AfterJobs.h"
 #include "corvan/RequeueJob.h"
-#include "master/Dispatcher.h"
+#include "master/requests/Dispatcher.h"
 #include "tests/master/StoreFixture.h"
 
 using corvan::JobStatus;

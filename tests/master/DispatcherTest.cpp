@@ -1,4 +1,4 @@
-#include "master/Dispatcher.h"
+#include "master/requests/Dispatcher.h"
 
 #include <boost/make_shared.hpp>
 #include <map>
@@ -7,7 +7,7 @@
 #include "corvan/Limits.h"
 #include "corvan/MessageFactory.h"
 #include "corvan/messages.pb.h"
-#include "master/Submission.h"
+#include "master/jobs/Submission.h"
 #include "tests/master/StoreFixture.h"
 #include "tests/support/LogCapture.h"
 

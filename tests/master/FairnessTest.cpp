@@ -1,6 +1,6 @@
 #include <random>
 
-#include "master/FairQueue.h"
+#include "master/schedule/FairQueue.h"
 #include "tests/master/StoreFixture.h"
 
 using master::FairQueue;

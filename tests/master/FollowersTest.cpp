@@ -1,4 +1,4 @@
-#include "master/Followers.h"
+#include "master/jobs/Followers.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "master/Foresight.h"
+#include "master/watch/Foresight.h"
 
 #include "corvan/Parameters.h"
 #include "tests/master/StoreFixture.h"

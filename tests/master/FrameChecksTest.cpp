@@ -1,8 +1,8 @@
-#include "master/FrameChecks.h"
+#include "master/repair/FrameChecks.h"
 
 #include "corvan/Parameters.h"
 #include "corvan/RequeueJob.h"
-#include "master/FrameParameters.h"
+#include "master/jobs/FrameParameters.h"
 #include "tests/master/StoreFixture.h"
 #include "tests/support/FakeAlarmClock.h"
 #include "tests/support/FakeLooker.h"

@@ -1,4 +1,4 @@
-#include "master/FrameTimes.h"
+#include "master/schedule/FrameTimes.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // The scheduler with a runner that hands commands over to somebody else.
-#include "master/Scheduler.h"
+#include "master/schedule/Scheduler.h"
 #include "tests/master/StoreFixture.h"
 #include "tests/support/FakeBatchRunner.h"
 #include "tests/support/FakeClock.h"

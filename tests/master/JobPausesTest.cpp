@@ -1,4 +1,4 @@
-#include "master/JobPauses.h"
+#include "master/schedule/JobPauses.h"
 
 #include <gtest/gtest.h>
 

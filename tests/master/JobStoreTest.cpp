@@ -7,7 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "corvan/JobFactory.h"
-#include "master/JobCache.h"
+#include "master/jobs/JobCache.h"
 #include "tests/master/TestJobs.h"
 #include "tests/support/Printing.h"
 #include "tests/support/TempFolder.h"

@@ -8,8 +8,8 @@
 #include <gtest/gtest.h>
 
 #include "corvan/Messages.h"
-#include "master/LoopClock.h"
 #include "master/Master.h"
+#include "master/loop/LoopClock.h"
 #include "master/store/StoreFiles.h"
 #include "ostrel/Attempt.h"
 #include "tests/master/FakeDoor.h"

@@ -1,4 +1,4 @@
-#include "master/MasterOptions.h"
+#include "master/program/MasterOptions.h"
 
 #include <sys/stat.h>
 #include <thread>

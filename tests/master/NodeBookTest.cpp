@@ -1,4 +1,4 @@
-#include "master/NodeBook.h"
+#include "master/watch/NodeBook.h"
 
 #include <gtest/gtest.h>
 
@@ -21,9 +21,9 @@ protected:
         for (const char outcome : outcomes)
         {
             m_book->Note(node, {.job = job,
-                               .task = m_task,
-                               .outcome = outcome == '-' ? Outcome::Failed : Outcome::Done,
-                               .reason = outcome == '-' ? "exit code 1" : ""});
+                                .task = m_task,
+                                .outcome = outcome == '-' ? Outcome::Failed : Outcome::Done,
+                                .reason = outcome == '-' ? "exit code 1" : ""});
             if (outcome == 'b')
                 m_book->NoteBad(job, {m_task}, "it is smaller than its neighbours");
             ++m_task;
@@ -96,7 +96,11 @@ TEST_F(NodeBookTest, AMachineIsSuspiciousWhereSeveralJobsFailThatOthersDoWell)
          {{"n1", 0, "++++-"}, {"n1", 1, "++++-"}, {"n2", 0, "+++"}, {"n2", 1, "+++"}},
          {"n1"}},
         {"one of three jobs fails everywhere",
-         {{"n1", 0, "--"}, {"n1", 1, "--"}, {"n1", 2, "--"}, {"n2", 0, "---"}, {"n2", 1, "+++"},
+         {{"n1", 0, "--"},
+          {"n1", 1, "--"},
+          {"n1", 2, "--"},
+          {"n2", 0, "---"},
+          {"n2", 1, "+++"},
           {"n2", 2, "+++"}},
          {"n1"}},
     };

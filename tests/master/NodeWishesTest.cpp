@@ -1,4 +1,4 @@
-#include "master/NodeWishes.h"
+#include "master/watch/NodeWishes.h"
 
 #include <gtest/gtest.h>
 

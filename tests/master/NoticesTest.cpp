@@ -1,10 +1,10 @@
-#include "master/Notices.h"
+#include "master/notices/Notices.h"
 
 #include <nlohmann/json.hpp>
 
 #include "corvan/Parameters.h"
-#include "master/MasterOptions.h"
-#include "master/NoticeOptions.h"
+#include "master/program/MasterOptions.h"
+#include "master/program/NoticeOptions.h"
 #include "ostrel/Attempt.h"
 #include "tests/master/StoreFixture.h"
 #include "tests/support/FakeAlarmClock.h"

@@ -1,4 +1,4 @@
-#include "master/Packets.h"
+#include "master/run/Packets.h"
 
 #include <algorithm>
 #include <ostream>

@@ -1,4 +1,4 @@
-#include "master/ProgressNews.h"
+#include "master/jobs/ProgressNews.h"
 
 #include <gtest/gtest.h>
 

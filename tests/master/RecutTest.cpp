@@ -1,4 +1,4 @@
-#include "master/Recut.h"
+#include "master/requests/Recut.h"
 
 #include <gtest/gtest.h>
 

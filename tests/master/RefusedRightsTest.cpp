@@ -1,4 +1,4 @@
-#include "master/RefusedRights.h"
+#include "master/audit/RefusedRights.h"
 
 #include <gtest/gtest.h>
 

@@ -3,7 +3,7 @@
 #include <boost/asio/io_context.hpp>
 #include <filesystem>
 
-#include "master/LoopClock.h"
+#include "master/loop/LoopClock.h"
 #include "tests/master/StoreFixture.h"
 #include "tests/support/FakeClock.h"
 #include "tests/support/FakeRunner.h"

@@ -1,4 +1,4 @@
-#include "master/Rights.h"
+#include "master/requests/Rights.h"
 
 #include <map>
 

@@ -1,4 +1,4 @@
-#include "master/RunLoop.h"
+#include "master/loop/RunLoop.h"
 
 #include <boost/asio/post.hpp>
 #include <boost/system/system_error.hpp>

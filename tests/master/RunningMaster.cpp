@@ -3,7 +3,7 @@
 #include <boost/asio/post.hpp>
 #include <chrono>
 
-#include "master/RunLoop.h"
+#include "master/loop/RunLoop.h"
 #include "master/run/LocalRunner.h"
 #include "ostrel/Exception.h"
 

@@ -1,4 +1,4 @@
-#include "master/Scheduler.h"
+#include "master/schedule/Scheduler.h"
 
 #include "tests/master/StoreFixture.h"
 #include "tests/support/FakeClock.h"

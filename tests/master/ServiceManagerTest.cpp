@@ -1,5 +1,5 @@
 // What a Master that was started as a service tells whoever has started it.
-#include "master/ServiceManager.h"
+#include "master/vitals/ServiceManager.h"
 
 #include <csignal>
 

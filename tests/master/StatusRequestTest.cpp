@@ -1,4 +1,4 @@
-#include "master/StatusRequest.h"
+#include "master/requests/StatusRequest.h"
 
 #include <gtest/gtest.h>
 

@@ -6,9 +6,9 @@
 #include <gtest/gtest.h>
 
 #include "corvan/Messages.h"
-#include "master/Followers.h"
-#include "master/JobCache.h"
-#include "master/Outbox.h"
+#include "master/jobs/Followers.h"
+#include "master/jobs/JobCache.h"
+#include "master/jobs/Outbox.h"
 #include "master/run/TaskLogs.h"
 #include "master/store/JobStore.h"
 #include "tests/master/TestJobs.h"

@@ -6,7 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "corvan/Parameters.h"
-#include "master/JobCache.h"
+#include "master/jobs/JobCache.h"
 #include "master/store/JobStore.h"
 #include "master/store/StoreSchema.h"
 #include "ostrel/File.h"

@@ -1,4 +1,4 @@
-#include "master/StuckRule.h"
+#include "master/watch/StuckRule.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "master/TimeLeft.h"
+#include "master/watch/TimeLeft.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // What those see who watch over a Master, by the doors that they come by.
-#include "master/Vitals.h"
+#include "master/vitals/Vitals.h"
 
 #include <SQLiteCpp/Database.h>
 #include <future>

@@ -5,7 +5,7 @@
 #include <map>
 #include <optional>
 
-#include "master/Clock.h"
+#include "master/loop/Clock.h"
 #include "ostrel/Time.h"
 
 namespace simulation

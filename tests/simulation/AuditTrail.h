@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "master/AuditLog.h"
+#include "master/audit/AuditLog.h"
 #include "ostrel/Path.h"
 #include "tests/simulation/Chance.h"
 #include "tests/simulation/Ledger.h"

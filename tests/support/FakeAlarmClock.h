@@ -3,7 +3,7 @@
 #include <set>
 #include <utility>
 
-#include "master/Clock.h"
+#include "master/loop/Clock.h"
 
 /// A clock that stands still until the test moves it on; what was to ring meanwhile rings then,
 /// each at its moment.

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "master/Clock.h"
+#include "master/loop/Clock.h"
 
 /// A clock that stands still until the test moves it on.
 class FakeClock : public master::Clock

@@ -1,0 +1,161 @@
+#include "master/watch/NodeBook.h"
+
+#include <algorithm>
+#include <set>
+#include <utility>
+
+#include "ostrel/CallEntry.h"
+
+namespace master
+{
+
+using ostrel::_CallEntry;
+
+namespace
+{
+
+constexpr unsigned k_part = 5; // A fifth of the tasks.
+constexpr unsigned k_enough_elsewhere = 3;
+constexpr std::size_t k_enough_jobs = 2;
+constexpr std::size_t k_last_alone = 10;
+constexpr std::size_t k_named = 5;
+
+bool IsFailure(NodeBook::Outcome outcome)
+{
+    return outcome != NodeBook::Outcome::Done;
+}
+
+} // namespace
+
+void NodeBook::Note(const String &node, const Event &event)
+{
+    _CallEntry call("NodeBook::Note", __FILE__, __LINE__);
+
+    if (node.empty())
+        return;
+    // Names come from elsewhere: the number of machines is bounded, whatever they are called.
+    if (m_nodes.size() >= k_MostNodes && !m_nodes.contains(node))
+        return;
+    Events &events = m_nodes[node];
+    Forget(events);
+    if (events.size() >= k_MostTasks)
+        events.pop_front();
+    events.push_back({event, m_clock.Now(), ostrel::Time::Now()});
+}
+
+void NodeBook::NoteBad(const UID &job, const std::set<unsigned> &tasks, const String &reason)
+{
+    _CallEntry call("NodeBook::NoteBad", __FILE__, __LINE__);
+
+    std::map<unsigned, Kept *> last;
+    for (auto &[name, events] : m_nodes)
+        for (Kept &kept : events)
+        {
+            if (!(kept.event.job == job) || !tasks.contains(kept.event.task) ||
+                kept.event.outcome != Outcome::Done)
+                continue;
+            Kept *&latest = last[kept.event.task];
+            if (!latest || kept.at >= latest->at)
+                latest = &kept;
+        }
+    for (const auto &[task, kept] : last)
+    {
+        kept->event.outcome = Outcome::Bad;
+        kept->event.reason = reason;
+    }
+}
+
+void NodeBook::Forget(Events &events) const
+{
+    _CallEntry call("NodeBook::Forget", __FILE__, __LINE__);
+
+    while (!events.empty() && m_clock.Now() - events.front().at > k_Lately)
+        events.pop_front();
+}
+
+std::vector<NodeBook::Node> NodeBook::List()
+{
+    _CallEntry call("NodeBook::List", __FILE__, __LINE__);
+
+    std::map<UID, Counts> everywhere;
+    std::map<String, std::map<UID, Counts>> byNode;
+    for (auto &[name, events] : m_nodes)
+    {
+        Forget(events);
+        for (const Kept &kept : events)
+            for (Counts *const counts :
+                 {&everywhere[kept.event.job], &byNode[name][kept.event.job]})
+                ++(IsFailure(kept.event.outcome) ? counts->failed : counts->good);
+    }
+    std::erase_if(m_nodes, [](const auto &one) { return one.second.empty(); });
+
+    std::vector<Node> nodes;
+    for (const auto &[name, events] : m_nodes)
+    {
+        Node node;
+        node.name = name;
+        for (const Kept &kept : events)
+        {
+            node.done += kept.event.outcome == Outcome::Done ? 1 : 0;
+            node.failed += kept.event.outcome == Outcome::Failed ? 1 : 0;
+            node.bad += kept.event.outcome == Outcome::Bad ? 1 : 0;
+            if (!IsFailure(kept.event.outcome))
+                continue;
+            node.lastFailure = kept.event;
+            node.lastFailureAt = kept.time;
+        }
+        if (m_nodes.size() > 1)
+            Judge(byNode[name], everywhere, node);
+        else
+            JudgeAlone(events, node);
+        nodes.push_back(std::move(node));
+    }
+    return nodes;
+}
+
+void NodeBook::Judge(const std::map<UID, Counts> &here, const std::map<UID, Counts> &everywhere,
+                     Node &node)
+{
+    _CallEntry call("NodeBook::Judge", __FILE__, __LINE__);
+
+    for (const auto &[job, counts] : here)
+    {
+        const Counts &all = everywhere.at(job);
+        const unsigned goodElsewhere = all.good - counts.good;
+        const unsigned failedElsewhere = all.failed - counts.failed;
+        if (counts.failed > 0 && counts.failed * k_part >= counts.failed + counts.good &&
+            goodElsewhere >= k_enough_elsewhere &&
+            failedElsewhere * k_part < failedElsewhere + goodElsewhere)
+            node.against.push_back(job);
+    }
+    if (node.against.size() < k_enough_jobs)
+        return node.against.clear();
+    node.suspicion = "tasks of " + std::to_string(node.against.size()) +
+                     " jobs fail or come out bad here, and are done well elsewhere:";
+    for (std::size_t i = 0; i < std::min(node.against.size(), k_named); ++i)
+        node.suspicion += (i == 0 ? " " : ", ") + node.against[i].ToString().substr(0, 8);
+    if (node.against.size() > k_named)
+        node.suspicion += " and others";
+}
+
+void NodeBook::JudgeAlone(const Events &events, Node &node)
+{
+    _CallEntry call("NodeBook::JudgeAlone", __FILE__, __LINE__);
+
+    if (events.size() < k_last_alone)
+        return;
+    std::set<UID> jobs;
+    for (auto kept = events.end() - k_last_alone; kept != events.end(); ++kept)
+    {
+        if (!IsFailure(kept->event.outcome))
+            return;
+        jobs.insert(kept->event.job);
+    }
+    if (jobs.size() < k_enough_jobs)
+        return;
+    node.against.assign(jobs.begin(), jobs.end());
+    node.suspicion = "its last " + std::to_string(k_last_alone) + " tasks, of " +
+                     std::to_string(jobs.size()) + " jobs, have all failed";
+}
+
+} // namespace master
