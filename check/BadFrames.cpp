@@ -1,5 +1,6 @@
 #include "check/BadFrames.h"
 
+#include "analysis/Expansion.h"
 #include "check/Digest.h"
 
 namespace check
@@ -19,12 +20,6 @@ void AddFinding(const CheckTable &table, std::size_t row, Digest &digest)
     digest.Add(table.frames[row].exists ? table.frames[row].size : 0);
     const auto detail = table.details.find(row);
     digest.Add(detail == table.details.end() ? String() : detail->second);
-}
-
-bool IsKey(const String &text)
-{
-    return text.size() == k_key_digits &&
-           text.find_first_not_of("0123456789abcdef") == String::npos;
 }
 
 } // namespace
@@ -61,6 +56,7 @@ String BadFramesText(const BadFrames &frames)
 std::optional<BadFrames> ParseBadFrames(const String &text)
 {
     BadFrames frames;
+    Items all;
     for (std::size_t at = 0; at < text.size();)
     {
         const std::size_t end = text.find('\n', at);
@@ -69,8 +65,11 @@ std::optional<BadFrames> ParseBadFrames(const String &text)
         const String key = text.substr(at, k_key_digits);
         const String range = text.substr(at + k_key_digits + 1, end - at - k_key_digits - 1);
         Items &some = frames[key];
-        if (!IsKey(key) || !some.empty() ||
+        if (!IsDigest(key) || !some.empty() ||
             !corvan::SequenceDistributor::ParseRange(range, some, nullptr) || some.empty())
+            return std::nullopt;
+        // Of a frame one thing is found, whatever that is.
+        if (all.insertAll(some) < some.size() || all.size() > analysis::k_MaxFiles)
             return std::nullopt;
         at = end + 1;
     }

@@ -22,7 +22,7 @@ corvan::SequenceDistributor::Items AllOf(const BadFrames &frames);
 
 /// A line for each key, with its frames as a range.
 String BadFramesText(const BadFrames &frames);
-/// Nothing for what is no such text.
+/// Nothing for what is no such text, or has more frames than a job has files.
 std::optional<BadFrames> ParseBadFrames(const String &text);
 
 /// Those of `now` of which something else was found before, or nothing.

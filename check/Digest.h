@@ -45,4 +45,11 @@ private:
     std::uint64_t m_value = 0xcbf29ce484222325u;
 };
 
+/// Whether a text is one that `Digest` gives.
+inline bool IsDigest(std::string_view text)
+{
+    return text.size() == 16 &&
+           text.find_first_not_of("0123456789abcdef") == std::string_view::npos;
+}
+
 } // namespace check

@@ -17,6 +17,9 @@ constexpr std::string_view k_bad = "bad ";
 constexpr std::string_view k_many = "many";
 constexpr std::string_view k_end = "end";
 
+// What is told is no longer; the rest is not even looked at.
+constexpr std::size_t k_most_told_bytes = 4000;
+
 // The next line without its end; nothing where there is no whole one.
 std::optional<std::string_view> TakeLine(std::string_view &text)
 {
@@ -39,7 +42,7 @@ bool TakeWord(std::string_view word, std::string_view &line)
 // Followers are told it.
 String Plain(std::string_view text)
 {
-    return corvan::MakeUtf8(decode::OneLine(text));
+    return corvan::MakeUtf8(decode::OneLine(text.substr(0, k_most_told_bytes)));
 }
 
 } // namespace

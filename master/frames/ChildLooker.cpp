@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <utility>
 
+#include "check/ReadAnswer.h"
 #include "ostrel/Attempt.h"
 #include "ostrel/CallEntry.h"
 #include "ostrel/File.h"
@@ -23,7 +24,7 @@ namespace
 // Looks that hang count as well.
 constexpr int k_slots = 1000;
 constexpr std::chrono::milliseconds k_patience{500};
-constexpr unsigned k_log_mb = 64;
+constexpr unsigned k_log_mb = check::k_MostAnswerBytes >> 20;
 constexpr unsigned k_nice = 10;
 // A million frames take 100 MiB.
 constexpr unsigned k_memory_mb = 1024;
@@ -46,12 +47,12 @@ String WhyItFailed(const RunEnd &end)
     return end.reason.empty() ? "corvan-check " + how : "corvan-check: " + end.reason;
 }
 
-LookAnswer ReadAnswer(const Path &file)
+LookAnswer ReadPrinted(const LookRequest &request, const Path &file)
 {
     LookAnswer answer;
     std::optional<LookAnswer> told;
     const auto reason =
-        ostrel::Attempt([&] { told = check::ParseAnswer(ostrel::File::ReadWhole(file)); });
+        ostrel::Attempt([&] { told = check::ReadAnswer(request, ostrel::File::ReadWhole(file)); });
     if (told)
         return *told;
     answer.trouble = reason ? *reason : String("corvan-check gave no proper answer");
@@ -60,9 +61,17 @@ LookAnswer ReadAnswer(const Path &file)
 
 } // namespace
 
+Path ChildLooker::Program()
+{
+    _CallEntry call("ChildLooker::Program", __FILE__, __LINE__);
+
+    return ostrel::ProgramFolder().Parent() / "libexec/ordwick/corvan-check";
+}
+
 ChildLooker::ChildLooker(boost::asio::io_context &loop, Path folder,
-                         std::optional<CommandUser> user)
-    : m_loop(loop), m_folder(std::move(folder)), m_isThere(std::make_shared<bool>(true)),
+                         std::optional<CommandUser> user, Path program)
+    : m_loop(loop), m_folder(std::move(folder)), m_program(std::move(program)),
+      m_isThere(std::make_shared<bool>(true)),
       m_runner(loop, k_slots, k_patience, 0, std::move(user))
 {
     _CallEntry call("ChildLooker::ChildLooker", __FILE__, __LINE__);
@@ -72,7 +81,7 @@ void ChildLooker::Start(int look, const LookRequest &request, LookListener &list
 {
     _CallEntry call("ChildLooker::Start", __FILE__, __LINE__);
 
-    m_looks[look] = {m_folder / (std::to_string(look) + ".txt"), &listener};
+    m_looks[look] = {m_folder / (std::to_string(look) + ".txt"), request, &listener};
     std::optional<std::vector<std::string>> arguments = ArgumentsOf(request);
     if (!arguments)
         return TellLater(look, "the range and the patterns of the job are too long to be handed "
@@ -95,9 +104,7 @@ Command ChildLooker::CommandFor(int look, const LookRequest &request,
     Command command;
     command.run = look;
     command.arguments = std::move(arguments);
-    command.arguments.insert(
-        command.arguments.begin(),
-        (ostrel::ProgramFolder().Parent() / "libexec/ordwick/corvan-check").Text());
+    command.arguments.insert(command.arguments.begin(), m_program.Text());
     command.folder = m_folder;
     command.log = m_looks.at(look).printed;
     command.keepsOld = false;
@@ -136,7 +143,7 @@ void ChildLooker::OnEnded(int run, const RunEnd &end)
         return;
     LookAnswer answer;
     if (end.IsSuccess())
-        answer = ReadAnswer(found->second.printed);
+        answer = ReadPrinted(found->second.request, found->second.printed);
     else
         answer.trouble = WhyItFailed(end);
     Tell(run, answer);

@@ -18,8 +18,12 @@ class ChildLooker : public FrameLooker, private RunListener
 {
 public:
     /// What a look prints is in `folder`, the Master's own, until it is read; what an earlier
-    /// Master has left there goes. `user`: see `LocalRunner`.
-    ChildLooker(boost::asio::io_context &loop, Path folder, std::optional<CommandUser> user = {});
+    /// Master has left there goes. `user`: see `LocalRunner`. `program` is what looks, and is not
+    /// taken at its word (`check/ReadAnswer.h`).
+    ChildLooker(boost::asio::io_context &loop, Path folder, std::optional<CommandUser> user = {},
+                Path program = Program());
+    /// `corvan-check`, beside the Master.
+    static Path Program();
 
     void Start(int look, const check::LookRequest &request, LookListener &listener) override;
     void End(int look) override;
@@ -29,6 +33,7 @@ private:
     struct Look
     {
         Path printed;
+        check::LookRequest request;
         LookListener *listener = nullptr;
     };
 
@@ -41,6 +46,7 @@ private:
 
     boost::asio::io_context &m_loop;
     const Path m_folder;
+    const Path m_program;
     std::map<int, Look> m_looks;
     bool m_isTidy = false;           // Nothing is left of an earlier Master.
     std::shared_ptr<bool> m_isThere; // Shared with what was posted.

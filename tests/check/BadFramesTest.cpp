@@ -74,9 +74,11 @@ TEST(BadFrames, AreTheSameOnceTheyWereText)
 
 TEST(BadFrames, TakeNoOtherText)
 {
-    for (const char *text : {"00000000000000aa 1", "00000000000000aa \n", "0000000000000aa 1\n",
-                             "00000000000000AA 1\n", "00000000000000aa a\n", "00000000000000aa\n",
-                             "\n", "00000000000000aa 1\n00000000000000aa 2\n"})
+    for (const char *text :
+         {"00000000000000aa 1", "00000000000000aa \n", "0000000000000aa 1\n",
+          "00000000000000AA 1\n", "00000000000000aa a\n", "00000000000000aa\n", "\n",
+          "00000000000000aa 1\n00000000000000aa 2\n", "00000000000000aa 1-3\n00000000000000bb 3\n",
+          "00000000000000aa 1-1000001\n"})
         EXPECT_FALSE(ParseBadFrames(text)) << text;
 }
 

@@ -104,6 +104,36 @@ TEST_F(ChildLookerTest, TellsThatItHasNoRoomForWhatIsToBeTold)
         << m_answers[1].trouble;
 }
 
+// What it reads comes from others, and may have made something else of it.
+TEST_F(ChildLookerTest, TakesNoProgramAtItsWord)
+{
+    const struct
+    {
+        const char *what;
+        const char *says;
+        const char *trouble;
+    } cases[] = {
+        {"what is so", "counts ok 3, missing 1\\nbad 00000000000000aa 4", ""},
+        {"a frame that the job does not write", "counts ok 3, missing 1\\nbad 00000000000000aa 5",
+         "corvan-check gave no proper answer"},
+        {"a million of them", "counts ok 0, missing 4\\nmany\\nbad 00000000000000aa 1-1000000",
+         "corvan-check gave no proper answer"},
+        {"another thing", "hello", "corvan-check gave no proper answer"},
+    };
+    int look = 0;
+    for (const auto &[what, says, trouble] : cases)
+    {
+        const ostrel::Path program = m_folder.MakeFile(
+            "says", std::string("#!/bin/sh\nprintf 'corvan-check 1\\nprint 00000000000000cc\\n") +
+                        says + "\\nend\\n'\n");
+        std::filesystem::permissions(program.Text().c_str(), std::filesystem::perms::owner_all);
+        ChildLooker looker(m_loop, m_folder / "looks", {}, program);
+        looker.Start(++look, m_request, *this);
+        EXPECT_EQ(WaitFor(look).trouble, trouble) << what;
+        EXPECT_EQ(m_answers[look].isJudged, *trouble == '\0') << what;
+    }
+}
+
 TEST_F(ChildLookerTest, ClearsAwayWhatAnEarlierOneHasLeft)
 {
     m_folder.MakeFile("looks/1.txt", "left");
