@@ -247,7 +247,10 @@ void Master::Turn()
     FillSlots();
     WatchRuns();
     if (!m_isStopping)
+    {
+        KeepStuck();
         m_notices.Wake();
+    }
     LookAtFrames();
     // What it could not write before it has told, and nobody has to ask for it again.
     if (Attempt([this] { m_audit.Prepare({}); }))
@@ -414,9 +417,7 @@ void Master::NoteBad(const FrameChecks::Bad &bad)
 
     if (bad.stay)
         m_notices.Keep(NoticeEvent::Bad, bad.job, bad.range);
-    corvan::SequenceDistributor::Items frames;
-    corvan::SequenceDistributor::CalculateItems(bad.range, frames);
-    m_nodes.NoteBad(bad.rendered, TasksOf(m_cache.GetCut(bad.rendered)->packets, frames),
+    m_nodes.NoteBad(bad.rendered, TasksOf(m_cache.GetCut(bad.rendered)->packets, bad.frames),
                     "a frame of it is bad");
 }
 
@@ -508,28 +509,36 @@ void Master::LookAtRuns()
         k_pause_for_look * (m_clock->Now() - begin), m_settings.foresight.lookEach,
         std::max(m_settings.foresight.lookEach, k_longest_look_pause));
     CarryOut(outbox);
-    KeepStuck(seen.stuck);
+    m_newStuck.insert(m_newStuck.end(), seen.stuck.begin(), seen.stuck.end());
+    KeepStuck();
     for (const Foresight::Ending &ending : seen.endings)
         m_scheduler.FailRun(ending.run, ending.why);
     WatchRuns();
 }
 
-void Master::KeepStuck(const std::vector<Foresight::NewStuck> &stuck)
+// It is found once, and so kept until the disk takes it.
+void Master::KeepStuck()
 {
     _CallEntry call("Master::KeepStuck", __FILE__, __LINE__);
 
-    if (stuck.empty() || !m_notices.Wants(NoticeEvent::Stuck))
+    if (!m_notices.Wants(NoticeEvent::Stuck))
+        m_newStuck.clear();
+    if (m_newStuck.empty())
         return;
     const auto reason = Attempt(
         [&]
         {
             JobStore::Turn turn(m_store);
-            for (const Foresight::NewStuck &one : stuck)
+            for (const Foresight::NewStuck &one : m_newStuck)
                 m_notices.Keep(NoticeEvent::Stuck, one.job, one.why);
             turn.Commit();
         });
     if (reason)
+    {
         ostrel::LogError(*reason);
+        return RetryLater();
+    }
+    m_newStuck.clear();
     m_notices.Wake();
 }
 

@@ -126,7 +126,7 @@ private:
     void FillSlots();
     void WatchRuns();
     void LookAtRuns();
-    void KeepStuck(const std::vector<Foresight::NewStuck> &stuck);
+    void KeepStuck();
     std::vector<Scheduler::Planned> PlanOnDisk();
     void LookAtFrames();
 
@@ -176,7 +176,8 @@ private:
     // What of the runs is not on disk yet.
     std::vector<int> m_startedRuns;
     std::vector<RunResult> m_results;
-    std::map<UID, String> m_queued; // Why runs of a job are kept from being begun.
+    std::map<UID, String> m_queued;              // Why runs of a job are kept from being begun.
+    std::vector<Foresight::NewStuck> m_newStuck; // Whoever wants to know is still to be told.
     // What an earlier run of the Master left as running is queued again. Nothing is started before.
     bool m_isRequeued = false;
     bool m_isTurnPosted = false;

@@ -12,9 +12,6 @@ using corvan::FrameChecking;
 namespace
 {
 
-// Followers are told it each time.
-constexpr std::size_t k_most_range_bytes = 256u << 10;
-
 String FramesCheckedText(const std::optional<JobFrames> &frames)
 {
     if (!frames)
@@ -52,7 +49,8 @@ FrameParameters FrameParametersOf(bool isLookedAt, const std::optional<JobFrames
     if (!frames || !frames->isJudged)
         return parameters;
     parameters[1].second = std::to_string(frames->bad);
-    if (frames->badRange.size() <= k_most_range_bytes)
+    // An earlier version kept it however long.
+    if (frames->badRange.size() <= k_MostBadRangeBytes)
         parameters[2].second = frames->badRange;
     parameters[3].second = frames->counts;
     return parameters;
@@ -67,20 +65,6 @@ bool IsLookedAt(JobStore &store, JobCache &cache, const Job &job)
         return true;
     const std::shared_ptr<const JobCache::Entry> entry = cache.Get(origin);
     return !entry->job || !AsksForIt(*entry->job);
-}
-
-FrameVerdict VerdictOnFrames(JobStore &store, JobCache &cache, const UID &job)
-{
-    const std::optional<JobState> state = store.FindState(job);
-    const std::shared_ptr<const JobCache::Entry> entry = cache.Get(job);
-    if (!state || !entry->job || !AsksForIt(*entry->job))
-        return FrameVerdict::NotAsked;
-    if (!IsLookedAt(store, cache, *entry->job))
-        return VerdictOnFrames(store, cache, corvan::OriginOf(*entry->job));
-    const std::optional<JobFrames> frames = store.Frames().Find(*state);
-    if (!frames || frames->phase != JobFrames::Phase::Done)
-        return FrameVerdict::ToCome;
-    return frames->bad == 0 ? FrameVerdict::Good : FrameVerdict::Bad;
 }
 
 } // namespace master

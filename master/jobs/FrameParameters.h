@@ -10,6 +10,9 @@
 namespace master
 {
 
+/// "FramesBadRange" is no longer than this: followers are told it each time.
+constexpr std::size_t k_MostBadRangeBytes = 256u << 10;
+
 /// What the parameters say of a job's frames that the Master alone sets: "FramesChecked",
 /// "FramesBad", "FramesBadRange", "FrameCounts", always all of them. One that is empty is not
 /// there.
@@ -21,18 +24,8 @@ using FrameParameters = std::vector<std::pair<String, String>>;
 /// with "FramesBad" 0 where all frames are good. A range too long to be told is empty.
 FrameParameters FrameParametersOf(bool isLookedAt, const std::optional<JobFrames> &frames);
 
-/// Whether the frames of this job are to be looked at once it is done. Those of a requeue are not
-/// where its origin looks at its own, which are the same files.
+/// Whether the frames of this job are to be looked at once its tasks are over. Those of a requeue
+/// are not where its origin looks at its own, which are the same files.
 bool IsLookedAt(JobStore &store, JobCache &cache, const Job &job);
-
-/// Whether the frames of a job are good, for whoever waits for that.
-enum class FrameVerdict
-{
-    NotAsked, ///< Nobody looks at them.
-    ToCome,   ///< They are still to be looked at, or could not be.
-    Good,
-    Bad, ///< Some stay bad.
-};
-FrameVerdict VerdictOnFrames(JobStore &store, JobCache &cache, const UID &job);
 
 } // namespace master

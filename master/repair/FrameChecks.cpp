@@ -30,9 +30,22 @@ namespace
 // It hears when a requeue is over; this is for what it does not hear of.
 constexpr std::chrono::seconds k_look_again{60};
 
+// Of one that was cancelled nobody wants to know.
+bool AreTasksOver(JobStatus status)
+{
+    return status == JobStatus::Done || status == JobStatus::Failed;
+}
+
 bool IsOverWith(const JobFrames &frames)
 {
     return frames.phase == Phase::Done;
+}
+
+String WhichAreBad(const JobFrames &frames)
+{
+    if (frames.badRange.empty())
+        return std::to_string(frames.bad) + " frames";
+    return frames.badRange;
 }
 
 void TellChanges(const UID &job, const FrameParameters &before, const FrameParameters &after,
@@ -79,7 +92,7 @@ void FrameChecks::NoteChange(const UID &id, const FrameNote &note, Outbox &outbo
     const bool isLookedAt = IsLookedAt(m_farm.store, m_farm.cache, *entry->job);
     const std::optional<JobFrames> before = m_farm.store.Frames().Find(*state);
     std::optional<JobFrames> after = before;
-    if (!isLookedAt || state->status != JobStatus::Done)
+    if (!isLookedAt || !AreTasksOver(state->status))
         after.reset();
     else if (!before || note.isOtherTold)
         after = JobFrames();
@@ -284,10 +297,29 @@ std::optional<FrameChecks::Bad> FrameChecks::RecordOne(Result &result, Outbox &o
     else
         RecordPrint(*entry->job, after, result);
     Save(*state, *before, after, outbox);
-    if (!result.answer.isJudged || after.badRange.empty())
+    if (!result.answer.isJudged || after.bad == 0)
         return std::nullopt;
-    return Bad{result.job, before->round.IsNil() ? result.job : before->round, after.badRange,
-               IsOverWith(after)};
+    const UID rendered = before->round.IsNil() ? result.job : before->round;
+    return Bad{result.job, rendered, WhichAreBad(after),
+               FramesOf(rendered, check::AllOf(result.answer.bad)), IsOverWith(after)};
+}
+
+// What it renders is its range, whatever is looked for.
+SequenceDistributor::Items FrameChecks::FramesOf(const UID &id,
+                                                 const SequenceDistributor::Items &numbers)
+{
+    _CallEntry call("FrameChecks::FramesOf", __FILE__, __LINE__);
+
+    const std::shared_ptr<const JobCache::Entry> entry = m_farm.cache.Get(id);
+    std::optional<analysis::ExpansionInput> input =
+        entry->job ? analysis::ReadExpansionInput(*entry->job) : std::nullopt;
+    if (!input || !SequenceDistributor::ParseRange(entry->job->ParameterText(corvan::p_Range, true),
+                                                   input->frames, nullptr))
+        return {};
+    input->hasCustomRange = false;
+    if (!analysis::WritesOtherNumbers(*input, input->frames))
+        return numbers;
+    return analysis::FindRenderingFrames(*input, numbers, nullptr);
 }
 
 void FrameChecks::RecordTrouble(JobFrames &frames, Result &result)
@@ -334,6 +366,8 @@ void FrameChecks::RecordVerdict(const JobState &state, const Job &job, JobFrames
     frames.isJudged = true;
     frames.bad = unsigned(bad.size());
     frames.badRange = SequenceDistributor::CalculateRange(bad);
+    if (frames.badRange.size() > k_MostBadRangeBytes)
+        frames.badRange.clear();
     frames.counts = answer.counts;
     frames.phase = Requeue(state, job, frames, answer, outbox) ? Phase::Waiting : Phase::Done;
     outbox.FollowFrames(state.id);
@@ -344,7 +378,7 @@ void FrameChecks::RecordVerdict(const JobState &state, const Job &job, JobFrames
         ostrel::LogStatus("the frames of job " + state.id.ToString() + " are good" + rounds);
     else
         ostrel::LogWarning("frames of job " + state.id.ToString() + " stay bad" + rounds + ": " +
-                           corvan::Excerpt(frames.badRange));
+                           corvan::Excerpt(WhichAreBad(frames)));
 }
 
 // False where nothing is rendered again.
@@ -481,7 +515,7 @@ void FrameChecks::PlanOne(const UID &id, Watch &watch, Outbox &outbox)
     watch.isPatient = before->phase == Phase::Failed;
     watch.look = ++m_lastLook;
     Planned planned{.look = watch.look, .job = id, .request = {}, .trouble = {}};
-    planned.request = RequestFor(*entry->job, watch, &planned.trouble);
+    planned.request = RequestFor(*state, *entry->job, watch, &planned.trouble);
     JobFrames after = *before;
     // Frames that could not be looked at stay so until they have been.
     if (planned.request.depth != LookRequest::Depth::Prints && after.phase == Phase::Waiting)
@@ -502,7 +536,8 @@ bool FrameChecks::IsRequeueUnderWay(const UID &id, const Job &job, const JobFram
     return m_farm.store.Frames().HasActiveRequeue(origin.IsNil() ? id : origin);
 }
 
-LookRequest FrameChecks::RequestFor(const Job &job, const Watch &watch, String *trouble) const
+LookRequest FrameChecks::RequestFor(const JobState &state, const Job &job, const Watch &watch,
+                                    String *trouble)
 {
     _CallEntry call("FrameChecks::RequestFor", __FILE__, __LINE__);
 
@@ -519,7 +554,9 @@ LookRequest FrameChecks::RequestFor(const Job &job, const Watch &watch, String *
         *trouble = "the job has no range";
     for (const Path &format : corvan::ListFormats(job.ParameterText(corvan::p_ImageFormat, true)))
         request.formats.push_back(format.Text());
-    request.wereSeen = job.Type().writesFiles && !request.input.hasCustomRange;
+    // Where all of its tasks have failed nobody has seen any.
+    request.wereSeen = job.Type().writesFiles && !request.input.hasCustomRange &&
+                       state.tasksFailed < state.tasksTotal;
     return request;
 }
 

@@ -18,8 +18,9 @@ namespace master
 
 using ostrel::LoopThread;
 
-/// Looks after the frames of jobs that ask for it ("CheckFrames"): once such a job is done, and its
-/// files stand still, they are judged, and what is bad is rendered again, as often as the job says.
+/// Looks after the frames of jobs that ask for it ("CheckFrames"): once the tasks of such a job are
+/// over, done or failed, and its files stand still, they are judged, and what is bad is rendered
+/// again, as often as the job says.
 ///
 /// Files stand still that two looks find alike (sizes and dates), "QuietSeconds" apart by the clock
 /// of this Master. How old a date is says nothing: another machine's clock has written it.
@@ -69,7 +70,9 @@ public:
     {
         UID job;
         UID rendered; ///< Whose commands wrote them: the job's last requeue, or the job itself.
-        String range; ///< Which they are.
+        String range; ///< Which they are, by the numbers of their files; else how many.
+        /// The frames of the job that has rendered them.
+        corvan::SequenceDistributor::Items frames;
         bool stay = false; ///< They are not rendered again.
     };
     std::vector<Bad> Record(Outbox &outbox);
@@ -157,7 +160,10 @@ private:
     std::map<UID, Watch>::iterator FindNext();
     void PlanOne(const UID &job, Watch &watch, Outbox &outbox);
     bool IsRequeueUnderWay(const UID &id, const Job &job, const JobFrames &frames);
-    check::LookRequest RequestFor(const Job &job, const Watch &watch, String *trouble) const;
+    static check::LookRequest RequestFor(const JobState &state, const Job &job, const Watch &watch,
+                                         String *trouble);
+    corvan::SequenceDistributor::Items FramesOf(const UID &job,
+                                                const corvan::SequenceDistributor::Items &numbers);
 
     AlarmClock &m_clock;
     Farm m_farm;

@@ -18,7 +18,7 @@ using ostrel::UID;
 class StoreDatabase;
 struct JobState;
 
-/// What is known of the frames of a job whose tasks are done.
+/// What is known of the frames of a job whose tasks are over.
 struct JobFrames
 {
     enum class Phase
@@ -34,9 +34,9 @@ struct JobFrames
     String trouble{};      ///< Why they could not be looked at.
     bool isJudged = false; ///< What follows is known; of the last look that judged.
     unsigned bad = 0;      ///< Frames.
-    String badRange{};
-    String counts{};   ///< "ok 94, missing 2".
-    String findings{}; ///< `FindingsText` of what was bad before the last requeue.
+    String badRange{};     ///< Which; empty where that is too long to be told.
+    String counts{};       ///< "ok 94, missing 2".
+    String findings{};     ///< `FindingsText` of what was bad before the last requeue.
 
     friend bool operator==(const JobFrames &, const JobFrames &) = default;
 };

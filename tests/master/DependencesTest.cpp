@@ -425,6 +425,19 @@ TEST_F(DependencesTest, OneWhoseFramesNobodyChecksAnyMoreIsTold)
                   "have this job begin");
 }
 
+// Its frames are those of its origin, which is to be waited for.
+TEST_F(DependencesTest, GoodFramesOfARequeueAreNotWaitedFor)
+{
+    const UID tower = NewJob("tower", {{"CheckFrames", "sizes"}});
+    String reason;
+    const auto requeue = corvan::MakeRequeueJob(*m_store.Load(tower, &reason), "2");
+    ASSERT_EQ(RefusalOf(Submit(requeue)), "");
+    const UID comp = NewJob("comp");
+    EXPECT_TRUE(RefusalOf(Set(comp, "AfterGood", requeue->ID().ToString()))
+                    .starts_with("nobody checks the frames of tower ("));
+    EXPECT_EQ(RefusalOf(Set(comp, "AfterGood", tower.ToString())), "");
+}
+
 TEST_F(DependencesTest, ARequeueWaitsForNothing)
 {
     const UID tower = NewJob("tower");

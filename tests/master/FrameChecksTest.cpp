@@ -2,7 +2,6 @@
 
 #include "corvan/Parameters.h"
 #include "corvan/RequeueJob.h"
-#include "master/jobs/FrameParameters.h"
 #include "tests/master/StoreFixture.h"
 #include "tests/support/FakeAlarmClock.h"
 #include "tests/support/FakeLooker.h"
@@ -45,6 +44,13 @@ LookAnswer Trouble(const char *why)
 {
     return {.trouble = why, .print = {}};
 }
+
+enum class FrameVerdict
+{
+    ToCome,
+    Good,
+    Bad,
+};
 
 class FrameChecksTest : public StoreFixture
 {
@@ -150,6 +156,14 @@ protected:
         return Parameter(job, corvan::p_FramesChecked);
     }
 
+    // What those take it for who wait for good frames.
+    FrameVerdict VerdictOn(const UID &job)
+    {
+        if (Checked(job) != "done")
+            return FrameVerdict::ToCome;
+        return Parameter(job, corvan::p_FramesBad) == "0" ? FrameVerdict::Good : FrameVerdict::Bad;
+    }
+
     // The newest job, where it is a requeue of this one.
     std::optional<UID> RoundOf(const UID &job)
     {
@@ -173,8 +187,9 @@ protected:
     bool m_isAwake = false;
     std::optional<FrameChecks> m_checks;
     Texts m_news;
-    Texts m_bad;     // With the job whose commands wrote them.
-    Texts m_stayBad; // As was told, for whoever is to hear of it.
+    Texts m_bad;                    // With the job whose commands wrote them.
+    std::vector<Items> m_badFrames; // Of those jobs.
+    Texts m_stayBad;                // As was told, for whoever is to hear of it.
 
 private:
     template <typename Change> void TakeOne(Change change)
@@ -187,6 +202,7 @@ private:
                 for (const FrameChecks::Bad &bad : m_checks->Record(news))
                 {
                     m_bad.push_back(bad.rendered.ToString() + " " + bad.range);
+                    m_badFrames.push_back(bad.frames);
                     if (bad.stay)
                         m_stayBad.push_back(bad.job.ToString() + " " + bad.range);
                 }
@@ -209,15 +225,15 @@ private:
     }
 };
 
-TEST_F(FrameChecksTest, LookAtWhatIsDoneAlone)
+TEST_F(FrameChecksTest, LookAtWhatIsOverAlone)
 {
     const struct
     {
         JobStatus status;
         const char *checked;
     } cases[] = {
-        {JobStatus::Queued, "no"}, {JobStatus::Running, "no"},   {JobStatus::Paused, "no"},
-        {JobStatus::Failed, "no"}, {JobStatus::Cancelled, "no"}, {JobStatus::Done, "waiting"},
+        {JobStatus::Queued, "no"},    {JobStatus::Running, "no"},     {JobStatus::Paused, "no"},
+        {JobStatus::Cancelled, "no"}, {JobStatus::Failed, "waiting"}, {JobStatus::Done, "waiting"},
     };
     for (const auto &[status, checked] : cases)
     {
@@ -225,7 +241,8 @@ TEST_F(FrameChecksTest, LookAtWhatIsDoneAlone)
         const std::size_t before = m_looker.started.size();
         SetStatus(job, status);
         EXPECT_EQ(Checked(job), checked) << corvan::StatusName(status);
-        EXPECT_EQ(m_looker.started.size() - before, status == JobStatus::Done ? 1u : 0u)
+        const bool isLookedAt = status == JobStatus::Done || status == JobStatus::Failed;
+        EXPECT_EQ(m_looker.started.size() - before, isLookedAt ? 1u : 0u)
             << corvan::StatusName(status);
     }
 }
@@ -335,7 +352,7 @@ TEST_F(FrameChecksTest, OfGoodFramesAreTheEnd)
     EXPECT_EQ(Parameter(job, corvan::p_FramesBad), "0");
     EXPECT_EQ(Parameter(job, corvan::p_FramesBadRange), "");
     EXPECT_EQ(Parameter(job, corvan::p_FrameCounts), "ok 10");
-    EXPECT_EQ(VerdictOnFrames(m_store, m_cache, job), FrameVerdict::Good);
+    EXPECT_EQ(VerdictOn(job), FrameVerdict::Good);
     EXPECT_EQ(CountJobs(), 1);
     Pass(10min);
     EXPECT_EQ(m_looker.started.size(), 2u);
@@ -343,19 +360,22 @@ TEST_F(FrameChecksTest, OfGoodFramesAreTheEnd)
 
 TEST_F(FrameChecksTest, RenderBadFramesAgainByAJobOfTheirOwn)
 {
-    const UID job = DoneAndJudged(Bad({{k_small, {3, 8}}}), {{"Priority", "70"}});
+    const UID job =
+        DoneAndJudged(Bad({{k_small, {3, 8}}}), {{"Priority", "70"}, {"Owner", "anna"}});
     const std::optional<UID> round = RoundOf(job);
     ASSERT_TRUE(round);
     const boost::shared_ptr<const Job> requeue = m_cache.Get(*round)->job;
     EXPECT_EQ(requeue->ParameterText(corvan::p_Range, false), "3,8");
     EXPECT_EQ(requeue->ParameterText(corvan::p_PacketSize, false), "2");
     EXPECT_EQ(requeue->ParameterText(corvan::p_CheckFrames, false), "none");
+    EXPECT_EQ(requeue->ParameterText(corvan::p_Owner, false), "anna");
+    EXPECT_EQ(m_store.FindOwner(*round), "anna");
     EXPECT_EQ(State(*round).status, JobStatus::Queued);
     EXPECT_EQ(State(*round).priority, State(job).priority);
     EXPECT_EQ(State(*round).tasksTotal, 2u);
     EXPECT_EQ(Checked(job), "waiting");
     EXPECT_EQ(Parameter(job, corvan::p_FramesBad), "2");
-    EXPECT_EQ(VerdictOnFrames(m_store, m_cache, job), FrameVerdict::ToCome);
+    EXPECT_EQ(VerdictOn(job), FrameVerdict::ToCome);
 
     Pass(10min);
     EXPECT_EQ(m_looker.started.size(), 2u) << "nobody looks while it is rendered";
@@ -381,7 +401,7 @@ TEST_F(FrameChecksTest, GoOnForAsManyRoundsAsTheJobSays)
     EXPECT_EQ(CountJobs(), 3);
     EXPECT_EQ(Checked(job), "done");
     EXPECT_EQ(Parameter(job, corvan::p_FramesBadRange), "3");
-    EXPECT_EQ(VerdictOnFrames(m_store, m_cache, job), FrameVerdict::Bad);
+    EXPECT_EQ(VerdictOn(job), FrameVerdict::Bad);
     EXPECT_EQ(m_stayBad, Texts{job.ToString() + " 3"}) << "once, and at the end";
     EXPECT_EQ(m_bad, rendered) << "each time with the job that has rendered it";
 }
@@ -442,6 +462,62 @@ TEST_F(FrameChecksTest, AreOverWithARoundThatWasRemoved)
     EXPECT_EQ(CountJobs(), 1);
 }
 
+// The others of its frames are there, and those that failed may come at another time.
+TEST_F(FrameChecksTest, OfAJobThatFailedAreLookedAtAndRenderedAgain)
+{
+    const UID job = AddJob();
+    SetStatus(job, JobStatus::Failed);
+    EXPECT_TRUE(m_looker.started.back().request.wereSeen);
+    Judge(Bad({{k_small, {3}}}));
+    ASSERT_TRUE(RoundOf(job));
+    SetStatus(*RoundOf(job), JobStatus::Done);
+    Judge(Bad({}));
+    EXPECT_EQ(Checked(job), "done");
+    EXPECT_EQ(Parameter(job, corvan::p_FramesBad), "0");
+    EXPECT_EQ(State(job).status, JobStatus::Failed);
+}
+
+TEST_F(FrameChecksTest, OfAJobThatHasFailedWhollyAreNotTakenForSeen)
+{
+    const UID job = AddJob();
+    InTurn(
+        [&](Outbox &)
+        {
+            JobState state = State(job);
+            state.tasksFailed = state.tasksTotal;
+            m_store.SaveState(state);
+        });
+    SetStatus(job, JobStatus::Failed);
+    EXPECT_FALSE(m_looker.started.back().request.wereSeen);
+}
+
+// Files have numbers of their own where a job renumbers.
+TEST_F(FrameChecksTest, TellWhichFramesOfWhichJobHaveWrittenBadFiles)
+{
+    const UID job = DoneAndJudged(Bad({{k_small, {103, 108}}}), {{"RenumberStart", "101"}});
+    EXPECT_EQ(Parameter(job, corvan::p_FramesBadRange), "103,108");
+    SetStatus(*RoundOf(job), JobStatus::Done);
+    Judge(Bad({{k_smaller, {108}}}));
+    EXPECT_EQ(m_badFrames, (std::vector<Items>{{3, 8}, {8}}));
+
+    // Of a custom range, it is what the job renders that counts.
+    m_badFrames.clear();
+    DoneAndJudged(Bad({{k_small, {103}}}),
+                  {{"RenumberStart", "101"}, {"CustomRange", "101-120"}, {"AutoRequeue", "0"}});
+    EXPECT_EQ(m_badFrames, (std::vector<Items>{{3}}));
+}
+
+TEST_F(FrameChecksTest, TellHowManyAreBadWhereTooManyAreToBeNamed)
+{
+    Items scattered;
+    for (int i = 0; i < 60'000; ++i)
+        scattered.insert(1'000'000 + 7 * i + i * i % 5);
+    const UID job = DoneAndJudged(Bad({{k_small, scattered}}), {{"AutoRequeue", "0"}});
+    EXPECT_EQ(Parameter(job, corvan::p_FramesBad), "60000");
+    EXPECT_EQ(Parameter(job, corvan::p_FramesBadRange), "");
+    EXPECT_EQ(m_stayBad, Texts{job.ToString() + " 60000 frames"});
+}
+
 TEST_F(FrameChecksTest, WaitForARoundThatIsPaused)
 {
     const UID job = DoneAndJudged(Bad({{k_small, {3}}}));
@@ -464,10 +540,9 @@ TEST_F(FrameChecksTest, TakeARequeueOfAnybodyForANewState)
     SetStatus(requeue->ID(), JobStatus::Done);
     EXPECT_EQ(Checked(job), "waiting");
     EXPECT_EQ(Checked(requeue->ID()), "") << "its origin looks at the same files";
-    EXPECT_EQ(VerdictOnFrames(m_store, m_cache, requeue->ID()), FrameVerdict::ToCome);
     Judge(Bad({}));
     EXPECT_EQ(Parameter(job, corvan::p_FramesBad), "0");
-    EXPECT_EQ(VerdictOnFrames(m_store, m_cache, requeue->ID()), FrameVerdict::Good);
+    EXPECT_EQ(Checked(requeue->ID()), "");
 }
 
 TEST_F(FrameChecksTest, DoNotRenderWhatAnotherRequeueRenders)
@@ -579,7 +654,7 @@ TEST_F(FrameChecksTest, ThatCouldNotBeMadeAreNoVerdictAndAreTriedAgain)
     {
         Answer(Trouble("the folder /r is not there"));
         EXPECT_EQ(Checked(job), "could not look: the folder /r is not there");
-        EXPECT_EQ(VerdictOnFrames(m_store, m_cache, job), FrameVerdict::ToCome);
+        EXPECT_EQ(VerdictOn(job), FrameVerdict::ToCome);
         EXPECT_FALSE(m_checks->IsBusy());
         const std::size_t before = m_looker.started.size();
         Pass(pause - 1ms);

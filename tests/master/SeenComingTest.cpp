@@ -1,6 +1,10 @@
 // What a Master that runs real commands sees coming.
+#include <SQLiteCpp/Database.h>
+#include <filesystem>
+
 #include <gtest/gtest.h>
 
+#include "master/store/StoreFiles.h"
 #include "tests/master/RawClient.h"
 #include "tests/master/RunningMaster.h"
 #include "tests/master/TestJobs.h"
@@ -44,6 +48,12 @@ protected:
             [&](const wire::Envelope &one)
             { return one.job_parameter().name() == name && !one.job_parameter().value().empty(); });
         return news ? news->job_parameter().value() : "(nothing)";
+    }
+
+    void InStore(const char *sql) const
+    {
+        SQLite::Database(master::StoreFileIn(m_settings.data).Text(), SQLite::OPEN_READWRITE, 5000)
+            .exec(sql);
     }
 
     TempFolder m_folder;
@@ -96,6 +106,37 @@ TEST_F(SeenComingTest, ATaskThatIsSilentIsMarkedAndGoesOn)
     m_folder.MakeFile("go");
     ASSERT_TRUE(client.ReceiveUntil(IsNews("Status", "2")));
     EXPECT_EQ(client.Ask(GetTasksEnvelope(job.id()))->task_list().tasks(1).tries(), 1u);
+}
+
+TEST_F(SeenComingTest, ATaskThatIsStuckIsANoticeAsSoonAsTheDiskTakesIt)
+{
+    TestJobTypes::IsStuckBy({.silentSeconds = 1});
+    const std::string told = (m_folder / "told").Text();
+    m_settings.notices.command = {"/bin/sh", "-c",      "echo \"$1: $2\" >> '" + told + "'",
+                                  "tell",    "{Event}", "{Reason}"};
+    m_settings.notices.events = {master::NoticeEvent::Stuck};
+    RunningMaster running(m_settings, 2);
+    RawClient client(running.Address());
+    ASSERT_TRUE(client.SayHello());
+    InStore("CREATE TRIGGER full BEFORE INSERT ON notices BEGIN"
+            " SELECT RAISE(ABORT, 'no room'); END");
+    const std::string go = (m_folder / "go").Text();
+    const wire::Job job =
+        Submit(client, {{"Range", "1"},
+                        {"Script", "echo begun; until [ -e '" + go + "' ]; do sleep 0.02; done"}});
+    EXPECT_EQ(Told(client, "StuckTasks"), "0");
+    // It is found once, and that was it.
+    client.Ask(GetJobEnvelope(job.id()));
+    InStore("DROP TRIGGER full");
+
+    const auto limit = std::chrono::steady_clock::now() + 30s;
+    const auto isTold = [&]
+    { return std::filesystem::exists(told) && ContentOf(told).ends_with('\n'); };
+    while (!isTold() && std::chrono::steady_clock::now() < limit)
+        client.Ask(GetJobEnvelope(job.id()));
+    m_folder.MakeFile("go");
+    EXPECT_TRUE(ContentOf(told).starts_with("stuck: task 0, it has printed nothing for 0:0"))
+        << ContentOf(told);
 }
 
 TEST_F(SeenComingTest, ATaskThatIsStuckIsEndedWhereItsTypeWantsThat)
