@@ -297,7 +297,11 @@ void Scheduler::Forget(int run)
     if (const auto found = m_runs.find(run); found != m_runs.end())
     {
         m_endingRuns -= found->second.isEnding ? 1 : 0;
-        m_shares.End(found->second.job);
+        const UID job = found->second.job;
+        m_shares.End(job);
+        // Whoever has it run again finds why it waits in its state.
+        if (!m_shares.Has(job))
+            m_keptWaiting.erase(job);
         m_runs.erase(found);
     }
     m_runner.Recorded(run);

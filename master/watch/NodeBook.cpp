@@ -19,6 +19,7 @@ constexpr unsigned k_enough_elsewhere = 3;
 constexpr std::size_t k_enough_jobs = 2;
 constexpr std::size_t k_last_alone = 10;
 constexpr std::size_t k_named = 5;
+constexpr std::chrono::minutes k_forget_each{10};
 
 bool IsFailure(NodeBook::Outcome outcome)
 {
@@ -33,6 +34,8 @@ void NodeBook::Note(const String &node, const Event &event)
 
     if (node.empty())
         return;
+    if (m_clock.Now() >= m_nextForgetting)
+        ForgetAll();
     // Names come from elsewhere: the number of machines is bounded, whatever they are called.
     if (m_nodes.size() >= k_MostNodes && !m_nodes.contains(node))
         return;
@@ -73,21 +76,28 @@ void NodeBook::Forget(Events &events) const
         events.pop_front();
 }
 
+void NodeBook::ForgetAll()
+{
+    _CallEntry call("NodeBook::ForgetAll", __FILE__, __LINE__);
+
+    for (auto &[name, events] : m_nodes)
+        Forget(events);
+    std::erase_if(m_nodes, [](const auto &one) { return one.second.empty(); });
+    m_nextForgetting = m_clock.Now() + k_forget_each;
+}
+
 std::vector<NodeBook::Node> NodeBook::List()
 {
     _CallEntry call("NodeBook::List", __FILE__, __LINE__);
 
+    ForgetAll();
     std::map<UID, Counts> everywhere;
     std::map<String, std::map<UID, Counts>> byNode;
-    for (auto &[name, events] : m_nodes)
-    {
-        Forget(events);
+    for (const auto &[name, events] : m_nodes)
         for (const Kept &kept : events)
             for (Counts *const counts :
                  {&everywhere[kept.event.job], &byNode[name][kept.event.job]})
                 ++(IsFailure(kept.event.outcome) ? counts->failed : counts->good);
-    }
-    std::erase_if(m_nodes, [](const auto &one) { return one.second.empty(); });
 
     std::vector<Node> nodes;
     for (const auto &[name, events] : m_nodes)

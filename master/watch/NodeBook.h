@@ -20,7 +20,8 @@ using ostrel::UID;
 /// What became of tasks on each machine lately, and which machines seem to be at fault.
 ///
 /// Lately is a day, and 500 tasks of a machine at most. It is in memory alone: after a restart it
-/// begins anew. Loop thread.
+/// begins anew. Machines of which nothing is heard for longer are forgotten; of more than
+/// `k_MostNodes` in a day the first are known. Loop thread.
 class NodeBook
 {
 public:
@@ -84,12 +85,14 @@ private:
     using Events = std::deque<Kept>;
 
     void Forget(Events &events) const;
+    void ForgetAll();
     static void Judge(const std::map<UID, Counts> &here, const std::map<UID, Counts> &everywhere,
                       Node &node);
     static void JudgeAlone(const Events &events, Node &node);
 
     const Clock &m_clock;
     std::map<String, Events> m_nodes;
+    Clock::Moment m_nextForgetting; // Of machines, too, of which nothing is heard any more.
 };
 
 } // namespace master

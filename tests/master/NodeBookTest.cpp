@@ -157,6 +157,18 @@ TEST_F(NodeBookTest, ForgetsWhatIsADayOldAndMoreThanFiveHundredTasks)
     EXPECT_TRUE(m_book->List().empty());
 }
 
+TEST_F(NodeBookTest, MachinesThatAreGoneTakeNobodysPlace)
+{
+    for (std::size_t i = 0; i < NodeBook::k_MostNodes; ++i)
+        Note("cloud" + std::to_string(i), m_a, "+");
+    Note("beyond", m_a, "+");
+    m_clock.Pass(25h);
+    Note("new", m_a, "+");
+    const auto nodes = m_book->List();
+    ASSERT_EQ(nodes.size(), 1u);
+    EXPECT_EQ(nodes[0].name, "new");
+}
+
 TEST_F(NodeBookTest, ABadFrameIsThatOfTheMachineThatDidItLast)
 {
     m_book->Note("n1", {.job = m_a, .task = 7});
