@@ -55,6 +55,17 @@ public:
         }
     }
 
+    /// Each of so many owners has had a slot, one after the other.
+    void LetEachHaveHadOne(unsigned owners)
+    {
+        for (unsigned i = 0; i < owners; ++i)
+        {
+            const UID job(true);
+            m_shares.Begin(job, "owner" + std::to_string(i), JobState().priority);
+            m_shares.End(job);
+        }
+    }
+
     /// Gives so many slots away, as a plan does that comes to nothing.
     Timing Plan(int slots)
     {
@@ -106,6 +117,8 @@ void MeasureSlots(int slots)
         queued.Add(50'000, owners);
         PrintRow("others of " + std::to_string(owners) + " owners" + beside, 50'000,
                  queued.Plan(slots), alone);
+        queued.LetEachHaveHadOne(owners);
+        PrintRow("the same, who had one" + beside, 50'000, queued.Plan(slots), alone);
     }
 }
 

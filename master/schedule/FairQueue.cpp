@@ -1,6 +1,5 @@
 #include "master/schedule/FairQueue.h"
 
-#include <algorithm>
 #include <cassert>
 #include <limits>
 #include <tuple>
@@ -25,7 +24,8 @@ FairQueue::FairQueue(JobStore &store, const OwnerShares &shares, std::set<UID> p
     _CallEntry call("FairQueue::FairQueue", __FILE__, __LINE__);
 }
 
-bool FairQueue::IsBefore(const Line &line, const Line &other) const
+// Lines of which no job is read yet go before those of the same share.
+bool FairQueue::IsBefore(const Line &line, const Line &other)
 {
     const auto rank = [](const Line &one)
     { return std::tuple(one.share.runs, one.share.last, one.turn.job.number); };
@@ -36,14 +36,40 @@ FairQueue::Turn *FairQueue::Next()
 {
     _CallEntry call("FairQueue::Next", __FILE__, __LINE__);
 
-    std::erase_if(m_lines, [](const Line &line) { return line.isOver; });
-    while (m_lines.empty())
-        if (!BeginPriority())
+    for (;;)
+    {
+        m_current = FindFirst();
+        if (!m_current && !BeginPriority())
             return nullptr;
-    // A line is an owner: there are as many as there are people.
-    m_current = &*std::ranges::min_element(m_lines, [this](const Line &line, const Line &other)
-                                           { return IsBefore(line, other); });
-    return &m_current->turn;
+        if (!m_current)
+            continue;
+        if (m_current->turn.job.number > 0)
+            return &m_current->turn;
+        ReadAllLike(OwnerShares::Share(m_current->share));
+    }
+}
+
+// Null where no line has a job left. A line is an owner: there are as many as there are people.
+FairQueue::Line *FairQueue::FindFirst()
+{
+    _CallEntry call("FairQueue::FindFirst", __FILE__, __LINE__);
+
+    Line *first = nullptr;
+    for (Line &line : m_lines)
+        if (!line.isOver && (!first || IsBefore(line, *first)))
+            first = &line;
+    return first;
+}
+
+// The age of their jobs decides.
+void FairQueue::ReadAllLike(const OwnerShares::Share &share)
+{
+    _CallEntry call("FairQueue::ReadAllLike", __FILE__, __LINE__);
+
+    for (Line &line : m_lines)
+        if (!line.isOver && line.turn.job.number == 0 && line.share.runs == share.runs &&
+            line.share.last == share.last)
+            Advance(line);
 }
 
 void FairQueue::Serve()
@@ -71,14 +97,13 @@ bool FairQueue::BeginPriority()
     if (!priority)
         return false;
     m_priority = *priority;
+    m_lines.clear();
     for (const String &owner : m_store.Queue().ListOwners(m_priority))
     {
         Line line;
         line.turn.owner = owner;
         line.share = m_shares.Of(m_priority, owner);
-        Advance(line);
-        if (!line.isOver)
-            m_lines.push_back(std::move(line));
+        m_lines.push_back(std::move(line));
     }
     return true;
 }

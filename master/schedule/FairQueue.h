@@ -17,8 +17,8 @@ namespace master
 /// of one who had none; then of the one whose job is older. Of an owner's jobs it is the oldest's.
 /// So whoever hands in one job beside another's hundred gets his half.
 ///
-/// Each job is read once, and only those that get a slot, one beyond for each owner, and those that
-/// are passed over. Loop thread.
+/// Each job is read once, and only where its owner's turn may have come: of owners who have as much
+/// and as long ago, one each, those that get a slot, and those that are passed over. Loop thread.
 class FairQueue
 {
 public:
@@ -42,12 +42,14 @@ private:
     // The jobs of an owner, of the present priority.
     struct Line
     {
-        Turn turn;
+        Turn turn; // Its job has number 0 as long as none is read.
         OwnerShares::Share share;
         bool isOver = false; // No job is left.
     };
 
-    bool IsBefore(const Line &line, const Line &other) const;
+    static bool IsBefore(const Line &line, const Line &other);
+    Line *FindFirst();
+    void ReadAllLike(const OwnerShares::Share &share);
     bool BeginPriority();
     void Advance(Line &line);
 

@@ -130,6 +130,37 @@ TEST_F(FairnessTest, OneSlotGoesRound)
     EXPECT_EQ(given, (Texts{"anna 1", "bo 11", "cy 21", "anna 2", "bo 12", "cy 22", "anna 3"}));
 }
 
+// Whose job it is only counts where they are alike.
+TEST_F(FairnessTest, WhoHasHadASlotLongerAgoGoesBeforeWhoseJobIsOlder)
+{
+    const char *const owners[] = {"anna", "bo", "cy"};
+    AddOf("anna", "1-9");
+    AddOf("bo", "11-19");
+    AddOf("cy", "21-29");
+    for (const char *owner : {"bo", "cy", "anna"})
+    {
+        const UID job(true);
+        m_shares.Begin(job, owner, 50);
+        m_shares.End(job);
+    }
+    // One who has had none goes before all of them, also with the newest job.
+    AddOf("di", "31");
+    EXPECT_EQ(Give(5), (Texts{"di 31", "bo 11", "cy 21", "anna 1", "bo 12"}));
+    for (const char *owner : owners)
+        EXPECT_EQ(m_shares.Of(50, owner).runs, std::string(owner) == "bo" ? 2u : 1u);
+}
+
+// Nor is anybody in the way who has nothing left to start.
+TEST_F(FairnessTest, WhoHasNothingToStartIsPassedBy)
+{
+    const JobState anna = AddOf("anna", "1-9");
+    AddOf("bo", "11-12");
+    m_passOver = {anna.id};
+    EXPECT_EQ(Give(5), (Texts{"bo 11", "bo 12"}));
+    AddOf("cy", "21", 40);
+    EXPECT_EQ(Give(5), (Texts{"cy 21"}));
+}
+
 TEST_F(FairnessTest, WhatIsPassedOverCostsAnOwnerNothing)
 {
     const JobState stuck = AddOf("anna", "1-9");
