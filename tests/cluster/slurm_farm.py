@@ -11,7 +11,7 @@ import tempfile
 HERE = pathlib.Path(__file__).resolve().parent
 sys.path.insert(0, str(HERE.parent / "system"))
 
-from farm import BIN, PATIENCE, FarmTest, wait_until  # noqa: E402, F401
+from farm import BIN, PATIENCE, SHARE, FarmTest, wait_until  # noqa: E402, F401
 
 
 class ClusterTest(FarmTest):

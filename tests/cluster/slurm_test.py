@@ -11,7 +11,7 @@ import sys
 import time
 import unittest
 
-from slurm_farm import BIN, ONCE, PATIENCE, WAIT_FOR_GO, ClusterTest, wait_until
+from slurm_farm import BIN, ONCE, PATIENCE, SHARE, WAIT_FOR_GO, ClusterTest, wait_until
 
 RENDER = 'echo "frame $1 of $SLURM_JOB_ID"; echo "frame $1" > "$2"'
 
@@ -27,6 +27,12 @@ class OnSlurm(ClusterTest):
     def all_frames(self, last):
         for number in range(1, last + 1):
             self.assertEqual(self.frame(number).read_text(), f"frame {number}\n")
+
+    def jobs(self):
+        return json.loads(self.corvan("list", "--json"))
+
+    def nodes(self):
+        return {node["name"]: node for node in json.loads(self.corvan("nodes", "--json"))}
 
     def go(self):
         (self.folder / "go").touch()
@@ -88,6 +94,38 @@ class SlurmRenders(OnSlurm):
         job = self.submit_frames("sleep 100", 1, "--set", "MaxSeconds=1")
         self.wait_for(job, status=1)
         self.assertIn("longer than 1 seconds", self.tasks(job)[0]["reason"])
+
+    def test_a_frame_again_that_came_out_bad_and_says_where(self):
+        self.start_master()
+        bad_once = 'size=1000; [ "$1" = 3 ] && mkdir "$3/bad" && size=10; head -c $size /dev/zero > "$2"'
+        settings = ("CheckFrames=sizes", "AutoRequeue=2", "QuietSeconds=1")
+        job = self.submit_frames(bad_once, 6, *(word for one in settings for word in ("--set", one)))
+        wait_until(lambda: self.parameter(job, "FramesChecked") == "done")
+        told = self.show(job)["parameters"]
+        self.assertEqual((told["FramesBad"], told["FrameCounts"]), ("0", "ok 6"))
+        (again,) = [one for one in self.jobs() if one["parameters"].get("RequeueOf") == job]
+        self.assertEqual(again["parameters"]["Range"], "3")
+        (task,) = self.tasks(again["id"])
+        self.assertIn(task["node"], ("node1", "node2", "node3"))
+        # The machine that wrote it is known.
+        bad = {node["name"]: node["bad"] for node in self.nodes().values() if node["bad"] > 0}
+        self.assertEqual(bad, {self.tasks(job)[2]["node"]: 1})
+
+    def test_a_task_again_that_its_type_had_ended_since_it_was_stuck(self):
+        types = self.folder / "types" / "jobtypes"
+        types.mkdir(parents=True)
+        command = (SHARE / "jobtypes" / "Command.ini").read_text()
+        limits = "[Run]\nStuckTimes = 3\nStuckSeconds = 2\nEndStuck = Yes\n"
+        (types / "Command.ini").write_text(command + limits)
+        self.env["ORDWICK_SHARE"] = str(types.parent)
+        self.start_master()
+        stuck_once = '[ "$1" = 7 ] && mkdir "$3/stuck" && exec sleep 1000; echo > "$2"'
+        job = self.submit_frames(stuck_once, 7)
+        wait_until(lambda: "it was ended since it runs for 0:" in self.master_log())
+        self.wait_for(job)
+        self.assertEqual([task["tries"] for task in self.tasks(job)], [1] * 6 + [2])
+        # It has failed there, as any other that fails.
+        self.assertEqual(sum(node["failed"] for node in self.nodes().values()), 1)
 
 
 class SlurmObeys(OnSlurm):
@@ -230,9 +268,6 @@ class SlurmOrders(OnSlurm):
 
 class SlurmMachines(OnSlurm):
     HIDDEN = "hidden"
-
-    def nodes(self):
-        return {node["name"]: node for node in json.loads(self.corvan("nodes", "--json"))}
 
     def test_are_drained_and_used_again_on_the_administrators_word(self):
         self.start_master()
