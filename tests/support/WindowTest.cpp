@@ -98,7 +98,8 @@ std::string TitleOf(GtkWindow *window)
 /// window below; keys that come before are lost.
 void WaitForKeyboard()
 {
-    ASSERT_TRUE(PumpUntil([] { return IsMenuOpen() || WindowWithKeyboard(); }))
+    ASSERT_TRUE(
+        PumpUntil([] { return IsMenuOpen() || (WindowWithKeyboard() && HasServersKeyboard()); }))
         << "no window of this program has the keyboard";
 }
 

@@ -206,6 +206,12 @@ std::vector<std::string> CommandFixture::SentParameters() const
     return texts;
 }
 
+std::string CommandFixture::LastSentParameter() const
+{
+    const std::vector<std::string> texts = SentParameters();
+    return texts.empty() ? "(nothing was sent)" : texts.back();
+}
+
 std::size_t CommandFixture::SentSinceJob() const
 {
     return Link().sent.size() - m_sentBefore;

@@ -49,6 +49,8 @@ protected:
     }
     /// "Name = value" of each parameter change that was sent.
     std::vector<std::string> SentParameters() const;
+    /// The last of them; a word for it where there is none.
+    std::string LastSentParameter() const;
     /// How many messages were sent since the job came.
     std::size_t SentSinceJob() const;
 

@@ -183,7 +183,7 @@ TEST_F(JobEditsTest, ARangeIsSentVerbatimAndNothingIsAppliedHere)
     {
         m_log.Clear();
         SetRange(range);
-        EXPECT_EQ(SentParameters().back(), std::string("CustomRange = ") + range);
+        EXPECT_EQ(LastSentParameter(), std::string("CustomRange = ") + range);
         EXPECT_EQ(CommandLog(), "5 Sending updated custom range\n");
     }
     EXPECT_EQ(SentSinceJob(), 5u);
@@ -204,7 +204,7 @@ TEST_F(JobEditsTest, CancelInTheRangeDialogSendsTheUnchangedRange)
     InDialog(k_IdCustomRange, [](wxTopLevelWindow &) { PressKeys("Escape"); });
     InDialog(k_IdCustomRange, [](wxTopLevelWindow &dialog) { dialog.Close(); });
     EXPECT_EQ(SentParameters().size(), 3u);
-    EXPECT_EQ(SentParameters().back(), "CustomRange =  3-4 ");
+    EXPECT_EQ(LastSentParameter(), "CustomRange =  3-4 ");
 }
 
 TEST_F(JobEditsTest, ARangeOfAMegabyteStaysWhole)
@@ -217,7 +217,7 @@ TEST_F(JobEditsTest, ARangeOfAMegabyteStaysWhole)
     ASSERT_EQ(List().RowCount(), 5);
     InDialog(k_IdCustomRange, [](wxTopLevelWindow &) { PressKeys("Return"); });
     ASSERT_EQ(SentParameters().size(), 1u);
-    EXPECT_TRUE(IsSame(SentParameters().front(), "CustomRange = " + range));
+    EXPECT_TRUE(IsSame(LastSentParameter(), "CustomRange = " + range));
 
     // One that is pasted is refused whole, not cut.
     ReceiveParameter(p_CustomRange, "3-4");
@@ -233,7 +233,7 @@ TEST_F(JobEditsTest, ARangeOfAMegabyteStaysWhole)
                  EXPECT_EQ(Field(dialog).GetValue(), "3-4");
                  PressKeys("Return");
              });
-    EXPECT_EQ(SentParameters().back(), "CustomRange = 3-4");
+    EXPECT_EQ(LastSentParameter(), "CustomRange = 3-4");
 }
 
 TEST_F(JobEditsTest, ARangeLongerThanItsFieldIsNotSentOnceItIsEdited)
@@ -251,19 +251,18 @@ TEST_F(JobEditsTest, ARangeLongerThanItsFieldIsNotSentOnceItIsEdited)
 
     EditLongRange("Home Delete", "Escape");
     ASSERT_EQ(SentParameters().size(), 1u);
-    EXPECT_TRUE(IsSame(SentParameters().front(), "CustomRange = " + range))
-        << "as any cancelled one";
+    EXPECT_TRUE(IsSame(LastSentParameter(), "CustomRange = " + range)) << "as any cancelled one";
 }
 
 TEST_F(JobEditsTest, ARangeInPlaceOfALongOneIsWholeWhetherTheFieldWasEmptiedOrTypedOver)
 {
     WatchLongRange();
     EditLongRange("ctrl+a Delete 2 minus 4", "Return");
-    EXPECT_EQ(SentParameters().back(), "CustomRange = 2-4");
+    EXPECT_EQ(LastSentParameter(), "CustomRange = 2-4");
     EditLongRange("ctrl+a 3 minus 5", "Return");
-    EXPECT_EQ(SentParameters().back(), "CustomRange = 3-5");
+    EXPECT_EQ(LastSentParameter(), "CustomRange = 3-5");
     EditLongRange("ctrl+a Delete", "Return");
-    EXPECT_EQ(SentParameters().back(), "CustomRange = ");
+    EXPECT_EQ(LastSentParameter(), "CustomRange = ");
 }
 
 TEST_F(JobEditsTest, AJobTypeWithoutACustomRangeIsToldInABox)
@@ -402,7 +401,7 @@ TEST_F(JobEditsTest, FormatsGoOutInTheNotationOfTheFarm)
     EditFormats([](wxTopLevelWindow &) {});
     EXPECT_EQ(SentParameters(), std::vector<std::string>{"ImageFormat = " + formats});
     EditFormats([](wxTopLevelWindow &dialog) { EnterFormat(dialog, 101, "/mnt/shots/new/d.%d"); });
-    EXPECT_EQ(SentParameters().back(), "ImageFormat = " + formats + ";//server/shots/new/d.%d");
+    EXPECT_EQ(LastSentParameter(), "ImageFormat = " + formats + ";//server/shots/new/d.%d");
     EXPECT_EQ(Window().Notice(), "");
     EXPECT_EQ(m_log.Count(k_LogWarning, ""), 0) << CommandLog();
 }
@@ -430,7 +429,7 @@ TEST_F(JobEditsTest, FormatsThatDoNotReadBackAreSentAndTold)
         m_log.Clear();
         ReceiveParameter(p_ImageFormat, value);
         EditFormats([](wxTopLevelWindow &) {});
-        EXPECT_EQ(SentParameters().back(), std::string("ImageFormat = ") + sent);
+        EXPECT_EQ(LastSentParameter(), std::string("ImageFormat = ") + sent);
         EXPECT_EQ(m_log.Count(k_LogInfo, "Sending updated image format"), 1);
         EXPECT_EQ(m_log.Count(k_LogWarning, "does not read back"), *changed ? 1 : 0) << value;
         EXPECT_EQ(Window().Notice().Contains(wxString("from ") + changed + " on: "), *changed != 0)
@@ -441,7 +440,7 @@ TEST_F(JobEditsTest, FormatsThatDoNotReadBackAreSentAndTold)
 
     // A path that the farm's notation has for another.
     EditFormats([](wxTopLevelWindow &dialog) { EnterFormat(dialog, 101, "/shared/%d"); });
-    EXPECT_EQ(SentParameters().back(), "ImageFormat = /x/y/%d;/shared/%d");
+    EXPECT_EQ(LastSentParameter(), "ImageFormat = /x/y/%d;/shared/%d");
     EXPECT_TRUE(Window().Notice().Contains("from /shared/%d on: ")) << Window().Notice();
 }
 

@@ -276,10 +276,10 @@ TEST_F(MenusTest, WishesGoToTheMasterAndChangeNothingHere)
 
     ReceiveParameter(p_Status, "4");
     ChooseFromMenu("Resume");
-    EXPECT_EQ(SentParameters().back(), "Status = 0");
+    EXPECT_EQ(LastSentParameter(), "Status = 0");
     ReceiveParameter(p_Status, "5");
     ChooseFromMenu("Run Again");
-    EXPECT_EQ(SentParameters().back(), "Status = 0");
+    EXPECT_EQ(LastSentParameter(), "Status = 0");
 }
 
 TEST_F(MenusTest, WithNothingSelectedTheNoteIsAnEmptyTextAndStillAnArgument)
