@@ -83,10 +83,10 @@ TEST(SubmitAgain, SendsTheSameJobWhereTheConnectionBrokeBeforeTheAnswer)
     const Submitted submitted = RunSubmit(
         [&](const std::string &address, std::unique_ptr<FakeMaster> &master)
         {
-            first = master->Received(2).back().job().SerializeAsString();
+            first = master->LastOf(2).job().SerializeAsString();
             master.reset();
             master = std::make_unique<FakeMaster>(address);
-            const corvan::wire::Envelope again = master->Received(2).back();
+            const corvan::wire::Envelope again = master->LastOf(2);
             second = again.job().SerializeAsString();
             corvan::wire::Envelope answer;
             answer.set_answers(again.serial());
@@ -106,10 +106,10 @@ TEST(SubmitAgain, TellsARefusalOfTheSecondTryAsIt)
     const Submitted submitted = RunSubmit(
         [&](const std::string &address, std::unique_ptr<FakeMaster> &master)
         {
-            master->Received(2);
+            master->LastOf(2);
             master.reset();
             master = std::make_unique<FakeMaster>(address);
-            const corvan::wire::Envelope again = master->Received(2).back();
+            const corvan::wire::Envelope again = master->LastOf(2);
             corvan::wire::Envelope answer;
             answer.set_answers(again.serial());
             answer.mutable_refused()->set_reason("no");
@@ -125,7 +125,7 @@ TEST(SubmitAgain, NamesTheJobWhereItGivesUp)
     const Submitted submitted = RunSubmit(
         [&](const std::string &address, std::unique_ptr<FakeMaster> &master)
         {
-            id = master->Received(2).back().job().id();
+            id = master->LastOf(2).job().id();
             master.reset();
             master = std::make_unique<FakeMaster>(address, FakeMaster::Greeting::Refusal);
         });

@@ -41,7 +41,7 @@ void ServeParts(FakeMaster &master, std::size_t parts, bool hasTasks)
 {
     for (std::size_t part = 0; part < parts; ++part)
     {
-        const corvan::wire::Envelope request = master.Received(2 + part).back();
+        const corvan::wire::Envelope request = master.LastOf(2 + part);
         EXPECT_TRUE(request.has_list_jobs());
         EXPECT_EQ(request.list_jobs().before(), part == 0 ? "" : k_ids[2 * part - 1]);
 
@@ -54,7 +54,7 @@ void ServeParts(FakeMaster &master, std::size_t parts, bool hasTasks)
     }
     if (!hasTasks)
         return;
-    const corvan::wire::Envelope request = master.Received(2 + parts).back();
+    const corvan::wire::Envelope request = master.LastOf(2 + parts);
     corvan::TaskListMsg tasks;
     tasks.job = UID(request.get_tasks().job(), false);
     Answer(master, request, tasks);
@@ -179,7 +179,7 @@ TEST(VisitJobs, ShowsTheNewestHundredOnATerminalAndSaysThatThereAreMore)
             std::jthread answering(
                 [&, count = jobs, limit = asked]
                 {
-                    const corvan::wire::Envelope request = master.Received(2).back();
+                    const corvan::wire::Envelope request = master.LastOf(2);
                     EXPECT_EQ(request.list_jobs().limit(), limit);
                     corvan::JobListMsg list;
                     for (int i = 0; i < count; ++i)

@@ -12,6 +12,8 @@
 #include <mutex>
 #include <set>
 
+#include <gtest/gtest.h>
+
 #include "corvan/Keepalive.h"
 #include "corvan/Limits.h"
 #include "corvan/Protocol.h"
@@ -296,6 +298,15 @@ void FakeMaster::SendBytes(std::string_view bytes)
 std::vector<Envelope> FakeMaster::Received(std::size_t count)
 {
     return m_service->Received(count);
+}
+
+Envelope FakeMaster::LastOf(std::size_t count)
+{
+    const std::vector<Envelope> received = Received(count);
+    if (received.size() >= count)
+        return received.at(count - 1);
+    ADD_FAILURE() << "a Master was sent " << received.size() << " messages, not " << count;
+    return {};
 }
 
 std::size_t FakeMaster::UnsentBytes() const

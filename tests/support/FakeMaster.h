@@ -43,6 +43,10 @@ public:
     /// What came since the start, the greetings too. Waits until there are `count`, at most 10 s.
     std::vector<corvan::wire::Envelope> Received(std::size_t count);
 
+    /// The last of so many messages, waited for as `Received` does. Where fewer come it fails the
+    /// test and gives an empty one, so that whoever asked goes on to his end.
+    corvan::wire::Envelope LastOf(std::size_t count);
+
     /// What the Welcome tells from now on.
     void SetProtocol(unsigned protocol);
 
