@@ -24,7 +24,8 @@ struct ConnectionLimits
     std::size_t mostOfPeer = 2048; ///< That speak, of one peer; the Master's own user has no limit.
     std::size_t mostSilent = 512;  ///< Beyond these the one that has been silent longest goes.
     std::size_t mostSilentOfPeer = 128;
-    /// For the first byte, and then again for what makes the connection one of gRPC.
+    /// For the first byte, and over TCP then again for TLS and the beginning of HTTP/2. On a socket
+    /// file what goes no further is a connection without a call.
     std::chrono::milliseconds speakWithin{5000};
     /// A connection without a call is closed after that.
     std::chrono::milliseconds closeIdleAfter{10'000};

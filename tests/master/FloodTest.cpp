@@ -1,63 +1,22 @@
 // Who connects and means no good, or nothing at all, keeps nobody else out.
-#include <arpa/inet.h>
-#include <filesystem>
-#include <netinet/in.h>
-#include <poll.h>
 #include <sys/resource.h>
-#include <sys/socket.h>
-#include <sys/un.h>
 
 #include <gtest/gtest.h>
 
 #include "corvan/Protocol.h"
-#include "master/door/Acceptor.h"
-#include "ostrel/Descriptor.h"
+#include "master/door/ServerSettings.h"
+#include "ostrel/File.h"
+#include "tests/master/BareSocket.h"
 #include "tests/master/MasterProgram.h"
 #include "tests/master/TcpMaster.h"
 #include "tests/support/LogCapture.h"
 
 using master::Role;
-using ostrel::Descriptor;
 using ostrel::UID;
 using namespace std::chrono_literals;
-using Connections = std::vector<std::unique_ptr<Descriptor>>;
 
 namespace
 {
-
-std::unique_ptr<Descriptor> ConnectToFile(const ostrel::Path &file)
-{
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    file.Text().copy(address.sun_path, sizeof(address.sun_path) - 1);
-    auto socket = std::make_unique<Descriptor>(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    EXPECT_EQ(
-        ::connect(socket->Number(), reinterpret_cast<const sockaddr *>(&address), sizeof address),
-        0);
-    return socket;
-}
-
-std::unique_ptr<Descriptor> ConnectToPort(int port)
-{
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(std::uint16_t(port));
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    auto socket = std::make_unique<Descriptor>(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    EXPECT_EQ(
-        ::connect(socket->Number(), reinterpret_cast<const sockaddr *>(&address), sizeof address),
-        0);
-    return socket;
-}
-
-// Whether the other side has closed it, or does within this time.
-bool IsClosed(const Descriptor &socket, std::chrono::milliseconds within)
-{
-    pollfd wait{.fd = socket.Number(), .events = POLLIN, .revents = 0};
-    char byte = 0;
-    return ::poll(&wait, 1, int(within.count())) == 1 &&
-           ::recv(socket.Number(), &byte, 1, MSG_DONTWAIT) <= 0;
-}
 
 bool IsServed(RawClient &client)
 {
@@ -76,7 +35,7 @@ TEST(Flood, OfSilentConnectionsUsesUpNoDescriptorsAndKeepsNobodyOut)
     RawClient before(program.Address());
     ASSERT_TRUE(before.SayHello());
 
-    Connections silent;
+    BareSockets silent;
     for (int i = 0; i < 1100; ++i)
         silent.push_back(ConnectToFile(folder / "m.sock"));
     EXPECT_TRUE(IsServed(before));
@@ -96,7 +55,7 @@ TEST(Flood, OfSilentConnectionsOverTlsKeepsNobodyOut)
     farm.settings.server.connections.mostSilent = 20;
     const std::string token = farm.AddToken("anna", Role::Watch);
     farm.Start();
-    Connections silent;
+    BareSockets silent;
     for (int i = 0; i < 1100; ++i)
         silent.push_back(ConnectToPort(farm.Port()));
     const auto client = farm.Connect(token);
@@ -111,17 +70,17 @@ TEST(Flood, OfConnectionsOnePeerHasAShare)
     farm.settings.server.connections.speakWithin = 20s;
     const std::string token = farm.AddToken("anna", Role::Watch);
     farm.Start();
-    Connections talkers;
+    BareSockets talkers;
     for (int i = 0; i < 3; ++i)
     {
         talkers.push_back(ConnectToPort(farm.Port()));
-        ASSERT_EQ(::send(talkers.back()->Number(), "\x16", 1, 0), 1);
+        Say(talkers.back(), "\x16");
     }
     for (const auto &talker : talkers)
-        EXPECT_FALSE(IsClosed(*talker, 50ms));
+        EXPECT_FALSE(IsClosed(talker, 50ms));
     const auto fourth = ConnectToPort(farm.Port());
-    ASSERT_EQ(::send(fourth->Number(), "\x16", 1, 0), 1);
-    EXPECT_TRUE(IsClosed(*fourth, 10s));
+    Say(fourth, "\x16");
+    EXPECT_TRUE(IsClosed(fourth, 10s));
 
     talkers.clear();
     const auto client = farm.Connect(token);
@@ -136,9 +95,22 @@ TEST(Flood, ASilentConnectionIsClosedInTimeAndSoIsOneThatBreaksOff)
     farm.Start();
     const auto silent = ConnectToPort(farm.Port());
     const auto brokenOff = ConnectToPort(farm.Port());
-    ASSERT_EQ(::send(brokenOff->Number(), "\x16\x03\x01", 3, 0), 3);
-    EXPECT_TRUE(IsClosed(*silent, 10s));
-    EXPECT_TRUE(IsClosed(*brokenOff, 10s));
+    Say(brokenOff, "\x16\x03\x01");
+    EXPECT_TRUE(IsClosed(silent, 10s));
+    EXPECT_TRUE(IsClosed(brokenOff, 10s));
+}
+
+TEST(Flood, OnTheSocketFileAConnectionThatBreaksOffIsOneWithoutACall)
+{
+    const TempFolder folder;
+    const TestJobTypes types;
+    master::MasterSettings settings = SettingsIn(folder.Folder());
+    settings.server.connections.closeIdleAfter = 300ms;
+    const RunningMaster running(settings, 1);
+    ASSERT_EQ(running.Error(), "");
+    const auto brokenOff = ConnectToFile(settings.server.address.socketFile);
+    Say(brokenOff, "PRI * HT");
+    EXPECT_TRUE(IsClosed(brokenOff, 10s));
 }
 
 TEST(Flood, AConnectionWithoutACallIsClosed)
@@ -175,6 +147,38 @@ TEST(Flood, TheMasterTakesAllDescriptorsThatItMayHave)
 TEST(Flood, ConnectionsHaveFiveSecondsToSpeak)
 {
     EXPECT_EQ(master::ConnectionLimits().speakWithin, 5s);
+}
+
+// "2,048"
+std::string Grouped(std::size_t number)
+{
+    std::string text = std::to_string(number);
+    if (text.size() > 3)
+        text.insert(text.size() - 3, ",");
+    return text;
+}
+
+TEST(Flood, IsMetByTheFiguresOfThePage)
+{
+    const master::ServerSettings settings;
+    const master::ConnectionLimits &limits = settings.connections;
+    const auto seconds = [](std::chrono::milliseconds time)
+    { return std::to_string(std::chrono::duration_cast<std::chrono::seconds>(time).count()); };
+    const std::string rows[] = {
+        "| connections that say nothing | closed after " + seconds(limits.speakWithin) +
+            " s; of more than " + Grouped(limits.mostSilent) + " (" +
+            Grouped(limits.mostSilentOfPeer) + " of one peer) the oldest goes |",
+        "| a TLS handshake that goes no further | closed after " + seconds(limits.speakWithin) +
+            " s |",
+        "| many connections of one peer | " + Grouped(limits.mostOfPeer) + " at most, ",
+        "| a connection without a stream | closed after " + seconds(limits.closeIdleAfter) + " s |",
+        "| more clients than there is room for (" + Grouped(settings.maxClients) + ") |",
+    };
+    EXPECT_EQ(settings.maxClientsOfPeer, limits.mostOfPeer) << "\"and as many clients\"";
+    EXPECT_EQ(settings.keptForAdmins, 8u) << "\"the last eight places\"";
+    const std::string page = ostrel::File::ReadWhole(ORDWICK_SOURCE "/docs/master.md");
+    for (const std::string &row : rows)
+        EXPECT_NE(page.find(row), std::string::npos) << row;
 }
 
 // One connection, and as many calls on it as it likes, none of which proves anything.
@@ -356,28 +360,6 @@ TEST(Flood, OfClientsOfOnePeerLeavesPlacesForOthers)
     const auto second = farm.Connect(token);
     EXPECT_FALSE(second->SayHello());
     EXPECT_EQ(second->End().error_message(), "the Master has too many clients from 127.0.0.1");
-}
-
-TEST(Acceptor, CountsWhatIsOpen)
-{
-    master::OpenConnections open;
-    auto one = std::make_unique<Descriptor>(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    const Descriptor other(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    open.Add(one->Number(), "anna");
-    open.Add(other.Number(), "bert");
-    EXPECT_EQ(open.Count(2), 2u);
-    EXPECT_EQ(open.CountOf("anna", 9), 1u);
-
-    // Its number goes to another socket at once.
-    one.reset();
-    const Descriptor next(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    const auto limit = std::chrono::steady_clock::now() + 10s;
-    while (open.Count(1) != 1 && std::chrono::steady_clock::now() < limit)
-        ::poll(nullptr, 0, 10);
-    EXPECT_EQ(open.Count(9), 1u);
-    EXPECT_EQ(open.CountOf("anna", 9), 0u);
-    open.Add(next.Number(), "anna");
-    EXPECT_EQ(open.CountOf("anna", 9), 1u);
 }
 
 } // namespace
