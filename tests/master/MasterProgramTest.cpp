@@ -1,11 +1,13 @@
 // The program corvan-master as it ships: its options, its signals, its death.
 #include "tests/master/MasterProgram.h"
 
+#include <SQLiteCpp/Database.h>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -405,6 +407,77 @@ TEST_F(MasterProgramTest, KeepsItsManyDescriptorsFromItsCommands)
     ASSERT_TRUE(client.Ask(job)->has_accepted());
     ASSERT_TRUE(client.ReceiveUntil(IsNews("Status", "2")));
     EXPECT_EQ(ContentOf(m_folder / "limit1"), "600\n");
+}
+
+TEST_F(MasterProgramTest, FailsNoTaskWhereItHasNoDescriptorsLeftAndGoesOnOnceItHas)
+{
+    const auto program = Start();
+    RawClient client(program->Address());
+    ASSERT_TRUE(client.SayHello());
+    wire::Envelope job = JobEnvelope("true");
+    job.mutable_job()->mutable_parameters(0)->set_value("1-40");
+    const std::string &id = job.job().id();
+    ASSERT_TRUE(client.Ask(FollowEnvelope(id))->has_accepted());
+
+    rlimit before{};
+    ASSERT_EQ(::prlimit(program->Process(), RLIMIT_NOFILE, nullptr, &before), 0);
+    const rlimit none{.rlim_cur = 3, .rlim_max = before.rlim_max};
+    ASSERT_EQ(::prlimit(program->Process(), RLIMIT_NOFILE, &none, nullptr), 0);
+    const auto answer = client.Ask(job);
+    ASSERT_TRUE(answer && answer->has_accepted());
+    const auto isWaiting = [](const wire::Envelope &news)
+    {
+        return news.has_job_parameter() && news.job_parameter().name() == "Waiting" &&
+               !news.job_parameter().value().empty();
+    };
+    EXPECT_TRUE(client.ReceiveUntil(isWaiting));
+    const wire::Job shown = client.Ask(GetJobEnvelope(id))->job();
+    EXPECT_EQ(ParameterOf(shown, "Status"), "0");
+    EXPECT_EQ(ParameterOf(shown, "TasksFailed"), "0");
+
+    ASSERT_EQ(::prlimit(program->Process(), RLIMIT_NOFILE, &before, nullptr), 0);
+    EXPECT_TRUE(client.ReceiveUntil(IsNews("Status", "2")));
+    EXPECT_EQ(ParameterOf(client.Ask(GetJobEnvelope(id))->job(), "TasksDone"), "40");
+}
+
+TEST_F(MasterProgramTest, KeepsWhatIsOverAsLongAsItsOptionsSay)
+{
+    const wire::Envelope job = JobEnvelope("true");
+    const auto isThere = [&](const MasterProgram &program)
+    {
+        RawClient client(program.Address());
+        EXPECT_TRUE(client.SayHello());
+        const auto answer = client.Ask(GetJobEnvelope(job.job().id()));
+        return answer && answer->has_job();
+    };
+    {
+        const auto program = Start({"--slots", "0"});
+        RawClient client(program->Address());
+        ASSERT_TRUE(client.SayHello());
+        ASSERT_TRUE(client.Ask(job)->has_accepted());
+        ASSERT_TRUE(client.Ask(SetEnvelope(job.job().id(), "Status", "5"))->has_accepted());
+        program->Signal(SIGTERM);
+        EXPECT_EQ(program->WaitForEnd(), 0);
+    }
+    // Four days and a half pass.
+    SQLite::Database((m_folder / "data/jobs.db").Text(), SQLite::OPEN_READWRITE)
+        .exec("UPDATE jobs SET finished = finished - 388800 * 1000000000");
+
+    for (const char *line : {"", "KeepDays = 0", "KeepDays = 5"})
+    {
+        const ostrel::Path options =
+            m_folder.MakeFile("options.ini", std::string("[Master]\n") + line + "\n");
+        const auto program = Start({"--options", options.Text()});
+        EXPECT_TRUE(isThere(*program)) << line;
+        program->Signal(SIGTERM);
+        EXPECT_EQ(program->WaitForEnd(), 0);
+    }
+    const ostrel::Path options = m_folder.MakeFile("options.ini", "[Master]\nKeepDays = 4\n");
+    const auto program = Start({"--options", options.Text()});
+    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (isThere(*program) && std::chrono::steady_clock::now() < limit)
+        std::this_thread::yield();
+    EXPECT_FALSE(isThere(*program));
 }
 
 TEST_F(MasterProgramTest, EndsWithStatusOneWhereAnotherIs)
