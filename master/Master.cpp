@@ -253,8 +253,10 @@ void Master::Turn()
     }
     LookAtFrames();
     // What it could not write before it has told, and nobody has to ask for it again.
-    if (Attempt([this] { m_audit.Prepare({}); }))
+    const bool isAuditWritten = !Attempt([this] { m_audit.Prepare({}); });
+    if (!isAuditWritten)
         RetryLater();
+    m_vitals.NoteAudit(isAuditWritten);
     m_retention.Wake();
     m_vitals.NoteTurn(steady_clock::now() - begin);
 }

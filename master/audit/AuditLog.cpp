@@ -60,6 +60,8 @@ std::string AuditTime()
 
 // Lines are not synced as they come: that would hold up what the store syncs.
 constexpr std::chrono::seconds k_sync_after{1};
+constexpr std::chrono::seconds k_between_tries{1};
+constexpr std::chrono::hours k_as_long_as_it_takes{1'000'000};
 
 bool EndsWithinLine(int file, std::size_t bytes)
 {
@@ -312,10 +314,13 @@ void AuditLog::WriteAnew()
 
     std::size_t onDisk = 0;
     {
-        std::unique_lock lock(m_mutex);
+        const std::lock_guard lock(m_mutex);
         if (m_error == 0)
             return;
-        m_changed.wait(lock, [this] { return !m_isSyncing; });
+        const auto now = std::chrono::steady_clock::now();
+        if (m_isSyncing || m_isAnew || (m_disk.TakesTime() && now < m_nextTry))
+            FailAudit(m_folder, m_error);
+        m_nextTry = now + k_between_tries;
         m_toSync.reset();
         onDisk = m_bytesOnDisk;
     }
@@ -326,12 +331,15 @@ void AuditLog::WriteAnew()
     Overwrite(onDisk, text);
     {
         const std::lock_guard lock(m_mutex);
-        m_error = 0;
+        m_isAnew = m_written > 0;
+        if (!m_isAnew)
+            m_error = 0;
     }
-    if (m_written > 0)
-        SyncSoon(m_kept[m_written - 1].number);
-    WriteWaiting();
-    Sync();
+    if (m_written == 0)
+        return;
+    SyncSoon(m_kept[m_written - 1].number);
+    if (const int error = SyncWithin(k_Patience); error != 0)
+        FailAudit(m_folder, error);
 }
 
 void AuditLog::DropSynced()
@@ -428,19 +436,23 @@ void AuditLog::Sync()
 {
     _CallEntry call("AuditLog::Sync", __FILE__, __LINE__);
 
+    if (const int error = SyncWithin(k_as_long_as_it_takes); error != 0)
+        FailAudit(m_folder, error);
+}
+
+// The error that stands then; 0 for none.
+int AuditLog::SyncWithin(std::chrono::milliseconds patience)
+{
+    _CallEntry call("AuditLog::SyncWithin", __FILE__, __LINE__);
+
     if (!m_disk.TakesTime())
         SyncNow();
-    int error = 0;
-    {
-        std::unique_lock lock(m_mutex);
-        m_isUrgent = true;
-        m_changed.notify_all();
-        m_changed.wait(lock, [this] { return !m_toSync && !m_isSyncing; });
-        m_isUrgent = false;
-        error = m_error;
-    }
-    if (error != 0)
-        FailAudit(m_folder, error);
+    std::unique_lock lock(m_mutex);
+    m_isUrgent = true;
+    m_changed.notify_all();
+    m_changed.wait_for(lock, patience, [this] { return !m_toSync && !m_isSyncing; });
+    m_isUrgent = false;
+    return m_error;
 }
 
 void AuditLog::SyncNow()
@@ -450,23 +462,29 @@ void AuditLog::SyncNow()
     const std::lock_guard lock(m_mutex);
     if (!m_toSync)
         return;
-    NoteSync(m_disk.Sync(m_toSync->Number()) == 0 ? 0 : errno, m_numberToSync, m_bytesToSync);
+    const int error = m_disk.Sync(m_toSync->Number()) == 0 ? 0 : errno;
     m_toSync.reset();
+    NoteSync(error, m_numberToSync, m_bytesToSync, std::exchange(m_isAnew, false));
 }
 
-// With the mutex held.
-void AuditLog::NoteSync(int error, std::int64_t number, std::size_t bytes)
+// With the mutex held. After a sync that failed another has nothing to say of what that one was to
+// sync, where that was not written anew for it.
+void AuditLog::NoteSync(int error, std::int64_t number, std::size_t bytes, bool isAnew)
 {
     _CallEntry call("AuditLog::NoteSync", __FILE__, __LINE__);
 
     if (error != 0)
     {
+        if (m_error == 0)
+            ostrel::LogError(AuditProblem(m_folder, error) + k_kept_in_store);
         m_error = error;
-        ostrel::LogError(AuditProblem(m_folder, error) + k_kept_in_store);
-    }
-    // After one that failed a sync has nothing to say of what that one was to sync.
-    if (m_error != 0)
         return;
+    }
+    if (m_error != 0 && !isAnew)
+        return;
+    if (m_error != 0)
+        ostrel::LogStatus("audit log " + (m_folder / k_audit_leaf).Text() + " is on disk again");
+    m_error = 0;
     m_numberOnDisk = number;
     m_bytesOnDisk = bytes;
 }
@@ -489,12 +507,13 @@ void AuditLog::RunSync()
         m_toSync.reset();
         const std::int64_t number = m_numberToSync;
         const std::size_t bytes = m_bytesToSync;
+        const bool isAnew = std::exchange(m_isAnew, false);
         m_isSyncing = true;
         lock.unlock();
         const int error = m_disk.Sync(file->Number()) == 0 ? 0 : errno;
         lock.lock();
         m_isSyncing = false;
-        NoteSync(error, number, bytes);
+        NoteSync(error, number, bytes, isAnew);
         m_changed.notify_all();
     }
 }

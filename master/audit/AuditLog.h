@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
 #include <deque>
 #include <memory>
@@ -58,7 +59,9 @@ public:
 /// store may forget. What a crash took of the file is written again from the store.
 ///
 /// Where the file cannot be written, or not be synced, the lines stay in the store, and no further
-/// turn is prepared before they are in the file, and on disk there.
+/// turn is prepared before they are in the file, and on disk there. A disk that fails may take long
+/// to say so: what it has lost is written anew once a second at most, and no turn waits for that
+/// longer than `k_Patience`.
 ///
 /// The file is rotated by size: "audit.log.1" is the one before, the last of them is removed.
 /// Loop thread.
@@ -69,6 +72,7 @@ public:
     static constexpr unsigned k_Kept = 9; ///< Files beside the one that is written.
     /// Of a value that is longer its beginning is kept.
     static constexpr std::size_t k_ValueBytes = 16u << 10;
+    static constexpr std::chrono::milliseconds k_Patience{100};
 
     /// Throws `ostrel::Exception *` where the file cannot be had. `fileBytes`: when to rotate.
     /// `disk` outlives it; null for the system's.
@@ -110,11 +114,12 @@ private:
     void Overwrite(std::size_t at, std::string_view text);
     void CutTo(std::size_t bytes);
     void SyncSoon(std::int64_t number);
+    int SyncWithin(std::chrono::milliseconds patience);
     void DropSynced();
     std::string EraseFound(std::string_view lines) const;
     void SyncNow();
     void RunSync();
-    void NoteSync(int error, std::int64_t number, std::size_t bytes);
+    void NoteSync(int error, std::int64_t number, std::size_t bytes, bool isAnew);
 
     const Path m_folder;
     const std::size_t m_fileBytes;
@@ -128,12 +133,14 @@ private:
     std::deque<AuditStore::Kept> m_kept;
     std::size_t m_written = 0;
     RefusedRights m_refused;
+    std::chrono::steady_clock::time_point m_nextTry{}; // To write anew what was lost.
 
     std::mutex m_mutex; // Guards all below.
     std::condition_variable m_changed;
     std::shared_ptr<ostrel::Descriptor> m_toSync;
     std::int64_t m_numberToSync = 0; // The last that was written, and so many bytes with it.
     std::size_t m_bytesToSync = 0;
+    bool m_isAnew = false; // That writes anew what was lost.
     bool m_isSyncing = false;
     bool m_isUrgent = false; // Somebody waits for it.
     bool m_isEnding = false;

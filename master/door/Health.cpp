@@ -28,6 +28,13 @@ void Health::NoteChange(bool isOnDisk)
     m_isOnDisk = isOnDisk;
 }
 
+void Health::NoteAudit(bool isWritten)
+{
+    _CallEntry call("Health::NoteAudit", __FILE__, __LINE__);
+
+    m_isAuditWritten = isWritten;
+}
+
 void Health::NoteEnd()
 {
     _CallEntry call("Health::NoteEnd", __FILE__, __LINE__);
@@ -55,6 +62,8 @@ String Health::Trouble() const
     }
     if (!m_isOnDisk)
         return "changes do not get to disk";
+    if (!m_isAuditWritten)
+        return "the audit log does not get to disk, and nothing is changed before it does";
     return {};
 }
 

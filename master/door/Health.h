@@ -10,8 +10,8 @@ namespace master
 
 using ostrel::String;
 
-/// Whether the Master does its work: its loop takes turns, and changes get to disk. The loop notes
-/// it, any thread asks.
+/// Whether the Master does its work: its loop takes turns, and changes get to disk, with their
+/// lines in the audit log. The loop notes it, any thread asks.
 class Health
 {
 public:
@@ -25,6 +25,8 @@ public:
     void NoteTurn();
     /// What was changed last is on disk, or is not.
     void NoteChange(bool isOnDisk);
+    /// Nothing is changed before the audit log has what was changed before.
+    void NoteAudit(bool isWritten);
     /// The Master ends.
     void NoteEnd();
 
@@ -39,6 +41,7 @@ private:
     const std::chrono::nanoseconds m_patience;
     std::atomic<Ticks> m_lastTurn;
     std::atomic<bool> m_isOnDisk = true;
+    std::atomic<bool> m_isAuditWritten = true;
     std::atomic<bool> m_isEnding = false;
 };
 

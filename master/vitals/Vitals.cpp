@@ -76,6 +76,13 @@ void Vitals::NoteRefusals(std::size_t count)
     m_metrics.NoteRefusals(count);
 }
 
+void Vitals::NoteAudit(bool isWritten)
+{
+    _CallEntry call("Vitals::NoteAudit", __FILE__, __LINE__);
+
+    m_health.NoteAudit(isWritten);
+}
+
 void Vitals::NoteEnd()
 {
     _CallEntry call("Vitals::NoteEnd", __FILE__, __LINE__);

@@ -40,6 +40,8 @@ public:
     /// How many there are now.
     void NoteClients(std::size_t count);
     void NoteRefusals(std::size_t count);
+    /// Whether the audit log has all that it is to have.
+    void NoteAudit(bool isWritten);
     /// The Master ends.
     void NoteEnd();
 

@@ -1,9 +1,11 @@
 #include "master/audit/AuditLog.h"
 
 #include <cerrno>
+#include <condition_variable>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <mutex>
 #include <nlohmann/json.hpp>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -352,6 +354,93 @@ TEST(AuditLog, WritesAnewWhatASyncOfAnEarlierRunHasLost)
     EXPECT_EQ(log.OnDisk(), 2);
     EXPECT_EQ(Lines(folder / "audit.log").size(), 4u);
     EXPECT_EQ(disk.onDisk, ContentOf(folder / "audit.log"));
+}
+
+// Its syncs fail, and take as long to say so as the test wants, half a minute at most.
+class SlowlyFailingDisk : public master::AuditDisk
+{
+public:
+    int Sync(int file) override
+    {
+        std::unique_lock lock(m_mutex);
+        ++m_begun;
+        m_changed.notify_all();
+        m_changed.wait_for(lock, std::chrono::seconds(30), [this] { return !m_isHanging; });
+        ++m_ended;
+        if (!m_isFailing)
+            return AuditDisk::Sync(file);
+        errno = EIO;
+        return -1;
+    }
+
+    void Set(bool isFailing, bool isHanging)
+    {
+        const std::lock_guard lock(m_mutex);
+        m_isFailing = isFailing;
+        m_isHanging = isHanging;
+        m_changed.notify_all();
+    }
+    // Since the beginning.
+    int Begun()
+    {
+        const std::lock_guard lock(m_mutex);
+        return m_begun;
+    }
+    int Ended()
+    {
+        const std::lock_guard lock(m_mutex);
+        return m_ended;
+    }
+
+private:
+    std::mutex m_mutex; // Guards all below.
+    std::condition_variable m_changed;
+    bool m_isFailing = false;
+    bool m_isHanging = false;
+    int m_begun = 0;
+    int m_ended = 0;
+};
+
+TEST(AuditLog, HasNoTurnWaitForADiskThatFailsAndTriesItOnceASecond)
+{
+    using std::chrono::steady_clock;
+
+    const TempFolder folder;
+    SlowlyFailingDisk disk;
+    AuditLog log(folder.Folder(), AuditLog::k_FileBytes, &disk);
+    const AuditEntry entries[] = {Change("1")};
+    disk.Set(true, false);
+    WriteTurn(log, entries, 1);
+    const std::string reason =
+        "cannot write audit log " + (folder / "audit.log").Text() + ": Input/output error";
+    EXPECT_EQ(Thrown([&] { log.Sync(); }), reason);
+
+    disk.Set(true, true);
+    const int before = disk.Ended();
+    const auto limit = steady_clock::now() + std::chrono::seconds(20);
+    while (disk.Begun() == before && steady_clock::now() < limit)
+        EXPECT_EQ(Thrown([&] { log.Prepare(entries); }), reason);
+    EXPECT_EQ(disk.Begun(), before + 1) << "it is tried";
+    for (int turn = 0; turn < 100; ++turn)
+        EXPECT_EQ(Thrown([&] { log.Prepare(entries); }), reason);
+    EXPECT_EQ(disk.Begun(), before + 1);
+    EXPECT_EQ(disk.Ended(), before) << "a turn has waited for it";
+
+    disk.Set(true, false);
+    const auto begin = steady_clock::now();
+    for (int turn = 0; turn < 1000; ++turn)
+        EXPECT_EQ(Thrown([&] { log.Prepare(entries); }), reason);
+    const std::chrono::duration<double> took = steady_clock::now() - begin;
+    EXPECT_LE(disk.Begun(), before + 3 + int(took.count()));
+    EXPECT_EQ(log.OnDisk(), 0);
+
+    disk.Set(false, false);
+    const auto patience = steady_clock::now() + std::chrono::seconds(20);
+    while (log.OnDisk() < 1 && steady_clock::now() < patience)
+        Thrown([&] { log.Prepare({}); });
+    EXPECT_EQ(log.OnDisk(), 1);
+    WriteTurn(log, entries, 2);
+    EXPECT_EQ(Lines(folder / "audit.log").size(), 2u);
 }
 
 TEST(AuditLog, ThatCannotBeWrittenSaysSoAndIsLeftWhole)

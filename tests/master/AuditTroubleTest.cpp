@@ -8,6 +8,9 @@
 namespace
 {
 
+const char *const k_trouble =
+    "the audit log does not get to disk, and nothing is changed before it does";
+
 class AuditTroubleTest : public MasterOnFakes
 {
 protected:
@@ -79,12 +82,34 @@ TEST_F(AuditTroubleTest, LosesNoLineAndLetsNothingElseBeChangedAndRunsGoOn)
     SetNote(job, "refused again");
     EXPECT_EQ(LastRefusal(), reason);
 
+    EXPECT_EQ(m_health->Trouble(), k_trouble);
+
     m_audit.isFull = false;
     EXPECT_TRUE(RunUntil([this] { return NotesInLog() == Notes{"kept by the store"}; }))
         << "nobody has to ask for it";
+    EXPECT_TRUE(RunUntil([this] { return m_health->Trouble().empty(); }));
     SetNote(job, "written");
     EXPECT_EQ(LastRefusal(), "");
     EXPECT_EQ(NotesInLog(), (Notes{"kept by the store", "written"}));
+}
+
+TEST_F(AuditTroubleTest, IsToldAndGoneOnceItIsOnDiskAlsoWhereNobodyAsksForAnything)
+{
+    auto message = boost::make_shared<corvan::JobMsg>();
+    message->job = MakeTestJob({{"Range", "1-3"}});
+    m_audit.isFailing = true;
+    m_door->Ask(message);
+    EXPECT_EQ(LastRefusal(), "") << "it was committed with its line";
+    EXPECT_TRUE(RunUntil([this] { return m_health->Trouble() == k_trouble; }));
+    SetNote(message->job->ID(), "refused");
+    EXPECT_EQ(LastRefusal(), "cannot write audit log " + (m_settings.data / "audit.log").Text() +
+                                 ": Input/output error");
+
+    m_audit.isFailing = false;
+    EXPECT_TRUE(RunUntil([this] { return m_health->Trouble().empty(); }));
+    SetNote(message->job->ID(), "written");
+    EXPECT_EQ(LastRefusal(), "");
+    EXPECT_EQ(NotesInLog(), Notes{"written"});
 }
 
 TEST_F(AuditTroubleTest, HasNoLineOfWhatIsNotCommitted)

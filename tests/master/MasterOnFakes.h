@@ -23,12 +23,14 @@ class FullAuditDisk : public master::AuditDisk
 {
 public:
     bool isFull = false;
+    std::atomic<bool> isFailing = false; ///< Its syncs do.
     std::atomic<int> syncs = 0;
 
     int Sync(int file) override
     {
         ++syncs;
-        return AuditDisk::Sync(file);
+        errno = EIO;
+        return isFailing ? -1 : AuditDisk::Sync(file);
     }
 
     ssize_t Write(int file, std::string_view text) override
@@ -52,8 +54,9 @@ protected:
     {
         m_loop = std::make_unique<boost::asio::io_context>();
         const auto open =
-            [this](const ostrel::UID &, const master::Health &, master::Door::User &user)
+            [this](const ostrel::UID &, const master::Health &health, master::Door::User &user)
         {
+            m_health = &health;
             auto door = std::make_unique<FakeDoor>(user);
             m_door = door.get();
             return door;
@@ -98,5 +101,6 @@ protected:
     FakeRunner m_runner;
     FullAuditDisk m_audit;
     FakeDoor *m_door = nullptr;
+    const master::Health *m_health = nullptr;
     std::unique_ptr<master::Master> m_master;
 };
