@@ -3,6 +3,8 @@
 // of SQLite.
 //
 //     load_bench [FOLLOWERS [IDLE]]     1,000 and 5,000 where none are given
+//
+// What the Master does not reach is told at the end, and the status is 1 then.
 #include <SQLiteCpp/Database.h>
 #include <SQLiteCpp/Statement.h>
 #include <SQLiteCpp/Transaction.h>
@@ -32,6 +34,7 @@ namespace
 {
 
 const char *const k_command_type = "6d396773-6d80-4f82-823f-fbc6c1cca52f";
+const char *const k_master = "Master";
 constexpr int k_changes_a_second = 200;
 constexpr int k_seconds = 10;
 constexpr std::uint64_t k_changes = k_changes_a_second * k_seconds;
@@ -41,6 +44,20 @@ constexpr std::chrono::seconds k_silence{20};
 constexpr int k_rounds = 10;
 constexpr std::size_t k_submits_at_once = 8;
 constexpr int k_submits_a_round = 13 * int(k_submits_at_once);
+
+// To reach.
+constexpr int k_most_ms = 100; // From a change to 99 % of its followers.
+constexpr double k_most_megabytes = 500;
+constexpr double k_least_of_bare_commits = 0.5;
+
+// What was not, one a line.
+std::string notReached;
+
+void MustBe(bool isSo, const std::string &what)
+{
+    if (!isSo)
+        notReached += what + "\n";
+}
 
 [[noreturn]] void Fail(const std::string &why)
 {
@@ -143,6 +160,14 @@ void FollowChanges(const std::string &name, const std::string &self, std::size_t
         static_cast<unsigned long long>(arrived.gone.load()), seconds,
         seconds * 1e6 / double(std::max<std::uint64_t>(1, arrived.messages)));
     std::fflush(stdout);
+    if (name != k_master)
+        return;
+    const std::string what = " with " + std::to_string(followers) + " followers";
+    MustBe(arrived.all.Count() == all, "every change comes to everybody" + what);
+    MustBe(arrived.outOfOrder == 0, "each in order" + what);
+    MustBe(arrived.gone == 0, "no connection is lost" + what);
+    MustBe(arrived.all.Within(0.99) <= k_most_ms,
+           "99 % within " + std::to_string(k_most_ms) + " ms" + what);
 }
 
 void Wait(const std::string &name, const std::string &self, std::size_t clients)
@@ -159,6 +184,9 @@ void Wait(const std::string &name, const std::string &self, std::size_t clients)
     std::printf("| %s | %zu | %.0f | %.0f | %.1f |\n", name.c_str(), clients, before, with,
                 (with - before) * 1024 / double(clients));
     std::fflush(stdout);
+    MustBe(name != k_master || with <= k_most_megabytes,
+           std::to_string(clients) + " clients that wait take no more than " +
+               std::to_string(int(k_most_megabytes)) + " MB");
 }
 
 /// How many a second, by the round.
@@ -232,13 +260,16 @@ double MedianOf(std::vector<double> values)
     return values[values.size() / 2];
 }
 
-void PrintRates(const char *what, const Rates &rates, const Rates &yardstick)
+// Gives the ratio of the two.
+double PrintRates(const char *what, const Rates &rates, const Rates &yardstick)
 {
     std::vector<double> ratios;
     for (std::size_t i = 0; i < rates.size(); ++i)
         ratios.push_back(rates[i] / yardstick[i]);
+    const double ratio = MedianOf(ratios);
     std::printf("| %s | %.0f | %.0f | %.0f | %.2f |\n", what, MedianOf(rates), rates.front(),
-                rates.back(), MedianOf(ratios));
+                rates.back(), ratio);
+    return ratio;
 }
 
 void Submit(const std::string &self)
@@ -247,7 +278,7 @@ void Submit(const std::string &self)
     std::printf(
         "| what | a second, median | first round | last round | of its yardstick, median |\n");
     std::printf("| --- | ---: | ---: | ---: | ---: |\n");
-    const LoadedServer server("Master", self);
+    const LoadedServer server(k_master, self);
     std::vector<std::unique_ptr<RawClient>> clients;
     for (std::size_t i = 0; i < k_submits_at_once; ++i)
     {
@@ -279,7 +310,8 @@ void Submit(const std::string &self)
     PrintRates("*bare commits*", bare, bare);
     PrintRates("submits, each after the answer to the last", single, bare);
     const std::string side = "submits of " + std::to_string(k_submits_at_once) + " clients at once";
-    PrintRates(side.c_str(), many, bare);
+    MustBe(PrintRates(side.c_str(), many, bare) >= k_least_of_bare_commits,
+           side + " are half as many as bare commits, or more");
 }
 
 void RunAll(const std::string &self, std::size_t followers, std::size_t idle)
@@ -294,16 +326,18 @@ void RunAll(const std::string &self, std::size_t followers, std::size_t idle)
         "| --- | ---: | ---: | ---: | ---: | ---: | ---: | ---: | ---: | ---: | ---: | ---: "
         "| ---: | ---: |\n");
     for (const std::size_t count : {followers / 10, followers})
-        for (const char *name : {"*bare gRPC*", "Master"})
+        for (const char *name : {"*bare gRPC*", k_master})
             FollowChanges(name, self, count);
 
     std::printf("\n### Clients that wait\n\n");
     std::printf("| what | clients | MB without | MB with | KB a client |\n");
     std::printf("| --- | ---: | ---: | ---: | ---: |\n");
-    for (const char *name : {"*bare gRPC*", "Master"})
+    for (const char *name : {"*bare gRPC*", k_master})
         Wait(name, self, idle);
 
     Submit(self);
+    if (!notReached.empty())
+        Fail("not reached:\n" + notReached);
 }
 
 } // namespace
