@@ -1,12 +1,13 @@
-# ordwick_test(NAME SOURCES file... LINK library... [DISPLAY] [LABELS label...])
+# ordwick_test(NAME SOURCES file... LINK library... [DISPLAY] [SUITES] [LABELS label...])
 #
-# One test program of GoogleTest cases, each case a test of its own in ctest. DISPLAY gives every
-# case an X server and a window manager of its own, so that cases run in parallel without taking
-# each other's keyboard focus. The label "threads" is for what is worth the thread sanitizer.
+# One test program of GoogleTest cases, each case a test of its own in ctest. SUITES makes each suite
+# one: for cases that are over sooner than the program has started. DISPLAY gives every case an X
+# server and a window manager of its own, so that cases run in parallel without taking each other's
+# keyboard focus. The label "threads" is for what is worth the thread sanitizer.
 include(GoogleTest)
 
 function(ordwick_test name)
-    cmake_parse_arguments(PARSE_ARGV 1 arg "DISPLAY" "" "SOURCES;LINK;LABELS")
+    cmake_parse_arguments(PARSE_ARGV 1 arg "DISPLAY;SUITES" "" "SOURCES;LINK;LABELS")
     add_executable(${name} ${arg_SOURCES})
     target_precompile_headers(${name} PRIVATE <gtest/gtest.h> <filesystem>)
     target_link_libraries(${name} PRIVATE ${arg_LINK} GTest::gtest)
@@ -26,6 +27,17 @@ function(ordwick_test name)
     set(seconds 120)
     if(ORDWICK_SANITIZE)
         set(seconds 300)
+    endif()
+    if(arg_SUITES)
+        set(file ${CMAKE_CURRENT_BINARY_DIR}/${name}_suites.cmake)
+        file(GENERATE OUTPUT ${file} CONTENT
+            "set(program \"$<TARGET_FILE:${name}>\")
+set(seconds ${seconds})
+set(labels \"${arg_LABELS}\")
+include(\"${PROJECT_SOURCE_DIR}/cmake/AddSuites.cmake\")
+")
+        set_property(DIRECTORY APPEND PROPERTY TEST_INCLUDE_FILES ${file})
+        return()
     endif()
     gtest_discover_tests(${name}
         DISCOVERY_MODE PRE_TEST
