@@ -5,6 +5,7 @@
 #include "corvan/messages.pb.h"
 #include "fuzz/Require.h"
 #include "master/requests/Dispatcher.h"
+#include "master/requests/LogWishes.h"
 #include "master/watch/NodeWishes.h"
 #include "ostrel/Log.h"
 #include "tests/support/FakeClock.h"
@@ -56,7 +57,7 @@ struct SampleFarm
     master::JobCache cache{store};
     master::Followers followers;
     master::TaskLogs logs{"/nonexistent"};
-    master::Dispatcher dispatcher{store, cache, followers, logs};
+    master::Dispatcher dispatcher{store, cache, followers};
     FakeClock clock;
     master::NodeBook nodes{clock};
     SampleMachines machines;
@@ -74,6 +75,9 @@ struct SampleFarm
         const std::vector<master::NodeWish> wished = outbox.NodeWishes();
         for (const master::NodeWish &wish : wished)
             wishes.CarryOut(wish);
+        const std::vector<master::LogWish> logWishes = outbox.LogWishes();
+        for (const master::LogWish &wish : logWishes)
+            outbox.Answer(wish.client, wish.serial, master::ReadLog(logs, wish));
         return outbox;
     }
 };

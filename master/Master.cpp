@@ -59,6 +59,7 @@ Surroundings OfProgram(boost::asio::io_context &loop, const MasterSettings &ofMa
             .runner = runner,
             .openDoor = openDoor,
             .logLooks = std::make_unique<LogThread>(),
+            .slowWork = std::make_unique<SlowThread>(loop),
             .tools = std::make_unique<ToolThread>(loop),
             .looker =
                 std::make_unique<ChildLooker>(loop, ofMaster.data / "looks", ofMaster.commandUser)};
@@ -87,8 +88,12 @@ Master::Master(boost::asio::io_context &loop, const MasterSettings &settings,
       m_lock(MasterLock::OfDataFolder(settings.data)),
       m_store(OpenStore(settings, surroundings.vfs)), m_cache(m_store),
       m_logs(LogFolder(settings, m_store.MasterID())),
+      m_slowWork(surroundings.slowWork ? std::move(surroundings.slowWork)
+                                       : std::make_unique<WorkInPlace>()),
+      m_logWishes(*m_clock, m_logs, *m_slowWork,
+                  [this](const Outbox &outbox) { CarryOut(outbox); }),
       m_audit(settings.data, AuditLog::k_FileBytes, surroundings.audit),
-      m_dispatcher(m_store, m_cache, m_followers, m_logs,
+      m_dispatcher(m_store, m_cache, m_followers,
                    [this](const UID &job)
                    {
                        std::map<unsigned, RunPlace> places = m_scheduler.PlacesOf(job);
@@ -109,7 +114,7 @@ Master::Master(boost::asio::io_context &loop, const MasterSettings &settings,
                         if (!m_isStopping)
                             ScheduleTurn();
                     }),
-      m_retention(*m_clock, {m_store, m_cache, m_dispatcher, m_scheduler, m_logs},
+      m_retention(*m_clock, {m_store, m_cache, m_dispatcher, m_scheduler, m_logs, *m_slowWork},
                   settings.keepDays, [this](const Outbox &outbox) { CarryOut(outbox); }),
       m_retryAlarm(m_clock->MakeAlarm()), m_pauseAlarm(m_clock->MakeAlarm()),
       m_progressAlarm(m_clock->MakeAlarm()), m_idleAlarm(m_clock->MakeAlarm()),
@@ -588,6 +593,8 @@ void Master::CarryOut(const Outbox &outbox)
             ostrel::LogError(*reason);
     for (const NodeWish &wish : outbox.NodeWishes())
         m_nodeWishes.CarryOut(wish);
+    for (const LogWish &wish : outbox.LogWishes())
+        m_logWishes.CarryOut(wish);
     m_frameChecks.Follow(outbox.FramesToFollow());
     for (const Outgoing &message : outbox.Messages())
         Send(message);

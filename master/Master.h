@@ -18,6 +18,7 @@
 #include "master/notices/Notices.h"
 #include "master/repair/FrameChecks.h"
 #include "master/requests/Dispatcher.h"
+#include "master/requests/LogWishes.h"
 #include "master/run/CommandRunner.h"
 #include "master/run/CommandUser.h"
 #include "master/run/TaskLogs.h"
@@ -159,6 +160,8 @@ private:
     JobStore m_store;
     JobCache m_cache;
     TaskLogs m_logs;
+    const std::unique_ptr<SlowWork> m_slowWork;
+    LogWishes m_logWishes;
     AuditLog m_audit;
     Followers m_followers;
     Dispatcher m_dispatcher;

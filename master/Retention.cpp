@@ -38,7 +38,7 @@ void Retention::Wake()
 {
     _CallEntry call("Retention::Wake", __FILE__, __LINE__);
 
-    if (m_isAwake || m_isStopped)
+    if (m_isAwake || m_isRemoving || m_isStopped)
         return;
     bool isSomethingLeft = false;
     if (const auto reason =
@@ -75,20 +75,16 @@ void Retention::Run()
     _CallEntry call("Retention::Run", __FILE__, __LINE__);
 
     bool hasMore = false;
-    const auto reason = ostrel::Attempt(
-        [&]
-        {
-            const Progress jobs = RemoveOldJobs();
-            const Progress leftovers = RemoveLeftovers();
-            hasMore = jobs == Progress::More || leftovers == Progress::More;
-        });
-    if (reason)
+    const auto trouble = ostrel::Attempt([&] { hasMore = RemoveOldJobs() == Progress::More; });
+    if (trouble)
     {
-        ostrel::LogError(*reason);
+        ostrel::LogError(*trouble);
         m_farm.cache.Clear();
     }
     m_isAwake = hasMore;
     RunAfter(hasMore ? k_breath : std::chrono::duration_cast<Milliseconds>(k_period));
+    if (const auto reason = ostrel::Attempt([&] { RemoveLeftovers(); }))
+        ostrel::LogError(*reason);
 }
 
 Retention::Progress Retention::RemoveOldJobs()
@@ -113,32 +109,57 @@ Retention::Progress Retention::RemoveOldJobs()
     return state ? Progress::More : Progress::Done;
 }
 
-Retention::Progress Retention::RemoveLeftovers()
+void Retention::RemoveLeftovers()
 {
     _CallEntry call("Retention::RemoveLeftovers", __FILE__, __LINE__);
 
+    if (m_isRemoving)
+        return;
     for (std::optional<UID> job = m_farm.store.FindRemoved(UID()); job;
          job = m_farm.store.FindRemoved(*job))
         // Wakes it again when they have ended.
         if (!m_farm.scheduler.HasRunsOf(*job))
             return RemoveLeftoversOf(*job);
-    return Progress::Done;
 }
 
-Retention::Progress Retention::RemoveLeftoversOf(const UID &job)
+void Retention::RemoveLeftoversOf(const UID &job)
 {
     _CallEntry call("Retention::RemoveLeftoversOf", __FILE__, __LINE__);
 
-    String reason;
-    const TaskLogs::Rest rest = m_farm.logs.RemoveSome(job, k_most_files, &reason);
-    if (rest == TaskLogs::Rest::Something)
-        return Progress::More;
+    m_isRemoving = true;
+    m_farm.slowWork.Do(
+        [this, logs = m_farm.logs, job]
+        {
+            String reason;
+            const TaskLogs::Rest rest = logs.RemoveSome(job, k_most_files, &reason);
+            return [this, job, rest, reason] { TakeRest(job, rest, reason); };
+        });
+}
+
+void Retention::TakeRest(const UID &job, TaskLogs::Rest rest, const String &reason)
+{
+    _CallEntry call("Retention::TakeRest", __FILE__, __LINE__);
+
+    m_isRemoving = false;
+    if (m_isStopped)
+        return;
     if (rest == TaskLogs::Rest::Stuck)
         ostrel::LogWarning(reason + "; it stays");
-    JobStore::Turn turn(m_farm.store);
-    m_farm.store.ForgetRemoved(job);
-    turn.Commit();
-    return Progress::More;
+    if (rest != TaskLogs::Rest::Something)
+    {
+        const auto trouble = ostrel::Attempt(
+            [&]
+            {
+                JobStore::Turn turn(m_farm.store);
+                m_farm.store.ForgetRemoved(job);
+                turn.Commit();
+            });
+        // It is tried again when all is looked through the next time.
+        if (trouble)
+            return ostrel::LogError(*trouble);
+    }
+    m_isAwake = true;
+    RunAfter(k_breath);
 }
 
 } // namespace master

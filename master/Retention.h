@@ -6,6 +6,7 @@
 #include "master/jobs/Outbox.h"
 #include "master/loop/Clock.h"
 #include "master/requests/Dispatcher.h"
+#include "master/run/SlowWork.h"
 #include "master/schedule/Scheduler.h"
 
 namespace master
@@ -13,7 +14,8 @@ namespace master
 
 /// Removes jobs that were over long enough, and what removed jobs have left on disk: a little at a
 /// time, in turns of its own between those of the clients. The folder of a job stays until its last
-/// command is gone. What a crash leaves undone is done after the next start. Loop thread.
+/// command is gone; it may lie on a share, and one that hangs holds up the removal of such folders
+/// alone. What a crash leaves undone is done after the next start. Loop thread.
 class Retention
 {
 public:
@@ -25,6 +27,7 @@ public:
         Dispatcher &dispatcher;
         const Scheduler &scheduler;
         const TaskLogs &logs;
+        SlowWork &slowWork;
     };
 
     /// Sends what a turn of its own has come to, once that is on disk.
@@ -48,15 +51,17 @@ private:
     void RunAfter(std::chrono::milliseconds pause);
     void Run();
     Progress RemoveOldJobs();
-    Progress RemoveLeftovers();
-    Progress RemoveLeftoversOf(const UID &job);
+    void RemoveLeftovers();
+    void RemoveLeftoversOf(const UID &job);
+    void TakeRest(const UID &job, TaskLogs::Rest rest, const String &reason);
 
     AlarmClock &m_clock;
     const std::unique_ptr<Alarm> m_alarm;
     Farm m_farm;
     unsigned m_keepDays;
     CarryOut m_carryOut;
-    bool m_isAwake = false; // It runs again before long.
+    bool m_isAwake = false;    // It runs again before long.
+    bool m_isRemoving = false; // It does once that is done, too.
     bool m_isStopped = false;
 };
 

@@ -10,6 +10,7 @@
 #include "master/loop/Clock.h"
 #include "master/run/CommandRunner.h"
 #include "master/run/LogLooks.h"
+#include "master/run/SlowWork.h"
 #include "master/run/ToolThread.h"
 
 namespace master
@@ -29,6 +30,7 @@ struct Surroundings
     const char *vfs = nullptr;             ///< See `JobStore`.
     AuditDisk *audit = nullptr;            ///< See `AuditLog`.
     std::unique_ptr<LogLooks> logLooks{};  ///< Null where nobody looks whether logs grow.
+    std::unique_ptr<SlowWork> slowWork{};  ///< On what was printed; null where that is not slow.
     std::unique_ptr<ToolRunner> tools{};   ///< For notices; null where there are none.
     std::unique_ptr<FrameLooker> looker{}; ///< See `FrameChecks`.
     std::function<UID()> makeID = [] { return UID(true); }; ///< Of the Master's own jobs.

@@ -117,6 +117,13 @@ void Outbox::Wish(NodeWish wish)
     m_nodeWishes.push_back(std::move(wish));
 }
 
+void Outbox::Wish(LogWish wish)
+{
+    _CallEntry call("Outbox::Wish", __FILE__, __LINE__);
+
+    m_logWishes.push_back(wish);
+}
+
 void Outbox::FollowFrames(const UID &job)
 {
     _CallEntry call("Outbox::FollowFrames", __FILE__, __LINE__);
@@ -148,6 +155,7 @@ void Outbox::Append(Outbox &&other)
     MoveAll(other.m_jobsToTry, m_jobsToTry);
     MoveAll(other.m_jobsToRenew, m_jobsToRenew);
     MoveAll(other.m_nodeWishes, m_nodeWishes);
+    MoveAll(other.m_logWishes, m_logWishes);
     m_changedJobs.merge(other.m_changedJobs);
     m_framesToFollow.merge(other.m_framesToFollow);
     for (const auto &[job, more] : other.TakeFrameNotes())

@@ -37,6 +37,19 @@ struct NodeWish
     std::optional<Order> order;
 };
 
+/// What a client wants to see of what a command has printed. It is answered later: a share may take
+/// its time.
+struct LogWish
+{
+    ClientNumber client = 0;
+    std::uint64_t serial = 0;
+    UID job;
+    unsigned task = 0;
+    unsigned attempt = 0;
+    std::int64_t log = 0; ///< See `LogNumber`.
+    bool isLast = false;  ///< It was not tried again since.
+};
+
 /// What was told of a job that its frames depend on.
 struct FrameNote
 {
@@ -71,6 +84,7 @@ public:
     void RenewRuns(const UID &job);
 
     void Wish(NodeWish wish);
+    void Wish(LogWish wish);
 
     /// The Master's frame checks are to read anew what is known of this job's frames.
     void FollowFrames(const UID &job);
@@ -104,6 +118,10 @@ public:
     {
         return m_nodeWishes;
     }
+    const std::vector<LogWish> &LogWishes() const
+    {
+        return m_logWishes;
+    }
     /// Whose status or priority was told.
     const std::set<UID> &ChangedJobs() const
     {
@@ -134,6 +152,7 @@ private:
     std::vector<UID> m_jobsToRenew;
     std::set<UID> m_changedJobs;
     std::vector<NodeWish> m_nodeWishes;
+    std::vector<LogWish> m_logWishes;
     std::map<UID, FrameNote> m_frameNotes;
     std::set<UID> m_framesToFollow;
     std::size_t m_refusals = 0;

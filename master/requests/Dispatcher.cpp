@@ -16,10 +16,10 @@ const char *const k_not_taken = "the Master does not take this message";
 
 } // namespace
 
-Dispatcher::Dispatcher(JobStore &store, JobCache &cache, Followers &followers, const TaskLogs &logs,
+Dispatcher::Dispatcher(JobStore &store, JobCache &cache, Followers &followers,
                        JobAnswers::FindPlaces findPlaces)
     : m_store(store), m_followers(followers), m_dependences(store, cache),
-      m_answers(store, cache, logs, std::move(findPlaces)), m_newJobs(store, cache, m_dependences),
+      m_answers(store, cache, std::move(findPlaces)), m_newJobs(store, cache, m_dependences),
       m_edits(store, cache, m_dependences), m_removals(store, cache, m_dependences)
 {
     _CallEntry call("Dispatcher::Dispatcher", __FILE__, __LINE__);
@@ -98,10 +98,10 @@ void Dispatcher::WishOfNodes(const ClientRequest &request, std::optional<NodeWis
 {
     _CallEntry call("Dispatcher::WishOfNodes", __FILE__, __LINE__);
 
-    request.outbox.Wish({.client = request.caller.client,
-                         .serial = request.message.serial,
-                         .who = request.caller.who,
-                         .order = std::move(order)});
+    request.outbox.Wish(NodeWish{.client = request.caller.client,
+                                 .serial = request.message.serial,
+                                 .who = request.caller.who,
+                                 .order = std::move(order)});
 }
 
 void Dispatcher::Follow(const ClientRequest &request, const corvan::FollowJobMsg &message)

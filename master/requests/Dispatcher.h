@@ -23,7 +23,7 @@ using ostrel::LoopThread;
 class Dispatcher
 {
 public:
-    Dispatcher(JobStore &store, JobCache &cache, Followers &followers, const TaskLogs &logs,
+    Dispatcher(JobStore &store, JobCache &cache, Followers &followers,
                JobAnswers::FindPlaces findPlaces = {});
 
     /// Handles one message of one client. Throws `StoreException *` where the store refuses; the

@@ -58,9 +58,8 @@ void TellPlace(const String &node, const String &number, const String &state,
 
 } // namespace
 
-JobAnswers::JobAnswers(JobStore &store, JobCache &cache, const TaskLogs &logs,
-                       FindPlaces findPlaces)
-    : m_store(store), m_cache(cache), m_logs(logs), m_findPlaces(std::move(findPlaces))
+JobAnswers::JobAnswers(JobStore &store, JobCache &cache, FindPlaces findPlaces)
+    : m_store(store), m_cache(cache), m_findPlaces(std::move(findPlaces))
 {
     _CallEntry call("JobAnswers::JobAnswers", __FILE__, __LINE__);
 }
@@ -200,19 +199,20 @@ void JobAnswers::SendTaskLog(const ClientRequest &request, const corvan::GetTask
         return request.Refuse("the job has no task " + std::to_string(message.task), message.job,
                               message.job.ToString());
 
-    auto answer = boost::make_shared<corvan::TaskLogMsg>();
-    answer->job = message.job;
-    answer->task = message.task;
     const TaskState task =
         m_store.Tasks().Find(*state, message.task).value_or(TaskState{.index = message.task});
     if (message.attempt > task.tries)
         return request.Refuse("task " + std::to_string(message.task) + " was tried " +
                                   std::to_string(task.tries) + " times",
                               message.job, message.job.ToString());
-    answer->attempt = message.attempt == 0 ? task.tries : message.attempt;
-    answer->text = m_logs.ReadTail(message.job, LogNumber(*state, task), answer->attempt,
-                                   answer->attempt == task.tries);
-    request.Answer(answer);
+    const unsigned attempt = message.attempt == 0 ? task.tries : message.attempt;
+    request.outbox.Wish(LogWish{.client = request.caller.client,
+                                .serial = request.message.serial,
+                                .job = message.job,
+                                .task = message.task,
+                                .attempt = attempt,
+                                .log = LogNumber(*state, task),
+                                .isLast = attempt == task.tries});
 }
 
 } // namespace master

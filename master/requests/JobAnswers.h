@@ -7,7 +7,6 @@
 #include "master/jobs/JobCache.h"
 #include "master/requests/ClientRequest.h"
 #include "master/run/CommandRunner.h"
-#include "master/run/TaskLogs.h"
 #include "master/store/JobStore.h"
 
 namespace master
@@ -28,11 +27,12 @@ public:
     /// Where the tasks of a job are that run, by their numbers.
     using FindPlaces = std::function<std::map<unsigned, RunPlace>(const UID &)>;
 
-    JobAnswers(JobStore &store, JobCache &cache, const TaskLogs &logs, FindPlaces findPlaces);
+    JobAnswers(JobStore &store, JobCache &cache, FindPlaces findPlaces);
 
     void SendJobs(const ClientRequest &request, const corvan::GetJobInfoMsg &message);
     void SendJobList(const ClientRequest &request, const corvan::ListJobsMsg &message);
     void SendTasks(const ClientRequest &request, const corvan::GetTasksMsg &message);
+    /// As a wish: what was printed is read later.
     void SendTaskLog(const ClientRequest &request, const corvan::GetTaskLogMsg &message);
 
 private:
@@ -40,7 +40,6 @@ private:
 
     JobStore &m_store;
     JobCache &m_cache;
-    const TaskLogs &m_logs;
     FindPlaces m_findPlaces;
 };
 

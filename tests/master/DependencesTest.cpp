@@ -153,7 +153,7 @@ protected:
 
     const master::Identity m_who = Anna();
     master::Followers m_followers;
-    master::Dispatcher m_dispatcher{m_store, m_cache, m_followers, m_logs};
+    master::Dispatcher m_dispatcher{m_store, m_cache, m_followers};
 };
 
 TEST_F(DependencesTest, AJobBeginsOnceTheOthersAreDone)

@@ -8,6 +8,7 @@
 #include "corvan/MessageFactory.h"
 #include "corvan/messages.pb.h"
 #include "master/jobs/Submission.h"
+#include "master/requests/LogWishes.h"
 #include "tests/master/StoreFixture.h"
 #include "tests/support/LogCapture.h"
 
@@ -35,10 +36,13 @@ protected:
     Outbox Handle(master::ClientNumber client, corvan::Message &message)
     {
         message.serial = k_serial;
-        return InTurn(
-            [&](Outbox &outbox) {
-                m_dispatcher.Handle({client, m_who}, message, outbox);
+        Outbox outbox = InTurn(
+            [&](Outbox &news) {
+                m_dispatcher.Handle({client, m_who}, message, news);
             });
+        for (const master::LogWish &wish : std::vector(outbox.LogWishes()))
+            outbox.Answer(wish.client, wish.serial, master::ReadLog(m_logs, wish));
+        return outbox;
     }
 
     Outbox Set(const UID &job, const String &name, const String &value)
@@ -149,7 +153,7 @@ protected:
     master::Identity m_who{
         .user = "anna", .role = master::Role::Admin, .peer = "here", .token = {}, .peerKey = {}};
     master::Followers m_followers;
-    master::Dispatcher m_dispatcher{m_store, m_cache, m_followers, m_logs};
+    master::Dispatcher m_dispatcher{m_store, m_cache, m_followers};
 };
 
 TEST_F(DispatcherTest, KeepsANewJobWithWhatTheMasterSets)

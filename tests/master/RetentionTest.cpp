@@ -7,6 +7,7 @@
 #include "tests/master/StoreFixture.h"
 #include "tests/support/FakeClock.h"
 #include "tests/support/FakeRunner.h"
+#include "tests/support/HeldWork.h"
 #include "tests/support/LogCapture.h"
 
 namespace master
@@ -35,16 +36,21 @@ protected:
         return state.id;
     }
 
+    void Begin(unsigned keepDays, SlowWork &work)
+    {
+        m_retention.emplace(
+            m_loopClock, Retention::Farm{m_store, m_cache, m_dispatcher, m_scheduler, m_logs, work},
+            keepDays,
+            [this](const Outbox &outbox)
+            {
+                for (const Outgoing &message : outbox.Messages())
+                    m_told.push_back(message.followersOf);
+            });
+    }
+
     void Begin(unsigned keepDays)
     {
-        m_retention.emplace(m_loopClock,
-                            Retention::Farm{m_store, m_cache, m_dispatcher, m_scheduler, m_logs},
-                            keepDays,
-                            [this](const Outbox &outbox)
-                            {
-                                for (const Outgoing &message : outbox.Messages())
-                                    m_told.push_back(message.followersOf);
-                            });
+        Begin(keepDays, m_work);
     }
 
     // Until nothing is left to be removed; false when that does not come.
@@ -69,10 +75,11 @@ protected:
     void OnEnded(int /*run*/, const RunEnd & /*end*/) override {}
 
     Followers m_followers;
-    Dispatcher m_dispatcher{m_store, m_cache, m_followers, m_logs};
+    Dispatcher m_dispatcher{m_store, m_cache, m_followers};
     FakeRunner m_runner;
     FakeClock m_clock;
     Scheduler m_scheduler{m_store, m_cache, m_logs, m_runner, m_clock};
+    WorkInPlace m_work;
     boost::asio::io_context m_loop;
     LoopClock m_loopClock{m_loop};
     std::vector<UID> m_told;
@@ -117,6 +124,33 @@ TEST_F(RetentionTest, FinishesWhatACrashLeftOfARemovedJob)
     Begin(0);
     ASSERT_TRUE(RunUntilTidy());
     EXPECT_FALSE(HasFolder(job));
+}
+
+TEST_F(RetentionTest, AShareThatHangsKeepsFoldersAndNoJobs)
+{
+    std::vector<UID> old;
+    for (int i = 0; i < 3; ++i)
+        old.push_back(AddOver(3.5));
+    HeldWork work;
+    Begin(3, work);
+    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (m_told.size() < old.size() && std::chrono::steady_clock::now() < limit)
+        m_loop.run_one_for(std::chrono::seconds(1));
+    EXPECT_EQ(m_told.size(), old.size());
+    m_retention->Wake();
+    m_loop.run_one_for(std::chrono::milliseconds(50));
+    EXPECT_EQ(work.Count(), 1u);
+    for (const UID &job : old)
+        EXPECT_TRUE(HasFolder(job));
+
+    // It is back.
+    while (m_store.FindRemoved(UID()) && std::chrono::steady_clock::now() < limit)
+        if (work.Count() > 0)
+            work.DoNext();
+        else
+            m_loop.run_one_for(std::chrono::seconds(1));
+    for (const UID &job : old)
+        EXPECT_FALSE(HasFolder(job));
 }
 
 TEST_F(RetentionTest, LeavesTheFolderOfACommandThatStillRuns)

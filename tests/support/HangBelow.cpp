@@ -1,9 +1,11 @@
 // Preloaded into a program: each look at what lies in the folder $HANG_BELOW never ends, as on a
-// share whose server is gone. That it came to it stands in the file $HANG_BELOW.touched.
+// share whose server is gone. That it came to it stands in the file $HANG_BELOW.touched. With
+// $HANG_WHEN it hangs as long as that file is there.
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -14,10 +16,16 @@
 namespace
 {
 
+bool IsHanging()
+{
+    const char *when = std::getenv("HANG_WHEN");
+    return !when || syscall(SYS_faccessat, AT_FDCWD, when, F_OK) == 0;
+}
+
 void LookAt(const char *path)
 {
     const char *folder = std::getenv("HANG_BELOW");
-    if (!folder || !path || std::strncmp(path, folder, std::strlen(folder)) != 0)
+    if (!folder || !path || std::strncmp(path, folder, std::strlen(folder)) != 0 || !IsHanging())
         return;
     char note[4096];
     std::snprintf(note, sizeof note, "%s.touched", folder);
@@ -26,8 +34,9 @@ void LookAt(const char *path)
     const long file = syscall(SYS_openat, AT_FDCWD, note, O_WRONLY | O_CREAT | O_APPEND, 0600);
     syscall(SYS_write, file, path, std::strlen(path));
     syscall(SYS_write, file, "\n", 1);
-    for (;;)
-        syscall(SYS_pause);
+    const timespec pause{0, 10'000'000};
+    while (IsHanging())
+        syscall(SYS_nanosleep, &pause, nullptr);
 }
 
 template <typename Function> Function *Next(const char *name)
@@ -58,6 +67,8 @@ HANG(ssize_t, readlink, (const char *path, char *target, size_t size), path, (pa
      noexcept)
 HANG(char *, realpath, (const char *path, char *target), path, (path, target), noexcept)
 HANG(int, mkdir, (const char *path, mode_t mode), path, (path, mode), noexcept)
+HANG(int, remove, (const char *path), path, (path), noexcept)
+HANG(int, rename, (const char *path, const char *to), path, (path, to), noexcept)
 HANG(int, unlink, (const char *path), path, (path), noexcept)
 HANG(int, chdir, (const char *path), path, (path), noexcept)
 HANG(DIR *, opendir, (const char *path), path, (path))
