@@ -77,6 +77,8 @@ struct EarlierRun
     BatchPlace place;
     bool isHeld = false; ///< The job is paused.
     int priority = 50;
+    /// A file that it is to write; empty where it writes none, or nobody has to look for it.
+    Path output;
 };
 
 /// How a run ended.

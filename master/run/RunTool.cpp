@@ -120,8 +120,8 @@ int SpawnTool(const Tool &tool, int input, const Pipe &output, const Pipe &error
     return result;
 }
 
-// Until both are closed; false where that takes too long.
-bool ReadBoth(Pipe &output, Pipe &error, ToolEnd &end, std::size_t mostBytes,
+// Until both are closed; false where that takes too long, or is of no use.
+bool ReadBoth(Pipe &output, Pipe &error, ToolEnd &end, const Tool &tool,
               steady_clock::time_point limit, const std::stop_token &stop)
 {
     while (output.ends[0] >= 0 || error.ends[0] >= 0)
@@ -132,10 +132,12 @@ bool ReadBoth(Pipe &output, Pipe &error, ToolEnd &end, std::size_t mostBytes,
         pollfd news[] = {{output.ends[0], POLLIN, 0}, {error.ends[0], POLLIN, 0}};
         if (::poll(news, 2, int(std::min(rest, k_read_each).count())) <= 0)
             continue;
-        if (news[0].revents != 0 && !output.Read(end.output, mostBytes))
+        if (news[0].revents != 0 && !output.Read(end.output, tool.mostBytes))
             output.CloseReader();
-        if (news[1].revents != 0 && !error.Read(end.error, mostBytes))
+        if (news[1].revents != 0 && !error.Read(end.error, tool.mostBytes))
             error.CloseReader();
+        if (!tool.givesUp.empty() && end.error.find(tool.givesUp) != std::string::npos)
+            return false;
     }
     return true;
 }
@@ -185,7 +187,7 @@ ToolEnd RunTool(const Tool &tool, milliseconds limit, const std::stop_token &sto
 
     output.CloseWriter();
     error.CloseWriter();
-    if (!ReadBoth(output, error, end, tool.mostBytes, cutOff, stop))
+    if (!ReadBoth(output, error, end, tool, cutOff, stop))
     {
         end.isCutOff = true;
         ::kill(-process, SIGKILL);

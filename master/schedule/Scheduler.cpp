@@ -460,9 +460,17 @@ void Scheduler::AdoptRuns(RunListener &listener)
         const int number = ++m_lastRun;
         Run &run = m_runs[number] = {.job = one.job, .task = one.task};
         const std::shared_ptr<const JobCache::Entry> entry = m_cache.GetCut(one.job);
+        const std::optional<JobState> state = m_store.FindState(one.job);
+        std::vector<Path> outputs;
         if (one.task < entry->packets.size())
-            run.frames = CountFrames(entry->packets[one.task]);
-        if (const std::optional<JobState> state = m_store.FindState(one.job))
+        {
+            const Packet &packet = entry->packets[one.task];
+            run.frames = CountFrames(packet);
+            // Where a task is done its files were seen.
+            if (state && state->tasksDone == 0)
+                outputs = ListOutputs(*entry->job, packet, entry->firstFrame);
+        }
+        if (state)
             if (const std::optional<TaskState> task = m_store.Tasks().Find(*state, one.task))
                 run.log = m_logs.FileOf(one.job, LogNumber(*state, *task), task->tries);
         m_shares.Begin(one.job, one.owner, one.priority);
@@ -470,7 +478,8 @@ void Scheduler::AdoptRuns(RunListener &listener)
                         .job = one.job,
                         .place = {one.place.batch, one.place.element},
                         .isHeld = one.status == JobStatus::Paused,
-                        .priority = one.priority},
+                        .priority = one.priority,
+                        .output = outputs.empty() ? Path() : outputs.front()},
                        listener);
     }
     if (!running.empty())

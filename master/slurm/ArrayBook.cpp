@@ -79,7 +79,7 @@ int ArrayBook::NiceOf(int priority) const
     return (k_highest_priority - std::clamp(priority, 0, k_highest_priority)) * m_settings.niceStep;
 }
 
-void ArrayBook::Add(const EarlierRun &run, const Path &output, bool isThere)
+void ArrayBook::Add(const EarlierRun &run, bool isThere)
 {
     _CallEntry call("ArrayBook::Add", __FILE__, __LINE__);
 
@@ -95,7 +95,7 @@ void ArrayBook::Add(const EarlierRun &run, const Path &output, bool isThere)
     }
     Run &added = array.runs[run.place.element];
     added.run = run.run;
-    added.output = output;
+    added.output = run.output;
     m_runs[run.run] = {run.place.batch, run.place.element};
 }
 
@@ -127,9 +127,12 @@ void ArrayBook::TakeAnswer(const UID &batch, const ArrayAnswer &answer)
                               : answer.words));
         break;
     case ArrayAnswer::Kind::Unknown:
+    case ArrayAnswer::Kind::Busy:
         array->stage = Stage::Uncertain;
-        array->words = answer.words;
-        m_orders.queued[array->job] = "Slurm does not answer: " + answer.words;
+        array->words = (answer.kind == ArrayAnswer::Kind::Busy ? "Slurm takes no more: "
+                                                               : "Slurm does not answer: ") +
+                       answer.words;
+        m_orders.queued[array->job] = array->words;
         break;
     }
 }
@@ -180,6 +183,7 @@ void ArrayBook::TakeQueue(const QueueAnswer &answer, Moment now)
         for (auto &[batch, array] : m_arrays)
             FollowArray(batch, array, seen[batch], now);
         TellQueued(seen);
+        m_lastAnswer = now;
     }
     for (auto &[batch, array] : m_arrays)
         EndBarred(batch, array, now);
@@ -241,9 +245,18 @@ void ArrayBook::TakeElement(Array &array, unsigned element, const QueueLine &lin
     else
         run.aliveIn = m_answers;
     if (phase == ElementPhase::Running && line.ran)
-        run.place.since = now - *line.ran;
+        run.place.since = BeginOf(run, now - *line.ran);
     if (phase == ElementPhase::Running && !run.place.isStarted)
         seen.started.push_back(element);
+}
+
+// What the queue says of it is by the clocks of two machines, of which one may be ahead. It cannot
+// have run before the last answer that did not say so.
+ArrayBook::Moment ArrayBook::BeginOf(Run &run, Moment told) const
+{
+    if (!run.place.isStarted && !run.notBefore)
+        run.notBefore = m_lastAnswer;
+    return run.notBefore ? std::max(told, *run.notBefore) : told;
 }
 
 void ArrayBook::FollowArray(const UID &batch, Array &array, Seen &seen, Moment now)
@@ -489,7 +502,7 @@ void ArrayBook::TakeDrop(const UID &batch)
     array->stage = Stage::There;
     array->isSettled = true;
     array->isAlive = false;
-    FinishAll(batch, *array, Trouble("Slurm does not answer: " + String(array->words)));
+    FinishAll(batch, *array, Trouble(array->words));
 }
 
 void ArrayBook::End(int number)

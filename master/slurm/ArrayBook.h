@@ -81,9 +81,9 @@ public:
 
     explicit ArrayBook(Settings settings) : m_settings(std::move(settings)) {}
 
-    /// A run of a batch that is to be handed over, or was (`isThere`). `output` is a file that it
-    /// writes, which the Master has to see when it is done; empty for none.
-    void Add(const EarlierRun &run, const Path &output, bool isThere);
+    /// A run of a batch that is to be handed over, or was (`isThere`). The Master has to see its
+    /// output when it is done.
+    void Add(const EarlierRun &run, bool isThere);
     ArrayName NameOf(const UID &batch) const;
     int NiceOf(int priority) const;
 
@@ -135,7 +135,9 @@ private:
         RunPlace place;
         bool isEnding = false;
         std::uint64_t aliveIn = 0; ///< The last answer that said that it waits or runs.
-        int sightings = 0;         ///< How many answers in a row say that it is over, or not there.
+        /// It did not run yet then, as far as the Master's own clock can tell.
+        std::optional<Moment> notBefore;
+        int sightings = 0; ///< How many answers in a row say that it is over, or not there.
         std::optional<QueueLine> last; ///< That said that it is over; nothing where none did.
         bool isBarAsked = false;
         std::optional<Moment> barred;   ///< Somebody had it then.
@@ -159,7 +161,7 @@ private:
         int missing = 0; ///< How many answers in a row know nothing of it.
         bool isAlive = false;
         bool isSettled = false; ///< An answer was read since its last run ended.
-        String words;           ///< Why it is not certain.
+        String words;           ///< Why it is not certain, for people.
     };
 
     // What one answer says of an array.
@@ -188,6 +190,7 @@ private:
     void TakeLine(const QueueLine &line, Moment now, std::map<UID, Seen> &seen);
     void TakeElement(Array &array, unsigned element, const QueueLine &line, Moment now,
                      Seen &seen) const;
+    Moment BeginOf(Run &run, Moment told) const;
     void FollowArray(const UID &batch, Array &array, Seen &seen, Moment now);
     void FollowRun(const UID &batch, Array &array, unsigned element, Seen &seen, Moment now);
     void EndBarred(const UID &batch, Array &array, Moment now);
@@ -210,6 +213,7 @@ private:
     std::set<UID> m_seenJobs; ///< Jobs of which a file was seen.
     std::map<UID, String> m_toldWhy;
     std::uint64_t m_answers = 0;
+    std::optional<Moment> m_lastAnswer; ///< Before the one that is taken.
     ArrayOrders m_orders;
 };
 

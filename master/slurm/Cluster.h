@@ -18,11 +18,13 @@ using ostrel::String;
 /// What a cluster says of itself.
 struct ClusterLimits
 {
-    String name;               ///< "ClusterName".
-    String version;            ///< "SLURM_VERSION".
-    unsigned arraySize = 1001; ///< The indices of an array are below it.
-    unsigned jobs = 10000;     ///< Tasks of all users that it keeps, those that are over included.
-    unsigned submit = 0;       ///< Tasks of this user that it takes; 0 where it does not tell.
+    String name;    ///< "ClusterName".
+    String version; ///< "SLURM_VERSION".
+    /// The indices of an array are below it: "MaxArraySize", or less where the scheduler takes
+    /// less.
+    unsigned arraySize = 1001;
+    unsigned jobs = 10000; ///< Tasks of all users that it keeps, those that are over included.
+    unsigned submit = 0;   ///< Tasks of this user that it takes; 0 where it does not tell.
 };
 
 /// Numbers of elements, from and to, both among them.
@@ -69,6 +71,7 @@ struct ArrayAnswer
         Taken,
         Refused, ///< It is certain that the cluster has not got it.
         Unknown, ///< It may have got it.
+        Busy,    ///< It takes no more for now; it may have got it all the same.
         NotMade, ///< It could not be asked: trouble of our own.
     };
     Kind kind = Kind::Unknown;

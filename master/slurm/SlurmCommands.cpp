@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include "master/run/CommandEnvironment.h"
-#include "master/run/RunTool.h"
 #include "master/slurm/SlurmText.h"
 #include "ostrel/CallEntry.h"
 #include "ostrel/Exception.h"
@@ -64,25 +63,36 @@ SlurmCommands::SlurmCommands(Settings settings, std::stop_token stop)
     _CallEntry call("SlurmCommands::SlurmCommands", __FILE__, __LINE__);
 }
 
-SlurmCommands::Printed SlurmCommands::Run(std::vector<std::string> arguments, std::string input)
+SlurmCommands::Printed SlurmCommands::Run(std::vector<std::string> arguments)
 {
     _CallEntry call("SlurmCommands::Run", __FILE__, __LINE__);
 
-    const Tool tool{std::move(arguments), m_environment, std::move(input)};
+    Tool tool;
+    tool.arguments = std::move(arguments);
+    return RunPrepared(std::move(tool));
+}
+
+SlurmCommands::Printed SlurmCommands::RunPrepared(Tool tool)
+{
+    _CallEntry call("SlurmCommands::RunPrepared", __FILE__, __LINE__);
+
+    tool.environment = m_environment;
+    const std::string &program = tool.arguments.front();
     ToolEnd end = RunTool(tool, m_limit, m_stop);
     Printed printed{.words = {}, .output = std::move(end.output), .isStarted = end.isStarted};
+    printed.hasGivenUp = !tool.givesUp.empty() && end.error.find(tool.givesUp) != std::string::npos;
     if (!end.isStarted)
         printed.words = end.error;
-    else if (end.isCutOff)
+    else if (end.isCutOff && !printed.hasGivenUp)
     {
-        printed.words = tool.arguments.front() + " timed out";
+        printed.words = program + " timed out";
         if (const String last = WordsOf(end.error); !last.empty())
             printed.words += ": " + last;
     }
     else if (end.status != 0)
         printed.words = WordsOf(end.error);
     if (end.status != 0 && printed.words.empty())
-        printed.words = tool.arguments.front() + " ended with status " + std::to_string(end.status);
+        printed.words = program + " ended with status " + std::to_string(end.status);
     return printed;
 }
 
@@ -127,7 +137,11 @@ ArrayAnswer SlurmCommands::Submit(const ArrayOrder &order)
 {
     _CallEntry call("SlurmCommands::Submit", __FILE__, __LINE__);
 
-    std::vector<std::string> arguments = {
+    Tool tool;
+    tool.input = order.script;
+    // It would go on for minutes, and nothing else is asked meanwhile.
+    tool.givesUp = "sleeping and retrying";
+    tool.arguments = {
         "sbatch",
         "--parsable",
         "--no-requeue",
@@ -144,13 +158,15 @@ ArrayAnswer SlurmCommands::Submit(const ArrayOrder &order)
         "--nice=" + std::to_string(order.nice),
     };
     for (const auto &[option, value] : order.options)
-        arguments.push_back("--" + option + "=" + value);
-    const Printed printed = Run(std::move(arguments), order.script);
+        tool.arguments.push_back("--" + option + "=" + value);
+    const Printed printed = RunPrepared(std::move(tool));
     ArrayAnswer answer;
     answer.array = ReadArrayNumber(printed.output);
     answer.words = printed.words;
     if (printed.words.empty() && answer.array > 0)
         answer.kind = ArrayAnswer::Kind::Taken;
+    else if (printed.hasGivenUp)
+        answer.kind = ArrayAnswer::Kind::Busy;
     else if (!printed.isStarted || (!printed.words.empty() && !MayHaveTaken(printed.words)))
         answer.kind = ArrayAnswer::Kind::Refused;
     else if (answer.words.empty())

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <stop_token>
 
+#include "master/run/RunTool.h"
 #include "master/slurm/Cluster.h"
 #include "ostrel/Path.h"
 
@@ -47,8 +48,10 @@ private:
         String words; ///< Empty where it has succeeded.
         std::string output;
         bool isStarted = true;
+        bool hasGivenUp = false; ///< It has said what `Tool::givesUp` says.
     };
-    Printed Run(std::vector<std::string> arguments, std::string input = {});
+    Printed RunPrepared(Tool tool);
+    Printed Run(std::vector<std::string> arguments);
 
     Settings m_settings;
     std::chrono::milliseconds m_limit;

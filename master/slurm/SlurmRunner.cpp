@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "master/slurm/SlurmText.h"
 #include "ostrel/Attempt.h"
 #include "ostrel/CallEntry.h"
 #include "ostrel/Log.h"
@@ -30,7 +31,8 @@ constexpr milliseconds k_results_each{1'000};
 // To look takes a hundredth of the time at most.
 constexpr int k_pause_for_work = 100;
 constexpr milliseconds k_longest_pause{30'000};
-constexpr std::chrono::seconds k_refused_for{60};
+constexpr std::chrono::seconds k_doubled_each{60};
+constexpr int k_most_doublings = 30;
 // A share may tell late of a file that is there.
 constexpr int k_file_looks = 50;
 constexpr int k_file_look_each_ms = 200;
@@ -45,11 +47,6 @@ bool IsThere(const Path &file)
     {
     };
     return ::stat(file.Text().c_str(), &status) == 0;
-}
-
-bool IsLimit(const String &words)
-{
-    return words.find("ubmit") != String::npos && words.find("imit") != String::npos;
 }
 
 milliseconds PauseAfter(milliseconds took, milliseconds least)
@@ -139,10 +136,17 @@ int SlurmRunner::FreeSlots() const
                                              : std::clamp(m_limits.jobs / 2, 1u, k_most_tasks);
     if (m_limits.submit > 0)
         most = std::min(most, m_limits.submit);
-    if (m_refusedAbove > 0 && steady_clock::now() < m_refusedUntil)
-        most = std::min(most, m_refusedAbove);
+    if (m_refusedAbove > 0)
+        most = unsigned(std::min<std::uint64_t>(most, MostUnrefused()));
     const auto there = std::int64_t(m_book->CountRuns());
     return int(std::clamp<std::int64_t>(std::int64_t(most) - there, 0, k_at_once));
+}
+
+// How many the cluster took may be more by now: others' have ended, or the limit is another one.
+std::uint64_t SlurmRunner::MostUnrefused() const
+{
+    const auto doublings = (steady_clock::now() - m_refusedAt) / k_doubled_each;
+    return std::uint64_t(m_refusedAbove) << std::min<std::int64_t>(doublings, k_most_doublings);
 }
 
 unsigned SlurmRunner::BatchSize() const
@@ -159,9 +163,12 @@ bool SlurmRunner::Start(const Command &command, RunListener &listener, String *)
     assert(m_thread.IsCurrent());
     m_listener = &listener;
     const BatchPlace &place = *command.batch;
-    m_book->Add(
-        {.run = command.run, .job = command.job, .place = place, .priority = command.priority},
-        command.outputs.empty() ? Path() : command.outputs.front(), false);
+    m_book->Add({.run = command.run,
+                 .job = command.job,
+                 .place = place,
+                 .priority = command.priority,
+                 .output = command.outputs.empty() ? Path() : command.outputs.front()},
+                false);
 
     Fresh &fresh = m_fresh[place.batch];
     if (fresh.order.elements.empty())
@@ -188,7 +195,7 @@ void SlurmRunner::Adopt(const EarlierRun &run, RunListener &listener)
 
     assert(m_thread.IsCurrent());
     m_listener = &listener;
-    m_book->Add(run, Path(), true);
+    m_book->Add(run, true);
 }
 
 void SlurmRunner::End(int run)
@@ -380,11 +387,14 @@ void SlurmRunner::TakeAnswer(const UID &batch, std::size_t count, const ArrayAns
 {
     _CallEntry call("SlurmRunner::TakeAnswer", __FILE__, __LINE__);
 
-    if (answer.kind == ArrayAnswer::Kind::Refused && IsLimit(answer.words))
+    // Half of it may be taken. What is refused alone tells nothing of how many there may be.
+    const bool isTooMuch =
+        answer.kind == ArrayAnswer::Kind::Busy ||
+        (answer.kind == ArrayAnswer::Kind::Refused && IsSubmitLimit(answer.words));
+    if (isTooMuch && count > 1)
     {
-        m_refusedAbove = unsigned(
-            std::max<std::int64_t>(1, std::int64_t(m_book->CountRuns()) - std::int64_t(count)));
-        m_refusedUntil = steady_clock::now() + k_refused_for;
+        m_refusedAbove = unsigned(m_book->CountRuns() - count + count / 2);
+        m_refusedAt = steady_clock::now();
     }
     m_book->TakeAnswer(batch, answer);
     CarryOut();
@@ -410,7 +420,10 @@ void SlurmRunner::LookAtQueue()
 
     // With nothing there, and nothing of an earlier run to be found, there is nothing to ask.
     if (m_isSwept && m_book->IsEmpty())
+    {
+        m_book->TakeQueue({.isGood = true}, steady_clock::now());
         return LookLater(m_queueTimer, m_settings.lookEach, &SlurmRunner::LookAtQueue);
+    }
     m_commands.Add(
         [this]
         {

@@ -72,6 +72,7 @@ private:
         ArrayFolders::Contents contents;
     };
 
+    std::uint64_t MostUnrefused() const;
     void Change();
     void CarryOut();
     void HandOver();
@@ -106,9 +107,9 @@ private:
     bool m_isChanged = false;
     bool m_isQueueGood = true;
     bool m_isSwept = false; // What earlier Masters have left is removed.
-    // So many tasks at a time, until then: the cluster has refused more.
+    // So many tasks at a time, then: the cluster has refused more. 0 where it has not.
     unsigned m_refusedAbove = 0;
-    std::chrono::steady_clock::time_point m_refusedUntil;
+    std::chrono::steady_clock::time_point m_refusedAt;
     boost::asio::steady_timer m_queueTimer;
     boost::asio::steady_timer m_resultTimer;
     std::map<UID, std::set<unsigned>> m_known; // Results that were read; the share's thread's own.

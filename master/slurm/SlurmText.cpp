@@ -17,6 +17,7 @@ namespace
 {
 
 constexpr std::size_t k_fields = 7;
+constexpr std::size_t k_most_words = 500; // Bytes, of what may go on and on.
 
 std::string_view Trimmed(std::string_view text)
 {
@@ -89,19 +90,83 @@ bool ReadLine(std::string_view text, QueueLine &line)
     return true;
 }
 
-// The number behind each "key=" that is one.
-void AddNumbers(std::string_view text, std::string_view key, std::vector<unsigned> &numbers)
+// A line of `scontrol -o show assoc_mgr`: what a user may have of an account, or the account
+// itself.
+struct Association
 {
-    for (std::size_t place = text.find(key); place != std::string_view::npos;
-         place = text.find(key, place + 1))
+    std::string_view account;
+    std::string_view user; // Empty for the account itself.
+    std::string_view parent;
+    std::string_view mostSubmitted;
+    std::string_view mostOfGroup;
+    bool isUsual = false; // It is that of a job that names no account.
+};
+
+std::vector<Association> ReadAssociations(std::string_view text)
+{
+    std::vector<Association> all;
+    while (!text.empty())
     {
-        const std::string_view rest = text.substr(place + key.size());
-        unsigned number = 0;
-        const auto [stopped, error] =
-            std::from_chars(rest.data(), rest.data() + rest.size(), number);
-        if (error == std::errc() && number > 0)
-            numbers.push_back(number);
+        std::string_view line = TakePart(text, '\n');
+        Association one;
+        while (!line.empty())
+        {
+            std::string_view value = TakePart(line, ' ');
+            const std::string_view key = TakePart(value, '=');
+            if (key == "Account")
+                one.account = value;
+            else if (key == "UserName")
+                one.user = value;
+            else if (key == "ParentAccount")
+                one.parent = value.substr(0, value.find('('));
+            else if (key == "DefAssoc")
+                one.isUsual = value == "Yes";
+            else if (key == "MaxSubmitJobs")
+                one.mostSubmitted = value;
+            else if (key == "GrpSubmitJobs")
+                one.mostOfGroup = value;
+        }
+        if (!one.account.empty())
+            all.push_back(one);
     }
+    return all;
+}
+
+// The number of "500(3)"; "N(3)" and nothing are none. Of 0, Slurm tells when a job comes.
+void AddNumber(std::string_view text, std::vector<unsigned> &numbers)
+{
+    unsigned number = 0;
+    if (ReadNumber(text.substr(0, text.find('(')), number) && number > 0)
+        numbers.push_back(number);
+}
+
+// Those of an account and of all that it belongs to.
+void AddGroups(const std::vector<Association> &all, std::string_view account,
+               std::vector<unsigned> &numbers)
+{
+    for (std::size_t depth = 0; depth < all.size(); ++depth)
+    {
+        const auto found =
+            std::ranges::find_if(all, [&](const Association &one)
+                                 { return one.user.empty() && one.account == account; });
+        if (found == all.end())
+            return;
+        AddNumber(found->mostOfGroup, numbers);
+        account = found->parent;
+    }
+}
+
+// The number of "name=number" among what has commas between.
+std::optional<unsigned> ReadParameter(std::string_view text, std::string_view name)
+{
+    while (!text.empty())
+    {
+        std::string_view value = TakePart(text, ',');
+        unsigned number = 0;
+        if (Trimmed(TakePart(value, '=')) == name && ReadNumber(Trimmed(value), number))
+            return number;
+    }
+    return std::nullopt;
 }
 
 } // namespace
@@ -189,6 +254,7 @@ std::map<String, String> ReadNodeLines(std::string_view text)
 ClusterLimits ReadConfig(std::string_view text)
 {
     ClusterLimits limits;
+    std::optional<unsigned> mostOfArray;
     while (!text.empty())
     {
         std::string_view value = TakePart(text, '\n');
@@ -202,15 +268,26 @@ ClusterLimits ReadConfig(std::string_view text)
             ReadNumber(value, limits.arraySize);
         else if (key == "MaxJobCount")
             ReadNumber(value, limits.jobs);
+        else if (key == "SchedulerParameters")
+            mostOfArray = ReadParameter(value, "max_array_tasks");
     }
+    if (mostOfArray)
+        limits.arraySize = std::min(limits.arraySize, *mostOfArray);
     return limits;
 }
 
 unsigned ReadSubmitLimit(std::string_view text)
 {
+    const std::vector<Association> all = ReadAssociations(text);
     std::vector<unsigned> numbers;
-    AddNumbers(text, "MaxSubmitJobs=", numbers);
-    AddNumbers(text, "GrpSubmitJobs=", numbers);
+    for (const Association &one : all)
+    {
+        if (!one.isUsual || one.user.empty())
+            continue;
+        AddNumber(one.mostSubmitted, numbers);
+        AddNumber(one.mostOfGroup, numbers);
+        AddGroups(all, one.account, numbers);
+    }
     return numbers.empty() ? 0 : *std::ranges::min_element(numbers);
 }
 
@@ -222,20 +299,39 @@ std::uint64_t ReadArrayNumber(std::string_view text)
 
 String WordsOf(std::string_view errors)
 {
-    std::string_view words;
-    for (std::string_view rest = errors; !rest.empty();)
+    std::vector<std::string_view> all;
+    std::string_view other;
+    while (!errors.empty())
     {
-        std::string_view line = Trimmed(TakePart(rest, '\n'));
-        if (const std::size_t place = line.find("error: "); place != std::string_view::npos)
-            words = line.substr(place + 7);
-        else if (words.empty() && !line.empty())
-            words = line;
+        std::string_view line = Trimmed(TakePart(errors, '\n'));
+        if (other.empty())
+            other = line;
+        bool isMarked = false;
+        for (const std::string_view mark : {"error: ", "fatal: ", "Batch job submission failed: "})
+            if (const std::size_t place = line.find(mark); place != std::string_view::npos)
+            {
+                line.remove_prefix(place + mark.size());
+                isMarked = true;
+            }
+        if (isMarked && std::ranges::find(all, line) == all.end())
+            all.push_back(line);
     }
-    for (const std::string_view before :
-         {"Batch job submission failed: ", "slurm_load_jobs error: ", "slurm_update error: "})
-        if (words.starts_with(before))
-            words.remove_prefix(before.size());
-    return corvan::Excerpt(corvan::MakeUtf8(words));
+    if (all.empty())
+        all.push_back(other);
+    std::string words;
+    for (const std::string_view one : all)
+        words.append(words.empty() ? "" : "; ").append(one);
+    if (words.size() > k_most_words)
+        words.replace(k_most_words, std::string::npos, "...");
+    return corvan::MakeUtf8(words);
+}
+
+bool IsSubmitLimit(const String &words)
+{
+    if (words.find("SubmitJob") != String::npos)
+        return true;
+    // Not where another limit is named ("QOSMaxCpuPerJobLimit").
+    return words.find("job submit limit") != String::npos && words.find("Limit; ") == String::npos;
 }
 
 bool MayHaveTaken(const String &words)

@@ -34,15 +34,18 @@ std::map<String, String> ReadNodeLines(std::string_view text);
 /// Reads "Key = value" lines as `scontrol show config` prints them. Keys that are missing leave
 /// what is usual.
 ClusterLimits ReadConfig(std::string_view text);
-/// The least of the numbers of jobs that a user may submit, in `scontrol show assoc_mgr`; 0 where
-/// there is none.
+/// How many jobs a user may submit who names no account, in what `scontrol -o show assoc_mgr` tells
+/// of him: the least of what he, his account and all that it belongs to may; 0 where there is none.
 unsigned ReadSubmitLimit(std::string_view text);
 
 /// The number of "1234" or "1234;cluster"; 0 for other text.
 std::uint64_t ReadArrayNumber(std::string_view text);
 
-/// What a command says of its trouble, without its own name: the last line that does, or all of it.
+/// What a command says of its trouble, without its own name: all that it calls an error, the first
+/// being the most exact, or else its first line.
 String WordsOf(std::string_view errors);
+/// Whether such words say that there are too many jobs, and not that one is too large.
+bool IsSubmitLimit(const String &words);
 /// Whether after such words the cluster may have taken what it was given.
 bool MayHaveTaken(const String &words);
 

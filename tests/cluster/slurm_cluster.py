@@ -172,6 +172,8 @@ class Cluster:
         lines += [
             "PartitionName=farm Nodes=ALL Default=YES MaxTime=INFINITE State=UP",
             f"PartitionName=short Nodes={self.nodes[0]} MaxTime=1 State=UP",
+            # Takes what others have where the settings let it, and takes nobody in by itself.
+            "PartitionName=urgent Nodes=ALL PriorityTier=10 State=UP",
         ]
         self.conf.write_text("\n".join(lines) + "\n")
 

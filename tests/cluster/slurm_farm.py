@@ -88,6 +88,10 @@ class ClusterTest(FarmTest):
     def start_master(self, *arguments):
         super().start_master("--engine", "slurm", *arguments)
 
+    def start_local_master(self):
+        """One that runs its commands itself, with the same store and settings."""
+        super().start_master()
+
     def kill_master(self):
         self.stop_master(signal.SIGKILL)
 

@@ -128,7 +128,40 @@ class SlurmRenders(OnSlurm):
         self.assertEqual(sum(node["failed"] for node in self.nodes().values()), 1)
 
 
+    def test_a_job_type_runs_unchanged_on_either_engine(self):
+        def render(folder):
+            job = self.corvan(
+                *("submit", "POV-Ray", "--range", "1-3", "--format", folder / "f.%d.png"),
+                *("--set", f"Scene={SHARE / 'demo' / 'clockwork.pov'}"),
+                *("--set", "Width=48", "--set", "Height=27"),
+            ).strip()
+            self.wait_for(job)
+            self.assertEqual({task["tries"] for task in self.tasks(job)}, {1})
+            # What stands before tells when it was rendered.
+            return [(folder / f"f.{n}.png").read_bytes().partition(b"IDAT")[2] for n in (1, 2, 3)]
+
+        self.start_master()
+        there = render(self.folder / "there")
+        self.assertEqual(len(set(there)), 3)
+        self.stop_master()
+        self.start_local_master()
+        self.assertEqual(render(self.folder / "here"), there)
+
+    def test_frames_are_judged_once_they_stand_still_whatever_the_clock_of_their_node_says(self):
+        self.start_master()
+        # Of one that is ahead by a day, of one that stopped long ago, and of a good one.
+        dates = 'case $1 in 1) touch -d "1 day" "$2";; 2) touch -d @1 "$2";; esac'
+        job = self.submit_frames(
+            f'head -c 20000 /dev/zero > "$2"; {dates}', 3,
+            *("--set", "CheckFrames=sizes", "--set", "QuietSeconds=1"),
+        )
+        wait_until(lambda: self.parameter(job, "FramesChecked") == "done")
+        self.assertEqual(self.parameter(job, "FramesBad"), "0")
+
+
 class SlurmObeys(OnSlurm):
+    SETTINGS = ("PreemptType=preempt/partition_prio", "PreemptMode=REQUEUE")
+
     def test_a_pause_holds_and_the_next_start_goes_on(self):
         self.start_master()
         job = self.once(12)
@@ -212,6 +245,24 @@ class SlurmObeys(OnSlurm):
         self.wait_for(job)
         self.assertEqual(self.tasks(job)[0]["tries"], 1)
 
+    def test_what_slurm_takes_away_for_others_is_begun_again_and_no_failed_frame(self):
+        self.start_master()
+        job = self.once(6)
+        self.wait_for_begun(6)
+        wait = f"until [ -e {self.folder}/go ]; do sleep 0.1; done"
+        self.slurm("sbatch", "--partition=urgent", "--output=/dev/null", f"--wrap={wait}")
+        wait_until(lambda: re.search("begun again: on node.: Slurm says PREEMPTED", self.master_log()))
+        # Others have its place now.
+        self.assertEqual(len(self.begun()), 6)
+        self.assertFalse(self.parameter(job, "Waiting"))
+        self.go()
+        self.wait_for(job)
+        self.all_frames(6)
+        self.no_two_at_a_time()
+        self.assertEqual(sorted(task["tries"] for task in self.tasks(job)), [1] * 5 + [2])
+        failed = {node["failed"] for node in json.loads(self.corvan("nodes", "--json"))}
+        self.assertEqual(failed, {0})
+
     def test_two_masters_see_their_own_jobs_alone(self):
         self.start_master()
         job = self.once(3)
@@ -232,13 +283,16 @@ class SlurmOrders(OnSlurm):
 
     NODES = 1
     SLOTS = 1
-    SETTINGS = ("MaxArraySize=4",)
+    SETTINGS = (
+        "SchedulerParameters=batch_sched_delay=0,sched_interval=1,bf_interval=1,max_array_tasks=4",
+    )
 
     def test_frames_are_begun_in_the_order_of_the_job(self):
         self.start_master()
         job = self.once(9, "", "--order", "middle")
         self.wait_for(job)
         self.assertEqual([int(frame) for frame in self.begun()], [5, 6, 4, 7, 3, 8, 2, 9, 1])
+        self.assertNotIn("Slurm refuses", self.master_log())
 
     def test_a_new_order_counts_for_what_has_not_begun(self):
         self.start_master()
@@ -480,6 +534,81 @@ class MasterFails(OnSlurm):
         self.all_frames(6)
         self.no_two_at_a_time()
 
+    def test_it_finds_how_many_tasks_a_limit_lets_it_submit(self):
+        # As a quality of service with MaxSubmitJobsPerUser=4 does.
+        path = os.environ["PATH"]
+        words = (
+            "sbatch: error: QOSMaxSubmitJobPerUserLimit\n"
+            "sbatch: error: Batch job submission failed: Job violates accounting/QOS policy "
+            "(job submit limit, user's size and/or time limits)"
+        )
+        self.put_before(
+            "sbatch",
+            f'PATH={path}; for one; do case $one in --array=*) array=${{one#*=}};; esac; done; '
+            'there=$(squeue -h -r | wc -l); new=$((${array#*-} - ${array%-*} + 1)); '
+            f'[ -z "$array" ] || [ $((there + new)) -le 4 ] || {{ echo "{words}" >&2; exit 1; }}; '
+            'exec sbatch "$@"',
+        )
+        self.start_master()
+        job = self.once(12)
+        # Half of what was refused, again and again.
+        self.wait_for_begun(3)
+        self.assertIn("Job violates accounting/QOS policy", self.master_log())
+        self.go()
+        self.wait_for(job)
+        self.assertEqual({task["tries"] for task in self.tasks(job)}, {1})
+
+    def test_a_queue_that_is_full_is_why_a_job_waits_and_keeps_nothing_else_waiting(self):
+        path, full = os.environ["PATH"], self.folder / "full"
+        words = "sbatch: error: Slurm temporarily unable to accept job, sleeping and retrying"
+        self.put_before(
+            "sbatch",
+            f'[ -e {full} ] && echo "{words}" >&2 && exec sleep 1000; PATH={path} exec sbatch "$@"',
+        )
+        self.start_master()
+        running = self.once(1)
+        self.wait_for_begun(1)
+        full.touch()
+        job = self.submit_frames(RENDER, 2)
+        wait_until(lambda: "takes no more: Slurm temporarily" in (self.parameter(job, "Waiting") or ""))
+        # What somebody does in Slurm is seen.
+        self.slurm("scancel", self.queue("%A")[0][0])
+        wait_until(lambda: re.search(f"job {running} waits: .*cancelled it in Slurm", self.master_log()))
+        full.unlink()
+        self.go()
+        self.wait_for(job)
+        self.wait_for(running)
+
+    def test_it_answers_while_the_share_hangs(self):
+        library = os.environ.get("ORDWICK_HANG_BELOW")
+        if not library:
+            self.skipTest("no sanitizer lets a library be preloaded")
+        hangs = self.folder / "hangs"
+        environment = {"LD_PRELOAD": library, "HANG_BELOW": str(self.share), "HANG_WHEN": str(hangs)}
+        self.env.update(environment)
+        self.start_master()
+        for name in environment:
+            del self.env[name]
+        shown, removed = [self.submit_frames(RENDER, 1) for _ in range(2)]
+        self.wait_for(shown)
+        self.wait_for(removed)
+        folder = next(self.share.glob(f"*/tasks/{removed}"))
+
+        hangs.touch()
+        log = self.start_corvan("log", shown, "0")
+        self.corvan("remove", removed)
+        later = self.submit_frames(RENDER, 2)
+        touched = self.folder / "share.touched"
+        wait_until(lambda: touched.exists() and len(set(touched.read_text().split())) >= 2)
+        self.assertIn(later[:8], self.corvan("list"))
+        self.assertIsNone(log.poll())
+        self.assertTrue(folder.exists())
+
+        hangs.unlink()
+        self.assertIn("frame 1", log.communicate()[0])
+        self.wait_for(later)
+        wait_until(lambda: not folder.exists())
+
     def test_it_does_not_run_here_what_may_run_there(self):
         self.start_master()
         job = self.once(2)
@@ -548,6 +677,21 @@ class FolderIsNotShared(OnSlurm):
         self.start_master()
         self.frames = self.cluster_folder / "local" / "frames"
         job = self.once(2, "", "--set", "Partition=short")
+        self.is_told(job)
+
+    def test_is_found_by_a_master_that_was_started_meanwhile(self):
+        if os.getuid() != 0:
+            self.skipTest("a folder of its own for a node takes root")
+        self.start_master()
+        self.frames = self.cluster_folder / "local" / "others"
+        job = self.once(2, WAIT_FOR_GO, "--set", "Partition=short")
+        self.wait_for_begun(2)
+        self.kill_master()
+        self.go()
+        self.start_master()
+        self.is_told(job)
+
+    def is_told(self, job):
         wait_until(lambda: self.parameter(job, "Status") == "4")
         waiting = self.parameter(job, "Waiting")
         self.assertIn(f"the output folder {self.frames} is not shared by the nodes", waiting)

@@ -64,7 +64,7 @@ protected:
         return outbox;
     }
 
-    const JobState m_job;
+    JobState m_job;
     FakeBatchRunner m_runner;
     FakeClock m_clock;
     Scheduler m_scheduler{m_store, m_cache, m_logs, m_runner, m_clock};
@@ -122,6 +122,26 @@ TEST_F(HandedOverTest, RunsOfAnEarlierMasterGoOnAndTheirEndsCount)
     EXPECT_EQ(State(m_job.id).tasksDone, 1u);
     EXPECT_EQ(m_store.Places().List(m_job).at(1).number, "12_1");
     EXPECT_EQ(m_runner.recorded, std::set<int>{run});
+}
+
+TEST_F(HandedOverTest, TheNextMasterLooksForTheFilesOfAJobOfWhichNoneWasSeen)
+{
+    const JobState job = Add(*MakeTestJob({{"Range", "1-3"}, {"ImageFormat", "/r/f.%d"}}), 60);
+    m_job = job;
+    LeaveRunning(1, {UID(true), 1, 0});
+    AdoptRuns();
+    ASSERT_EQ(m_runner.adopted.size(), 1u);
+    EXPECT_EQ(m_runner.adopted[0].output.Text(), "/r/f.2");
+
+    InTurn(
+        [&](Outbox &)
+        {
+            JobState state = State(job.id);
+            state.tasksDone = 1;
+            m_store.SaveState(state);
+        });
+    AdoptRuns();
+    EXPECT_EQ(m_runner.adopted.at(1).output.Text(), "");
 }
 
 TEST_F(HandedOverTest, RunsOfAPausedJobAreHeldAlsoByTheNextMaster)

@@ -48,6 +48,15 @@ TEST(RunTool, CutsOffWhatTakesTooLong)
     EXPECT_TRUE(RunScript("exec > /dev/null 2>&1; sleep 1000", 50ms).isCutOff);
 }
 
+TEST(RunTool, EndsWhatSaysThatItIsOfNoUse)
+{
+    Tool tool{{"sh", "-c", "echo 'full, trying again' >&2; sleep 100"}, {"PATH=/usr/bin:/bin"}, {}};
+    tool.givesUp = "trying again";
+    const ToolEnd end = RunTool(tool, 60s, {});
+    EXPECT_TRUE(end.isCutOff);
+    EXPECT_EQ(end.error, "full, trying again\n");
+}
+
 TEST(RunTool, EndsWhereSomebodyWantsIt)
 {
     std::stop_source stop;

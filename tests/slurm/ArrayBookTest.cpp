@@ -20,8 +20,9 @@ protected:
     void Add(int count, bool isThere = false, const Path &output = {})
     {
         for (int run = 1; run <= count; ++run)
-            m_book.Add({.run = run, .job = m_job, .place = {m_batch, unsigned(run - 1)}}, output,
-                       isThere);
+            m_book.Add(
+                {.run = run, .job = m_job, .place = {m_batch, unsigned(run - 1)}, .output = output},
+                isThere);
     }
     void HandOver(int count, const Path &output = {})
     {
@@ -125,6 +126,25 @@ TEST_F(ArrayBookTest, ARunIsAsOldAsTheQueueSaysWhenTheMasterHearsOfItLate)
     line.ran = 300s;
     Queue({line});
     EXPECT_EQ(m_book.PlaceOf(1)->since, m_now - 300s);
+}
+
+// The clock of the Master's machine, by which the queue is told, may be ahead of that of Slurm.
+TEST_F(ArrayBookTest, ARunIsNoOlderThanTheLastAnswerThatDidNotTellOfIt)
+{
+    HandOver(1);
+    Queue({Line(0, 0, "PENDING")});
+    const auto before = m_now;
+    QueueLine line = Line(0, 0, "RUNNING");
+    line.ran = 300s;
+    Queue({line});
+    EXPECT_EQ(m_book.PlaceOf(1)->since, before);
+    line.ran = 302s;
+    Queue({line});
+    EXPECT_EQ(m_book.PlaceOf(1)->since, before);
+    // Slurm counts no time for which it was suspended.
+    line.ran = 1s;
+    Queue({line});
+    EXPECT_EQ(m_book.PlaceOf(1)->since, m_now - 1s);
 }
 
 TEST_F(ArrayBookTest, AbsenceCountsAfterTwoGoodAnswersAndOnlyOnceNobodyCanBeginIt)
@@ -238,6 +258,19 @@ TEST_F(ArrayBookTest, AnArrayThatMayHaveBeenTakenIsLookedForByItsName)
     EXPECT_EQ(orders.queued.at(m_job), "");
     EXPECT_EQ(m_book.PlaceOf(1)->number, "5_0");
     EXPECT_TRUE(m_ended.empty());
+}
+
+TEST_F(ArrayBookTest, AnArrayThatAFullQueueTakesLaterIsLookedForToo)
+{
+    Add(1);
+    m_book.TakeAnswer(m_batch, {Kind::Busy, 0, "Slurm job queue full"});
+    EXPECT_EQ(Take().queued.at(m_job), "Slurm takes no more: Slurm job queue full");
+    Queue({});
+    EXPECT_EQ(Queue({}).toDrop, std::vector<UID>{m_batch});
+    m_book.TakeDrop(m_batch);
+    Take();
+    EXPECT_EQ(m_ended.at(1).reason, "Slurm takes no more: Slurm job queue full");
+    EXPECT_FALSE(m_ended.at(1).isStarted);
 }
 
 TEST_F(ArrayBookTest, AnArrayThatWasNotTakenAfterAllDoesNothingLater)
@@ -386,6 +419,16 @@ TEST_F(ArrayBookTest, AdoptsWhatAnEarlierMasterHasHandedOver)
     Barred(orders.toBar.front(), Barring::Free);
     EXPECT_TRUE(m_ended.at(2).isLost);
     EXPECT_FALSE(m_ended.contains(1));
+}
+
+TEST_F(ArrayBookTest, LooksForTheFileOfWhatAnEarlierMasterHasHandedOver)
+{
+    Add(1, true, "/local/f.1");
+    Queue({Line(0, 0, "RUNNING")});
+    EXPECT_EQ(Result(0, "X0 ").toLookAt.size(), 1u);
+    m_book.TakeLook(1, false);
+    Take();
+    EXPECT_TRUE(m_ended.at(1).leadsOut);
 }
 
 TEST_F(ArrayBookTest, CancelsArraysOfOursThatNobodyWaitsForAndNoOthers)

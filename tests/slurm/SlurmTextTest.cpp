@@ -110,13 +110,52 @@ TEST(SlurmText, ReadsTheLimits)
     EXPECT_EQ(limits.jobs, 100000u);
     EXPECT_EQ(limits.version, "22.05.8");
     EXPECT_EQ(ReadConfig("").arraySize, 1001u);
+    // Of the two limits of an array the lower one counts.
+    const std::string parameters = "SchedulerParameters = bf_interval=1,max_array_tasks=50\n";
+    EXPECT_EQ(ReadConfig(parameters).arraySize, 50u);
+    EXPECT_EQ(ReadConfig(parameters + "MaxArraySize = 8\n").arraySize, 8u);
+    EXPECT_EQ(ReadConfig("SchedulerParameters = max_array_tasks=x\n").arraySize, 1001u);
 }
 
-TEST(SlurmText, ReadsTheLeastLimitOfJobsThatAUserMaySubmit)
+// As Slurm 22.05 prints it, but for what else it tells.
+TEST(SlurmText, ReadsHowManyJobsAUserMaySubmit)
 {
-    EXPECT_EQ(ReadSubmitLimit("No associations currently cached in Slurm.\n"), 0u);
-    EXPECT_EQ(ReadSubmitLimit("GrpJobs=N(0) GrpSubmitJobs=N(0) MaxSubmitJobs= MaxWallPJ=\n"), 0u);
-    EXPECT_EQ(ReadSubmitLimit("GrpSubmitJobs=900(3) MaxSubmitJobs=500(3) MaxWallPJ=\n"), 500u);
+    const std::string head = "Current Association Manager state\n\nAssociation Records\n\n";
+    const std::string root =
+        "ClusterName=c Account=root UserName= Partition= ParentAccount= DefAssoc=No "
+        "GrpSubmitJobs=N(5) MaxJobs= MaxSubmitJobs= MaxWallPJ=\n";
+    const auto account = [](const char *name, const char *parent, const char *group)
+    {
+        return std::string("ClusterName=c Account=") + name + " UserName= ParentAccount=" + parent +
+               "(1) Lft=2 DefAssoc=No GrpSubmitJobs=" + group + " MaxSubmitJobs= MaxWallPJ=\n";
+    };
+    const auto user = [](const char *name, const char *isUsual, const char *most)
+    {
+        return std::string("ClusterName=c Account=") + name +
+               " UserName=anna(7) ParentAccount= " + "DefAssoc=" + isUsual +
+               " GrpSubmitJobs=N(0) MaxSubmitJobs=" + most + " MaxWallPJ=\n";
+    };
+    const struct
+    {
+        std::string text;
+        unsigned most;
+    } cases[] = {
+        {"No associations currently cached in Slurm.\n", 0},
+        {head + root + account("show", "root", "N(0)") + user("show", "Yes", ""), 0},
+        {head + root + account("show", "root", "N(0)") + user("show", "Yes", "500(3)"), 500},
+        {head + root + account("show", "root", "900(3)") + user("show", "Yes", ""), 900},
+        {head + root + account("film", "root", "70(0)") + account("show", "film", "N(0)") +
+             user("show", "Yes", "500(3)"),
+         70},
+        // What an account allows that only some jobs name is told by Slurm when they come.
+        {head + root + account("show", "root", "N(0)") + account("test", "root", "3(0)") +
+             user("test", "No", "6(0)") + user("show", "Yes", ""),
+         0},
+        // Slurm tells that when a job comes.
+        {head + root + user("root", "Yes", "0(0)"), 0},
+    };
+    for (const auto &[text, most] : cases)
+        EXPECT_EQ(ReadSubmitLimit(text), most) << text;
 }
 
 TEST(SlurmText, ReadsTheNumberOfAnArray)
@@ -127,17 +166,74 @@ TEST(SlurmText, ReadsTheNumberOfAnArray)
     EXPECT_EQ(ReadArrayNumber(""), 0u);
 }
 
-TEST(SlurmText, TakesTheLastWordsWithoutTheCommandsName)
+// As Slurm 22.05 prints it.
+const char *const k_policy =
+    "Job violates accounting/QOS policy (job submit limit, user's size and/or "
+    "time limits)";
+
+TEST(SlurmText, TakesAllWordsOfTroubleWithoutTheCommandsName)
 {
-    EXPECT_EQ(WordsOf("sbatch: error: invalid partition specified: nix\n"
-                      "sbatch: error: Batch job submission failed: Invalid partition name "
-                      "specified\n"),
-              "Invalid partition name specified");
-    EXPECT_EQ(WordsOf("slurm_load_jobs error: Unable to contact slurm controller (connect "
-                      "failure)\n"),
-              "Unable to contact slurm controller (connect failure)");
-    EXPECT_EQ(WordsOf("something else\n"), "something else");
-    EXPECT_EQ(WordsOf(""), "");
+    const std::string policy = std::string("; ") + k_policy;
+    const struct
+    {
+        std::vector<std::string> lines;
+        std::string words;
+    } cases[] = {
+        {{"sbatch: error: Batch job submission failed: Invalid feature specification"},
+         "Invalid feature specification"},
+        {{"sbatch: error: Batch job submission failed: Invalid account or account/partition "
+          "combination specified"},
+         "Invalid account or account/partition combination specified"},
+        {{"sbatch: error: Batch job submission failed: Invalid qos specification"},
+         "Invalid qos specification"},
+        {{"sbatch: error: Invalid --time specification"}, "Invalid --time specification"},
+        {{"sbatch: error: invalid partition specified: nix",
+          "sbatch: error: Batch job submission failed: Invalid partition name specified"},
+         "invalid partition specified: nix; Invalid partition name specified"},
+        {{"sbatch: error: Memory specification can not be satisfied",
+          "sbatch: error: Batch job submission failed: Requested node configuration is not "
+          "available"},
+         "Memory specification can not be satisfied; Requested node configuration is not "
+         "available"},
+        {{"sbatch: error: QOSMaxSubmitJobPerUserLimit",
+          std::string("sbatch: error: Batch job submission failed: ") + k_policy},
+         "QOSMaxSubmitJobPerUserLimit" + policy},
+        {{"squeue: error: If munged is up, restart with --num-threads=10",
+          "squeue: error: Munge encode failed: Failed to access \"/run/munge\" (Did you start "
+          "munged?)",
+          "slurm_load_jobs error: Protocol authentication error"},
+         "If munged is up, restart with --num-threads=10; Munge encode failed: Failed to access "
+         "\"/run/munge\" (Did you start munged?); Protocol authentication error"},
+        {{"scontrol: error: Parse error in file /etc/slurm.conf line 1: \"x\"",
+          "scontrol: fatal: Unable to process configuration file"},
+         "Parse error in file /etc/slurm.conf line 1: \"x\"; Unable to process configuration file"},
+        {{"slurm_load_jobs error: Unable to contact slurm controller (connect failure)"},
+         "Unable to contact slurm controller (connect failure)"},
+        {{"sbatch: error: twice", "sbatch: error: twice"}, "twice"},
+        {{"something else", "and more"}, "something else"},
+        {{}, ""},
+    };
+    EXPECT_EQ(WordsOf("sbatch: error: " + std::string(9999, 'x')), std::string(500, 'x') + "...");
+    for (const auto &[lines, words] : cases)
+    {
+        std::string text;
+        for (const std::string &line : lines)
+            text += line + "\n";
+        EXPECT_EQ(WordsOf(text), words);
+    }
+}
+
+TEST(SlurmText, KnowsTooManyJobsFromOneThatIsTooLarge)
+{
+    const std::string policy = std::string("; ") + k_policy;
+    for (const char *const name : {"QOSMaxSubmitJobPerUserLimit", "AssocMaxSubmitJobLimit",
+                                   "AssocGrpSubmitJobsLimit", "QOSGrpSubmitJobsLimit"})
+        EXPECT_TRUE(IsSubmitLimit(name + policy)) << name;
+    EXPECT_TRUE(IsSubmitLimit(k_policy)) << "it may be";
+    for (const char *const name : {"QOSMaxCpuPerJobLimit", "QOSMaxWallDurationPerJobLimit"})
+        EXPECT_FALSE(IsSubmitLimit(name + policy)) << name;
+    EXPECT_FALSE(IsSubmitLimit("Invalid account or account/partition combination specified"));
+    EXPECT_FALSE(IsSubmitLimit(""));
 }
 
 TEST(SlurmText, KnowsWhatLeavesOpenWhetherAnArrayWasTaken)
