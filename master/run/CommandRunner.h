@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <functional>
+#include <limits>
 #include <map>
 #include <optional>
 #include <string>
@@ -160,6 +161,12 @@ public:
     virtual unsigned BatchSize() const
     {
         return 0;
+    }
+    /// How many more of a job it takes now, beside `FreeSlots`: whoever has them begun may take
+    /// fewer of one job than of others.
+    virtual int RoomFor(const UID & /*job*/) const
+    {
+        return std::numeric_limits<int>::max();
     }
     /// A run that was handed over by an earlier Master: its end is told, too. Before `Begin`.
     virtual void Adopt(const EarlierRun &, RunListener &) {}

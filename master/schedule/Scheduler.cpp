@@ -315,12 +315,18 @@ std::vector<Scheduler::Planned> Scheduler::Plan(Outbox &outbox)
     std::vector<Planned> planned;
     FairQueue queue(m_store, m_shares, JobsToPassOver());
     Batches batches;
+    std::map<UID, int> taken;
     for (int slots = m_runner.FreeSlots(); slots > 0;)
     {
         FairQueue::Turn *const turn = queue.Next();
         if (!turn)
             break;
         JobState *const state = &turn->job;
+        if (taken[state->id] >= m_runner.RoomFor(state->id))
+        {
+            queue.PassOver();
+            continue;
+        }
         std::optional<TaskState> task =
             m_store.Tasks().FindNext(*state, m_taskPauses.Pausing(state->id, m_clock.Now()));
         Planned one;
@@ -339,6 +345,7 @@ std::vector<Scheduler::Planned> Scheduler::Plan(Outbox &outbox)
         one.owner = turn->owner;
         one.priority = state->priority;
         queue.Serve();
+        ++taken[state->id];
         // One command shows whether the others could be started, too.
         if (m_jobPauses.IsTroubled(state->id))
             queue.PassOver();

@@ -593,6 +593,24 @@ std::vector<UID> ArrayBook::Batches() const
     return batches;
 }
 
+std::size_t ArrayBook::CountRunsOf(const UID &job) const
+{
+    _CallEntry call("ArrayBook::CountRunsOf", __FILE__, __LINE__);
+
+    std::size_t count = 0;
+    for (const auto &[batch, array] : m_arrays)
+        count += array.job == job ? array.runs.size() : 0;
+    return count;
+}
+
+UID ArrayBook::JobOf(const UID &batch) const
+{
+    _CallEntry call("ArrayBook::JobOf", __FILE__, __LINE__);
+
+    const auto found = m_arrays.find(batch);
+    return found == m_arrays.end() ? UID() : found->second.job;
+}
+
 std::set<UID> ArrayBook::AllBatches() const
 {
     _CallEntry call("ArrayBook::AllBatches", __FILE__, __LINE__);

@@ -111,6 +111,9 @@ public:
     {
         return m_runs.size();
     }
+    std::size_t CountRunsOf(const UID &job) const;
+    /// Nil for a batch that is not there.
+    UID JobOf(const UID &batch) const;
     bool IsEmpty() const
     {
         return m_arrays.empty();

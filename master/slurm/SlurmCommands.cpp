@@ -80,6 +80,7 @@ SlurmCommands::Printed SlurmCommands::RunPrepared(Tool tool)
     const std::string &program = tool.arguments.front();
     ToolEnd end = RunTool(tool, m_limit, m_stop);
     Printed printed{.words = {}, .output = std::move(end.output), .isStarted = end.isStarted};
+    printed.isCutOff = end.isCutOff;
     printed.hasGivenUp = !tool.givesUp.empty() && end.error.find(tool.givesUp) != std::string::npos;
     if (!end.isStarted)
         printed.words = end.error;
@@ -102,6 +103,9 @@ ClusterLimits SlurmCommands::ReadLimits()
 
     m_limit = m_settings.firstLimit;
     const Printed config = Run({"scontrol", "show", "config"});
+    // It tries for longer than anybody would wait, before it says so.
+    if (config.isCutOff)
+        throw new ostrel::Exception(config.words + "; is munged running here, and slurmctld?");
     if (!config.words.empty())
         throw new ostrel::Exception(config.words);
     ClusterLimits limits = ReadConfig(config.output);

@@ -48,6 +48,7 @@ private:
         String words; ///< Empty where it has succeeded.
         std::string output;
         bool isStarted = true;
+        bool isCutOff = false;
         bool hasGivenUp = false; ///< It has said what `Tool::givesUp` says.
     };
     Printed RunPrepared(Tool tool);

@@ -32,7 +32,7 @@ constexpr milliseconds k_results_each{1'000};
 constexpr int k_pause_for_work = 100;
 constexpr milliseconds k_longest_pause{30'000};
 constexpr std::chrono::seconds k_doubled_each{60};
-constexpr int k_most_doublings = 30;
+constexpr int k_most_doublings = 17; // Then all there may be.
 // A share may tell late of a file that is there.
 constexpr int k_file_looks = 50;
 constexpr int k_file_look_each_ms = 200;
@@ -136,17 +136,23 @@ int SlurmRunner::FreeSlots() const
                                              : std::clamp(m_limits.jobs / 2, 1u, k_most_tasks);
     if (m_limits.submit > 0)
         most = std::min(most, m_limits.submit);
-    if (m_refusedAbove > 0)
-        most = unsigned(std::min<std::uint64_t>(most, MostUnrefused()));
     const auto there = std::int64_t(m_book->CountRuns());
     return int(std::clamp<std::int64_t>(std::int64_t(most) - there, 0, k_at_once));
 }
 
-// How many the cluster took may be more by now: others' have ended, or the limit is another one.
-std::uint64_t SlurmRunner::MostUnrefused() const
+// The cluster may take more by now: others' tasks have ended, or the limit is another one.
+int SlurmRunner::RoomFor(const UID &job) const
 {
-    const auto doublings = (steady_clock::now() - m_refusedAt) / k_doubled_each;
-    return std::uint64_t(m_refusedAbove) << std::min<std::int64_t>(doublings, k_most_doublings);
+    _CallEntry call("SlurmRunner::RoomFor", __FILE__, __LINE__);
+
+    const auto found = m_refused.find(job);
+    if (found == m_refused.end())
+        return CommandRunner::RoomFor(job);
+    const auto doublings = (steady_clock::now() - found->second.at) / k_doubled_each;
+    const std::size_t most = found->second.above
+                             << std::min<std::int64_t>(doublings, k_most_doublings);
+    const std::size_t there = m_book->CountRunsOf(job);
+    return int(std::min<std::size_t>(most - std::min(most, there), k_at_once));
 }
 
 unsigned SlurmRunner::BatchSize() const
@@ -387,17 +393,27 @@ void SlurmRunner::TakeAnswer(const UID &batch, std::size_t count, const ArrayAns
 {
     _CallEntry call("SlurmRunner::TakeAnswer", __FILE__, __LINE__);
 
-    // Half of it may be taken. What is refused alone tells nothing of how many there may be.
-    const bool isTooMuch =
-        answer.kind == ArrayAnswer::Kind::Busy ||
-        (answer.kind == ArrayAnswer::Kind::Refused && IsSubmitLimit(answer.words));
-    if (isTooMuch && count > 1)
-    {
-        m_refusedAbove = unsigned(m_book->CountRuns() - count + count / 2);
-        m_refusedAt = steady_clock::now();
-    }
+    if (answer.kind == ArrayAnswer::Kind::Busy ||
+        (answer.kind == ArrayAnswer::Kind::Refused && IsSubmitLimit(answer.words)))
+        NoteTooMany(batch, count);
     m_book->TakeAnswer(batch, answer);
     CarryOut();
+}
+
+// Half of them may be taken. The limits of jobs differ: by account, by quality of service.
+void SlurmRunner::NoteTooMany(const UID &batch, std::size_t count)
+{
+    _CallEntry call("SlurmRunner::NoteTooMany", __FILE__, __LINE__);
+
+    const auto now = steady_clock::now();
+    std::erase_if(m_refused, [&](const auto &one)
+                  { return now - one.second.at > k_doubled_each * k_most_doublings; });
+    // One that is refused alone tells nothing of how many there may be.
+    if (count < 2)
+        return;
+    const UID job = m_book->JobOf(batch);
+    const std::size_t others = m_book->CountRunsOf(job) - count;
+    m_refused[job] = {others + count / 2, now};
 }
 
 void SlurmRunner::LookLater(boost::asio::steady_timer &timer, milliseconds pause,

@@ -52,6 +52,7 @@ public:
 
     void Begin(const UID &master, std::function<void()> isAlone) override;
     int FreeSlots() const override;
+    int RoomFor(const UID &job) const override;
     bool Start(const Command &command, RunListener &listener, String *error) override;
     void End(int run) override;
 
@@ -72,7 +73,7 @@ private:
         ArrayFolders::Contents contents;
     };
 
-    std::uint64_t MostUnrefused() const;
+    void NoteTooMany(const UID &batch, std::size_t count);
     void Change();
     void CarryOut();
     void HandOver();
@@ -107,9 +108,13 @@ private:
     bool m_isChanged = false;
     bool m_isQueueGood = true;
     bool m_isSwept = false; // What earlier Masters have left is removed.
-    // So many tasks at a time, then: the cluster has refused more. 0 where it has not.
-    unsigned m_refusedAbove = 0;
-    std::chrono::steady_clock::time_point m_refusedAt;
+    // So many tasks of a job at a time: more were refused then.
+    struct Refused
+    {
+        std::size_t above = 0;
+        std::chrono::steady_clock::time_point at;
+    };
+    std::map<UID, Refused> m_refused;
     boost::asio::steady_timer m_queueTimer;
     boost::asio::steady_timer m_resultTimer;
     std::map<UID, std::set<unsigned>> m_known; // Results that were read; the share's thread's own.

@@ -5,9 +5,9 @@ its own, in a folder of the test's.
     slurm_cluster.py FOLDER [--nodes N] [--slots N] [--set KEY=VALUE]... [--hide NODE=FOLDER]...
                      [--remove FOLDER]
 
-Says "ready" and then takes orders, a line each, from its standard input: "kill NAME", "start NAME", where
-NAME is slurmctld, munged, a node (its slurmd alone) or "all of NODE" (whatever it runs, too). Each is
-answered by "done", or by "failed REASON". At the end of the input, which comes too when the test is killed,
+Says "ready" and then takes orders, a line each, from its standard input: "kill NAME", "start NAME", and
+"freeze NAME", "thaw NAME", where NAME is slurmctld, munged, a node (its slurmd alone) or, to be killed, "all
+of NODE" (whatever it runs, too). Each is answered by "done", or by "failed REASON". At the end of the input, which comes too when the test is killed,
 it ends all that was started and removes what it has made, and what --remove names. It is in a session of its own, and all that
 daemons leave behind become its children: nothing gets away from it.
 """
@@ -174,6 +174,7 @@ class Cluster:
             f"PartitionName=short Nodes={self.nodes[0]} MaxTime=1 State=UP",
             # Takes what others have where the settings let it, and takes nobody in by itself.
             "PartitionName=urgent Nodes=ALL PriorityTier=10 State=UP",
+            "PartitionName=closed Nodes=ALL AllowAccounts=show42 State=UP",
         ]
         self.conf.write_text("\n".join(lines) + "\n")
 
@@ -267,6 +268,13 @@ class Cluster:
         self.daemons[name].kill()
         self.daemons[name].wait()
 
+    def freeze(self, name):
+        """It is there, and does nothing."""
+        self.daemons[name].send_signal(signal.SIGSTOP)
+
+    def thaw(self, name):
+        self.daemons[name].send_signal(signal.SIGCONT)
+
     def stop_all(self):
         """Jobs, daemons and all that they have left behind."""
         end = time.monotonic() + PATIENCE
@@ -293,7 +301,8 @@ class Cluster:
     def carry_out(self, order):
         verb, _, name = order.partition(" ")
         try:
-            {"kill": self.kill, "start": self.start}[verb](name)
+            orders = {"kill": self.kill, "start": self.start, "freeze": self.freeze, "thaw": self.thaw}
+            orders[verb](name)
             return "done"
         except (KeyError, OSError, RuntimeError) as error:
             return f"failed {error!r}"

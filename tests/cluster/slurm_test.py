@@ -214,24 +214,42 @@ class SlurmObeys(OnSlurm):
         self.wait_for(job)
         self.assertEqual({task["node"] for task in self.tasks(job)}, {"node1"})
 
+    def waits_in_slurms_words(self, wishes, words, mended):
+        """A job that Slurm does not take as it is waits for just that, and goes on once it is mended."""
+        sets = [part for wish in wishes for part in ("--set", wish)]
+        job = self.once(3, "", *sets)
+        wait_until(lambda: words in (self.parameter(job, "Waiting") or ""))
+        self.assertEqual({task["status"] for task in self.tasks(job)}, {"Queued"}, words)
+        self.assertEqual(self.parameter(job, "TasksFailed"), "0", words)
+        self.corvan("set", job, *mended)
+        self.wait_for(job)
+        self.assertFalse(self.parameter(job, "Waiting"), words)
+        self.assertEqual({task["tries"] for task in self.tasks(job)}, {1}, words)
+
     def test_what_slurm_refuses_is_why_the_job_waits(self):
         self.start_master()
-        job = self.once(3, "", "--set", "Partition=nowhere")
-        wait_until(lambda: self.parameter(job, "Waiting"))
-        self.assertIn("Invalid partition name specified", self.parameter(job, "Waiting"))
-        self.assertEqual({task["status"] for task in self.tasks(job)}, {"Queued"})
-        self.assertEqual(self.parameter(job, "TasksFailed"), "0")
-        self.corvan("set", job, "Partition=farm")
-        self.wait_for(job)
-        self.assertFalse(self.parameter(job, "Waiting"))
+        memory = (
+            "Slurm refuses it: Memory specification can not be satisfied; "
+            "Requested node configuration is not available"
+        )
+        cases = (
+            ("Partition=nowhere", "Invalid partition name specified", "Partition=farm"),
+            ("Constraint=none", "Slurm refuses it: Invalid feature specification", "Constraint="),
+            ("Memory=99999999", memory, "Memory="),
+        )
+        for wish, words, mended in cases:
+            self.waits_in_slurms_words([wish], words, [mended])
 
     def test_what_slurm_never_begins_is_why_the_job_waits(self):
         self.start_master()
-        job = self.once(1, "", "--set", "Partition=short", "--set", "Time=60")
-        wait_until(lambda: "PartitionTimeLimit" in (self.parameter(job, "Waiting") or ""))
-        # What waits is made anew.
-        self.corvan("set", job, "Time=1")
-        self.wait_for(job)
+        account = "Slurm: Job's account not known, so it can't use this partition (closed allows show42)"
+        cases = (
+            (("Partition=short", "Time=60"), "Slurm: PartitionTimeLimit", ["Time=1"]),
+            (("Partition=closed", "Account=other"), account, ["Partition=farm"]),
+            (("Processors=99",), "Slurm: PartitionConfig", ["Processors=1"]),
+        )
+        for wishes, words, mended in cases:
+            self.waits_in_slurms_words(wishes, words, mended)
 
     def test_what_somebody_cancels_in_slurm_is_no_failed_frame(self):
         self.start_master()
@@ -415,6 +433,24 @@ class SlurmFails(OnSlurm):
         self.all_frames(9)
         self.no_two_at_a_time()
 
+    def test_the_controller_does_not_answer_for_a_while(self):
+        self.start_master()
+        job = self.once(9)
+        self.wait_for_begun(6)
+        self.order("freeze slurmctld")
+        try:
+            later = self.submit_frames(RENDER, 10)
+            self.go()
+            # What ran is told without it.
+            wait_until(lambda: self.parameter(job, "TasksDone") == "6")
+            self.assertIn(later[:8], self.corvan("list"))
+        finally:
+            self.order("thaw slurmctld")
+        self.wait_for(job)
+        self.wait_for(later)
+        self.no_two_at_a_time()
+        self.assertEqual(len(self.begun()), 9)
+
     def test_the_controller_forgets_what_runs_and_what_waits(self):
         self.start_master()
         job = self.once(9)
@@ -535,7 +571,7 @@ class MasterFails(OnSlurm):
         self.no_two_at_a_time()
 
     def test_it_finds_how_many_tasks_a_limit_lets_it_submit(self):
-        # As a quality of service with MaxSubmitJobsPerUser=4 does.
+        # As a quality of service with MaxSubmitJobsPerUser=4 does, that the partition has.
         path = os.environ["PATH"]
         words = (
             "sbatch: error: QOSMaxSubmitJobPerUserLimit\n"
@@ -544,15 +580,17 @@ class MasterFails(OnSlurm):
         )
         self.put_before(
             "sbatch",
-            f'PATH={path}; for one; do case $one in --array=*) array=${{one#*=}};; esac; done; '
-            'there=$(squeue -h -r | wc -l); new=$((${array#*-} - ${array%-*} + 1)); '
-            f'[ -z "$array" ] || [ $((there + new)) -le 4 ] || {{ echo "{words}" >&2; exit 1; }}; '
-            'exec sbatch "$@"',
+            f'PATH={path}; case "$*" in *=urgent*) ;; *) exec sbatch "$@";; esac; '
+            'for one; do case $one in --array=*) array=${one#*=};; esac; done; '
+            'there=$(squeue -h -r -p urgent | wc -l); new=$((${array#*-} - ${array%-*} + 1)); '
+            f'[ $((there + new)) -le 4 ] || {{ echo "{words}" >&2; exit 1; }}; exec sbatch "$@"',
         )
         self.start_master()
-        job = self.once(12)
+        job = self.once(12, WAIT_FOR_GO, "--set", "Partition=urgent")
         # Half of what was refused, again and again.
         self.wait_for_begun(3)
+        # That is its own limit.
+        self.wait_for(self.submit_frames(RENDER, 20))
         self.assertIn("Job violates accounting/QOS policy", self.master_log())
         self.go()
         self.wait_for(job)
@@ -642,9 +680,26 @@ class SlurmIsNotThere(OnSlurm):
         )
 
     def test_a_wrong_configuration_is_told_at_the_start(self):
-        done = self.start(Conf="/nowhere/slurm.conf")
-        self.assertEqual(done.returncode, 1)
-        self.assertIn("cannot read /nowhere/slurm.conf", done.stderr)
+        nonsense, nobody = self.folder / "nonsense.conf", self.folder / "nobody.conf"
+        nonsense.write_text("this is none\n")
+        # A cluster of which no controller runs; Slurm's commands try for as long as a message may take.
+        settings = re.sub("SlurmctldPort=.*", "SlurmctldPort=1", self.conf.read_text())
+        nobody.write_text(re.sub("MessageTimeout=.*", "MessageTimeout=1", settings))
+        cases = (
+            ("/nowhere/slurm.conf", "cannot read /nowhere/slurm.conf: No such file or directory"),
+            (nonsense, f"Parse error in file {nonsense} line 1"),
+            (nobody, "Unable to contact slurm controller"),
+        )
+        for conf, words in cases:
+            done = self.start(Conf=conf)
+            self.assertEqual(done.returncode, 1)
+            self.assertIn("there is no Slurm to hand commands to: ", done.stderr)
+            self.assertIn(words, done.stderr)
+            # As the user's environment has it.
+            self.env["SLURM_CONF"] = str(conf)
+            self.assertEqual(self.start(Conf="").stderr, done.stderr)
+            del self.env["SLURM_CONF"]
+            self.assertFalse((self.folder / "master.sock").exists())
 
     def test_no_program_of_slurm_is_told_at_the_start(self):
         self.env["PATH"] = "/nowhere"
@@ -665,7 +720,8 @@ class SlurmIsNotThere(OnSlurm):
             (pathlib.Path(self.conf).parent / "munge" / "socket").unlink(missing_ok=True)
             self.order("start munged")
         self.assertEqual(done.returncode, 1)
-        self.assertIn("there is no Slurm", done.stderr)
+        self.assertIn("there is no Slurm to hand commands to: ", done.stderr)
+        self.assertIn("munged", done.stderr)
 
 
 class FolderIsNotShared(OnSlurm):

@@ -95,6 +95,16 @@ TEST_F(HandedOverTest, APacketIsAnElementOfABatchAndOnDiskBeforeItIsHandedOver)
     EXPECT_EQ(planned[2].command.batch->batch, planned[3].command.batch->batch);
 }
 
+TEST_F(HandedOverTest, AJobOfWhichNoMoreIsTakenLeavesTheSlotsToOthers)
+{
+    const JobState other = Add(*MakeTestJob({{"Range", "1-5"}}), 10);
+    m_runner.room[m_job.id] = 2;
+    std::map<UID, int> planned;
+    for (const Scheduler::Planned &one : FillSlots())
+        ++planned[one.job];
+    EXPECT_EQ(planned, (std::map<UID, int>{{m_job.id, 2}, {other.id, 3}}));
+}
+
 TEST_F(HandedOverTest, RunsOfAnEarlierMasterGoOnAndTheirEndsCount)
 {
     const BatchPlace places[] = {{UID(true), 0, 0}, {UID(true), 1, 0}};

@@ -15,6 +15,13 @@ public:
     /// What `SetJob` was told: the job, whether it is held, its priority.
     std::vector<std::tuple<ostrel::UID, bool, int>> jobs;
 
+    std::map<ostrel::UID, int> room; ///< Of jobs that have little.
+
+    int RoomFor(const ostrel::UID &job) const override
+    {
+        const auto found = room.find(job);
+        return found == room.end() ? FakeRunner::RoomFor(job) : found->second;
+    }
     unsigned BatchSize() const override
     {
         return 2;
