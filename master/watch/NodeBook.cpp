@@ -43,7 +43,9 @@ void NodeBook::Note(const String &node, const Event &event)
     Forget(events);
     if (events.size() >= k_MostTasks)
         events.pop_front();
-    events.push_back({event, m_clock.Now(), ostrel::Time::Now()});
+    events.push_back(
+        {event.job, event.task, event.outcome, m_clock.Now(),
+         event.reason.empty() ? nullptr : std::make_unique<const String>(event.reason)});
 }
 
 void NodeBook::NoteBad(const UID &job, const std::set<unsigned> &tasks, const String &reason)
@@ -54,18 +56,25 @@ void NodeBook::NoteBad(const UID &job, const std::set<unsigned> &tasks, const St
     for (auto &[name, events] : m_nodes)
         for (Kept &kept : events)
         {
-            if (!(kept.event.job == job) || !tasks.contains(kept.event.task) ||
-                kept.event.outcome != Outcome::Done)
+            if (!(kept.job == job) || !tasks.contains(kept.task) || kept.outcome != Outcome::Done)
                 continue;
-            Kept *&latest = last[kept.event.task];
+            Kept *&latest = last[kept.task];
             if (!latest || kept.at >= latest->at)
                 latest = &kept;
         }
     for (const auto &[task, kept] : last)
     {
-        kept->event.outcome = Outcome::Bad;
-        kept->event.reason = reason;
+        kept->outcome = Outcome::Bad;
+        kept->reason = std::make_unique<const String>(reason);
     }
+}
+
+ostrel::Time NodeBook::TimeOf(Clock::Moment at) const
+{
+    _CallEntry call("NodeBook::TimeOf", __FILE__, __LINE__);
+
+    const std::chrono::nanoseconds ago = m_clock.Now() - at;
+    return ostrel::Time(ostrel::Time::Now().First() - ago.count());
 }
 
 void NodeBook::Forget(Events &events) const
@@ -95,9 +104,8 @@ std::vector<NodeBook::Node> NodeBook::List()
     std::map<String, std::map<UID, Counts>> byNode;
     for (const auto &[name, events] : m_nodes)
         for (const Kept &kept : events)
-            for (Counts *const counts :
-                 {&everywhere[kept.event.job], &byNode[name][kept.event.job]})
-                ++(IsFailure(kept.event.outcome) ? counts->failed : counts->good);
+            for (Counts *const counts : {&everywhere[kept.job], &byNode[name][kept.job]})
+                ++(IsFailure(kept.outcome) ? counts->failed : counts->good);
 
     std::vector<Node> nodes;
     for (const auto &[name, events] : m_nodes)
@@ -106,13 +114,14 @@ std::vector<NodeBook::Node> NodeBook::List()
         node.name = name;
         for (const Kept &kept : events)
         {
-            node.done += kept.event.outcome == Outcome::Done ? 1 : 0;
-            node.failed += kept.event.outcome == Outcome::Failed ? 1 : 0;
-            node.bad += kept.event.outcome == Outcome::Bad ? 1 : 0;
-            if (!IsFailure(kept.event.outcome))
+            node.done += kept.outcome == Outcome::Done ? 1 : 0;
+            node.failed += kept.outcome == Outcome::Failed ? 1 : 0;
+            node.bad += kept.outcome == Outcome::Bad ? 1 : 0;
+            if (!IsFailure(kept.outcome))
                 continue;
-            node.lastFailure = kept.event;
-            node.lastFailureAt = kept.time;
+            node.lastFailure = {kept.job, kept.task, kept.outcome,
+                                kept.reason ? *kept.reason : String()};
+            node.lastFailureAt = TimeOf(kept.at);
         }
         if (m_nodes.size() > 1)
             Judge(byNode[name], everywhere, node);
@@ -157,9 +166,9 @@ void NodeBook::JudgeAlone(const Events &events, Node &node)
     std::set<UID> jobs;
     for (auto kept = events.end() - k_last_alone; kept != events.end(); ++kept)
     {
-        if (!IsFailure(kept->event.outcome))
+        if (!IsFailure(kept->outcome))
             return;
-        jobs.insert(kept->event.job);
+        jobs.insert(kept->job);
     }
     if (jobs.size() < k_enough_jobs)
         return;

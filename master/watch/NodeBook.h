@@ -3,6 +3,7 @@
 #include <chrono>
 #include <deque>
 #include <map>
+#include <memory>
 #include <optional>
 #include <set>
 #include <vector>
@@ -71,11 +72,14 @@ public:
     std::vector<Node> List();
 
 private:
+    /// An event as it is kept: a day of a large farm has a million of them, few with a reason.
     struct Kept
     {
-        Event event;
+        UID job;
+        unsigned task;
+        Outcome outcome;
         Clock::Moment at;
-        ostrel::Time time;
+        std::unique_ptr<const String> reason;
     };
     struct Counts
     {
@@ -84,6 +88,7 @@ private:
     };
     using Events = std::deque<Kept>;
 
+    ostrel::Time TimeOf(Clock::Moment at) const;
     void Forget(Events &events) const;
     void ForgetAll();
     static void Judge(const std::map<UID, Counts> &here, const std::map<UID, Counts> &everywhere,

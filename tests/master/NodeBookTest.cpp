@@ -63,6 +63,23 @@ TEST_F(NodeBookTest, CountsWhatBecameOfTasks)
     EXPECT_FALSE(nodes[1].lastFailure);
 }
 
+TEST_F(NodeBookTest, TellsWhenTheLastFailureWasAndNotWhenItIsAsked)
+{
+    Note("node1", m_a, "-");
+    m_clock.Pass(3h);
+    Note("node1", m_a, "+");
+    const auto nodes = m_book->List();
+    ASSERT_EQ(nodes.size(), 1u);
+    ASSERT_TRUE(nodes[0].lastFailure);
+    EXPECT_EQ(nodes[0].lastFailure->job, m_a);
+    EXPECT_EQ(nodes[0].lastFailure->outcome, Outcome::Failed);
+    EXPECT_EQ(nodes[0].lastFailure->reason, "exit code 1");
+    const std::chrono::nanoseconds ago(ostrel::Time::Now().First() -
+                                       nodes[0].lastFailureAt.First());
+    EXPECT_GE(ago, 3h);
+    EXPECT_LT(ago, 3h + 10min);
+}
+
 TEST_F(NodeBookTest, AMachineIsSuspiciousWhereSeveralJobsFailThatOthersDoWell)
 {
     const struct
