@@ -586,9 +586,9 @@ class MasterFails(OnSlurm):
             f'[ $((there + new)) -le 4 ] || {{ echo "{words}" >&2; exit 1; }}; exec sbatch "$@"',
         )
         self.start_master()
-        job = self.once(12, WAIT_FOR_GO, "--set", "Partition=urgent")
-        # Half of what was refused, again and again.
-        self.wait_for_begun(3)
+        job = self.once(8, WAIT_FOR_GO, "--set", "Partition=urgent")
+        # Half of what was refused.
+        self.wait_for_begun(4)
         # That is its own limit.
         self.wait_for(self.submit_frames(RENDER, 20))
         self.assertIn("Job violates accounting/QOS policy", self.master_log())
