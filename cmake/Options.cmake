@@ -40,6 +40,11 @@ macro(compile_plain)
     set_property(GLOBAL APPEND PROPERTY ORDWICK_PLAIN_FOLDERS ${plain_folder})
 endmacro()
 
+# For a target of such a folder that does much itself, as released.
+function(compile_optimised target)
+    target_compile_options(${target} PRIVATE $<$<CONFIG:Release>:-O2>)
+endfunction()
+
 # Call it in a folder whose code never has much to do: under a sanitizer it is not optimised, which
 # takes most of the time from compiling it.
 macro(compile_quickly)
