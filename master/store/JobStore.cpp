@@ -49,8 +49,9 @@ bool IsStateParameter(const String &name)
     return name == corvan::p_Status || name == corvan::p_Priority || name == corvan::p_Created ||
            name == corvan::p_TasksTotal || name == corvan::p_TasksDone ||
            name == corvan::p_TasksFailed || name == corvan::p_Type || name == corvan::p_Waiting ||
-           corvan::IsForesight(name) || name == corvan::p_FramesChecked || name == corvan::p_FramesBad ||
-           name == corvan::p_FramesBadRange || name == corvan::p_FrameCounts;
+           corvan::IsForesight(name) || name == corvan::p_FramesChecked ||
+           name == corvan::p_FramesBad || name == corvan::p_FramesBadRange ||
+           name == corvan::p_FrameCounts;
 }
 
 // What a Master that was killed has written and not synced is read like all else, and a power cut
@@ -192,7 +193,7 @@ JobStore::Turn::Turn(JobStore &store)
     _CallEntry call("JobStore::Turn::Turn", __FILE__, __LINE__);
 
     assert(m_store.m_thread.IsCurrent());
-    m_store.m_database->Guarded([&] { m_store.m_database->Connection().exec("BEGIN"); });
+    m_store.m_database->Guarded([&] { m_store.m_database->Prepared("BEGIN")->exec(); });
 }
 
 JobStore::Turn::~Turn()
@@ -211,7 +212,7 @@ void JobStore::Turn::Commit()
 {
     _CallEntry call("JobStore::Turn::Commit", __FILE__, __LINE__);
 
-    m_store.m_database->Guarded([&] { m_store.m_database->Connection().exec("COMMIT"); });
+    m_store.m_database->Guarded([&] { m_store.m_database->Prepared("COMMIT")->exec(); });
     m_open = false;
     // Else nothing had to get to disk.
     if (m_store.m_database->Connection().getTotalChanges() == m_changesBefore)
@@ -226,7 +227,7 @@ void JobStore::Probe()
     _CallEntry call("JobStore::Probe", __FILE__, __LINE__);
 
     Turn turn(*this);
-    m_database->Guarded([&] { m_database->Connection().exec("UPDATE master SET id = id"); });
+    m_database->Guarded([&] { m_database->Prepared("UPDATE master SET id = id")->exec(); });
     turn.Commit();
 }
 
@@ -234,7 +235,7 @@ JobStore::Step::Step(JobStore &store) : m_store(store)
 {
     _CallEntry call("JobStore::Step::Step", __FILE__, __LINE__);
 
-    m_store.m_database->Guarded([&] { m_store.m_database->Connection().exec("SAVEPOINT step"); });
+    m_store.m_database->Guarded([&] { m_store.m_database->Prepared("SAVEPOINT step")->exec(); });
 }
 
 JobStore::Step::~Step()
@@ -251,7 +252,7 @@ void JobStore::Step::Keep()
 {
     _CallEntry call("JobStore::Step::Keep", __FILE__, __LINE__);
 
-    m_store.m_database->Guarded([&] { m_store.m_database->Connection().exec("RELEASE step"); });
+    m_store.m_database->Guarded([&] { m_store.m_database->Prepared("RELEASE step")->exec(); });
     m_open = false;
 }
 
