@@ -81,7 +81,7 @@ void ChildLooker::Start(int look, const LookRequest &request, LookListener &list
 {
     _CallEntry call("ChildLooker::Start", __FILE__, __LINE__);
 
-    m_looks[look] = {m_folder / (std::to_string(look) + ".txt"), request, &listener};
+    m_looks[look] = {PrintedBy(look), request, &listener};
     std::optional<std::vector<std::string>> arguments = ArgumentsOf(request);
     if (!arguments)
         return TellLater(look, "the range and the patterns of the job are too long to be handed "
@@ -96,6 +96,13 @@ void ChildLooker::Start(int look, const LookRequest &request, LookListener &list
         TellLater(look, reason);
 }
 
+Path ChildLooker::PrintedBy(int look) const
+{
+    _CallEntry call("ChildLooker::PrintedBy", __FILE__, __LINE__);
+
+    return m_folder / (std::to_string(look) + ".txt");
+}
+
 Command ChildLooker::CommandFor(int look, const LookRequest &request,
                                 std::vector<std::string> arguments) const
 {
@@ -106,7 +113,7 @@ Command ChildLooker::CommandFor(int look, const LookRequest &request,
     command.arguments = std::move(arguments);
     command.arguments.insert(command.arguments.begin(), m_program.Text());
     command.folder = m_folder;
-    command.log = m_looks.at(look).printed;
+    command.log = PrintedBy(look);
     command.keepsOld = false;
     command.limits.seconds = unsigned(LimitOf(request).count());
     command.limits.memoryMb = ReadsImages(request) ? k_images_memory_mb : k_memory_mb;

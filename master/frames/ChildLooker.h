@@ -29,6 +29,10 @@ public:
     void End(int look) override;
     std::chrono::seconds LimitOf(const check::LookRequest &request) const override;
 
+    /// What is run for a look, with its limits.
+    Command CommandFor(int look, const check::LookRequest &request,
+                       std::vector<std::string> arguments) const;
+
 private:
     struct Look
     {
@@ -41,8 +45,7 @@ private:
     void OnEnded(int run, const RunEnd &end) override;
     void TellLater(int look, const String &trouble);
     void Tell(int look, const check::LookAnswer &answer);
-    Command CommandFor(int look, const check::LookRequest &request,
-                       std::vector<std::string> arguments) const;
+    Path PrintedBy(int look) const;
 
     boost::asio::io_context &m_loop;
     const Path m_folder;

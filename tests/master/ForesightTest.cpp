@@ -1,5 +1,7 @@
 #include "master/watch/Foresight.h"
 
+#include <algorithm>
+
 #include "corvan/Parameters.h"
 #include "tests/master/StoreFixture.h"
 #include "tests/support/FakeClock.h"
@@ -208,12 +210,19 @@ TEST_F(ForesightTest, FollowersAreToldNoMoreThanEachTenSecondsAndOnlyOfWhatIsAno
     Render(10, 1s);
     std::size_t messages = Look().size();
     EXPECT_EQ(messages, 4u);
+    int ends = 0;
     for (int i = 0; i < 300; ++i)
     {
         Render(1, 1s);
-        messages += Look().size();
+        const Texts news = Look();
+        messages += news.size();
+        ends += int(std::ranges::count_if(news, [](const std::string &one)
+                                          { return one.starts_with("ExpectedEnd="); }));
     }
     EXPECT_LT(messages, 100u);
+    // It is ten seconds off each time.
+    EXPECT_GT(ends, 1);
+    EXPECT_LT(ends, 15);
 }
 
 TEST_F(ForesightTest, RegardsTheSlotsThatTheJobReallyGets)

@@ -78,7 +78,9 @@ protected:
                                   {"AutoRequeue", "2"}, {"QuietSeconds", "5"}};
         for (const auto &one : more)
             parameters.push_back(one);
-        return Add(*MakeTestJob(parameters)).id;
+        const boost::shared_ptr<Job> job = MakeTestJob(parameters);
+        const String priority = job->ParameterText("Priority", false);
+        return Add(*job, priority.empty() ? 50 : std::stoi(priority)).id;
     }
 
     // What the Master does in a turn.
@@ -189,6 +191,7 @@ protected:
     Texts m_news;
     Texts m_bad;                    // With the job whose commands wrote them.
     std::vector<Items> m_badFrames; // Of those jobs.
+    std::vector<UID> m_newJobs;     // That followers were told of.
     Texts m_stayBad;                // As was told, for whoever is to hear of it.
 
 private:
@@ -222,6 +225,9 @@ private:
         m_checks->Follow(outbox.FramesToFollow());
         const Texts news = News(outbox);
         m_news.insert(m_news.end(), news.begin(), news.end());
+        for (const Outgoing &message : outbox.Messages())
+            if (const auto *told = dynamic_cast<const corvan::JobMsg *>(message.message.get()))
+                m_newJobs.push_back(told->job->ID());
     }
 };
 
@@ -285,8 +291,10 @@ TEST_F(FrameChecksTest, JudgeFilesThatStoodStillForTheSetTime)
 {
     const UID job = AddJob();
     SetStatus(job, JobStatus::Done);
+    EXPECT_TRUE(m_checks->IsBusy());
     Answer(Print());
     Pass(4999ms);
+    EXPECT_TRUE(m_checks->IsBusy()) << "a Master that looks after frames is not idle";
     EXPECT_EQ(m_looker.started.size(), 1u);
     Pass(1ms);
     ASSERT_EQ(m_looker.started.size(), 2u);
@@ -366,12 +374,13 @@ TEST_F(FrameChecksTest, RenderBadFramesAgainByAJobOfTheirOwn)
     ASSERT_TRUE(round);
     const boost::shared_ptr<const Job> requeue = m_cache.Get(*round)->job;
     EXPECT_EQ(requeue->ParameterText(corvan::p_Range, false), "3,8");
+    EXPECT_EQ(m_newJobs, std::vector<UID>{*round});
     EXPECT_EQ(requeue->ParameterText(corvan::p_PacketSize, false), "2");
     EXPECT_EQ(requeue->ParameterText(corvan::p_CheckFrames, false), "none");
     EXPECT_EQ(requeue->ParameterText(corvan::p_Owner, false), "anna");
     EXPECT_EQ(m_store.FindOwner(*round), "anna");
     EXPECT_EQ(State(*round).status, JobStatus::Queued);
-    EXPECT_EQ(State(*round).priority, State(job).priority);
+    EXPECT_EQ(State(*round).priority, 70);
     EXPECT_EQ(State(*round).tasksTotal, 2u);
     EXPECT_EQ(Checked(job), "waiting");
     EXPECT_EQ(Parameter(job, corvan::p_FramesBad), "2");
@@ -718,6 +727,40 @@ TEST_F(FrameChecksTest, ThatHangHoldUpNoOthers)
     EXPECT_EQ(m_looker.started.size(), 5u);
     Judge(Bad({}));
     EXPECT_EQ(Checked(first), "done");
+}
+
+TEST_F(FrameChecksTest, ThatHangAreFourAtMost)
+{
+    for (int i = 0; i < 9; ++i)
+        SetStatus(AddJob(), JobStatus::Done);
+    for (int i = 0; i < 9; ++i)
+        Pass(100s + FrameChecks::k_Grace);
+    const auto most = FrameChecks::k_MostLooks + FrameChecks::k_MostHanging;
+    EXPECT_EQ(m_looker.CountUnderWay(), most);
+    m_looker.Finish(m_looker.started.front().look, Bad({}));
+    TakeTurn([](Outbox &) {});
+    EXPECT_EQ(m_looker.CountUnderWay(), most);
+}
+
+// What it tells then is out of date, though nobody has noted yet that it hung.
+TEST_F(FrameChecksTest, ThatHungTellNothingAfterAll)
+{
+    const UID job = AddJob({{"QuietSeconds", "0"}});
+    SetStatus(job, JobStatus::Done);
+    m_clock.Pass(100s + FrameChecks::k_Grace);
+    m_looker.Finish(m_looker.started.front().look, Bad({{k_small, {3}}}));
+    TakeTurn([](Outbox &) {});
+    EXPECT_EQ(Checked(job), "could not look: the folder of the frames does not answer");
+    EXPECT_EQ(CountJobs(), 1);
+}
+
+TEST_F(FrameChecksTest, EndWithTheMaster)
+{
+    SetStatus(AddJob(), JobStatus::Done);
+    SetStatus(AddJob(), JobStatus::Done);
+    m_checks->Stop();
+    EXPECT_EQ(m_looker.ended,
+              (std::vector<int>{m_looker.started[0].look, m_looker.started[1].look}));
 }
 
 TEST_F(FrameChecksTest, OfAJobThatIsGoneAreNone)

@@ -1,5 +1,6 @@
 #include "master/notices/Notices.h"
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
 
 #include "corvan/Parameters.h"
@@ -7,6 +8,7 @@
 #include "master/program/NoticeOptions.h"
 #include "ostrel/Attempt.h"
 #include "tests/master/StoreFixture.h"
+#include "tests/support/EnvironmentGuard.h"
 #include "tests/support/FakeAlarmClock.h"
 #include "tests/support/LogCapture.h"
 
@@ -23,9 +25,11 @@ class FakeTools : public ToolRunner
 {
 public:
     std::vector<Tool> asked;
+    std::vector<std::chrono::milliseconds> limits;
 
-    void Run(Tool tool, std::chrono::milliseconds, Done done) override
+    void Run(Tool tool, std::chrono::milliseconds limit, Done done) override
     {
+        limits.push_back(limit);
         asked.push_back(std::move(tool));
         m_done = std::move(done);
     }
@@ -125,6 +129,20 @@ TEST_F(NoticesTest, TellOfWhatRunsHaveDoneToAJob)
         m_tools->End();
     }
     EXPECT_TRUE(m_store.Notices().List().empty());
+}
+
+TEST_F(NoticesTest, TheCommandHasATimeAndNothingOfTheMastersEnvironment)
+{
+    const EnvironmentGuard secret("CORVAN_SECRET", "1234");
+    m_settings.limit = 7s;
+    Begin();
+    Note(AddJob("tower"), "2");
+    EXPECT_EQ(m_tools->limits, std::vector<std::chrono::milliseconds>{7s});
+    const Texts &environment = m_tools->asked.back().environment;
+    EXPECT_TRUE(std::ranges::any_of(environment, [](const std::string &one)
+                                    { return one.starts_with("PATH="); }));
+    EXPECT_TRUE(std::ranges::none_of(environment, [](const std::string &one)
+                                     { return one.starts_with("CORVAN_SECRET"); }));
 }
 
 TEST_F(NoticesTest, OtherNewsAreNoNotices)

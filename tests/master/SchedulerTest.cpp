@@ -542,6 +542,41 @@ TEST_F(SchedulerTest, PlansNothingForATypeThatIsNotThereAndGoesOnWithTheOthers)
     EXPECT_EQ(State(job.id).waiting, "");
 }
 
+// What keeps a command from being started is the Master's own trouble, or the job's.
+TEST_F(SchedulerTest, TellsOfAMachineWhatCommandsDidThere)
+{
+    Add(*MakeTestJob({{"Range", "1-3"}}));
+    m_runner.slots = 2;
+    FillSlotsAndStart();
+    const int run = m_runner.started[0].run;
+    const struct
+    {
+        const char *what;
+        master::RunEnd end;
+        const char *told; // Empty where nothing speaks for or against it.
+    } cases[] = {
+        {"it was done", {}, "done"},
+        {"it failed", {.exitCode = 7}, "exit code 7"},
+        {"it was killed", {.exitCode = -1}, "it was ended by a signal"},
+        {"it wrote nothing", {.reason = "f.1 is not there"}, "f.1 is not there"},
+        {"it could not be started", {.isStarted = false, .reason = "no program"}, ""},
+        {"it was taken away", {.isLost = true}, ""},
+        {"the machine failed",
+         {.exitCode = -1, .reason = "it went down", .isLost = true, .machineFailed = true},
+         "it went down"},
+    };
+    for (const auto &[what, end, told] : cases)
+    {
+        const auto judged = m_scheduler.JudgeRun({run, end}, "here");
+        const std::string text = !judged ? "" : judged->hasFailed ? judged->why : "done";
+        EXPECT_EQ(text, told) << what;
+        EXPECT_EQ(judged ? judged->node : "here", "here") << what;
+    }
+    m_scheduler.FailRun(run, "it was stuck");
+    EXPECT_EQ(m_scheduler.JudgeRun({run, {}}, "here")->why, "it was stuck");
+    EXPECT_FALSE(m_scheduler.JudgeRun({run + 100, {}}, "here")) << "nobody knows it";
+}
+
 TEST_F(SchedulerTest, PausesAJobWhoseFirstTasksAllFail)
 {
     const JobState job = Add(*MakeTestJob({{"Range", "1-50"}}));

@@ -70,6 +70,9 @@ TEST(TimeLeft, TheLastTasksAreTakenForSlowOnes)
         times.Add(i < 80 ? 10 : 60);
     const auto left = SecondsLeft(times, {.running = {{0, 1}, {0, 1}}, .slots = 2});
     EXPECT_NEAR(*left, 60, 3);
+    // Nor has one that is still to begin.
+    const auto queued = SecondsLeft(times, {.queuedTasks = 1, .running = {{59, 1}}, .slots = 5});
+    EXPECT_NEAR(*queued, 60, 3);
 }
 
 TEST(TimeLeft, TheRateIsThatOfTheSlots)

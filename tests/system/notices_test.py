@@ -109,6 +109,29 @@ class NoticesByPost(NoticesTest):
         self.assertEqual((facts["event"], facts["id"], facts["status"]), ("done", job, "Done"))
         self.assertEqual(facts["type"], "Command")
 
+    def test_frames_that_stay_bad_are_posted_once_they_were_looked_at(self):
+        self.start_master()
+        # A byte each.
+        settings = ("--set", "CheckFrames=sizes", "--set", "QuietSeconds=0", "--set", "AutoRequeue=1")
+        job = self.render("echo > $2", *settings)
+        facts = lambda: [facts for _, _, facts in self.got if facts["id"] == job]
+        wait_until(lambda: len(facts()) > 1)
+        self.assertEqual([one["event"] for one in facts()], ["done", "bad"])
+        bad = facts()[1]
+        self.assertEqual((bad["reason"], bad["framesBad"], bad["framesBadRange"]), ("1,2", 2, "1,2"))
+
+    def test_what_somebody_has_paused_is_not_posted(self):
+        self.start_master()
+        script = f"until [ -e {self.folder}/go ]; do sleep 0.1; done; echo > $2"
+        job = self.submit(script, "--range", "1", "--format", f"{self.folder}/f.%d.txt")
+        self.corvan("set", job, "Status=paused")
+        self.assertEqual(self.parameter(job, "Status"), "4")
+        self.corvan("set", job, "Status=queued")
+        (self.folder / "go").touch()
+        self.corvan("wait", job)
+        wait_until(lambda: self.got)
+        self.assertEqual([facts["event"] for _, _, facts in self.got], ["done"])
+
     def test_a_server_that_refuses_hears_of_it_again_also_from_the_next_master(self):
         self.refuses = 1
         self.start_master()
