@@ -22,6 +22,9 @@ namespace
 
 // How long ago the number of slots counts, by and by, no more.
 constexpr double k_slots_memory = 60;
+// Between two tasks nothing runs for a moment; with less than this nothing has for most of a
+// minute.
+constexpr double k_least_slots = 0.5;
 // An expected end is another one where it is off by so much, and by so large a part of the rest.
 constexpr double k_least_shift = 30;
 constexpr double k_least_part = 0.05;
@@ -184,7 +187,7 @@ void Foresight::FollowSlots(Followed &job, std::size_t running)
     const double passed =
         std::chrono::duration<double>(now - std::exchange(job.sampled, now)).count();
     // From nothing, it is all that is known.
-    if (job.slots < 0.5)
+    if (job.slots < k_least_slots)
         job.slots = double(running);
     else
         job.slots += (double(running) - job.slots) * (1 - std::exp(-passed / k_slots_memory));
@@ -227,7 +230,7 @@ void Foresight::Estimate(const JobState &state, const Runs &runs, Followed &job)
 
     job.endsIn.reset();
     job.perHour = 0;
-    if (state.status != JobStatus::Running || runs.empty())
+    if (state.status != JobStatus::Running || job.slots < k_least_slots)
         return;
     if (job.tasksTotal != state.tasksTotal)
     {

@@ -14,7 +14,8 @@ constexpr double k_hour = 3600;
 
 std::optional<double> SecondsLeft(const FrameTimes &times, const WorkLeft &left)
 {
-    if (!times.IsEnough() || left.running.empty() || left.slots <= 0)
+    const bool isAnythingLeft = !left.running.empty() || left.queuedTasks > 0;
+    if (!times.IsEnough() || !isAnythingLeft || left.slots <= 0)
         return std::nullopt;
     double work = left.queuedTasks * left.packetFrames * times.Mean();
     double last = left.queuedTasks > 0 ? left.packetFrames * times.SlowTenth() : 0;

@@ -23,7 +23,7 @@ struct WorkLeft
 };
 
 /// How many seconds it takes, going on as it does. Nothing where too little is known of its
-/// frames, and where nothing runs: nobody knows when it goes on.
+/// frames, where nothing is left, and where nothing has run lately: nobody knows when it goes on.
 ///
 /// A task takes what is usual; the last ones, which nobody else can help with, are taken for slow
 /// ones, since the slowest of them decides.

@@ -257,6 +257,23 @@ TEST_F(ForesightTest, RegardsTheSlotsThatTheJobReallyGets)
     EXPECT_NEAR(std::stod(Told(job.id, corvan::p_FramesPerHour)), 360, 40);
 }
 
+TEST_F(ForesightTest, TheEndStaysWhileNothingRunsForAMomentAndGoesWhereNothingDoesForLong)
+{
+    const JobState job = Add(*MakeTestJob({{"Range", "1-100"}}));
+    Render(10, 10s);
+    ASSERT_EQ(Look().size(), 4u);
+    m_clock.Pass(10s);
+    Finish(m_runner.started.back().run);
+    for (const std::string &one : Look())
+        EXPECT_FALSE(one.ends_with("=")) << one;
+    EXPECT_NE(Told(job.id, corvan::p_FramesPerHour), "");
+    EXPECT_NE(Told(job.id, corvan::p_ExpectedEnd), "");
+    m_clock.Pass(60s);
+    EXPECT_EQ(Look(), (Texts{"FramesPerHour=", "ExpectedEnd="}));
+    EXPECT_EQ(Told(job.id, corvan::p_ExpectedEnd), "");
+    EXPECT_FALSE(m_foresight.HasMore());
+}
+
 TEST_F(ForesightTest, ForgetsTheEndWhenTheJobIsPausedAndWhenItIsOver)
 {
     m_runner.slots = 1;

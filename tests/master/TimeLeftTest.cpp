@@ -34,6 +34,7 @@ TEST(TimeLeft, IsTheWorkOverTheSlotsThatTheJobHas)
         {"a short packet runs",
          {.queuedTasks = 9, .packetFrames = 5, .running = {{0, 2}}, .slots = 1},
          470},
+        {"between two tasks", {.queuedTasks = 9, .slots = 1}, 90},
         {"half of it is done", {.queuedTasks = 0, .running = {{5, 1}}, .slots = 1}, 5},
         {"it takes longer than usual", {.queuedTasks = 0, .running = {{50, 1}}, .slots = 1}, 0},
         {"the last ones have nobody to help them",
@@ -57,10 +58,11 @@ TEST(TimeLeft, IsNotToldBeforeEnoughIsKnown)
     EXPECT_EQ(FramesPerHour(TenSeconds(4), 1), 0);
 }
 
-TEST(TimeLeft, IsNotToldWhereNothingRuns)
+TEST(TimeLeft, IsNotToldWhereNothingHasRunLatelyOrNothingIsLeft)
 {
-    EXPECT_FALSE(SecondsLeft(TenSeconds(), {.queuedTasks = 9, .slots = 2}));
+    EXPECT_FALSE(SecondsLeft(TenSeconds(), {.queuedTasks = 9, .slots = 0}));
     EXPECT_FALSE(SecondsLeft(TenSeconds(), {.queuedTasks = 9, .running = {{0, 1}}, .slots = 0}));
+    EXPECT_FALSE(SecondsLeft(TenSeconds(), {.queuedTasks = 0, .slots = 2}));
 }
 
 TEST(TimeLeft, TheLastTasksAreTakenForSlowOnes)
