@@ -179,22 +179,21 @@ TEST(SlurmText, TakesAllWordsOfTroubleWithoutTheCommandsName)
         std::vector<std::string> lines;
         std::string words;
     } cases[] = {
-        {{"sbatch: error: Batch job submission failed: Invalid feature specification"},
-         "Invalid feature specification"},
+        {{"sbatch: error: Batch job submission failed: Requested time limit is invalid (missing or "
+          "exceeds some limit)"},
+         "Requested time limit is invalid (missing or exceeds some limit)"},
         {{"sbatch: error: Batch job submission failed: Invalid account or account/partition "
           "combination specified"},
          "Invalid account or account/partition combination specified"},
-        {{"sbatch: error: Batch job submission failed: Invalid qos specification"},
-         "Invalid qos specification"},
-        {{"sbatch: error: Invalid --time specification"}, "Invalid --time specification"},
+        {{"sbatch: error: Script arguments not permitted with --wrap option"},
+         "Script arguments not permitted with --wrap option"},
         {{"sbatch: error: invalid partition specified: nix",
           "sbatch: error: Batch job submission failed: Invalid partition name specified"},
          "invalid partition specified: nix; Invalid partition name specified"},
-        {{"sbatch: error: Memory specification can not be satisfied",
+        {{"sbatch: error: CPU count per node can not be satisfied",
           "sbatch: error: Batch job submission failed: Requested node configuration is not "
           "available"},
-         "Memory specification can not be satisfied; Requested node configuration is not "
-         "available"},
+         "CPU count per node can not be satisfied; Requested node configuration is not available"},
         {{"sbatch: error: QOSMaxSubmitJobPerUserLimit",
           std::string("sbatch: error: Batch job submission failed: ") + k_policy},
          "QOSMaxSubmitJobPerUserLimit" + policy},
