@@ -16,8 +16,8 @@ class MasterLock
 {
 public:
     /// `claimed` is what the claim is on, for people: "data folder /server". Throws
-    /// `ostrel::Exception *` when another Master has it ("another Master uses data folder /server")
-    /// and when the lock file, which stays behind, cannot be made.
+    /// `ostrel::Exception *` when another Master has it ("another Master uses data folder
+    /// /server"), which takes a second, and when the lock file, which stays behind, cannot be made.
     MasterLock(const Path &lockFile, const String &claimed);
 
     /// The claim on a data folder, which is made, open to this user alone, where it is missing.

@@ -520,7 +520,7 @@ TEST_F(FrameChecksTest, TellHowManyAreBadWhereTooManyAreToBeNamed)
 {
     Items scattered;
     for (int i = 0; i < 60'000; ++i)
-        scattered.insert(1'000'000 + 7 * i + i * i % 5);
+        scattered.insert(1'000'000 + 7 * i + (i % 5) * (i % 5) % 5);
     const UID job = DoneAndJudged(Bad({{k_small, scattered}}), {{"AutoRequeue", "0"}});
     EXPECT_EQ(Parameter(job, corvan::p_FramesBad), "60000");
     EXPECT_EQ(Parameter(job, corvan::p_FramesBadRange), "");

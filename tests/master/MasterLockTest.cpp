@@ -1,6 +1,8 @@
 #include "master/door/MasterLock.h"
 
+#include <chrono>
 #include <optional>
+#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -17,6 +19,20 @@ TEST(MasterLock, IsHeldByOne)
               "another Master uses data folder X");
 
     first.reset();
+    EXPECT_EQ(Thrown([&] { MasterLock second(folder / "lock", "data folder X"); }),
+              "(nothing thrown)");
+}
+
+TEST(MasterLock, IsHadWhereAKilledMasterHasItForAMomentStill)
+{
+    const TempFolder folder;
+    std::optional<MasterLock> first(std::in_place, folder / "lock", "data folder X");
+    const std::jthread end(
+        [&]
+        {
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+            first.reset();
+        });
     EXPECT_EQ(Thrown([&] { MasterLock second(folder / "lock", "data folder X"); }),
               "(nothing thrown)");
 }
