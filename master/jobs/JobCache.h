@@ -5,7 +5,7 @@
 #include <memory>
 #include <vector>
 
-#include "master/run/Packets.h"
+#include "master/jobs/Packets.h"
 #include "master/store/JobStore.h"
 
 namespace master

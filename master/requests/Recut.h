@@ -4,7 +4,7 @@
 #include <span>
 #include <vector>
 
-#include "master/run/Packets.h"
+#include "master/jobs/Packets.h"
 #include "master/store/JobStore.h"
 
 namespace master

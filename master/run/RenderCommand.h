@@ -7,13 +7,15 @@
 #include "analysis/Expansion.h"
 #include "corvan/Job.h"
 #include "keeper/PathRoots.h"
-#include "master/run/Packets.h"
+#include "master/run/Packet.h"
 #include "ostrel/Path.h"
 
 namespace master
 {
 
+using corvan::Job;
 using ostrel::Path;
+using ostrel::String;
 
 /// Most files of a packet that a command is told one by one: its arguments have little room.
 constexpr std::size_t k_MaxOutputs = 10'000;

@@ -1,4 +1,4 @@
-#include "master/run/Packets.h"
+#include "master/jobs/Packets.h"
 
 #include <algorithm>
 #include <ostream>

@@ -5,21 +5,13 @@
 
 #include "corvan/Job.h"
 #include "corvan/SequenceDistributor.h"
+#include "master/run/Packet.h"
 
 namespace master
 {
 
 using corvan::Job;
 using ostrel::String;
-
-/// One run of frames, rendered by one command: a task of its job.
-struct Packet
-{
-    int firstFrame = 0;
-    int lastFrame = 0; ///< Belongs to it.
-
-    friend bool operator==(const Packet &, const Packet &) = default;
-};
 
 /// Cuts a job's "Range" into packets of its "PacketSize", in the order of its "FrameOrder": a
 /// packet has its number by when it is to be begun. Takes 8 bytes a packet, and a tenth of a second
