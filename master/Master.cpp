@@ -5,6 +5,7 @@
 #include <cassert>
 #include <filesystem>
 #include <unistd.h>
+#include <utility>
 
 #include "corvan/Parameters.h"
 #include "corvan/Utf8.h"
@@ -512,8 +513,11 @@ void Master::LookAtRuns()
     Foresight::Seen seen;
     if (const auto reason = Attempt([&] { seen = m_foresight.Look(outbox); }))
         ostrel::LogError(*reason);
+    // One that was held up says nothing of what the next takes.
+    const Clock::Moment::duration took = m_clock->Now() - begin;
     m_watchPause = std::clamp<Clock::Moment::duration>(
-        k_pause_for_look * (m_clock->Now() - begin), m_settings.foresight.lookEach,
+        k_pause_for_look * std::min(took, std::exchange(m_lastLook, took)),
+        m_settings.foresight.lookEach,
         std::max(m_settings.foresight.lookEach, k_longest_look_pause));
     CarryOut(outbox);
     m_newStuck.insert(m_newStuck.end(), seen.stuck.begin(), seen.stuck.end());

@@ -187,6 +187,7 @@ private:
     bool m_isStopping = false;
     bool m_isWatching = false; // What runs is looked at before long,
     Clock::Moment::duration m_watchPause = m_settings.foresight.lookEach; // after so long.
+    Clock::Moment::duration m_lastLook{};                                 // So long it took.
     String m_damage;
     const std::unique_ptr<Alarm> m_retryAlarm;
     const std::unique_ptr<Alarm> m_pauseAlarm;
