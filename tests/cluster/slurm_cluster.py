@@ -174,6 +174,7 @@ class Cluster:
             f"PartitionName=short Nodes={self.nodes[0]} MaxTime=1 State=UP",
             # Takes what others have where the settings let it, and takes nobody in by itself.
             "PartitionName=urgent Nodes=ALL PriorityTier=10 State=UP",
+            "PartitionName=lent Nodes=ALL PreemptMode=CANCEL State=UP",
             "PartitionName=closed Nodes=ALL AllowAccounts=show42 State=UP",
         ]
         self.conf.write_text("\n".join(lines) + "\n")

@@ -260,8 +260,14 @@ class SlurmObeys(OnSlurm):
         self.assertEqual(self.tasks(job)[0]["tries"], 1)
 
     def test_what_slurm_takes_away_for_others_is_begun_again_and_no_failed_frame(self):
+        self.is_begun_again_where_others_take_its_place("farm")
+
+    def test_what_slurm_cancels_for_others_is_begun_again_and_no_failed_frame(self):
+        self.is_begun_again_where_others_take_its_place("lent")
+
+    def is_begun_again_where_others_take_its_place(self, partition):
         self.start_master()
-        job = self.once(6)
+        job = self.once(6, WAIT_FOR_GO, "--set", f"Partition={partition}")
         self.wait_for_begun(6)
         wait = f"until [ -e {self.folder}/go ]; do sleep 0.1; done"
         self.slurm("sbatch", "--partition=urgent", "--output=/dev/null", f"--wrap={wait}")
