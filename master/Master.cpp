@@ -309,12 +309,15 @@ void Master::Commit(JobStore::Turn &turn, const Outbox &outbox)
     _CallEntry call("Master::Commit", __FILE__, __LINE__);
 
     // What changes nothing waits for no audit log.
-    const std::string lines =
-        outbox.AuditEntries().empty() ? std::string() : m_audit.Prepare(outbox.AuditEntries());
-    if (lines.empty())
+    if (outbox.AuditEntries().empty())
         return turn.Commit();
-    const std::int64_t number = m_store.Audit().Keep(lines);
-    m_store.Audit().Forget(m_audit.OnDisk());
+    const std::string lines = m_audit.Prepare(outbox.AuditEntries());
+    std::int64_t number = 0;
+    if (!lines.empty())
+    {
+        number = m_store.Audit().Keep(lines);
+        m_store.Audit().Forget(m_audit.OnDisk());
+    }
     turn.Commit();
     m_audit.Write(number, lines);
 }

@@ -264,10 +264,12 @@ std::string AuditLog::Prepare(std::span<const AuditEntry> entries)
     const std::string time = AuditTime();
     std::string text;
     const auto now = RefusedRights::Clock::now();
-    for (const AuditEntry &entry : m_refused.TakeLeftOut(now))
+    // A turn that is not committed has refused nothing.
+    m_refusedThen = m_refused;
+    for (const AuditEntry &entry : m_refusedThen.TakeLeftOut(now))
         text += AuditLine(entry, time, k_ValueBytes);
     for (const AuditEntry &entry : entries)
-        if (m_refused.IsToWrite(entry, now))
+        if (m_refusedThen.IsToWrite(entry, now))
             text += AuditLine(entry, time, k_ValueBytes);
     return text;
 }
@@ -277,6 +279,9 @@ void AuditLog::Write(std::int64_t number, std::string lines)
     _CallEntry call("AuditLog::Write", __FILE__, __LINE__);
 
     assert(m_thread.IsCurrent());
+    m_refused = std::move(m_refusedThen);
+    if (lines.empty())
+        return;
     DropSynced();
     m_kept.push_back({number, std::move(lines)});
     TryToWrite();

@@ -94,7 +94,8 @@ public:
     std::string Prepare(std::span<const AuditEntry> entries);
 
     /// Writes lines that are kept under this number, which is above all before it. Where that is
-    /// not possible yet it logs why, and they are written as soon as it is.
+    /// not possible yet it logs why, and they are written as soon as it is. They are what was
+    /// prepared last, which is committed; may be empty, the number counts for nothing then.
     void Write(std::int64_t number, std::string lines);
 
     /// What is kept under numbers up to this one is on disk in the file. 0 for none of this run.
@@ -133,6 +134,7 @@ private:
     std::deque<AuditStore::Kept> m_kept;
     std::size_t m_written = 0;
     RefusedRights m_refused;
+    RefusedRights m_refusedThen; // Once what was prepared last is committed.
     std::chrono::steady_clock::time_point m_nextTry{}; // To write anew what was lost.
 
     std::mutex m_mutex; // Guards all below.

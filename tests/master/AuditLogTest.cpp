@@ -179,6 +179,21 @@ TEST(AuditLog, HasNothingOfATurnThatIsNotCommitted)
     EXPECT_EQ(log.Prepare({}), "");
 }
 
+TEST(AuditLog, CountsNoRefusalOfATurnThatIsNotCommitted)
+{
+    const TempFolder folder;
+    AuditLog log(folder.Folder());
+    AuditEntry refused = Change("1");
+    refused.refused = "the right \"edit-own\" is missing";
+    const AuditEntry entries[] = {refused};
+    const auto isLeftOut = [&] { return log.Prepare(entries).empty(); };
+    for (std::size_t i = 0; i < 2 * master::RefusedRights::k_LinesOfUser; ++i)
+        ASSERT_FALSE(isLeftOut()) << "turn " << i << ", and none was committed";
+    for (std::size_t i = 0; i < master::RefusedRights::k_LinesOfUser; ++i)
+        ASSERT_NE(WriteTurn(log, entries, std::int64_t(i + 1)), "") << i << " before it";
+    EXPECT_TRUE(isLeftOut());
+}
+
 TEST(AuditLog, SaysWhatItHasOnDiskWithoutBeingAsked)
 {
     const TempFolder folder;
