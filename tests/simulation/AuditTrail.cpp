@@ -135,13 +135,13 @@ void AuditTrail::Crash(FaultyDisk::Restart restart)
     m_synced = m_lost = kept;
 }
 
-void AuditTrail::Compare(const std::vector<Ledger::Wish> &wishes)
+void AuditTrail::Compare(const Ledger &ledger)
 {
     Counts done, refused;
     Read(done, refused);
     Counts unexplained = done;
     Counts owed, owedRefusals;
-    for (const Ledger::Wish &wish : wishes)
+    for (const Ledger::Wish &wish : ledger.Wishes())
     {
         const bool isRight = wish.outcome == Outcome::MissingRight;
         if (wish.outcome == Outcome::Accepted || isRight)
@@ -151,6 +151,9 @@ void AuditTrail::Compare(const std::vector<Ledger::Wish> &wishes)
             for (const std::string &key : KeysOf(wish, false))
                 --unexplained[key];
     }
+    for (const Ledger::Wish &wish : ledger.WishesOfMaster())
+        for (const std::string &key : KeysOf(wish, false))
+            --unexplained[key];
     for (const auto &[key, count] : owed)
         if (done[key] < count)
             m_verdict.Wrong("accepted, and not in the audit log: " + key);

@@ -52,7 +52,7 @@ public:
 
     /// Every change that was accepted, and every right that was refused, stands in it; and nothing
     /// that was refused stands there as if it had been done.
-    void Compare(const std::vector<Ledger::Wish> &wishes);
+    void Compare(const Ledger &ledger);
 
     /// How often a power cut took lines of it.
     long CountCuts() const

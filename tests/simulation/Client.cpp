@@ -159,6 +159,13 @@ void Client::SetGoingOfMaster(const UID &job)
     message->job = job;
     message->name = corvan::p_Status;
     message->value = StatusText(0);
+    m_world.ledger.NoteOfMaster({.kind = Kind::Change,
+                                 .job = job,
+                                 .submitted = nullptr,
+                                 .settings = {{message->name, message->value}},
+                                 .user = m_who->user,
+                                 .role = m_who->role,
+                                 .what = message->TypeName()});
     Ask(message);
 }
 

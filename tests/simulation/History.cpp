@@ -417,7 +417,7 @@ History::Jobs History::Inspect(bool isNewRun, bool withCounts)
     CheckRequeues(m_inspector.Jobs());
     // On a full disk the newest lines may still be in the store alone.
     if ((isNewRun || withCounts) && !m_disk.IsFull())
-        m_audit.Compare(m_ledger.Wishes());
+        m_audit.Compare(m_ledger);
     for (const std::unique_ptr<Client> &client : m_clients)
         client->Compare(m_inspector.Jobs(), withCounts);
     std::size_t running = 0;

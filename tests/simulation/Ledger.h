@@ -82,6 +82,16 @@ public:
     {
         return m_wishes;
     }
+    /// A client asks something of a job that the Master has made: of those nothing is held against
+    /// what they are to be, and who asked has to be known.
+    void NoteOfMaster(Wish wish)
+    {
+        m_ofMaster.push_back(std::move(wish));
+    }
+    const std::vector<Wish> &WishesOfMaster() const
+    {
+        return m_ofMaster;
+    }
     bool IsRemovalAsked(const UID &job) const
     {
         return m_accounts.contains(job) && m_accounts.at(job).isRemovalAsked;
@@ -128,6 +138,7 @@ private:
     const Agenda &m_agenda;
     const unsigned m_keepDays;
     std::vector<Wish> m_wishes;
+    std::vector<Wish> m_ofMaster;
     std::map<UID, Account> m_accounts;
     long m_expired = 0;
 };
