@@ -4,6 +4,8 @@
 
 #include "corvan/Parameters.h"
 #include "tests/master/MasterOnFakes.h"
+#include "tests/support/FakeLooker.h"
+#include "tests/support/FakeTools.h"
 
 namespace
 {
@@ -91,6 +93,39 @@ TEST_F(AuditTroubleTest, LosesNoLineAndLetsNothingElseBeChangedAndRunsGoOn)
     SetNote(job, "written");
     EXPECT_EQ(LastRefusal(), "");
     EXPECT_EQ(NotesInLog(), (Notes{"kept by the store", "written"}));
+}
+
+// What runs have done is kept by itself where the change beside it is refused, with all that comes
+// of it.
+TEST_F(AuditTroubleTest, KeepsNoNoticeAndNoLookAtFramesFromWhatWasRenderedMeanwhile)
+{
+    FakeTools *tools = nullptr;
+    FakeLooker *looker = nullptr;
+    m_master.reset();
+    m_settings.notices.command = {"/bin/tell", "{Event}"};
+    m_settings.notices.events = {master::NoticeEvent::Done};
+    m_complete = [&](master::Surroundings &surroundings)
+    {
+        surroundings.tools = std::make_unique<FakeTools>();
+        tools = static_cast<FakeTools *>(surroundings.tools.get());
+        surroundings.looker = std::make_unique<FakeLooker>();
+        looker = static_cast<FakeLooker *>(surroundings.looker.get());
+    };
+    Start();
+    auto message = boost::make_shared<corvan::JobMsg>();
+    message->job = MakeTestJob({{"Range", "1"}, {"CheckFrames", "sizes"}, {"QuietSeconds", "0"}});
+    m_door->Ask(message);
+    ASSERT_TRUE(RunUntil([this] { return m_runner.started.size() == 1; }));
+
+    m_audit.isFull = true;
+    SetNote(message->job->ID(), "kept by the store");
+    ASSERT_EQ(LastRefusal(), "");
+    SetNote(message->job->ID(), "refused");
+    m_runner.Finish(1, {});
+    ASSERT_NE(LastRefusal(), "");
+    ASSERT_EQ(LastNews("Status"), "2");
+    EXPECT_TRUE(RunUntil([&] { return tools->asked.size() == 1; }));
+    EXPECT_TRUE(RunUntil([&] { return looker->started.size() == 1; }));
 }
 
 TEST_F(AuditTroubleTest, IsToldAndGoneOnceItIsOnDiskAlsoWhereNobodyAsksForAnything)

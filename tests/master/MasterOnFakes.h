@@ -61,10 +61,11 @@ protected:
             m_door = door.get();
             return door;
         };
-        m_master = std::make_unique<master::Master>(
-            *m_loop, m_settings,
-            master::Surroundings{std::make_unique<master::LoopClock>(*m_loop), m_runner, open,
-                                 nullptr, &m_audit});
+        master::Surroundings surroundings{std::make_unique<master::LoopClock>(*m_loop), m_runner,
+                                          open, nullptr, &m_audit};
+        if (m_complete)
+            m_complete(surroundings);
+        m_master = std::make_unique<master::Master>(*m_loop, m_settings, std::move(surroundings));
     }
 
     // What a handler throws is the loop's, which goes on.
@@ -102,5 +103,6 @@ protected:
     FullAuditDisk m_audit;
     FakeDoor *m_door = nullptr;
     const master::Health *m_health = nullptr;
+    std::function<void(master::Surroundings &)> m_complete; ///< Before a Master is started.
     std::unique_ptr<master::Master> m_master;
 };

@@ -10,6 +10,7 @@
 #include "tests/master/StoreFixture.h"
 #include "tests/support/EnvironmentGuard.h"
 #include "tests/support/FakeAlarmClock.h"
+#include "tests/support/FakeTools.h"
 #include "tests/support/LogCapture.h"
 
 namespace master
@@ -19,32 +20,6 @@ namespace
 
 using Texts = std::vector<std::string>;
 using namespace std::chrono_literals;
-
-// Runs nothing: it keeps what it was asked, and ends it when the test says so.
-class FakeTools : public ToolRunner
-{
-public:
-    std::vector<Tool> asked;
-    std::vector<std::chrono::milliseconds> limits;
-
-    void Run(Tool tool, std::chrono::milliseconds limit, Done done) override
-    {
-        limits.push_back(limit);
-        asked.push_back(std::move(tool));
-        m_done = std::move(done);
-    }
-    bool IsRunning() const
-    {
-        return bool(m_done);
-    }
-    void End(const ToolEnd &end = {})
-    {
-        std::exchange(m_done, nullptr)(end);
-    }
-
-private:
-    Done m_done;
-};
 
 class NoticesTest : public StoreFixture
 {
