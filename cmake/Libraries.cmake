@@ -2,6 +2,7 @@
 find_package(Threads REQUIRED)
 find_package(PkgConfig REQUIRED)
 find_package(Boost 1.74 REQUIRED COMPONENTS filesystem program_options system)
+find_package(OpenSSL REQUIRED)
 find_package(fmt REQUIRED)
 find_package(spdlog REQUIRED)
 find_package(Protobuf REQUIRED)

@@ -46,6 +46,11 @@ TABLE = {
     "master/run": ["keeper", "analysis", "corvan", "ostrel"],
     "master/frames": ["master/run", "check", "ostrel"],
     "master/slurm": ["master/run", "keeper", "corvan", "ostrel"],
+    "web/door": ["ostrel"],
+    "web/pictures": ["web/door", "decode", "ostrel"],
+    "web/farm": ["web/door", "check", "analysis", "decode", "corvan", "ostrel"],
+    "web/program": ["web/farm", "web/pictures", "web/door", "check", "analysis", "decode", "corvan",
+                    "ostrel"],
     "cli": ["check", "analysis", "decode", "corvan", "ostrel"],
 }
 
@@ -60,8 +65,9 @@ OUTSIDE = {
     "SQLiteCpp": ["master/store"],
     "sqlite3.h": ["master/store"],
     "CLI/": ["cli"],
-    "nlohmann/": ["check", "cli", "master/audit", "master/notices", "master/door"],
-    "openssl/": ["master/door"],
+    "nlohmann/": ["check", "cli", "master/audit", "master/notices", "master/door", "web/door",
+                  "web/pictures", "web/farm", "web/program"],
+    "openssl/": ["master/door", "web/door"],
     "spdlog/": ["ostrel"],
     "SimpleIni.h": ["ostrel"],
     "roaring": ["corvan"],
@@ -70,7 +76,8 @@ OUTSIDE = {
     "tiffio.h": ["decode"],
     "zlib.h": ["decode"],
     "boost/multi_index": ["analysis"],
-    "boost/beast/": ["master/door"],
+    "boost/beast/": ["master/door", "web/door"],
+    "boost/asio/ssl": ["web/door"],
     "prometheus/": ["master/vitals"],
     "systemd/": ["master/vitals"],
 }
