@@ -33,6 +33,7 @@ struct Request
     std::string body; ///< Any bytes: that it is JSON is what its sender claims.
     /// As it came; the door itself answers 304 where the answer's "ETag" is in it.
     std::string ifNoneMatch;
+    String peer;                          ///< The address that it came from, without its port.
     std::shared_ptr<const Caller> caller; ///< Null where the route asks for none.
 };
 
