@@ -172,8 +172,9 @@ void Admission::AskToken(std::string_view token, const String &peer, Told told)
                       const bool isKnown = verdict.status == 200;
                       if (isKnown)
                           m_sessions.OpenByToken(caller->token, caller, Clock::now());
+                      const Refusal refusal = isKnown ? Refusal() : ToRefusal(verdict);
                       for (const Told &each : waiters)
-                          each(isKnown ? caller : nullptr, ToRefusal(verdict));
+                          each(isKnown ? caller : nullptr, refusal);
                   });
 }
 

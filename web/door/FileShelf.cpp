@@ -52,7 +52,7 @@ FileShelf::FileShelf(std::span<const PublicFiles> files)
     _CallEntry call("FileShelf::FileShelf", __FILE__, __LINE__);
 
     for (const PublicFiles &each : files)
-        AddFolder(each);
+        Add(each);
     const auto index = m_files.find("/index.html");
     if (index != m_files.end())
         m_files.emplace("/", index->second);
@@ -66,30 +66,36 @@ const Response *FileShelf::Find(const std::string &path) const
     return found == m_files.end() ? nullptr : &found->second;
 }
 
-void FileShelf::AddFolder(const PublicFiles &files)
+void FileShelf::Add(const PublicFiles &files)
 {
-    _CallEntry call("FileShelf::AddFolder", __FILE__, __LINE__);
+    _CallEntry call("FileShelf::Add", __FILE__, __LINE__);
 
-    const filesystem::path folder(files.folder.Text().c_str());
+    const filesystem::path source(files.source.Text().c_str());
     std::error_code error;
-    filesystem::recursive_directory_iterator each(folder, error);
+    if (filesystem::is_regular_file(source, error))
+        return AddFile(files.at, source);
+    filesystem::recursive_directory_iterator each(source, error);
     for (; !error && each != filesystem::recursive_directory_iterator(); each.increment(error))
-    {
-        const auto type = k_types.find(each->path().extension().string());
-        // Links are followed: Debian keeps what is shared elsewhere.
-        if (type == k_types.end() || !filesystem::is_regular_file(each->path()))
-            continue;
-        const std::string name = each->path().lexically_relative(folder).generic_string();
-        m_files.insert_or_assign(files.at + name,
-                                 FileResponse(Path(each->path().string()), type->second));
-    }
+        // Links are followed: Debian keeps elsewhere what is shared.
+        if (filesystem::is_regular_file(each->path(), error))
+            AddFile(files.at + each->path().lexically_relative(source).generic_string(),
+                    each->path());
     if (!error)
         return;
     const String reason =
-        "cannot read the files of the page in " + files.folder.Text() + ": " + error.message();
+        "cannot read the files of the page in " + files.source.Text() + ": " + error.message();
     if (files.isNeeded)
         throw new ostrel::Exception(reason);
     ostrel::LogWarning(reason);
+}
+
+void FileShelf::AddFile(const std::string &at, const filesystem::path &file)
+{
+    _CallEntry call("FileShelf::AddFile", __FILE__, __LINE__);
+
+    const auto type = k_types.find(file.extension().string());
+    if (type != k_types.end())
+        m_files.insert_or_assign(at, FileResponse(Path(file.string()), type->second));
 }
 
 } // namespace web

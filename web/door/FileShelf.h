@@ -1,5 +1,6 @@
 #pragma once
 
+#include <filesystem>
 #include <map>
 #include <span>
 #include <string>
@@ -22,7 +23,8 @@ public:
     const Response *Find(const std::string &path) const;
 
 private:
-    void AddFolder(const PublicFiles &files);
+    void Add(const PublicFiles &files);
+    void AddFile(const std::string &at, const std::filesystem::path &file);
 
     std::map<std::string, Response> m_files;
 };

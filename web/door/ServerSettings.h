@@ -22,7 +22,8 @@ struct ServerLimits
     std::size_t connectionsOfPeer = 1024;
     std::size_t streams = 2048;
     std::size_t streamsOfSession = 512;
-    std::size_t sessions = 1000; ///< Beyond these the one that was used last is ended.
+    std::size_t sessions =
+        1000; ///< Beyond these the one that nobody has used for longest is ended.
     /// Tokens whose owner the gatekeeper is asked for at a time.
     std::size_t questions = 64;
     std::size_t questionsOfPeer = 8;
@@ -49,8 +50,8 @@ struct ServerLimits
 /// begins, with the folders within.
 struct PublicFiles
 {
-    std::string at; ///< "/" or "/dygraphs/"; "/" is index.html, too.
-    Path folder;
+    std::string at;       ///< "/" or "/lib/", or "/icon.svg" for one file; "/" is index.html, too.
+    Path source;          ///< A folder, or that file.
     bool isNeeded = true; ///< Where it is missing the server does not begin.
 };
 
