@@ -1,0 +1,286 @@
+/** The size of each file over its frame, with the band of its neighbours; drawn by dygraphs. */
+
+import { get, jobAddress } from "./api.js";
+import { afterCalm, make, onceAFrame, say } from "./dom.js";
+import { shortBytes } from "./format.js";
+import { colours, drawShape } from "./kinds.js";
+import { t } from "./text.js";
+
+/** Room below the field where missing frames are marked. */
+const MARK = 9;
+
+/** @typedef {{x: number, y: number, w: number, h: number}} Area of the field, in pixels */
+
+/** @type {Promise<any> | undefined} */
+let library;
+
+/**
+ * The library, loaded when it is first wanted.
+ * @returns {Promise<any>}
+ */
+function loadLibrary() {
+    library ??= new Promise((resolve, reject) => {
+        document.head.append(make("link", { rel: "stylesheet", href: "/lib/dygraph.min.css" }));
+        const script = make("script", { src: "/lib/dygraph.min.js" });
+        script.onload = () => {
+            const { Dygraph } = /** @type {any} */ (window);
+            // The legend brings style attributes, which the page does not allow.
+            Dygraph.PLUGINS = Dygraph.PLUGINS.filter((/** @type {unknown} */ plugin) => plugin !== Dygraph.Plugins.Legend);
+            resolve(Dygraph);
+        };
+        script.onerror = () => {
+            library = undefined;
+            reject(new Error(t("The sizes cannot be drawn: dygraphs is not installed beside the server.")));
+        };
+        document.head.append(script);
+    });
+    return library;
+}
+
+/**
+ * Custom bars: least, middle, most.
+ * @param {number | null} low
+ * @param {number | null} high
+ */
+function bar(low, high) {
+    return low === null || high === null ? [null, null, null] : [low, (low + high) / 2, high];
+}
+
+export class SizesView {
+    element;
+    #view;
+    #job;
+    #format;
+    #box = make("div", { class: "sizes-plot" });
+    /** Above the plot, for what changes with each move of the pointer. */
+    #over = make("canvas", { class: "sizes-over", "aria-hidden": "true" });
+    #mark = onceAFrame(() => this.#drawMarks());
+    #note = make("p", { class: "dim", role: "status" });
+    /** @type {any} */
+    #plot = null;
+    /** @type {{frame: number[], size: (number | null)[], state: string[]}} */
+    #bad = { frame: [], size: [], state: [] };
+    #end = new AbortController();
+    #ask = afterCalm(() => this.#load(), 120);
+    #isOpen = false;
+
+    /**
+     * @param {string} job
+     * @param {() => number} format
+     * @param {import("./view.js").View} view
+     */
+    constructor(job, format, view) {
+        this.#job = job;
+        this.#format = format;
+        this.#view = view;
+        this.element = make("figure", { class: "sizes", id: "sizes", "aria-label": t("Size of each file over its frame") }, make("div", { class: "sizes-frame" }, this.#box, this.#over), this.#note);
+        view.listen((change) => this.#onChange(change));
+        matchMedia("(prefers-color-scheme: dark)").addEventListener("change", () => this.#isOpen && this.#load());
+        new ResizeObserver(() => this.#plot?.resize()).observe(this.#box);
+    }
+
+    /** @param {import("./view.js").Change} change */
+    #onChange(change) {
+        if (!this.#isOpen) return;
+        if (change === "view" || change === "data") {
+            this.#plot?.updateOptions({ dateWindow: this.#window() });
+            this.#ask();
+        } else this.#mark();
+    }
+
+    open() {
+        this.#isOpen = true;
+        this.#load();
+    }
+
+    close() {
+        this.#isOpen = false;
+        this.#end.abort();
+        this.#plot?.destroy();
+        this.#plot = null;
+    }
+
+    #window() {
+        const { sheet, from, to } = this.#view;
+        return [sheet.numbers.at(from) - 0.5, sheet.numbers.at(Math.max(from, to - 1)) + 0.5];
+    }
+
+    async #load() {
+        this.#end.abort();
+        this.#end = new AbortController();
+        const { sheet, from, to } = this.#view;
+        if (!sheet.count) return say(this.#note, t("There are no frames to look for."));
+        const address = jobAddress(this.#job, "/sizes", {
+            format: this.#format(),
+            first: sheet.numbers.at(from),
+            last: sheet.numbers.at(to - 1),
+            columns: Math.max(200, Math.min(2000, this.#box.clientWidth)),
+        });
+        const end = this.#end;
+        try {
+            const [Dygraph, sizes] = await Promise.all([loadLibrary(), get(address, end.signal)]);
+            if (!end.signal.aborted) this.#show(Dygraph, sizes);
+        } catch (error) {
+            if (!end.signal.aborted) say(this.#note, error instanceof Error ? error.message : String(error));
+        }
+    }
+
+    /**
+     * @param {any} Dygraph
+     * @param {import("./types.js").Sizes} sizes
+     */
+    #show(Dygraph, sizes) {
+        const rows = sizes.exact ? this.#exactRows(sizes) : this.#reducedRows(sizes);
+        say(this.#note, sizes.exact ? "" : t("Least and most of each column; zoom in to see each frame. Bad frames are all marked."));
+        if (!rows.length) return say(this.#note, t("There are no sizes yet."));
+        const options = {
+            labels: ["frame", "band", "size"],
+            file: rows,
+            dateWindow: this.#window(),
+            series: {
+                band: { color: colours.get("--text-grey"), strokeWidth: 0 },
+                size: { color: colours.get("--list-focus"), strokeWidth: 1.6 },
+            },
+            axes: {
+                x: { axisLabelFormatter: (/** @type {number} */ x) => (Number.isInteger(x) ? String(x) : ""), axisLineColor: colours.get("--text-grey"), gridLineColor: colours.get("--line") },
+                y: { axisLabelFormatter: (/** @type {number} */ y) => shortBytes(y), axisLabelWidth: 64, axisLineColor: colours.get("--text-grey"), gridLineColor: colours.get("--line") },
+            },
+        };
+        if (this.#plot) return this.#plot.updateOptions(options);
+        const { file, ...rest } = options;
+        this.#plot = new Dygraph(this.#box, file, {
+            ...rest,
+            customBars: true,
+            connectSeparatedPoints: false,
+            includeZero: true,
+            yRangePad: 12,
+            fillAlpha: 0.25,
+            drawPoints: rows.length < 120,
+            highlightCircleSize: 4,
+            animatedZooms: false,
+            drawCallback: () => this.#mark(),
+            zoomCallback: (/** @type {number} */ low, /** @type {number} */ high) => this.#zoomed(low, high),
+            highlightCallback: (/** @type {unknown} */ _event, /** @type {number} */ frame) => this.#view.point(this.#placeOf(frame)),
+            unhighlightCallback: () => this.#view.point(-1),
+            clickCallback: (/** @type {unknown} */ _event, /** @type {number} */ frame) => this.#view.moveTo(this.#placeOf(frame)),
+        });
+    }
+
+    /** @param {number} frame */
+    #placeOf(frame) {
+        const { numbers, count } = this.#view.sheet;
+        return Math.min(count - 1, numbers.notBefore(Math.round(frame)));
+    }
+
+    /**
+     * @param {number} low
+     * @param {number} high
+     */
+    #zoomed(low, high) {
+        const { numbers } = this.#view.sheet;
+        this.#view.look(numbers.notBefore(Math.ceil(low)), numbers.notBefore(Math.floor(high) + 1));
+    }
+
+    /** @param {import("./types.js").ExactSizes} sizes */
+    #exactRows(sizes) {
+        const states = this.#view.sheet.head.states;
+        this.#bad = { frame: [], size: [], state: [] };
+        return sizes.frame.map((frame, i) => {
+            const size = sizes.size[i];
+            const state = states[sizes.state[i]];
+            if (state !== "ok" && state !== "unknown") {
+                this.#bad.frame.push(frame);
+                this.#bad.size.push(size);
+                this.#bad.state.push(state);
+            }
+            return [frame, bar(sizes.lowest[i], sizes.highest[i]), bar(size, size)];
+        });
+    }
+
+    /** @param {import("./types.js").ReducedSizes} sizes */
+    #reducedRows(sizes) {
+        const states = this.#view.sheet.head.states;
+        this.#bad = { frame: sizes.bad.frame, size: sizes.bad.size, state: sizes.bad.state.map((state) => states[state]) };
+        const { first, count, least, most, lowest, highest } = sizes.columns;
+        return first.map((frame, i) => [frame + (count[i] - 1) / 2, bar(lowest[i], highest[i]), bar(least[i], most[i])]);
+    }
+
+    #drawMarks() {
+        const ink = this.#over.getContext("2d");
+        const plot = this.#plot;
+        if (!ink || !plot || !this.#view.sheet.count) return;
+        const scale = devicePixelRatio || 1;
+        const [width, height] = [this.#box.clientWidth, this.#box.clientHeight];
+        if (this.#over.width !== Math.round(width * scale) || this.#over.height !== Math.round(height * scale)) {
+            this.#over.width = Math.round(width * scale);
+            this.#over.height = Math.round(height * scale);
+        }
+        ink.setTransform(scale, 0, 0, scale, 0, 0);
+        ink.clearRect(0, 0, width, height);
+        /** @type {Area} */
+        const area = plot.getArea();
+        /** @param {number} frame */
+        const x = (frame) => plot.toDomXCoord(frame);
+        this.#drawSelection(ink, area, x);
+        this.#drawBad(ink, area, plot);
+        this.#drawLine(ink, area, x(this.#frameOf(this.#view.hover)), "--text-grey");
+        this.#drawLine(ink, area, x(this.#frameOf(this.#view.cursor)), "--text");
+    }
+
+    /** @param {number} place */
+    #frameOf(place) {
+        return place < 0 ? NaN : this.#view.sheet.numbers.at(place);
+    }
+
+    /**
+     * @param {CanvasRenderingContext2D} ink
+     * @param {Area} area
+     * @param {(frame: number) => number} x
+     */
+    #drawSelection(ink, area, x) {
+        const { selection, sheet, from, to } = this.#view;
+        ink.fillStyle = colours.get("--list-focus");
+        ink.globalAlpha = 0.22;
+        for (let i = 0; i < selection.runs.length; i += 2) {
+            if (selection.runs[i + 1] <= from || selection.runs[i] >= to) continue;
+            const left = Math.max(area.x, x(sheet.numbers.at(selection.runs[i]) - 0.5));
+            const right = Math.min(area.x + area.w, x(sheet.numbers.at(selection.runs[i + 1] - 1) + 0.5));
+            ink.fillRect(left, area.y, Math.max(1, right - left), area.h);
+        }
+        ink.globalAlpha = 1;
+    }
+
+    /**
+     * @param {CanvasRenderingContext2D} ink
+     * @param {Area} area
+     * @param {number} x
+     * @param {string} colour
+     */
+    #drawLine(ink, area, x, colour) {
+        if (!(x >= area.x && x <= area.x + area.w)) return;
+        ink.strokeStyle = colours.get(colour);
+        ink.lineWidth = 1;
+        ink.beginPath();
+        ink.moveTo(Math.round(x) + 0.5, area.y);
+        ink.lineTo(Math.round(x) + 0.5, area.y + area.h);
+        ink.stroke();
+    }
+
+    /**
+     * Bad frames, each by its shape; missing ones at the foot.
+     * @param {CanvasRenderingContext2D} ink
+     * @param {Area} area
+     * @param {any} plot
+     */
+    #drawBad(ink, area, plot) {
+        const [low, high] = plot.xAxisRange();
+        for (let i = 0; i < this.#bad.frame.length; ++i) {
+            const frame = this.#bad.frame[i];
+            if (frame < low || frame > high) continue;
+            const size = this.#bad.size[i];
+            const y = size === null ? area.y + area.h - MARK / 2 : Math.max(area.y, Math.min(area.y + area.h - 2, plot.toDomYCoord(size)));
+            ink.fillStyle = ink.strokeStyle = colours.of(this.#bad.state[i]);
+            drawShape(ink, this.#bad.state[i], plot.toDomXCoord(frame), y, MARK);
+        }
+    }
+}
