@@ -40,4 +40,16 @@ Items FindFrames(const CheckTable &table, CheckState state)
     return Select(table, [state](CheckState other) { return other == state; });
 }
 
+std::size_t CountGoodFrames(std::span<const CheckTable> tables, const Items &numbers)
+{
+    Items good;
+    Items bad;
+    for (const CheckTable &table : tables)
+        for (std::size_t row = 0; row < table.frames.size(); ++row)
+            if (const int number = table.frames[row].frame; numbers.contains(number))
+                (table.states[row] == CheckState::Ok ? good : bad).insert(number);
+    good.eraseAll(bad);
+    return good.size();
+}
+
 } // namespace check

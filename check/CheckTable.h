@@ -2,6 +2,7 @@
 
 #include <array>
 #include <map>
+#include <span>
 #include <vector>
 
 #include "analysis/FramePattern.h"
@@ -45,5 +46,9 @@ StateCounts CountStates(const CheckTable &table);
 /// Output numbers of all frames that are not ok, or of those of one state.
 corvan::SequenceDistributor::Items FindBadFrames(const CheckTable &table);
 corvan::SequenceDistributor::Items FindFrames(const CheckTable &table, CheckState state);
+
+/// How many of these numbers are fine as they are, in all of the tables that have them.
+std::size_t CountGoodFrames(std::span<const CheckTable> tables,
+                            const corvan::SequenceDistributor::Items &numbers);
 
 } // namespace check

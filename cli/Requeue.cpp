@@ -72,33 +72,20 @@ private:
         return m_isExact ? RequeuePackets::OfOneFrame : RequeuePackets::AsTheJob;
     }
 
-    /// How many of these files are fine as they are, in whatever format.
-    static std::size_t CountGood(const CheckSubject &subject,
-                                 const SequenceDistributor::Items &numbers)
-    {
-        SequenceDistributor::Items good;
-        SequenceDistributor::Items bad;
-        for (const check::CheckTable &table : subject.tables)
-            for (std::size_t row = 0; row < table.frames.size(); ++row)
-                if (const int number = table.frames[row].frame; numbers.contains(number))
-                    (table.states[row] == check::CheckState::Ok ? good : bad).insert(number);
-        good.eraseAll(bad);
-        return good.size();
-    }
-
     void TellOfGoodFrames(const CheckSubject &subject, const SequenceDistributor::Items &files,
                           const analysis::RequeueRange &range) const
     {
-        const std::size_t count = CountGood(subject, range.besides);
+        const std::size_t count = check::CountGoodFrames(subject.tables, range.besides);
         if (count == 0)
             return;
         fmt::print(stderr, "good frames that are rendered again: {}", count);
         if (!m_isExact)
         {
-            const std::size_t exact = CountGood(
-                subject, analysis::FindRequeueRange(subject.input, files,
-                                                    analysis::RequeuePackets::OfOneFrame, nullptr)
-                             .besides);
+            const std::size_t exact = check::CountGoodFrames(
+                subject.tables,
+                analysis::FindRequeueRange(subject.input, files,
+                                           analysis::RequeuePackets::OfOneFrame, nullptr)
+                    .besides);
             if (exact < count)
                 fmt::print(stderr, "; packets are rendered whole, with --exact it is {}", exact);
         }

@@ -1,7 +1,5 @@
 #include "cli/SetParameter.h"
 
-#include <boost/algorithm/string/predicate.hpp>
-
 #include "analysis/SettingCheck.h"
 #include "cli/Patterns.h"
 #include "corvan/Parameters.h"
@@ -15,14 +13,8 @@ namespace
 
 String StatusValue(const String &value)
 {
-    for (int number = 0;; ++number)
-    {
-        const auto status = corvan::ParseStatus(std::to_string(number));
-        if (!status)
-            return value;
-        if (boost::algorithm::iequals(value, corvan::StatusName(*status)))
-            return std::to_string(number);
-    }
+    const auto status = corvan::ParseStatusName(value);
+    return status ? String(std::to_string(int(*status))) : value;
 }
 
 // As one `--format` after the other.

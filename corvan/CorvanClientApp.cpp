@@ -84,6 +84,7 @@ std::unique_ptr<Link> CorvanClientApp::FindLink(const CommandLine &commandLine)
             return nullptr;
         ostrel::LogInfo("The Master is looked for at " + address->text);
         SetEnvironmentOfStarted(*address);
+        m_address = address;
         return MakeLink(*address);
     }
     catch (ostrel::Exception *raw)
@@ -126,9 +127,34 @@ std::unique_ptr<Link> CorvanClientApp::MakeLink(const MasterAddress &address)
                          Version()};
     if (address.kind == MasterAddress::Kind::Tcp)
         settings.security = TcpSecurity::Load(Options());
+    settings.leastProtocol = LeastProtocol();
     if (address == MasterAddress::Default() && MayStartMaster() &&
         Options().GetValue("Master", "AutoStart", true))
         settings.nobodyThere = [] { StartPersonalMaster(); };
+    return std::make_unique<GrpcLink>(std::move(settings));
+}
+
+unsigned CorvanClientApp::LeastProtocol() const
+{
+    return k_LeastProtocol;
+}
+
+std::unique_ptr<Link> CorvanClientApp::TakeLink()
+{
+    assert(m_link && "it is taken once, after the start");
+    return std::move(m_link);
+}
+
+std::unique_ptr<Link> CorvanClientApp::MakeLinkOf(const String &token)
+{
+    assert(m_address && "the way to the Master is found at the start");
+    GrpcLink::Settings settings;
+    settings.address = *m_address;
+    settings.identity = {UID(true), Messenger::ClientKindNumber(), Name(), Version()};
+    if (m_address->kind == MasterAddress::Kind::Tcp)
+        settings.security = TcpSecurity::Load(Options());
+    settings.security.token = token;
+    settings.leastProtocol = LeastProtocol();
     return std::make_unique<GrpcLink>(std::move(settings));
 }
 

@@ -56,8 +56,18 @@ protected:
         return true;
     }
 
+    /// The oldest protocol that a Master may speak.
+    virtual unsigned LeastProtocol() const;
+
     /// Makes the link that `StartMessenger` gives to the messenger. Tests give another.
     virtual std::unique_ptr<Link> MakeLink(const MasterAddress &address);
+
+    /// The link that `StartMessenger` would start, for who runs it without the messenger. After a
+    /// `Startup` that was true; once.
+    std::unique_ptr<Link> TakeLink();
+    /// Another one to the same Master, which brings this token: it is another user's. Throws
+    /// `ostrel::Exception *`.
+    std::unique_ptr<Link> MakeLinkOf(const String &token);
 
 private:
     std::optional<MasterAddress> FindMaster(const CommandLine &commandLine);
@@ -65,6 +75,7 @@ private:
 
     bool m_isPrepared = false;
     bool m_isStarted = false;
+    std::optional<MasterAddress> m_address;
     std::unique_ptr<Link> m_link; ///< From `Startup` to `StartMessenger`.
 };
 

@@ -193,6 +193,9 @@ bool GrpcStream::ReadWelcome()
         const std::lock_guard lock(m_mutex);
         m_isWelcome = true;
     }
+    if (m_callbacks.welcomed)
+        m_callbacks.welcomed(
+            {MakeUtf8(m_incoming.welcome().user()), MakeUtf8(m_incoming.welcome().role())});
     m_callbacks.connected();
     return true;
 }

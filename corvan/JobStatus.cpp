@@ -1,5 +1,7 @@
 #include "corvan/JobStatus.h"
 
+#include <boost/algorithm/string/predicate.hpp>
+
 namespace corvan
 {
 
@@ -28,6 +30,14 @@ std::optional<JobStatus> ParseStatus(const ostrel::String &text)
     if (text.size() != 1 || text[0] < '0' || text[0] > '5')
         return std::nullopt;
     return JobStatus(text[0] - '0');
+}
+
+std::optional<JobStatus> ParseStatusName(const ostrel::String &name)
+{
+    for (char digit = '0'; const auto status = ParseStatus(ostrel::String(1, digit)); ++digit)
+        if (boost::algorithm::iequals(name, StatusName(*status)))
+            return status;
+    return std::nullopt;
 }
 
 bool IsOver(JobStatus status)

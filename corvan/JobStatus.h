@@ -24,6 +24,9 @@ const char *StatusName(JobStatus status);
 /// Reads a number of the table above; nothing for any other text.
 std::optional<JobStatus> ParseStatus(const ostrel::String &text);
 
+/// Reads a name as `StatusName` gives it, in any case; nothing for any other text.
+std::optional<JobStatus> ParseStatusName(const ostrel::String &name);
+
 /// Done, failed or cancelled: nothing more happens to it by itself.
 bool IsOver(JobStatus status);
 

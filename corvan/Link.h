@@ -16,6 +16,13 @@ namespace corvan
 class Link
 {
 public:
+    /// Who the Master takes this client for. Empty with one that does not tell.
+    struct Welcome
+    {
+        String user{};
+        String role{}; ///< By its name: "edit-own".
+    };
+
     struct Callbacks
     {
         std::function<void()> connected;
@@ -25,6 +32,8 @@ public:
         /// There was an answer, and it is not one of a Master that takes this client: `reason`, for
         /// people, says which. It is tried again all the same. May be empty.
         std::function<void(const String &reason)> turnedAway = {};
+        /// Comes right before `connected`. May be empty.
+        std::function<void(const Welcome &)> welcomed = {};
     };
 
     virtual ~Link() = default;

@@ -7,7 +7,7 @@
 #include <optional>
 #include <variant>
 
-#include "corvan/Message.h"
+#include "corvan/Link.h"
 
 namespace corvan
 {
@@ -16,6 +16,7 @@ namespace corvan
 /// was refused, a message came in.
 struct LinkUp
 {
+    Link::Welcome who{};
 };
 struct LinkDown
 {

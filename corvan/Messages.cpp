@@ -117,11 +117,14 @@ void FollowJobMsg::Write(wire::Envelope &envelope) const
     wire::FollowJob &body = *envelope.mutable_follow_job();
     for (const UID &id : jobs)
         body.add_jobs(id.ToString());
+    body.set_all(all);
 }
 
 bool FollowJobMsg::Read(const wire::Envelope &envelope, String *reason)
 {
-    return ReadIds(envelope.follow_job().jobs(), jobs, reason);
+    all = envelope.follow_job().all();
+    return (all && envelope.follow_job().jobs().empty()) ||
+           ReadIds(envelope.follow_job().jobs(), jobs, reason);
 }
 
 void GetJobInfoMsg::Write(wire::Envelope &envelope) const

@@ -48,6 +48,7 @@ public:
     bool Read(const wire::Envelope &envelope, String *reason) override;
 
     std::vector<UID> jobs;
+    bool all = false; ///< Every job, also those that are made later; `jobs` may be empty then.
 };
 
 /// Client to Master: send me these jobs.

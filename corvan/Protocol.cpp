@@ -13,6 +13,7 @@ namespace
 constexpr const char *k_news_of_protocols[] = {
     "users and rights, the token in the call's metadata, jobs that have an owner",
     "messages that come as one where several wait",
+    "the following of all jobs, clients are told their user and role",
 };
 static_assert(std::size(k_news_of_protocols) == k_Protocol - 1);
 

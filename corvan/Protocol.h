@@ -9,9 +9,11 @@ using ostrel::String;
 
 /// The protocol between the Master and its clients: counted up where one side has to know what the
 /// other can. Hello and Welcome tell each other's; one that tells none speaks protocol 1.
-constexpr unsigned k_Protocol = 3;
+constexpr unsigned k_Protocol = 4;
 /// From this one on a client takes messages that come as one: see corvan/Gathered.h.
 constexpr unsigned k_GatheringProtocol = 3;
+/// From this one on a client may follow all jobs, and is told who it is.
+constexpr unsigned k_FollowAllProtocol = 4;
 /// The oldest one that is still understood.
 constexpr unsigned k_LeastProtocol = 1;
 
@@ -27,5 +29,8 @@ String ProtocolDifference(unsigned one, unsigned other);
 
 /// The call's metadata in which a client brings its token. Any bytes, so that any token can be.
 constexpr const char *k_TokenMetadata = "corvan-token-bin";
+
+/// What the reason begins with where a user lacks the right to something: the right's name follows.
+constexpr const char *k_MissingRight = "the right \"";
 
 } // namespace corvan

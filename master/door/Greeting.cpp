@@ -54,7 +54,7 @@ String DescribeProtocol(const wire::Hello &hello)
            std::to_string(corvan::k_Protocol) + "; " + difference;
 }
 
-wire::Envelope MakeWelcome(const wire::Envelope &hello, const UID &masterID)
+wire::Envelope MakeWelcome(const wire::Envelope &hello, const UID &masterID, const Identity &who)
 {
     wire::Envelope answer;
     answer.set_answers(hello.serial());
@@ -62,6 +62,8 @@ wire::Envelope MakeWelcome(const wire::Envelope &hello, const UID &masterID)
     welcome.set_master(masterID.ToString());
     welcome.set_version(corvan::CorvanApp::Version());
     welcome.set_protocol(corvan::k_Protocol);
+    welcome.set_user(corvan::MakeUtf8(who.user));
+    welcome.set_role(RoleName(who.role));
     return answer;
 }
 

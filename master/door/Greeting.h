@@ -3,6 +3,7 @@
 #include <grpcpp/support/status.h>
 
 #include "corvan/messages.pb.h"
+#include "master/door/Identity.h"
 #include "ostrel/UID.h"
 
 namespace master
@@ -23,6 +24,7 @@ String ClientName(const corvan::wire::Hello &hello);
 String DescribeProtocol(const corvan::wire::Hello &hello);
 
 /// The answer.
-corvan::wire::Envelope MakeWelcome(const corvan::wire::Envelope &hello, const UID &masterID);
+corvan::wire::Envelope MakeWelcome(const corvan::wire::Envelope &hello, const UID &masterID,
+                                   const Identity &who);
 
 } // namespace master

@@ -322,7 +322,7 @@ void Server::Welcome(Client &client, const wire::Envelope &envelope)
                     RoleName(client.who->role) + ") from " + client.who->peer);
     if (const String difference = DescribeProtocol(hello); !difference.empty())
         ostrel::LogStatus(name + ", " + ClientName(hello) + ": " + difference);
-    client.session->Send(std::make_shared<const Packed>(MakeWelcome(envelope, m_masterID)),
+    client.session->Send(std::make_shared<const Packed>(MakeWelcome(envelope, m_masterID, *client.who)),
                          Session::Haste::AtOnce);
     if (corvan::ProtocolOf(hello.protocol()) >= corvan::k_GatheringProtocol)
         client.session->BeginToGather();

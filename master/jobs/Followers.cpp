@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cassert>
+#include <iterator>
 
 #include "ostrel/CallEntry.h"
 
@@ -31,11 +32,20 @@ bool Followers::Follow(ClientNumber client, std::span<const UID> jobs)
     return true;
 }
 
+void Followers::FollowAll(ClientNumber client)
+{
+    _CallEntry call("Followers::FollowAll", __FILE__, __LINE__);
+
+    assert(m_thread.IsCurrent());
+    m_ofAll.insert(client);
+}
+
 void Followers::Forget(ClientNumber client)
 {
     _CallEntry call("Followers::Forget", __FILE__, __LINE__);
 
     assert(m_thread.IsCurrent());
+    m_ofAll.erase(client);
     const auto found = m_jobs.find(client);
     if (found == m_jobs.end())
         return;
@@ -56,9 +66,14 @@ std::vector<ClientNumber> Followers::Of(const UID &job) const
 
     assert(m_thread.IsCurrent());
     const auto found = m_clients.find(job);
+    if (m_ofAll.empty())
+        return found == m_clients.end() ? std::vector<ClientNumber>() : found->second;
+    std::vector<ClientNumber> all(m_ofAll.begin(), m_ofAll.end());
     if (found == m_clients.end())
-        return {};
-    return found->second;
+        return all;
+    std::vector<ClientNumber> both;
+    std::ranges::set_union(all, found->second, std::back_inserter(both));
+    return both;
 }
 
 } // namespace master

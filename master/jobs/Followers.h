@@ -24,6 +24,8 @@ public:
     /// Adds to what the client follows. False, and nothing changed, where that would be more than
     /// `k_MaxJobs`.
     bool Follow(ClientNumber client, std::span<const UID> jobs);
+    /// The client follows all jobs, whichever they are.
+    void FollowAll(ClientNumber client);
     /// The client is gone.
     void Forget(ClientNumber client);
 
@@ -34,6 +36,7 @@ private:
     LoopThread m_thread;
     std::map<UID, std::vector<ClientNumber>> m_clients; // In ascending order.
     std::map<ClientNumber, std::set<UID>> m_jobs;
+    std::set<ClientNumber> m_ofAll;
 };
 
 } // namespace master

@@ -108,6 +108,8 @@ void Dispatcher::Follow(const ClientRequest &request, const corvan::FollowJobMsg
 {
     _CallEntry call("Dispatcher::Follow", __FILE__, __LINE__);
 
+    if (message.all)
+        m_followers.FollowAll(request.caller.client);
     if (m_followers.Follow(request.caller.client, message.jobs))
         request.Accept(message.jobs.size() == 1 ? message.jobs.front() : UID());
     else

@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include "corvan/Messages.h"
+#include "corvan/Protocol.h"
 
 namespace master
 {
@@ -55,7 +56,7 @@ const NeedRow k_needs[] = {
 
 String Missing(const Identity &who, const char *right)
 {
-    return String("the right \"") + right + "\" is missing: user " + who.user + " has the role \"" +
+    return String(corvan::k_MissingRight) + right + "\" is missing: user " + who.user + " has the role \"" +
            RoleName(who.role) + "\"";
 }
 

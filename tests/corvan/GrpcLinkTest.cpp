@@ -592,7 +592,7 @@ TEST_F(GrpcLinkTest, TellsItsProtocolAndWhatAMasterOfAnotherLacksOrBrings)
         {k_Protocol, nullptr},
         {0, "speaks protocol 1, this program 3; protocol 1 lacks: users and rights"},
         {2, "speaks protocol 2, this program 3; protocol 2 lacks: messages that come as one"},
-        {k_Protocol + 1, "what protocol 4 brought is not known here"},
+        {k_Protocol + 1, "what protocol 5 brought is not known here"},
     };
     for (const auto &[told, says] : cases)
     {

@@ -48,3 +48,21 @@ TEST(Followers, OfOneClientAreLimited)
     EXPECT_TRUE(followers.Follow(1, std::vector{jobs.front()}));
     EXPECT_TRUE(followers.Follow(2, std::vector{more}));
 }
+
+TEST(Followers, OfAllJobsFollowTheOthersTooAndOnce)
+{
+    const UID one(true);
+    Followers followers;
+    followers.Follow(3, std::vector{one});
+    followers.Follow(7, std::vector{one});
+    followers.FollowAll(5);
+    followers.FollowAll(7);
+
+    EXPECT_EQ(followers.Of(one), (Clients{3, 5, 7}));
+    EXPECT_EQ(followers.Of(UID(true)), (Clients{5, 7}));
+
+    followers.Forget(7);
+    EXPECT_EQ(followers.Of(one), (Clients{3, 5}));
+    followers.Forget(5);
+    EXPECT_EQ(followers.Of(UID(true)), Clients{});
+}

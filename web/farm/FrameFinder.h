@@ -1,0 +1,26 @@
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <string>
+
+#include "ostrel/Path.h"
+
+namespace web
+{
+
+/// Where a frame of a job is, or why there is none: then the path is empty, and the status (404,
+/// 503) and the sentence are for who has asked.
+struct FoundFrame
+{
+    ostrel::Path path{};
+    unsigned status = 200;
+    ostrel::String trouble{};
+};
+
+/// Finds the file of a frame: of this job, of the format of this number, the frame of this one.
+/// Calls `found` once, now or later. Loop thread.
+using FindFrame = std::function<void(const std::string &job, std::size_t format, int frame,
+                                     std::function<void(FoundFrame)> found)>;
+
+} // namespace web

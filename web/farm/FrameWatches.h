@@ -1,0 +1,99 @@
+#pragma once
+
+#include <boost/asio/steady_timer.hpp>
+#include <chrono>
+#include <functional>
+#include <map>
+#include <memory>
+#include <utility>
+
+#include "web/farm/FrameSnapshot.h"
+#include "web/farm/JobBook.h"
+#include "web/farm/Workers.h"
+
+namespace web
+{
+
+/// Looks at the frames of the jobs that somebody looks at: one pass for all who do, and none where
+/// nobody does. Loop thread; the passes are made by the workers.
+class FrameWatches
+{
+public:
+    using Key = std::pair<UID, std::size_t>; ///< A job, and which of its formats.
+    /// What a request for frames is answered with: `snapshot`, or why there is none.
+    struct Seen
+    {
+        SnapshotPointer snapshot{};
+        unsigned status = 200;
+        String trouble{};
+    };
+    using Told = std::function<void(const Seen &)>;
+
+    /// What is told of a pass that has ended. One that could not look has a trouble, and the
+    /// snapshot is that of the last one that could; null where there was none.
+    struct Pass
+    {
+        SnapshotPointer snapshot;
+        std::string changes; ///< As `ChangesJson` gives it.
+        String trouble;
+        bool isAnew = false; ///< Other frames are looked for than before.
+    };
+    using OnPass = std::function<void(const Key &, const Pass &)>;
+
+    enum class Wish
+    {
+        Listed, ///< What there is, though no pass may have ended; it is waited for, not long.
+        Looked, ///< A pass that is not older than the pause between two.
+    };
+
+    /// Both references outlive it.
+    FrameWatches(boost::asio::io_context &loop, JobBook &book, analysis::ScanRules rules,
+                 std::chrono::milliseconds pause, OnPass onPass);
+    ~FrameWatches();
+
+    /// Calls `told` once, now or later. Starts a pass where none is under way and one is needed.
+    void Ask(const Key &key, Wish wish, Told told);
+
+    /// Passes go on as long as somebody watches. Each `Watch` wants its `Unwatch`.
+    void Watch(const Key &key);
+    void Unwatch(const Key &key);
+
+    /// How many passes have ended: for tests.
+    std::uint64_t Passes() const
+    {
+        return m_passes;
+    }
+    const analysis::ScanRules &Rules() const
+    {
+        return m_rules;
+    }
+
+private:
+    using Clock = std::chrono::steady_clock;
+    struct Entry;
+
+    std::shared_ptr<Entry> Need(const Key &key);
+    void Begin(const std::shared_ptr<Entry> &entry);
+    void Look(const std::shared_ptr<Entry> &entry);
+    void OnListed(const std::shared_ptr<Entry> &entry, SnapshotPointer snapshot);
+    void OnLooked(const std::shared_ptr<Entry> &entry, SnapshotPointer snapshot,
+                  std::string changes);
+    void OnFailed(const std::shared_ptr<Entry> &entry, unsigned status, const String &trouble);
+    void EndPass(const std::shared_ptr<Entry> &entry);
+    void AnswerAll(Entry &entry, const Seen &seen);
+    void PlanNext(const std::shared_ptr<Entry> &entry);
+    void Forget(const std::shared_ptr<Entry> &entry);
+
+    boost::asio::io_context &m_loop;
+    JobBook &m_book;
+    const analysis::ScanRules m_rules;
+    const std::chrono::milliseconds m_pause;
+    const OnPass m_onPass;
+    std::uint64_t m_passes = 0;
+    /// Shared with the passes that are under way.
+    std::map<Key, std::shared_ptr<Entry>> m_entries;
+    const std::shared_ptr<bool> m_isAlive = std::make_shared<bool>(true); ///< Until the end.
+    Workers m_workers;                                                    // Joined first.
+};
+
+} // namespace web

@@ -1,0 +1,147 @@
+#include "web/program/WebApp.h"
+
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/signal_set.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <csignal>
+#include <cstdio>
+#include <functional>
+#include <unistd.h>
+
+#include "corvan/AnalysisOptions.h"
+#include "corvan/ClientKind.h"
+#include "corvan/GrpcChannel.h"
+#include "corvan/Messenger.h"
+#include "corvan/Protocol.h"
+#include "ostrel/Folders.h"
+#include "ostrel/Log.h"
+#include "ostrel/UID.h"
+#include "web/door/Secrets.h"
+#include "web/door/Server.h"
+#include "web/farm/Farm.h"
+
+namespace web
+{
+
+namespace
+{
+
+// Where Debian's libjs-dygraphs is.
+const char *const k_plots = "/usr/share/javascript/dygraphs";
+
+constexpr std::chrono::seconds k_look_whether_idle{5};
+
+std::vector<PublicFiles> FilesOfPage()
+{
+    const Path page = ostrel::ShareFolder() / "page";
+    if (access(page.Text().c_str(), R_OK) != 0)
+        ostrel::LogError("the page is not installed (" + page.Text() +
+                         "): scripts alone are served");
+    return {{"/", page, false}, {"/lib/", k_plots, false}};
+}
+
+// Ends the loop once nobody has been here for so long.
+void EndWhenIdle(boost::asio::io_context &loop, boost::asio::steady_timer &timer,
+                 const Server &server)
+{
+    timer.expires_after(k_look_whether_idle);
+    timer.async_wait(
+        [&](const boost::system::error_code &error)
+        {
+            if (error)
+                return;
+            if (server.IdleFor() < WebApp::k_PersonalIdle)
+                return EndWhenIdle(loop, timer, server);
+            ostrel::LogStatus("nobody was here for a while");
+            loop.stop();
+        });
+}
+
+// What a personal server says is for whoever has started it; nobody reads any more once it does.
+void TellLink(Server &server, const WebOptions &options, const String &token)
+{
+    const std::string place = options.job.empty() ? "/" : "/?job=" + std::string(options.job);
+    std::printf("link: %s%s#secret=%s\ntoken: %s\n", server.Origin().c_str(), place.c_str(),
+                server.MakeSecret().c_str(), token.c_str());
+    std::fflush(stdout);
+}
+
+} // namespace
+
+WebApp::WebApp() : CorvanClientApp("CorvanWeb", ostrel::k_LogWarning, ostrel::k_LogInfo) {}
+
+WebApp::~WebApp()
+{
+    Cleanup();
+}
+
+unsigned WebApp::LeastProtocol() const
+{
+    return corvan::k_FollowAllProtocol;
+}
+
+bool WebApp::Run(CommandLine commandLine)
+{
+    const WebOptions options = ReadWebOptions(commandLine);
+    corvan::Messenger::SetClientInfo(ostrel::UID(true), corvan::k_ClientPage);
+    if (!Prepare(commandLine))
+        return false;
+    if (!options.tokenFile.empty())
+    {
+        Options().InsertSection("Master");
+        Options().SetValue("TokenFile", options.tokenFile);
+    }
+    if (!Startup(commandLine))
+        return false;
+    corvan::RouteGrpcLog();
+    Serve(options);
+    return true;
+}
+
+void WebApp::Serve(const WebOptions &options)
+{
+    boost::asio::io_context loop;
+    const corvan::AnalysisOptions analysis = corvan::ReadAnalysisOptions(Options());
+    FarmSettings farmSettings;
+    farmSettings.makeLink = [this](const String &token)
+    { return token.empty() ? TakeLink() : MakeLinkOf(token); };
+    farmSettings.isPersonal = options.isPersonal;
+    farmSettings.rules = analysis::RulesOf(analysis);
+    farmSettings.refresh = std::chrono::milliseconds(std::max(analysis.refreshMs, 1));
+    Farm farm(loop, farmSettings);
+    Routes routes;
+    farm.AddRoutes(routes);
+
+    ServerSettings settings;
+    settings.host = options.host;
+    settings.port = options.port;
+    settings.tls = options.tls;
+    settings.names = options.names;
+    settings.files = FilesOfPage();
+    if (options.isPersonal)
+        settings.personalToken = MakeSecretText();
+    Server server(loop, settings, routes, farm.Users());
+    farm.Users().SetEndSession([&server](const String &session) { server.EndSession(session); });
+
+    boost::asio::signal_set signals(loop, SIGTERM, SIGINT);
+    signals.async_wait(
+        [&loop](const boost::system::error_code &error, int)
+        {
+            if (!error)
+                loop.stop();
+        });
+    const std::string line = "corvan-web: listening on " + server.Origin();
+    std::puts(line.c_str());
+    std::fflush(stdout);
+    ostrel::LogStatus(line);
+    boost::asio::steady_timer idle(loop);
+    if (options.isPersonal)
+    {
+        TellLink(server, options, settings.personalToken);
+        EndWhenIdle(loop, idle, server);
+    }
+    loop.run();
+    farm.Users().SetEndSession({});
+}
+
+} // namespace web
