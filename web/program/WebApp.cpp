@@ -37,7 +37,9 @@ std::vector<PublicFiles> FilesOfPage()
     if (access(page.Text().c_str(), R_OK) != 0)
         ostrel::LogError("the page is not installed (" + page.Text() +
                          "): scripts alone are served");
-    return {{"/", page, false}, {"/lib/", k_plots, false}};
+    return {{"/", page, false},
+            {"/lib/", k_plots, false},
+            {"/icons/", ostrel::ShareFolder() / "icons", false}};
 }
 
 // Ends the loop once nobody has been here for so long.
