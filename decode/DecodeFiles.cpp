@@ -1,18 +1,16 @@
 #include "decode/DecodeFiles.h"
 
 #include <algorithm>
-#include <csignal>
-#include <cstring>
-#include <fmt/format.h>
 #include <list>
 #include <memory>
 #include <optional>
 #include <poll.h>
-#include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
 
+#include "decode/DecodeRequest.h"
+#include "decode/DecoderEnd.h"
 #include "decode/DecoderProcess.h"
 #include "decode/ServeDecoder.h"
 #include "ostrel/Exception.h"
@@ -30,14 +28,6 @@ namespace
 // To load the libraries and greet, however slow the disk is.
 constexpr std::chrono::seconds k_start_time(60);
 constexpr const char *k_decoder = "corvan-decode";
-
-String EndText(int status)
-{
-    if (WIFSIGNALED(status))
-        return fmt::format("ended by signal {} ({})", WTERMSIG(status),
-                           strsignal(WTERMSIG(status)));
-    return fmt::format("ended with status {}", WEXITSTATUS(status));
-}
 
 // A decoder and what it is at.
 struct Worker
@@ -136,46 +126,49 @@ private:
 
         const std::optional<ImageReport> report = ParseReport(message);
         if (!report)
-            return GiveUp(worker, "its decoder gave no proper answer");
+            return GiveUp(worker, k_NoProperAnswer);
         Answer(*worker->file, *report);
         Occupy(worker);
     }
 
     void Occupy(Place worker)
     {
-        if (m_next == m_files.size())
+        while (m_next < m_files.size())
         {
-            m_workers.erase(worker);
-            return;
+            const std::size_t file = m_next++;
+            if (const auto request = PackRequest({m_files[file], std::nullopt}))
+            {
+                worker->file = file;
+                worker->deadline = Clock::now() + m_limits.time;
+                worker->process.Ask(*request); // One that is gone is noticed by its channel.
+                return;
+            }
+            ImageReport report;
+            report.trouble = "no file has such a name";
+            Answer(file, report);
         }
-        worker->file = m_next++;
-        worker->deadline = Clock::now() + m_limits.time;
-        worker->process.Ask(m_files[*worker->file]); // One that is gone is noticed by its channel.
+        m_workers.erase(worker);
     }
 
-    // A crash is the file's doing. What the limits, and the system where it has no memory left, do
-    // to a decoder says nothing of the file.
     void OnEnded(Place worker)
     {
-        const int status = worker->process.End();
-        if (WIFEXITED(status) && WEXITSTATUS(status) == k_OutOfMemory)
-            GiveUpUnseen(worker, fmt::format("takes more memory than {} MiB", m_limits.memoryMib));
-        else if (WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL)
-            GiveUpUnseen(worker, "its decoder " + EndText(status));
-        else
-            GiveUp(worker, "its decoder " + EndText(status));
+        const DecoderEnd end = JudgeEnd(worker->process.End(), m_limits.memoryMib);
+        ImageReport report;
+        report.trouble = end.trouble;
+        report.reason = end.reason;
+        Replace(worker, report);
     }
 
     void OnLate(Place worker)
     {
         if (!worker->file)
             return OnBadStart(worker);
-        GiveUpUnseen(worker, fmt::format("took longer than {} s", m_limits.time.count()));
+        GiveUpUnseen(worker, LateText(m_limits.time));
     }
 
     void OnBadStart(Place worker)
     {
-        const String end = EndText(worker->process.End());
+        const String end = DecoderEndText(worker->process.End());
         m_workers.erase(worker);
         DoWithout(new ProcessException(m_program.Text() + " is no decoder: it " + end));
     }

@@ -4,21 +4,13 @@
 #include <OpenImageIO/imageio.h>
 #include <OpenImageIO/thread.h>
 #include <algorithm>
-#include <bit>
-#include <cerrno>
-#include <cstring>
-#include <fcntl.h>
-#include <fstream>
 #include <malloc.h>
-#include <unistd.h>
 #include <vector>
 
-#include "decode/FileEnd.h"
-#include "decode/FileFormat.h"
+#include "decode/ImageFile.h"
 #include "decode/JpegData.h"
 #include "decode/PixelTally.h"
 #include "decode/TiffChecksums.h"
-#include "ostrel/Descriptor.h"
 
 namespace decode
 {
@@ -29,61 +21,6 @@ namespace
 using OIIO::ImageInput;
 using OIIO::ImageSpec;
 using ostrel::Path;
-
-struct Opened
-{
-    std::unique_ptr<ImageInput> image;
-    String format;
-    String reason; // Why there is none.
-};
-
-String ErrorOf(ImageInput &image)
-{
-    const std::string text = image.geterror();
-    return text.empty() ? String("the picture ends early or is damaged") : String(text);
-}
-
-Opened OpenAs(const String &format, const Path &path)
-{
-    std::unique_ptr<ImageInput> image = ImageInput::create(format);
-    if (!image)
-        return {nullptr, format, OIIO::geterror()};
-    ImageSpec spec;
-    if (!image->open(path.Text(), spec))
-        return {nullptr, format, ErrorOf(*image)};
-    return {std::move(image), format, {}};
-}
-
-bool HoldsPictures(const Opened &opened)
-{
-    // The reader of movies opens any file.
-    return opened.image && opened.image->seek_subimage(0, 0);
-}
-
-// The reader after the name also serves formats whose files bear another's mark, as raw photos do.
-Opened Open(const Path &path, const String &byName, const String &byContent)
-{
-    Opened named;
-    if (!byName.empty())
-        named = OpenAs(byName, path);
-    if (HoldsPictures(named) || byContent.empty() || byContent == byName)
-        return named;
-    return OpenAs(byContent, path);
-}
-
-// Rows read at a time: a whole number of the blocks that every compression has, within reason.
-int RowsAtOnce(const ImageSpec &spec)
-{
-    constexpr std::uint64_t k_most_bytes = 64u << 20;
-    constexpr std::uint64_t k_most_rows = 256;
-
-    // A strip is unpacked as a whole.
-    const int strip = spec.get_int_attribute("tiff:RowsPerStrip");
-    if (strip > 0)
-        return std::min(strip, spec.height);
-    const std::uint64_t bytes = std::max<std::uint64_t>(spec.scanline_bytes(), 1);
-    return int(std::bit_floor(std::clamp<std::uint64_t>(k_most_bytes / bytes, 1, k_most_rows)));
-}
 
 // One part of an image, rows [begin, end) of one slice at a time.
 class PartReader
@@ -237,61 +174,16 @@ String FindHiddenDamage(const Path &path, const String &format)
     return {};
 }
 
-// The first bytes; the reason in `*reason` when there are none.
-std::string ReadHead(const Path &path, String *reason)
-{
-    std::ifstream file(path.Text().c_str(), std::ios::binary);
-    if (!file)
-    {
-        *reason = std::strerror(errno);
-        return {};
-    }
-    char head[16];
-    file.read(head, sizeof head);
-    if (file.gcount() == 0)
-        *reason = "the file is empty";
-    return {head, std::size_t(file.gcount())};
-}
-
-void UseOneThread()
-{
-    OIIO::attribute("threads", 1);
-    OIIO::attribute("exr_threads", -1); // None beside this one.
-}
-
-// Why the system does not give the file's bytes; empty where it does. The libraries tell a disk
-// that fails and a picture that ends early in the same words.
-String FindReadTrouble(const Path &path)
-{
-    const ostrel::Descriptor file(open(path.Text().c_str(), O_RDONLY | O_CLOEXEC));
-    std::vector<char> piece(256u << 10);
-    ssize_t size = file.IsOpen() ? 1 : -1;
-    while (size > 0 || (size < 0 && file.IsOpen() && errno == EINTR))
-        size = read(file.Number(), piece.data(), piece.size());
-    return size < 0 ? String(std::strerror(errno)) : String();
-}
-
 ImageReport Decode(const Path &path)
 {
     ImageReport report;
-    const std::string head = ReadHead(path, &report.reason);
-    if (!report.reason.empty())
+    const ImageFile file = OpenImage(path);
+    report.formatByName = file.formatByName;
+    report.reason = file.reason;
+    if (!file.image)
         return report;
-
-    const String byContent = FormatByContent(head);
-    report.formatByName = FormatByName(path);
-    report.reason = FindMissingEnd(path, byContent);
-    if (!report.reason.empty())
-        return report;
-
-    const Opened opened = Open(path, report.formatByName, byContent);
-    if (!opened.image)
-    {
-        report.reason = opened.reason.empty() ? String("no known image format") : opened.reason;
-        return report;
-    }
-    report.format = opened.format;
-    report.reason = ReadParts(*opened.image, report);
+    report.format = file.format;
+    report.reason = ReadParts(*file.image, report);
     if (report.reason.empty())
         report.reason = FindHiddenDamage(path, report.format);
     return report;

@@ -6,9 +6,12 @@
 #include <csignal>
 #include <cstring>
 #include <fcntl.h>
+#include <poll.h>
 #include <spawn.h>
 #include <sys/socket.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include "ostrel/Exception.h"
 
@@ -127,11 +130,10 @@ DecoderProcess::~DecoderProcess()
         End();
 }
 
-bool DecoderProcess::Ask(const Path &path)
+bool DecoderProcess::Ask(const std::string &request)
 {
-    assert(!path.IsEmpty() && "an empty message would look like the end of the channel");
-    const String &text = path.Text();
-    return send(Channel(), text.data(), text.size(), MSG_NOSIGNAL) == ssize_t(text.size());
+    assert(!request.empty() && "an empty message would look like the end of the channel");
+    return send(Channel(), request.data(), request.size(), MSG_NOSIGNAL) == ssize_t(request.size());
 }
 
 String DecoderProcess::Receive()
@@ -155,6 +157,29 @@ int DecoderProcess::End()
         ;
     m_process = -1;
     return status;
+}
+
+void DecoderProcess::Kill()
+{
+    if (m_process >= 0)
+        kill(m_process, SIGKILL);
+}
+
+int DecoderProcess::OpenEnd() const
+{
+    return int(::syscall(SYS_pidfd_open, m_process, 0));
+}
+
+void DecoderProcess::EndWithin(std::chrono::milliseconds time)
+{
+    if (m_process < 0)
+        return;
+    Kill();
+    const Descriptor end(OpenEnd());
+    pollfd ended{end.Number(), POLLIN, 0};
+    if (!end.IsOpen() || poll(&ended, 1, int(time.count())) > 0)
+        End();
+    m_process = -1;
 }
 
 } // namespace decode

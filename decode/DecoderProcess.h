@@ -1,5 +1,7 @@
 #pragma once
 
+#include <chrono>
+#include <string>
 #include <sys/types.h>
 
 #include "ostrel/Descriptor.h"
@@ -31,8 +33,8 @@ public:
         return m_channel.Number();
     }
 
-    /// Asks for one file. False when the decoder has ended.
-    bool Ask(const Path &path);
+    /// Sends a message that `PackRequest` has made. False when the decoder has ended.
+    bool Ask(const std::string &request);
 
     /// The next message; waits for it. Empty when the decoder has ended, or sent more than any
     /// message may be.
@@ -40,6 +42,17 @@ public:
 
     /// Kills it, if it lives, and gives its status as `waitpid` tells it. Once.
     int End();
+
+    /// The rest is for who must not wait: one that hangs in a disk's hands may take its time,
+    /// killed or not.
+    ///
+    /// Kills it, and does not wait for its end.
+    void Kill();
+    /// A descriptor that is readable once it has ended; the caller's to close. Negative where the
+    /// system has none left.
+    int OpenEnd() const;
+    /// `End`, but leaves one that takes longer to the system.
+    void EndWithin(std::chrono::milliseconds time);
 
 private:
     DecoderProcess(const Path &program, unsigned memoryMib, const int (&ends)[2]);

@@ -1,7 +1,8 @@
 #include "decode/ImageReport.h"
 
-#include <charconv>
 #include <vector>
+
+#include "decode/MessageFields.h"
 
 namespace decode
 {
@@ -10,7 +11,6 @@ namespace
 {
 
 constexpr std::size_t k_longest_text = 600;
-constexpr char k_separator = '\0';
 
 bool IsControl(char c)
 {
@@ -22,25 +22,6 @@ bool IsControl(char c)
 bool IsInsideCharacter(char c)
 {
     return (static_cast<unsigned char>(c) & 0xc0) == 0x80;
-}
-
-std::vector<std::string_view> SplitFields(std::string_view message)
-{
-    std::vector<std::string_view> fields;
-    for (std::size_t end = 0; (end = message.find(k_separator)) != std::string_view::npos;)
-    {
-        fields.push_back(message.substr(0, end));
-        message.remove_prefix(end + 1);
-    }
-    fields.push_back(message);
-    return fields;
-}
-
-template <typename Number> bool TakeNumber(std::string_view text, Number &value)
-{
-    const char *end = text.data() + text.size();
-    const auto [read, error] = std::from_chars(text.data(), end, value);
-    return error == std::errc() && read == end && value >= 0;
 }
 
 // The order of the fields in a message.
@@ -82,13 +63,11 @@ String OneLine(std::string_view text)
 
 String PackReport(const ImageReport &report)
 {
-    String message;
-    const auto add = [&message](const std::string &field) { message += field + k_separator; };
+    std::vector<std::string> fields;
     VisitFields(
-        report, [&](const String &text) { add(OneLine(text)); },
-        [&](auto number) { add(std::to_string(number)); });
-    message.pop_back();
-    return message;
+        report, [&](const String &text) { fields.push_back(OneLine(text)); },
+        [&](auto number) { fields.push_back(std::to_string(number)); });
+    return JoinFields({fields.begin(), fields.end()});
 }
 
 std::optional<ImageReport> ParseReport(std::string_view message)
@@ -102,7 +81,8 @@ std::optional<ImageReport> ParseReport(std::string_view message)
     std::size_t count = 0;
     VisitFields(
         report, [&](String &text) { text = OneLine(take()), ++count; },
-        [&](auto &number) { isGood = TakeNumber(take(), number) && isGood, ++count; });
+        [&](auto &number)
+        { isGood = TakeNumber(take(), number) && number >= 0 && isGood, ++count; });
     if (!isGood || count != fields.size())
         return std::nullopt;
     return report;

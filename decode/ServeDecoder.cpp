@@ -15,6 +15,8 @@
 #include <system_error>
 #include <unistd.h>
 
+#include "decode/DecodeRequest.h"
+
 namespace decode
 {
 
@@ -73,8 +75,8 @@ bool Send(const std::string &message)
     return send(k_channel, message.data(), message.size(), MSG_NOSIGNAL) == ssize_t(message.size());
 }
 
-// Nothing once the other end is closed.
-std::optional<ostrel::Path> ReceivePath()
+// Nothing once the other end is closed, or says what makes no sense.
+std::optional<DecodeRequest> ReceiveRequest()
 {
     std::array<char, 1 << 16> buffer;
     ssize_t size = 0;
@@ -83,18 +85,56 @@ std::optional<ostrel::Path> ReceivePath()
     while (size < 0 && errno == EINTR);
     if (size <= 0)
         return std::nullopt;
-    return ostrel::Path(std::string(buffer.data(), std::size_t(size)));
+    return ParseRequest({buffer.data(), std::size_t(size)});
+}
+
+// `Answer` is a report or a picture; both tell what went wrong in the same way.
+template <typename Answer, typename Make> Answer MakeAnswer(Make make)
+{
+    Answer answer;
+    try
+    {
+        return make();
+    }
+    catch (const std::bad_alloc &)
+    {
+        throw;
+    }
+    catch (const std::system_error &error)
+    {
+        answer.trouble = error.what();
+    }
+    catch (const std::exception &error)
+    {
+        answer.reason = error.what();
+    }
+    return answer;
+}
+
+bool SendPicture(const Picture &picture)
+{
+    bool isSent = Send(PackPictureHead(picture));
+    for (std::size_t at = 0; isSent && at < picture.jpeg.size(); at += k_PicturePiece)
+        isSent = Send(picture.jpeg.substr(at, k_PicturePiece));
+    return isSent;
+}
+
+bool SendAnswer(const DecodeRequest &request, const DecoderWork &work)
+{
+    if (request.picture)
+        return SendPicture(
+            MakeAnswer<Picture>([&] { return work.picture(request.path, *request.picture); }));
+    return Send(PackReport(MakeAnswer<ImageReport>([&] { return work.report(request.path); })));
 }
 
 } // namespace
 
-int ServeDecoder(int count, char **arguments,
-                 const std::function<ImageReport(const ostrel::Path &)> &decode)
+int ServeDecoder(int count, char **arguments, const DecoderWork &work)
 {
     const std::optional<rlim_t> memory = ParseMemory(count, arguments);
     if (!memory)
     {
-        std::fputs("corvan-decode is started by corvan check --decode\n", stderr);
+        std::fputs("corvan-decode is started by corvan check --decode and by corvan-web\n", stderr);
         return 2;
     }
     EndWithStarter();
@@ -105,28 +145,15 @@ int ServeDecoder(int count, char **arguments,
         return 1;
     CloseErrors();
 
-    while (const std::optional<ostrel::Path> path = ReceivePath())
+    try
     {
-        ImageReport report;
-        try
-        {
-            report = decode(*path);
-        }
-        catch (const std::bad_alloc &)
-        {
-            return k_OutOfMemory;
-        }
-        catch (const std::system_error &error)
-        {
-            report = {};
-            report.trouble = error.what();
-        }
-        catch (const std::exception &error)
-        {
-            report.reason = error.what();
-        }
-        if (!Send(PackReport(report)))
-            return 1;
+        while (const std::optional<DecodeRequest> request = ReceiveRequest())
+            if (!SendAnswer(*request, work))
+                return 1;
+    }
+    catch (const std::bad_alloc &)
+    {
+        return k_OutOfMemory;
     }
     return 0;
 }

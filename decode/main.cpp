@@ -1,6 +1,7 @@
 #include <new>
 
 #include "decode/DecodeImage.h"
+#include "decode/MakePicture.h"
 #include "decode/MemoryWatch.h"
 #include "decode/ServeDecoder.h"
 
@@ -8,13 +9,23 @@ namespace
 {
 
 // The image libraries make errors of a file out of memory that they do not get.
-decode::ImageReport DecodeWatched(const ostrel::Path &path)
+template <typename Look> auto WatchMemory(Look look)
 {
     decode::ForgetRefusedMemory();
-    decode::ImageReport report = decode::DecodeImage(path);
-    if (!report.reason.empty() && decode::IsMemoryRefused())
+    auto answer = look();
+    if (!answer.reason.empty() && decode::IsMemoryRefused())
         throw std::bad_alloc();
-    return report;
+    return answer;
+}
+
+decode::ImageReport ReportWatched(const ostrel::Path &path)
+{
+    return WatchMemory([&] { return decode::DecodeImage(path); });
+}
+
+decode::Picture PictureWatched(const ostrel::Path &path, const decode::PictureWish &wish)
+{
+    return WatchMemory([&] { return decode::MakePicture(path, wish); });
 }
 
 } // namespace
@@ -23,5 +34,5 @@ int main(int count, char **arguments)
 {
     decode::TellCrashesForLackOfMemory();
     decode::StartImageLibraries();
-    return decode::ServeDecoder(count, arguments, DecodeWatched);
+    return decode::ServeDecoder(count, arguments, {ReportWatched, PictureWatched});
 }

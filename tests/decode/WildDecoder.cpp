@@ -1,6 +1,8 @@
 // A decoder that does what the name of the file says, and reads no file.
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 #include <fcntl.h>
 #include <stdexcept>
 #include <sys/socket.h>
@@ -45,9 +47,8 @@ void SendInstead(const std::string &message)
     send(STDIN_FILENO, message.data(), message.size(), 0);
 }
 
-decode::ImageReport DecodeWildly(const ostrel::Path &path)
+void BehaveWildly(const ostrel::Path &path, const ostrel::String &what)
 {
-    const ostrel::String what = path.Leaf(false);
     if (what == "crash")
         Crash();
     if (what == "abort")
@@ -72,16 +73,39 @@ decode::ImageReport DecodeWildly(const ostrel::Path &path)
         SendInstead("no report");
     if (what == "huge")
         SendInstead(std::string(100'000, 'x'));
+}
 
+decode::ImageReport ReportWildly(const ostrel::Path &path)
+{
+    const ostrel::String what = path.Leaf(false);
+    BehaveWildly(path, what);
     decode::ImageReport report;
     report.format = what;
     report.width = getpid();
     return report;
 }
 
+// Of at least as many bytes as the number that the name begins with.
+decode::Picture PictureWildly(const ostrel::Path &path, const decode::PictureWish &wish)
+{
+    const ostrel::String what = path.Leaf(false);
+    BehaveWildly(path, what);
+    decode::Picture picture;
+    if (what == "refused")
+    {
+        picture.reason = "nothing\nto see";
+        return picture;
+    }
+    std::string text = std::to_string(getpid()) + " " + path.Text() + " " +
+                       std::to_string(wish.width) + " " + wish.minus.Text();
+    text.resize(std::max<std::size_t>(text.size(), std::strtoul(what.c_str(), nullptr, 10)));
+    picture.jpeg = what == "unlike" ? "<script>" : "\xff\xd8\xff" + text + "\xff\xd9";
+    return picture;
+}
+
 } // namespace
 
 int main(int count, char **arguments)
 {
-    return decode::ServeDecoder(count, arguments, DecodeWildly);
+    return decode::ServeDecoder(count, arguments, {ReportWildly, PictureWildly});
 }

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "decode/PictureWish.h"
+
+namespace decode
+{
+
+/// What a decoder is asked: for a report on a file, or for a picture of it.
+struct DecodeRequest
+{
+    Path path;
+    std::optional<PictureWish> picture;
+
+    bool operator==(const DecodeRequest &) const = default;
+};
+
+/// The request as one message between processes. Nothing where no message can say it: an empty
+/// path, one that holds a zero byte or is longer than any path may be, a wish out of its bounds.
+std::optional<std::string> PackRequest(const DecodeRequest &request);
+
+/// Reads such a message; nothing when it is no request.
+std::optional<DecodeRequest> ParseRequest(std::string_view message);
+
+} // namespace decode
