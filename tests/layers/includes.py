@@ -55,7 +55,7 @@ TABLE = {
 }
 
 # Single headers that a folder may include beyond its table.
-ALSO = {"ui": ["app/Ordwick.h"]}
+ALSO = {"ui": ["app/Ordwick.h"], "web/pictures": ["web/farm/FrameFinder.h"]}
 
 # Outside libraries, by the beginning of their headers' names, and the folders that may use them.
 OUTSIDE = {
