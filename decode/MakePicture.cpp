@@ -59,7 +59,7 @@ struct Size
 };
 
 // The largest within the wish, with the image's own proportions.
-Size SizeOf(ShownRows &rows, int mostWidth)
+Size ShownSize(ShownRows &rows, int mostWidth)
 {
     const double scale = std::min(
         {1.0, double(mostWidth) / rows.Width(), double(k_MostPictureWidth) / rows.Height()});
@@ -190,7 +190,7 @@ std::vector<std::uint8_t> PaintPixels(const AreaAverage &average, const PictureW
 std::string Make(const Path &path, const PictureWish &wish)
 {
     ShownImage image(path, wish.channels);
-    const Size size = SizeOf(image.Rows(), wish.width);
+    const Size size = ShownSize(image.Rows(), wish.width);
     const auto paint = [&](const AreaAverage &average)
     { return WriteJpeg(PaintPixels(average, wish), size.width, size.height); };
     if (wish.minus.IsEmpty())
