@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <utility>
 
 #include "ostrel/CallEntry.h"
 
@@ -71,31 +72,30 @@ RequestReader::Progress RequestReader::ReadBody(std::size_t mostBytes)
 
     if (m_head.contentLength.value_or(0) > mostBytes)
         return Refuse(413, "the body is too long");
-    m_parser->eager(true);
-    if (!m_head.contentLength && m_parser->get().body().empty())
+    if (!std::exchange(m_isBodyBegun, true))
+    {
+        m_parser->eager(true);
         m_parser->body_limit(mostBytes);
+    }
     std::size_t read = 0;
     while (!m_parser->is_done() && read < m_bytes.size())
     {
+        // What stands between the pieces of a body is no longer than a header may be.
+        const std::size_t window = std::min(m_bytes.size() - read, m_headerBytes);
         error_code error;
-        read +=
-            m_parser->put(boost::asio::buffer(m_bytes.data() + read, m_bytes.size() - read), error);
-        if (error == http::error::need_more)
-            break;
+        const std::size_t count =
+            m_parser->put(boost::asio::buffer(m_bytes.data() + read, window), error);
+        read += count;
         if (error == http::error::body_limit)
             return Refuse(413, "the body is too long");
-        if (error)
+        const bool needsMore = error == http::error::need_more;
+        if ((error && !needsMore) || (needsMore && count == 0 && window == m_headerBytes))
             return Refuse(400, "the body is not what the request says");
+        if (count == 0)
+            break;
     }
     m_bytes.erase(0, read);
-    if (m_parser->get().body().size() > mostBytes)
-        return Refuse(413, "the body is too long");
-    if (m_parser->is_done())
-        return Progress::IsThere;
-    // What stands between the pieces of a body that is sent in pieces.
-    if (m_bytes.size() > m_headerBytes)
-        return Refuse(400, "the body is not what the request says");
-    return Progress::NeedsMore;
+    return m_parser->is_done() ? Progress::IsThere : Progress::NeedsMore;
 }
 
 std::string RequestReader::TakeBody()
@@ -111,6 +111,7 @@ void RequestReader::Next()
 
     m_head = {};
     m_searched = 0;
+    m_isBodyBegun = false;
     m_parser.emplace();
     m_parser->header_limit(std::numeric_limits<std::uint32_t>::max());
     m_parser->body_limit(std::numeric_limits<std::uint64_t>::max());
@@ -128,7 +129,7 @@ RequestReader::Progress RequestReader::RefuseTooLong()
 {
     _CallEntry call("RequestReader::RefuseTooLong", __FILE__, __LINE__);
 
-    if (m_bytes.find("\r\n") > m_headerBytes)
+    if (m_bytes.find("\r\n") >= m_headerBytes)
         return Refuse(414, "the address is too long");
     return Refuse(431, "the header is too long");
 }

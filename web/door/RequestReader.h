@@ -68,6 +68,7 @@ private:
     std::string m_bytes;        // Not read yet.
     std::size_t m_searched = 0; // Of them, for the end of the head.
     std::optional<Parser> m_parser;
+    bool m_isBodyBegun = false;
     Head m_head;
     Refusal m_refusal;
 };
