@@ -118,6 +118,21 @@ TEST(DecodeFiles, GivesAFileNoMoreMemoryThanItMayHave)
     EXPECT_EQ(reports.at(1).format, "a");
 }
 
+TEST(DecodeFiles, SaysWhichNamesNoFileCanHave)
+{
+    const auto reports = Decode({"", "/r/a.exr", std::string("/r/a\0b.exr", 10),
+                                 "/r/" + std::string(5000, 'x'), "/r/b.exr"});
+    ASSERT_EQ(reports.size(), 5u);
+    for (const auto &[file, report] : reports)
+    {
+        const bool isGood = file == 1 || file == 4;
+        EXPECT_EQ(report.trouble, isGood ? "" : "no file has such a name") << file;
+        EXPECT_EQ(report.reason, "");
+    }
+    EXPECT_EQ(Decode({"", ""}).size(), 2u);
+    EXPECT_FALSE(HasChildren());
+}
+
 TEST(DecodeFiles, BlamesNoFileForWhatTheSystemDoes)
 {
     const struct

@@ -82,7 +82,7 @@ void Pictures::Get(const DecodeRequest &request, Told told)
 
     if (const auto found = m_makings.find(*subject); found != m_makings.end())
         return found->second->waiting.push_back(std::move(told));
-    if (m_makings.size() >= m_settings.mostAtOnce)
+    if (m_makings.size() >= m_settings.mostAtOnce || m_looks >= m_settings.mostAtOnce)
     {
         Made busy;
         busy.isBusy = true;
@@ -108,6 +108,7 @@ void Pictures::Look(const MakingPointer &making)
                     Failed("the disk " + decode::LateText((*alive)->m_settings.decoders.time)),
                     true);
         });
+    ++m_looks;
     const RecentPictures::Entry *recent = m_recent.Find(making->subject);
     boost::asio::post(
         m_disk,
@@ -143,6 +144,7 @@ bool Pictures::IsUnderWay(const MakingPointer &making) const
 
 void Pictures::OnLooked(const MakingPointer &making, Looked looked)
 {
+    --m_looks;
     if (!IsUnderWay(making))
         return; // It was too late.
     making->late.cancel();

@@ -94,7 +94,8 @@ private:
     const PictureSettings m_settings;
     RecentPictures m_recent;
     std::unordered_map<std::string, MakingPointer> m_makings; // By their subjects.
-    std::shared_ptr<PictureFiles> m_files;                    // With the threads that ask the disk.
+    std::size_t m_looks = 0;               // That the disk has not answered, be it too late.
+    std::shared_ptr<PictureFiles> m_files; // With the threads that ask the disk.
     Decoders m_decoders;
     std::shared_ptr<Pictures *>
         m_self;                      // What comes back from a thread looks whether this is there.
