@@ -138,7 +138,7 @@ export class SizesView {
             file: rows,
             dateWindow: this.#window(),
             series: {
-                band: { color: colours.get("--text-grey"), strokeWidth: 0 },
+                band: { color: colours.get("--text-grey"), strokeWidth: 0, drawPoints: false, highlightCircleSize: 0 },
                 size: { color: colours.get("--list-focus"), strokeWidth: 1.6 },
             },
             axes: {
