@@ -130,11 +130,11 @@ void Admission::EndSession(const String &session)
     m_sessions.End(session);
 }
 
-void Admission::EndIdleSessions()
+void Admission::EndIdleSessions(const std::function<bool(const Caller &)> &isBusy)
 {
     _CallEntry call("Admission::EndIdleSessions", __FILE__, __LINE__);
 
-    m_sessions.EndIdle(Clock::now());
+    m_sessions.EndIdle(Clock::now(), isBusy);
 }
 
 void Admission::ForgetAsked()

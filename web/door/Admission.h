@@ -38,7 +38,7 @@ public:
 
     String MakeSecret();
     void EndSession(const String &session);
-    void EndIdleSessions();
+    void EndIdleSessions(const std::function<bool(const Caller &)> &isBusy);
     /// The server ends: nobody who waits is told.
     void ForgetAsked();
 

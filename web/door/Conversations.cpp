@@ -22,13 +22,18 @@ Conversations::Room Conversations::MakeRoom(const String &peer)
 {
     _CallEntry call("Conversations::MakeRoom", __FILE__, __LINE__);
 
-    if (m_all.size() >= m_most && !CloseIdlest() && m_all.size() >= m_most + k_MostRefused)
+    const auto countOfPeer = [&]
+    {
+        const auto ofPeer = m_ofPeer.find(peer);
+        return ofPeer == m_ofPeer.end() ? 0 : ofPeer->second;
+    };
+    if (countOfPeer() >= m_mostOfPeer)
+        CloseIdlest(&peer);
+    if (m_all.size() >= m_most)
+        CloseIdlest(nullptr);
+    if (m_all.size() >= m_most + k_MostRefused || countOfPeer() >= m_mostOfPeer + k_MostRefused)
         return Room::None;
-    const auto ofPeer = m_ofPeer.find(peer);
-    const std::size_t count = ofPeer == m_ofPeer.end() ? 0 : ofPeer->second;
-    if (count >= m_mostOfPeer + k_MostRefused)
-        return Room::None;
-    return m_all.size() >= m_most || count >= m_mostOfPeer ? Room::ToRefuse : Room::Free;
+    return m_all.size() >= m_most || countOfPeer() >= m_mostOfPeer ? Room::ToRefuse : Room::Free;
 }
 
 void Conversations::Add(const std::shared_ptr<Conversation> &conversation)
@@ -89,18 +94,17 @@ void Conversations::DropAll()
         conversation->Drop();
 }
 
-bool Conversations::CloseIdlest()
+void Conversations::CloseIdlest(const String *peer)
 {
     _CallEntry call("Conversations::CloseIdlest", __FILE__, __LINE__);
 
     std::shared_ptr<Conversation> idlest;
     for (const auto &[key, conversation] : m_all)
-        if (conversation->IsIdle() && (!idlest || conversation->IdleSince() < idlest->IdleSince()))
+        if (conversation->IsIdle() && (!peer || conversation->Peer() == *peer) &&
+            (!idlest || conversation->IdleSince() < idlest->IdleSince()))
             idlest = conversation;
-    if (!idlest)
-        return false;
-    idlest->Close();
-    return true;
+    if (idlest)
+        idlest->Close();
 }
 
 } // namespace web

@@ -26,7 +26,8 @@ public:
 
     Conversations(std::size_t most, std::size_t mostOfPeer);
 
-    /// Where all places are taken the one that has been idle longest is closed.
+    /// Where all places are taken, or all of the peer, the one that has been idle longest is
+    /// closed.
     Room MakeRoom(const String &peer);
     void Add(const std::shared_ptr<Conversation> &conversation);
     void Remove(Conversation *conversation);
@@ -40,7 +41,7 @@ public:
     void DropAll();
 
 private:
-    bool CloseIdlest();
+    void CloseIdlest(const String *peer);
 
     const std::size_t m_most;
     const std::size_t m_mostOfPeer;

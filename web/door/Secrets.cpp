@@ -1,7 +1,7 @@
 #include "web/door/Secrets.h"
 
+#include <openssl/evp.h>
 #include <openssl/rand.h>
-#include <openssl/sha.h>
 
 #include "ostrel/Exception.h"
 
@@ -35,9 +35,13 @@ String MakeSecretText()
 
 std::string DigestOf(std::string_view text)
 {
-    std::string digest(SHA256_DIGEST_LENGTH, '\0');
-    SHA256(reinterpret_cast<const unsigned char *>(text.data()), text.size(),
-           reinterpret_cast<unsigned char *>(digest.data()));
+    // To look for it each time would take longer than the digest itself.
+    static EVP_MD *const s_sha256 = EVP_MD_fetch(nullptr, "SHA256", nullptr);
+    std::string digest(32, '\0');
+    if (!s_sha256 ||
+        EVP_Digest(text.data(), text.size(), reinterpret_cast<unsigned char *>(digest.data()),
+                   nullptr, s_sha256, nullptr) != 1)
+        throw new ostrel::Exception("OpenSSL has no SHA-256");
     return digest;
 }
 

@@ -175,7 +175,10 @@ void Server::Parts::EndIdleSessions()
 {
     _CallEntry call("Server::Parts::EndIdleSessions", __FILE__, __LINE__);
 
-    m_served->admission->EndIdleSessions();
+    // A page that is told events asks for nothing while nothing happens.
+    m_served->admission->EndIdleSessions(
+        [this](const Caller &caller)
+        { return m_served->conversations.CountStreamsOf(caller.session) > 0; });
     m_sessionTimer.expires_after(k_end_idle_every);
     m_sessionTimer.async_wait(
         [weak = weak_from_this()](const error_code &error)

@@ -83,14 +83,16 @@ bool Sessions::End(const String &session)
     return true;
 }
 
-void Sessions::EndIdle(Clock::time_point now)
+void Sessions::EndIdle(Clock::time_point now, const std::function<bool(const Caller &)> &isBusy)
 {
     _CallEntry call("Sessions::EndIdle", __FILE__, __LINE__);
 
     for (auto each = m_sessions.begin(); each != m_sessions.end();)
     {
         const auto session = each++;
-        if (session->second.used + m_idleFor <= now)
+        if (isBusy(*session->second.caller))
+            session->second.used = now;
+        else if (session->second.used + m_idleFor <= now)
             End(session);
     }
 }

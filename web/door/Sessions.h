@@ -41,7 +41,8 @@ public:
 
     /// By the caller's name of it; false where there is none.
     bool End(const String &session);
-    void EndIdle(Clock::time_point now);
+    /// Those that `isBusy` says of are in use.
+    void EndIdle(Clock::time_point now, const std::function<bool(const Caller &)> &isBusy);
 
     /// Good once; of too many the oldest goes.
     String MakeSecret();

@@ -167,28 +167,48 @@ TEST(DoorLimits, HoldForConnectionsOfAPeer)
 {
     web::ServerSettings settings = RunningDoor::PersonalSettings();
     settings.limits.connectionsOfPeer = 3;
-    RunningDoor door(settings);
+    std::vector<web::Reply> kept;
+    RunningDoor door(settings,
+                     [&](web::Routes &routes)
+                     {
+                         routes.Add(web::Method::Get, "/api/later",
+                                    [&](const auto &, web::Reply reply)
+                                    { kept.push_back(std::move(reply)); });
+                     });
     std::vector<std::unique_ptr<BareHttp>> clients;
-    const auto ask = [&](const char *from)
+    const auto connect = [&](const char *from, const std::string &request) -> BareHttp &
     {
         clients.push_back(std::make_unique<BareHttp>(door.Port(), from));
-        clients.back()->Send(door.Get("/api/open"));
-        return clients.back()->Receive();
+        clients.back()->Send(request);
+        return *clients.back();
     };
-    for (int i = 0; i < 3; ++i)
-        EXPECT_EQ(ask("127.0.0.1").status, 200);
-    const BareAnswer refused = ask("127.0.0.1");
+    const std::string open = door.Get("/api/open");
+    const std::string later = door.Get("/api/later", RunningDoor::Bearer());
+    // Of those that are idle the oldest makes room.
+    for (int i = 0; i < 4; ++i)
+        EXPECT_EQ(connect("127.0.0.1", open).Receive().status, 200);
+    EXPECT_TRUE(clients.front()->IsClosed(k_long));
+    clients.erase(clients.begin());
+    for (std::size_t i = 0; i < clients.size(); ++i)
+    {
+        clients[i]->Send(later);
+        while (door.On([&] { return kept.size(); }) <= i)
+            std::this_thread::yield();
+    }
+    const BareAnswer refused = connect("127.0.0.1", open).Receive();
     EXPECT_EQ(refused.status, 429);
     EXPECT_EQ(refused.Field("Retry-After"), "1");
     EXPECT_EQ(refused.Field("Connection"), "close");
     clients.pop_back();
-    EXPECT_EQ(ask("127.0.0.2").status, 200);
-    clients.erase(clients.begin());
+    EXPECT_EQ(connect("127.0.0.2", open).Receive().status, 200);
+    door.On([&] { kept.clear(); });
+    EXPECT_EQ(clients.front()->Receive().status, 500);
+    // The ones that were refused have places as well until their peer is gone.
     int status = 0;
     for (int i = 0; i < 1000 && status != 200; ++i)
     {
-        status = ask("127.0.0.1").status;
         clients.pop_back();
+        status = connect("127.0.0.1", open).Receive().status;
     }
     EXPECT_EQ(status, 200);
 }

@@ -32,13 +32,17 @@ TEST(Sessions, EndWhereNobodyUsesThem)
     const std::string cookie = sessions.OpenByCookie(caller, start);
     EXPECT_EQ(sessions.FindByCookie(cookie, start + k_a_while / 2), caller);
     EXPECT_EQ(sessions.FindByCookie(cookie, start + k_a_while), caller);
-    sessions.EndIdle(start + k_a_while * 3 / 2);
+    const auto none = [](const web::Caller &) { return false; };
+    sessions.EndIdle(start + k_a_while * 3 / 2, none);
     EXPECT_EQ(ended.size(), 0u);
     EXPECT_EQ(sessions.FindByCookie(cookie, start + 2 * k_a_while), nullptr);
     EXPECT_EQ(ended, std::vector<std::string>{"anna's"});
 
     const std::string other = sessions.OpenByCookie(Sessions::MakeCaller("ben's"), start);
-    sessions.EndIdle(start + k_a_while);
+    sessions.EndIdle(start + k_a_while,
+                     [](const web::Caller &each) { return each.token == "ben's"; });
+    EXPECT_EQ(ended.size(), 1u);
+    sessions.EndIdle(start + 2 * k_a_while, none);
     EXPECT_EQ(ended.back(), "ben's");
     EXPECT_EQ(sessions.FindByCookie(other, start), nullptr);
 }
