@@ -14,7 +14,7 @@ from selenium.webdriver.common.by import By
 from selenium.webdriver.support.wait import WebDriverWait
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "system"))
-from farm import BIN, PATIENCE, FarmTest  # noqa: E402
+from farm import BIN, PATIENCE, SHARE, FarmTest  # noqa: E402
 
 ARTEFACTS = pathlib.Path(__file__).resolve().parents[2] / "artefacts" / "page"
 PHONE = {"width": 390, "height": 844, "deviceScaleFactor": 2, "mobile": True}

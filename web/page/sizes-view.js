@@ -8,6 +8,8 @@ import { t } from "./text.js";
 
 /** Room below the field where missing frames are marked. */
 const MARK = 9;
+/** Heights that marks are told apart by. */
+const ROWS = 80;
 
 /** @typedef {{x: number, y: number, w: number, h: number}} Area of the field, in pixels */
 
@@ -132,6 +134,7 @@ export class SizesView {
     #show(Dygraph, sizes) {
         const rows = sizes.exact ? this.#exactRows(sizes) : this.#reducedRows(sizes);
         say(this.#note, sizes.exact ? "" : t("Least and most of each column; zoom in to see each frame. Bad frames are all marked."));
+        this.#thinOut();
         if (!rows.length) return say(this.#note, t("There are no sizes yet."));
         const options = {
             labels: ["frame", "band", "size"],
@@ -179,6 +182,32 @@ export class SizesView {
     #zoomed(low, high) {
         const { numbers } = this.#view.sheet;
         this.#view.look(numbers.notBefore(Math.ceil(low)), numbers.notBefore(Math.floor(high) + 1));
+    }
+
+    /** Leaves one of the marks that would be drawn upon each other: a million bad frames are possible. */
+    #thinOut() {
+        const { frame, size, state } = this.#bad;
+        const [low, high] = this.#window();
+        const columns = Math.max(200, this.#box.clientWidth) / (MARK / 3);
+        let most = 1;
+        for (const each of size) if (each !== null && each > most) most = each;
+        /** @type {Map<string, Set<number>>} spots that are taken, by state */
+        const taken = new Map();
+        /** @type {{frame: number[], size: (number | null)[], state: string[]}} */
+        const kept = { frame: [], size: [], state: [] };
+        for (let i = 0; i < frame.length; ++i) {
+            const each = size[i];
+            const row = each === null ? ROWS : Math.floor((each / most) * (ROWS - 1));
+            const spot = Math.floor(((frame[i] - low) / (high - low)) * columns) * (ROWS + 1) + row;
+            let spots = taken.get(state[i]);
+            if (!spots) taken.set(state[i], (spots = new Set()));
+            if (spots.has(spot)) continue;
+            spots.add(spot);
+            kept.frame.push(frame[i]);
+            kept.size.push(each);
+            kept.state.push(state[i]);
+        }
+        this.#bad = kept;
     }
 
     /** @param {import("./types.js").ExactSizes} sizes */
