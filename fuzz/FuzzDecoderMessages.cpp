@@ -1,0 +1,105 @@
+// Whatever a decoder and the program that started it say to each other: what is taken is what could
+// have been meant, is the same when it is told again, and is bounded.
+#include <cmath>
+#include <cstdint>
+#include <fuzzer/FuzzedDataProvider.h>
+
+#include "decode/DecodeRequest.h"
+#include "decode/ImageReport.h"
+#include "decode/Picture.h"
+#include "fuzz/Require.h"
+
+using namespace decode;
+
+namespace
+{
+
+constexpr std::size_t k_most_bytes = 300;
+
+// Fields, some of them right, with zero bytes between them.
+std::string Message(FuzzedDataProvider &input)
+{
+    static const char *const s_fields[] = {
+        "report", "picture", "/r/a.exr", "256", "4096", "15", "0.5", "-20",    "nan",
+        "1e39",   "rgb",     "luma",     "",    "0",    "12", "-1",  "openexr"};
+    std::string text;
+    for (int i = input.ConsumeIntegralInRange(0, 14); i > 0; --i)
+    {
+        text += input.ConsumeIntegralInRange(0, 4) == 0
+                    ? input.ConsumeRandomLengthString(k_most_bytes)
+                    : std::string(input.PickValueInArray(s_fields));
+        if (i > 1)
+            text += '\0';
+    }
+    return text;
+}
+
+bool IsOneLine(const std::string &text)
+{
+    return OneLine(text) == text;
+}
+
+void RequireOfRequest(const std::string &message)
+{
+    const auto request = ParseRequest(message);
+    if (!request)
+        return;
+    Require(!request->path.IsEmpty(), "a request names a file");
+    Require(!request->picture || IsSound(*request->picture), "a wish is within its bounds");
+    const auto again = PackRequest(*request);
+    Require(again && ParseRequest(*again) == request, "a request is the same when told again");
+}
+
+void RequireOfReport(const std::string &message)
+{
+    const auto report = ParseReport(message);
+    if (!report)
+        return;
+    Require(report->width >= 0 && report->height >= 0, "a size is none below zero");
+    Require(IsOneLine(report->reason) && IsOneLine(report->channels), "texts are of one line");
+    Require(ParseReport(PackReport(*report)) == report, "a report is the same when told again");
+}
+
+void RequireOfPicture(FuzzedDataProvider &input)
+{
+    PictureReceiver receiver;
+    std::size_t sent = 0;
+    bool isTaken = true;
+    while (isTaken && !receiver.IsWhole() && input.remaining_bytes() > 0)
+    {
+        std::string message = Message(input);
+        // What a picture of one piece begins and ends with.
+        if (input.ConsumeBool())
+            message = "\xff\xd8\xff" + message + "\xff\xd9";
+        sent += message.size();
+        isTaken = receiver.Add(message);
+    }
+    if (!isTaken || !receiver.IsWhole())
+        return;
+    const Picture picture = receiver.Take();
+    Require(IsOneLine(picture.trouble) && IsOneLine(picture.reason), "texts are of one line");
+    Require(picture.jpeg.size() <= sent && picture.jpeg.size() <= k_MostPictureBytes,
+            "a picture holds no more than was sent");
+    Require(picture.jpeg.empty() == (!picture.trouble.empty() || !picture.reason.empty()),
+            "there is a picture or a reason");
+    Require(picture.jpeg.empty() || picture.jpeg.starts_with("\xff\xd8\xff"), "it looks like one");
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
+{
+    FuzzedDataProvider input(data, size);
+    switch (input.ConsumeIntegralInRange(0, 2))
+    {
+    case 0:
+        RequireOfRequest(Message(input));
+        break;
+    case 1:
+        RequireOfReport(Message(input));
+        break;
+    default:
+        RequireOfPicture(input);
+    }
+    return 0;
+}
