@@ -53,6 +53,7 @@ std::unique_ptr<Verb> MakeRequeue();
 std::unique_ptr<Verb> MakeDelete();
 std::unique_ptr<Verb> MakePlot();
 std::unique_ptr<Verb> MakeNodes();
+std::unique_ptr<Verb> MakeWeb();
 
 /// How JOB is explained in the help of each verb that takes one.
 inline constexpr const char *k_JobHelp =

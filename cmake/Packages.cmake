@@ -1,7 +1,7 @@
 # Debian packages, by `cpack` in a build folder, or by packaging/try-packages, which tries them too.
 #
-#   ordwick-common   job types and colours, which all programs read
-#   corvan-cli       the command corvan
+#   ordwick-common   job types, colours and icons, which all programs read
+#   corvan-cli       the command corvan, and corvan-web with its page
 #   ordwick          the window
 #   corvan-master    the Master as a service, with its user
 #
@@ -53,12 +53,13 @@ and the Master read these files.")
 
 set(CPACK_DEBIAN_CLI_PACKAGE_NAME ${package_cli})
 set(CPACK_COMPONENT_CLI_DEPENDS common)
-set(CPACK_DEBIAN_CLI_PACKAGE_RECOMMENDS corvan-master)
-set(CPACK_DEBIAN_CLI_PACKAGE_SUGGESTS "ordwick, povray, blender")
+set(CPACK_DEBIAN_CLI_PACKAGE_RECOMMENDS "corvan-master, libjs-dygraphs")
+set(CPACK_DEBIAN_CLI_PACKAGE_SUGGESTS "ordwick, xdg-utils, povray, blender")
 set(CPACK_DEBIAN_CLI_DESCRIPTION "hand in render jobs and check their frames
 The command corvan hands in jobs, lists and changes them, and looks at
 their frames: which are missing, cut short or unlike their neighbours, and
-on demand which cannot be decoded.")
+on demand which cannot be decoded. With it comes corvan-web, which shows
+them in a browser.")
 
 set(CPACK_DEBIAN_WINDOW_PACKAGE_NAME ${package_window})
 set(CPACK_COMPONENT_WINDOW_DEPENDS common)

@@ -60,6 +60,11 @@ Path StateFolder()
     return BaseFolder("XDG_STATE_HOME", ".local/state");
 }
 
+Path CacheFolder()
+{
+    return BaseFolder("XDG_CACHE_HOME", ".cache");
+}
+
 Path DataFolder()
 {
     return BaseFolder("XDG_DATA_HOME", ".local/share");

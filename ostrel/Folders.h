@@ -14,6 +14,9 @@ Path ConfigFolder();
 /// $XDG_STATE_HOME, else ~/.local/state: logs.
 Path StateFolder();
 
+/// $XDG_CACHE_HOME, else ~/.cache: what can be made again.
+Path CacheFolder();
+
 /// $XDG_DATA_HOME, else ~/.local/share: the personal Master's store.
 Path DataFolder();
 

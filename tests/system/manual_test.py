@@ -48,11 +48,11 @@ class Manual(unittest.TestCase):
         self.assertEqual(options_in(text) - known, set())
 
     def test_of_the_other_programs_names_just_their_options(self):
-        for program, name in (("ordwick", "ordwick.1"), ("corvan-master", "corvan-master.8")):
+        for program, name in (("ordwick", "ordwick.1"), ("corvan-master", "corvan-master.8"), ("corvan-web", "corvan-web.1")):
             self.assertEqual(options_in(page(name)), options_in(help_of(BIN / program)), name)
 
     def test_gives_the_usage_line_of_the_help(self):
-        for program, name in (("ordwick", "ordwick.1"), ("corvan-master", "corvan-master.8")):
+        for program, name in (("ordwick", "ordwick.1"), ("corvan-master", "corvan-master.8"), ("corvan-web", "corvan-web.1")):
             synopsis = re.search(r"^\.SH SYNOPSIS\n((?:\.(?:B|I|RI) .*\n)+)", page(name), re.M).group(1)
             words = re.sub(r"^\.(?:RI (.*)|\w+ (.*))$", lambda m: (m[1] or "").replace(" ", "") + (m[2] or ""), synopsis, flags=re.M)
             usage = "Usage: " + " ".join(words.split())
@@ -62,7 +62,7 @@ class Manual(unittest.TestCase):
         table = (ROOT / "docs" / "guide.md").read_text().partition("## The options file")[2]
         known = set(re.findall(r"^\| ([A-Z]\w+) \|", table.partition("\n## ")[0], re.M))
         self.assertIn("Master", known)
-        for name in ("corvan.1", "ordwick.1", "corvan-master.8"):
+        for name in ("corvan.1", "ordwick.1", "corvan-master.8", "corvan-web.1"):
             said = re.findall(r'\bsections? ("\w+"(?:(?:,| and) "\w+")*)', page(name))
             self.assertEqual(set(re.findall(r'"(\w+)"', " ".join(said))) - known, set(), name)
 

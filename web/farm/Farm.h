@@ -29,7 +29,11 @@ struct FarmSettings
     bool isPersonal = true;
     analysis::ScanRules rules{};
     std::chrono::milliseconds refresh{5000}; ///< From the end of a pass to the next.
-    std::chrono::seconds decodeTime{60};     ///< For one image.
+    /// Has an image read whole, and calls `told` once with what that has shown: the JSON of
+    /// "decoded", or no text and why there is none.
+    std::function<void(const ostrel::Path &image,
+                       std::function<void(std::string json, String trouble)> told)>
+        decode{};
 };
 
 /// What the web server tells of the farm and its frames, and what it does for who asks: the routes

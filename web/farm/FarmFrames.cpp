@@ -4,8 +4,6 @@
 
 #include "check/CheckJson.h"
 #include "corvan/Utf8.h"
-#include "decode/DecodeFiles.h"
-#include "decode/Findings.h"
 #include "web/door/HttpError.h"
 #include "web/farm/Asked.h"
 #include "web/farm/Farm.h"
@@ -27,31 +25,6 @@ String NoSuchFrame(const FrameSnapshot &snapshot, int frame)
 {
     return "there is no frame " + std::to_string(frame) + "; there are " +
            corvan::Excerpt(snapshot.range);
-}
-
-// What reading the image has shown.
-ordered_json DecodedJson(const ostrel::Path &path, std::chrono::seconds time)
-{
-    decode::ImageReport report;
-    decode::DecodeLimits limits;
-    limits.jobs = 1;
-    limits.time = time;
-    decode::DecodeFiles(decode::DecoderProgram(), {&path, 1}, limits,
-                        [&](std::size_t, const decode::ImageReport &found) { report = found; });
-    const auto findings = decode::JudgeImages({&report}, 0);
-    ordered_json channels = ordered_json::array();
-    for (std::size_t begin = 0; begin < report.channels.size();)
-    {
-        const std::size_t end = std::min(report.channels.find(',', begin), report.channels.size());
-        channels.push_back(report.channels.substr(begin, end - begin));
-        begin = end + 1;
-    }
-    return {{"width", report.width},
-            {"height", report.height},
-            {"channels", channels},
-            {"format", std::string(report.format)},
-            {"detail", std::string(findings.front().detail)},
-            {"trouble", std::string(report.trouble)}};
 }
 
 ordered_json FrameJson(const FrameSnapshot &snapshot, const analysis::ScanRules &rules,
@@ -142,17 +115,16 @@ void Farm::SendFrameOf(const SnapshotPointer &snapshot, std::size_t row, bool is
         std::make_shared<ordered_json>(FrameJson(*snapshot, m_watches.Rules(), row, task));
     if (!isDecoded || !snapshot->table.frames[row].exists)
         return reply(Dated(JsonResponse(JsonText(*json) + "\n")));
-    m_workers.Do<ordered_json>([path = snapshot->table.PathOf(row), time = m_settings.decodeTime]
-                               { return DecodedJson(path, time); },
-                               [this, json, reply, isAlive = m_isAlive](ordered_json decoded)
-                               {
-                                   if (!*isAlive)
-                                       return;
-                                   (*json)["decoded"] = std::move(decoded);
-                                   reply(Dated(JsonResponse(JsonText(*json) + "\n")));
-                               },
-                               [reply](const String &trouble)
-                               { reply(ErrorResponse(k_OwnFault, trouble)); });
+    m_settings.decode(snapshot->table.PathOf(row),
+                      [this, json, reply, isAlive = m_isAlive](std::string decoded, String trouble)
+                      {
+                          if (!*isAlive)
+                              return;
+                          if (decoded.empty())
+                              return reply(ErrorResponse(k_Unavailable, trouble));
+                          (*json)["decoded"] = ordered_json::parse(decoded);
+                          reply(Dated(JsonResponse(JsonText(*json) + "\n")));
+                      });
 }
 
 void Farm::SendSheet(const RequestPointer &request, const Reply &reply)

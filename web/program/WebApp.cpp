@@ -13,12 +13,14 @@
 #include "corvan/GrpcChannel.h"
 #include "corvan/Messenger.h"
 #include "corvan/Protocol.h"
+#include "decode/DecodeFiles.h"
 #include "ostrel/Folders.h"
 #include "ostrel/Log.h"
 #include "ostrel/UID.h"
 #include "web/door/Secrets.h"
 #include "web/door/Server.h"
 #include "web/farm/Farm.h"
+#include "web/pictures/PictureRoute.h"
 
 namespace web
 {
@@ -40,6 +42,14 @@ std::vector<PublicFiles> FilesOfPage()
     return {{"/", page, false},
             {"/lib/", k_plots, false},
             {"/icons/", ostrel::ShareFolder() / "icons", false}};
+}
+
+PictureSettings SettingsOfPictures()
+{
+    PictureSettings settings;
+    settings.decoders.program = decode::DecoderProgram();
+    settings.folder = ostrel::CacheFolder() / "CorvanWeb" / "pictures";
+    return settings;
 }
 
 // Ends the loop once nobody has been here for so long.
@@ -66,6 +76,9 @@ void TellLink(Server &server, const WebOptions &options, const String &token)
     std::printf("link: %s%s#secret=%s\ntoken: %s\n", server.Origin().c_str(), place.c_str(),
                 server.MakeSecret().c_str(), token.c_str());
     std::fflush(stdout);
+    // The pipe or the terminal that it was started from is not held open.
+    if (!std::freopen("/dev/null", "w", stdout) || !std::freopen("/dev/null", "w", stderr))
+        ostrel::LogWarning("standard output stays open");
 }
 
 } // namespace
@@ -110,9 +123,17 @@ void WebApp::Serve(const WebOptions &options)
     farmSettings.isPersonal = options.isPersonal;
     farmSettings.rules = analysis::RulesOf(analysis);
     farmSettings.refresh = std::chrono::milliseconds(std::max(analysis.refreshMs, 1));
+    Pictures pictures(loop, SettingsOfPictures());
+    farmSettings.decode = [&pictures](const Path &image, auto told)
+    {
+        pictures.Get({image, std::nullopt}, [told](const Made &made)
+                     { told(made.bytes ? *made.bytes : std::string(), made.reason); });
+    };
     Farm farm(loop, farmSettings);
     Routes routes;
     farm.AddRoutes(routes);
+    routes.Add(Method::Get, "/api/jobs/{job}/frames/{frame}/picture",
+               PictureHandler(pictures, farm.Finder()));
 
     ServerSettings settings;
     settings.host = options.host;

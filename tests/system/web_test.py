@@ -1,0 +1,316 @@
+"""The web server of a real Master: what docs/api.md says, and `corvan web`."""
+
+import http.client
+import json
+import os
+import pathlib
+import re
+import signal
+import subprocess
+import unittest
+import urllib.parse
+
+from farm import BIN, PATIENCE, FarmTest, wait_until
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+API = (ROOT / "docs" / "api.md").read_text()
+
+# Frames of about 2000 bytes.
+RENDER = 'head -c $((2000 + $1 % 7)) /dev/zero > "$2"; echo "wrote $1"'
+
+
+def keys_of(text):
+    """The names of the fields that a piece of the document shows."""
+    return set(re.findall(r'"([A-Za-z]+)":', text))
+
+
+def keys_in(json_value):
+    if isinstance(json_value, dict):
+        return set(json_value) | {key for value in json_value.values() for key in keys_in(value)}
+    if isinstance(json_value, list):
+        return {key for value in json_value for key in keys_in(value)}
+    return set()
+
+
+class WebTest(FarmTest):
+    def start_web(self, *arguments):
+        """Starts it, and returns once it listens."""
+        self.web = subprocess.Popen(
+            [BIN / "corvan-web", *arguments], env=self.env, stdout=subprocess.PIPE, text=True
+        )
+        self.addCleanup(self.web.stdout.close)
+        self.addCleanup(self.web.wait)
+        self.addCleanup(self.web.kill)
+        said = "".join(self.web.stdout.readline() for _ in range(3))
+        self.take_link(said)
+
+    def take_link(self, said):
+        self.url = urllib.parse.urlsplit(re.search(r"link: (\S+)", said).group(1))
+        self.token = re.search(r"token: (\S+)", said).group(1)
+        wait_until(lambda: self.ask("/healthz")[0] == 200)
+
+    def ask(self, path, body=None, token=None):
+        """A request. Gives the status, the answer's JSON or bytes, and its head."""
+        connection = http.client.HTTPConnection(self.url.netloc, timeout=PATIENCE)
+        try:
+            head = {"Authorization": f"Bearer {token or self.token}"}
+            if body is not None:
+                head["Content-Type"] = "application/json"
+            connection.request(
+                "GET" if body is None else "POST", path, json.dumps(body) if body is not None else None, head
+            )
+            answer = connection.getresponse()
+            read = answer.read()
+            if answer.getheader("Content-Type") == "application/json":
+                read = json.loads(read)
+            return answer.status, read, dict(answer.getheaders())
+        finally:
+            connection.close()
+
+    def get(self, path):
+        status, answer, _ = self.ask(path)
+        self.assertEqual(status, 200, answer)
+        return answer
+
+    def follow(self, query):
+        """The events of a stream, as they come: pairs of name and data."""
+        connection = http.client.HTTPConnection(self.url.netloc, timeout=PATIENCE)
+        self.addCleanup(connection.close)
+        connection.request("GET", f"/api/events?{query}", headers={"Authorization": f"Bearer {self.token}"})
+        answer = connection.getresponse()
+        self.assertEqual(answer.status, 200)
+        name = None
+        while line := answer.readline().decode():
+            if line.startswith("event: "):
+                name = line[7:].strip()
+            elif line.startswith("data: ") and name:
+                yield name, json.loads(line[6:])
+
+    def render(self, frames="1-12"):
+        """A job whose frames are there."""
+        job = self.submit(RENDER, "--range", frames, "--format", f"{self.folder}/f.%04d.raw", "--name", "tower")
+        self.corvan("wait", job)
+        wait_until(lambda: self.ask(f"/api/jobs/{job}")[1].get("status") == "done")
+        return job
+
+
+class WebApi(WebTest):
+    def setUp(self):
+        super().setUp()
+        options = self.folder / "config" / "CorvanWeb" / "CorvanWeb.ini"
+        options.parent.mkdir(parents=True)
+        options.write_text("[Analysis]\nRefresh = 200\n")
+        self.start_master()
+        self.start_web()
+
+    def test_tells_jobs_as_the_document_shows_them(self):
+        job = self.render()
+        row = re.search(r"^A JOB:\n\n((?:    .*\n)+)", API, re.M).group(1)
+        more = re.search(r"^`GET /api/jobs/ID`: .*\n\n((?:    .*\n)+)", API, re.M).group(1)
+        [listed] = self.get("/api/jobs")["jobs"]
+        self.assertEqual(self.get("/api/jobs")["total"], 1)
+        # "frames" of a job whose frames the Master was not asked to look at is null.
+        inner = {"checked", "counts", "bad", "badRange", "ok", "missing"}
+        self.assertEqual(keys_in(listed), keys_of(row) - inner)
+        whole = self.get(f"/api/jobs/{job}")
+        self.assertEqual(set(whole), set(listed) | keys_of(more) - {"Note"})
+        self.assertEqual(whole["formats"], [f"{self.folder}/f.%04d.raw"])
+        self.assertEqual((listed["id"], listed["name"], listed["range"]), (job, "tower", "1-12"))
+        self.assertEqual(listed["tasks"], {"total": 12, "done": 12, "failed": 0})
+
+    def test_tells_what_the_master_has_found_of_frames(self):
+        job = self.submit("[ $1 = 3 ] || " + RENDER, "--range", "1-5", "--format", f"{self.folder}/f.%04d.raw",
+                          "--set", "CheckFrames=sizes", "--set", "QuietSeconds=0")
+        wait_until(lambda: (self.ask(f"/api/jobs/{job}")[1].get("frames") or {}).get("checked") == "done"
+                   or self.get(f"/api/jobs/{job}")["status"] == "failed")
+        self.assertEqual(self.get(f"/api/jobs/{job}")["tasks"]["failed"], 1)
+
+    def test_tells_tasks_and_logs(self):
+        job = self.render()
+        tasks = self.get(f"/api/jobs/{job}/tasks?offset=2&limit=3")
+        self.assertEqual((len(tasks["tasks"]), tasks["total"]), (3, 12))
+        shown = re.search(r'\n    (\{"tasks": .*\n.*)\n', API).group(1)
+        self.assertEqual(keys_in(tasks), keys_of(shown))
+        [one] = self.get(f"/api/jobs/{job}/tasks?frame=7")["tasks"]
+        self.assertEqual((one["first"], one["last"]), (7, 7))
+        log = self.get(f"/api/jobs/{job}/tasks/{one['task']}/log")
+        self.assertEqual(log, {"log": "wrote 7\n", "attempt": 1, "bytes": 8})
+        self.assertEqual(self.ask(f"/api/jobs/{job}/tasks/99/log")[0], 404)
+
+    def test_gives_the_verdict_of_the_check(self):
+        job = self.render()
+        (self.folder / "f.0003.raw").unlink()
+        (self.folder / "f.0004.raw").write_bytes(b"short")
+        wait_until(lambda: self.get(f"/api/jobs/{job}/frames")["tables"][0]["bad"] == "3,4")
+        checked = self.corvan("check", job, "--json", status=1)
+        self.assertEqual(self.get(f"/api/jobs/{job}/frames"), json.loads(checked))
+
+    def test_shows_one_frame(self):
+        job = self.render()
+        (self.folder / "f.0004.raw").write_bytes(b"short")
+        wait_until(lambda: self.get(f"/api/jobs/{job}/frames/4")["state"] == "too-small")
+        frame = self.get(f"/api/jobs/{job}/frames/4?decode=1")
+        self.assertEqual(frame["why"], "smaller than the smallest acceptable size: 5 of 500 bytes")
+        self.assertEqual(frame["neighbours"], {"before": 3, "after": 5})
+        self.assertEqual(self.get(f"/api/jobs/{job}/tasks?frame=4")["tasks"][0]["task"], frame["task"])
+        self.assertEqual(
+            set(frame["decoded"]), {"width", "height", "channels", "format", "detail", "trouble"}
+        )
+        self.assertEqual(self.get(f"/api/jobs/{job}/frames/1")["neighbours"]["before"], None)
+        status, answer, _ = self.ask(f"/api/jobs/{job}/frames/13")
+        self.assertEqual((status, answer), (404, {"error": "there is no frame 13; there are 1-12"}))
+
+    def test_tells_all_frames_in_a_sheet(self):
+        job = self.render()
+        (self.folder / "f.0003.raw").unlink()
+        wait_until(lambda: self.get(f"/api/jobs/{job}/frames")["tables"][0]["bad"] == "3")
+        head, _, states = self.get(f"/api/jobs/{job}/sheet").partition(b"\n")
+        head = json.loads(head)
+        self.assertEqual((head["range"], head["count"], len(states)), ("1-12", 12, 12))
+        self.assertEqual([head["states"][state] for state in states], ["ok"] * 2 + ["missing"] + ["ok"] * 9)
+        self.assertEqual(head["counts"], {"ok": 11, "missing": 1})
+        shown = re.search(r'\n    (\{"format": 0, (?:.*\n    )*.*)\n', API).group(1)
+        self.assertEqual(set(head) | set(head["counts"]), keys_of(shown))
+
+    def test_tells_sizes_one_by_one_and_by_columns(self):
+        job = self.render()
+        (self.folder / "f.0003.raw").unlink()
+        wait_until(lambda: self.get(f"/api/jobs/{job}/frames")["tables"][0]["bad"] == "3")
+        exact = self.get(f"/api/jobs/{job}/sizes?first=2&last=4")
+        self.assertEqual((exact["exact"], exact["frame"], exact["size"]), (True, [2, 3, 4], [2002, None, 2004]))
+        self.assertEqual(exact["state"], [1, 2, 1])
+        reduced = self.get(f"/api/jobs/{job}/sizes?columns=2")
+        self.assertEqual((reduced["columns"]["first"], reduced["columns"]["count"]), ([1, 7], [6, 6]))
+        self.assertEqual((reduced["columns"]["least"], reduced["columns"]["most"]), ([2001, 2000], [2006, 2005]))
+        self.assertEqual(reduced["bad"], {"frame": [3], "size": [None], "state": [2]})
+
+    def test_refuses_what_makes_no_sense_with_a_sentence(self):
+        job = self.render()
+        nobody = "11111111-2222-4333-8444-555555555555"
+        for path, body, status in (
+            (f"/api/jobs/{nobody}", None, 404),
+            ("/api/jobs/x", None, 404),
+            ("/api/jobs?limit=10001", None, 400),
+            (f"/api/jobs/{job}/frames?format=1", None, 404),
+            (f"/api/jobs/{job}/frames?format=x", None, 400),
+            (f"/api/jobs/{job}/frames/x", None, 404),
+            (f"/api/jobs/{job}/sizes?columns=0", None, 400),
+            (f"/api/jobs/{job}/parameters", [], 400),
+            (f"/api/jobs/{job}/parameters", {}, 400),
+            (f"/api/jobs/{job}/parameters", {"Status": "wild"}, 400),
+            (f"/api/jobs/{job}/parameters", {"Priority": 7}, 400),
+            (f"/api/jobs/{job}/parameters", {"Status": "paused"}, 409),
+            (f"/api/jobs/{job}/requeue", {}, 400),
+            (f"/api/jobs/{job}/requeue", {"frames": "1-", "exact": True}, 400),
+            (f"/api/jobs/{job}/requeue", {"bad": True, "frames": "1"}, 400),
+            (f"/api/jobs/{job}/requeue", {"frames": "77"}, 404),
+            (f"/api/jobs/{job}/requeue", {"bad": True}, 409),
+            (f"/api/jobs/{nobody}/requeue", {"bad": True}, 404),
+        ):
+            with self.subTest(path=path, body=body):
+                got, answer, _ = self.ask(path, body)
+                self.assertEqual(got, status, answer)
+                self.assertGreater(len(answer["error"]), 10)
+
+    def test_renders_frames_again(self):
+        job = self.render()
+        (self.folder / "f.0003.raw").unlink()
+        status, answer, _ = self.ask(f"/api/jobs/{job}/requeue", {"bad": True})
+        self.assertEqual((status, answer["frames"], answer["again"]), (201, "3", 0))
+        self.corvan("wait", answer["job"])
+        self.assertEqual((self.folder / "f.0003.raw").stat().st_size, 2003)
+        wait_until(lambda: self.ask(f"/api/jobs/{answer['job']}")[1].get("origin") == job)
+
+    def test_changes_parameters_together_or_not_at_all(self):
+        job = self.submit("true", "--range", "1-5", "--format", f"{self.folder}/f.%04d.raw", "--paused")
+        wait_until(lambda: self.ask(f"/api/jobs/{job}")[0] == 200)
+        status, answer, _ = self.ask(f"/api/jobs/{job}/parameters", {"Priority": "60", "Note": "häh <b>"})
+        self.assertEqual((status, answer["priority"], answer["parameters"]["Note"]), (200, 60, "häh <b>"))
+        self.assertEqual(self.ask(f"/api/jobs/{job}/parameters", {"Note": "no", "Priority": "101"})[0], 400)
+        self.assertEqual(self.get(f"/api/jobs/{job}")["parameters"]["Note"], "häh <b>")
+
+    def test_tells_events_as_they_happen(self):
+        job = self.render()
+        events = self.follow(f"jobs=1&job={job}")
+        name, master = next(events)
+        self.assertEqual((name, master["connected"], master["rights"][-1]), ("master", True, "admin"))
+        name, told = next(events)
+        self.assertEqual((name, told["id"]), ("job", job))
+        next(event for event in events if event[0] == "frames" and event[1]["counts"] == {"ok": 12})
+        (self.folder / "f.0007.raw").unlink()
+        _, frames = next(event for event in events if event[0] == "frames" and event[1]["changed"])
+        self.assertEqual((frames["changed"], frames["counts"]), ({"missing": "7"}, {"ok": 11, "missing": 1}))
+        other = self.submit("true", "--range", "1", "--format", f"{self.folder}/g.%04d.raw", "--paused")
+        next(event for event in events if event[0] == "jobs" and event[1]["changed"][0]["id"] == other)
+        self.corvan("remove", other, "--cancel")
+        next(event for event in events if event[0] == "jobs" and event[1]["removed"] == [other])
+        self.corvan("set", job, "CustomRange=1-3")
+        next(event for event in events if event[0] == "anew")
+
+    def test_shows_what_was_known_while_the_master_is_gone(self):
+        job = self.render()
+        events = self.follow("jobs=1")
+        self.assertEqual(next(events)[1]["connected"], True)
+        self.stop_master()
+        wait_until(lambda: self.ask("/healthz")[0] == 503)
+        status, answer, head = self.ask(f"/api/jobs/{job}")
+        self.assertEqual((status, answer["name"]), (200, "tower"))
+        self.assertRegex(head["X-Corvan-Old-Since"], r"^\d{4}-\d\d-\d\dT")
+        self.assertEqual(self.ask(f"/api/jobs/{job}/requeue", {"frames": "1"})[0], 503)
+        self.assertEqual(self.ask(f"/api/jobs/{job}/parameters", {"Priority": "1"})[0], 503)
+        next(event for event in events if event[0] == "master" and not event[1]["connected"])
+        self.start_master()
+        next(event for event in events if event[0] == "master" and event[1]["connected"])
+        wait_until(lambda: "X-Corvan-Old-Since" not in self.ask(f"/api/jobs/{job}")[2])
+
+
+class WebVerb(WebTest):
+    def setUp(self):
+        super().setUp()
+        self.env.pop("DISPLAY", None)
+        self.env.pop("WAYLAND_DISPLAY", None)
+        self.start_master()
+
+    def end_server(self, url):
+        """Whoever listens there ends with the test."""
+        port = urllib.parse.urlsplit(url).port
+        for entry in pathlib.Path("/proc").iterdir():
+            try:
+                if not entry.name.isdigit() or "corvan-web" not in (entry / "comm").read_text():
+                    continue
+                if f"XDG_RUNTIME_DIR={self.env['XDG_RUNTIME_DIR']}" in (entry / "environ").read_text():
+                    os.kill(int(entry.name), signal.SIGTERM)
+            except OSError:
+                continue
+        self.assertTrue(port)
+
+    def test_prints_a_link_that_is_good_once(self):
+        job = self.submit("true", "--range", "1-5", "--format", f"{self.folder}/f.%04d.raw", "--paused", "--name", "tower")
+        link = self.corvan("web", "tower", "--print").strip()
+        self.addCleanup(self.end_server, link)
+        self.url = urllib.parse.urlsplit(link)
+        self.assertEqual((self.url.hostname, self.url.query), ("127.0.0.1", f"job={job}"))
+        secret = self.url.fragment.removeprefix("secret=")
+        for status in (204, 401):
+            connection = http.client.HTTPConnection(self.url.netloc, timeout=PATIENCE)
+            connection.request(
+                "POST", "/api/session", json.dumps({"secret": secret}),
+                {"Content-Type": "application/json", "Origin": f"http://{self.url.netloc}"},
+            )
+            self.assertEqual(connection.getresponse().status, status)
+            connection.close()
+
+    def test_prints_address_and_token_for_scripts(self):
+        url, token = self.corvan("web", "--print-token").splitlines()
+        self.addCleanup(self.end_server, url)
+        self.url, self.token = urllib.parse.urlsplit(url), token
+        wait_until(lambda: self.ask("/healthz")[0] == 200)
+        self.assertEqual(self.get("/api/session")["isPersonal"], True)
+        self.assertEqual(self.ask("/api/session", token="0" * 64)[0], 401)
+
+    def test_refuses_a_job_that_is_none(self):
+        self.assertIn("no job fits 'nobody'", self.run_corvan("web", "nobody", "--print", status=2).stderr)
+
+
+if __name__ == "__main__":
+    unittest.main()
