@@ -30,7 +30,9 @@ class Administrator(FarmTest):
         return [json.loads(line) for line in lines]
 
 
-class OverTls(Administrator):
+class TlsMaster(Administrator):
+    """A Master beyond the machine, with a certificate and tokens."""
+
     def setUp(self):
         super().setUp()
         self.env["CORVAN_MASTER"] = free_address()
@@ -43,9 +45,14 @@ class OverTls(Administrator):
 
     def token(self, user, role):
         """Makes a token that `corvan` is then used with. Gives its identifier."""
+        number, token = self.make_token(user, role)
+        self.use(token)
+        return number
+
+    def make_token(self, user, role):
+        """Its identifier, and the token."""
         done = self.run_master("token", "add", user, role)
-        self.use(done.stdout)
-        return done.stderr.split()[2]
+        return done.stderr.split()[2], done.stdout.strip()
 
     def use(self, token):
         file = self.folder / "token"
@@ -57,6 +64,8 @@ class OverTls(Administrator):
             f"[Master]\nCertificate = {self.tls}/authority.pem\nTokenFile = {file}\n"
         )
 
+
+class OverTls(TlsMaster):
     def test_a_token_says_who_one_is_and_what_one_may(self):
         self.token("anna", "submit")
         self.start_master("--options", self.options, "--slots", "0")
