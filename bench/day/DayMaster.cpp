@@ -10,10 +10,10 @@
 #include "bench/day/FastClock.h"
 #include "corvan/JobFactory.h"
 #include "master/Master.h"
-#include "master/door/DescriptorLimit.h"
 #include "master/door/Server.h"
-#include "master/loop/RunLoop.h"
+#include "ostrel/DescriptorLimit.h"
 #include "ostrel/Log.h"
+#include "ostrel/RunLoop.h"
 
 namespace bench
 {
@@ -25,7 +25,7 @@ void RunDayMaster(const DayFiles &files, const DaySize &size)
     log.file = ostrel::Path(files.log);
     ostrel::LogStart(log);
     corvan::JobFactory::s_JobFactory.LoadInstalledTypes();
-    master::RaiseDescriptorLimit();
+    ostrel::RaiseDescriptorLimit();
 
     const DayPlan plan(size);
     DayBook book(files.book, size.packets);
@@ -57,7 +57,7 @@ void RunDayMaster(const DayFiles &files, const DaySize &size)
                 theMaster.Stop();
         });
     std::ofstream(files.port) << *theMaster.StatusPort() << '\n';
-    master::RunLoop(loop);
+    ostrel::RunLoop(loop);
 }
 
 } // namespace bench

@@ -7,10 +7,10 @@
 
 #include "corvan/Keepalive.h"
 #include "corvan/Limits.h"
-#include "master/door/DescriptorLimit.h"
 #include "master/door/HealthService.h"
 #include "master/door/ListeningSockets.h"
 #include "ostrel/CallEntry.h"
+#include "ostrel/DescriptorLimit.h"
 #include "ostrel/Exception.h"
 
 namespace master
@@ -135,8 +135,8 @@ void Listener::Accept()
         m_handOver->HandleNewConnection(&connection);
     };
     m_acceptor = std::make_unique<Acceptor>(
-        std::move(sockets.descriptors), FitToDescriptors(m_settings.connections, DescriptorLimit()),
-        take);
+        std::move(sockets.descriptors),
+        FitToDescriptors(m_settings.connections, ostrel::DescriptorLimit()), take);
 }
 
 void Listener::RenewCertificate()

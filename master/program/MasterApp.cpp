@@ -11,15 +11,15 @@
 #include "corvan/GrpcChannel.h"
 #include "corvan/JobFactory.h"
 #include "master/Master.h"
-#include "master/door/DescriptorLimit.h"
 #include "master/door/Tokens.h"
-#include "master/loop/RunLoop.h"
 #include "master/program/NoticeOptions.h"
 #include "master/program/SlurmOptions.h"
 #include "master/run/LocalRunner.h"
 #include "master/vitals/ServiceManager.h"
 #include "ostrel/CallEntry.h"
+#include "ostrel/DescriptorLimit.h"
 #include "ostrel/Log.h"
+#include "ostrel/RunLoop.h"
 
 namespace master
 {
@@ -104,7 +104,7 @@ bool MasterApp::Run(const CommandLine &commandLine)
     const Engine engine = ReadEngine(commandLine, Options());
     const std::optional<CommandUser> user = ReadCommandUser(Options(), options.data);
     settings.commandUser = user;
-    const std::size_t filesOfCommands = RaiseDescriptorLimit();
+    const std::size_t filesOfCommands = ostrel::RaiseDescriptorLimit();
     boost::asio::io_context loop;
     (engine == Engine::Slurm ? settings.share : settings.formerShare) = ReadSlurmFolder(Options());
     const std::unique_ptr<CommandRunner> runner =
@@ -136,7 +136,7 @@ bool MasterApp::Run(const CommandLine &commandLine)
         ostrel::LogWarning("standard error stays open");
     // The first turn was posted before.
     boost::asio::post(loop, [&line] { TellReady(line); });
-    RunLoop(loop);
+    ostrel::RunLoop(loop);
     if (!theMaster.Damage().empty())
         throw new StoreException(theMaster.Damage());
     return true;

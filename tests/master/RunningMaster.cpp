@@ -3,9 +3,9 @@
 #include <boost/asio/post.hpp>
 #include <chrono>
 
-#include "master/loop/RunLoop.h"
 #include "master/run/LocalRunner.h"
 #include "ostrel/Exception.h"
+#include "ostrel/RunLoop.h"
 
 using master::MasterSettings;
 
@@ -31,7 +31,7 @@ void RunningMaster::Run(const MasterSettings &settings, int slots, std::promise<
         m_address = theMaster.Connections().Address();
         m_statusPort = theMaster.StatusPort().value_or(0);
         isReady.set_value();
-        master::RunLoop(m_loop);
+        ostrel::RunLoop(m_loop);
         m_damage = theMaster.Damage();
     }
     catch (ostrel::Exception *raw)

@@ -14,8 +14,10 @@
 #include "corvan/Messenger.h"
 #include "corvan/Protocol.h"
 #include "decode/DecodeFiles.h"
+#include "ostrel/DescriptorLimit.h"
 #include "ostrel/Folders.h"
 #include "ostrel/Log.h"
+#include "ostrel/RunLoop.h"
 #include "ostrel/UID.h"
 #include "web/door/Secrets.h"
 #include "web/door/Server.h"
@@ -115,6 +117,8 @@ bool WebApp::Run(CommandLine commandLine)
 
 void WebApp::Serve(const WebOptions &options)
 {
+    // A connection takes one, and so does each frame that is looked at.
+    ostrel::RaiseDescriptorLimit();
     boost::asio::io_context loop;
     const corvan::AnalysisOptions analysis = corvan::ReadAnalysisOptions(Options());
     FarmSettings farmSettings;
@@ -163,7 +167,7 @@ void WebApp::Serve(const WebOptions &options)
         TellLink(server, options, settings.personalToken);
         EndWhenIdle(loop, idle, server);
     }
-    loop.run();
+    ostrel::RunLoop(loop);
     farm.Users().SetEndSession({});
 }
 

@@ -1,4 +1,4 @@
-#include "master/loop/RunLoop.h"
+#include "ostrel/RunLoop.h"
 
 #include <boost/asio/post.hpp>
 #include <boost/system/system_error.hpp>
@@ -25,7 +25,7 @@ TEST(RunLoop, GoesOnWhateverAHandlerThrows)
                       });
 
     const LogCapture log;
-    master::RunLoop(loop);
+    ostrel::RunLoop(loop);
     EXPECT_TRUE(isReached);
     EXPECT_EQ(
         log.Texts(ostrel::k_LogError),

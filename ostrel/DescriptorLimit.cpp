@@ -1,9 +1,9 @@
-#include "master/door/DescriptorLimit.h"
+#include "ostrel/DescriptorLimit.h"
 
 #include <algorithm>
 #include <sys/resource.h>
 
-namespace master
+namespace ostrel
 {
 
 namespace
@@ -34,4 +34,4 @@ std::size_t DescriptorLimit()
     return std::min(limit.rlim_cur, k_enough_descriptors);
 }
 
-} // namespace master
+} // namespace ostrel

@@ -2,7 +2,7 @@
 
 #include <cstddef>
 
-namespace master
+namespace ostrel
 {
 
 /// Lets this program have as many open files as the system allows it at most, and what it starts as
@@ -12,4 +12,4 @@ std::size_t RaiseDescriptorLimit();
 /// How many open files this program may have.
 std::size_t DescriptorLimit();
 
-} // namespace master
+} // namespace ostrel
