@@ -590,8 +590,9 @@ TEST_F(GrpcLinkTest, TellsItsProtocolAndWhatAMasterOfAnotherLacksOrBrings)
         const char *says;
     } cases[] = {
         {k_Protocol, nullptr},
-        {0, "speaks protocol 1, this program 3; protocol 1 lacks: users and rights"},
-        {2, "speaks protocol 2, this program 3; protocol 2 lacks: messages that come as one"},
+        {0, "speaks protocol 1, this program 4; protocol 1 lacks: users and rights"},
+        {2, "speaks protocol 2, this program 4; protocol 2 lacks: messages that come as one"},
+        {3, "speaks protocol 3, this program 4; protocol 3 lacks: the following of all jobs"},
         {k_Protocol + 1, "what protocol 5 brought is not known here"},
     };
     for (const auto &[told, says] : cases)
