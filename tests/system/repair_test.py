@@ -87,6 +87,8 @@ class Repair(WindowTest):
 
     def test_of_nothing_sends_nothing(self):
         window = self.open_window(self.job)
+        # A frame that the first pass has not come to is missing.
+        window.log.wait_for("Finished scanning")
         window.wait_for_status("12 Files | 0 Missing | 0 Too Small")
         window.press("ctrl+b")
         window.log.wait_for("Requeue bad frames...")
