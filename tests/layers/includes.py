@@ -48,14 +48,14 @@ TABLE = {
     "master/slurm": ["master/run", "keeper", "corvan", "ostrel"],
     "web/door": ["ostrel"],
     "web/pictures": ["web/door", "decode", "ostrel"],
-    "web/farm": ["web/door", "check", "analysis", "decode", "corvan", "ostrel"],
-    "web/program": ["web/farm", "web/pictures", "web/door", "check", "analysis", "decode", "corvan",
+    "web/jobs": ["web/door", "check", "analysis", "decode", "corvan", "ostrel"],
+    "web/program": ["web/jobs", "web/pictures", "web/door", "check", "analysis", "decode", "corvan",
                     "ostrel"],
     "cli": ["check", "analysis", "decode", "corvan", "ostrel"],
 }
 
 # Single headers that a folder may include beyond its table.
-ALSO = {"ui": ["app/Ordwick.h"], "web/pictures": ["web/farm/FrameFinder.h"]}
+ALSO = {"ui": ["app/Ordwick.h"], "web/pictures": ["web/jobs/FrameFinder.h"]}
 
 # Outside libraries, by the beginning of their headers' names, and the folders that may use them.
 OUTSIDE = {
@@ -66,7 +66,7 @@ OUTSIDE = {
     "sqlite3.h": ["master/store"],
     "CLI/": ["cli"],
     "nlohmann/": ["check", "cli", "master/audit", "master/notices", "master/door", "web/door",
-                  "web/pictures", "web/farm", "web/program"],
+                  "web/pictures", "web/jobs", "web/program"],
     "openssl/": ["master/door", "web/door"],
     "spdlog/": ["ostrel"],
     "SimpleIni.h": ["ostrel"],

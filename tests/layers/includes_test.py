@@ -40,10 +40,10 @@ class Includes(unittest.TestCase):
             ("master/watch", '"master/schedule/Scheduler.h"', True),
             ("master/run", '"master/schedule/Scheduler.h"', False),
             ("cli", '"master/store/JobStore.h"', False),
-            ("web/door", '"web/farm/Farm.h"', False),
-            ("web/farm", '"web/door/Routes.h"', True),
-            ("web/farm", "<boost/beast/http.hpp>", False),
-            ("web/pictures", '"web/farm/Farm.h"', False),
+            ("web/door", '"web/jobs/Farm.h"', False),
+            ("web/jobs", '"web/door/Routes.h"', True),
+            ("web/jobs", "<boost/beast/http.hpp>", False),
+            ("web/pictures", '"web/jobs/Farm.h"', False),
             ("cli", '"web/door/Server.h"', False),
         ]
         for folder, header, is_allowed in cases:

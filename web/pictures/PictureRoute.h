@@ -1,7 +1,7 @@
 #pragma once
 
 #include "web/door/Routes.h"
-#include "web/farm/FrameFinder.h"
+#include "web/jobs/FrameFinder.h"
 #include "web/pictures/Pictures.h"
 
 namespace web

@@ -21,7 +21,7 @@
 #include "ostrel/UID.h"
 #include "web/door/Secrets.h"
 #include "web/door/Server.h"
-#include "web/farm/Farm.h"
+#include "web/jobs/Farm.h"
 #include "web/pictures/PictureRoute.h"
 
 namespace web

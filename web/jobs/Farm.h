@@ -8,14 +8,14 @@
 
 #include "analysis/ScanRules.h"
 #include "web/door/Routes.h"
-#include "web/farm/FarmEvents.h"
-#include "web/farm/FrameFinder.h"
-#include "web/farm/FrameWatches.h"
-#include "web/farm/JobBook.h"
-#include "web/farm/MasterLink.h"
-#include "web/farm/TaskBook.h"
-#include "web/farm/UserLinks.h"
-#include "web/farm/Workers.h"
+#include "web/jobs/FarmEvents.h"
+#include "web/jobs/FrameFinder.h"
+#include "web/jobs/FrameWatches.h"
+#include "web/jobs/JobBook.h"
+#include "web/jobs/MasterLink.h"
+#include "web/jobs/TaskBook.h"
+#include "web/jobs/UserLinks.h"
+#include "web/jobs/Workers.h"
 
 namespace web
 {

@@ -1,4 +1,4 @@
-#include "web/farm/MasterLink.h"
+#include "web/jobs/MasterLink.h"
 
 #include <boost/asio/post.hpp>
 #include <utility>

@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "web/door/EventStream.h"
-#include "web/farm/FrameWatches.h"
-#include "web/farm/JobBook.h"
+#include "web/jobs/FrameWatches.h"
+#include "web/jobs/JobBook.h"
 
 namespace web
 {

@@ -1,4 +1,4 @@
-#include "web/farm/JobJson.h"
+#include "web/jobs/JobJson.h"
 
 #include <boost/algorithm/string/case_conv.hpp>
 #include <boost/algorithm/string/predicate.hpp>

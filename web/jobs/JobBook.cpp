@@ -1,11 +1,11 @@
-#include "web/farm/JobBook.h"
+#include "web/jobs/JobBook.h"
 
 #include <boost/pointer_cast.hpp>
 #include <utility>
 
 #include "corvan/JobFactory.h"
 #include "ostrel/Log.h"
-#include "web/farm/JobJson.h"
+#include "web/jobs/JobJson.h"
 
 namespace web
 {

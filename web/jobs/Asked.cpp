@@ -1,11 +1,11 @@
-#include "web/farm/Asked.h"
+#include "web/jobs/Asked.h"
 
 #include <charconv>
 
 #include "corvan/Protocol.h"
 #include "corvan/Utf8.h"
 #include "web/door/HttpError.h"
-#include "web/farm/Statuses.h"
+#include "web/jobs/Statuses.h"
 
 namespace web
 {

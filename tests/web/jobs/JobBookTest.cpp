@@ -1,11 +1,11 @@
-#include "web/farm/JobBook.h"
+#include "web/jobs/JobBook.h"
 
 #include <nlohmann/json.hpp>
 
 #include <gtest/gtest.h>
 
-#include "tests/web/farm/FarmSample.h"
-#include "web/farm/JobJson.h"
+#include "tests/web/jobs/FarmSample.h"
+#include "web/jobs/JobJson.h"
 
 using corvan::JobParameterMsg;
 using ostrel::UID;

@@ -1,11 +1,11 @@
-#include "web/farm/UserLinks.h"
+#include "web/jobs/UserLinks.h"
 
 #include <boost/asio/post.hpp>
 #include <utility>
 
 #include "ostrel/Exception.h"
 #include "ostrel/Log.h"
-#include "web/farm/Statuses.h"
+#include "web/jobs/Statuses.h"
 
 namespace web
 {

@@ -1,4 +1,4 @@
-#include "web/farm/Farm.h"
+#include "web/jobs/Farm.h"
 
 #include <boost/make_shared.hpp>
 #include <nlohmann/json.hpp>
@@ -6,8 +6,8 @@
 #include "corvan/Utf8.h"
 #include "ostrel/Log.h"
 #include "web/door/HttpError.h"
-#include "web/farm/JobJson.h"
-#include "web/farm/Statuses.h"
+#include "web/jobs/JobJson.h"
+#include "web/jobs/Statuses.h"
 
 namespace web
 {

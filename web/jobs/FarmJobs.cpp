@@ -6,10 +6,10 @@
 #include "analysis/Expansion.h"
 #include "corvan/Limits.h"
 #include "web/door/HttpError.h"
-#include "web/farm/Asked.h"
-#include "web/farm/Farm.h"
-#include "web/farm/JobJson.h"
-#include "web/farm/Statuses.h"
+#include "web/jobs/Asked.h"
+#include "web/jobs/Farm.h"
+#include "web/jobs/JobJson.h"
+#include "web/jobs/Statuses.h"
 
 namespace web
 {

@@ -7,7 +7,7 @@
 
 #include "web/door/Request.h"
 #include "web/door/Response.h"
-#include "web/farm/MasterLink.h"
+#include "web/jobs/MasterLink.h"
 
 namespace web
 {

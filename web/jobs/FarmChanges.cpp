@@ -11,10 +11,10 @@
 #include "corvan/ImageFormats.h"
 #include "corvan/Utf8.h"
 #include "web/door/HttpError.h"
-#include "web/farm/Asked.h"
-#include "web/farm/Farm.h"
-#include "web/farm/JobJson.h"
-#include "web/farm/Statuses.h"
+#include "web/jobs/Asked.h"
+#include "web/jobs/Farm.h"
+#include "web/jobs/JobJson.h"
+#include "web/jobs/Statuses.h"
 
 namespace web
 {

@@ -1,10 +1,10 @@
-#include "web/farm/FarmEvents.h"
+#include "web/jobs/FarmEvents.h"
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
 #include <utility>
 
-#include "web/farm/JobJson.h"
+#include "web/jobs/JobJson.h"
 
 namespace web
 {

@@ -1,4 +1,4 @@
-#include "web/farm/FrameWatches.h"
+#include "web/jobs/FrameWatches.h"
 
 #include <chrono>
 #include <nlohmann/json.hpp>
@@ -6,7 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/support/TempFolder.h"
-#include "tests/web/farm/FarmSample.h"
+#include "tests/web/jobs/FarmSample.h"
 
 using web::FarmJob;
 using web::FrameWatches;

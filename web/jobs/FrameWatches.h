@@ -7,9 +7,9 @@
 #include <memory>
 #include <utility>
 
-#include "web/farm/FrameSnapshot.h"
-#include "web/farm/JobBook.h"
-#include "web/farm/Workers.h"
+#include "web/jobs/FrameSnapshot.h"
+#include "web/jobs/JobBook.h"
+#include "web/jobs/Workers.h"
 
 namespace web
 {

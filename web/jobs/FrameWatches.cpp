@@ -1,10 +1,10 @@
-#include "web/farm/FrameWatches.h"
+#include "web/jobs/FrameWatches.h"
 
 #include <algorithm>
 #include <vector>
 
 #include "web/door/HttpError.h"
-#include "web/farm/Statuses.h"
+#include "web/jobs/Statuses.h"
 
 namespace web
 {

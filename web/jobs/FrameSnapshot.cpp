@@ -1,4 +1,4 @@
-#include "web/farm/FrameSnapshot.h"
+#include "web/jobs/FrameSnapshot.h"
 
 #include <algorithm>
 #include <array>
@@ -14,8 +14,8 @@
 #include "corvan/ImageFormats.h"
 #include "corvan/Parameters.h"
 #include "web/door/HttpError.h"
-#include "web/farm/JobJson.h"
-#include "web/farm/Statuses.h"
+#include "web/jobs/JobJson.h"
+#include "web/jobs/Statuses.h"
 
 namespace web
 {

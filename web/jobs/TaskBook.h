@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "corvan/Messages.h"
-#include "web/farm/MasterLink.h"
+#include "web/jobs/MasterLink.h"
 
 namespace web
 {

@@ -1,4 +1,4 @@
-#include "web/farm/TaskBook.h"
+#include "web/jobs/TaskBook.h"
 
 #include <algorithm>
 #include <boost/make_shared.hpp>

@@ -1,4 +1,4 @@
-#include "web/farm/MasterLink.h"
+#include "web/jobs/MasterLink.h"
 
 #include <boost/make_shared.hpp>
 #include <vector>

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "web/door/Gatekeeper.h"
-#include "web/farm/MasterLink.h"
+#include "web/jobs/MasterLink.h"
 
 namespace web
 {
