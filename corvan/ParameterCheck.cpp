@@ -6,6 +6,7 @@
 #include "corvan/AfterJobs.h"
 #include "corvan/FrameChecking.h"
 #include "corvan/FrameOrder.h"
+#include "corvan/JobActions.h"
 #include "corvan/JobStatus.h"
 #include "corvan/Limits.h"
 #include "corvan/QueueWishes.h"
@@ -88,7 +89,7 @@ String CheckParameterText(const String &name, const String &value)
     if (name == p_PacketSize && !value.empty())
         return CheckWhole(name, value, 1, std::numeric_limits<int>::max());
     if (name == p_Priority)
-        return CheckWhole(name, value, 0, 100);
+        return CheckWhole(name, value, k_LowestPriority, k_HighestPriority);
     if (const RunLimitName *const limit = FindRunLimit(name))
         return CheckRunLimit(*limit, value);
     if (const QueueWishName *const wish = FindQueueWish(name))

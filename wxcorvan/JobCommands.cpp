@@ -6,7 +6,7 @@
 
 #include <wx/translation.h>
 
-#include "corvan/JobStatus.h"
+#include "corvan/JobActions.h"
 #include "ostrel/Log.h"
 
 namespace wxcorvan
@@ -20,8 +20,6 @@ namespace
 {
 
 constexpr int k_default_priority = 50;
-constexpr int k_highest_priority = 100;
-constexpr int k_priority_step = 10;
 
 int NumberOr(const String &text, int otherwise)
 {
@@ -40,17 +38,36 @@ JobCommand PriorityWish(const char *label, int priority)
     return {"Master",
             label,
             p_Priority,
-            std::to_string(std::clamp(priority, 0, k_highest_priority)),
+            std::to_string(std::clamp(priority, k_LowestPriority, k_HighestPriority)),
             {}};
 }
 
 void AddPriorityWishes(const Job &job, std::vector<JobCommand> &commands)
 {
     const int priority = NumberOr(job.ParameterText(p_Priority, true), k_default_priority);
-    if (priority < k_highest_priority)
-        commands.push_back(PriorityWish(wxTRANSLATE("Raise Priority"), priority + k_priority_step));
-    if (priority > 0)
-        commands.push_back(PriorityWish(wxTRANSLATE("Lower Priority"), priority - k_priority_step));
+    if (priority < k_HighestPriority)
+        commands.push_back(PriorityWish(wxTRANSLATE("Raise Priority"), priority + k_PriorityStep));
+    if (priority > k_LowestPriority)
+        commands.push_back(PriorityWish(wxTRANSLATE("Lower Priority"), priority - k_PriorityStep));
+}
+
+/// Of a wish for a status.
+const char *LabelOf(JobAction action)
+{
+    switch (action)
+    {
+    case JobAction::RunAgain:
+        return wxTRANSLATE("Run Again");
+    case JobAction::Resume:
+        return wxTRANSLATE("Resume");
+    case JobAction::Pause:
+        return wxTRANSLATE("Pause");
+    case JobAction::Cancel:
+        return wxTRANSLATE("Cancel");
+    case JobAction::SetPriority:
+        break;
+    }
+    return "";
 }
 
 /// The N of every "Command.N." key, in order.
@@ -121,14 +138,13 @@ std::vector<JobCommand> ListMasterCommands(const Job &job)
     const JobStatus status =
         ParseStatus(job.ParameterText(p_Status, true)).value_or(JobStatus::Queued);
     std::vector<JobCommand> commands;
-    if (IsOver(status))
-        return {StatusWish(wxTRANSLATE("Run Again"), JobStatus::Queued)};
-
-    commands.push_back(status == JobStatus::Paused
-                           ? StatusWish(wxTRANSLATE("Resume"), JobStatus::Queued)
-                           : StatusWish(wxTRANSLATE("Pause"), JobStatus::Paused));
-    commands.push_back(StatusWish(wxTRANSLATE("Cancel"), JobStatus::Cancelled));
-    AddPriorityWishes(job, commands);
+    for (const JobAction action : ListJobActions(status))
+    {
+        if (const auto wanted = WantedStatus(action))
+            commands.push_back(StatusWish(LabelOf(action), *wanted));
+        else
+            AddPriorityWishes(job, commands);
+    }
     return commands;
 }
 

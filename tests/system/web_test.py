@@ -115,6 +115,8 @@ class WebApi(WebTest):
         whole = self.get(f"/api/jobs/{job}")
         self.assertEqual(set(whole), set(listed) | keys_of(more) - {"Note"})
         self.assertEqual(whole["formats"], [f"{self.folder}/f.%04d.raw"])
+        again = {"name": "run-again", "parameter": "Status", "value": "queued"}
+        self.assertEqual(whole["actions"], [again])
         self.assertEqual((listed["id"], listed["name"], listed["range"]), (job, "tower", "1-12"))
         self.assertEqual(listed["tasks"], {"total": 12, "done": 12, "failed": 0})
 
@@ -220,6 +222,28 @@ class WebApi(WebTest):
         self.corvan("wait", answer["job"])
         self.assertEqual((self.folder / "f.0003.raw").stat().st_size, 2003)
         wait_until(lambda: self.ask(f"/api/jobs/{answer['job']}")[1].get("origin") == job)
+
+    def test_tells_what_can_be_done_as_the_document_shows_it(self):
+        job = self.submit("true", "--range", "1-5", "--format", f"{self.folder}/f.%04d.raw", "--paused")
+        wait_until(lambda: self.ask(f"/api/jobs/{job}")[0] == 200)
+        served = []
+        for wanted, names in (
+            (None, ["resume", "cancel", "priority"]),
+            ("resume", ["pause", "cancel", "priority"]),
+            ("pause", ["resume", "cancel", "priority"]),
+            ("cancel", ["run-again"]),
+        ):
+            wish = next(({a["parameter"]: a["value"]} for a in served if a["name"] == wanted), None)
+            if wish:
+                self.assertEqual(self.ask(f"/api/jobs/{job}/parameters", wish)[0], 200)
+            served = self.get(f"/api/jobs/{job}")["actions"] + served
+            self.assertEqual([action["name"] for action in served[: len(names)]], names)
+        shown = [json.loads(line) for line in re.findall(r'^    (\{"name": .*"parameter": .*\})$', API, re.M)]
+        self.assertEqual([action["name"] for action in shown], ["pause", "priority"])
+        for action in shown:
+            self.assertIn(action, served)
+        for action in served:
+            self.assertIn(f'`{action["name"]}`', API)
 
     def test_changes_parameters_together_or_not_at_all(self):
         job = self.submit("true", "--range", "1-5", "--format", f"{self.folder}/f.%04d.raw", "--paused")

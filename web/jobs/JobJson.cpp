@@ -8,6 +8,7 @@
 #include <sstream>
 
 #include "corvan/ImageFormats.h"
+#include "corvan/JobActions.h"
 #include "corvan/Parameters.h"
 #include "corvan/RequeueJob.h"
 
@@ -88,16 +89,44 @@ ordered_json OriginJson(const Job &job)
     return origin.IsNil() ? ordered_json(nullptr) : ordered_json(std::string(origin.ToString()));
 }
 
+corvan::JobStatus StatusOf(const Job &job)
+{
+    return corvan::ParseStatus(TextOf(job, corvan::p_Status)).value_or(corvan::JobStatus::Queued);
+}
+
+ordered_json ActionJson(corvan::JobAction action)
+{
+    ordered_json json{{"name", corvan::ActionName(action)}};
+    if (const auto wanted = corvan::WantedStatus(action))
+    {
+        json["parameter"] = std::string(corvan::p_Status);
+        json["value"] = StatusText(*wanted);
+        return json;
+    }
+    json["parameter"] = std::string(corvan::p_Priority);
+    json["least"] = corvan::k_LowestPriority;
+    json["most"] = corvan::k_HighestPriority;
+    json["step"] = corvan::k_PriorityStep;
+    return json;
+}
+
+ordered_json ActionsOf(const Job &job)
+{
+    ordered_json actions = ordered_json::array();
+    for (const corvan::JobAction action : corvan::ListJobActions(StatusOf(job)))
+        actions.push_back(ActionJson(action));
+    return actions;
+}
+
 } // namespace
 
 ordered_json JobRow(const Job &job)
 {
-    const auto status = corvan::ParseStatus(TextOf(job, corvan::p_Status));
     return {{"id", std::string(job.ID().ToString())},
             {"name", std::string(job.Name())},
             {"type", std::string(job.TypeString())},
             {"owner", TextOf(job, corvan::p_Owner)},
-            {"status", StatusText(status.value_or(corvan::JobStatus::Queued))},
+            {"status", StatusText(StatusOf(job))},
             {"priority", NumberOf(job, corvan::p_Priority)},
             {"created", TextOrNull(job, corvan::p_Created)},
             {"expectedEnd", TextOrNull(job, corvan::p_ExpectedEnd)},
@@ -124,6 +153,7 @@ ordered_json JobWhole(const Job &job)
     for (const auto &[name, value] : job.Parameters())
         parameters[name] = std::string(value);
     json["parameters"] = std::move(parameters);
+    json["actions"] = ActionsOf(job);
     json["frameSeconds"] = NumberOf(job, corvan::p_FrameSeconds);
     json["frameSecondsSlowest"] = NumberOf(job, corvan::p_FrameSecondsSlowest);
     json["framesPerHour"] = NumberOf(job, corvan::p_FramesPerHour);

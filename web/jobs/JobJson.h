@@ -13,7 +13,8 @@ using ostrel::String;
 
 /// What stands of a job in a list: see docs/api.md.
 nlohmann::ordered_json JobRow(const corvan::Job &job);
-/// The same with its formats, its parameters and how long its frames take.
+/// The same with its formats, its parameters, what can be done with it and how long its frames
+/// take.
 nlohmann::ordered_json JobWhole(const corvan::Job &job);
 nlohmann::ordered_json TaskRow(const corvan::TaskInfo &task);
 

@@ -15,7 +15,7 @@
  * @property {string} type
  * @property {string} owner
  * @property {Status} status
- * @property {number} priority
+ * @property {number|null} priority
  * @property {string|null} created
  * @property {string|null} expectedEnd
  * @property {string} range
@@ -25,8 +25,17 @@
  * @property {string} stuck
  * @property {Found|null} frames
  *
+ * @typedef {object} Action what makes sense in the job's status
+ * @property {string} name
+ * @property {string} parameter
+ * @property {string} [value]
+ * @property {number} [least]
+ * @property {number} [most]
+ * @property {number} [step]
+ *
  * @typedef {object} More
  * @property {string[]} formats
+ * @property {Action[]} actions
  * @property {Record<string, string>} parameters
  * @property {number|null} frameSeconds
  * @property {number|null} frameSecondsSlowest
