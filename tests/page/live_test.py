@@ -30,11 +30,11 @@ class Live(PageTest):
         page.wait_for_counts(ok=12)
         self.stop_master()
         page.wait_for_text("#state", "The Master is gone")
-        self.assertTrue(page.find("#run-again").get_attribute("disabled"))
+        self.assertEqual(page.find("#run-again").get_attribute("aria-disabled"), "true")
         page.keep_picture("master-gone")
         self.start_master()
         wait_until(lambda: page.text("#state") == "")
-        wait_until(lambda: not page.find("#run-again").get_attribute("disabled"))
+        wait_until(lambda: not page.find("#run-again").get_attribute("aria-disabled"))
 
     def test_a_lost_server_is_told(self):
         page = self.open_job()

@@ -10,6 +10,7 @@ from selenium.common.exceptions import TimeoutException
 from selenium.webdriver.chrome.service import Service
 from selenium.webdriver.common.action_chains import ActionChains
 from selenium.webdriver.common.by import By
+from selenium.webdriver.common.keys import Keys
 from selenium.webdriver.support.wait import WebDriverWait
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "system"))
@@ -42,6 +43,8 @@ class Page:
         options.add_argument("--no-sandbox")
         options.add_experimental_option("prefs", {"intl.accept_languages": language})
         options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
+        # Of a studio's server with a certificate that the test has made.
+        options.accept_insecure_certs = True
         self.driver = webdriver.Chrome(service=Service("/usr/bin/chromedriver"), options=options)
         test.addCleanup(self.driver.quit)
         self.driver.set_script_timeout(PATIENCE)
@@ -98,6 +101,24 @@ class Page:
                 chain.key_up(each)
             chain.perform()
 
+    def focused(self):
+        """The identifier of the element that the keyboard is at."""
+        return self.run("return document.activeElement?.id ?? ''")
+
+    def tab_to(self, element):
+        """Goes to the element of this identifier by the keyboard alone."""
+        for _ in range(60):
+            if self.focused() == element:
+                return
+            self.press(Keys.TAB)
+        raise AssertionError(f"the keyboard does not come to {element}")
+
+    def notices(self):
+        """What was told, troubles with a mark before them."""
+        script = """return [...document.querySelectorAll('.notice')].map((notice) =>
+            (notice.classList.contains('trouble') ? '! ' : '') + notice.querySelector('span').textContent)"""
+        return self.run(script)
+
     def counts(self):
         """How many frames of each state the sheet tells of."""
         script = """return Object.fromEntries([...document.querySelectorAll('#counts .mark[data-state]')].map(
@@ -149,17 +170,11 @@ class Page:
         self.driver.save_screenshot(str(ARTEFACTS / f"{name}.png"))
 
 
-class PageTest(FarmTest):
-    """Gives each test a Master with a job whose frames are there, a corvan-web, and pages."""
+class PageCases(FarmTest):
+    """What tests of pages have at hand."""
 
     COUNT = 12
     SIZE = 3000
-
-    def setUp(self):
-        super().setUp()
-        self.start_master()
-        self.make_job()
-        self.start_web()
 
     def make_job(self):
         """Sets `job` and `pattern`."""
@@ -181,19 +196,7 @@ class PageTest(FarmTest):
 
     def start_web(self, *arguments):
         """Starts a personal one; sets `link`, which is good once, and `origin`."""
-        options = self.folder / "web.ini"
-        options.write_text(f"[Analysis]\nRefresh = {REFRESH}\n")
-        log = open(self.folder / "web.txt", "ab")
-        self.addCleanup(log.close)
-        self.web = subprocess.Popen(
-            [BIN / "corvan-web", "--options", options, *arguments],
-            env=self.env,
-            stdin=subprocess.DEVNULL,
-            stdout=subprocess.PIPE,
-            stderr=log,
-            text=True,
-        )
-        self.addCleanup(self.stop_web)
+        self.start_server(*arguments)
         told = {}
         while "token" not in told:
             line = self.web.stdout.readline()
@@ -203,6 +206,22 @@ class PageTest(FarmTest):
         self.link = told["link"]
         self.token = told["token"]
         self.origin = self.link.partition("/?")[0].partition("/#")[0]
+
+    def start_server(self, *arguments, options=""):
+        """Sets `web`; `options` are more of an options file."""
+        file = self.folder / "web.ini"
+        file.write_text(f"[Analysis]\nRefresh = {REFRESH}\n{options}")
+        log = open(self.folder / "web.txt", "ab")
+        self.addCleanup(log.close)
+        self.web = subprocess.Popen(
+            [BIN / "corvan-web", "--options", file, *arguments],
+            env=self.env,
+            stdin=subprocess.DEVNULL,
+            stdout=subprocess.PIPE,
+            stderr=log,
+            text=True,
+        )
+        self.addCleanup(self.stop_web)
 
     def stop_web(self):
         if self.web.poll() is None:
@@ -226,3 +245,13 @@ class PageTest(FarmTest):
     def jobs(self):
         """All jobs of the Master, the latest first."""
         return json.loads(self.corvan("list", "--json"))
+
+
+class PageTest(PageCases):
+    """Gives each test a Master with a job whose frames are there, a corvan-web, and pages."""
+
+    def setUp(self):
+        super().setUp()
+        self.start_master()
+        self.make_job()
+        self.start_web()

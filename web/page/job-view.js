@@ -51,7 +51,7 @@ export class JobView {
     #counts = make("p", { class: "counts", id: "counts", role: "status" });
     #badRange = make("p", { class: "bad-range" });
     #where = make("p", { class: "unseen", "aria-live": "polite", id: "where" });
-    #cursorText = make("p", { class: "dim cursor-text" });
+    #cursorText = make("p", { class: "dim cursor-text", "aria-hidden": "true" });
     #tip = make("div", { class: "tip", id: "tip", role: "tooltip", hidden: true });
     #parameters = make("dl", { class: "facts" });
     #framePlace = make("div");
@@ -80,6 +80,9 @@ export class JobView {
      */
     #cameFrom = null;
     #speak = afterCalm(() => this.#speakCursor(), 250);
+    #spokenFor = 0;
+    #reloadTasks = afterCalm(() => this.#tasksAreOpen && !this.#end.signal.aborted && this.#tasks.load(), 300);
+    #tasksAreOpen = false;
     #listBad = afterCalm(() => this.#describeBad(), 100);
     /** @type {import("./types.js").FramesChange[]} changes that came before the sheet */
     #early = [];
@@ -150,7 +153,7 @@ export class JobView {
             this.#panel("sizes", t("Sizes"), this.#sizes.element, () => this.#sizes.open(), () => this.#sizes.close(), true),
             this.#panel("pictures", t("Contact sheet"), this.#contact.element, () => this.#contact.open(), () => this.#contact.close(), false),
             this.#panel("flip", t("Flipbook"), this.#flipbook.element, () => this.#flipbook.open(), () => this.#flipbook.close(), false),
-            this.#panel("task-list", t("Tasks and logs"), this.#tasks.element, () => this.#tasks.load(), () => {}, false),
+            this.#panel("task-list", t("Tasks and logs"), this.#tasks.element, () => this.#openTasks(true), () => this.#openTasks(false), false),
             this.#panel("parameter-list", t("Parameters"), this.#parameters, () => {}, () => {}, false),
             this.#tip,
         );
@@ -251,6 +254,7 @@ export class JobView {
         this.#showFormats(job);
         fill(this.#parameters, Object.entries(job.parameters).flatMap(([name, value]) => [make("dt", {}, name), make("dd", { class: "value" }, value)]));
         this.#actions.show(job);
+        this.#reloadTasks();
         if (isOther) this.#loadSheet();
     }
 
@@ -360,12 +364,24 @@ export class JobView {
         say(this.#badRange, parts.length ? t("Bad frames: {range}", { range: parts.join(",") + (isCut ? " …" : "") }) : "");
     }
 
-    #cursorWords() {
+    /** @param {boolean} isOpen */
+    #openTasks(isOpen) {
+        this.#tasksAreOpen = isOpen;
+        if (isOpen) this.#tasks.load();
+    }
+
+    /** @param {string} [why] what the server says of the frame at the cursor */
+    #cursorWords(why = "") {
         const view = this.#view;
         if (!view.sheet.count) return "";
+        const { each, from, to } = this.#sheet.layout;
         let text = placeText(view, view.cursor, 1);
+        if (why) text += `, ${why}`;
         if (view.selection.has(view.cursor)) text += `, ${t("selected")}`;
-        return text;
+        if (each === 1) return text;
+        // The cell stands for others, too.
+        const start = from + Math.floor((view.cursor - from) / each) * each;
+        return `${text}. ${placeText(view, start, Math.min(each, to - start))}`;
     }
 
     #showCursor() {
@@ -373,8 +389,18 @@ export class JobView {
         set(this.#cursorText, "data-frame", this.#view.sheet.count ? this.#view.sheet.numbers.at(this.#view.cursor) : null);
     }
 
-    #speakCursor() {
-        say(this.#where, this.#cursorWords());
+    /** Number, verdict and why, in one piece: a reader would read two. */
+    async #speakCursor() {
+        const { sheet, cursor } = this.#view;
+        const turn = ++this.#spokenFor;
+        if (!sheet.count || !sheet.isBadRank(sheet.rank(cursor))) return say(this.#where, this.#cursorWords());
+        const number = sheet.numbers.at(cursor);
+        try {
+            const known = this.#heard.get(number) ?? (await get(jobAddress(this.#id, `/frames/${number}`, { format: this.#format }), this.#end.signal));
+            if (turn === this.#spokenFor) say(this.#where, this.#cursorWords(known.why));
+        } catch {
+            if (turn === this.#spokenFor) say(this.#where, this.#cursorWords());
+        }
     }
 
     /**
@@ -456,7 +482,9 @@ export class JobView {
         this.#frame = null;
         note({ frame: null });
         fill(this.#framePlace);
-        if (this.#cameFrom?.isConnected) this.#cameFrom.focus();
+        // What it was opened by may be gone: a row that has scrolled away, the address itself.
+        const back = this.#cameFrom?.isConnected && this.#cameFrom !== document.body ? this.#cameFrom : this.#sheet.element;
+        back.focus();
         this.#cameFrom = null;
     }
 

@@ -24,7 +24,7 @@ export const SORTS = {
     progress: share,
     bad: (job) => job.frames?.bad ?? -1,
     owner: (job) => job.owner.toLowerCase(),
-    priority: (job) => job.priority,
+    priority: (job) => job.priority ?? -1,
     created: (job) => job.created ?? "",
     end: (job) => job.expectedEnd ?? "~",
 };

@@ -45,7 +45,9 @@ export class JobsView {
     #sort = make("select", { id: "sort" });
     #head = make("div", { class: "jobs-head", role: "row" });
     #rows = make("div", { class: "jobs-rows", role: "presentation" });
-    #box = make("div", { class: "jobs-box", id: "jobs", tabindex: 0, role: "rowgroup", "aria-label": t("Jobs") });
+    /** What scrolls. Not for the keyboard: that is the grid's. */
+    #box = make("div", { class: "jobs-box", role: "rowgroup", tabindex: -1 });
+    #grid = make("div", { class: "jobs-table", role: "grid", id: "jobs", tabindex: 0, "aria-label": t("Jobs"), "aria-readonly": "true" });
     #count = make("p", { class: "count", id: "job-count", role: "status" });
     #more = make("button", { type: "button", id: "more", hidden: true, onclick: () => this.#loadMore() }, t("Load more"));
     #again = afterCalm(() => this.#choose(), 60);
@@ -57,7 +59,8 @@ export class JobsView {
         this.#fillChoices();
         this.#box.append(this.#rows);
         this.#box.addEventListener("scroll", this.#paint);
-        this.#box.addEventListener("keydown", (event) => this.#onKey(event));
+        this.#grid.addEventListener("keydown", (event) => this.#onKey(event));
+        fill(this.#grid, this.#head, this.#box);
         new ResizeObserver(this.#paint).observe(this.#box);
         this.element = make(
             "section",
@@ -70,7 +73,7 @@ export class JobsView {
                 make("div", { class: "only-narrow" }, labelled(t("Sort by"), this.#sort)),
             ),
             make("div", { class: "bar" }, this.#count, this.#more),
-            make("div", { class: "jobs-table", role: "table", id: "jobs-table", "aria-label": t("Jobs") }, this.#head, this.#box),
+            this.#grid,
         );
         this.#load();
     }
@@ -178,7 +181,7 @@ export class JobsView {
         say(this.#count, text);
         this.#more.hidden = this.#total <= all;
         this.#sort.value = this.#wish.sort;
-        set(document.getElementById("jobs-table") ?? this.#box, "aria-rowcount", shown + 1);
+        set(this.#grid, "aria-rowcount", shown + 1);
         for (const head of this.#head.children) {
             const isThis = /** @type {HTMLElement} */ (head).dataset.sort === this.#wish.sort;
             set(head, "aria-sort", isThis ? (this.#wish.isDown ? "descending" : "ascending") : null);
@@ -201,8 +204,8 @@ export class JobsView {
         const rows = [];
         for (let row = first; row < last; ++row) rows.push(this.#makeRow(row, height));
         this.#rows.replaceChildren(...rows);
-        if (hadFocus) this.#box.focus({ preventScroll: true });
-        set(this.#box, "aria-activedescendant", this.#shown.length ? `job-${this.#row}` : null);
+        if (hadFocus) this.#grid.focus({ preventScroll: true });
+        set(this.#grid, "aria-activedescendant", this.#row >= first && this.#row < last ? `job-${this.#row}` : null);
     }
 
     /**
@@ -219,21 +222,22 @@ export class JobsView {
                 id: `job-${row}`,
                 "data-job": job.id,
                 "aria-rowindex": row + 2,
+                "aria-selected": row === this.#row ? "true" : "false",
                 onpointerdown: () => this.#goTo(row),
             },
             make(
                 "div",
-                { role: "cell", class: "cell cell-name" },
+                { role: "gridcell", class: "cell cell-name" },
                 make("a", { href: jobPage(job.id), title: job.name, tabindex: -1 }, job.name || job.id),
                 job.waiting && make("span", { class: "dim", title: job.waiting }, ` ${job.waiting}`),
             ),
-            make("div", { role: "cell", class: "cell cell-status" }, statusMark(job.status)),
-            make("div", { role: "cell", class: "cell cell-progress" }, progress(job)),
-            make("div", { role: "cell", class: "cell cell-bad" }, job.frames ? badMarks(job.frames.counts) : null),
-            make("div", { role: "cell", class: "cell cell-owner" }, job.owner),
-            make("div", { role: "cell", class: "cell cell-priority" }, job.priority),
-            make("div", { role: "cell", class: "cell cell-created", title: time(job.created) }, shortTime(job.created)),
-            make("div", { role: "cell", class: "cell cell-end", title: time(job.expectedEnd) }, shortTime(job.expectedEnd)),
+            make("div", { role: "gridcell", class: "cell cell-status" }, statusMark(job.status)),
+            make("div", { role: "gridcell", class: "cell cell-progress" }, progress(job)),
+            make("div", { role: "gridcell", class: "cell cell-bad" }, job.frames ? badMarks(job.frames.counts) : null),
+            make("div", { role: "gridcell", class: "cell cell-owner" }, job.owner),
+            make("div", { role: "gridcell", class: "cell cell-priority" }, job.priority),
+            make("div", { role: "gridcell", class: "cell cell-created", title: time(job.created) }, shortTime(job.created)),
+            make("div", { role: "gridcell", class: "cell cell-end", title: time(job.expectedEnd) }, shortTime(job.expectedEnd)),
         );
         element.style.transform = `translateY(${row * height}px)`;
         return element;
@@ -242,12 +246,18 @@ export class JobsView {
     /** @param {number} row */
     #goTo(row) {
         this.#row = Math.max(0, Math.min(this.#shown.length - 1, row));
-        for (const element of this.#rows.children) element.classList.toggle("current", element.id === `job-${this.#row}`);
-        set(this.#box, "aria-activedescendant", `job-${this.#row}`);
+        for (const element of this.#rows.children) {
+            const isThis = element.id === `job-${this.#row}`;
+            element.classList.toggle("current", isThis);
+            set(element, "aria-selected", isThis ? "true" : "false");
+        }
+        set(this.#grid, "aria-activedescendant", `job-${this.#row}`);
     }
 
     /** @param {KeyboardEvent} event */
     #onKey(event) {
+        // The buttons of the head have keys of their own.
+        if (event.target !== this.#grid && event.target !== this.#box) return;
         const height = this.#rowHeight();
         const page = Math.max(1, Math.floor(this.#box.clientHeight / height) - 1);
         const steps = /** @type {Record<string, number>} */ ({

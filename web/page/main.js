@@ -12,6 +12,7 @@ import { endSession, openByToken, openSession } from "./session.js";
 import { LANGUAGE, t } from "./text.js";
 
 const shown = make("main", { id: "main", tabindex: -1 });
+// Always there: a live region that appears with its text is not read.
 const state = make("p", { class: "state", id: "state", role: "status" });
 const who = make("span", { class: "who", id: "who" });
 /** @type {JobsView | JobView | null} */
@@ -36,7 +37,6 @@ function tellLine() {
     else if (!line.isConnected || line.old)
         text = t("The Master is gone; this is what was known at {time}. Nothing can be changed until it is back.", { time: time(line.old ?? line.since) });
     say(state, text);
-    state.hidden = text === "";
     document.body.classList.toggle("old", text !== "");
 }
 

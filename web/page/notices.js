@@ -23,10 +23,20 @@ export function tell(text, more = {}) {
         { class: isTrouble ? "notice trouble" : "notice" },
         make("span", {}, text),
         link && make("a", { href: link.address }, link.text),
-        make("button", { type: "button", class: "plain", "aria-label": t("Put away"), onclick: () => item.remove() }, "×"),
+        make("button", { type: "button", class: "plain", "aria-label": t("Put away"), onclick: () => putAway(item) }, "×"),
     );
     list.append(item);
     while (list.children.length > MANY) list.firstElementChild?.remove();
+}
+
+/**
+ * The keyboard goes on at the next of them, and at the page's content where there is none.
+ * @param {HTMLElement} item
+ */
+function putAway(item) {
+    const next = item.nextElementSibling ?? item.previousElementSibling;
+    item.remove();
+    /** @type {HTMLElement | null} */ (next?.querySelector("button") ?? document.getElementById("main"))?.focus({ preventScroll: true });
 }
 
 /** @param {unknown} error */
@@ -44,16 +54,17 @@ export function askFirst(question, answer) {
     return new Promise((resolve) => {
         const dialog = make(
             "dialog",
-            { class: "question", onclose: () => {
+            { class: "question", "aria-labelledby": "question-text", onclose: () => {
                 dialog.remove();
                 resolve(dialog.returnValue === "yes");
             } },
-            make("p", {}, question),
+            make("p", { id: "question-text" }, question),
             make(
                 "div",
                 { class: "bar" },
                 make("button", { type: "button", class: "strong", onclick: () => dialog.close("yes") }, answer),
-                make("button", { type: "button", onclick: () => dialog.close("") }, t("Leave it")),
+                // Whoever presses Enter twice has changed nothing.
+                make("button", { type: "button", autofocus: true, onclick: () => dialog.close("") }, t("Leave it")),
             ),
         );
         document.body.append(dialog);

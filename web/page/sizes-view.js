@@ -65,6 +65,7 @@ export class SizesView {
     #end = new AbortController();
     #ask = afterCalm(() => this.#load(), 120);
     #isOpen = false;
+    #isFitting = false;
 
     /**
      * @param {string} job
@@ -161,12 +162,43 @@ export class SizesView {
             drawPoints: rows.length < 120,
             highlightCircleSize: 4,
             animatedZooms: false,
-            drawCallback: () => this.#mark(),
-            zoomCallback: (/** @type {number} */ low, /** @type {number} */ high) => this.#zoomed(low, high),
+            drawCallback: () => this.#drawn(),
             highlightCallback: (/** @type {unknown} */ _event, /** @type {number} */ frame) => this.#view.point(this.#placeOf(frame)),
             unhighlightCallback: () => this.#view.point(-1),
-            clickCallback: (/** @type {unknown} */ _event, /** @type {number} */ frame) => this.#view.moveTo(this.#placeOf(frame)),
+            clickCallback: (/** @type {MouseEvent} */ event, /** @type {number} */ frame) => this.#clicked(event, this.#placeOf(frame)),
+            interactionModel: { ...Dygraph.defaultInteractionModel, dblclick: () => this.#showAll() },
         });
+    }
+
+    /**
+     * As in the sheet: alone, with Shift up to here, with Ctrl besides.
+     * @param {MouseEvent} event
+     * @param {number} place
+     */
+    #clicked(event, place) {
+        if (event.ctrlKey || event.metaKey) this.#view.toggle(place, place + 1);
+        this.#view.moveTo(place, event.shiftKey);
+        if (!event.ctrlKey && !event.metaKey && !event.shiftKey) this.#view.select(place, place + 1);
+    }
+
+    /** The library knows the stretch that it was given, which is not all. */
+    #showAll() {
+        this.#plot?.updateOptions({ valueRange: null });
+        this.#view.look(0, this.#view.sheet.count);
+    }
+
+    /** Whatever has moved the plot, a stretch drawn over or a finger, has moved the view. */
+    #drawn() {
+        this.#mark();
+        if (!this.#plot || this.#isFitting) return;
+        const [low, high] = this.#plot.xAxisRange();
+        const isOther = () => this.#window().some((end, i) => Math.abs(end - [low, high][i]) > 0.75);
+        if (!isOther()) return;
+        this.#isFitting = true;
+        this.#zoomed(low, high);
+        // Nearer than the sheet goes, or beyond the ends.
+        if (isOther()) this.#plot.updateOptions({ dateWindow: this.#window() });
+        this.#isFitting = false;
     }
 
     /** @param {number} frame */

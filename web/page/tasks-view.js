@@ -37,7 +37,7 @@ export class TasksView {
     /** @param {string} job */
     constructor(job) {
         this.#job = job;
-        const heads = [t("Task"), t("Frames"), t("Status"), t("Tries"), t("Machine"), t("Reason"), ""];
+        const heads = [t("Task"), t("Frames"), t("Status"), t("Tries"), t("Machine"), t("Reason"), t("Log")];
         this.element = make(
             "div",
             { class: "tasks", id: "tasks" },
@@ -66,7 +66,10 @@ export class TasksView {
             const { tasks, total } = await get(jobAddress(this.#job, "/tasks", { offset: this.#offset, limit: AT_ONCE }));
             this.#total = total;
             say(this.#where, total ? t("{first} to {last} of {total}", { first: this.#offset + 1, last: this.#offset + tasks.length, total }) : t("no tasks"));
+            const focused = /** @type {HTMLElement | null} */ (document.activeElement)?.dataset.task;
+            const hadFocus = this.#rows.contains(document.activeElement);
             fill(this.#rows, tasks.map((/** @type {import("./types.js").Task} */ task) => this.#row(task)));
+            if (hadFocus) /** @type {HTMLElement | null} */ (this.#rows.querySelector(`[data-task="${focused}"]`))?.focus({ preventScroll: true });
         } catch (error) {
             tellError(error);
         }
