@@ -1,0 +1,182 @@
+"""Copies of a shot with faults at known frames, and the truth about them.
+
+A shot becomes a folder: `clean` with its frames as they should be, `copy1`, `copy2` ... with some faults
+each, and `truth.jsonl`, a line a fault:
+
+    {"shot": "room-ball", "copy": "copy1", "frame": 17, "fault": "black-tile", "hidden": false,
+     "place": [32, 16, 16, 16], "also": [], "changed": 0.018, ...}
+
+`place` is x, y, width and height in pixels, or null where it is everywhere or in single pixels; `also` are
+frames that may be taken for the fault, too; `hidden` says that docs/decode.md knows the format to hide such
+a fault; `changed` is the share of the picture that looks different, null where the file itself was damaged.
+Frames that are as they should be are links to those of `clean`.
+"""
+
+import hashlib
+import json
+import os
+import pathlib
+import random
+import shutil
+import tempfile
+
+from corpus import faults, pictures
+
+PER_KIND = 2
+PER_COPY = 6
+# From one fault of a copy to the next: what is beside a fault is judged beside good frames, too. The last
+# frame counts as the neighbour of the first, lest there be more faults at both ends than elsewhere.
+APART = 3
+# Frames that are rendered otherwise for each shot, of which those of a fault are taken.
+SPARE = 6
+# Where a kind cannot be made in a frame, another place, or another frame, may do.
+TRIES_IN_FRAME = 4
+# They need frames that were rendered, of which there are few, so they come first.
+RENDERED = ("samples", "gone", "elsewhere")
+SOURCES = ("damage.py", "faults.py", "pictures.py")
+
+
+class Damaged:
+    """A shot's folder. `patterns` gives for "clean" and each copy where its frames are; `truth` is the lines
+    of its file."""
+
+    def __init__(self, shot, folder, length):
+        self.shot = shot
+        self.folder = folder
+        self.length = length
+        self.truth = [json.loads(line) for line in (folder / "truth.jsonl").read_text().splitlines()]
+        extension = pictures.FORMATS[shot.format].extension
+        names = sorted((path.name for path in folder.iterdir() if path.is_dir()), key=copy_order)
+        self.patterns = {name: folder / name / f"{shot.name}.%04d.{extension}" for name in names}
+
+    def path(self, copy, frame):
+        return pathlib.Path(str(self.patterns[copy]) % frame)
+
+
+def copy_order(name):
+    return 0 if name == "clean" else int(name.removeprefix("copy"))
+
+
+def make(shot, others, renders, folder, seed):
+    """The shot's folder in `folder`, made where it is not there yet. `others` are the shots that a frame of
+    elsewhere may be of. Raises Trouble."""
+    name = f"{shot.name}-{key(shot, others, renders, seed)}"
+    place = pathlib.Path(folder) / name
+    if not place.exists():
+        pathlib.Path(folder).mkdir(parents=True, exist_ok=True)
+        work = pathlib.Path(tempfile.mkdtemp(prefix=f"{shot.name}.", dir=folder))
+        try:
+            fill(shot, others, renders, work, random.Random(f"{seed} {shot.name}"))
+            os.rename(work, place)
+        finally:
+            shutil.rmtree(work, ignore_errors=True)
+    return Damaged(shot, place, renders.length)
+
+
+def key(shot, others, renders, seed):
+    here = pathlib.Path(__file__).parent
+    told = hashlib.sha256()
+    for one in (shot, *others):
+        told.update(renders.source(one))
+    for source in SOURCES:
+        told.update((here / source).read_bytes())
+    told.update(repr((shot, [other.name for other in others], renders.length, renders.version, seed)).encode())
+    return told.hexdigest()[:16]
+
+
+def fill(shot, others, renders, folder, chance):
+    frames = renders.frames(shot, range(1, renders.length + 1))
+    form = pictures.FORMATS[shot.format]
+    (folder / "clean").mkdir()
+    files = [folder / "clean" / f"{shot.name}.{number:04d}.{form.extension}"
+             for number in range(1, len(frames) + 1)]
+    for file, pixels in zip(files, frames):
+        pictures.write(file, pixels, form)
+    makers = RenderedOtherwise(shot, others, renders, chance)
+    takes = faults.Takes(shot, frames, files, makers.without_prop, makers.coarse, makers.elsewhere)
+    lines = []
+    for copy, made in enumerate(plan(takes, chance), 1):
+        write_copy(takes, folder, f"copy{copy}", made, lines)
+    (folder / "truth.jsonl").write_text("".join(json.dumps(line) + "\n" for line in lines))
+
+
+class RenderedOtherwise:
+    """Frames without the prop, with few samples and of other shots; a few of them, since each costs a
+    render."""
+
+    def __init__(self, shot, others, renders, chance):
+        numbers = sorted(chance.sample(range(1, renders.length + 1), min(SPARE, renders.length)))
+        self.gone = dict(zip(numbers, renders.frames(shot, numbers, is_gone=True)))
+        self.few = {}
+        if shot.is_noisy:
+            numbers = sorted(chance.sample(range(1, renders.length + 1), min(SPARE, renders.length)))
+            self.few = dict(zip(numbers, renders.frames(shot, numbers, is_coarse=True)))
+        self.foreign = {}
+        if others:
+            other = chance.choice(others)
+            numbers = sorted(chance.sample(range(1, renders.length + 1), min(SPARE, renders.length)))
+            found = renders.frames(other, numbers, size=(shot.width, shot.height), has_depth=shot.has_depth)
+            # In the place of which frame they come has nothing to do with which they are.
+            places = sorted(chance.sample(range(1, renders.length + 1), len(numbers)))
+            self.foreign = {place: (pixels, f"{other.name} {number}")
+                            for place, pixels, number in zip(places, found, numbers)}
+
+    def without_prop(self, number):
+        return self.gone.get(number)
+
+    def coarse(self, number):
+        return self.few.get(number)
+
+    def elsewhere(self, number):
+        return self.foreign.get(number)
+
+
+def plan(takes, chance):
+    """Faults of each copy, by frame: (kind, Fault). A frame has one fault, and each frame is as likely as
+    any other."""
+    kinds = [kind for kind in faults.KINDS for _ in range(PER_KIND)]
+    chance.shuffle(kinds)
+    copies = [{} for _ in range(-(-len(kinds) // PER_COPY))]
+    for kind in sorted(kinds, key=lambda kind: kind not in RENDERED):
+        # Where fewest are, so that those which cannot be made leave no copy empty.
+        order = sorted(copies, key=len)
+        any(put(takes, kind, made, chance) for made in order if len(made) < PER_COPY)
+    return [made for made in copies if made]
+
+
+def put(takes, kind, made, chance):
+    numbers = list(range(1, len(takes.frames) + 1))
+    chance.shuffle(numbers)
+    for number in numbers:
+        if any(distance(number, other, len(numbers)) < APART for other in made):
+            continue
+        for _ in range(TRIES_IN_FRAME):
+            fault = faults.KINDS[kind][1](takes, number, chance)
+            if fault is not None:
+                made[number] = (kind, fault)
+                return True
+    return False
+
+
+def distance(one, other, length):
+    return min(abs(one - other), length - abs(one - other))
+
+
+def write_copy(takes, folder, copy, made, lines):
+    (folder / copy).mkdir()
+    for number, clean in enumerate(takes.files, 1):
+        file = folder / copy / clean.name
+        if number not in made:
+            os.link(clean, file)
+            continue
+        kind, fault = made[number]
+        if fault.pixels is not None:
+            pictures.write(file, fault.pixels, takes.form)
+        elif fault.data is not None:
+            file.write_bytes(fault.data)
+        is_seen = fault.pixels is not None
+        lines.append({
+            "shot": takes.shot.name, "copy": copy, "frame": number, "fault": kind, "hidden": fault.is_hidden,
+            "place": fault.place, "also": fault.also,
+            "changed": round(takes.share_changed(number, fault.pixels), 5) if is_seen else None, **fault.what,
+        })
