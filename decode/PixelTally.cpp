@@ -77,6 +77,15 @@ void PixelTally::Add(const void *pixels, std::uint64_t count)
     m_pixels += count;
 }
 
+void PixelTally::Add(const PixelBlock &block)
+{
+    if (block.stride == block.width)
+        return Add(block.pixels, std::uint64_t(block.width) * std::uint64_t(block.height));
+    for (int row = 0; row < block.height; ++row)
+        Add(block.pixels + std::size_t(row) * std::size_t(block.stride) * m_pixelBytes,
+            std::uint64_t(block.width));
+}
+
 void PixelTally::CompareWithFirst(const char *pixels, std::uint64_t count)
 {
     if (!m_isOneColour)

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "decode/PixelBlock.h"
+
 namespace decode
 {
 
@@ -17,6 +19,7 @@ public:
 
     /// Adds pixels that lie in one piece of memory, all channels of a pixel side by side.
     void Add(const void *pixels, std::uint64_t count);
+    void Add(const PixelBlock &block);
 
     std::uint64_t Pixels() const
     {
