@@ -41,6 +41,14 @@ bool TableDecoder::IsKnown(const ostrel::Path &path, const analysis::FrameRecord
            seen->second.size == frame.size && seen->second.modifiedNs == frame.modified.First();
 }
 
+void TableDecoder::Announce(std::size_t frames, const decode::DecodeLimits &limits)
+{
+    if (!m_seen.empty())
+        return;
+    m_crew = std::make_unique<decode::DecodeCrew>(decode::DecoderProgram(), limits);
+    m_crew->StartAhead(frames);
+}
+
 void TableDecoder::ReadNews(const CheckTable &table, const decode::DecodeLimits &limits,
                             const Progress &progress)
 {
@@ -61,9 +69,13 @@ void TableDecoder::ReadNews(const CheckTable &table, const decode::DecodeLimits 
         m_seen[paths[file]] = {frame.size, frame.modified.First(), report};
         progress(++done, rows.size());
     };
+    const std::unique_ptr<decode::DecodeCrew> ahead = std::move(m_crew);
     try
     {
-        decode::DecodeFiles(decode::DecoderProgram(), paths, limits, keep);
+        if (ahead)
+            ahead->Read(paths, keep);
+        else
+            decode::DecodeFiles(decode::DecoderProgram(), paths, limits, keep);
     }
     catch (ostrel::ProcessException *raw)
     {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <span>
 #include <unordered_map>
 
@@ -17,6 +18,10 @@ namespace check
 class TableDecoder
 {
 public:
+    /// Says that a table of so many frames will be decoded with these limits, before it is looked
+    /// at: the first time its decoders start meanwhile, since most files will have to be read.
+    void Announce(std::size_t frames, const decode::DecodeLimits &limits);
+
     /// Reads what is there, and stores what was found: a frame that was ok takes the state of its
     /// image, any other keeps its own, and every finding is told in the table's details.
     /// `frameOffset` rows on each side are an image's neighbours. Throws `CheckException *` when no
@@ -38,6 +43,7 @@ private:
     bool IsKnown(const ostrel::Path &path, const analysis::FrameRecord &frame) const;
 
     std::unordered_map<ostrel::Path, Seen> m_seen;
+    std::unique_ptr<decode::DecodeCrew> m_crew; ///< Started ahead; null where none was.
 };
 
 /// Stores findings, one a row.

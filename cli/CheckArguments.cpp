@@ -31,6 +31,8 @@ void CheckArguments::Check(check::CheckTable &table)
             bar.Show({unsigned(all), unsigned(done), 0});
     };
     const check::CheckRules rules = Rules();
+    if (m_decode.IsWanted())
+        m_decoder.Announce(table.frames.size(), m_decode.Limits());
     LookAtTable(table, rules, m_clock, show);
     if (m_decode.IsWanted())
         m_decoder.Decode(table, rules.scan.frameOffset, m_decode.Limits(), show);

@@ -29,47 +29,21 @@ namespace
 constexpr std::chrono::seconds k_start_time(60);
 constexpr const char *k_decoder = "corvan-decode";
 
-// A decoder and what it is at.
-struct Worker
-{
-    Worker(const Path &program, unsigned memoryMib)
-        : process(program, memoryMib), deadline(Clock::now() + k_start_time)
-    {
-    }
+} // namespace
 
-    DecoderProcess process;
-    std::optional<std::size_t> file; // None before it has greeted.
-    Clock::time_point deadline;
-};
-
-class Crew
+class DecodeCrew::Workers
 {
 public:
-    using Found = std::function<void(std::size_t, const ImageReport &)>;
-
-    Crew(const Path &program, std::span<const Path> files, const DecodeLimits &limits,
-         const Found &found)
-        : m_program(program), m_files(files), m_limits(limits), m_found(found),
+    Workers(const Path &program, const DecodeLimits &limits)
+        : m_program(program), m_limits(limits),
           m_places(limits.jobs > 0 ? limits.jobs
                                    : std::max(std::thread::hardware_concurrency(), 1u))
     {
     }
 
-    void Run()
+    void FillPlaces(std::size_t files)
     {
-        while (m_answered < m_files.size())
-        {
-            FillPlaces();
-            WaitForNews();
-        }
-    }
-
-private:
-    using Place = std::list<Worker>::iterator;
-
-    void FillPlaces()
-    {
-        while (m_workers.size() < std::min<std::size_t>(m_places, m_files.size() - m_answered))
+        while (m_workers.size() < std::min(m_places, files))
         {
             try
             {
@@ -81,6 +55,36 @@ private:
             }
         }
     }
+
+    void Run(std::span<const Path> files, const FoundReport &found)
+    {
+        m_files = files;
+        m_found = &found;
+        // They had their time while nobody listened; what they said since then waits.
+        for (Worker &worker : m_workers)
+            worker.deadline = Clock::now() + k_start_time;
+        while (m_answered < m_files.size())
+        {
+            FillPlaces(m_files.size() - m_answered);
+            WaitForNews();
+        }
+    }
+
+private:
+    // A decoder and what it is at.
+    struct Worker
+    {
+        Worker(const Path &program, unsigned memoryMib)
+            : process(program, memoryMib), deadline(Clock::now() + k_start_time)
+        {
+        }
+
+        DecoderProcess process;
+        std::optional<std::size_t> file; // None before it has greeted.
+        Clock::time_point deadline;
+    };
+
+    using Place = std::list<Worker>::iterator;
 
     // Fewer decoders do as well; none do not.
     void DoWithout(ProcessException *raw)
@@ -198,20 +202,18 @@ private:
     void Answer(std::size_t file, const ImageReport &report)
     {
         ++m_answered;
-        m_found(file, report);
+        (*m_found)(file, report);
     }
 
     const Path &m_program;
-    std::span<const Path> m_files;
-    DecodeLimits m_limits;
-    const Found &m_found;
+    const DecodeLimits &m_limits;
     std::size_t m_places;
+    std::span<const Path> m_files;
+    const FoundReport *m_found = nullptr;
     std::size_t m_next = 0; // The first file that nobody was given.
     std::size_t m_answered = 0;
     std::list<Worker> m_workers;
 };
-
-} // namespace
 
 Path DecoderProgram()
 {
@@ -223,10 +225,41 @@ Path DecoderProgram()
                : folder.Parent() / "libexec/ordwick" / k_decoder;
 }
 
-void DecodeFiles(const Path &program, std::span<const Path> files, const DecodeLimits &limits,
-                 const std::function<void(std::size_t, const ImageReport &)> &found)
+DecodeCrew::DecodeCrew(Path program, const DecodeLimits &limits)
+    : m_program(std::move(program)), m_limits(limits)
 {
-    Crew(program, files, limits, found).Run();
+}
+
+DecodeCrew::~DecodeCrew() = default;
+
+void DecodeCrew::StartAhead(std::size_t files)
+{
+    if (m_ahead || files == 0)
+        return;
+    auto workers = std::make_unique<Workers>(m_program, m_limits);
+    try
+    {
+        workers->FillPlaces(files);
+    }
+    catch (ProcessException *error)
+    {
+        delete error;
+        return;
+    }
+    m_ahead = std::move(workers);
+}
+
+void DecodeCrew::Read(std::span<const Path> files, const FoundReport &found)
+{
+    const std::unique_ptr<Workers> workers =
+        m_ahead ? std::move(m_ahead) : std::make_unique<Workers>(m_program, m_limits);
+    workers->Run(files, found);
+}
+
+void DecodeFiles(const Path &program, std::span<const Path> files, const DecodeLimits &limits,
+                 const FoundReport &found)
+{
+    DecodeCrew(program, limits).Read(files, found);
 }
 
 } // namespace decode

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <functional>
+#include <memory>
 #include <span>
 
 #include "decode/ImageReport.h"
@@ -28,14 +29,42 @@ inline constexpr unsigned k_LeastMemoryMib = 128;
 /// ../libexec/ordwick/corvan-decode.
 Path DecoderProgram();
 
-/// Reads image files whole, in child processes, and calls `found(index, report)` for each as it is
-/// done, in any order, on the calling thread.
-///
-/// A file that crashes its decoder has that as its reason, one that takes longer or wants more
-/// memory than the limits as its trouble, and the next file gets a new decoder. Throws
-/// `ostrel::ProcessException *` when no decoder can be started. What `found` throws ends it; in any
-/// case no decoder is left when this returns.
+/// Told the index of a file and what reading it has shown.
+using FoundReport = std::function<void(std::size_t, const ImageReport &)>;
+
+/// Decoders for some files. One that is idle ends with `Read`, all of them with this object. Not
+/// thread-safe, and of one thread: decoders end with the thread that started them.
+class DecodeCrew
+{
+public:
+    DecodeCrew(Path program, const DecodeLimits &limits);
+    ~DecodeCrew();
+    DecodeCrew(const DecodeCrew &) = delete;
+    DecodeCrew &operator=(const DecodeCrew &) = delete;
+
+    /// Starts decoders ahead of so many files: loading the image libraries takes long, and what the
+    /// caller does until `Read` may take longer. One that cannot be started is for `Read` to tell.
+    void StartAhead(std::size_t files);
+
+    /// Reads image files whole and calls `found(index, report)` for each as it is done, in any
+    /// order, on the calling thread.
+    ///
+    /// A file that crashes its decoder has that as its reason, one that takes longer or wants more
+    /// memory than the limits as its trouble, and the next file gets a new decoder. Throws
+    /// `ostrel::ProcessException *` when no decoder can be started. What `found` throws ends it; in
+    /// any case no decoder is left when this returns.
+    void Read(std::span<const Path> files, const FoundReport &found);
+
+private:
+    class Workers;
+
+    Path m_program;
+    DecodeLimits m_limits;
+    std::unique_ptr<Workers> m_ahead; ///< Null where none were started.
+};
+
+/// `DecodeCrew::Read` by decoders that are started for these files.
 void DecodeFiles(const Path &program, std::span<const Path> files, const DecodeLimits &limits,
-                 const std::function<void(std::size_t, const ImageReport &)> &found);
+                 const FoundReport &found);
 
 } // namespace decode

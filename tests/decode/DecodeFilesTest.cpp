@@ -2,6 +2,8 @@
 
 #include <cerrno>
 #include <csignal>
+#include <fstream>
+#include <iterator>
 #include <map>
 #include <set>
 #include <stdexcept>
@@ -44,7 +46,61 @@ bool HasChildren()
     return waitid(P_ALL, 0, &child, WEXITED | WNOHANG | WNOWAIT) == 0 || errno != ECHILD;
 }
 
+std::set<int> Children()
+{
+    std::ifstream file("/proc/thread-self/children");
+    return {std::istream_iterator<int>(file), {}};
+}
+
 } // namespace
+
+TEST(DecodeCrew, StartsBeforeThereAreFiles)
+{
+    DecodeCrew crew(WILD_DECODER_PROGRAM, k_limits);
+    crew.StartAhead(50);
+    const std::set<int> ahead = Children();
+    EXPECT_EQ(ahead.size(), k_limits.jobs);
+
+    std::size_t answers = 0;
+    crew.Read(Files(50, "/r/a.exr"),
+              [&](std::size_t, const ImageReport &report)
+              {
+                  ++answers;
+                  EXPECT_TRUE(ahead.contains(report.width));
+              });
+    EXPECT_EQ(answers, 50u);
+    EXPECT_FALSE(HasChildren());
+}
+
+TEST(DecodeCrew, LeavesNobodyBehindWhereThereIsLessToReadThanWasThought)
+{
+    for (const std::size_t files : {0, 1})
+    {
+        DecodeCrew crew(WILD_DECODER_PROGRAM, k_limits);
+        crew.StartAhead(2);
+        std::size_t answers = 0;
+        crew.Read(Files(files, "/r/a.exr"), [&](std::size_t, const ImageReport &) { ++answers; });
+        EXPECT_EQ(answers, files);
+        EXPECT_FALSE(HasChildren());
+    }
+    {
+        DecodeCrew crew(WILD_DECODER_PROGRAM, k_limits);
+        crew.StartAhead(0);
+        EXPECT_FALSE(HasChildren());
+        crew.StartAhead(1);
+        EXPECT_EQ(Children().size(), 1u);
+    }
+    EXPECT_FALSE(HasChildren());
+}
+
+TEST(DecodeCrew, TellsWhatCouldNotBeStartedWhenFilesAreRead)
+{
+    DecodeCrew crew("/nowhere/decoder", k_limits);
+    crew.StartAhead(2);
+    EXPECT_EQ(
+        Thrown([&] { crew.Read(Files(1, "/r/a.exr"), [](std::size_t, const ImageReport &) {}); }),
+        "cannot start /nowhere/decoder: No such file or directory");
+}
 
 TEST(DecodeFiles, AnswersEveryFileOnce)
 {
