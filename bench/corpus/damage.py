@@ -77,7 +77,7 @@ def key(shot, others, renders, seed):
     here = pathlib.Path(__file__).parent
     told = hashlib.sha256()
     for one in (shot, *others):
-        told.update(renders.source(one))
+        told.update(b"".join(renders.source(one).values()))
     for source in SOURCES:
         told.update((here / source).read_bytes())
     told.update(repr((shot, [other.name for other in others], renders.length, renders.version, seed)).encode())

@@ -26,15 +26,17 @@ class Renders:
 
     def __init__(self, folder, scenes, length):
         self.folder = pathlib.Path(folder)
-        self.scenes = pathlib.Path(scenes).resolve()
+        # Read once: a run takes long, and what is rendered late is to be what its key says.
+        self.sources = {path.name: path.read_bytes() for path in sorted(pathlib.Path(scenes).iterdir())
+                        if path.suffix in (".pov", ".inc")}
         self.length = length
         self.program = commands.need("povray")
         self.version = version_of(self.program)
 
     def source(self, shot):
-        """What the shot's scene is written in."""
-        included = sorted(self.scenes.glob("*.inc"))
-        return b"".join(path.read_bytes() for path in (*included, self.scenes / f"{shot.scene}.pov"))
+        """What the shot's scene is written in, by file name."""
+        return {name: source for name, source in self.sources.items()
+                if name.endswith(".inc") or name == f"{shot.scene}.pov"}
 
     def frames(self, shot, numbers, size=None, has_depth=None, is_gone=False, is_coarse=False):
         """Pictures of these frames, in their order. `is_gone`: without the prop of the scene; `is_coarse`:
@@ -57,7 +59,7 @@ class Renders:
     def _render(self, shot, numbers, size, quality, more):
         scene = self._scene(shot, numbers, more)
         options = [*quality, f"+W{size[0]}", f"+H{size[1]}"]
-        told = "\n".join([self.version, *options, scene]).encode() + self.source(shot)
+        told = "\n".join([self.version, *options, scene]).encode() + b"".join(self.source(shot).values())
         place = self.folder / f"{shot.name}-{hashlib.sha256(told).hexdigest()[:16]}"
         if not place.exists():
             self._run(shot, scene, options, len(numbers), place)
@@ -81,8 +83,10 @@ class Renders:
         work = pathlib.Path(tempfile.mkdtemp(prefix=f"{shot.name}.", dir=self.folder))
         try:
             (work / "shot.pov").write_text(scene)
+            for name, source in self.source(shot).items():
+                (work / name).write_bytes(source)
             done = commands.run(
-                [self.program, "+Ishot.pov", "+Oframe.exr", "+FE", f"+L{self.scenes}", *options, "+WT1",
+                [self.program, "+Ishot.pov", "+Oframe.exr", "+FE", *options, "+WT1",
                  "-D", "-V", "-GD", "-GR", "-GS", "+KFI1", f"+KFF{count}"],
                 60 + SECONDS_A_FRAME * count, folder=work, env=dict(os.environ, HOME=str(work)),
             )

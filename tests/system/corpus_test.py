@@ -122,8 +122,8 @@ class Methods(FolderTest):
             ("all alike", [1000, 1000, 1000], {}, {}),
             ("missing", [1000, None, 1000], {2: "missing"}, {2: "missing"}),
             ("at the floor", [500, 499, 500], {2: "too small"}, {2: "too small"}),
-            ("half of the mean and less", [1000, 1000, 1000, 501, 600], {}, {}),
-            ("more than half below", [2000, 2000, 2000, 600], {}, {4: "other size"}),
+            ("half of the mean", [1500, 1500, 500, 500], {}, {}),
+            ("a little less than half", [2000] * 9 + [900], {}, {10: "other size"}),
             ("more than half above", [1000, 1000, 1000, 4000], {}, {4: "other size"}),
             ("nothing there", [None], {1: "missing"}, {1: "missing"}),
         ):
@@ -140,6 +140,46 @@ class Methods(FolderTest):
         text = "".join(shown.format(0, at, at, round(at / 24, 6)) for at in range(4))
         text += "".join(shown.format(2, place, at, round(at / 24, 6)) for place, at in enumerate((0, 1, 3)))
         self.assertEqual(methods.read_dropped(text), {2: "dropped"})
+
+
+class Pictures(FolderTest):
+    def test_what_somebody_could_tell_apart_has_changed(self):
+        for what, before, after, form, is_changed in (
+            ("the same", 0.3, 0.3, "png8", False),
+            ("a twentieth of a stop", 0.3, 0.31, "png8", False),
+            ("a third of a stop", 0.3, 0.378, "png8", True),
+            ("both next to black", 0.0, 0.001, "exr-float-zip", False),
+            ("beyond white, cut off", 1.0, 5.0, "png8", False),
+            ("beyond white, kept", 1.0, 5.0, "exr-half-zip", True),
+            ("not a number", 0.3, numpy.nan, "exr-half-zip", True),
+            ("infinite", 0.3, numpy.inf, "exr-half-zip", True),
+            ("below zero", 0.0, -0.01, "exr-half-zip", True),
+        ):
+            with self.subTest(what):
+                one, other = (numpy.full((1, 1, 3), value, numpy.float32) for value in (before, after))
+                self.assertEqual(bool(pictures.changed(one, other, pictures.FORMATS[form])[0, 0]), is_changed)
+
+    def test_every_format_gives_back_what_was_written(self):
+        chance = numpy.random.default_rng(1)
+        smooth = numpy.add.outer(numpy.arange(24), numpy.arange(32))[:, :, None] / 60 * [1, 0.8, 0.5]
+        for name, form in pictures.FORMATS.items():
+            pixels = smooth + chance.uniform(0, 0.001, smooth.shape)
+            if "Z" in form.channels:
+                pixels = numpy.dstack([pixels, 10 * pixels[:, :, 0]])
+            file = self.folder / f"{name}.{form.extension}"
+            pictures.write(file, pixels.astype(numpy.float32), form)
+            stored = pixels if form.is_linear else pictures.to_srgb(pixels)
+            difference = numpy.abs(pictures.read(file) - stored).max()
+            self.assertLess(difference, {"jpeg90": 0.05, "exr-half-dwaa": 0.02}.get(name, 0.005), name)
+
+    def test_what_cannot_be_read_or_written_is_told(self):
+        (self.folder / "x.png").write_bytes(b"no picture")
+        for path in (self.folder / "x.png", self.folder / "none.exr"):
+            with self.assertRaises(Trouble) as raised:
+                pictures.read(path)
+            self.assertIn(str(path), str(raised.exception))
+        with self.assertRaises(Trouble):
+            pictures.write(self.folder / "no/x.png", numpy.zeros((2, 2, 3), numpy.float32), pictures.FORMATS["png8"])
 
 
 def moving_takes(folder, form, length=30):
