@@ -33,10 +33,10 @@ def wait_until(is_so):
 class Page:
     """One browser with the page in it."""
 
-    def __init__(self, test, dark=False, phone=False, language="en-US"):
+    def __init__(self, test, dark=False, phone=False, language="en-US", arguments=()):
         options = webdriver.ChromeOptions()
         options.binary_location = "/usr/bin/chromium"
-        for argument in ("headless=new", "disable-gpu", "disable-dev-shm-usage", "window-size=1300,1000"):
+        for argument in ("headless=new", "disable-gpu", "disable-dev-shm-usage", "window-size=1300,1000", *arguments):
             options.add_argument(f"--{argument}")
         options.add_argument(f"--user-data-dir={test.folder / f'browser{id(self)}'}")
         # Of what the kernel has for it, containers often let nobody use anything; the page is our own.
@@ -50,6 +50,7 @@ class Page:
         self.driver.set_script_timeout(PATIENCE)
         if phone:
             self.driver.execute_cdp_cmd("Emulation.setDeviceMetricsOverride", PHONE)
+            self.driver.execute_cdp_cmd("Emulation.setTouchEmulationEnabled", {"enabled": True, "maxTouchPoints": 2})
         scheme = {"name": "prefers-color-scheme", "value": "dark" if dark else "light"}
         self.driver.execute_cdp_cmd("Emulation.setEmulatedMedia", {"features": [scheme]})
 

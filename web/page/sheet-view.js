@@ -34,6 +34,8 @@ export class SheetView {
      * @type {Map<number, {x: number, y: number}>}
      */
     #pointers = new Map();
+    /** How far apart two fingers were put, and what was in view then. */
+    #pinch = { apart: 1, from: 0, to: 0 };
     #dragFrom = -1;
     #hasMoved = false;
     /** Milliseconds that the last drawing took. */
@@ -190,6 +192,7 @@ export class SheetView {
         this.#box.focus({ preventScroll: true });
         this.#pointers.set(event.pointerId, { x: event.clientX, y: event.clientY });
         this.#hasMoved = false;
+        if (this.#pointers.size === 2) this.#pinch = { apart: Math.max(1, this.#apart()), from: this.#view.from, to: this.#view.to };
         const place = this.#placeOf(event);
         this.#dragFrom = event.pointerType === "mouse" && event.button === 0 ? place : -1;
         if (this.#dragFrom < 0) return;
@@ -233,18 +236,24 @@ export class SheetView {
      */
     #drag(id, before, now) {
         const { each, columns, height } = this.#layout;
-        const other = [...this.#pointers].find(([name]) => name !== id)?.[1];
-        if (other) {
-            const was = Math.hypot(before.x - other.x, before.y - other.y);
-            const is = Math.hypot(now.x - other.x, now.y - other.y);
-            if (was > 0) this.#view.zoom(is / was, (this.#view.from + this.#view.to) / 2);
+        if (this.#pointers.size > 1) {
             this.#pointers.set(id, now);
+            // From where it began: whole frames at each move would add up.
+            const { apart, from, to } = this.#pinch;
+            const half = ((to - from) * apart) / Math.max(1, this.#apart()) / 2;
+            this.#view.look((from + to) / 2 - half, (from + to) / 2 + half);
             return;
         }
         const rows = Math.trunc((before.y - now.y) / height);
         if (rows === 0) return;
         this.#view.pan(rows * columns * each);
         this.#pointers.set(id, { x: now.x, y: before.y - rows * height });
+    }
+
+    /** Pixels between two fingers. */
+    #apart() {
+        const [one, other] = this.#pointers.values();
+        return Math.hypot(one.x - other.x, one.y - other.y);
     }
 
     /** @param {PointerEvent} event */
@@ -301,6 +310,8 @@ export class SheetView {
         }
         this.drawTime = performance.now() - begin;
         set(this.#box, "data-each", this.#layout.each);
+        // Where all is in view, a finger scrolls the page, as the wheel does.
+        this.#box.classList.toggle("whole", view.isWhole);
         set(this.#box, "data-drawn", Math.round(this.drawTime * 100) / 100);
         this.#describe();
     }

@@ -166,7 +166,7 @@ export class SizesView {
             highlightCallback: (/** @type {unknown} */ _event, /** @type {number} */ frame) => this.#view.point(this.#placeOf(frame)),
             unhighlightCallback: () => this.#view.point(-1),
             clickCallback: (/** @type {MouseEvent} */ event, /** @type {number} */ frame) => this.#clicked(event, this.#placeOf(frame)),
-            interactionModel: { ...Dygraph.defaultInteractionModel, dblclick: () => this.#showAll() },
+            interactionModel: this.#hands(Dygraph),
         });
     }
 
@@ -179,6 +179,23 @@ export class SizesView {
         if (event.ctrlKey || event.metaKey) this.#view.toggle(place, place + 1);
         this.#view.moveTo(place, event.shiftKey);
         if (!event.ctrlKey && !event.metaKey && !event.shiftKey) this.#view.select(place, place + 1);
+    }
+
+    /** @param {any} Dygraph */
+    #hands(Dygraph) {
+        const usual = Dygraph.defaultInteractionModel;
+        let isOurs = false;
+        return {
+            ...usual,
+            dblclick: () => this.#showAll(),
+            // Where all is in view, one finger scrolls the page; the library would take each touch.
+            touchstart: (/** @type {TouchEvent} */ event, /** @type {any} */ plot, /** @type {any} */ context) => {
+                isOurs = event.touches.length > 1 || !this.#view.isWhole;
+                if (isOurs) usual.touchstart(event, plot, context);
+            },
+            touchmove: (/** @type {TouchEvent} */ event, /** @type {any} */ plot, /** @type {any} */ context) => isOurs && usual.touchmove(event, plot, context),
+            touchend: (/** @type {TouchEvent} */ event, /** @type {any} */ plot, /** @type {any} */ context) => isOurs && usual.touchend(event, plot, context),
+        };
     }
 
     /** The library knows the stretch that it was given, which is not all. */
