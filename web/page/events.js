@@ -3,6 +3,8 @@
  * itself when it broke: at once, then after 0.5 s doubling to 15 s.
  */
 
+import { ApiError, get } from "./api.js";
+
 /** @typedef {"open" | "lost" | "asleep"} Connection */
 
 const SHORTEST = 500;
@@ -122,7 +124,20 @@ export class Events {
         this.#close();
         this.#hasBroken = true;
         this.#onConnection("lost");
-        this.#timer = setTimeout(() => this.#open(), this.#pause);
+        this.#timer = setTimeout(() => this.#tryAgain(), this.#pause);
         this.#pause = Math.min(LONGEST, Math.max(SHORTEST, this.#pause * 2));
+    }
+
+    /** A stream that is refused does not say why: that the session is over is told by any other answer. */
+    async #tryAgain() {
+        const address = this.#address;
+        try {
+            await get("/api/session");
+        } catch (error) {
+            if (address !== this.#address || this.#source) return;
+            if (!(error instanceof ApiError) || error.status !== 401) this.#lost();
+            return;
+        }
+        if (address === this.#address && address && !this.#source && !document.hidden) this.#open();
     }
 }

@@ -89,6 +89,8 @@ function onClick(event) {
 /** Asks a studio's user for the token. */
 function askToken() {
     events.stop();
+    line.isOpen = true;
+    tellLine();
     view?.close();
     view = null;
     viewFor = "";
