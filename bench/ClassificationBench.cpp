@@ -1,8 +1,10 @@
 // Classification: the verdict on all rows and on the rows of a screen.
 // Yardstick: the definition as it stands, every neighbour of every row visited, offset 5.
+// The robust rule's yardstick is the neighbours' rule on the same rows, at the same offset.
 #include <random>
 
 #include "analysis/FileTable.h"
+#include "analysis/RobustRule.h"
 #include "bench/Measure.h"
 #include "ostrel/Log.h"
 
@@ -108,6 +110,57 @@ void MeasureSize(std::size_t size)
         std::exit(1); // No row was bad, so nothing was measured.
 }
 
+/// Rows that differ by so many percent at random; one in a hundred is cut to a third.
+std::vector<FrameRecord> MakeRows(std::size_t size, unsigned percent)
+{
+    std::mt19937_64 random(7);
+    std::vector<FrameRecord> rows(size);
+    for (FrameRecord &row : rows)
+    {
+        row.exists = true;
+        row.size = 1'000'000 + random() % (10'000 * percent);
+        if (random() % 100 == 0)
+            row.size /= 3;
+    }
+    return rows;
+}
+
+void MeasureRules(std::size_t size, unsigned percent)
+{
+    const std::vector<FrameRecord> rows = MakeRows(size, percent);
+    const int repetitions = Repetitions(size);
+    std::vector<FrameState> states(size);
+    std::size_t sink = 0;
+    const std::string what = "rows that differ by " + std::to_string(percent) + " %";
+    for (const int offset : {5, 1000})
+    {
+        const ScanRules rules{500, offset, 0.15f};
+        // In processor time, and by turns, so that what else runs here meets both alike.
+        std::vector<double> plain, robust;
+        for (int i = 0; i < repetitions; ++i)
+        {
+            plain.push_back(Measure<ThreadTime>(1,
+                                                [&]
+                                                {
+                                                    JudgeAll(rows, rules,
+                                                             [&](std::size_t row, FrameState state)
+                                                             { states[row] = state; });
+                                                    sink += states[size / 2] == FrameState::Ok;
+                                                })
+                                .minMs);
+            robust.push_back(
+                Measure<ThreadTime>(1, [&] { sink += FindRobustOutliers(rows, rules).size(); })
+                    .minMs);
+        }
+        const Timing yardstick = FromTimes(plain);
+        PrintYardstick(WithOffset(("neighbours' rule, " + what).c_str(), offset), size, yardstick);
+        PrintRow(WithOffset(("robust rule, " + what).c_str(), offset), size, FromTimes(robust),
+                 yardstick);
+    }
+    if (sink == 0)
+        std::exit(1); // No row was judged, so nothing was measured.
+}
+
 } // namespace
 
 int main()
@@ -119,5 +172,8 @@ int main()
     PrintHead("Classification, log lines of bad rows to a file");
     for (const std::size_t size : k_sizes)
         MeasureSize(size);
+    PrintHead("Rules for sizes, one row in a hundred cut to a third");
+    for (const unsigned percent : {2u, 10u, 40u, 400u})
+        MeasureRules(100'000, percent);
     ostrel::LogStop();
 }

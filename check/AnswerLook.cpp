@@ -105,6 +105,7 @@ LookAnswer TryToAnswer(const LookRequest &request)
     std::vector<CheckTable> &tables = subject.tables;
     for (CheckTable &table : tables)
     {
+        table.sizeRule = request.sizeRule;
         ListFrames(subject.input, table);
         LookOnce(table);
         NeedSomething(table, request.wereSeen);

@@ -6,8 +6,8 @@
 namespace check
 {
 
-/// Looks at the frames of a job and judges them by the usual rules. Takes as long as the disk takes
-/// to tell; never throws.
+/// Looks at the frames of a job and judges them by the usual settings. Takes as long as the disk
+/// takes to tell; never throws.
 ///
 /// Where a folder is not there, and where not one file is of which all were seen before, the frames
 /// could not be looked at: a share that is not mounted looks like that.

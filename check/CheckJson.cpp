@@ -1,10 +1,14 @@
 #include "check/CheckJson.h"
 
 #include <algorithm>
+#include <cmath>
+#include <fmt/format.h>
+#include <limits>
 #include <nlohmann/json.hpp>
 #include <thread>
 #include <vector>
 
+#include "analysis/RobustRule.h"
 #include "check/JsonControls.h"
 
 namespace check
@@ -76,7 +80,34 @@ void AppendLook(std::string &out, const FrameRecord &frame)
     out += '"';
 }
 
-void AppendRow(std::string &out, const CheckTable &table, std::size_t row, const PathTexts &paths)
+using Scores = std::vector<float>;
+
+/// One a row where a table was judged by the robust rule, no number where there is none; else none
+/// at all.
+Scores ScoresOf(const CheckTable &table)
+{
+    Scores scores;
+    if (table.sizeRule != corvan::SizeRule::Robust || table.states.empty())
+        return scores;
+    scores.reserve(table.frames.size());
+    analysis::VisitRobustBands(
+        table.frames, table.rules,
+        [&](std::size_t, const std::optional<analysis::RobustBand> &band)
+        { scores.push_back(band ? float(band->score) : std::numeric_limits<float>::quiet_NaN()); });
+    return scores;
+}
+
+void AppendScore(std::string &out, float score)
+{
+    out += R"(,"score":)";
+    if (std::isnan(score))
+        out += "null";
+    else
+        fmt::format_to(std::back_inserter(out), "{:.4g}", score);
+}
+
+void AppendRow(std::string &out, const CheckTable &table, std::size_t row, const PathTexts &paths,
+               const Scores &scores)
 {
     const FrameRecord &frame = table.frames[row];
     out += R"({"frame":)";
@@ -92,27 +123,30 @@ void AppendRow(std::string &out, const CheckTable &table, std::size_t row, const
         out.append(R"(,"detail":)").append(Quoted(detail->second));
     if (const auto trouble = table.troubles.find(row); trouble != table.troubles.end())
         out.append(R"(,"not-looked-at":)").append(Quoted(trouble->second));
+    if (!scores.empty())
+        AppendScore(out, scores[row]);
     out += '}';
 }
 
 /// Rows are made in pieces, several at once; the pieces of one turn are all that is kept.
 constexpr std::size_t k_piece = 2048;
 
-void MakePiece(const CheckTable &table, const PathTexts &paths, std::size_t first,
-               std::string &piece)
+void MakePiece(const CheckTable &table, const PathTexts &paths, const Scores &scores,
+               std::size_t first, std::string &piece)
 {
     piece.clear();
     const std::size_t end = std::min(first + k_piece, table.frames.size());
     for (std::size_t row = first; row < end; ++row)
     {
         piece += row > 0 ? ",\n" : "\n";
-        AppendRow(piece, table, row, paths);
+        AppendRow(piece, table, row, paths, scores);
     }
 }
 
 void WriteRows(TextWriter &out, const CheckTable &table)
 {
     const PathTexts paths(table.pattern);
+    const Scores scores = ScoresOf(table);
     std::vector<std::string> pieces(std::max(std::thread::hardware_concurrency(), 1u));
     for (std::size_t row = 0; row < table.frames.size();)
     {
@@ -120,9 +154,9 @@ void WriteRows(TextWriter &out, const CheckTable &table)
             std::vector<std::jthread> others;
             for (std::size_t i = 1; i < pieces.size() && row + i * k_piece < table.frames.size();
                  ++i)
-                others.emplace_back([&, i]
-                                    { MakePiece(table, paths, row + i * k_piece, pieces[i]); });
-            MakePiece(table, paths, row, pieces[0]);
+                others.emplace_back(
+                    [&, i] { MakePiece(table, paths, scores, row + i * k_piece, pieces[i]); });
+            MakePiece(table, paths, scores, row, pieces[0]);
         } // Joined here, before the pieces are read.
         for (std::size_t i = 0; i < pieces.size() && row < table.frames.size(); ++i)
         {

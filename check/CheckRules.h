@@ -1,8 +1,11 @@
 #pragma once
 
+#include <optional>
+
 #include "analysis/ScanRules.h"
 #include "analysis/SortFiles.h"
 #include "check/LookAgain.h"
+#include "corvan/SizeRule.h"
 
 namespace check
 {
@@ -13,6 +16,8 @@ struct CheckRules
     analysis::ScanRules scan;
     analysis::SortState order;
     LookAgainRules again;
+    /// In place of the table's own rule.
+    std::optional<corvan::SizeRule> sizeRule{};
 };
 
 } // namespace check

@@ -43,6 +43,8 @@ CheckSubject FindJobFrames(boost::shared_ptr<corvan::Job> job)
          corvan::ListFormats(job->ParameterText(corvan::p_ImageFormat, true)))
         formats.push_back(format.Text());
     CheckSubject subject = FindFrames(std::move(*input), formats, name);
+    for (CheckTable &table : subject.tables)
+        table.sizeRule = corvan::SizeRuleOf(*job);
     subject.job = std::move(job);
     return subject;
 }

@@ -7,8 +7,10 @@
 
 #include "analysis/FramePattern.h"
 #include "analysis/FrameRecord.h"
+#include "analysis/ScanRules.h"
 #include "check/CheckState.h"
 #include "corvan/SequenceDistributor.h"
+#include "corvan/SizeRule.h"
 #include "ostrel/Path.h"
 
 namespace check
@@ -26,6 +28,9 @@ struct CheckTable
 
     String format; ///< The pattern as text.
     analysis::FramePattern pattern;
+    /// How sizes are judged, and were; by `rules`, once they were.
+    corvan::SizeRule sizeRule = corvan::SizeRule::Neighbours;
+    analysis::ScanRules rules;
     std::vector<analysis::FrameRecord> frames;
     std::vector<CheckState> states;
     std::map<std::size_t, String> details; ///< By row; most rows have none.

@@ -2,6 +2,7 @@
 
 #include "analysis/FolderFinder.h"
 #include "analysis/FrameLooks.h"
+#include "analysis/RobustRule.h"
 #include "check/CheckException.h"
 
 namespace check
@@ -15,9 +16,18 @@ void Judge(CheckTable &table, const analysis::ScanRules &rules)
     table.details.clear();
     table.troubles.clear();
     table.states.resize(table.frames.size());
-    analysis::JudgeAll(table.frames, rules,
-                       [&table](std::size_t row, analysis::FrameState state)
-                       { table.states[row] = StateOf(state); });
+    table.rules = rules;
+    if (table.sizeRule == corvan::SizeRule::Neighbours)
+    {
+        analysis::JudgeAll(table.frames, rules,
+                           [&table](std::size_t row, analysis::FrameState state)
+                           { table.states[row] = StateOf(state); });
+        return;
+    }
+    for (std::size_t row = 0; row < table.frames.size(); ++row)
+        table.states[row] = StateOf(analysis::JudgeAlone(table.frames[row], rules));
+    for (const std::size_t row : analysis::FindRobustOutliers(table.frames, rules))
+        table.states[row] = CheckState::Outlier;
 }
 
 } // namespace
@@ -42,6 +52,7 @@ void LookAtTable(CheckTable &table, const CheckRules &rules, LookClock &clock,
         throw new CheckException(reason);
 
     analysis::SortFrames(table.frames, rules.order);
+    table.sizeRule = rules.sizeRule.value_or(table.sizeRule);
     Judge(table, rules.scan);
 }
 

@@ -21,6 +21,7 @@ constexpr const char *k_name_custom = "custom";
 constexpr const char *k_name_depth = "depth";
 constexpr const char *k_name_print = "print";
 constexpr const char *k_name_seen = "seen";
+constexpr const char *k_name_rule = "rule";
 
 constexpr std::array<std::string_view, 3> k_depths = {"prints", "sizes", "images"};
 
@@ -55,6 +56,13 @@ bool ReadOne(const std::string &name, const std::string &value, LookRequest &req
             return false;
         request.depth = LookRequest::Depth(depth - k_depths.begin());
     }
+    else if (name == k_name_rule)
+    {
+        const auto rule = corvan::FindSizeRule(value);
+        if (!rule)
+            return false;
+        request.sizeRule = *rule;
+    }
     else
     {
         const auto text = std::ranges::find(k_texts, std::string_view(name), &InputText::name);
@@ -76,6 +84,7 @@ std::optional<std::vector<std::string>> ArgumentsOf(const LookRequest &request)
         arguments.push_back(std::move(value));
     };
     add(k_name_depth, std::string(k_depths[std::size_t(request.depth)]));
+    add(k_name_rule, std::string(corvan::SizeRuleName(request.sizeRule)));
     for (const String &format : request.formats)
         add(k_name_format, format);
     const std::string &range = request.input.userRange;

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "analysis/Expansion.h"
+#include "corvan/SizeRule.h"
 
 namespace check
 {
@@ -17,13 +18,14 @@ struct LookRequest
     enum class Depth
     {
         Prints, ///< What the files are like, and no verdict.
-        Sizes,  ///< The verdict of the window.
+        Sizes,  ///< Is each there, and is its size that of those around it?
         Images, ///< They are read, too.
     };
 
     std::vector<String> formats;    ///< Patterns, in this machine's notation.
     analysis::ExpansionInput input; ///< Its texts; the set of frames is not handed over.
     Depth depth = Depth::Prints;
+    corvan::SizeRule sizeRule = corvan::SizeRule::Neighbours;
     /// The `LookAnswer::print` of an earlier look: there is no verdict where the files are not as
     /// they were then. Empty for one in any case.
     String print;

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "analysis/RobustRule.h"
+
 namespace check
 {
 
@@ -9,17 +11,22 @@ std::vector<PlotPoint> PlotPointsOf(const CheckTable &table, const analysis::Sca
 {
     std::vector<PlotPoint> points;
     points.reserve(table.frames.size());
-    analysis::VisitNeighbours(table.frames, rules,
-                              [&](std::size_t row, const analysis::Neighbours &neighbours)
-                              {
-                                  const analysis::FrameRecord &file = table.frames[row];
-                                  const auto band = analysis::BandOf(neighbours, rules);
-                                  const bool hasBand = band && band->lowest <= band->highest;
-                                  points.push_back({file.frame, file.exists, double(file.size),
-                                                    table.states[row], hasBand,
-                                                    hasBand ? double(band->lowest) : 0,
-                                                    hasBand ? double(band->highest) : 0});
-                              });
+    const auto add = [&](std::size_t row, const std::optional<analysis::SizeBand> &band)
+    {
+        const analysis::FrameRecord &file = table.frames[row];
+        const bool hasBand = band && band->lowest <= band->highest;
+        points.push_back({file.frame, file.exists, double(file.size), table.states[row], hasBand,
+                          hasBand ? double(band->lowest) : 0, hasBand ? double(band->highest) : 0});
+    };
+    if (table.sizeRule == corvan::SizeRule::Robust)
+        analysis::VisitRobustBands(
+            table.frames, rules,
+            [&](std::size_t row, const std::optional<analysis::RobustBand> &band)
+            { add(row, band ? std::optional(band->sizes) : std::nullopt); });
+    else
+        analysis::VisitNeighbours(table.frames, rules,
+                                  [&](std::size_t row, const analysis::Neighbours &neighbours)
+                                  { add(row, analysis::BandOf(neighbours, rules)); });
     std::ranges::sort(points, {}, &PlotPoint::frame);
     return points;
 }

@@ -18,7 +18,7 @@ void CheckArguments::Declare(CLI::App &verb)
 
 check::CheckRules CheckArguments::Rules() const
 {
-    return {m_rules.Rules(), m_rules.Order(), m_rules.LookAgain()};
+    return {m_rules.Rules(), m_rules.Order(), m_rules.LookAgain(), m_rules.SizeRule()};
 }
 
 void CheckArguments::Check(check::CheckTable &table)

@@ -51,6 +51,11 @@ void RulesArguments::Declare(CLI::App &verb)
             verb.add_option(option.option, m_given[option.key],
                             fmt::format("{} ({})", option.help, corvan::AnalysisText(option, {})))
                 ->check(CheckOf(option));
+    verb.add_option("--rule", m_sizeRule,
+                    "what a size is held against: neighbours (their mean; of a JOB with a "
+                    "SizeRule that one) or robust (their median)")
+        ->check(CLI::IsMember(std::vector<std::string>(corvan::k_SizeRuleNames.begin(),
+                                                       corvan::k_SizeRuleNames.end())));
     verb.add_option("--sort", m_sort, "order of the rows: name (the number in it), size or date")
         ->check(CLI::IsMember(std::vector<std::string>(k_sort_names.begin(), k_sort_names.end())));
     verb.add_flag("--descending", m_isDescending, "the other way round");
@@ -71,6 +76,11 @@ analysis::ScanRules RulesArguments::Rules() const
             given != m_given.end() && !given->second.empty())
             SetField(options, option, given->second);
     return analysis::RulesOf(options);
+}
+
+std::optional<corvan::SizeRule> RulesArguments::SizeRule() const
+{
+    return corvan::FindSizeRule(m_sizeRule);
 }
 
 analysis::SortState RulesArguments::Order() const

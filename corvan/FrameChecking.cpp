@@ -46,7 +46,8 @@ unsigned MostOf(const String &name)
 
 bool IsFrameChecking(const String &name)
 {
-    return name == p_CheckFrames || name == p_AutoRequeue || name == p_QuietSeconds;
+    return name == p_CheckFrames || name == p_AutoRequeue || name == p_QuietSeconds ||
+           name == p_SizeRule;
 }
 
 String CheckFrameChecking(const String &name, const String &text)
@@ -56,6 +57,10 @@ String CheckFrameChecking(const String &name, const String &text)
     if (name == p_CheckFrames)
         return FindKind(text) ? String()
                               : name + ": \"" + Excerpt(text) + "\" is none of none, sizes, decode";
+    if (name == p_SizeRule)
+        return FindSizeRule(text)
+                   ? String()
+                   : name + ": \"" + Excerpt(text) + "\" is none of neighbours, robust";
     if (FindUpTo(text, MostOf(name)))
         return {};
     return name + ": \"" + Excerpt(text) + "\" is not a whole number from 0 to " +
@@ -74,6 +79,7 @@ FrameChecking FrameCheckingOf(const Job &job)
     checking.rounds = FindUpTo(rounds, MostOf(p_AutoRequeue)).value_or(checking.rounds);
     const String quiet = job.ParameterText(p_QuietSeconds, true);
     checking.quietSeconds = FindUpTo(quiet, MostOf(p_QuietSeconds)).value_or(checking.quietSeconds);
+    checking.sizeRule = SizeRuleOf(job);
     return checking;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "corvan/SizeRule.h"
 #include "ostrel/String.h"
 
 namespace corvan
@@ -25,6 +26,8 @@ struct FrameChecking
     unsigned rounds = 0;
     /// "QuietSeconds": how long the files must stay as they are before they are judged.
     unsigned quietSeconds = k_QuietSeconds;
+    /// "SizeRule": how sizes are held against each other.
+    SizeRule sizeRule = SizeRule::Neighbours;
 
     static constexpr unsigned k_MostRounds = 10;
     static constexpr unsigned k_QuietSeconds = 10;
@@ -33,7 +36,7 @@ struct FrameChecking
     friend bool operator==(const FrameChecking &, const FrameChecking &) = default;
 };
 
-/// True for the names of the three parameters.
+/// True for the names of the four parameters.
 bool IsFrameChecking(const String &name);
 
 /// Why a text is no value of one of them, as a sentence that names it; empty where it is one. An

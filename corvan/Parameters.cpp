@@ -1,5 +1,7 @@
 #include "corvan/Parameters.h"
 
+#include "corvan/SizeRule.h"
+
 namespace corvan
 {
 
@@ -49,6 +51,7 @@ const std::vector<String> &ParameterNames()
         p_After,         p_AfterGood,     p_FrameOrder, p_FrameSeconds,   p_FrameSecondsSlowest,
         p_FramesPerHour, p_ExpectedEnd,   p_StuckTasks, p_CheckFrames,    p_AutoRequeue,
         p_QuietSeconds,  p_FramesChecked, p_FramesBad,  p_FramesBadRange, p_FrameCounts,
+        p_SizeRule,
     };
     return s_names;
 }

@@ -42,6 +42,7 @@ _corvan_value()
     case $1 in
         --options | --log-file | --format | -o | --output) mapfile -t COMPREPLY < <(compgen -f -- "$2") ;;
         --sort) mapfile -t COMPREPLY < <(compgen -W 'name size date' -- "$2") ;;
+        --rule) mapfile -t COMPREPLY < <(compgen -W 'neighbours robust' -- "$2") ;;
         --after | --after-good) mapfile -t COMPREPLY < <(compgen -W "$(_corvan_jobs)" -- "$2") ;;
         --order) mapfile -t COMPREPLY < <(compgen -W 'given middle ends' -- "$2") ;;
         --log-level) mapfile -t COMPREPLY < <(compgen -W '0 1 2 3 4 5 6' -- "$2") ;;

@@ -546,6 +546,7 @@ LookRequest FrameChecks::RequestFor(const JobState &state, const Job &job, const
     if (checking.quietSeconds == 0 || !watch.print.empty())
         request.depth = checking.kind == FrameChecking::Kind::Decode ? LookRequest::Depth::Images
                                                                      : LookRequest::Depth::Sizes;
+    request.sizeRule = checking.sizeRule;
     request.print = watch.print;
     std::optional<analysis::ExpansionInput> input = analysis::ReadExpansionInput(job);
     if (input)

@@ -60,6 +60,15 @@ TEST_F(AnswerLookTest, IsTheVerdictOfTheWindow)
     EXPECT_TRUE(AnswerLook(m_request).bad.empty());
 }
 
+TEST_F(AnswerLookTest, IsThatOfTheRuleThatIsAskedFor)
+{
+    for (int frame = 1; frame <= 10; ++frame)
+        Write(frame, frame == 3 ? 1000 : 100'000);
+    EXPECT_EQ(AllOf(AnswerLook(m_request).bad), (Items{1, 2, 3, 8}));
+    m_request.sizeRule = corvan::SizeRule::Robust;
+    EXPECT_EQ(AllOf(AnswerLook(m_request).bad), (Items{3}));
+}
+
 TEST_F(AnswerLookTest, HasAPrintThatChangesWithAnyFile)
 {
     m_request.depth = Depth::Prints;

@@ -1,5 +1,6 @@
 #include "check/CheckJson.h"
 
+#include <cmath>
 #include <nlohmann/json.hpp>
 
 #include <gtest/gtest.h>
@@ -88,6 +89,21 @@ TEST(CheckJson, TellsOfEachFrameInTheOrderOfTheRows)
            {"bad", "2,3"}}}},
     };
     EXPECT_EQ(Written({table}).dump(1), expected.dump(1));
+}
+
+TEST(CheckJson, TellsScoresWhereTheRobustRuleHasJudged)
+{
+    CheckTable table = SampleTable("/r/%d", {CheckState::Ok, CheckState::Ok, CheckState::Missing,
+                                             CheckState::Outlier, CheckState::Ok});
+    for (analysis::FrameRecord &frame : table.frames)
+        frame.size = frame.frame == 4 ? 500'000 : 1000;
+    EXPECT_FALSE(Written({table})["tables"][0]["frames"][0].contains("score"));
+    table.sizeRule = corvan::SizeRule::Robust;
+    const Json frames = Written({table})["tables"][0]["frames"];
+    EXPECT_EQ(frames[0]["score"], 0);
+    EXPECT_EQ(frames[2]["score"], nullptr);
+    // Eight octaves and 247 steps of 256, in thirds of what fifteen percent are.
+    EXPECT_NEAR(frames[3]["score"].get<double>(), 3 * std::log2(500.0) / std::log2(1.15), 0.1);
 }
 
 TEST(CheckJson, WritesAnyPathAndNumber)

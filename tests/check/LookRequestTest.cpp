@@ -14,7 +14,8 @@ bool IsSame(const LookRequest &a, const LookRequest &b)
            a.input.sequenceBy == b.input.sequenceBy &&
            a.input.renumberStart == b.input.renumberStart &&
            a.input.renumberBy == b.input.renumberBy && a.input.packetSize == b.input.packetSize &&
-           a.depth == b.depth && a.print == b.print && a.wereSeen == b.wereSeen;
+           a.depth == b.depth && a.sizeRule == b.sizeRule && a.print == b.print &&
+           a.wereSeen == b.wereSeen;
 }
 
 TEST(LookRequest, IsTheSameOnceItWasArguments)
@@ -30,6 +31,7 @@ TEST(LookRequest, IsTheSameOnceItWasArguments)
     request.input.packetSize = "8";
     request.depth = LookRequest::Depth::Images;
     request.print = "00000000000000cc";
+    request.sizeRule = corvan::SizeRule::Robust;
     for (const LookRequest &one : {plain, request, LookRequest()})
     {
         const auto read = ReadArguments(ArgumentsOf(one).value());
@@ -63,6 +65,7 @@ TEST(LookRequest, OfAnotherVersionIsRefused)
     EXPECT_FALSE(ReadArguments({"depth"}));
     EXPECT_FALSE(ReadArguments({"depth", "deep"}));
     EXPECT_FALSE(ReadArguments({"colour", "red"}));
+    EXPECT_FALSE(ReadArguments({"rule", "of thumb"}));
 }
 
 } // namespace

@@ -67,6 +67,20 @@ TEST(PlotPoints, StandInTheOrderOfTheirFramesWithTheBandOfTheirNeighbours)
     EXPECT_FALSE(PlotPointsOf(table, {.minSize = 1, .frameOffset = 0}).front().hasBand);
 }
 
+TEST(PlotPoints, HaveTheBandOfTheirTablesRule)
+{
+    CheckTable table = SampleTable("/r/%d", std::vector<CheckState>(5, CheckState::Ok));
+    for (analysis::FrameRecord &frame : table.frames)
+        frame.size = frame.frame == 3 ? 9000 : 1000;
+    const auto byMean = PlotPointsOf(table, {.minSize = 1});
+    table.sizeRule = corvan::SizeRule::Robust;
+    const auto byMedian = PlotPointsOf(table, {.minSize = 1});
+    EXPECT_GT(byMean[0].lowest, 1000);
+    EXPECT_LT(byMedian[0].lowest, 1000);
+    EXPECT_LT(byMedian[2].highest, 1200);
+    EXPECT_FALSE(PlotPointsOf(table, {.minSize = 1, .frameOffset = 0}).front().hasBand);
+}
+
 TEST(PlotPoints, OfManyFramesShareColumns)
 {
     const std::vector<PlotPoint> points = {

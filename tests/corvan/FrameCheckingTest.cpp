@@ -46,6 +46,13 @@ TEST(FrameChecking, IsThatOfTheJobElseThatOfItsType)
         {{{"AutoRequeue", "2"}}, {{"AutoRequeue", "0"}}, {FrameChecking::Kind::None, 0, 10}},
         {{}, {{"CheckFrames", ""}, {"AutoRequeue", ""}}, {FrameChecking::Kind::None, 0, 10}},
         {{}, {{"QuietSeconds", "0"}}, {FrameChecking::Kind::None, 0, 0}},
+        {{},
+         {{"SizeRule", "robust"}},
+         {FrameChecking::Kind::None, 0, 10, corvan::SizeRule::Robust}},
+        {{{"SizeRule", "robust"}},
+         {{"SizeRule", "neighbours"}},
+         {FrameChecking::Kind::None, 0, 10, corvan::SizeRule::Neighbours}},
+        {{}, {{"SizeRule", ""}}, {FrameChecking::Kind::None, 0, 10}},
     };
     for (const auto &[ofType, ofJob, result] : cases)
         EXPECT_EQ(CheckingOf(ofType, ofJob), result) << "case " << &result - &cases[0].result;
@@ -80,6 +87,8 @@ TEST(FrameChecking, TakesItsOwnValuesAlone)
         {"QuietSeconds", "1.5", "QuietSeconds: \"1.5\" is not a whole number from 0 to 86400"},
         {"QuietSeconds", "86401", "QuietSeconds: \"86401\" is not a whole number from 0 to 86400"},
         {"QuietSeconds", "", ""},
+        {"SizeRule", "hampel", "SizeRule: \"hampel\" is none of neighbours, robust"},
+        {"SizeRule", "robust", ""},
     };
     const corvan::RenderJob job(boost::make_shared<const corvan::JobType>(SampleType()));
     for (const auto &[name, value, reason] : cases)

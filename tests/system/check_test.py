@@ -130,6 +130,31 @@ class Check(CheckedFrames):
                 os.utime(self.frame(number), ns=(0, 10**18 - number))
         self.assertEqual(order("--sort", "date"), [4, 9, 8, 7, 6, 5, 3, 2, 1])
 
+    def test_by_the_robust_rule_accuses_no_frame_for_its_neighbour(self):
+        for number in range(1, 25):
+            size = {3: 1000, 4: 103_000}.get(number, 100_000)
+            self.frame(number).write_bytes(b"x" * size)
+
+        def outliers(*rule):
+            given = ["check", "--json", "--format", self.pattern, "--range", "1-24", *rule]
+            [table] = json.loads(self.run_corvan(*given, status=1).stdout)["tables"]
+            return table
+
+        self.assertEqual(outliers()["bad"], "1-4")
+        self.assertEqual(outliers("--rule", "neighbours"), outliers())
+        robust = outliers("--rule", "robust")
+        self.assertEqual((robust["bad"], robust["counts"]["outlier"]), ("3", 1))
+        fields = ["frame", "path", "state", "size", "modified", "score"]
+        for frame in robust["frames"]:
+            self.assertEqual(list(frame), fields)
+            self.assertEqual(frame["score"] > 3, frame["state"] == "outlier", frame)
+        self.frame(9).unlink()
+        self.assertIsNone(outliers("--rule", "robust")["frames"][8]["score"])
+        picture = self.run_corvan(
+            "plot", "--format", self.pattern, "--range", "1-24", "--rule", "robust", "-o", "-"
+        ).stdout
+        self.assertIn(">1 outlier<", picture)
+
     def test_takes_the_numbers_of_renumbered_frames(self):
         def numbers(*arguments):
             done = self.run_corvan("check", "--format", "f%d", "--json", *arguments, status=1)
@@ -263,6 +288,7 @@ class Nonsense(CheckedFrames):
             "--wait-stable": ("-1", "x", "1e9"),
             "--retry-missing": ("-1", "0.5", "x"),
             "--format-index": ("-1", "x"),
+            "--rule": ("mean", "", "Robust"),
         }
         for option, values in numbers.items():
             cases += [([*given, option, value], option) for value in values]
@@ -358,6 +384,21 @@ class CheckedJobs(CheckedFrames):
         one = json.loads(self.corvan("check", "--json", "--format-index", "1", job, status=1))
         self.assertEqual(one["tables"], checked["tables"][1:])
         self.assertIn("2 formats", self.run_corvan("check", "--format-index", "2", job, status=2).stderr)
+
+    def test_are_judged_by_their_own_rule_unless_another_is_named(self):
+        for number in range(1, 10):
+            self.frame(number).write_bytes(b"x" * {3: 1000}.get(number, 100_000))
+        job = self.job("--format", self.pattern, "--set", "SizeRule=robust")
+
+        def bad(*rule):
+            done = self.run_corvan("check", "--json", job, *rule, status=1)
+            return json.loads(done.stdout)["tables"][0]["bad"]
+
+        self.assertEqual((bad(), bad("--rule", "neighbours")), ("3", "1-3,7,8"))
+        done = self.run_corvan("requeue", "--bad", job)
+        self.assertEqual(self.parameter(done.stdout.strip(), "Range"), "3")
+        self.corvan("set", job, "SizeRule=neighbours")
+        self.assertEqual((bad(), bad("--rule", "robust")), ("1-3,7,8", "3"))
 
     def test_are_not_requeued_with_a_frame_that_they_have_not(self):
         job = self.job("--format", self.pattern)

@@ -74,6 +74,13 @@ class LookedAfter(Looked):
         self.assertIn("shot (2 frames bad)", self.corvan("list"))
         self.assertRegex(self.corvan("show", job), r"(?m)^FramesBadRange +5,6$")
 
+    def test_frames_are_judged_by_the_rule_of_the_job(self):
+        job = self.render("size=100000; case $1 in 3) size=1000;; esac", SizeRule="robust")
+        self.assertEqual(self.wait_for_check(job)["FramesBadRange"], "3")
+        self.corvan("set", job, "SizeRule=neighbours")
+        wait_until(lambda: self.parameter(job, "FramesBadRange") == f"1-{COUNT}")
+        self.wait_for_check(job)
+
     def test_frames_are_only_told_of_unless_they_are_to_be_rendered_again(self):
         job = self.render("case $1 in 2) size=10;; esac")
         self.assertEqual(self.wait_for_check(job)["FramesBadRange"], "2")

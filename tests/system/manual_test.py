@@ -139,6 +139,7 @@ class Completion(FarmTest):
             self.assertEqual(self.complete(verb, "--"), listed)
         self.assertEqual(self.complete("submit", "P"), ["POV-Ray"])
         self.assertEqual(self.complete("check", "--sort", "d"), ["date"])
+        self.assertEqual(self.complete("plot", "--rule", "r"), ["robust"])
         self.assertEqual(self.complete("show", ""), [], "no Master runs, and none is started")
 
     def test_offers_no_jobs_where_an_option_wants_a_value(self):

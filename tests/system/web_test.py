@@ -147,6 +147,24 @@ class WebApi(WebTest):
         checked = self.corvan("check", job, "--json", status=1)
         self.assertEqual(self.get(f"/api/jobs/{job}/frames"), json.loads(checked))
 
+    def test_judges_by_the_rule_of_the_job(self):
+        job = self.render()
+        for number in range(1, 13):
+            (self.folder / f"f.{number:04d}.raw").write_bytes(b"x" * (1000 if number == 3 else 100_000))
+        wait_until(lambda: self.get(f"/api/jobs/{job}/frames")["tables"][0]["bad"] == "1-3")
+        self.corvan("set", job, "SizeRule=robust")
+        wait_until(lambda: self.get(f"/api/jobs/{job}/frames")["tables"][0]["bad"] == "3")
+        told = self.get(f"/api/jobs/{job}/frames")
+        self.assertEqual(told, json.loads(self.corvan("check", job, "--json", status=1)))
+        self.assertIn('"score"', API)
+        self.assertGreater(told["tables"][0]["frames"][2]["score"], 3)
+        self.assertEqual(
+            self.get(f"/api/jobs/{job}/frames/3")["why"],
+            "smaller than its neighbours: 1000 bytes, and they let pass 86969 to 114942",
+        )
+        sizes = self.get(f"/api/jobs/{job}/sizes?first=3&last=3")
+        self.assertEqual((sizes["lowest"], sizes["highest"]), ([86969], [114942]))
+
     def test_shows_one_frame(self):
         job = self.render()
         (self.folder / "f.0004.raw").write_bytes(b"short")

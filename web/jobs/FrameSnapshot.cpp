@@ -7,6 +7,7 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
+#include "analysis/RobustRule.h"
 #include "analysis/SortFiles.h"
 #include "check/CheckException.h"
 #include "check/LookAtTable.h"
@@ -206,6 +207,11 @@ std::string ReducedJson(const std::vector<PlotPoint> &points, std::size_t column
 std::optional<analysis::SizeBand> BandAround(const CheckTable &table,
                                              const analysis::ScanRules &rules, std::size_t row)
 {
+    if (table.sizeRule == corvan::SizeRule::Robust)
+    {
+        const auto band = analysis::RobustBandAround(table.frames, rules, row);
+        return band ? std::optional(band->sizes) : std::nullopt;
+    }
     const analysis::RowSpan span = analysis::NeighbourRows(
         std::int64_t(row), std::int64_t(table.frames.size()), rules.frameOffset);
     analysis::Neighbours others;
@@ -231,7 +237,7 @@ String FramesToLookFor(const corvan::Job &job)
     String text;
     for (const String &name :
          {corvan::p_ImageFormat, corvan::p_UserRange, corvan::p_CustomRange, corvan::p_SequenceBy,
-          corvan::p_RenumberStart, corvan::p_RenumberBy, corvan::p_PacketSize})
+          corvan::p_RenumberStart, corvan::p_RenumberBy, corvan::p_PacketSize, corvan::p_SizeRule})
         text += job.ParameterText(name, true) + '\n';
     return text;
 }
@@ -250,6 +256,7 @@ SnapshotPointer ListFramesOf(const corvan::Job &job, std::size_t format, std::ui
         check::CheckSubject subject =
             check::FindFrames(std::move(*input), {formats[format].Text()}, NameOf(job));
         CheckTable &table = subject.tables.front();
+        table.sizeRule = corvan::SizeRuleOf(job);
         if (subject.input.frames.size() > analysis::k_MaxFiles)
             throw new HttpError(k_TooLarge, NameOf(job) + " has " +
                                                 std::to_string(subject.input.frames.size()) +
