@@ -6,11 +6,17 @@ import resource
 import shutil
 import signal
 import subprocess
+import threading
 
 from corpus.trouble import Trouble
 
 # Where each program comes from.
 PACKAGES = {"povray": "povray", "ffmpeg": "ffmpeg"}
+
+# What runs, for whoever ends it all; after that nothing more is started.
+RUNNING = set()
+LOCK = threading.Lock()
+IS_OVER = threading.Event()
 
 
 class Done:
@@ -36,22 +42,46 @@ def run(words, limit_s, folder=None, env=None):
     Trouble is raised, as where it cannot be started. Any status is an answer."""
     words = [str(word) for word in words]
     before = resource.getrusage(resource.RUSAGE_CHILDREN)
-    try:
-        process = subprocess.Popen(
-            words, cwd=folder, env=env, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-            stderr=subprocess.PIPE, start_new_session=True,
-        )
-    except OSError as error:
-        raise Trouble(f"{words[0]} cannot be started: {error.strerror}") from error
+    process = start(words, folder, env)
     try:
         output, errors = process.communicate(timeout=limit_s)
     except subprocess.TimeoutExpired as error:
         raise Trouble(f"{words[0]} has not ended after {limit_s} seconds") from error
     finally:
-        with contextlib.suppress(ProcessLookupError):
-            os.killpg(process.pid, signal.SIGKILL)
+        with LOCK:
+            RUNNING.discard(process)
+            end(process)
         process.wait()
     after = resource.getrusage(resource.RUSAGE_CHILDREN)
     processor_s = after.ru_utime + after.ru_stime - before.ru_utime - before.ru_stime
     return Done(process.returncode, output.decode(errors="replace"), errors.decode(errors="replace"),
                 processor_s)
+
+
+def start(words, folder, env):
+    with LOCK:
+        if IS_OVER.is_set():
+            raise Trouble(f"{words[0]} is not started any more")
+        try:
+            process = subprocess.Popen(
+                words, cwd=folder, env=env, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                stderr=subprocess.PIPE, start_new_session=True,
+            )
+        except OSError as error:
+            raise Trouble(f"{words[0]} cannot be started: {error.strerror}") from error
+        RUNNING.add(process)
+        return process
+
+
+def end(process):
+    """With all that it has started."""
+    with contextlib.suppress(ProcessLookupError):
+        os.killpg(process.pid, signal.SIGKILL)
+
+
+def end_all():
+    """What other threads run; they get the status of a process that was killed."""
+    with LOCK:
+        IS_OVER.set()
+        for process in RUNNING:
+            end(process)

@@ -17,10 +17,9 @@ import json
 import os
 import pathlib
 import random
-import shutil
-import tempfile
 
 from corpus import faults, pictures
+from corpus.folders import made_whole
 
 PER_KIND = 2
 PER_COPY = 6
@@ -50,7 +49,8 @@ class Damaged:
         self.patterns = {name: folder / name / f"{shot.name}.%04d.{extension}" for name in names}
 
     def path(self, copy, frame):
-        return pathlib.Path(str(self.patterns[copy]) % frame)
+        pattern = self.patterns[copy]
+        return pattern.parent / (pattern.name % frame)
 
 
 def copy_order(name):
@@ -63,13 +63,8 @@ def make(shot, others, renders, folder, seed):
     name = f"{shot.name}-{key(shot, others, renders, seed)}"
     place = pathlib.Path(folder) / name
     if not place.exists():
-        pathlib.Path(folder).mkdir(parents=True, exist_ok=True)
-        work = pathlib.Path(tempfile.mkdtemp(prefix=f"{shot.name}.", dir=folder))
-        try:
+        with made_whole(place) as work:
             fill(shot, others, renders, work, random.Random(f"{seed} {shot.name}"))
-            os.rename(work, place)
-        finally:
-            shutil.rmtree(work, ignore_errors=True)
     return Damaged(shot, place, renders.length)
 
 

@@ -3,12 +3,11 @@
 import hashlib
 import os
 import pathlib
-import shutil
-import tempfile
 
 import numpy
 
 from corpus import commands, pictures
+from corpus.folders import made_whole
 from corpus.trouble import Trouble
 
 # Of one run of the renderer, for each frame; the slowest shot takes a tenth of that.
@@ -78,10 +77,7 @@ class Renders:
         ])
 
     def _run(self, shot, scene, options, count, place):
-        """Into a folder beside it, which gets its name when all pictures are there."""
-        self.folder.mkdir(parents=True, exist_ok=True)
-        work = pathlib.Path(tempfile.mkdtemp(prefix=f"{shot.name}.", dir=self.folder))
-        try:
+        with made_whole(place) as work:
             (work / "shot.pov").write_text(scene)
             for name, source in self.source(shot).items():
                 (work / name).write_bytes(source)
@@ -94,9 +90,6 @@ class Renders:
             if done.status != 0 or made != count:
                 raise Trouble(f"POV-Ray has not rendered {shot.name}: status {done.status}, {made} frames of "
                               f"{count}\n{told_last(done.errors)}")
-            os.rename(work, place)
-        finally:
-            shutil.rmtree(work, ignore_errors=True)
 
 
 def version_of(program):

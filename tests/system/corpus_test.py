@@ -354,7 +354,7 @@ land-b  tune   land  48x27  png8           Seed=5 Move=1 Speed=2 Count=4
 
     def test_a_corpus_is_rendered_damaged_and_measured(self):
         records = self.folder / "records.jsonl"
-        done = self.verdict("--only", "exists", "neighbours", "decode", "opens", "--records", records)
+        done = self.verdict("--only", "exists", "neighbours", "decode", "opens", "--records", records, "--jobs", "2")
         heads = [cell.strip() for cell in done.stdout.split("\n\n")[1].splitlines()[0].split("|")[3:-1]]
         self.assertEqual(heads, ["exists and size floor", "`check`", "`check --decode`", "the library opens it"])
         rows = {line.split("|")[1].strip(): [cell.split()[0] for cell in line.split("|")[3:-1]]
@@ -400,6 +400,7 @@ land-b  tune   land  48x27  png8           Seed=5 Move=1 Speed=2 Count=4
             (["--half", "both"], 2, "invalid choice: 'both'"),
             (["--write"], 2, "--write takes the whole half 'table'"),
             (["--frames", "0"], 2, "--frames has to be 1 or more"),
+            (["--jobs", "0"], 2, "--jobs has to be 1 or more"),
             (["--bin", "/nowhere", "--shots", "room-a"], 1, "/nowhere/corvan cannot be started"),
         ):
             with self.subTest(arguments):
