@@ -9,6 +9,8 @@ import { t } from "./text.js";
 const ZOOM = 1.6;
 /** Pixels that a finger may move and still tap. */
 const TAP = 8;
+/** So many pictures of cells are kept. */
+const KEPT_CELLS = 1000;
 
 export class SheetView {
     /** @type {HTMLElement} */
@@ -23,6 +25,9 @@ export class SheetView {
     /** @type {Map<string, HTMLCanvasElement>} shapes by state, drawn once a size and theme */
     #shapes = new Map();
     #shapesFor = "";
+    /** @type {Map<number, HTMLCanvasElement>} cells of many frames, by their worst and how many are bad */
+    #cells = new Map();
+    #cellsFor = "";
     #redraw = onceAFrame(() => this.#draw());
     #stretch = { worst: 0, bad: 0 };
     /** Pixels that all frames take in the largest cells. */
@@ -393,31 +398,55 @@ export class SheetView {
     }
 
     /**
+     * A cell of many frames: the shape of the worst, and how many are bad. A picture of it, since a text
+     * takes far longer to draw, and neighbours often look the same.
+     * @param {number} worst a rank
+     * @param {number} bad
+     * @param {number} width of the cell
+     * @param {number} height
+     * @param {number} scale
+     */
+    #cellOf(worst, bad, width, height, scale) {
+        const key = worst * 2 ** 32 + bad;
+        let cell = this.#cells.get(key);
+        if (cell) return cell;
+        cell = document.createElement("canvas");
+        cell.width = Math.round(width * scale);
+        cell.height = Math.round(height * scale);
+        const ink = /** @type {CanvasRenderingContext2D} */ (cell.getContext("2d"));
+        ink.setTransform(scale, 0, 0, scale, 0, 0);
+        const size = 11;
+        const state = this.#view.sheet.stateOfRank(worst);
+        ink.drawImage(this.#shapeOf(state, Math.round(size * scale)), 2, (height - size) / 2, size, size);
+        if (bad) {
+            ink.font = "11px system-ui, sans-serif";
+            ink.textBaseline = "middle";
+            ink.fillStyle = colours.of(state);
+            ink.fillText(tiny(bad), size + 4, height / 2 + 0.5);
+        }
+        this.#cells.set(key, cell);
+        return cell;
+    }
+
+    /**
      * @param {CanvasRenderingContext2D} ink
      * @param {number} scale
      */
     #drawRuns(ink, scale) {
         const { columns, each, width, height, from, to } = this.#layout;
         const sheet = this.#view.sheet;
-        const size = 11;
-        ink.font = "11px system-ui, sans-serif";
-        ink.textBaseline = "middle";
+        const wanted = `${width} ${height} ${scale} ${colours.get("--text")}`;
+        if (wanted !== this.#cellsFor || this.#cells.size > KEPT_CELLS) this.#cells.clear();
+        this.#cellsFor = wanted;
+        ink.fillStyle = colours.of("ok");
         const cells = Math.ceil((to - from) / each);
         for (let cell = 0; cell < cells; ++cell) {
             const start = from + cell * each;
             const { worst, bad } = sheet.stretch(start, Math.min(to, start + each), this.#stretch);
             const x = (cell % columns) * width;
             const y = Math.floor(cell / columns) * height;
-            const state = sheet.stateOfRank(worst);
-            if (worst === 0) {
-                ink.fillStyle = colours.of("ok");
-                ink.fillRect(x + 1.5, y + height / 2 - 3, width - 3, 6);
-                continue;
-            }
-            ink.drawImage(this.#shapeOf(state, Math.round(size * scale)), x + 2, y + (height - size) / 2, size, size);
-            if (!bad) continue;
-            ink.fillStyle = colours.of(state);
-            ink.fillText(tiny(bad), x + size + 4, y + height / 2 + 0.5);
+            if (worst === 0) ink.fillRect(x + 1.5, y + height / 2 - 3, width - 3, 6);
+            else ink.drawImage(this.#cellOf(worst, bad, width, height, scale), x, y, width, height);
         }
     }
 

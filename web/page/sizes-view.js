@@ -48,6 +48,29 @@ function bar(low, high) {
     return low === null || high === null ? [null, null, null] : [low, (low + high) / 2, high];
 }
 
+/**
+ * Fills from the least to the most of a series: one shape for each run without a gap. The library's own
+ * fills one between any two points, which takes ten times as long to make and to paint.
+ * @param {any} series
+ */
+function fillBand({ drawingContext: ink, points, plotArea: area, color }) {
+    ink.save();
+    ink.fillStyle = color;
+    ink.globalAlpha = 0.25;
+    ink.beginPath();
+    for (let begin = 0; begin < points.length; ) {
+        let end = begin;
+        while (end < points.length && Number.isFinite(points[end].y_top) && Number.isFinite(points[end].y_bottom)) ++end;
+        for (let i = begin; i < end; ++i) ink.lineTo(points[i].canvasx, area.y + area.h * points[i].y_top);
+        for (let i = end; i-- > begin; ) ink.lineTo(points[i].canvasx, area.y + area.h * points[i].y_bottom);
+        if (end > begin) ink.closePath();
+        begin = Math.max(end, begin + 1);
+        if (begin < points.length) ink.moveTo(points[begin].canvasx, area.y + area.h * points[begin].y_top);
+    }
+    ink.fill();
+    ink.restore();
+}
+
 export class SizesView {
     element;
     #view;
@@ -63,9 +86,15 @@ export class SizesView {
     /** @type {{frame: number[], size: (number | null)[], state: string[]}} */
     #bad = { frame: [], size: [], state: [] };
     #end = new AbortController();
+    #follow = onceAFrame(() => {
+        this.#isBehind = false;
+        this.#plot?.updateOptions({ dateWindow: this.#window() });
+    });
     #ask = afterCalm(() => this.#load(), 120);
     #isOpen = false;
     #isFitting = false;
+    /** The view has moved since the plot was drawn. */
+    #isBehind = false;
 
     /**
      * @param {string} job
@@ -86,7 +115,11 @@ export class SizesView {
     #onChange(change) {
         if (!this.#isOpen) return;
         if (change === "view" || change === "data") {
-            this.#plot?.updateOptions({ dateWindow: this.#window() });
+            // What the plot itself has moved it knows.
+            if (!this.#isFitting) {
+                this.#isBehind = true;
+                this.#follow();
+            }
             this.#ask();
         } else this.#mark();
     }
@@ -158,7 +191,7 @@ export class SizesView {
             connectSeparatedPoints: false,
             includeZero: true,
             yRangePad: 12,
-            fillAlpha: 0.25,
+            plotter: [fillBand, Dygraph.Plotters.linePlotter],
             drawPoints: rows.length < 120,
             highlightCircleSize: 4,
             animatedZooms: false,
@@ -206,15 +239,16 @@ export class SizesView {
 
     /** Whatever has moved the plot, a stretch drawn over or a finger, has moved the view. */
     #drawn() {
-        this.#mark();
-        if (!this.#plot || this.#isFitting) return;
+        // The first time comes before the plot is known.
+        if (!this.#plot) return this.#mark();
+        this.#drawMarks();
+        if (this.#isFitting || this.#isBehind) return;
         const [low, high] = this.#plot.xAxisRange();
-        const isOther = () => this.#window().some((end, i) => Math.abs(end - [low, high][i]) > 0.75);
-        if (!isOther()) return;
+        if (this.#window().every((end, i) => Math.abs(end - [low, high][i]) <= 0.75)) return;
         this.#isFitting = true;
         this.#zoomed(low, high);
-        // Nearer than the sheet goes, or beyond the ends.
-        if (isOther()) this.#plot.updateOptions({ dateWindow: this.#window() });
+        // Between two frames, nearer than the sheet goes, or beyond the ends.
+        this.#plot.updateOptions({ dateWindow: this.#window() });
         this.#isFitting = false;
     }
 
