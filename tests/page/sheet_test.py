@@ -4,6 +4,7 @@ import unittest
 
 from page import PageTest, wait_until
 from selenium.webdriver.common.action_chains import ActionChains
+from selenium.webdriver.common.actions.wheel_input import ScrollOrigin
 from selenium.webdriver.common.keys import Keys
 
 
@@ -91,6 +92,19 @@ class FrameSheet(PageTest):
         page.keep_picture("sheet-zoomed")
         page.press("0")
         wait_until(lambda: "frames 1 to 12" in page.find("#sheet").get_attribute("aria-label"))
+
+    def test_is_panned_by_the_wheel_and_the_sizes_follow(self):
+        page = self.open_sheet()
+        numbers = """return [...document.querySelectorAll('#sizes .dygraph-axis-label-x')]
+            .map((label) => parseInt(label.textContent)).filter((number) => !Number.isNaN(number))"""
+        wait_until(lambda: 12 in page.run(numbers))
+        page.press("+")
+        wait_until(lambda: page.run(numbers) and 12 not in page.run(numbers))
+        sheet = ScrollOrigin.from_element(page.find("#sheet"))
+        for _ in range(3):
+            ActionChains(page.driver).scroll_from_origin(sheet, 0, 100).perform()
+        wait_until(lambda: page.run(numbers) and min(page.run(numbers)) >= 5 and 12 in page.run(numbers))
+        self.assertIn("frames 5 to 12", page.find("#sheet").get_attribute("aria-label"))
 
     def test_in_dark_and_on_a_phone_is_whole(self):
         for name, how in (("dark", {"dark": True}), ("phone", {"phone": True})):
