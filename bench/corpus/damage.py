@@ -22,6 +22,8 @@ from corpus import faults, pictures
 from corpus.folders import made_whole
 
 PER_KIND = 2
+# Few shots are noisy.
+MORE = {"samples": 4}
 PER_COPY = 6
 # From one fault of a copy to the next: what is beside a fault is judged beside good frames, too. The last
 # frame counts as the neighbour of the first, lest there be more faults at both ends than elsewhere.
@@ -129,26 +131,40 @@ class RenderedOtherwise:
 def plan(takes, chance):
     """Faults of each copy, by frame: (kind, Fault). A frame has one fault, and each frame is as likely as
     any other."""
-    kinds = [kind for kind in faults.KINDS for _ in range(PER_KIND)]
-    chance.shuffle(kinds)
+    kinds = in_rounds(chance)
     copies = [{} for _ in range(-(-len(kinds) // PER_COPY))]
-    for kind in sorted(kinds, key=lambda kind: kind not in RENDERED):
+    taken = {kind: set() for kind in kinds}
+    for kind in kinds:
         # Where fewest are, so that those which cannot be made leave no copy empty.
         order = sorted(copies, key=len)
-        any(put(takes, kind, made, chance) for made in order if len(made) < PER_COPY)
+        any(put(takes, kind, made, chance, taken[kind]) for made in order if len(made) < PER_COPY)
     return [made for made in copies if made]
 
 
-def put(takes, kind, made, chance):
+def in_rounds(chance):
+    """Each kind as often as there are to be faults of it; the first of all before the second of any, so that
+    where frames are few no kind is left out."""
+    kinds = []
+    for number in range(max(PER_KIND, *MORE.values())):
+        wanted = [kind for kind in faults.KINDS if MORE.get(kind, PER_KIND) > number]
+        chance.shuffle(wanted)
+        kinds += sorted(wanted, key=lambda kind: kind not in RENDERED)
+    return kinds
+
+
+def put(takes, kind, made, chance, taken):
+    """Into the copy `made`, at a frame that is none of `taken`, where the shot has had this kind before. Gives
+    whether there is one."""
     numbers = list(range(1, len(takes.frames) + 1))
     chance.shuffle(numbers)
     for number in numbers:
-        if any(distance(number, other, len(numbers)) < APART for other in made):
+        if number in taken or any(distance(number, other, len(numbers)) < APART for other in made):
             continue
         for _ in range(TRIES_IN_FRAME):
             fault = faults.KINDS[kind][1](takes, number, chance)
             if fault is not None:
                 made[number] = (kind, fault)
+                taken.add(number)
                 return True
     return False
 

@@ -217,7 +217,7 @@ class Faults(FolderTest):
         """A copy with one fault. Gives its line of the truth and its file, that of the clean frame, and pixels
         of both where they can be read."""
         made = {}
-        self.assertTrue(damage.put(takes, kind, made, chance), kind)
+        self.assertTrue(damage.put(takes, kind, made, chance, set()), kind)
         lines = []
         copy = f"{kind}-{chance.random()}"
         folder = takes.files[0].parent
@@ -316,14 +316,16 @@ class Faults(FolderTest):
                             lambda number: None, lambda number: None, lambda number: None)
         for kind in ("black-tile", "black-band", "black", "stale-block", "duplicate", "exposure", "gone", "samples",
                      "elsewhere"):
-            self.assertFalse(damage.put(dark, kind, {}, random.Random(1)), kind)
+            self.assertFalse(damage.put(dark, kind, {}, random.Random(1), set()), kind)
 
     def test_the_frames_of_faults_lie_apart_and_anywhere(self):
         takes = moving_takes(self.folder, "exr-float-zip")
         seen = set()
         for seed in range(6):
             copies = damage.plan(takes, random.Random(seed))
-            self.assertGreaterEqual(sum(map(len, copies)), 28)
+            self.assertGreaterEqual(sum(map(len, copies)), 30)
+            of_kind = [(kind, number) for made in copies for number, (kind, _) in made.items()]
+            self.assertEqual(len(of_kind), len(set(of_kind)), "a fault is there twice")
             for made in copies:
                 numbers = sorted(made)
                 seen.update(numbers)
@@ -354,15 +356,16 @@ land-b  tune   land  48x27  png8           Seed=5 Move=1 Speed=2 Count=4
 
     def test_a_corpus_is_rendered_damaged_and_measured(self):
         records = self.folder / "records.jsonl"
-        done = self.verdict("--only", "exists", "neighbours", "decode", "opens", "--records", records, "--jobs", "2")
+        done = self.verdict("--only", "exists", "neighbours", "robust", "decode", "opens", "--records", records, "--jobs", "2")
         heads = [cell.strip() for cell in done.stdout.split("\n\n")[1].splitlines()[0].split("|")[3:-1]]
-        self.assertEqual(heads, ["exists and size floor", "`check`", "`check --decode`", "the library opens it"])
+        self.assertEqual(heads, ["exists and size floor", "`check`", "`check --rule robust`", "`check --decode`",
+                                 "the library opens it"])
         rows = {line.split("|")[1].strip(): [cell.split()[0] for cell in line.split("|")[3:-1]]
                 for line in done.stdout.splitlines() if line.startswith("| ")}
-        self.assertEqual(rows["file missing or empty"], ["100", "100", "100", "100"])
-        self.assertEqual(rows["byte flipped"][2], "100")
-        self.assertEqual(rows["not a number, infinite"], ["0", rows["not a number, infinite"][1], "100", "0"])
-        self.assertEqual(rows["shots without a fault and without an accused frame, of 100"][2:], ["100", "100"])
+        self.assertEqual(rows["file missing or empty"], ["100"] * 5)
+        self.assertEqual(rows["byte flipped"][3], "100")
+        self.assertEqual(rows["not a number, infinite"][3:], ["100", "0"])
+        self.assertEqual(rows["shots without a fault and without an accused frame, of 100"][3:], ["100", "100"])
 
         lines = [json.loads(line) for line in records.read_text().splitlines()]
         truth = [line for line in lines if line["fault"]]
