@@ -6,7 +6,8 @@ each, and `truth.jsonl`, a line a fault:
     {"shot": "room-ball", "copy": "copy1", "frame": 17, "fault": "black-tile", "hidden": false,
      "place": [32, 16, 16, 16], "also": [], "changed": 0.018, ...}
 
-`place` is x, y, width and height in pixels, or null where it is everywhere or in single pixels; `also` are
+`place` is x, y, width and height in pixels, or null where it is everywhere or in single pixels; an object that is
+gone may also be missing in what mirrored it, so faintly that nobody sees it elsewhere. `also` are
 frames that may be taken for the fault, too; `hidden` says that docs/decode.md knows the format to hide such
 a fault; `changed` is the share of the picture that looks different, null where the file itself was damaged.
 Frames that are as they should be are links to those of `clean`.
@@ -34,7 +35,9 @@ SPARE = 6
 TRIES_IN_FRAME = 4
 # They need frames that were rendered, of which there are few, so they come first.
 RENDERED = ("samples", "gone", "elsewhere")
-SOURCES = ("damage.py", "faults.py", "pictures.py")
+# What copies are made by, as it was when the run began.
+SOURCE = b"".join(pathlib.Path(__file__).with_name(name).read_bytes()
+                  for name in ("damage.py", "faults.py", "pictures.py"))
 
 
 class Damaged:
@@ -71,12 +74,9 @@ def make(shot, others, renders, folder, seed):
 
 
 def key(shot, others, renders, seed):
-    here = pathlib.Path(__file__).parent
-    told = hashlib.sha256()
+    told = hashlib.sha256(SOURCE)
     for one in (shot, *others):
         told.update(b"".join(renders.source(one).values()))
-    for source in SOURCES:
-        told.update((here / source).read_bytes())
     told.update(repr((shot, [other.name for other in others], renders.length, renders.version, seed)).encode())
     return told.hexdigest()[:16]
 

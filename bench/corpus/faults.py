@@ -199,12 +199,12 @@ def object_gone(takes, number, chance):
     seen = pictures.changed(takes.frame(number), pixels, takes.form)
     if seen.sum() < FEWEST_PIXELS * takes.unit ** 2:
         return None
-    return Fault(pixels=pixels, place=box_of(takes.frame(number), pixels))
+    return Fault(pixels=pixels, place=box_of(seen))
 
 
-def box_of(before, after):
-    """Where anything differs at all."""
-    rows, columns = numpy.nonzero((before != after).any(axis=2))
+def box_of(seen):
+    """Around all pixels of a map that are set."""
+    rows, columns = numpy.nonzero(seen)
     x, y = int(columns.min()), int(rows.min())
     return x, y, int(columns.max()) - x + 1, int(rows.max()) - y + 1
 

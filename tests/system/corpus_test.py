@@ -199,6 +199,8 @@ def moving_takes(folder, form, length=30):
     def without_prop(number):
         pixels = frames[number - 1].copy()
         pixels[10:20, 30:42] = 0.05
+        # What it was mirrored in, too faint for anybody.
+        pixels[40, 60] *= 1.002
         return pixels
 
     def coarse(number):
@@ -249,6 +251,9 @@ class Faults(FolderTest):
                 before, after = pictures.read(clean), pictures.read(file)
                 differs = ~((before == after) | (numpy.isnan(before) & numpy.isnan(after))).all(axis=2)
                 self.assertTrue(differs.any())
+                if line["fault"] == "gone":
+                    self.assertEqual(line["place"], [30, 10, 12, 10])
+                    differs[40, 60] = False
                 if line["place"]:
                     x, y, width, height = line["place"]
                     differs[y:y + height, x:x + width] = False
