@@ -177,6 +177,8 @@ class Stream(PageTest):
     def test_that_is_refused_since_the_session_is_over_asks_who_looks(self):
         page = self.open_on_way()
         page.wait_for_counts(ok=12)
+        # Nothing else is asked that could say so.
+        page.find("#sizes canvas")
         page.driver.delete_all_cookies()
         self.way.cut()
         page.wait_for_text("#state", "The connection to the server is lost")
