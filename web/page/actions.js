@@ -41,7 +41,7 @@ export class Actions {
             this.element,
             make(
                 "div",
-                { class: "bar" },
+                { class: "bar frame-actions" },
                 this.#bad,
                 this.#selected,
                 make("label", { class: "tick", title: t("In packets of one frame, so that no good frame is rendered again") }, this.#exact, t("exactly these")),

@@ -7,6 +7,7 @@ import { pictureAddress, showPicture } from "./pictures.js";
 import { t } from "./text.js";
 
 const WIDTH = 176;
+const NARROWEST = 130;
 const HEIGHT = 142;
 const GAP = 8;
 /** Browsers draw nothing higher than some millions of pixels. */
@@ -84,7 +85,10 @@ export class ContactView {
         const { from, to, sheet, cursor } = this.#view;
         const count = Math.min(MOST, to - from);
         say(this.#note, count < to - from ? t("The first {count} of the frames in view; zoom in for the others.", { count }) : "");
-        const columns = Math.max(1, Math.floor((this.#box.clientWidth + GAP) / (WIDTH + GAP)));
+        const across = this.#box.clientWidth + GAP;
+        // A phone is a little too narrow for two.
+        const columns = Math.max(across >= 2 * (NARROWEST + GAP) ? 2 : 1, Math.floor(across / (WIDTH + GAP)));
+        const width = Math.min(WIDTH, Math.floor(across / columns) - GAP);
         const height = HEIGHT + GAP;
         this.#space.style.height = `${Math.ceil(count / columns) * height}px`;
         const first = from + Math.floor(this.#box.scrollTop / height) * columns;
@@ -110,7 +114,8 @@ export class ContactView {
                 this.#space.append(tile.element);
             }
             const index = place - from;
-            tile.element.style.transform = `translate(${(index % columns) * (WIDTH + GAP)}px, ${Math.floor(index / columns) * height}px)`;
+            tile.element.style.width = `${width}px`;
+            tile.element.style.transform = `translate(${(index % columns) * (width + GAP)}px, ${Math.floor(index / columns) * height}px)`;
             tile.element.classList.toggle("current", place === cursor);
             tile.element.classList.toggle("selected", this.#view.selection.has(place));
         }

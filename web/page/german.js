@@ -116,6 +116,8 @@ export const GERMAN = {
     "There are no frames to look for.": "Es gibt keine Bilder, nach denen zu sehen wäre.",
     "There are no jobs.": "Es gibt keine Jobs.",
     "There are no sizes yet.": "Es gibt noch keine Größen.",
+    "This job says of no files that it renders any, so there are no frames to see.":
+        "Dieser Job nennt keine Dateien, die er rendert; so gibt es keine Bilder zu sehen.",
     "To the content": "Zum Inhalt",
     "To the list of jobs": "Zur Liste der Jobs",
     "Token": "Token",

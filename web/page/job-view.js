@@ -133,15 +133,19 @@ export class JobView {
                     "div",
                     { class: "bar" },
                     make("h2", {}, t("Frames")),
-                    this.#formats,
-                    button("zoom-in", "+", t("Zoom in"), () => view.zoom(1.6, view.cursor)),
-                    button("zoom-out", "−", t("Zoom out"), () => view.zoom(1 / 1.6, view.cursor)),
-                    button("zoom-all", t("All"), t("Show all frames"), () => view.look(0, view.sheet.count)),
-                    button("next-bad", t("Next bad"), t("Go to the next bad frame"), () => {
-                        const place = view.sheet.nextBad(view.cursor, 1);
-                        if (place >= 0) view.moveTo(place);
-                    }),
-                    button("open-frame", t("Open"), t("Open the frame at the cursor"), () => this.#openFrame(view.sheet.numbers.at(view.cursor))),
+                    make(
+                        "span",
+                        { class: "frame-tools" },
+                        this.#formats,
+                        button("zoom-in", "+", t("Zoom in"), () => view.zoom(1.6, view.cursor)),
+                        button("zoom-out", "−", t("Zoom out"), () => view.zoom(1 / 1.6, view.cursor)),
+                        button("zoom-all", t("All"), t("Show all frames"), () => view.look(0, view.sheet.count)),
+                        button("next-bad", t("Next bad"), t("Go to the next bad frame"), () => {
+                            const place = view.sheet.nextBad(view.cursor, 1);
+                            if (place >= 0) view.moveTo(place);
+                        }),
+                        button("open-frame", t("Open"), t("Open the frame at the cursor"), () => this.#openFrame(view.sheet.numbers.at(view.cursor))),
+                    ),
                 ),
                 this.#counts,
                 this.#sheet.element,
@@ -170,7 +174,7 @@ export class JobView {
      */
     #panel(name, title, content, open, close, isOpen) {
         const wish = whereabouts().get(name);
-        const details = make("details", { class: "panel", id: name }, make("summary", {}, make("h2", {}, title)), content);
+        const details = make("details", { class: name === "task-list" || name === "parameter-list" ? "panel" : "panel frame-panel", id: name }, make("summary", {}, make("h2", {}, title)), content);
         details.addEventListener("toggle", () => {
             note({ [name]: details.open === isOpen ? null : details.open ? "open" : "shut" });
             if (details.open) open();
@@ -254,6 +258,7 @@ export class JobView {
         this.#showFormats(job);
         fill(this.#parameters, Object.entries(job.parameters).flatMap(([name, value]) => [make("dt", {}, name), make("dd", { class: "value" }, value)]));
         this.#actions.show(job);
+        this.element.classList.toggle("no-frames", job.formats.length === 0);
         this.#reloadTasks();
         if (isOther) this.#loadSheet();
     }
@@ -280,6 +285,7 @@ export class JobView {
         this.#sheetEnd.abort();
         this.#sheetEnd = new AbortController();
         const end = this.#sheetEnd;
+        if (this.#job?.formats.length === 0) return say(this.#counts, t("This job says of no files that it renders any, so there are no frames to see."));
         this.#isLoading = true;
         this.#early = [];
         try {

@@ -3,7 +3,7 @@
 /** Pixels of a cell that is one frame, and of one that stands for many and says how many are bad. */
 const SMALLEST = 12;
 const LARGEST = 40;
-const MANY = { width: 34, height: 20 };
+const MANY = { width: 40, height: 20 };
 
 /**
  * @typedef {object} Layout

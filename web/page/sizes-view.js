@@ -105,7 +105,7 @@ export class SizesView {
         this.#job = job;
         this.#format = format;
         this.#view = view;
-        this.element = make("figure", { class: "sizes", id: "sizes", "aria-label": t("Size of each file over its frame") }, make("div", { class: "sizes-frame" }, this.#box, this.#over), this.#note);
+        this.element = make("figure", { class: "sizes", "aria-label": t("Size of each file over its frame") }, make("div", { class: "sizes-frame" }, this.#box, this.#over), this.#note);
         view.listen((change) => this.#onChange(change));
         matchMedia("(prefers-color-scheme: dark)").addEventListener("change", () => this.#isOpen && this.#load());
         new ResizeObserver(() => this.#plot?.resize()).observe(this.#box);

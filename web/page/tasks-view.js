@@ -32,6 +32,8 @@ export class TasksView {
     #total = 0;
     #rows = make("tbody");
     #where = make("span", { role: "status" });
+    #before = make("button", { type: "button", hidden: true, onclick: () => this.#turn(-AT_ONCE) }, t("Before"));
+    #next = make("button", { type: "button", hidden: true, onclick: () => this.#turn(AT_ONCE) }, t("Next"));
     #log = make("div", { class: "log-place" });
 
     /** @param {string} job */
@@ -44,9 +46,9 @@ export class TasksView {
             make(
                 "div",
                 { class: "bar" },
-                make("button", { type: "button", onclick: () => this.#turn(-AT_ONCE) }, t("Before")),
+                this.#before,
                 this.#where,
-                make("button", { type: "button", onclick: () => this.#turn(AT_ONCE) }, t("Next")),
+                this.#next,
             ),
             make("div", { class: "wide", tabindex: 0, role: "region", "aria-label": t("Tasks") }, make("table", {}, make("thead", {}, make("tr", {}, heads.map((head) => make("th", { scope: "col" }, head)))), this.#rows)),
             this.#log,
@@ -65,6 +67,7 @@ export class TasksView {
         try {
             const { tasks, total } = await get(jobAddress(this.#job, "/tasks", { offset: this.#offset, limit: AT_ONCE }));
             this.#total = total;
+            this.#before.hidden = this.#next.hidden = total <= AT_ONCE;
             say(this.#where, total ? t("{first} to {last} of {total}", { first: this.#offset + 1, last: this.#offset + tasks.length, total }) : t("no tasks"));
             const focused = /** @type {HTMLElement | null} */ (document.activeElement)?.dataset.task;
             const hadFocus = this.#rows.contains(document.activeElement);
