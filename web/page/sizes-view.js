@@ -145,7 +145,8 @@ export class SizesView {
         this.#end.abort();
         this.#end = new AbortController();
         const { sheet, from, to } = this.#view;
-        if (!sheet.count) return say(this.#note, t("There are no frames to look for."));
+        // Without a pattern the sheet has not come yet.
+        if (!sheet.count) return say(this.#note, sheet.head.pattern ? t("There are no frames to look for.") : "");
         const address = jobAddress(this.#job, "/sizes", {
             format: this.#format(),
             first: sheet.numbers.at(from),
