@@ -52,6 +52,8 @@ def run(words, limit_s, folder=None, env=None):
             RUNNING.discard(process)
             end(process)
         process.wait()
+        process.stdout.close()
+        process.stderr.close()
     after = resource.getrusage(resource.RUSAGE_CHILDREN)
     processor_s = after.ru_utime + after.ru_stime - before.ru_utime - before.ru_stime
     return Done(process.returncode, output.decode(errors="replace"), errors.decode(errors="replace"),

@@ -82,7 +82,7 @@ def half_from_mean(sizes):
 
 def own_environment(work):
     """Without the settings of who runs it."""
-    env = dict(os.environ)
+    env = {name: value for name, value in os.environ.items() if not name.startswith(("CORVAN_", "ORDWICK_"))}
     for name in ("CONFIG", "STATE", "DATA", "CACHE"):
         env[f"XDG_{name}_HOME"] = str(work / name.lower())
     return env

@@ -2,6 +2,7 @@
 
 Run by Debian's own Python, where numpy and OpenImageIO are."""
 
+import concurrent.futures
 import json
 import os
 import pathlib
@@ -19,7 +20,8 @@ sys.path.insert(0, str(ROOT / "bench"))
 
 import numpy  # noqa: E402
 
-from corpus import damage, faults, figures, methods, page, pictures, shots  # noqa: E402
+from corpus import commands, damage, faults, figures, methods, page, pictures, shots  # noqa: E402
+from corpus.folders import made_whole  # noqa: E402
 from corpus.trouble import Trouble  # noqa: E402
 
 BIN = pathlib.Path(os.environ["ORDWICK_BIN"])
@@ -140,6 +142,57 @@ class Methods(FolderTest):
         text = "".join(shown.format(0, at, at, round(at / 24, 6)) for at in range(4))
         text += "".join(shown.format(2, place, at, round(at / 24, 6)) for place, at in enumerate((0, 1, 3)))
         self.assertEqual(methods.read_dropped(text), {2: "dropped"})
+
+
+class Commands(FolderTest):
+    def is_over(self, process):
+        """Also where nobody has asked for its status yet."""
+        stat = pathlib.Path(f"/proc/{process}/stat")
+        return not stat.exists() or stat.read_text().rpartition(")")[2].split()[0] == "Z"
+
+    def test_what_takes_too_long_is_ended_with_all_that_it_started(self):
+        file = self.folder / "started"
+        with self.assertRaises(Trouble) as raised:
+            commands.run(["sh", "-c", f"sleep 300 & echo $! > {file}.new; mv {file}.new {file}; wait"], 3)
+        self.assertIn("sh has not ended after 3 seconds", str(raised.exception))
+        self.assertTrue(self.is_over(int(file.read_text())))
+
+    def test_any_status_is_an_answer_and_the_processor_time_is_counted(self):
+        count = "i=0; while [ $i -lt 30000 ]; do i=$((i+1)); done"
+        done = commands.run(["sh", "-c", f"{count}; echo out; echo err >&2; exit 7"], PATIENCE)
+        self.assertEqual((done.status, done.output, done.errors), (7, "out\n", "err\n"))
+        self.assertGreater(done.processor_s, 0)
+        self.assertEqual(commands.run(["sh", "-c", "kill -9 $$"], PATIENCE).status, -9)
+
+    def test_what_is_not_there_is_told(self):
+        with self.assertRaises(Trouble) as raised:
+            commands.run(["/nowhere/program"], PATIENCE)
+        self.assertIn("/nowhere/program cannot be started: No such file or directory", str(raised.exception))
+
+    def test_whoever_ends_it_all_ends_what_other_threads_run(self):
+        self.addCleanup(commands.IS_OVER.clear)
+        pipe = self.folder / "pipe"
+        os.mkfifo(pipe)
+        with concurrent.futures.ThreadPoolExecutor(1) as pool:
+            task = pool.submit(commands.run, ["sh", "-c", f"echo runs > {pipe}; exec sleep 300"], PATIENCE)
+            self.assertEqual(pipe.read_text(), "runs\n")
+            commands.end_all()
+            self.assertEqual(task.result(PATIENCE).status, -9)
+        with self.assertRaises(Trouble):
+            commands.run(["true"], PATIENCE)
+
+    def test_a_folder_that_is_not_made_whole_is_not_there(self):
+        place = self.folder / "place"
+        with self.assertRaises(Trouble), made_whole(place) as work:
+            (work / "half").touch()
+            raise Trouble("the disk is full")
+        self.assertEqual(list(self.folder.iterdir()), [])
+        with made_whole(place) as work, made_whole(place) as other:
+            (work / "first").touch()
+            (other / "second").touch()
+        # Both were alike; the one that was ready first stays.
+        self.assertEqual([path.name for path in self.folder.iterdir()], ["place"])
+        self.assertEqual([path.name for path in place.iterdir()], ["second"])
 
 
 class Pictures(FolderTest):
@@ -361,7 +414,8 @@ land-b  tune   land  48x27  png8           Seed=5 Move=1 Speed=2 Count=4
 
     def test_a_corpus_is_rendered_damaged_and_measured(self):
         records = self.folder / "records.jsonl"
-        done = self.verdict("--only", "exists", "neighbours", "robust", "decode", "opens", "--records", records, "--jobs", "2")
+        done = self.verdict("--only", "exists", "neighbours", "robust", "decode", "opens", "--records", records,
+                            "--jobs", "2")
         heads = [cell.strip() for cell in done.stdout.split("\n\n")[1].splitlines()[0].split("|")[3:-1]]
         self.assertEqual(heads, ["exists and size floor", "`check`", "`check --rule robust`", "`check --decode`",
                                  "the library opens it"])
