@@ -50,6 +50,30 @@ class Farm:
         ).stdout.strip()
 
     @contextlib.contextmanager
+    def web(self, refresh_ms, preload=None, **more_env):
+        """A personal corvan-web that begins a pass so long after the one before."""
+        folder = pathlib.Path(tempfile.mkdtemp(prefix="web.", dir=self.work))
+        (folder / "options.ini").write_text(f"[Analysis]\nRefresh = {refresh_ms}\n")
+        env = dict(self.env, **more_env)
+        if preload:
+            env["LD_PRELOAD"] = str(preload)
+        process = subprocess.Popen(
+            [self.bin / "corvan-web", "--options", folder / "options.ini"],
+            env=env,
+            stdout=subprocess.PIPE,
+            stderr=subprocess.DEVNULL,
+            text=True,
+        )
+        try:
+            yield Web(process)
+            process.terminate()
+            if process.wait(60) != 0:
+                sys.exit(f"corvan-web ended with {process.returncode}")
+        finally:
+            process.kill()
+            process.communicate()
+
+    @contextlib.contextmanager
     def window(self, job, options="", preload=None):
         """The program with its window on the present display; it is closed at the end."""
         folder = self.work / f"window-{job}"
@@ -94,6 +118,39 @@ def farm(bin_folder):
             master.wait()
 
 
+def memory_mb(pid, key, file="status"):
+    """What one line of a process's status or smaps_rollup says."""
+    text = pathlib.Path(f"/proc/{pid}/{file}").read_text()
+    return int(re.search(rf"^{key}:\s+(\d+) kB", text, re.M)[1]) / 1024
+
+
+class Web:
+    """A personal corvan-web, as what it says on standard output tells to reach it."""
+
+    def __init__(self, process):
+        self.process = process
+        told = {}
+        while "token" not in told:
+            line = process.stdout.readline()
+            if not line:
+                sys.exit("corvan-web has ended")
+            name, _, value = line.strip().partition(": ")
+            told[name] = value
+        self.link = told["link"]
+        self.token = told["token"]
+        self.origin = self.link.partition("/#")[0]
+        self.host, _, port = self.origin.partition("//")[2].partition(":")
+        self.port = int(port)
+
+    def processor_s(self):
+        """Of all its threads."""
+        fields = pathlib.Path(f"/proc/{self.process.pid}/stat").read_text().rpartition(")")[2].split()
+        return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
+
+    def memory_mb(self, key):
+        return memory_mb(self.process.pid, key)
+
+
 class Watched:
     """The program's process, seen from outside."""
 
@@ -127,8 +184,7 @@ class Watched:
         self.follow.communicate()
 
     def memory_mb(self, key):
-        text = (self.proc / "status").read_text()
-        return int(re.search(rf"^{key}:\s+(\d+) kB", text, re.M)[1]) / 1024
+        return memory_mb(self.process.pid, key)
 
     def processor_s(self):
         """Of its main thread, which is the window's."""

@@ -14,8 +14,6 @@ namespace
 
 // Passes wait for a disk more than they compute.
 constexpr unsigned k_pass_threads = 4;
-// So long a first pass is waited for before all frames are told as unknown.
-constexpr std::chrono::milliseconds k_first_pass{400};
 // What nobody asks for any more is kept so long.
 constexpr std::chrono::seconds k_kept{30};
 constexpr std::size_t k_most_watches = 256;
@@ -37,15 +35,17 @@ struct FrameWatches::Entry
     String trouble; ///< Of the last pass.
     Clock::time_point lookedAt{};
     std::vector<std::pair<Wish, Told>> waiting;
+    bool isImpatient = false; ///< A first pass was waited for long enough.
     boost::asio::steady_timer pause;
     boost::asio::steady_timer patience;
 };
 
 FrameWatches::FrameWatches(boost::asio::io_context &loop, JobBook &book, analysis::ScanRules rules,
-                           std::chrono::milliseconds pause, OnPass onPass)
+                           std::chrono::milliseconds pause, OnPass onPass,
+                           std::chrono::milliseconds patience)
     : m_loop(loop), m_book(book), m_rules(rules),
-      m_pause(std::max(pause, std::chrono::milliseconds(1))), m_onPass(std::move(onPass)),
-      m_workers(loop, k_pass_threads)
+      m_pause(std::max(pause, std::chrono::milliseconds(1))), m_patience(patience),
+      m_onPass(std::move(onPass)), m_workers(loop, k_pass_threads)
 {
 }
 
@@ -68,21 +68,19 @@ void FrameWatches::Ask(const Key &key, Wish wish, Told told)
                          (entry->watchers > 0 || Clock::now() - entry->lookedAt < m_pause);
     if (isFresh)
         return told({entry->snapshot});
+    const bool isFirst = std::ranges::none_of(entry->waiting, [wish](const auto &each)
+                                              { return each.first == wish; });
     entry->waiting.emplace_back(wish, std::move(told));
-    if (wish == Wish::Listed && entry->waiting.size() == 1)
+    if (wish == Wish::Listed && isFirst)
     {
-        entry->patience.expires_after(k_first_pass);
+        entry->patience.expires_after(m_patience);
         entry->patience.async_wait(
             [this, entry, isAlive = m_isAlive](const boost::system::error_code &error)
             {
-                if (error || !*isAlive || !entry->snapshot)
+                if (error || !*isAlive)
                     return;
-                auto waiting = std::exchange(entry->waiting, {});
-                for (auto &[what, each] : waiting)
-                    if (what == Wish::Listed)
-                        each({entry->snapshot});
-                    else
-                        entry->waiting.emplace_back(what, std::move(each));
+                entry->isImpatient = true;
+                AnswerListed(*entry);
             });
     }
     Begin(entry);
@@ -169,6 +167,8 @@ void FrameWatches::OnListed(const std::shared_ptr<Entry> &entry, SnapshotPointer
     entry->snapshot = std::move(snapshot);
     if (isAnew)
         m_onPass(entry->key, {entry->snapshot, "{}", {}, true});
+    if (entry->isImpatient)
+        AnswerListed(*entry);
     Look(entry);
 }
 
@@ -221,9 +221,22 @@ void FrameWatches::OnFailed(const std::shared_ptr<Entry> &entry, unsigned status
     EndPass(entry);
 }
 
+// Those who want to know what there is, as far as that is known.
+void FrameWatches::AnswerListed(Entry &entry)
+{
+    if (!entry.snapshot)
+        return;
+    for (auto &[wish, told] : std::exchange(entry.waiting, {}))
+        if (wish == Wish::Listed)
+            told({entry.snapshot});
+        else
+            entry.waiting.emplace_back(wish, std::move(told));
+}
+
 void FrameWatches::AnswerAll(Entry &entry, const Seen &seen)
 {
     entry.patience.cancel();
+    entry.isImpatient = false;
     for (const auto &[wish, told] : std::exchange(entry.waiting, {}))
         told(seen);
 }

@@ -46,9 +46,13 @@ public:
         Looked, ///< A pass that is not older than the pause between two.
     };
 
-    /// Both references outlive it.
+    static constexpr std::chrono::milliseconds k_Patience{400};
+
+    /// Both references outlive it. `patience`: so long who wants what there is waits for a pass,
+    /// before all frames are told as not looked at.
     FrameWatches(boost::asio::io_context &loop, JobBook &book, analysis::ScanRules rules,
-                 std::chrono::milliseconds pause, OnPass onPass);
+                 std::chrono::milliseconds pause, OnPass onPass,
+                 std::chrono::milliseconds patience = k_Patience);
     ~FrameWatches();
 
     /// Calls `told` once, now or later. Starts a pass where none is under way and one is needed.
@@ -80,6 +84,7 @@ private:
                   std::string changes);
     void OnFailed(const std::shared_ptr<Entry> &entry, unsigned status, const String &trouble);
     void EndPass(const std::shared_ptr<Entry> &entry);
+    void AnswerListed(Entry &entry);
     void AnswerAll(Entry &entry, const Seen &seen);
     void PlanNext(const std::shared_ptr<Entry> &entry);
     void Forget(const std::shared_ptr<Entry> &entry);
@@ -88,6 +93,7 @@ private:
     JobBook &m_book;
     const analysis::ScanRules m_rules;
     const std::chrono::milliseconds m_pause;
+    const std::chrono::milliseconds m_patience;
     const OnPass m_onPass;
     std::uint64_t m_passes = 0;
     /// Shared with the passes that are under way.

@@ -136,6 +136,31 @@ TEST_F(FrameWatchesTest, BeginsAnewWhereOtherFramesAreLookedFor)
     m_watches.Unwatch(m_key);
 }
 
+TEST_F(FrameWatchesTest, TellsWhatThereIsBeforeALongPassHasEnded)
+{
+    const auto job = FarmJob(m_folder.Folder().Text(), "1-100000");
+    m_book.Take(job);
+    FrameWatches watches(
+        m_loop, m_book, {}, 50ms, [](const FrameWatches::Key &, const FrameWatches::Pass &) {},
+        0ms);
+    std::vector<std::string> told;
+    const auto ask = [&](FrameWatches::Wish wish)
+    {
+        watches.Ask({job->ID(), 0}, wish,
+                    [&](const FrameWatches::Seen &seen)
+                    {
+                        ASSERT_TRUE(seen.snapshot);
+                        told.push_back(seen.snapshot->counts);
+                    });
+    };
+    ask(FrameWatches::Wish::Looked);
+    ask(FrameWatches::Wish::Listed);
+    ASSERT_TRUE(RunUntil([&] { return told.size() == 2; }));
+    EXPECT_EQ(told[0], "{}")
+        << "they are listed later than patience lasts, and sooner than looked at";
+    EXPECT_EQ(told[1], R"({"ok":9,"missing":99991})");
+}
+
 TEST_F(FrameWatchesTest, SaysWhyThereAreNoFrames)
 {
     const struct
