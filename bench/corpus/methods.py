@@ -10,6 +10,7 @@ import pathlib
 import re
 import sys
 import tempfile
+import time
 
 from corpus import commands
 from corpus.trouble import Trouble
@@ -53,10 +54,9 @@ def sizes_of(damaged, copy):
 def by_sizes(judge):
     """A method that is a rule over the sizes of the frames."""
     def look(damaged, work, bin_folder):
-        before = os.times()
+        before = time.process_time()
         accused = {copy: judge(sizes_of(damaged, copy)) for copy in damaged.patterns}
-        after = os.times()
-        return Answer(accused, after.user + after.system - before.user - before.system)
+        return Answer(accused, time.process_time() - before)
     return look
 
 
@@ -187,8 +187,8 @@ def read_black(text):
 def read_dropped(text):
     """Frames that came in and did not go on."""
     shown = {"0": set(), "2": set()}
-    for which, time in re.findall(r"Parsed_showinfo_(\d) @ \S+ n: *\d+ pts: *\d+ pts_time:(\S+)", text):
-        shown[which].add(round(float(time) * RATE))
+    for which, at in re.findall(r"Parsed_showinfo_(\d) @ \S+ n: *\d+ pts: *\d+ pts_time:(\S+)", text):
+        shown[which].add(round(float(at) * RATE))
     return {at: "dropped" for at in shown["0"] - shown["2"]}
 
 
