@@ -171,7 +171,7 @@ void WriteCounts(TextWriter &out, const CheckTable &table, bool isDecoded)
     out << R"("counts":{"files":)" << table.frames.size();
     const StateCounts counts = CountStates(table);
     for (const CheckState state : k_CheckStates)
-        if (state < k_FirstDecoded || isDecoded)
+        if (state == CheckState::Changed ? table.isSealed : state < k_FirstDecoded || isDecoded)
             out << ",\"" << StateText(state) << "\":" << counts[std::size_t(state)];
     out << '}';
 }

@@ -25,6 +25,8 @@ std::string_view StateText(CheckState state)
         return "blank";
     case CheckState::Nan:
         return "nan";
+    case CheckState::Changed:
+        return "changed";
     }
     return "";
 }

@@ -34,6 +34,7 @@ struct CheckTable
     std::vector<analysis::FrameRecord> frames;
     std::vector<CheckState> states;
     std::map<std::size_t, String> details; ///< By row; most rows have none.
+    bool isSealed = false;                 ///< It was held against hash lists.
     /// By row: why an image could not be looked at, by no fault of its own. Nothing is known of it;
     /// the row's state is that of its size.
     std::map<std::size_t, String> troubles;

@@ -53,6 +53,7 @@ const char *ColourNameOf(CheckState state)
         return "TextGrey";
     case CheckState::TooSmall:
     case CheckState::Undecodable:
+    case CheckState::Changed:
         return "TextRed";
     case CheckState::Outlier:
     case CheckState::OddImage:

@@ -34,10 +34,12 @@ public:
         CLI::App *verb = app.add_subcommand("check", "say which frames are bad, without a window");
         m_subject.Declare(*verb, SubjectArguments::Takes::JobOrPatterns);
         m_check.Declare(*verb);
+        CLI::Option *const sealed = m_check.DeclareSealed(*verb);
         m_writer.Declare(*verb);
         verb->add_flag("--watch", m_isWatching,
                        "go on, pass after pass, and tell what changes, until interrupted")
-            ->excludes(verb->get_option("--paths"));
+            ->excludes(verb->get_option("--paths"))
+            ->excludes(sealed);
         return verb;
     }
 

@@ -1,5 +1,6 @@
 #include "cli/CheckArguments.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <fmt/format.h>
 #include <unistd.h>
@@ -14,6 +15,15 @@ void CheckArguments::Declare(CLI::App &verb)
 {
     m_rules.Declare(verb);
     m_decode.Declare(verb);
+}
+
+CLI::Option *CheckArguments::DeclareSealed(CLI::App &verb)
+{
+    return verb
+        .add_option("--sealed", m_sealed,
+                    "FILE; a hash list (see corvan seal): read every file whole, and find those "
+                    "that have changed since; may be given several times")
+        ->allow_extra_args(false);
 }
 
 check::CheckRules CheckArguments::Rules() const
@@ -36,11 +46,33 @@ void CheckArguments::Check(check::CheckTable &table)
     LookAtTable(table, rules, m_clock, show);
     if (m_decode.IsWanted())
         m_decoder.Decode(table, rules.scan.frameOffset, m_decode.Limits(), show);
+    if (!m_sealed.empty())
+    {
+        if (!m_seals)
+            m_seals.emplace(std::vector<ostrel::Path>(m_sealed.begin(), m_sealed.end()));
+        m_seals->Check(table, show);
+    }
     bar.Clear();
-    TellTroubles(table);
+    TellTroubles(table, m_told);
 }
 
-void CheckArguments::TellTroubles(const check::CheckTable &table)
+check::Sealed CheckArguments::Seal(check::CheckTable &table, const std::vector<bool> &isWanted,
+                                   const check::SealWish &wish)
+{
+    ProgressBar bar(stderr, true);
+    const bool isShown = isatty(STDERR_FILENO) == 1;
+    check::Sealed sealed = SealFrames(table, isWanted, wish,
+                                      [&](std::size_t done, std::size_t all)
+                                      {
+                                          if (isShown)
+                                              bar.Show({unsigned(all), unsigned(done), 0});
+                                      });
+    bar.Clear();
+    TellTroubles(table, m_toldOfSeals);
+    return sealed;
+}
+
+void CheckArguments::TellTroubles(const check::CheckTable &table, ostrel::String &told)
 {
     String text;
     if (!table.troubles.empty())
@@ -52,9 +84,9 @@ void CheckArguments::TellTroubles(const check::CheckTable &table)
                         count == 1 ? "" : "the first ", table.PathOf(row).Text(), trouble);
     }
     // One pass after the other would tell the same.
-    if (!text.empty() && text != m_told)
+    if (!text.empty() && text != told)
         fmt::print(stderr, "corvan: {}\n", ShownText(text));
-    m_told = text;
+    told = text;
 }
 
 ExitStatus StatusUnlessUnseen(const check::CheckSubject &subject, ExitStatus otherwise)

@@ -1,11 +1,22 @@
 #pragma once
 
+#include <optional>
+#include <string>
+#include <vector>
+
 #include "check/CheckSubject.h"
 #include "check/LookAtTable.h"
+#include "check/SealedFrames.h"
 #include "check/TableDecoder.h"
 #include "cli/DecodeArguments.h"
 #include "cli/ExitStatus.h"
 #include "cli/RulesArguments.h"
+
+namespace CLI
+{
+class App;
+class Option;
+} // namespace CLI
 
 namespace cli
 {
@@ -15,6 +26,8 @@ class CheckArguments
 {
 public:
     void Declare(CLI::App &verb);
+    /// For a verb that may hold frames against what was sealed, too; gives the option.
+    CLI::Option *DeclareSealed(CLI::App &verb);
 
     bool IsDecoded() const
     {
@@ -28,14 +41,21 @@ public:
     /// error. Throws `check::CheckException *`.
     void Check(check::CheckTable &table);
 
+    /// Seals frames of a table that was checked, with a bar and troubles told in the same way.
+    check::Sealed Seal(check::CheckTable &table, const std::vector<bool> &isWanted,
+                       const check::SealWish &wish);
+
 private:
-    void TellTroubles(const check::CheckTable &table);
+    static void TellTroubles(const check::CheckTable &table, ostrel::String &told);
 
     RulesArguments m_rules;
     DecodeArguments m_decode;
+    std::vector<std::string> m_sealed;
+    std::optional<check::SealedFrames> m_seals; ///< Once they were read.
     check::TableDecoder m_decoder;
     check::SystemClock m_clock;
-    ostrel::String m_told; ///< Of troubles, the last time.
+    ostrel::String m_told; ///< Of troubles, the last time; and of those of sealing.
+    ostrel::String m_toldOfSeals;
 };
 
 /// `k_CannotLook` where an image of the tables could not be looked at, or frames have no file that

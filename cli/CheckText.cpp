@@ -81,6 +81,7 @@ std::string_view ColourOf(CheckState state)
         return "\x1b[90m";
     case CheckState::TooSmall:
     case CheckState::Undecodable:
+    case CheckState::Changed:
         return "\x1b[31m";
     case CheckState::Outlier:
     case CheckState::OddImage:

@@ -36,6 +36,7 @@ void FrameSelection::Declare(CLI::App &verb)
     verb.add_option("--selected", m_selected, "RANGE; the frames of these numbers: 3,7-9")
         ->excludes(bad);
     m_check.Declare(verb);
+    m_check.DeclareSealed(verb);
 }
 
 std::vector<std::vector<std::size_t>> FrameSelection::Find(CheckSubject &subject)

@@ -23,6 +23,7 @@ public:
         CLI::App *verb = app.add_subcommand("plot", "draw the sizes of frames as an SVG picture");
         m_subject.Declare(*verb, SubjectArguments::Takes::JobOrPatterns);
         m_check.Declare(*verb);
+        m_check.DeclareSealed(*verb);
         verb->add_option(
                 "-o,--output", m_file,
                 "FILE.svg, in a folder that is there, or - for standard output; of several "

@@ -79,7 +79,7 @@ std::vector<DeclaredVerb> DeclareVerbs(CLI::App &app)
     std::vector<DeclaredVerb> verbs;
     for (const auto &make :
          {MakeSubmit, MakeList, MakeShow, MakeSet, MakeWait, MakeLog, MakeCancel, MakeRemove,
-          MakeWatch, MakeCheck, MakeRequeue, MakeDelete, MakePlot, MakeNodes, MakeWeb})
+          MakeWatch, MakeCheck, MakeRequeue, MakeDelete, MakePlot, MakeSeal, MakeNodes, MakeWeb})
     {
         std::unique_ptr<Verb> verb = make();
         CLI::App *command = verb->Declare(app);

@@ -52,6 +52,7 @@ std::unique_ptr<Verb> MakeCheck();
 std::unique_ptr<Verb> MakeRequeue();
 std::unique_ptr<Verb> MakeDelete();
 std::unique_ptr<Verb> MakePlot();
+std::unique_ptr<Verb> MakeSeal();
 std::unique_ptr<Verb> MakeNodes();
 std::unique_ptr<Verb> MakeWeb();
 

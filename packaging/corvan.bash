@@ -40,7 +40,7 @@ _corvan_takes_value()
 _corvan_value()
 {
     case $1 in
-        --options | --log-file | --format | -o | --output) mapfile -t COMPREPLY < <(compgen -f -- "$2") ;;
+        --options | --log-file | --format | -o | --output | --sealed | --to) mapfile -t COMPREPLY < <(compgen -f -- "$2") ;;
         --sort) mapfile -t COMPREPLY < <(compgen -W 'name size date' -- "$2") ;;
         --rule) mapfile -t COMPREPLY < <(compgen -W 'neighbours robust' -- "$2") ;;
         --after | --after-good) mapfile -t COMPREPLY < <(compgen -W "$(_corvan_jobs)" -- "$2") ;;

@@ -14,8 +14,9 @@ TEST(CheckState, HasATextForEachState)
     std::vector<std::string_view> texts;
     for (const CheckState state : k_CheckStates)
         texts.push_back(StateText(state));
-    EXPECT_EQ(texts, (std::vector<std::string_view>{"ok", "missing", "too-small", "outlier",
-                                                    "undecodable", "odd-image", "blank", "nan"}));
+    EXPECT_EQ(texts,
+              (std::vector<std::string_view>{"ok", "missing", "too-small", "outlier", "undecodable",
+                                             "odd-image", "blank", "nan", "changed"}));
 }
 
 TEST(CheckState, TakesOverTheVerdictOfTheScan)
