@@ -3,13 +3,12 @@
 #include <atomic>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/post.hpp>
+#include <boost/asio/read_until.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/thread_pool.hpp>
-#include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/core/tcp_stream.hpp>
 #include <boost/beast/http/empty_body.hpp>
 #include <boost/beast/http/parser.hpp>
-#include <boost/beast/http/read.hpp>
 #include <boost/beast/http/string_body.hpp>
 #include <boost/beast/http/write.hpp>
 #include <thread>
@@ -102,7 +101,6 @@ public:
     Conversation(Parts &server, tcp::socket socket)
         : m_server(server), m_place(server.m_conversations), m_stream(std::move(socket))
     {
-        m_parser.header_limit(k_most_header_bytes);
         m_parser.body_limit(0);
     }
 
@@ -114,7 +112,7 @@ public:
     void Begin();
 
 private:
-    void OnRead(const error_code &error);
+    void OnHead(const error_code &error, std::size_t size);
     void TellHealth();
     void TellMetrics();
     void Answer(http::status status, const char *type, std::string text);
@@ -122,7 +120,7 @@ private:
     Parts &m_server;
     const Place m_place;
     boost::beast::tcp_stream m_stream;
-    boost::beast::flat_buffer m_buffer{k_most_header_bytes};
+    std::string m_bytes;
     http::request_parser<http::empty_body> m_parser;
     http::response<http::string_body> m_answer;
 };
@@ -131,18 +129,25 @@ void StatusServer::Parts::Conversation::Begin()
 {
     _CallEntry call("StatusServer::Parts::Conversation::Begin", __FILE__, __LINE__);
 
+    // The parser's own limit counts anew with each field: it gets the header as a whole.
     m_stream.expires_after(k_request_within);
-    http::async_read(m_stream, m_buffer, m_parser,
-                     [self = shared_from_this()](const error_code &error, std::size_t)
-                     { self->OnRead(error); });
+    boost::asio::async_read_until(
+        m_stream, boost::asio::dynamic_buffer(m_bytes, k_most_header_bytes), "\r\n\r\n",
+        [self = shared_from_this()](const error_code &error, std::size_t size)
+        { self->OnHead(error, size); });
 }
 
-void StatusServer::Parts::Conversation::OnRead(const error_code &error)
+void StatusServer::Parts::Conversation::OnHead(const error_code &error, std::size_t size)
 {
-    _CallEntry call("StatusServer::Parts::Conversation::OnRead", __FILE__, __LINE__);
+    _CallEntry call("StatusServer::Parts::Conversation::OnHead", __FILE__, __LINE__);
 
     if (error)
-        return; // Hung up, too slow, or nothing that is HTTP.
+        return; // Hung up, too slow, or longer than a header may be.
+    error_code wrong;
+    m_parser.put(boost::asio::buffer(m_bytes.data(), size), wrong);
+    // What has a body is not done yet.
+    if (wrong || !m_parser.is_done())
+        return;
     const auto &request = m_parser.get();
     if (request.method() != http::verb::get && request.method() != http::verb::head)
         return Answer(http::status::method_not_allowed, k_plain_text, "only GET and HEAD\n");

@@ -133,6 +133,20 @@ TEST(StatusServer, HasPlacesAgainOnceSilentPeersAreGone)
     EXPECT_EQ(status, 200);
 }
 
+// Each field by itself is short, and there are always more to come.
+TEST(StatusServer, HangsUpOnAHeaderThatComesByAndBy)
+{
+    Told source;
+    const StatusServer server(0, source);
+    HttpClient client(server.Port());
+    client.Send("GET /healthz HTTP/1.1\r\n");
+    for (int i = 0; i < 2000; ++i)
+        client.Send("X-" + std::to_string(i) + ": 1\r\n");
+    client.Send("\r\n");
+    EXPECT_EQ(client.Receive().status, 0);
+    EXPECT_EQ(HttpGet(server.Port(), "/healthz").status, 200);
+}
+
 TEST(StatusServer, HangsUpOnWhatIsNoRequest)
 {
     Told source;
