@@ -29,13 +29,13 @@ std::string TextOf(BIO *memory)
     return {text, std::size_t(size)};
 }
 
-Certificate MakeCertificate(EVP_PKEY *key)
+Certificate MakeCertificate(EVP_PKEY *key, long validSeconds)
 {
     Certificate certificate(X509_new());
     X509_set_version(certificate.get(), 2);
     ASN1_INTEGER_set(X509_get_serialNumber(certificate.get()), 1);
-    X509_gmtime_adj(X509_getm_notBefore(certificate.get()), -60);
-    X509_gmtime_adj(X509_getm_notAfter(certificate.get()), 3600);
+    X509_gmtime_adj(X509_getm_notBefore(certificate.get()), -3600);
+    X509_gmtime_adj(X509_getm_notAfter(certificate.get()), validSeconds);
     X509_set_pubkey(certificate.get(), key);
 
     X509_NAME *name = X509_get_subject_name(certificate.get());
@@ -51,7 +51,7 @@ Certificate MakeCertificate(EVP_PKEY *key)
 
 } // namespace
 
-TestCertificate::TestCertificate()
+TestCertificate::TestCertificate(long validSeconds)
 {
     const Key made(EVP_EC_gen("P-256"));
     const Memory keyText(BIO_new(BIO_s_mem()));
@@ -59,6 +59,6 @@ TestCertificate::TestCertificate()
     key = TextOf(keyText.get());
 
     const Memory certificateText(BIO_new(BIO_s_mem()));
-    PEM_write_bio_X509(certificateText.get(), MakeCertificate(made.get()).get());
+    PEM_write_bio_X509(certificateText.get(), MakeCertificate(made.get(), validSeconds).get());
     certificate = TextOf(certificateText.get());
 }

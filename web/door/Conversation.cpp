@@ -115,9 +115,9 @@ private:
 };
 
 Conversation::Conversation(boost::asio::io_context &loop, std::shared_ptr<Served> served,
-                           std::unique_ptr<Wire> wire, const String &peer, Welcome welcome)
+                           std::unique_ptr<Wire> wire, const String &peer, const Refusal &refusal)
     : m_loop(loop), m_served(std::move(served)), m_wire(std::move(wire)), m_peer(peer),
-      m_welcome(welcome), m_timer(loop),
+      m_welcome(refusal), m_timer(loop),
       m_reader(m_served->limits.headerBytes, m_served->limits.targetBytes),
       m_queue(m_served->limits.streamBytes, m_served->limits.streamEvents)
 {
@@ -166,6 +166,28 @@ void Conversation::Drop()
         stream->Forget();
 }
 
+bool Conversation::IsWaiting() const
+{
+    _CallEntry call("Conversation::IsWaiting", __FILE__, __LINE__);
+
+    switch (m_stage)
+    {
+    case Stage::Opening:
+    case Stage::Idle:
+    case Stage::Finishing:
+        return true;
+    case Stage::Reading:
+    case Stage::Answering:
+        return !m_caller;
+    case Stage::Asking:
+    case Stage::Handling:
+    case Stage::Streaming:
+    case Stage::Closed:
+        return false;
+    }
+    return false;
+}
+
 void Conversation::ReadMore()
 {
     _CallEntry call("Conversation::ReadMore", __FILE__, __LINE__);
@@ -198,6 +220,8 @@ void Conversation::Go()
     if (!m_reader.HasBegun())
         return ReadMore();
     m_stage = Stage::Reading;
+    if (isNew)
+        m_waitingSince = Clock::now();
     switch (m_reader.ReadHead())
     {
     case RequestReader::Progress::NeedsMore:
@@ -221,10 +245,10 @@ void Conversation::OnHead()
     const Head &head = m_reader.GetHead();
     // Where the request is refused its body is not read.
     m_isLast = head.HasBody() || !head.keepsAlive;
-    if (m_welcome == Welcome::Refuse)
+    if (m_welcome.status != 0)
     {
         m_isLast = true;
-        return Refuse({429, "there are too many connections: try again later", "Retry-After", "1"});
+        return Refuse(m_welcome);
     }
     if (const auto refusal = m_served->guard.CheckHead(head))
         return Refuse(*refusal);
@@ -314,7 +338,7 @@ void Conversation::GoToBody()
     case RequestReader::Progress::NeedsMore:
         return ReadMore();
     case RequestReader::Progress::IsRefused:
-        return Refuse(m_reader.Why());
+        return RefuseBody();
     case RequestReader::Progress::IsThere:
         m_isLast = !m_reader.GetHead().keepsAlive;
         return Handle();
@@ -402,6 +426,16 @@ void Conversation::Refuse(const Refusal &refusal)
     Answer(ToResponse(refusal));
 }
 
+void Conversation::RefuseBody()
+{
+    _CallEntry call("Conversation::RefuseBody", __FILE__, __LINE__);
+
+    Refusal refusal = m_reader.Why();
+    if (refusal.status == 413 && !m_route->whereTooLong.empty())
+        refusal.sentence += "; " + m_route->whereTooLong;
+    Refuse(refusal);
+}
+
 void Conversation::Answer(Response response)
 {
     _CallEntry call("Conversation::Answer", __FILE__, __LINE__);
@@ -416,6 +450,7 @@ void Conversation::Answer(Response response)
                 break;
             }
     m_stage = Stage::Answering;
+    m_waitingSince = Clock::now();
     m_answerHead = AnswerHead(response, m_isLast ? AfterAnswer::Close : AfterAnswer::KeepAlive,
                               std::time(nullptr));
     m_answerBody = head.isHead ? nullptr : std::move(response.body);
@@ -464,7 +499,7 @@ void Conversation::OnAnswered()
     m_isHeadRead = false;
     m_reader.Next();
     m_stage = Stage::Idle;
-    m_idleSince = Clock::now();
+    m_waitingSince = Clock::now();
     SetDeadline(m_served->limits.idleFor);
     Go();
 }
@@ -474,7 +509,9 @@ void Conversation::Finish()
     _CallEntry call("Conversation::Finish", __FILE__, __LINE__);
 
     m_stage = Stage::Finishing;
-    SetDeadline(k_finish_within);
+    m_waitingSince = Clock::now();
+    // Whoever sends a body that is not wanted may read the answer only once it is sent.
+    SetDeadline(m_reader.GetHead().HasBody() ? m_served->limits.bodyWithin : k_finish_within);
     m_wire->Finish([self = shared_from_this()](const Wire::Error &, std::size_t)
                    { self->Close(); });
 }

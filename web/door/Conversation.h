@@ -26,14 +26,9 @@ class Conversation : public std::enable_shared_from_this<Conversation>
 public:
     using Clock = std::chrono::steady_clock;
 
-    enum class Welcome
-    {
-        Serve,
-        Refuse, ///< There are too many: it is told so.
-    };
-
+    /// `refusal` is what all its requests are answered with; of status 0 where they are served.
     Conversation(boost::asio::io_context &loop, std::shared_ptr<Served> served,
-                 std::unique_ptr<Wire> wire, const String &peer, Welcome welcome);
+                 std::unique_ptr<Wire> wire, const String &peer, const Refusal &refusal);
 
     void Begin();
     /// At once; a stream's owner is told.
@@ -45,13 +40,11 @@ public:
     {
         return m_peer;
     }
-    bool IsIdle() const
+    /// Whether its next step is the peer's, of whom nobody knows who he is.
+    bool IsWaiting() const;
+    Clock::time_point WaitingSince() const
     {
-        return m_stage == Stage::Idle;
-    }
-    Clock::time_point IdleSince() const
-    {
-        return m_idleSince;
+        return m_waitingSince;
     }
     bool IsStream() const
     {
@@ -90,6 +83,7 @@ private:
     void BeginStream(const std::shared_ptr<const Request> &request);
 
     void Refuse(const Refusal &refusal);
+    void RefuseBody();
     void Answer(Response response);
     void WriteAnswer();
     void OnAnswered();
@@ -107,9 +101,9 @@ private:
     const std::shared_ptr<Served> m_served;
     const std::unique_ptr<Wire> m_wire;
     const String m_peer;
-    const Welcome m_welcome;
+    const Refusal m_welcome;
     Stage m_stage = Stage::Opening;
-    Clock::time_point m_idleSince = Clock::now();
+    Clock::time_point m_waitingSince = Clock::now();
 
     boost::asio::steady_timer m_timer;
     Clock::time_point m_deadline;

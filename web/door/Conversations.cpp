@@ -27,10 +27,16 @@ Conversations::Room Conversations::MakeRoom(const String &peer)
         const auto ofPeer = m_ofPeer.find(peer);
         return ofPeer == m_ofPeer.end() ? 0 : ofPeer->second;
     };
+    if (peer == k_Strangers)
+    {
+        if (countOfPeer() >= k_MostRefused)
+            CloseLongestWaiting(&peer);
+        return countOfPeer() >= k_MostRefused ? Room::None : Room::ToRefuse;
+    }
     if (countOfPeer() >= m_mostOfPeer)
-        CloseIdlest(&peer);
+        CloseLongestWaiting(&peer);
     if (m_all.size() >= m_most)
-        CloseIdlest(nullptr);
+        CloseLongestWaiting(nullptr);
     if (m_all.size() >= m_most + k_MostRefused || countOfPeer() >= m_mostOfPeer + k_MostRefused)
         return Room::None;
     return m_all.size() >= m_most || countOfPeer() >= m_mostOfPeer ? Room::ToRefuse : Room::Free;
@@ -94,17 +100,17 @@ void Conversations::DropAll()
         conversation->Drop();
 }
 
-void Conversations::CloseIdlest(const String *peer)
+void Conversations::CloseLongestWaiting(const String *peer)
 {
-    _CallEntry call("Conversations::CloseIdlest", __FILE__, __LINE__);
+    _CallEntry call("Conversations::CloseLongestWaiting", __FILE__, __LINE__);
 
-    std::shared_ptr<Conversation> idlest;
+    std::shared_ptr<Conversation> longest;
     for (const auto &[key, conversation] : m_all)
-        if (conversation->IsIdle() && (!peer || conversation->Peer() == *peer) &&
-            (!idlest || conversation->IdleSince() < idlest->IdleSince()))
-            idlest = conversation;
-    if (idlest)
-        idlest->Close();
+        if (conversation->IsWaiting() && (!peer || conversation->Peer() == *peer) &&
+            (!longest || conversation->WaitingSince() < longest->WaitingSince()))
+            longest = conversation;
+    if (longest)
+        longest->Close();
 }
 
 } // namespace web

@@ -24,10 +24,13 @@ public:
 
     static constexpr std::size_t k_MostRefused = 64;
 
+    /// The peer of all who may not come in, together: they have few places, and wait for no other.
+    static constexpr const char *k_Strangers = "strangers";
+
     Conversations(std::size_t most, std::size_t mostOfPeer);
 
-    /// Where all places are taken, or all of the peer, the one that has been idle longest is
-    /// closed.
+    /// Where all places are taken, or all of the peer, the one is closed that has kept the server
+    /// waiting longest: idle, or with half a request. What is served stays.
     Room MakeRoom(const String &peer);
     void Add(const std::shared_ptr<Conversation> &conversation);
     void Remove(Conversation *conversation);
@@ -41,7 +44,7 @@ public:
     void DropAll();
 
 private:
-    void CloseIdlest(const String *peer);
+    void CloseLongestWaiting(const String *peer);
 
     const std::size_t m_most;
     const std::size_t m_mostOfPeer;

@@ -71,7 +71,7 @@ RequestReader::Progress RequestReader::ReadBody(std::size_t mostBytes)
     _CallEntry call("RequestReader::ReadBody", __FILE__, __LINE__);
 
     if (m_head.contentLength.value_or(0) > mostBytes)
-        return Refuse(413, "the body is too long");
+        return RefuseBody(mostBytes);
     if (!std::exchange(m_isBodyBegun, true))
     {
         m_parser->eager(true);
@@ -87,7 +87,7 @@ RequestReader::Progress RequestReader::ReadBody(std::size_t mostBytes)
             m_parser->put(boost::asio::buffer(m_bytes.data() + read, window), error);
         read += count;
         if (error == http::error::body_limit)
-            return Refuse(413, "the body is too long");
+            return RefuseBody(mostBytes);
         const bool needsMore = error == http::error::need_more;
         if ((error && !needsMore) || (needsMore && count == 0 && window == m_headerBytes))
             return Refuse(400, "the body is not what the request says");
@@ -117,7 +117,7 @@ void RequestReader::Next()
     m_parser->body_limit(std::numeric_limits<std::uint64_t>::max());
 }
 
-RequestReader::Progress RequestReader::Refuse(unsigned status, const char *sentence)
+RequestReader::Progress RequestReader::Refuse(unsigned status, const String &sentence)
 {
     _CallEntry call("RequestReader::Refuse", __FILE__, __LINE__);
 
@@ -132,6 +132,14 @@ RequestReader::Progress RequestReader::RefuseTooLong()
     if (m_bytes.find("\r\n") >= m_headerBytes)
         return Refuse(414, "the address is too long");
     return Refuse(431, "the header is too long");
+}
+
+RequestReader::Progress RequestReader::RefuseBody(std::size_t mostBytes)
+{
+    _CallEntry call("RequestReader::RefuseBody", __FILE__, __LINE__);
+
+    return Refuse(413, "the body is too long: " + std::to_string(mostBytes) +
+                           " bytes are taken at most");
 }
 
 void RequestReader::ReadFields()

@@ -59,8 +59,9 @@ public:
 private:
     using Parser = boost::beast::http::request_parser<boost::beast::http::string_body>;
 
-    Progress Refuse(unsigned status, const char *sentence);
+    Progress Refuse(unsigned status, const String &sentence);
     Progress RefuseTooLong();
+    Progress RefuseBody(std::size_t mostBytes);
     void ReadFields();
 
     const std::size_t m_headerBytes;

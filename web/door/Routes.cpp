@@ -97,6 +97,15 @@ void Routes::AddRoute(Route route)
     m_routes.push_back(std::move(route));
 }
 
+void Routes::AdviseWhereTooLong(const std::string &pattern, const std::string &advice)
+{
+    _CallEntry call("Routes::AdviseWhereTooLong", __FILE__, __LINE__);
+
+    for (Route &route : m_routes)
+        if (route.pattern == pattern && route.method == Method::Post)
+            route.whereTooLong = advice;
+}
+
 Routes::Found Routes::Find(Method method, const std::vector<std::string> &parts) const
 {
     _CallEntry call("Routes::Find", __FILE__, __LINE__);

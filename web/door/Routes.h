@@ -31,6 +31,7 @@ public:
         bool isOpen = false;
         Handler handler{};
         StreamHandler streamHandler{};
+        std::string whereTooLong{}; ///< What to do then, of a body; empty for nothing to say.
     };
 
     /// What a path leads to.
@@ -50,6 +51,10 @@ public:
     void AddOpen(Method method, const std::string &pattern, Handler handler);
     /// Asked by GET. A handler that throws before it has kept the stream answers as above.
     void AddStream(const std::string &pattern, StreamHandler handler);
+
+    /// What one is told to do where the body is too long for the route of this pattern, which is
+    /// there: "name less".
+    void AdviseWhereTooLong(const std::string &pattern, const std::string &advice);
 
     /// By the parts of a path, decoded.
     Found Find(Method method, const std::vector<std::string> &parts) const;

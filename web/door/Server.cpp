@@ -2,11 +2,13 @@
 
 #include <boost/asio/steady_timer.hpp>
 #include <optional>
+#include <unistd.h>
 
 #include "ostrel/CallEntry.h"
 #include "ostrel/Log.h"
 #include "web/door/Conversation.h"
 #include "web/door/Listening.h"
+#include "web/door/PeerUser.h"
 #include "web/door/Served.h"
 #include "web/door/TlsContexts.h"
 
@@ -35,6 +37,12 @@ String PeerOf(const boost::asio::ip::address &address)
     return boost::asio::ip::address_v6(bytes).to_string() + "/64";
 }
 
+Refusal ForStrangers()
+{
+    return {403, "this server belongs to another user of this machine: start your own with "
+                 "\"corvan web\""};
+}
+
 } // namespace
 
 /// The listening sockets, and what all conversations share.
@@ -46,6 +54,7 @@ public:
 
     void Begin();
     void End();
+    void RenewCertificate();
 
     std::uint16_t Port() const
     {
@@ -64,9 +73,11 @@ private:
     void Accept(tcp::acceptor &acceptor);
     void AcceptLater(tcp::acceptor &acceptor);
     void Welcome(tcp::socket socket);
+    bool IsStranger(tcp::socket &socket) const;
     void EndIdleSessions();
 
     boost::asio::io_context &m_loop;
+    const bool m_isPersonal;
     std::optional<TlsContexts> m_tls;
     const std::string m_scheme;
     Listening m_listening;
@@ -77,7 +88,8 @@ private:
 
 Server::Parts::Parts(boost::asio::io_context &loop, const ServerSettings &settings,
                      const Routes &routes, Gatekeeper &gatekeeper)
-    : m_loop(loop), m_tls(settings.tls ? std::optional<TlsContexts>(*settings.tls) : std::nullopt),
+    : m_loop(loop), m_isPersonal(!settings.personalToken.empty()),
+      m_tls(settings.tls ? std::optional<TlsContexts>(*settings.tls) : std::nullopt),
       m_scheme(m_tls ? "https" : "http"), m_listening(ListenAt(loop, settings)),
       m_served(new Served{.limits = settings.limits,
                           .guard = Guard(m_scheme, m_listening.names, m_listening.port),
@@ -118,6 +130,14 @@ void Server::Parts::End()
     m_served->conversations.DropAll();
 }
 
+void Server::Parts::RenewCertificate()
+{
+    _CallEntry call("Server::Parts::RenewCertificate", __FILE__, __LINE__);
+
+    if (m_tls)
+        m_tls->Renew();
+}
+
 void Server::Parts::Accept(tcp::acceptor &acceptor)
 {
     _CallEntry call("Server::Parts::Accept", __FILE__, __LINE__);
@@ -156,19 +176,34 @@ void Server::Parts::Welcome(tcp::socket socket)
     const tcp::endpoint end = socket.remote_endpoint(error);
     if (error)
         return; // He has gone already.
-    const String peer = PeerOf(end.address());
+    const bool isStranger = IsStranger(socket);
+    const String peer = isStranger ? Conversations::k_Strangers : PeerOf(end.address());
     const Conversations::Room room = m_served->conversations.MakeRoom(peer);
     if (room == Conversations::Room::None)
         return;
+    Refusal refusal;
+    if (isStranger)
+        refusal = ForStrangers();
+    else if (room == Conversations::Room::ToRefuse)
+        refusal = {429, "there are too many connections: try again later", "Retry-After", "1"};
     socket.set_option(tcp::no_delay(true), error);
     auto wire =
         m_tls ? MakeTlsWire(std::move(socket), m_tls->Current()) : MakeBareWire(std::move(socket));
-    const auto conversation = std::make_shared<Conversation>(
-        m_loop, m_served, std::move(wire), peer,
-        room == Conversations::Room::Free ? Conversation::Welcome::Serve
-                                          : Conversation::Welcome::Refuse);
+    const auto conversation =
+        std::make_shared<Conversation>(m_loop, m_served, std::move(wire), peer, refusal);
     m_served->conversations.Add(conversation);
     conversation->Begin();
+}
+
+// Whoever else is on this machine may have the cookie: browsers send it to all ports of a host.
+bool Server::Parts::IsStranger(tcp::socket &socket) const
+{
+    _CallEntry call("Server::Parts::IsStranger", __FILE__, __LINE__);
+
+    if (!m_isPersonal)
+        return false;
+    const std::optional<uid_t> user = FindPeerUser(socket);
+    return !user || (*user != ::geteuid() && *user != 0);
 }
 
 void Server::Parts::EndIdleSessions()
@@ -224,6 +259,13 @@ String Server::MakeSecret()
     _CallEntry call("Server::MakeSecret", __FILE__, __LINE__);
 
     return m_parts->What().admission->MakeSecret();
+}
+
+void Server::RenewCertificate()
+{
+    _CallEntry call("Server::RenewCertificate", __FILE__, __LINE__);
+
+    m_parts->RenewCertificate();
 }
 
 void Server::EndSession(const String &session)

@@ -18,7 +18,8 @@ namespace web
 /// A page on loopback is within reach of every web site that its user has open and of every user of
 /// the machine. So a request has to name this server as its host, may change something by POST
 /// alone, from a page of this server itself or with a token, and has to prove whose it is, but for
-/// files that anybody may read and for routes that are open.
+/// files that anybody may read and for routes that are open. A personal server answers 403 to all
+/// that comes from another user of the machine, root aside, whatever proof it brings.
 ///
 /// Beside what is in `Routes` it serves "POST /api/session" (a secret or a token for a cookie) and
 /// "POST /api/session/end".
@@ -43,6 +44,10 @@ public:
     /// A secret that opens a session of a personal server, once: for the fragment of a link. Of 16
     /// that nobody has used the oldest goes.
     String MakeSecret();
+
+    /// Reads the certificate and its key anew, for connections from now on, where there is one.
+    /// What cannot be used is logged, and the one before is used on.
+    void RenewCertificate();
 
     /// The Master does not take its token any more: its requests are refused, its streams closed.
     void EndSession(const String &session);

@@ -18,7 +18,8 @@ using ostrel::String;
 /// What one connection, one peer and all of them may take of the server.
 struct ServerLimits
 {
-    /// Beyond these the one that has been idle longest goes; where none is, nobody else comes in.
+    /// Beyond these the one goes that has been idle, or has left a request half said, for longest;
+    /// where there is none, nobody else comes in.
     std::size_t connections = 4096;
     std::size_t connectionsOfPeer = 1024;
     std::size_t streams = 2048;

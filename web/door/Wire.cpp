@@ -18,6 +18,23 @@ std::size_t AllAtOnce(const Wire::Error &error, std::size_t /*written*/)
     return error ? 0 : std::size_t(1) << 30;
 }
 
+using DropRoom = std::array<char, 4096>;
+
+// Takes what still comes until the peer ends it. Both are those of a wire, which whoever gave
+// `done` keeps alive with it.
+void DropAll(tcp::socket &socket, DropRoom &room, Wire::Done done)
+{
+    socket.async_read_some(
+        boost::asio::buffer(room),
+        [&socket, &room, done = std::move(done)](const Wire::Error &error, std::size_t)
+        {
+            if (error)
+                done(error, 0);
+            else
+                DropAll(socket, room, done);
+        });
+}
+
 class BareWire : public Wire
 {
 public:
@@ -39,7 +56,7 @@ public:
     {
         Error ignored;
         m_socket.shutdown(tcp::socket::shutdown_send, ignored);
-        Drop(std::move(done));
+        DropAll(m_socket, m_dropped, std::move(done));
     }
     void Close() override
     {
@@ -48,21 +65,8 @@ public:
     }
 
 private:
-    void Drop(Done done)
-    {
-        // Who gave `done` keeps this alive with it.
-        m_socket.async_read_some(boost::asio::buffer(m_dropped),
-                                 [this, done = std::move(done)](const Error &error, std::size_t)
-                                 {
-                                     if (error)
-                                         done(error, 0);
-                                     else
-                                         Drop(done);
-                                 });
-    }
-
     tcp::socket m_socket;
-    std::array<char, 4096> m_dropped{};
+    DropRoom m_dropped{};
 };
 
 class TlsWire : public Wire
@@ -88,7 +92,16 @@ public:
     }
     void Finish(Done done) override
     {
-        m_stream.async_shutdown([done = std::move(done)](const Error &error) { done(error, 0); });
+        m_stream.async_shutdown(
+            [this, done = std::move(done)](const Error &error)
+            {
+                if (!error || !m_stream.next_layer().is_open())
+                    return done(error, 0);
+                // He still sends what nobody wants; it is not even deciphered.
+                Error ignored;
+                m_stream.next_layer().shutdown(tcp::socket::shutdown_send, ignored);
+                DropAll(m_stream.next_layer(), m_dropped, done);
+            });
     }
     void Close() override
     {
@@ -99,6 +112,7 @@ public:
 private:
     const std::shared_ptr<boost::asio::ssl::context> m_context; // Of those before it was renewed.
     boost::asio::ssl::stream<tcp::socket> m_stream;
+    DropRoom m_dropped{};
 };
 
 } // namespace

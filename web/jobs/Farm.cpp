@@ -151,6 +151,8 @@ void Farm::AddRoutes(Routes &routes)
     routes.Add(Method::Get, "/api/jobs/{job}/sizes", by(&Farm::SendSizes));
     routes.Add(Method::Post, "/api/jobs/{job}/parameters", by(&Farm::SetParameters));
     routes.Add(Method::Post, "/api/jobs/{job}/requeue", by(&Farm::Requeue));
+    routes.AdviseWhereTooLong("/api/jobs/{job}/requeue",
+                              "name fewer frames at a time, or all bad ones by {\"bad\": true}");
     routes.AddStream("/api/events", [this](const RequestPointer &request,
                                            const std::shared_ptr<EventStream> &stream)
                      { OpenStream(request, stream); });

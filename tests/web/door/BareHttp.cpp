@@ -1,6 +1,7 @@
 #include "tests/web/door/BareHttp.h"
 
 #include <arpa/inet.h>
+#include <cstring>
 #include <netinet/in.h>
 #include <poll.h>
 #include <sstream>
@@ -13,22 +14,38 @@ namespace
 
 constexpr std::chrono::seconds k_bare_wait{30};
 
-sockaddr_in AddressAt(const char *host, std::uint16_t port)
+bool IsOfIPv6(const char *host)
 {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    ::inet_pton(AF_INET, host, &address.sin_addr);
+    return std::strchr(host, ':') != nullptr;
+}
+
+sockaddr_storage AddressAt(const char *host, std::uint16_t port)
+{
+    sockaddr_storage address{};
+    if (IsOfIPv6(host))
+    {
+        auto &v6 = reinterpret_cast<sockaddr_in6 &>(address);
+        v6.sin6_family = AF_INET6;
+        v6.sin6_port = htons(port);
+        ::inet_pton(AF_INET6, host, &v6.sin6_addr);
+    }
+    else
+    {
+        auto &v4 = reinterpret_cast<sockaddr_in &>(address);
+        v4.sin_family = AF_INET;
+        v4.sin_port = htons(port);
+        ::inet_pton(AF_INET, host, &v4.sin_addr);
+    }
     return address;
 }
 
 } // namespace
 
 BareHttp::BareHttp(std::uint16_t port, const char *from)
-    : m_socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
+    : m_socket(::socket(IsOfIPv6(from) ? AF_INET6 : AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
 {
-    const sockaddr_in own = AddressAt(from, 0);
-    const sockaddr_in to = AddressAt("127.0.0.1", port);
+    const sockaddr_storage own = AddressAt(from, 0);
+    const sockaddr_storage to = AddressAt(IsOfIPv6(from) ? "::1" : "127.0.0.1", port);
     EXPECT_EQ(::bind(Number(), reinterpret_cast<const sockaddr *>(&own), sizeof own), 0);
     EXPECT_EQ(::connect(Number(), reinterpret_cast<const sockaddr *>(&to), sizeof to), 0);
 }

@@ -26,7 +26,7 @@ struct BareAnswer
 class BareHttp
 {
 public:
-    /// As a peer of this address, which is one of this machine's own.
+    /// As a peer of this address, which is one of this machine's own; "::1" goes to "::1".
     explicit BareHttp(std::uint16_t port, const char *from = "127.0.0.1");
 
     void Send(const std::string &text);

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "ostrel/DescriptorLimit.h"
 #include "tests/web/door/RunningDoor.h"
 
 namespace
@@ -250,6 +251,62 @@ TEST(DoorLimits, MakeRoomAmongThoseThatAreIdle)
         std::this_thread::yield();
     EXPECT_EQ(AskBare(door.Port(), door.Get("/api/open")).status, 429);
     door.On([&] { kept.clear(); });
+}
+
+// All of one machine, or behind one gateway, come from one address.
+TEST(DoorLimits, LetAGoodRequestThroughWhileManyDribble)
+{
+    const std::string wholeHead =
+        "POST /api/session HTTP/1.1\r\n{host}{own}Content-Type: application/json\r\n"
+        "Content-Length: 70\r\n\r\n{";
+    const struct
+    {
+        const char *what;
+        std::string said;
+    } cases[] = {
+        {"say nothing", ""},
+        {"say half a header", "GET /api/open HTTP/1.1\r\nX"},
+        {"say half a body", wholeHead},
+    };
+    ostrel::RaiseDescriptorLimit();
+    for (const auto &[what, said] : cases)
+    {
+        RunningDoor door;
+        BareHttp before(door.Port());
+        before.Send(door.Get("/api/open"));
+        EXPECT_EQ(before.Receive().status, 200) << what;
+        std::vector<std::unique_ptr<BareHttp>> clients;
+        for (std::size_t i = 0; i < web::ServerLimits().connectionsOfPeer; ++i)
+        {
+            clients.push_back(std::make_unique<BareHttp>(door.Port()));
+            clients.back()->Send(door.Filled(said));
+        }
+        EXPECT_EQ(AskBare(door.Port(), door.Get("/api/open")).status, 200) << what;
+        EXPECT_EQ(AskBare(door.Port(), door.Get("/api/things/a", RunningDoor::Bearer())).status,
+                  200)
+            << what;
+        // The ones that have waited longest were given up for it.
+        EXPECT_TRUE(clients.front()->IsClosed(k_long)) << what;
+        EXPECT_FALSE(clients.back()->IsClosed(k_short)) << what;
+    }
+}
+
+TEST(DoorLimits, GiveUpNoneThatIsServed)
+{
+    web::ServerSettings settings = RunningDoor::PersonalSettings();
+    settings.limits.connectionsOfPeer = 2;
+    RunningDoor door(settings);
+    BareHttp stream(door.Port());
+    stream.Send(door.Get("/api/events", RunningDoor::Bearer()));
+    stream.ReceiveUntil("event: master");
+    BareHttp body(door.Port());
+    body.Send(door.Filled("POST /api/things/a HTTP/1.1\r\n{host}{bearer}Content-Type: "
+                          "application/json\r\nContent-Length: 2\r\nExpect: 100-continue\r\n\r\n"));
+    body.ReceiveUntil("100 Continue");
+    EXPECT_EQ(AskBare(door.Port(), door.Get("/api/open")).status, 429);
+    body.Send("{}");
+    EXPECT_TRUE(body.ReceiveUntil("a||{}").ends_with("\r\n\r\na||{}"));
+    EXPECT_FALSE(stream.IsClosed(k_short));
 }
 
 TEST(DoorLimits, HoldForStreams)
