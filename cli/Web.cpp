@@ -6,6 +6,8 @@
 #include <fmt/format.h>
 #include <poll.h>
 #include <spawn.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include "cli/FindJob.h"
@@ -26,9 +28,14 @@ const char *const k_browser = "xdg-open";
 // Its options, its files and its port: all of it is quick, but the machine may be busy.
 constexpr std::chrono::seconds k_start_time{20};
 
+// A browser that runs already has the page shown at once; where it is started it may stay.
+constexpr std::chrono::seconds k_browser_time{3};
+
 /// Starts a program in a session of its own, so that it stays when this one goes. What it prints
-/// goes to `output`. Gives why it could not; empty where it runs.
-String StartDetached(const String &program, const std::vector<String> &arguments, int output)
+/// goes to `output`, and what it says of itself to `errors`: whoever reads this one's must not wait
+/// for that one's. Gives why it could not; empty where it runs.
+String StartDetached(const String &program, const std::vector<String> &arguments, int output,
+                     int errors, pid_t *started = nullptr)
 {
     std::vector<char *> pointers{const_cast<char *>(program.c_str())};
     for (const String &argument : arguments)
@@ -39,6 +46,7 @@ String StartDetached(const String &program, const std::vector<String> &arguments
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
     posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
+    posix_spawn_file_actions_adddup2(&actions, errors, STDERR_FILENO);
     posix_spawnattr_t attributes;
     posix_spawnattr_init(&attributes);
     posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID);
@@ -47,7 +55,24 @@ String StartDetached(const String &program, const std::vector<String> &arguments
         posix_spawnp(&process, program.c_str(), &actions, &attributes, pointers.data(), environ);
     posix_spawnattr_destroy(&attributes);
     posix_spawn_file_actions_destroy(&actions);
+    if (started)
+        *started = process;
     return error == 0 ? String() : "cannot start " + program + ": " + std::strerror(error);
+}
+
+/// Why a program has failed that was started just now; empty where it ends well, or goes on.
+String FindFailure(const String &program, pid_t process, std::chrono::milliseconds within)
+{
+    const ostrel::Descriptor ended(int(syscall(SYS_pidfd_open, process, 0)));
+    pollfd ready{ended.Number(), POLLIN, 0};
+    if (!ended.IsOpen() || poll(&ready, 1, int(within.count())) != 1)
+        return {};
+    int status = 0;
+    if (waitpid(process, &status, 0) != process || status == 0)
+        return {};
+    return program + (WIFEXITED(status)
+                          ? " has failed with status " + std::to_string(WEXITSTATUS(status))
+                          : " was ended by signal " + std::to_string(WTERMSIG(status)));
 }
 
 /// Beside this program, else on the search path.
@@ -180,7 +205,7 @@ private:
             throw new Failure(k_Refused, String("cannot make a pipe: ") + std::strerror(errno));
         const ostrel::Descriptor readEnd(ends[0]);
         auto writeEnd = std::make_unique<ostrel::Descriptor>(ends[1]);
-        if (const String reason = StartDetached(ServerProgram(), arguments, ends[1]);
+        if (const String reason = StartDetached(ServerProgram(), arguments, ends[1], STDERR_FILENO);
             !reason.empty())
             throw new Failure(k_Refused, reason);
         writeEnd.reset();
@@ -191,8 +216,11 @@ private:
     static bool OpenBrowser(const String &link)
     {
         const ostrel::Descriptor nothing(open("/dev/null", O_WRONLY | O_CLOEXEC));
-        const String reason =
-            StartDetached(k_browser, {"file://" + MakeWayTo(link)}, nothing.Number());
+        pid_t process = 0;
+        String reason = StartDetached(k_browser, {"file://" + MakeWayTo(link)}, nothing.Number(),
+                                      nothing.Number(), &process);
+        if (reason.empty())
+            reason = FindFailure(k_browser, process, k_browser_time);
         if (reason.empty())
             fmt::print(stderr, "the page opens in the browser; --print prints its link\n");
         else

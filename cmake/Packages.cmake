@@ -20,6 +20,11 @@ foreach(component common cli window master)
 endforeach()
 install(FILES ${PROJECT_SOURCE_DIR}/docs/notices.md ${PROJECT_SOURCE_DIR}/docs/service.md
     DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${package_master} COMPONENT master EXCLUDE_FROM_ALL)
+install(FILES ${PROJECT_SOURCE_DIR}/docs/api.md ${PROJECT_SOURCE_DIR}/docs/web.md
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${package_cli} COMPONENT cli EXCLUDE_FROM_ALL)
+# Nobody's until an administrator has given it a user, a certificate and a token.
+install(FILES ${debian}/corvan-web.service
+    DESTINATION /lib/systemd/system COMPONENT cli EXCLUDE_FROM_ALL)
 install(FILES ${debian}/corvan-master.service
     DESTINATION /lib/systemd/system COMPONENT master EXCLUDE_FROM_ALL)
 install(FILES ${debian}/corvan-master.ini

@@ -2,13 +2,18 @@
 
 import http.client
 import json
+import pathlib
 import re
+import shutil
+import signal
 import ssl
 import subprocess
 import unittest
 
 from farm import BIN, PATIENCE, wait_until
 from users_test import TlsMaster
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
 
 
 class Studio(TlsMaster):
@@ -29,11 +34,13 @@ class Studio(TlsMaster):
         options = self.folder / "config" / "CorvanWeb" / "CorvanWeb.ini"
         options.parent.mkdir(parents=True)
         options.write_text(f"[Master]\nCertificate = {self.tls}/authority.pem\n")
-        self.web = subprocess.Popen(
+        self.run_web(
             [BIN / "corvan-web", "--listen", "127.0.0.1:0", "--token-file", servers_own]
-            + ["--certificate", self.tls / "certificate.pem", "--key", self.tls / "key.pem"],
-            env=self.env, stdout=subprocess.PIPE, text=True,
+            + ["--certificate", self.tls / "certificate.pem", "--key", self.tls / "key.pem"]
         )
+
+    def run_web(self, command):
+        self.web = subprocess.Popen(command, env=self.env, stdout=subprocess.PIPE, text=True)
         self.addCleanup(self.web.stdout.close)
         self.addCleanup(self.web.wait)
         self.addCleanup(self.web.kill)
@@ -92,6 +99,40 @@ class Studio(TlsMaster):
         self.assertEqual(self.ask("/api/session", Cookie=cookie)[1]["user"], "anna")
         self.assertEqual(self.ask("/api/session/end", None, {}, Cookie=cookie, Origin=origin)[0], 204)
         self.assertEqual(self.ask("/api/session", Cookie=cookie)[0], 401)
+
+    def test_a_renewed_certificate_is_taken_and_a_broken_one_is_not(self):
+        def shown():
+            return ssl.get_server_certificate(tuple(self.place.split(":")))
+
+        first = shown()
+        self.run_master("init-tls", self.tls, "localhost", "127.0.0.1")
+        renewed = (self.tls / "certificate.pem").read_text().strip()
+        self.assertNotEqual(renewed, first.strip())
+        self.web.send_signal(signal.SIGHUP)
+        wait_until(lambda: shown().strip() == renewed)
+        self.assertEqual(self.ask("/api/jobs", self.anna)[0], 200)
+
+        (self.tls / "certificate.pem").write_text(renewed[:100])
+        self.web.send_signal(signal.SIGHUP)
+        log = self.folder / "state" / "CorvanWeb" / "CorvanWeb.log"
+        wait_until(lambda: "the one before is used on" in log.read_text())
+        self.assertRegex(log.read_text(), r"cannot use certificate \S+certificate.pem with key \S+key.pem: ")
+        self.assertEqual(shown().strip(), renewed)
+
+    def test_the_command_of_its_unit_starts_it(self):
+        unit = (ROOT / "packaging" / "debian" / "corvan-web.service").read_text().replace("\\\n", " ")
+        [command] = re.findall(r"^ExecStart=(.*)", unit, re.M)
+        shutil.copy(self.folder / "web.token", self.tls / "token")
+        for was, is_here in (
+            ("/usr/bin", str(BIN)), ("/etc/corvan-web", str(self.tls)), ("/var/log/corvan-web", str(self.folder)),
+            ("${LISTEN}", "127.0.0.1:0"), ("${MASTER}", self.env["CORVAN_MASTER"]), ("$OPTIONS", "--host-name web.example"),
+        ):
+            self.assertIn(was, command)
+            command = command.replace(was, is_here)
+        self.run_web(command.split())
+        self.assertEqual(self.ask("/api/session", self.bo, Host="web.example:" + self.place.split(":")[1])[0], 200)
+        self.web.send_signal(signal.SIGHUP)
+        wait_until(lambda: "was read anew" in (self.folder / "corvan-web.log").read_text())
 
     def test_a_token_that_the_master_removes_opens_nothing_any_more(self):
         self.assertEqual(self.ask("/api/jobs", self.bo)[0], 200)

@@ -6,7 +6,9 @@ import os
 import pathlib
 import re
 import signal
+import socket
 import subprocess
+import sys
 import unittest
 import urllib.parse
 
@@ -232,6 +234,39 @@ class WebApi(WebTest):
                 self.assertEqual(got, status, answer)
                 self.assertGreater(len(answer["error"]), 10)
 
+    @unittest.skipUnless(os.geteuid() == 0, "it takes root to become another user")
+    def test_gives_nothing_to_another_user_who_has_the_token(self):
+        # What is not imported by then may be out of that user's reach.
+        asks = (
+            "import encodings.idna, http.client, os, sys\n"
+            "os.setuid(int(sys.argv[3]))\n"
+            "connection = http.client.HTTPConnection(sys.argv[1])\n"
+            "connection.request('GET', '/api/jobs', headers={'Authorization': 'Bearer ' + sys.argv[2]})\n"
+            "answer = connection.getresponse()\n"
+            "print(answer.status, answer.read().decode())"
+        )
+        for user, status, says in ((65534, "403", "another user of this machine"), (0, "200", '"total"')):
+            done = subprocess.run(
+                [sys.executable, "-c", asks, self.url.netloc, self.token, str(user)],
+                capture_output=True, text=True, timeout=PATIENCE, check=False,
+            )
+            self.assertEqual(done.stdout[:3], status, done)
+            self.assertIn(says, done.stdout)
+
+    def test_refuses_a_selection_that_is_too_long_and_says_what_to_do(self):
+        job = self.render()
+        frames = ",".join(str(frame) for frame in range(1, 1_000_000, 3))
+        self.assertGreater(len(frames), 2_000_000)
+        status, answer, _ = self.ask(f"/api/jobs/{job}/requeue", {"frames": frames})
+        self.assertEqual(
+            (status, answer),
+            (413, {"error": "the body is too long: 1048576 bytes are taken at most; name fewer frames at a time, "
+                            'or all bad ones by {"bad": true}'}),
+        )
+        # A pattern that can be said shortly is short.
+        status, answer, _ = self.ask(f"/api/jobs/{job}/requeue", {"frames": "1-999999x3", "exact": True})
+        self.assertEqual((status, answer["frames"]), (201, "1-10x3"))
+
     def test_renders_frames_again(self):
         job = self.render()
         (self.folder / "f.0003.raw").unlink()
@@ -306,6 +341,86 @@ class WebApi(WebTest):
         wait_until(lambda: "X-Corvan-Old-Since" not in self.ask(f"/api/jobs/{job}")[2])
 
 
+class WebIdle(WebTest):
+    def start_idle(self, seconds):
+        options = self.folder / "config" / "CorvanWeb" / "CorvanWeb.ini"
+        options.parent.mkdir(parents=True)
+        options.write_text(f"[Page]\nIdleSeconds = {seconds}\n")
+        self.start_master()
+        self.start_web()
+
+    def web_log(self):
+        return (self.folder / "state" / "CorvanWeb" / "CorvanWeb.log").read_text()
+
+    def test_ends_when_nobody_was_there_for_a_while(self):
+        self.start_idle(1)
+        self.assertEqual(self.web.wait(PATIENCE), 0)
+        self.assertIn("nobody was here for a while", self.web_log())
+
+    def test_stays_as_long_as_a_page_is_open(self):
+        self.start_idle(1)
+        connection = http.client.HTTPConnection(self.url.netloc, timeout=PATIENCE)
+        connection.request("GET", "/api/events?jobs=1", headers={"Authorization": f"Bearer {self.token}"})
+        stream = connection.getresponse()
+        self.assertEqual(stream.status, 200)
+        with self.assertRaises(subprocess.TimeoutExpired):
+            self.web.wait(3)
+        stream.close()
+        connection.close()
+        self.assertEqual(self.web.wait(PATIENCE), 0)
+
+    def test_refuses_a_time_that_is_none(self):
+        for seconds in ("0", "-5", "604801"):
+            options = self.folder / "idle.ini"
+            options.write_text(f"[Page]\nIdleSeconds = {seconds}\n")
+            done = subprocess.run(
+                [BIN / "corvan-web", "--options", options], env=self.env, capture_output=True, text=True,
+                timeout=PATIENCE, check=False,
+            )
+            self.assertEqual(done.returncode, 2, done)
+            self.assertIn(f"IdleSeconds {seconds}: it has to be a number from 1 to 604800", done.stderr)
+
+
+class WebListening(WebTest):
+    def listen(self, place):
+        return subprocess.Popen(
+            [BIN / "corvan-web", "--listen", place], env=self.env, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+            text=True,
+        )
+
+    def test_at_an_address_of_ipv6_it_is_known_by_that(self):
+        try:
+            with socket.socket(socket.AF_INET6) as own:
+                own.bind(("::1", 0))
+        except OSError as reason:
+            self.skipTest(f"this machine has no ::1: {reason}")
+        self.start_master()
+        with self.listen("[::1]:0") as web:
+            self.addCleanup(web.kill)
+            said = web.stdout.readline()
+            port = int(re.fullmatch(r"corvan-web: listening on http://\[::1\]:(\d+)\n", said).group(1))
+            for host, status in ((f"[::1]:{port}", 401), (f"localhost:{port}", 401), (f"127.0.0.1:{port}", 421)):
+                connection = http.client.HTTPConnection("::1", port, timeout=PATIENCE)
+                connection.request("GET", "/api/jobs", headers={"Host": host})
+                self.assertEqual(connection.getresponse().status, status, host)
+                connection.close()
+            web.terminate()
+            self.assertEqual(web.wait(PATIENCE), 0)
+
+    def test_refuses_places_that_are_none(self):
+        for place, reason in (
+            ("::1:8080", "an address of IPv6 stands in brackets, [::1]:8443"),
+            ("::1", "an address of IPv6 stands in brackets, [::1]:8443"),
+            ("[::1]", "it has to be HOST:PORT"),
+            ("localhost", "it has to be HOST:PORT"),
+            ("localhost:65536", "it has to be HOST:PORT"),
+        ):
+            with self.subTest(place=place), self.listen(place) as web:
+                told = web.communicate(timeout=PATIENCE)[1]
+                self.assertEqual(web.returncode, 2, told)
+                self.assertIn(reason, told)
+
+
 class WebVerb(WebTest):
     def setUp(self):
         super().setUp()
@@ -313,9 +428,67 @@ class WebVerb(WebTest):
         self.env.pop("WAYLAND_DISPLAY", None)
         self.start_master()
 
-    def end_server(self, url):
-        """Whoever listens there ends with the test."""
-        port = urllib.parse.urlsplit(url).port
+    def put_browser(self, script):
+        """The program that opens the user's browser is this script, or, with None, is not there."""
+        self.env["DISPLAY"] = ":1"
+        programs = self.folder / "programs"
+        programs.mkdir(exist_ok=True)
+        self.env["PATH"] = str(programs)
+        if script is not None:
+            browser = programs / "xdg-open"
+            browser.write_text(f"#!/bin/sh\n{script}\n")
+            browser.chmod(0o755)
+
+    def open_session(self, link):
+        """The status with which the page of a link gets in."""
+        self.url = urllib.parse.urlsplit(link)
+        connection = http.client.HTTPConnection(self.url.netloc, timeout=PATIENCE)
+        connection.request(
+            "POST", "/api/session", json.dumps({"secret": self.url.fragment.removeprefix("secret=")}),
+            {"Content-Type": "application/json", "Origin": f"http://{self.url.netloc}"},
+        )
+        status = connection.getresponse().status
+        connection.close()
+        return status
+
+    def test_opens_the_browser_by_a_file_that_nobody_else_can_read(self):
+        opened = self.folder / "opened"
+        self.addCleanup(self.end_server)
+        self.put_browser(f"echo \"$@\" > '{opened}'")
+        done = self.run_corvan("web")
+        self.assertEqual((done.stdout, done.stderr), ("", "the page opens in the browser; --print prints its link\n"))
+        way = pathlib.Path(opened.read_text().strip().removeprefix("file://"))
+        self.assertEqual((way.stat().st_mode & 0o777, way.parent.stat().st_mode & 0o777), (0o600, 0o700))
+        [link] = set(re.findall(r"http://[^\"]*#secret=[0-9a-f]{64}", way.read_text()))
+        self.assertEqual(self.open_session(link), 204)
+
+    def test_goes_on_where_the_browser_stays(self):
+        self.addCleanup(self.end_server)
+        os.mkfifo(self.folder / "stay")
+        self.put_browser(f"read end < '{self.folder}/stay'")
+        done = self.run_corvan("web")
+        self.assertEqual((done.stdout, done.stderr), ("", "the page opens in the browser; --print prints its link\n"))
+        (self.folder / "stay").write_text("now\n")
+
+    def test_prints_the_link_where_no_browser_opens(self):
+        self.addCleanup(self.end_server)
+        for script, reason in (
+            (None, "cannot start xdg-open: No such file or directory; open this link:\n"),
+            ("exit 3", "xdg-open has failed with status 3; open this link:\n"),
+            ("kill -9 $$", "xdg-open was ended by signal 9; open this link:\n"),
+        ):
+            with self.subTest(script=script):
+                self.put_browser(script)
+                done = self.run_corvan("web")
+                self.assertEqual(done.stderr, reason)
+                self.assertEqual(self.open_session(done.stdout.strip()), 204)
+        self.env.pop("DISPLAY")
+        done = self.run_corvan("web")
+        self.assertEqual(done.stderr, "")
+        self.assertEqual(self.open_session(done.stdout.strip()), 204)
+
+    def end_server(self):
+        """Those that a test has started end with it."""
         for entry in pathlib.Path("/proc").iterdir():
             try:
                 if not entry.name.isdigit() or "corvan-web" not in (entry / "comm").read_text():
@@ -324,27 +497,17 @@ class WebVerb(WebTest):
                     os.kill(int(entry.name), signal.SIGTERM)
             except OSError:
                 continue
-        self.assertTrue(port)
 
     def test_prints_a_link_that_is_good_once(self):
         job = self.submit("true", "--range", "1-5", "--format", f"{self.folder}/f.%04d.raw", "--paused", "--name", "tower")
         link = self.corvan("web", "tower", "--print").strip()
-        self.addCleanup(self.end_server, link)
-        self.url = urllib.parse.urlsplit(link)
+        self.addCleanup(self.end_server)
+        self.assertEqual([self.open_session(link) for _ in range(2)], [204, 401])
         self.assertEqual((self.url.hostname, self.url.query), ("127.0.0.1", f"job={job}"))
-        secret = self.url.fragment.removeprefix("secret=")
-        for status in (204, 401):
-            connection = http.client.HTTPConnection(self.url.netloc, timeout=PATIENCE)
-            connection.request(
-                "POST", "/api/session", json.dumps({"secret": secret}),
-                {"Content-Type": "application/json", "Origin": f"http://{self.url.netloc}"},
-            )
-            self.assertEqual(connection.getresponse().status, status)
-            connection.close()
 
     def test_prints_address_and_token_for_scripts(self):
         url, token = self.corvan("web", "--print-token").splitlines()
-        self.addCleanup(self.end_server, url)
+        self.addCleanup(self.end_server)
         self.url, self.token = urllib.parse.urlsplit(url), token
         wait_until(lambda: self.ask("/healthz")[0] == 200)
         self.assertEqual(self.get("/api/session")["isPersonal"], True)

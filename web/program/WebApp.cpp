@@ -33,7 +33,7 @@ namespace
 // Where Debian's libjs-dygraphs is.
 const char *const k_plots = "/usr/share/javascript/dygraphs";
 
-constexpr std::chrono::seconds k_look_whether_idle{5};
+constexpr int k_most_idle_seconds = 7 * 86'400;
 
 std::vector<PublicFiles> FilesOfPage()
 {
@@ -54,20 +54,44 @@ PictureSettings SettingsOfPictures()
     return settings;
 }
 
+std::chrono::seconds ReadIdleTime(const ostrel::IniFile &options)
+{
+    const auto usual = std::chrono::seconds(WebApp::k_PersonalIdle).count();
+    const int seconds = options.GetValue("Page", "IdleSeconds", int(usual));
+    if (seconds < 1 || seconds > k_most_idle_seconds)
+        throw new UsageException("IdleSeconds " + std::to_string(seconds) +
+                                 ": it has to be a number from 1 to " +
+                                 std::to_string(k_most_idle_seconds));
+    return std::chrono::seconds(seconds);
+}
+
 // Ends the loop once nobody has been here for so long.
 void EndWhenIdle(boost::asio::io_context &loop, boost::asio::steady_timer &timer,
-                 const Server &server)
+                 const Server &server, std::chrono::milliseconds most)
 {
-    timer.expires_after(k_look_whether_idle);
+    timer.expires_after(most / 20);
     timer.async_wait(
-        [&](const boost::system::error_code &error)
+        [&, most](const boost::system::error_code &error)
         {
             if (error)
                 return;
-            if (server.IdleFor() < WebApp::k_PersonalIdle)
-                return EndWhenIdle(loop, timer, server);
+            if (server.IdleFor() < most)
+                return EndWhenIdle(loop, timer, server, most);
             ostrel::LogStatus("nobody was here for a while");
             loop.stop();
+        });
+}
+
+// Again with each signal.
+void RenewOnSignal(boost::asio::signal_set &signals, Server &server)
+{
+    signals.async_wait(
+        [&](const boost::system::error_code &error, int)
+        {
+            if (error)
+                return;
+            server.RenewCertificate();
+            RenewOnSignal(signals, server);
         });
 }
 
@@ -117,6 +141,7 @@ bool WebApp::Run(CommandLine commandLine)
 
 void WebApp::Serve(const WebOptions &options)
 {
+    const std::chrono::seconds idleTime = ReadIdleTime(Options());
     // A connection takes one, and so does each frame that is looked at.
     ostrel::RaiseDescriptorLimit();
     boost::asio::io_context loop;
@@ -157,6 +182,13 @@ void WebApp::Serve(const WebOptions &options)
             if (!error)
                 loop.stop();
         });
+    // Without a certificate it ends with its terminal, as any program does.
+    boost::asio::signal_set renewals(loop);
+    if (options.tls)
+    {
+        renewals.add(SIGHUP);
+        RenewOnSignal(renewals, server);
+    }
     const std::string line = "corvan-web: listening on " + server.Origin();
     std::puts(line.c_str());
     std::fflush(stdout);
@@ -165,7 +197,7 @@ void WebApp::Serve(const WebOptions &options)
     if (options.isPersonal)
     {
         TellLink(server, options, settings.personalToken);
-        EndWhenIdle(loop, idle, server);
+        EndWhenIdle(loop, idle, server, idleTime);
     }
     ostrel::RunLoop(loop);
     farm.Users().SetEndSession({});

@@ -13,7 +13,8 @@ public:
     WebApp();
     ~WebApp() override;
 
-    /// How long a personal server lives on after the last request.
+    /// How long a personal server lives on after the last request, where key "IdleSeconds" of
+    /// section "Page" says nothing else.
     static constexpr std::chrono::minutes k_PersonalIdle{10};
 
     /// Runs until a signal, or idleness, ends it. Once it listens it prints

@@ -21,6 +21,10 @@ void ReadListen(const String &text, WebOptions &options)
         throw new UsageException("--listen " + text +
                                  ": it has to be HOST:PORT, with a port from 0 to 65535");
     options.host = text.substr(0, colon);
+    const bool hasBrackets = options.host.starts_with('[') && options.host.ends_with(']');
+    if (options.host.find(':') != String::npos && !hasBrackets)
+        throw new UsageException("--listen " + text +
+                                 ": an address of IPv6 stands in brackets, [::1]:8443");
 }
 
 String TextOf(const CommandLine &commandLine, const char *option)
