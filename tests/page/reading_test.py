@@ -157,6 +157,10 @@ class Reading(PageTest):
         page.press(Keys.ENTER)
         wait_until(lambda: page.notices() == [])
         self.assertEqual(page.focused(), "main")
+        self.stop_master()
+        page.wait_for_text("#state", "The Master is gone")
+        read = " ".join(n["name"] for n in self.tree(page) if n["role"] == "StaticText")
+        self.assertIn("The Master is gone", read)
 
     def test_a_question_says_what_it_is_keeps_the_keyboard_and_gives_it_back(self):
         page = self.open_all()
