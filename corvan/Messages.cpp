@@ -409,6 +409,7 @@ void RefusedMsg::Write(wire::Envelope &envelope) const
     body.set_what(MakeUtf8(what));
     body.set_reason(MakeUtf8(reason));
     body.set_job(OptionalText(job));
+    body.set_missing_right(MakeUtf8(missingRight));
 }
 
 bool RefusedMsg::Read(const wire::Envelope &envelope, String *whyNot)
@@ -416,6 +417,7 @@ bool RefusedMsg::Read(const wire::Envelope &envelope, String *whyNot)
     const wire::Refused &body = envelope.refused();
     what = body.what();
     reason = body.reason();
+    missingRight = body.missing_right();
     return ReadOptionalId(body.job(), "job", job, whyNot);
 }
 

@@ -348,8 +348,10 @@ public:
     bool Read(const wire::Envelope &envelope, String *whyNot) override;
 
     String what;
-    String reason;
-    UID job; ///< Nil where it was about no job.
+    String reason; ///< For people.
+    UID job;       ///< Nil where it was about no job.
+    /// The right that the user lacks, "edit-own"; empty where it was refused for another reason.
+    String missingRight;
 };
 
 } // namespace corvan

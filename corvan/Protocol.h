@@ -30,7 +30,4 @@ String ProtocolDifference(unsigned one, unsigned other);
 /// The call's metadata in which a client brings its token. Any bytes, so that any token can be.
 constexpr const char *k_TokenMetadata = "corvan-token-bin";
 
-/// What the reason begins with where a user lacks the right to something: the right's name follows.
-constexpr const char *k_MissingRight = "the right \"";
-
 } // namespace corvan

@@ -44,7 +44,7 @@ void Outbox::Accept(ClientNumber client, std::uint64_t request, const UID &job)
 }
 
 void Outbox::Refuse(ClientNumber client, std::uint64_t request, const String &what,
-                    const String &reason, const UID &job)
+                    const String &reason, const UID &job, const String &missingRight)
 {
     _CallEntry call("Outbox::Refuse", __FILE__, __LINE__);
 
@@ -52,6 +52,7 @@ void Outbox::Refuse(ClientNumber client, std::uint64_t request, const String &wh
     refused->what = what;
     refused->reason = reason;
     refused->job = job;
+    refused->missingRight = missingRight;
     Answer(client, request, refused);
     ++m_refusals;
 }

@@ -66,8 +66,9 @@ public:
 
     /// Carried out. Nothing where the request wanted no answer (serial 0).
     void Accept(ClientNumber client, std::uint64_t request, const UID &job);
+    /// `missingRight` is the right that the client lacks, where that is why.
     void Refuse(ClientNumber client, std::uint64_t request, const String &what,
-                const String &reason, const UID &job);
+                const String &reason, const UID &job, const String &missingRight = {});
 
     /// To all followers of a job: a parameter has changed.
     void Tell(const UID &job, const String &name, const String &value);

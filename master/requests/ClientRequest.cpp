@@ -43,6 +43,16 @@ void ClientRequest::RefuseUnknown(const UID &job, const String &thing) const
     Refuse("there is no such job", job, thing);
 }
 
+void ClientRequest::RefuseForRight(const MissingRight &missing, const UID &job) const
+{
+    _CallEntry call("ClientRequest::RefuseForRight", __FILE__, __LINE__);
+
+    const String what = message.TypeName();
+    ostrel::LogInfo("refused " + what + " of client " + std::to_string(caller.client) + ": " +
+                    missing.sentence);
+    outbox.Refuse(caller.client, message.serial, what, missing.sentence, job, missing.name);
+}
+
 void ClientRequest::NoteChange(const UID &job, const String &name, const String &oldValue,
                                const String &newValue) const
 {

@@ -2,6 +2,7 @@
 
 #include "master/door/Identity.h"
 #include "master/jobs/Outbox.h"
+#include "master/requests/Rights.h"
 
 namespace master
 {
@@ -25,6 +26,7 @@ struct ClientRequest
     /// Not carried out. `thing` is what of the message was refused: a parameter, say.
     void Refuse(const String &reason, const UID &job, const String &thing = {}) const;
     void RefuseUnknown(const UID &job, const String &thing) const;
+    void RefuseForRight(const MissingRight &missing, const UID &job) const;
     void Answer(boost::shared_ptr<Message> answer) const;
 
     /// For the audit log: a parameter of a job was changed.

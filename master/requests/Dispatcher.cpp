@@ -34,13 +34,13 @@ void Dispatcher::Handle(const Caller &caller, const Message &message, Outbox &ou
     const std::optional<Need> need = FindNeed(message);
     if (!need)
         return request.Refuse(k_not_taken, UID());
-    const String missing = FindMissing(caller, *need);
-    if (missing.empty())
+    const std::optional<MissingRight> missing = FindMissing(caller, *need);
+    if (!missing)
         return Carry(request);
     AuditEntry entry = EntryOf(caller.who, message.TypeName(), need->job);
-    entry.refused = missing;
+    entry.refused = missing->sentence;
     outbox.Audit(std::move(entry));
-    request.Refuse(missing, need->job);
+    request.RefuseForRight(*missing, need->job);
 }
 
 void Dispatcher::TakeAway(const JobState &state, Outbox &outbox)
@@ -50,8 +50,8 @@ void Dispatcher::TakeAway(const JobState &state, Outbox &outbox)
     m_removals.TakeAway(state, outbox);
 }
 
-// Which right is missing; empty where none is.
-String Dispatcher::FindMissing(const Caller &caller, const Need &need)
+// Nothing where none is missing.
+std::optional<MissingRight> Dispatcher::FindMissing(const Caller &caller, const Need &need)
 {
     _CallEntry call("Dispatcher::FindMissing", __FILE__, __LINE__);
 
@@ -60,7 +60,7 @@ String Dispatcher::FindMissing(const Caller &caller, const Need &need)
         return FindMissingRight(caller.who, need.right, {});
     const std::optional<String> owner = m_store.FindOwner(need.job);
     // A job that is not there is nobody's; that there is none is told instead.
-    return owner ? FindMissingRight(caller.who, need.right, *owner) : String();
+    return owner ? FindMissingRight(caller.who, need.right, *owner) : std::nullopt;
 }
 
 void Dispatcher::Carry(const ClientRequest &request)

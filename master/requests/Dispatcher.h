@@ -40,7 +40,7 @@ public:
     }
 
 private:
-    String FindMissing(const Caller &caller, const Need &need);
+    std::optional<MissingRight> FindMissing(const Caller &caller, const Need &need);
     void Carry(const ClientRequest &request);
     static void WishOfNodes(const ClientRequest &request, std::optional<NodeWish::Order> order);
     void Follow(const ClientRequest &request, const corvan::FollowJobMsg &message);

@@ -4,7 +4,6 @@
 #include <iterator>
 
 #include "corvan/Messages.h"
-#include "corvan/Protocol.h"
 
 namespace master
 {
@@ -54,10 +53,15 @@ const NeedRow k_needs[] = {
     Edits<corvan::RemoveJobMsg>(),
 };
 
-String Missing(const Identity &who, const char *right)
+MissingRight Missing(const Identity &who, const char *right)
 {
-    return String(corvan::k_MissingRight) + right + "\" is missing: user " + who.user + " has the role \"" +
-           RoleName(who.role) + "\"";
+    return {right, String("the right \"") + right + "\" is missing: user " + who.user +
+                       " has the role \"" + RoleName(who.role) + "\""};
+}
+
+std::optional<MissingRight> MissingBelow(Role least, const Identity &who, const char *right)
+{
+    return who.role >= least ? std::nullopt : std::optional(Missing(who, right));
 }
 
 } // namespace
@@ -71,25 +75,27 @@ std::optional<Need> FindNeed(const Message &message)
     return Need{row->right, row->jobOf(message)};
 }
 
-String FindMissingRight(const Identity &who, Right needed, const String &owner)
+std::optional<MissingRight> FindMissingRight(const Identity &who, Right needed, const String &owner)
 {
     switch (needed)
     {
     case Right::Watch:
-        return {};
+        return std::nullopt;
     case Right::Submit:
-        return who.role >= Role::Submit ? String() : Missing(who, "submit");
+        return MissingBelow(Role::Submit, who, "submit");
     case Right::Administer:
-        return who.role >= Role::Admin ? String() : Missing(who, "admin");
+        return MissingBelow(Role::Admin, who, "admin");
     case Right::Edit:
         break;
     }
     if (who.role < Role::EditOwn)
         return Missing(who, "edit-own");
     if (who.role >= Role::EditAll || (!owner.empty() && owner == who.user))
-        return {};
-    return Missing(who, "edit-all") + ", and the job is " +
-           (owner.empty() ? String("nobody's") : "of user " + owner);
+        return std::nullopt;
+    MissingRight missing = Missing(who, "edit-all");
+    missing.sentence +=
+        ", and the job is " + (owner.empty() ? String("nobody's") : "of user " + owner);
+    return missing;
 }
 
 } // namespace master

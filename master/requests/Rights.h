@@ -32,8 +32,16 @@ struct Need
 /// is one that the Master does not take.
 std::optional<Need> FindNeed(const Message &message);
 
-/// Which right is missing for that; empty where none is. `owner` is that of the job that is to be
+/// A right that a user lacks.
+struct MissingRight
+{
+    String name;     ///< By the role that is the first to have it: "edit-own".
+    String sentence; ///< For people: with the user and the role.
+};
+
+/// Which right is missing for that; nothing where none is. `owner` is that of the job that is to be
 /// edited, empty where it has none or there is no such job.
-String FindMissingRight(const Identity &who, Right needed, const String &owner);
+std::optional<MissingRight> FindMissingRight(const Identity &who, Right needed,
+                                             const String &owner);
 
 } // namespace master

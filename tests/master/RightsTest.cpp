@@ -40,9 +40,10 @@ TEST(Rights, FollowFromTheRole)
         {
             const Identity who{
                 .user = "anna", .role = Role(role), .peer = {}, .token = {}, .peerKey = {}};
-            const std::string told = master::FindMissingRight(who, right, owner);
+            const auto lacking = master::FindMissingRight(who, right, owner);
+            const std::string told = lacking ? lacking->sentence : "";
             const std::string name = missing[role];
-            EXPECT_EQ(told.empty(), name.empty()) << told;
+            EXPECT_EQ(lacking ? lacking->name : "", name) << told;
             EXPECT_EQ(told.find("the right \"" + name + "\" is missing: user anna has the role \"" +
                                 master::RoleName(Role(role)) + "\""),
                       name.empty() ? std::string::npos : 0u)
@@ -55,9 +56,9 @@ TEST(Rights, SayWhoseTheJobIs)
     const Identity who{
         .user = "anna", .role = Role::EditOwn, .peer = {}, .token = {}, .peerKey = {}};
     EXPECT_TRUE(master::FindMissingRight(who, Right::Edit, "bert")
-                    .ends_with(", and the job is of user bert"));
-    EXPECT_TRUE(
-        master::FindMissingRight(who, Right::Edit, "").ends_with(", and the job is nobody's"));
+                    ->sentence.ends_with(", and the job is of user bert"));
+    EXPECT_TRUE(master::FindMissingRight(who, Right::Edit, "")
+                    ->sentence.ends_with(", and the job is nobody's"));
 }
 
 // A message that is added without a row in the table would be nobody's, and one without a row here

@@ -57,9 +57,10 @@ protected:
             return "(no answer)";
         if (!answer->has_refused())
             return answer->has_accepted() ? "accepted" : "answered";
+        const std::string &right = answer->refused().missing_right();
         const std::string &reason = answer->refused().reason();
-        const std::size_t begin = reason.find("the right \"");
-        return begin == 0 ? reason.substr(11, reason.find('"', 11) - 11) : reason;
+        EXPECT_EQ(reason.starts_with("the right \"" + right + "\""), !right.empty()) << reason;
+        return right.empty() ? reason : right;
     }
 
     std::vector<nlohmann::json> AuditLines()

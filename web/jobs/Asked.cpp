@@ -2,7 +2,6 @@
 
 #include <charconv>
 
-#include "corvan/Protocol.h"
 #include "corvan/Utf8.h"
 #include "web/door/HttpError.h"
 #include "web/jobs/Statuses.h"
@@ -58,9 +57,9 @@ Response NotDone(const MasterAnswer &answer)
     switch (answer.kind)
     {
     case MasterAnswer::Kind::Refused:
-        return ErrorResponse(answer.reason.starts_with(corvan::k_MissingRight) ? k_Forbidden
-                                                                               : k_Conflict,
-                             answer.reason);
+        return ErrorResponse(k_Conflict, answer.reason);
+    case MasterAnswer::Kind::NoRight:
+        return ErrorResponse(k_Forbidden, answer.reason);
     case MasterAnswer::Kind::NoMaster:
         return ErrorResponse(k_Unavailable, answer.reason);
     case MasterAnswer::Kind::Silent:

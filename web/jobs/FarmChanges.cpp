@@ -249,7 +249,7 @@ void Farm::Submit(MasterLink &link, const boost::shared_ptr<Job> &job, std::stri
              {
                  if (answer.kind == MasterAnswer::Kind::Answered)
                      return reply(JsonResponse(done, k_Created));
-                 if (answer.kind == MasterAnswer::Kind::Refused)
+                 if (answer.IsRefused())
                      return reply(NotDone(answer));
                  // It may have been kept all the same.
                  MasterAnswer unsure = answer;

@@ -134,7 +134,10 @@ void MasterLink::OnMessage(const boost::shared_ptr<Message> &message)
         return;
     }
     if (const auto *refused = dynamic_cast<const corvan::RefusedMsg *>(message.get()))
-        question.mapped().told({MasterAnswer::Kind::Refused, {}, refused->reason});
+        question.mapped().told({refused->missingRight.empty() ? MasterAnswer::Kind::Refused
+                                                              : MasterAnswer::Kind::NoRight,
+                                {},
+                                refused->reason});
     else
         question.mapped().told({MasterAnswer::Kind::Answered, message, {}});
 }

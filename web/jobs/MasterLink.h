@@ -22,12 +22,18 @@ struct MasterAnswer
     {
         Answered, ///< By `message`.
         Refused,  ///< With `reason`, the Master's own words.
+        NoRight,  ///< The same: the user lacks the right to it.
         NoMaster, ///< There is none, or it went before it answered: nobody knows what it has done.
         Silent,   ///< It has not answered in time.
     };
     Kind kind = Kind::NoMaster;
     boost::shared_ptr<Message> message{};
     String reason{};
+
+    bool IsRefused() const
+    {
+        return kind == Kind::Refused || kind == Kind::NoRight;
+    }
 };
 
 /// A connection to the Master that comes back by itself: asks, and tells what comes.

@@ -89,6 +89,18 @@ TEST_F(MasterLinkTest, GivesEachAnswerToWhoHasAsked)
     EXPECT_EQ(m_answers[1].kind, Kind::Refused);
     EXPECT_EQ(m_answers[1].reason, "no");
     EXPECT_EQ(m_told, std::vector<std::string>{"up"});
+
+    // By its field, whatever words stand beside it.
+    for (const auto &[right, kind] :
+         {std::pair("", Kind::Refused), std::pair("submit", Kind::NoRight)})
+    {
+        Ask();
+        const auto again = boost::make_shared<corvan::RefusedMsg>();
+        again->reason = "the right \"submit\" is missing";
+        again->missingRight = right;
+        Answer(again, m_record.sent.back()->serial);
+        EXPECT_EQ(m_answers.back().kind, kind) << right;
+    }
 }
 
 TEST_F(MasterLinkTest, TellsThatNobodyAnswersWhereThereIsNoMaster)
