@@ -134,7 +134,7 @@ export class Events {
         try {
             await get("/api/session");
         } catch (error) {
-            if (address !== this.#address || this.#source) return;
+            if (address !== this.#address || this.#source || document.hidden) return;
             if (!(error instanceof ApiError) || error.status !== 401) this.#lost();
             return;
         }
