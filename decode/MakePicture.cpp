@@ -7,10 +7,12 @@
 #include <memory>
 #include <stdexcept>
 #include <system_error>
+#include <utility>
 
 #include "decode/AreaAverage.h"
 #include "decode/ImageFile.h"
 #include "decode/ShownRows.h"
+#include "decode/TurnPixels.h"
 #include "decode/WriteJpeg.h"
 
 namespace decode
@@ -58,14 +60,27 @@ struct Size
     int height;
 };
 
-// The largest within the wish, with the image's own proportions.
-Size ShownSize(ShownRows &rows, int mostWidth)
+// The largest within the wish, with the proportions that it is looked at in. As it lies in the
+// file: it is turned last, when it is small.
+Size ShownSize(const ShownRows &rows, int mostWidth)
 {
-    const double scale = std::min(
-        {1.0, double(mostWidth) / rows.Width(), double(k_MostPictureWidth) / rows.Height()});
-    const auto scaled = [scale](int size)
-    { return std::clamp(int(std::lround(size * scale)), 1, size); };
-    return {scaled(rows.Width()), scaled(rows.Height())};
+    // Pixels that are no squares become such by means over some of them: nothing is made larger.
+    const double width = rows.Width() * std::min(rows.PixelAspect(), 1.0);
+    const double height = rows.Height() / std::max(rows.PixelAspect(), 1.0);
+    const bool isOnItsSide = rows.Orientation() >= k_FirstOnItsSide;
+    const double scale = std::min({1.0, double(mostWidth) / (isOnItsSide ? height : width),
+                                   double(k_MostPictureWidth) / (isOnItsSide ? width : height)});
+    const auto scaled = [scale](double size, int most)
+    { return std::clamp(int(std::lround(size * scale)), 1, most); };
+    return {scaled(width, rows.Width()), scaled(height, rows.Height())};
+}
+
+std::string WriteTurned(std::vector<std::uint8_t> pixels, Size size, int orientation)
+{
+    pixels = TurnPixels(std::move(pixels), size.width, size.height, orientation);
+    if (orientation >= k_FirstOnItsSide)
+        std::swap(size.width, size.height);
+    return WriteJpeg(pixels, size.width, size.height);
 }
 
 AreaAverage Shrink(ShownRows &rows, Size size)
@@ -101,6 +116,8 @@ AreaAverage ShrinkDifference(ShownRows &rows, ShownRows &others, Size size)
         throw std::runtime_error(fmt::format("it has {} x {} pixels, and the other frame {} x {}",
                                              rows.Width(), rows.Height(), others.Width(),
                                              others.Height()));
+    if (rows.Orientation() != others.Orientation())
+        throw std::runtime_error("it is turned otherwise than the other frame");
     AreaAverage average(rows.Width(), rows.Height(), size.width, size.height);
     const std::vector<float> nothing(std::size_t(rows.Width()) * 4);
     std::vector<float> difference(nothing.size());
@@ -192,7 +209,7 @@ std::string Make(const Path &path, const PictureWish &wish)
     ShownImage image(path, wish.channels);
     const Size size = ShownSize(image.Rows(), wish.width);
     const auto paint = [&](const AreaAverage &average)
-    { return WriteJpeg(PaintPixels(average, wish), size.width, size.height); };
+    { return WriteTurned(PaintPixels(average, wish), size, image.Rows().Orientation()); };
     if (wish.minus.IsEmpty())
     {
         image.Rows().TakeSmallerCopy(size.width, size.height);

@@ -8,6 +8,7 @@
 #include <stdexcept>
 
 #include "decode/ImageFile.h"
+#include "decode/TurnPixels.h"
 
 namespace decode
 {
@@ -156,6 +157,19 @@ float ShownRows::Straighten(float value) const
         return value <= 0.0f ? value : std::pow(value, m_gamma);
     }
     return value;
+}
+
+int ShownRows::Orientation() const
+{
+    const int orientation = m_spec.get_int_attribute("Orientation", k_Upright);
+    return orientation >= k_Upright && orientation <= k_LastOrientation ? orientation : k_Upright;
+}
+
+double ShownRows::PixelAspect() const
+{
+    constexpr double k_most = 16.0; // Beyond that it is no image's.
+    const double aspect = double(m_spec.get_float_attribute("PixelAspectRatio", 1.0f));
+    return aspect >= 1.0 / k_most && aspect <= k_most ? aspect : 1.0;
 }
 
 void ShownRows::TakeSmallerCopy(int leastWidth, int leastHeight)

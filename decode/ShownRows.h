@@ -32,6 +32,12 @@ public:
         return m_spec.full_height;
     }
 
+    /// How it is to be looked at: EXIF's orientation, 1 to 8; 1 where the file does not say.
+    int Orientation() const;
+    /// How wide a pixel is by its height, as it is to be looked at; 1 where the file does not say,
+    /// or nonsense.
+    double PixelAspect() const;
+
     /// Takes the smallest of the copies that a file has of its image (MIP levels) which has no less
     /// than this size. Before the first row; both sizes are those of the copy then.
     void TakeSmallerCopy(int leastWidth, int leastHeight);

@@ -496,3 +496,87 @@ TEST_F(MakePictureTest, BlamesNoFileForADiskThatDoesNotGiveIt)
         EXPECT_EQ(picture.reason, "") << path;
     }
 }
+
+// A corner of each colour: where they are tells how the image was turned.
+TEST_F(MakePictureTest, TurnsAndMirrorsAsTheFileSays)
+{
+    const auto corners = [](int x, int y, int channel)
+    {
+        const int corner = (x < 32 ? 0 : 1) + (y < 16 ? 0 : 2); // Red, green, blue, white.
+        return corner == 3 || corner == channel ? 1.0f : 0.0f;
+    };
+    const struct
+    {
+        int orientation;
+        std::string corners; // Of the picture: above left and right, below left and right.
+        bool isOnItsSide;
+    } cases[] = {
+        {1, "rgbw", false}, {2, "grwb", false}, {3, "wbgr", false}, {4, "bwrg", false},
+        {5, "rbgw", true},  {6, "brwg", true},  {7, "wgbr", true},  {8, "gwrb", true},
+        {0, "rgbw", false}, {9, "rgbw", false},
+    };
+    for (const char *name : {"a.tif", "a.jpg", "a.exr"})
+        for (const auto &[orientation, expected, isOnItsSide] : cases)
+        {
+            const bool isNonsense = orientation < 1 || orientation > 8;
+            if (isNonsense && String(name) != "a.exr")
+                continue; // Written as no orientation at all.
+            ImageSpec spec(64, 32, 3, OIIO::TypeUInt8);
+            if (String(name) == "a.exr")
+                spec.set_format(OIIO::TypeHalf);
+            spec.attribute("Orientation", orientation);
+            WriteImage(m_folder / name, spec, corners);
+            const Shown shown = Make(name, {});
+            EXPECT_EQ(shown.width, isOnItsSide ? 32 : 64) << name << " " << orientation;
+            EXPECT_EQ(shown.height, isOnItsSide ? 64 : 32) << name << " " << orientation;
+            std::string found;
+            for (const auto &[x, y] :
+                 {std::pair(4, 4), std::pair(shown.width - 5, 4), std::pair(4, shown.height - 5),
+                  std::pair(shown.width - 5, shown.height - 5)})
+            {
+                const bool isRed = shown.At(x, y, 0) > 128;
+                const bool isGreen = shown.At(x, y, 1) > 128;
+                found += isRed && isGreen ? 'w' : isRed ? 'r' : isGreen ? 'g' : 'b';
+            }
+            EXPECT_EQ(found, expected) << name << " " << orientation;
+        }
+}
+
+TEST_F(MakePictureTest, HasPixelsAsWideAsTheFileSays)
+{
+    const struct
+    {
+        float aspect;
+        int orientation;
+        int wish;
+        int width;
+        int height;
+    } cases[] = {
+        {1.0f, 1, 256, 64, 32}, {2.0f, 1, 256, 64, 16}, {2.0f, 1, 32, 32, 8},
+        {0.5f, 1, 256, 32, 32}, {2.0f, 6, 256, 16, 64}, {2.0f, 6, 8 + 8, 16, 64},
+        {1e5f, 1, 256, 64, 32}, // Nonsense; the library takes no other.
+    };
+    for (const auto &[aspect, orientation, wish, width, height] : cases)
+    {
+        ImageSpec spec(64, 32, 3, OIIO::TypeHalf);
+        spec.attribute("PixelAspectRatio", aspect);
+        spec.attribute("Orientation", orientation);
+        WriteImage(m_folder / "a.exr", spec);
+        PictureWish wanted;
+        wanted.width = wish;
+        const Shown shown = Make("a.exr", wanted);
+        EXPECT_EQ(shown.width, width) << aspect << " " << orientation << " " << wish;
+        EXPECT_EQ(shown.height, height) << aspect << " " << orientation << " " << wish;
+    }
+}
+
+TEST_F(MakePictureTest, SubtractsNothingThatIsTurnedOtherwise)
+{
+    ImageSpec spec(32, 32, 3, OIIO::TypeHalf);
+    WriteImage(m_folder / "a.exr", spec);
+    spec.attribute("Orientation", 6);
+    WriteImage(m_folder / "b.exr", spec);
+    PictureWish wish;
+    wish.minus = m_folder / "b.exr";
+    EXPECT_EQ(Reason("a.exr", wish), "it is turned otherwise than the other frame");
+}
