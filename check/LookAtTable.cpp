@@ -8,29 +8,30 @@
 namespace check
 {
 
-namespace
+void JudgeFrames(std::span<const analysis::FrameRecord> frames, corvan::SizeRule sizeRule,
+                 const analysis::ScanRules &rules, std::span<CheckState> states)
 {
+    if (sizeRule == corvan::SizeRule::Neighbours)
+    {
+        analysis::JudgeAll(frames, rules,
+                           [&states](std::size_t row, analysis::FrameState state)
+                           { states[row] = StateOf(state); });
+        return;
+    }
+    for (std::size_t row = 0; row < frames.size(); ++row)
+        states[row] = StateOf(analysis::JudgeAlone(frames[row], rules));
+    for (const std::size_t row : analysis::FindRobustOutliers(frames, rules))
+        states[row] = CheckState::Outlier;
+}
 
-void Judge(CheckTable &table, const analysis::ScanRules &rules)
+void JudgeTable(CheckTable &table, const analysis::ScanRules &rules)
 {
     table.details.clear();
     table.troubles.clear();
     table.states.resize(table.frames.size());
     table.rules = rules;
-    if (table.sizeRule == corvan::SizeRule::Neighbours)
-    {
-        analysis::JudgeAll(table.frames, rules,
-                           [&table](std::size_t row, analysis::FrameState state)
-                           { table.states[row] = StateOf(state); });
-        return;
-    }
-    for (std::size_t row = 0; row < table.frames.size(); ++row)
-        table.states[row] = StateOf(analysis::JudgeAlone(table.frames[row], rules));
-    for (const std::size_t row : analysis::FindRobustOutliers(table.frames, rules))
-        table.states[row] = CheckState::Outlier;
+    JudgeFrames(table.frames, table.sizeRule, rules, table.states);
 }
-
-} // namespace
 
 void LookAtTable(CheckTable &table, const CheckRules &rules, LookClock &clock,
                  const Progress &progress)
@@ -53,7 +54,7 @@ void LookAtTable(CheckTable &table, const CheckRules &rules, LookClock &clock,
 
     analysis::SortFrames(table.frames, rules.order);
     table.sizeRule = rules.sizeRule.value_or(table.sizeRule);
-    Judge(table, rules.scan);
+    JudgeTable(table, rules.scan);
 }
 
 } // namespace check

@@ -204,7 +204,9 @@ class WebApi(WebTest):
         reduced = self.get(f"/api/jobs/{job}/sizes?columns=2")
         self.assertEqual((reduced["columns"]["first"], reduced["columns"]["count"]), ([1, 7], [6, 6]))
         self.assertEqual((reduced["columns"]["least"], reduced["columns"]["most"]), ([2001, 2000], [2006, 2005]))
-        self.assertEqual(reduced["bad"], {"frame": [3], "size": [None], "state": [2]})
+        self.assertEqual(
+            reduced["bad"], {"frame": [3], "size": [None], "state": [2], "count": [1], "total": 1}
+        )
 
     def test_refuses_what_makes_no_sense_with_a_sentence(self):
         job = self.render()

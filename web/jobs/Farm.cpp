@@ -26,7 +26,7 @@ Farm::Farm(boost::asio::io_context &loop, FarmSettings settings)
                 [this](const FrameWatches::Key &key, const FrameWatches::Pass &pass)
                 { m_events.TellPass(key, pass); }),
       m_users(loop, m_settings.makeLink), m_link(loop, m_settings.makeLink({}), *this),
-      m_tasks(m_link), m_workers(loop, k_worker_threads)
+      m_tasks(m_link), m_workers(loop, k_worker_threads), m_disk(loop)
 {
     m_events.SetWatches(&m_watches);
 }

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "analysis/ScanRules.h"
+#include "ostrel/DiskThreads.h"
 #include "web/door/Routes.h"
 #include "web/jobs/FarmEvents.h"
 #include "web/jobs/FrameFinder.h"
@@ -121,7 +122,8 @@ private:
     MasterLink m_link;
     TaskBook m_tasks;
     const std::shared_ptr<bool> m_isAlive = std::make_shared<bool>(true);
-    Workers m_workers; // Joined first.
+    Workers m_workers; // Joined before what it uses; they ask no disk.
+    ostrel::DiskThreads m_disk;
 };
 
 } // namespace web

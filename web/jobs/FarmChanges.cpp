@@ -2,6 +2,7 @@
 #include <boost/make_shared.hpp>
 #include <limits>
 #include <nlohmann/json.hpp>
+#include <utility>
 
 #include "analysis/RequeueRange.h"
 #include "analysis/SettingCheck.h"
@@ -24,6 +25,8 @@ using nlohmann::ordered_json;
 
 namespace
 {
+
+constexpr std::size_t k_most_late_requeues = 32;
 
 ordered_json ReadObject(const Request &request)
 {
@@ -128,22 +131,28 @@ SequenceDistributor::Items ChosenFrames(const std::vector<check::CheckTable> &ta
 }
 
 // Looks at the frames anew: what was seen some seconds ago may have been rendered meanwhile.
-NewRequeue MakeRequeueJob(const Job &job, const RequeueWish &wish, const analysis::ScanRules &rules)
+NewRequeue MakeRequeueJob(const Job &job, const RequeueWish &wish, const analysis::ScanRules &rules,
+                          const std::function<void()> &getsOn)
 {
     check::CheckSubject subject = check::FindJobFrames(CopyOf(job));
     if (wish.format)
     {
         if (*wish.format >= subject.tables.size())
-            return Refused(k_NotFound, "the job '" + job.Name() + "' has " +
-                                           std::to_string(subject.tables.size()) +
-                                           " formats, the first is 0");
+            return Refused(k_NotFound, NoSuchFormat(job, subject.tables.size()));
         subject.tables = {std::move(subject.tables[*wish.format])};
     }
     check::SystemClock clock;
+    std::size_t last = 0;
     for (check::CheckTable &table : subject.tables)
     {
         check::ListFrames(subject.input, table);
-        check::LookAtTable(table, {rules, {}, {}}, clock, [](std::size_t, std::size_t) {});
+        check::LookAtTable(table, {rules, {}, {}}, clock,
+                           [&](std::size_t done, std::size_t)
+                           {
+                               if (std::exchange(last, done) != done)
+                                   getsOn();
+                           });
+        getsOn();
     }
     const SequenceDistributor::Items files = ChosenFrames(subject.tables, wish);
     if (files.empty())
@@ -202,12 +211,16 @@ void Farm::Requeue(const RequestPointer &request, const Reply &reply)
     const RequeueWish wish = ReadWish(ReadObject(*request));
     if (!LinkOf(*request).IsUp())
         throw new HttpError(k_Unavailable, "the Master is not there");
-    m_workers.Do<NewRequeue>(
-        [job, wish, rules = m_watches.Rules()]() -> NewRequeue
+    if (m_disk.Waiting() >= k_most_late_requeues)
+        throw new HttpError(k_Unavailable, "too many looks at frames are not answered; until some "
+                                           "are, no frames are rendered again from here");
+    const auto isLate = std::make_shared<bool>(false); // What comes of it then is not wanted.
+    m_disk.Do<NewRequeue>(
+        [job, wish, rules = m_watches.Rules()](ostrel::DiskThreads::Course &course) -> NewRequeue
         {
             try
             {
-                return MakeRequeueJob(*job, wish, rules);
+                return MakeRequeueJob(*job, wish, rules, [&course] { course.Note(); });
             }
             catch (check::CheckException *raw)
             {
@@ -215,9 +228,9 @@ void Farm::Requeue(const RequestPointer &request, const Reply &reply)
                 return Refused(k_Unavailable, error->Text());
             }
         },
-        [this, request, reply, isAlive = m_isAlive](const NewRequeue &made)
+        [this, request, reply, isLate](const NewRequeue &made)
         {
-            if (!*isAlive)
+            if (*isLate)
                 return;
             if (!made.job)
                 return reply(ErrorResponse(made.status, made.trouble));
@@ -236,7 +249,16 @@ void Farm::Requeue(const RequestPointer &request, const Reply &reply)
                 reply(ErrorResponse(error->Status(), error->Text()));
             }
         },
-        [reply](const String &trouble) { reply(ErrorResponse(k_OwnFault, trouble)); });
+        [reply](const String &trouble) { reply(ErrorResponse(k_OwnFault, trouble)); },
+        [job, reply, isLate](std::chrono::seconds since)
+        {
+            if (std::exchange(*isLate, true))
+                return;
+            reply(ErrorResponse(
+                k_Unavailable, "looking at the frames of the job '" + job->Name() +
+                                   "' has not answered for " + std::to_string(since.count()) +
+                                   " s: the disk or the network hangs; nothing is rendered again"));
+        });
 }
 
 void Farm::Submit(MasterLink &link, const boost::shared_ptr<Job> &job, std::string done,

@@ -35,12 +35,14 @@ SharedText EventOrAnew(const std::string &name, const std::string &json)
 
 std::string PassJson(const FrameWatches::Key &key, const FrameWatches::Pass &pass)
 {
-    std::string json = R"({"job":")" + key.first.ToString() + R"(","format":)" +
-                       std::to_string(key.second) + R"(,"pass":)" +
-                       std::to_string(pass.snapshot ? pass.snapshot->pass : 0) +
-                       R"(,"isEnd":true,"changed":)" + pass.changes + R"(,"counts":)" +
-                       (pass.snapshot ? pass.snapshot->counts : std::string("{}"));
-    return json + R"(,"trouble":)" + JsonText(pass.trouble) + "}";
+    const std::uint64_t number = (pass.snapshot ? pass.snapshot->pass : 0) + (pass.isPart ? 1 : 0);
+    std::string counts = pass.counts;
+    if (!pass.isPart)
+        counts = pass.snapshot ? pass.snapshot->counts : std::string("{}");
+    return R"({"job":")" + key.first.ToString() + R"(","format":)" + std::to_string(key.second) +
+           R"(,"pass":)" + std::to_string(number) + R"(,"isEnd":)" +
+           (pass.isPart ? "false" : "true") + R"(,"changed":)" + pass.changes + R"(,"counts":)" +
+           counts + R"(,"trouble":)" + JsonText(pass.trouble) + "}";
 }
 
 } // namespace
@@ -70,6 +72,9 @@ void FarmEvents::Add(const std::shared_ptr<EventStream> &stream, const Wish &wis
         return;
     TellJob(m_pages.back());
     const FrameWatches::Key key{*wish.job, wish.format};
+    // It is told to the others already.
+    if (const auto trouble = m_watches->TroubleOf(key))
+        stream->Send(MakeEvent("frames", PassJson(key, *trouble)));
     m_watches->Watch(key);
 }
 
@@ -123,6 +128,9 @@ void FarmEvents::TellJob(const Page &page)
 
 void FarmEvents::TellPass(const FrameWatches::Key &key, const FrameWatches::Pass &pass)
 {
+    // The end of the pass tells it all once more.
+    if (pass.isPart && pass.changes.size() > k_most_bytes)
+        return;
     SharedText text;
     for (const Page &page : m_pages)
     {

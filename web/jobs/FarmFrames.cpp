@@ -134,7 +134,7 @@ void Farm::SendSheet(const RequestPointer &request, const Reply &reply)
                   {
                       if (!seen.snapshot)
                           return reply(ErrorResponse(seen.status, seen.trouble));
-                      reply(Dated({200, "application/octet-stream", seen.snapshot->sheet}));
+                      reply(Dated({200, "application/octet-stream", seen.sheet}));
                   });
 }
 
@@ -181,7 +181,7 @@ FindFrame Farm::Finder()
                           const auto row = seen.snapshot->FindRow(frame);
                           if (!row)
                               return found({{}, k_NotFound, NoSuchFrame(*seen.snapshot, frame)});
-                          found({seen.snapshot->table.PathOf(*row)});
+                          found({seen.snapshot->table.PathOf(*row), 200, {}, seen.toldAt});
                       });
     };
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <functional>
 #include <string>
@@ -16,6 +17,8 @@ struct FoundFrame
     ostrel::Path path{};
     unsigned status = 200;
     ostrel::String trouble{};
+    /// What was known of the file before this time may be told as changed by now.
+    std::chrono::steady_clock::time_point toldAt{};
 };
 
 /// Finds the file of a frame: of this job, of the format of this number, the frame of this one.

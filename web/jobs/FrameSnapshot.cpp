@@ -5,17 +5,16 @@
 #include <charconv>
 #include <cmath>
 #include <fmt/format.h>
-#include <nlohmann/json.hpp>
 
 #include "analysis/RobustRule.h"
 #include "analysis/SortFiles.h"
 #include "check/CheckException.h"
-#include "check/LookAtTable.h"
 #include "check/PlotPoints.h"
 #include "corvan/ImageFormats.h"
 #include "corvan/Parameters.h"
 #include "web/door/HttpError.h"
-#include "web/jobs/JobJson.h"
+#include "web/jobs/Counted.h"
+#include "web/jobs/SheetText.h"
 #include "web/jobs/Statuses.h"
 
 namespace web
@@ -40,57 +39,6 @@ SequenceDistributor::Items NumbersOf(const CheckTable &table)
     for (const analysis::FrameRecord &frame : table.frames)
         numbers.insert(frame.frame);
     return numbers;
-}
-
-// The states of the sheet: one more than those of a check, for frames that nobody has looked at.
-char SheetByte(const CheckTable &table, std::size_t row)
-{
-    return table.states.empty() ? '\0' : char(1 + int(table.states[row]));
-}
-
-std::string CountsJson(const CheckTable &table)
-{
-    nlohmann::ordered_json counts = nlohmann::ordered_json::object();
-    if (!table.states.empty())
-    {
-        const check::StateCounts all = check::CountStates(table);
-        for (const CheckState state : check::k_CheckStates)
-            if (all[std::size_t(state)] > 0)
-                counts[std::string(check::StateText(state))] = all[std::size_t(state)];
-    }
-    return JsonText(counts);
-}
-
-std::string MakeSheet(const FrameSnapshot &snapshot)
-{
-    nlohmann::ordered_json states = {"unknown"};
-    for (const CheckState state : check::k_CheckStates)
-        states.push_back(std::string(check::StateText(state)));
-    const nlohmann::ordered_json head = {
-        {"format", snapshot.format},
-        {"pattern", std::string(snapshot.table.format)},
-        {"pass", snapshot.pass},
-        {"range", snapshot.range},
-        {"count", snapshot.table.frames.size()},
-        {"states", states},
-        {"counts", nlohmann::ordered_json::parse(snapshot.counts)}};
-    std::string sheet = JsonText(head) + "\n";
-    const std::size_t begin = sheet.size();
-    sheet.resize(begin + snapshot.table.frames.size());
-    for (std::size_t row = 0; row < snapshot.table.frames.size(); ++row)
-        sheet[begin + row] = SheetByte(snapshot.table, row);
-    return sheet;
-}
-
-void Complete(FrameSnapshot &snapshot)
-{
-    snapshot.counts = CountsJson(snapshot.table);
-    snapshot.sheet = std::make_shared<const std::string>(MakeSheet(snapshot));
-}
-
-bool IsSame(const analysis::FrameRecord &one, const analysis::FrameRecord &other)
-{
-    return one.exists == other.exists && one.size == other.size && one.modified == other.modified;
 }
 
 /// Arrays of JSON, written as they are made: there may be a million entries in each.
@@ -172,17 +120,79 @@ struct SizeColumn
     }
 };
 
+// The later the worse. A missing frame is worse than a bad one, and what only looks odd comes last;
+// the page shows the worst of many by the same order.
+std::size_t Badness(CheckState state)
+{
+    static constexpr std::array k_by_worse = {
+        CheckState::Ok,      CheckState::Blank,       CheckState::OddImage, CheckState::Nan,
+        CheckState::Outlier, CheckState::Undecodable, CheckState::TooSmall, CheckState::Missing,
+    };
+    return std::size_t(std::ranges::find(k_by_worse, state) - k_by_worse.begin());
+}
+
+/// The bad frames beside the columns: each, or where they are too many the worst of each column.
+class BadFrames
+{
+public:
+    explicit BadFrames(bool isReduced) : m_isReduced(isReduced) {}
+
+    void Add(const PlotPoint &point)
+    {
+        if (point.state == CheckState::Ok)
+            return;
+        ++m_total;
+        if (!m_isReduced)
+            return Write(point, 1);
+        if (m_inColumn++ == 0 || Badness(point.state) > Badness(m_worst.state))
+            m_worst = point;
+    }
+    void EndColumn()
+    {
+        if (m_inColumn > 0)
+            Write(m_worst, m_inColumn);
+        m_inColumn = 0;
+    }
+    std::string Json() const
+    {
+        return R"({"frame":)" + m_frame.Json() + R"(,"size":)" + m_size.Json() + R"(,"state":)" +
+               m_state.Json() + R"(,"count":)" + m_count.Json() + R"(,"total":)" +
+               std::to_string(m_total) + "}";
+    }
+
+private:
+    void Write(const PlotPoint &point, std::size_t count)
+    {
+        m_frame.Add(point.frame);
+        m_size.AddSize(point.exists, point.size);
+        m_state.Add(1 + int(point.state));
+        m_count.Add(std::int64_t(count));
+    }
+
+    const bool m_isReduced;
+    std::size_t m_total = 0;
+    std::size_t m_inColumn = 0;
+    PlotPoint m_worst;
+    Column m_frame, m_size, m_state, m_count;
+};
+
 std::string ReducedJson(const std::vector<PlotPoint> &points, std::size_t columns)
 {
-    Column first, count, least, most, lowest, highest, badFrame, badSize, badState;
+    Column first, count, least, most, lowest, highest;
+    const auto isBad = [](const PlotPoint &point) { return point.state != CheckState::Ok; };
+    BadFrames bad(std::size_t(std::ranges::count_if(points, isBad)) > k_MostExactBad);
     for (std::size_t column = 0; column < columns; ++column)
     {
         SizeColumn sum;
         for (std::size_t i = points.size() * column / columns;
              i < points.size() * (column + 1) / columns; ++i)
+        {
             sum.Add(points[i]);
+            bad.Add(points[i]);
+        }
         if (sum.count == 0)
             continue;
+        bad.EndColumn();
         first.Add(sum.first);
         count.Add(std::int64_t(sum.count));
         least.AddSize(sum.sizes > 0, sum.least);
@@ -190,18 +200,9 @@ std::string ReducedJson(const std::vector<PlotPoint> &points, std::size_t column
         lowest.AddSize(sum.bands > 0, sum.lowest);
         highest.AddSize(sum.bands > 0, sum.highest);
     }
-    for (const PlotPoint &point : points)
-        if (point.state != CheckState::Ok)
-        {
-            badFrame.Add(point.frame);
-            badSize.AddSize(point.exists, point.size);
-            badState.Add(1 + int(point.state));
-        }
     return R"({"exact":false,"columns":{"first":)" + first.Json() + R"(,"count":)" + count.Json() +
            R"(,"least":)" + least.Json() + R"(,"most":)" + most.Json() + R"(,"lowest":)" +
-           lowest.Json() + R"(,"highest":)" + highest.Json() + R"(},"bad":{"frame":)" +
-           badFrame.Json() + R"(,"size":)" + badSize.Json() + R"(,"state":)" + badState.Json() +
-           "}}\n";
+           lowest.Json() + R"(,"highest":)" + highest.Json() + R"(},"bad":)" + bad.Json() + "}\n";
 }
 
 std::optional<analysis::SizeBand> BandAround(const CheckTable &table,
@@ -232,6 +233,17 @@ std::optional<std::size_t> FrameSnapshot::FindRow(int frame) const
     return std::size_t(found - table.frames.begin());
 }
 
+void FrameSnapshot::Complete()
+{
+    counts = IsSeen() ? CountsJson(check::CountStates(table)) : "{}";
+    sheet = std::make_shared<const std::string>(SheetHead(*this, counts) + SheetBytes(table));
+}
+
+String NoSuchFormat(const corvan::Job &job, std::size_t formats)
+{
+    return NameOf(job) + " has " + Counted(formats, "format") + ", the first is 0";
+}
+
 String FramesToLookFor(const corvan::Job &job)
 {
     String text;
@@ -246,8 +258,7 @@ SnapshotPointer ListFramesOf(const corvan::Job &job, std::size_t format, std::ui
 {
     const auto formats = corvan::ListFormats(job.ParameterText(corvan::p_ImageFormat, true));
     if (format >= formats.size())
-        throw new HttpError(k_NotFound, NameOf(job) + " has " + std::to_string(formats.size()) +
-                                            " formats, the first is 0");
+        throw new HttpError(k_NotFound, NoSuchFormat(job, formats.size()));
     auto input = analysis::ReadExpansionInput(job);
     if (!input)
         throw new HttpError(k_NotFound, NameOf(job) + " has no range to look for");
@@ -259,8 +270,8 @@ SnapshotPointer ListFramesOf(const corvan::Job &job, std::size_t format, std::ui
         table.sizeRule = corvan::SizeRuleOf(job);
         if (subject.input.frames.size() > analysis::k_MaxFiles)
             throw new HttpError(k_TooLarge, NameOf(job) + " has " +
-                                                std::to_string(subject.input.frames.size()) +
-                                                " frames; the most that are shown are " +
+                                                Counted(subject.input.frames.size(), "frame") +
+                                                "; the most that are shown are " +
                                                 std::to_string(analysis::k_MaxFiles));
         check::ListFrames(subject.input, table);
         analysis::SortFrames(table.frames, {});
@@ -269,7 +280,7 @@ SnapshotPointer ListFramesOf(const corvan::Job &job, std::size_t format, std::ui
         snapshot->format = format;
         snapshot->pass = passes;
         snapshot->range = SequenceDistributor::CalculateRange(NumbersOf(snapshot->table));
-        Complete(*snapshot);
+        snapshot->Complete();
         return snapshot;
     }
     catch (check::CheckException *raw)
@@ -277,34 +288,6 @@ SnapshotPointer ListFramesOf(const corvan::Job &job, std::size_t format, std::ui
         const std::unique_ptr<ostrel::Exception> error(raw);
         throw new HttpError(k_NotFound, error->Text());
     }
-}
-
-SnapshotPointer LookAtFramesOf(const FrameSnapshot &before, const analysis::ScanRules &rules)
-{
-    auto now = std::make_shared<FrameSnapshot>(before.table);
-    now->job = before.job;
-    now->format = before.format;
-    now->range = before.range;
-    now->pass = before.pass + 1;
-    check::SystemClock clock;
-    check::LookAtTable(now->table, {rules, {}, {}}, clock, [](std::size_t, std::size_t) {});
-    Complete(*now);
-    return now;
-}
-
-std::string ChangesJson(const FrameSnapshot &before, const FrameSnapshot &now)
-{
-    std::array<SequenceDistributor::Items, check::k_CheckStates.size()> changed;
-    for (std::size_t row = 0; row < now.table.frames.size(); ++row)
-        if (SheetByte(before.table, row) != SheetByte(now.table, row) ||
-            !IsSame(before.table.frames[row], now.table.frames[row]))
-            changed[std::size_t(now.table.states[row])].insert(now.table.frames[row].frame);
-    nlohmann::ordered_json json = nlohmann::ordered_json::object();
-    for (const CheckState state : check::k_CheckStates)
-        if (const auto &frames = changed[std::size_t(state)]; !frames.empty())
-            json[std::string(check::StateText(state))] =
-                std::string(SequenceDistributor::CalculateRange(frames));
-    return JsonText(json);
 }
 
 std::string SizesJson(const FrameSnapshot &snapshot, const analysis::ScanRules &rules, int first,
@@ -334,13 +317,13 @@ String WhyBad(const FrameSnapshot &snapshot, const analysis::ScanRules &rules, s
     case CheckState::Missing:
         return "there is no such file";
     case CheckState::TooSmall:
-        return fmt::format("smaller than the smallest acceptable size: {} of {} bytes", size,
-                           rules.minSize);
+        return fmt::format("smaller than the smallest acceptable size: {} of {}", size,
+                           Counted(rules.minSize, "byte"));
     case CheckState::Outlier:
         if (const auto band = BandAround(table, rules, row); band && band->lowest <= band->highest)
-            return fmt::format("{} than its neighbours: {} bytes, and they let pass {} to {}",
-                               size < band->lowest ? "smaller" : "larger", size, band->lowest,
-                               band->highest);
+            return fmt::format("{} than its neighbours: {}, and they let pass {} to {}",
+                               size < band->lowest ? "smaller" : "larger", Counted(size, "byte"),
+                               band->lowest, band->highest);
         return "of another size than its neighbours";
     default:
         return {};

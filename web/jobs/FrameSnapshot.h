@@ -34,8 +34,13 @@ struct FrameSnapshot
         return !table.states.empty();
     }
     std::optional<std::size_t> FindRow(int frame) const;
+    /// Makes what is told by the table: counts and sheet.
+    void Complete();
 };
 using SnapshotPointer = std::shared_ptr<const FrameSnapshot>;
+
+/// That a job has only so many formats, as a sentence.
+String NoSuchFormat(const corvan::Job &job, std::size_t formats);
 
 /// What a job says of the frames to look for, as one text: another one where they are others.
 String FramesToLookFor(const corvan::Job &job);
@@ -44,13 +49,6 @@ String FramesToLookFor(const corvan::Job &job);
 /// a job that has nothing to look for (404) and for too many frames (413). `passes`: that have
 /// ended before.
 SnapshotPointer ListFramesOf(const corvan::Job &job, std::size_t format, std::uint64_t passes);
-
-/// Looks at all of them once. Throws `check::CheckException *`. Takes as long as the disk does.
-SnapshotPointer LookAtFramesOf(const FrameSnapshot &before, const analysis::ScanRules &rules);
-
-/// The frames that are not as they were (their state, size or date), as ranges by state: JSON. The
-/// same frames were looked for.
-std::string ChangesJson(const FrameSnapshot &before, const FrameSnapshot &now);
 
 /// Sizes from one frame to another: see docs/api.md. `columns`: at least 1.
 std::string SizesJson(const FrameSnapshot &snapshot, const analysis::ScanRules &rules, int first,
@@ -61,5 +59,7 @@ String WhyBad(const FrameSnapshot &snapshot, const analysis::ScanRules &rules, s
 
 /// Most frames whose sizes are told one by one.
 inline constexpr std::size_t k_MostExactSizes = 100'000;
+/// Most bad frames that are told one by one beside columns; of more, the worst of each column.
+inline constexpr std::size_t k_MostExactBad = 10'000;
 
 } // namespace web

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "analysis/FrameNames.h"
 #include "web/door/HttpError.h"
 #include "web/jobs/Statuses.h"
 
@@ -12,11 +13,21 @@ namespace web
 namespace
 {
 
-// Passes wait for a disk more than they compute.
-constexpr unsigned k_pass_threads = 4;
+constexpr unsigned k_list_threads = 2;
+// Passes that the disk does not answer, before none is begun of which it never did. Those hold a
+// thread each; one that was well on its way when the disk went holds all that look at its files.
+constexpr std::size_t k_most_hanging = 128;
 // What nobody asks for any more is kept so long.
 constexpr std::chrono::seconds k_kept{30};
 constexpr std::size_t k_most_watches = 256;
+
+String LateTextOf(const FrameSnapshot &snapshot, std::chrono::seconds since)
+{
+    return "looking at the frames in " +
+           analysis::FrameNames(snapshot.table.pattern).Folder().Text() + " has not answered for " +
+           std::to_string(since.count()) +
+           " s: the disk or the network hangs; of the frames nothing new is known";
+}
 
 } // namespace
 
@@ -30,10 +41,15 @@ struct FrameWatches::Entry
     const Key key;
     std::size_t watchers = 0;
     bool isLooking = false;
-    String lookedFor; ///< Of the snapshot: see `FramesToLookFor`.
+    bool isLate = false;     ///< The pass that is under way is not answered.
+    std::uint64_t round = 0; ///< Of the pass; what comes of an earlier one is not wanted.
+    String lookedFor;        ///< Of the snapshot: see `FramesToLookFor`.
     SnapshotPointer snapshot;
-    String trouble; ///< Of the last pass.
+    std::shared_ptr<const std::string> partSheet; ///< Of the pass that is under way.
+    String trouble;                               ///< Of the last pass.
     Clock::time_point lookedAt{};
+    Clock::time_point toldAt{};
+    Clock::time_point answeredAt{}; ///< Where it is late.
     std::vector<std::pair<Wish, Told>> waiting;
     bool isImpatient = false; ///< A first pass was waited for long enough.
     boost::asio::steady_timer pause;
@@ -45,7 +61,7 @@ FrameWatches::FrameWatches(boost::asio::io_context &loop, JobBook &book, analysi
                            std::chrono::milliseconds patience)
     : m_loop(loop), m_book(book), m_rules(rules),
       m_pause(std::max(pause, std::chrono::milliseconds(1))), m_patience(patience),
-      m_onPass(std::move(onPass)), m_workers(loop, k_pass_threads)
+      m_onPass(std::move(onPass)), m_workers(loop, k_list_threads), m_disk(loop)
 {
 }
 
@@ -59,17 +75,23 @@ void FrameWatches::Ask(const Key &key, Wish wish, Told told)
     const JobPointer job = m_book.Find(key.first);
     if (!job)
         return told({{}, k_NotFound, "there is no job " + key.first.ToString()});
-    const std::shared_ptr<Entry> entry = Need(key);
+    const EntryPointer entry = Need(key);
     if (!entry)
         return told({{}, k_TooMany, "too many jobs are looked at; try again later"});
 
-    const bool isFresh = entry->snapshot && entry->snapshot->IsSeen() && entry->trouble.empty() &&
-                         entry->lookedFor == FramesToLookFor(*job) &&
+    const bool isSame = entry->snapshot && entry->lookedFor == FramesToLookFor(*job);
+    const bool isFresh = isSame && entry->snapshot->IsSeen() && entry->trouble.empty() &&
                          (entry->watchers > 0 || Clock::now() - entry->lookedAt < m_pause);
-    if (isFresh)
-        return told({entry->snapshot});
-    const bool isFirst = std::ranges::none_of(entry->waiting, [wish](const auto &each)
-                                              { return each.first == wish; });
+    const bool isListed = isSame && (entry->isLate || entry->partSheet) && wish == Wish::Listed;
+    if (isFresh || isListed)
+        return told(SeenOf(*entry));
+    if (isSame && entry->isLate)
+        return told({{},
+                     k_Unavailable,
+                     LateTextOf(*entry->snapshot, std::chrono::duration_cast<std::chrono::seconds>(
+                                                      Clock::now() - entry->answeredAt))});
+    const bool isFirst = std::ranges::none_of(entry->waiting, [](const auto &each)
+                                              { return each.first == Wish::Listed; });
     entry->waiting.emplace_back(wish, std::move(told));
     if (wish == Wish::Listed && isFirst)
     {
@@ -86,9 +108,40 @@ void FrameWatches::Ask(const Key &key, Wish wish, Told told)
     Begin(entry);
 }
 
+FrameWatches::Seen FrameWatches::SeenOf(const Entry &entry) const
+{
+    return {entry.snapshot,
+            200,
+            {},
+            entry.partSheet ? entry.partSheet : entry.snapshot->sheet,
+            entry.toldAt};
+}
+
+// Those who wait for no more than what there is, as far as that is known.
+void FrameWatches::AnswerListed(Entry &entry)
+{
+    if (!entry.snapshot)
+        return;
+    auto waiting = std::exchange(entry.waiting, {});
+    const Seen seen = SeenOf(entry);
+    for (auto &[wish, told] : waiting)
+        if (wish == Wish::Listed)
+            told(seen);
+        else
+            entry.waiting.emplace_back(wish, std::move(told));
+}
+
+std::optional<FrameWatches::Pass> FrameWatches::TroubleOf(const Key &key) const
+{
+    const auto found = m_entries.find(key);
+    if (found == m_entries.end() || found->second->trouble.empty())
+        return std::nullopt;
+    return Pass{found->second->snapshot, "{}", found->second->trouble};
+}
+
 void FrameWatches::Watch(const Key &key)
 {
-    const std::shared_ptr<Entry> entry = Need(key);
+    const EntryPointer entry = Need(key);
     if (!entry)
         return;
     ++entry->watchers;
@@ -106,7 +159,7 @@ void FrameWatches::Unwatch(const Key &key)
 }
 
 // Null where there are too many.
-std::shared_ptr<FrameWatches::Entry> FrameWatches::Need(const Key &key)
+FrameWatches::EntryPointer FrameWatches::Need(const Key &key)
 {
     const auto found = m_entries.find(key);
     if (found != m_entries.end())
@@ -117,11 +170,15 @@ std::shared_ptr<FrameWatches::Entry> FrameWatches::Need(const Key &key)
 }
 
 // A pass, unless one is under way.
-void FrameWatches::Begin(const std::shared_ptr<Entry> &entry)
+void FrameWatches::Begin(const EntryPointer &entry)
 {
-    if (entry->isLooking)
-        return;
     const JobPointer job = m_book.Find(entry->key.first);
+    // One that is not answered is left to itself where other frames are looked for by now.
+    const bool isInVain = entry->isLate && job && FramesToLookFor(*job) != entry->lookedFor;
+    if (entry->isLooking && !isInVain)
+        return;
+    ++entry->round;
+    entry->isLate = false;
     if (!job)
         return OnFailed(entry, k_NotFound, "there is no job " + entry->key.first.ToString());
     entry->isLooking = true;
@@ -161,10 +218,11 @@ void FrameWatches::Begin(const std::shared_ptr<Entry> &entry)
         });
 }
 
-void FrameWatches::OnListed(const std::shared_ptr<Entry> &entry, SnapshotPointer snapshot)
+void FrameWatches::OnListed(const EntryPointer &entry, SnapshotPointer snapshot)
 {
     const bool isAnew = entry->snapshot != nullptr;
     entry->snapshot = std::move(snapshot);
+    entry->lookedAt = {};
     if (isAnew)
         m_onPass(entry->key, {entry->snapshot, "{}", {}, true});
     if (entry->isImpatient)
@@ -172,65 +230,100 @@ void FrameWatches::OnListed(const std::shared_ptr<Entry> &entry, SnapshotPointer
     Look(entry);
 }
 
-void FrameWatches::Look(const std::shared_ptr<Entry> &entry)
+void FrameWatches::Look(const EntryPointer &entry)
 {
+    if (m_disk.Waiting() >= k_most_hanging && entry->lookedAt == Clock::time_point())
+        return OnFailed(entry, k_Unavailable,
+                        "looks at the frames of " + std::to_string(k_most_hanging) +
+                            " jobs are not answered; until some are, no further job is looked at");
     struct Result
     {
         SnapshotPointer snapshot;
         std::string changes;
     };
-    m_workers.Do<Result>(
-        [before = entry->snapshot, rules = m_rules]() -> Result
+    // What a thread holds must not be the last to know the entry: its timers are the loop's.
+    const std::weak_ptr<Entry> weak = entry;
+    m_disk.Do<Result>(
+        [this, before = entry->snapshot, rules = m_rules, weak,
+         round = entry->round](ostrel::DiskThreads::Course &course) -> Result
         {
-            SnapshotPointer now = LookAtFramesOf(*before, rules);
+            LookCourse look;
+            look.getsOn = [&course] { course.Note(); };
+            look.tell = [&](FramePart part)
+            {
+                course.Tell(
+                    [this, weak, round, part = std::move(part)]
+                    {
+                        const EntryPointer known = weak.lock();
+                        if (known && known->round == round)
+                            OnPart(*known, part);
+                    });
+            };
+            SnapshotPointer now = LookAtFramesOf(*before, rules, look);
             std::string changes = ChangesJson(*before, *now);
             return {std::move(now), std::move(changes)};
         },
-        [this, entry, isAlive = m_isAlive](Result looked)
+        [this, entry, round = entry->round](Result looked)
         {
-            if (*isAlive)
+            if (entry->round == round)
                 OnLooked(entry, std::move(looked.snapshot), std::move(looked.changes));
         },
-        [this, entry, isAlive = m_isAlive](const String &trouble)
+        [this, entry, round = entry->round](const String &trouble)
         {
-            if (*isAlive)
+            if (entry->round == round)
                 OnFailed(entry, k_Unavailable, trouble);
+        },
+        [this, entry, round = entry->round](std::chrono::seconds since)
+        {
+            if (entry->round == round)
+                OnLate(*entry, since);
         });
 }
 
-void FrameWatches::OnLooked(const std::shared_ptr<Entry> &entry, SnapshotPointer snapshot,
+void FrameWatches::OnPart(Entry &entry, FramePart part)
+{
+    entry.partSheet = std::move(part.sheet);
+    entry.toldAt = Clock::now();
+    Pass pass{entry.snapshot, std::move(part.changes), {}};
+    pass.isPart = true;
+    pass.counts = std::move(part.counts);
+    m_onPass(entry.key, pass);
+}
+
+void FrameWatches::OnLate(Entry &entry, std::chrono::seconds since)
+{
+    entry.isLate = true;
+    entry.answeredAt = Clock::now() - since;
+    entry.trouble = LateTextOf(*entry.snapshot, since);
+    AnswerListed(entry);
+    AnswerAll(entry, {{}, k_Unavailable, entry.trouble});
+    m_onPass(entry.key, {entry.snapshot, "{}", entry.trouble});
+}
+
+void FrameWatches::OnLooked(const EntryPointer &entry, SnapshotPointer snapshot,
                             std::string changes)
 {
     ++m_passes;
     entry->snapshot = std::move(snapshot);
+    entry->partSheet.reset();
     entry->trouble.clear();
-    entry->lookedAt = Clock::now();
-    AnswerAll(*entry, {entry->snapshot});
-    m_onPass(entry->key, {entry->snapshot, std::move(changes), {}, false});
+    entry->lookedAt = entry->toldAt = Clock::now();
+    AnswerAll(*entry, SeenOf(*entry));
+    m_onPass(entry->key, {entry->snapshot, std::move(changes), {}});
     EndPass(entry);
 }
 
-void FrameWatches::OnFailed(const std::shared_ptr<Entry> &entry, unsigned status,
-                            const String &trouble)
+void FrameWatches::OnFailed(const EntryPointer &entry, unsigned status, const String &trouble)
 {
     const bool isNews = trouble != entry->trouble;
     entry->trouble = trouble;
+    // What its parts have told is not taken back by the next pass.
+    if (std::exchange(entry->partSheet, nullptr))
+        m_onPass(entry->key, {entry->snapshot, "{}", {}, true});
     AnswerAll(*entry, {{}, status, trouble});
     if (isNews)
-        m_onPass(entry->key, {entry->snapshot, "{}", trouble, false});
+        m_onPass(entry->key, {entry->snapshot, "{}", trouble});
     EndPass(entry);
-}
-
-// Those who want to know what there is, as far as that is known.
-void FrameWatches::AnswerListed(Entry &entry)
-{
-    if (!entry.snapshot)
-        return;
-    for (auto &[wish, told] : std::exchange(entry.waiting, {}))
-        if (wish == Wish::Listed)
-            told({entry.snapshot});
-        else
-            entry.waiting.emplace_back(wish, std::move(told));
 }
 
 void FrameWatches::AnswerAll(Entry &entry, const Seen &seen)
@@ -241,14 +334,15 @@ void FrameWatches::AnswerAll(Entry &entry, const Seen &seen)
         told(seen);
 }
 
-void FrameWatches::EndPass(const std::shared_ptr<Entry> &entry)
+void FrameWatches::EndPass(const EntryPointer &entry)
 {
     entry->isLooking = false;
+    entry->isLate = false;
     PlanNext(entry);
 }
 
 // The next pass where somebody watches, else the end of it.
-void FrameWatches::PlanNext(const std::shared_ptr<Entry> &entry)
+void FrameWatches::PlanNext(const EntryPointer &entry)
 {
     if (entry->isLooking)
         return;
@@ -269,7 +363,7 @@ void FrameWatches::PlanNext(const std::shared_ptr<Entry> &entry)
         });
 }
 
-void FrameWatches::Forget(const std::shared_ptr<Entry> &entry)
+void FrameWatches::Forget(const EntryPointer &entry)
 {
     const auto found = m_entries.find(entry->key);
     if (found != m_entries.end() && found->second == entry)

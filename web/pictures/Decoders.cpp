@@ -26,7 +26,7 @@ namespace
 
 // To load the libraries and greet, however slow the disk is.
 constexpr std::chrono::seconds k_start_time(60);
-constexpr std::chrono::seconds k_end_time(2);
+constexpr std::chrono::seconds k_end_time(2); // Of all together.
 constexpr std::chrono::seconds k_pause_after_bad_start(5);
 constexpr unsigned k_usual_places = 4;
 
@@ -72,9 +72,15 @@ Decoders::~Decoders()
     for (const auto *workers : {&m_workers, &m_dying})
         for (const WorkerPointer &worker : *workers)
             worker->process.Kill(); // All of them before one is waited for.
+    const auto end = Clock::now() + k_end_time;
+    const auto left = [end]
+    {
+        return std::max(std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()),
+                        std::chrono::milliseconds(0));
+    };
     for (const auto *workers : {&m_workers, &m_dying})
         for (const WorkerPointer &worker : *workers)
-            worker->process.EndWithin(k_end_time);
+            worker->process.EndWithin(left());
 }
 
 bool Decoders::Ask(const decode::DecodeRequest &request, Answered answered)

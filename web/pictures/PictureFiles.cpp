@@ -176,8 +176,16 @@ void PictureFiles::Keep(const std::string &key, std::string_view bytes)
         return;
     static const unsigned s_process = std::random_device()();
     const Path path = m_folder / fmt::format("{}{:08x}-{}", k_new_beginning, s_process, m_names++);
-    const Descriptor file(
-        open(path.Text().c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600));
+    const auto create = [&path] {
+        return open(path.Text().c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW,
+                    0600);
+    };
+    int created = create();
+    // Whoever clears his cache removes the folder, too.
+    if (created < 0 && errno == ENOENT &&
+        !ostrel::Attempt([this] { ostrel::MakePrivateFolder(m_folder); }))
+        created = create();
+    const Descriptor file(created);
     struct stat about = {};
     if (!file.IsOpen() || !WriteAll(file.Number(), HeadOf(key, bytes)) ||
         !WriteAll(file.Number(), bytes) || fstat(file.Number(), &about) != 0 ||

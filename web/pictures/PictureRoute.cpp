@@ -74,7 +74,7 @@ Response ResponseOf(const Made &made)
         return busy;
     }
     if (!made.bytes)
-        return ErrorResponse(made.isOurFault ? 500 : 422, made.reason);
+        return ErrorResponse(made.isOurFault ? 500 : made.isLate ? 503 : 422, made.reason);
     Response response;
     response.type = "image/jpeg";
     response.body = made.bytes;
@@ -92,6 +92,7 @@ struct Asked
     int frame = 0;
     std::optional<int> minus;
     PictureWish wish;
+    Pictures::Clock::time_point notBefore;
     Reply reply;
 };
 
@@ -112,11 +113,13 @@ Asked AskedOf(const Request &request, Reply reply)
 
 void Answer(Pictures &pictures, const Asked &asked, const Path &path)
 {
-    pictures.Get({path, asked.wish},
-                 [reply = asked.reply](const Made &made) { reply(ResponseOf(made)); });
+    pictures.Get(
+        {path, asked.wish}, [reply = asked.reply](const Made &made) { reply(ResponseOf(made)); },
+        asked.notBefore);
 }
 
-void Find(const FindFrame &find, const Asked &asked, int frame, std::function<void(Path)> then)
+void Find(const FindFrame &find, const Asked &asked, int frame,
+          std::function<void(const FoundFrame &)> then)
 {
     find(asked.job, asked.format, frame,
          [reply = asked.reply, then = std::move(then)](const FoundFrame &found)
@@ -124,7 +127,7 @@ void Find(const FindFrame &find, const Asked &asked, int frame, std::function<vo
              if (found.path.IsEmpty())
                  reply(ErrorResponse(found.status, found.trouble));
              else
-                 then(found.path);
+                 then(found);
          });
 }
 
@@ -137,14 +140,15 @@ Handler PictureHandler(Pictures &pictures, FindFrame find)
     {
         const Asked asked = AskedOf(*request, std::move(reply));
         Find(find, asked, asked.frame,
-             [&pictures, find, asked](const Path &path)
+             [&pictures, find, asked = asked](const FoundFrame &frame) mutable
              {
+                 asked.notBefore = frame.toldAt;
                  if (!asked.minus)
-                     return Answer(pictures, asked, path);
+                     return Answer(pictures, asked, frame.path);
                  Find(find, asked, *asked.minus,
-                      [&pictures, asked = asked, path](const Path &other) mutable
+                      [&pictures, asked, path = frame.path](const FoundFrame &other) mutable
                       {
-                          asked.wish.minus = other;
+                          asked.wish.minus = other.path;
                           Answer(pictures, asked, path);
                       });
              });

@@ -1,8 +1,7 @@
 #pragma once
 
 #include <boost/asio/io_context.hpp>
-#include <boost/asio/steady_timer.hpp>
-#include <boost/asio/thread_pool.hpp>
+#include <deque>
 #include <functional>
 #include <memory>
 #include <string>
@@ -10,6 +9,7 @@
 #include <vector>
 
 #include "decode/DecodeRequest.h"
+#include "ostrel/DiskThreads.h"
 #include "web/pictures/Decoders.h"
 #include "web/pictures/PictureFiles.h"
 #include "web/pictures/RecentPictures.h"
@@ -28,27 +28,32 @@ struct PictureSettings
     std::chrono::milliseconds look{1000};
     /// After which a file that could not be looked at is tried again.
     std::chrono::seconds pause{30};
+    /// How long a disk is waited for: `atOnce` looks at a time, half of them in one folder.
+    ostrel::DiskThreadLimits disk{8};
 };
 
 /// Small pictures of image files, and what reading them whole has shown: made by children, once for
 /// all who ask for the same at a time, and kept by the path, size and date of the file.
 ///
-/// Loop thread. What waits for a disk does so on threads of its own. A file that has no picture has
-/// a reason, which is kept as well: asking again costs nothing until the file changes.
+/// Loop thread. What waits for a disk does so on threads of its own; a folder that does not answer
+/// costs its own pictures, and nobody looks into it again until it has. A file that has no picture
+/// has a reason, which is kept as well: asking again costs nothing until the file changes.
 class Pictures
 {
 public:
     using Told = std::function<void(const Made &)>;
+    using Clock = RecentPictures::Clock;
 
     /// `loop` outlives this.
     Pictures(boost::asio::io_context &loop, const PictureSettings &settings);
-    /// Waits for what a disk is asked, and kills the children. Nobody is told anything more.
+    /// Kills the children, and waits a second for what a disk is asked. Nobody is told anything
+    /// more.
     ~Pictures();
 
     /// Tells, once, on the loop's thread, perhaps from within, what has come of it: a JPEG, or
     /// where no picture is asked for the JSON of `DecodedJson`. A file that is not there has that
-    /// as its reason.
-    void Get(const decode::DecodeRequest &request, Told told);
+    /// as its reason. What was known of the file before `notBefore` is not taken for what it is.
+    void Get(const decode::DecodeRequest &request, Told told, Clock::time_point notBefore = {});
 
     /// Children that live.
     std::size_t Processes() const
@@ -57,21 +62,34 @@ public:
     }
 
 private:
+    // Who waits for a request, and from when on what is known of the file is good enough.
+    struct Waiting
+    {
+        Told told;
+        Clock::time_point notBefore;
+    };
+
     // A request that is under way, and all who wait for it.
     struct Making
     {
-        Making(boost::asio::io_context &loop, decode::DecodeRequest what)
-            : request(std::move(what)), late(loop)
-        {
-        }
+        explicit Making(decode::DecodeRequest what) : request(std::move(what)) {}
 
-        decode::DecodeRequest request;
+        const decode::DecodeRequest request;
         std::string subject;
         std::string identity;
-        boost::asio::steady_timer late;
-        std::vector<Told> waiting;
+        Clock::time_point begun = Clock::now();
+        std::vector<Waiting> waiting;
     };
-    using MakingPointer = std::shared_ptr<Making>; // With the threads that ask the disk.
+    using MakingPointer = std::shared_ptr<Making>; // With what waits for disk and decoder.
+
+    // Where files are looked at.
+    struct Folder
+    {
+        unsigned looks = 0;   // That are not answered yet.
+        bool isLate = false;  // The last thing heard of it is that it does not answer,
+        Clock::time_point at; // since then.
+        std::deque<MakingPointer> waiting;
+    };
 
     // What the disk has told of a request.
     struct Looked
@@ -82,6 +100,9 @@ private:
     };
 
     void Look(const MakingPointer &making);
+    void StartLook(const MakingPointer &making);
+    void OnLate(const std::string &folder, const MakingPointer &making, std::chrono::seconds since);
+    void EndLook(const std::string &folder);
     void OnLooked(const MakingPointer &making, Looked looked);
     void Make(const MakingPointer &making);
     void OnMade(const MakingPointer &making, Decoders::Answer answer);
@@ -90,16 +111,15 @@ private:
     void Tell(const MakingPointer &making, const Made &made);
     bool IsUnderWay(const MakingPointer &making) const;
 
-    boost::asio::io_context &m_loop;
     const PictureSettings m_settings;
     RecentPictures m_recent;
     std::unordered_map<std::string, MakingPointer> m_makings; // By their subjects.
-    std::size_t m_looks = 0;               // That the disk has not answered, be it too late.
-    std::shared_ptr<PictureFiles> m_files; // With the threads that ask the disk.
+    std::unordered_map<std::string, Folder> m_folders;        // That are looked into.
+    std::shared_ptr<PictureFiles> m_files;                    // With the threads that ask the disk.
     Decoders m_decoders;
     std::shared_ptr<Pictures *>
-        m_self;                      // What comes back from a thread looks whether this is there.
-    boost::asio::thread_pool m_disk; // Ends before what it uses.
+        m_self; // What comes back from a decoder looks whether this is there.
+    ostrel::DiskThreads m_disk;
 };
 
 } // namespace web

@@ -21,6 +21,7 @@ struct Made
     std::string tag;                          ///< Another for each other content.
     String reason;                            ///< Why there is none.
     bool isOurFault = false;
+    bool isLate = false; ///< The disk does not answer.
     bool isBusy = false; ///< Too much is being made: later there may be one.
 };
 

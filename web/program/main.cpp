@@ -1,8 +1,10 @@
 #include <cstdio>
 #include <exception>
 #include <memory>
+#include <unistd.h>
 #include <vector>
 
+#include "ostrel/DiskThreads.h"
 #include "ostrel/Log.h"
 #include "web/program/WebApp.h"
 
@@ -53,13 +55,11 @@ int Failed(const String &reason, int status)
     return status;
 }
 
-} // namespace
-
-int main(int argc, char **argv)
+int RunCaught(const std::vector<String> &arguments)
 {
     try
     {
-        return Run({argv + 1, argv + argc});
+        return Run(arguments);
     }
     catch (web::UsageException *raw)
     {
@@ -75,4 +75,19 @@ int main(int argc, char **argv)
     {
         return Failed(error.what(), k_failed);
     }
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    const int status = RunCaught({argv + 1, argv + argc});
+    // Nothing gets a thread out of a look at a disk that hangs, and what ends with the program is
+    // not to go away under one that wakes up.
+    if (ostrel::DiskThreads::AreLeft())
+    {
+        std::fflush(nullptr);
+        ::_exit(status);
+    }
+    return status;
 }
