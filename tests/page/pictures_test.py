@@ -8,6 +8,15 @@ from selenium.webdriver.common.keys import Keys
 # Whether a picture has come, and what of it is no plain ground.
 IS_SHOWN = "return [...document.querySelectorAll(arguments[0])].filter((image) => image.naturalWidth > 0).length"
 
+# What is seen in an image or a canvas, as one number; 0 while nothing is.
+LOOK = """const shown = document.querySelector(arguments[0]);
+    const [width, height] = [shown?.naturalWidth ?? shown?.width, shown?.naturalHeight ?? shown?.height];
+    if (!width) return 0;
+    const canvas = Object.assign(document.createElement('canvas'), { width, height });
+    const ink = canvas.getContext('2d');
+    ink.drawImage(shown, 0, 0);
+    return ink.getImageData(0, 0, width, height).data.reduce((sum, byte) => (sum * 31 + byte) % 1000003, 1);"""
+
 
 class Pictures(PageTest):
     COUNT = 6
@@ -48,6 +57,55 @@ class Pictures(PageTest):
         wait_until(lambda: page.run(IS_SHOWN, "#frame .picture.large img") == 1)
         page.keep_picture("frame")
         self.assertEqual(page.complaints(), [])
+
+    def rewrite(self):
+        """Frame 2 is rendered again, and comes to be what frame 5 is: as good as before."""
+        data = self.frame(5).read_bytes()
+        whole = self.folder / "whole"
+        whole.write_bytes(data)
+        whole.rename(self.frame(2))
+
+    def test_in_the_contact_sheet_are_others_where_a_good_file_is_written_anew(self):
+        page = self.open_job("&pictures=open")
+        wait_until(lambda: page.run(IS_SHOWN, "#contact img") == 6)
+        tile = "#contact [data-frame='{}'] img".format
+        before, wanted = page.run(LOOK, tile(2)), page.run(LOOK, tile(5))
+        self.assertNotEqual(before, wanted)
+        other = page.run("return document.querySelector(arguments[0]).src", tile(4))
+        self.rewrite()
+        wait_until(lambda: page.run(LOOK, tile(2)) == wanted)
+        self.assertEqual(page.run("return document.querySelector(arguments[0]).src", tile(4)), other, "it is the same")
+
+    def test_of_one_frame_are_others_where_a_good_file_is_written_anew(self):
+        page = self.open_job("&frame=5")
+        wait_until(lambda: page.run(IS_SHOWN, "#frame .picture.large img") == 1)
+        wanted = page.run(LOOK, "#frame .picture.large img")
+        page.open(f"{self.origin}/?job={self.job}&frame=2")
+        wait_until(lambda: page.run(IS_SHOWN, "#frame .picture.large img") == 1)
+        self.assertNotEqual(page.run(LOOK, "#frame .picture.large img"), wanted)
+        self.rewrite()
+        wait_until(lambda: page.run(LOOK, "#frame .picture.large img") == wanted)
+        page.wait_for_text("#frame .facts", f"{self.frame(2)}")
+        # A neighbour is shown, too.
+        page.open(f"{self.origin}/?job={self.job}&frame=3")
+        wait_until(lambda: page.run(IS_SHOWN, "#frame .beside img") == 4)
+        neighbour = page.run(LOOK, "#frame .beside img")
+        self.frame(2).write_bytes(self.frame(6).read_bytes())
+        wait_until(lambda: page.run(LOOK, "#frame .beside img") not in (0, neighbour))
+
+    def test_that_are_played_are_others_where_a_good_file_is_written_anew(self):
+        page = self.open_job("&flip=open")
+        page.wait_for_text("#flipbook [role=status]", "6 pictures")
+        page.run("document.querySelector('#flipbook').focus()")
+        page.press(*[Keys.ARROW_RIGHT] * 4)
+        wait_until(lambda: page.run("return document.querySelector('.flip-screen').dataset.frame") == "5")
+        wanted = page.run(LOOK, ".flip-screen")
+        page.press(*[Keys.ARROW_LEFT] * 3)
+        wait_until(lambda: page.run("return document.querySelector('.flip-screen').dataset.frame") == "2")
+        self.assertNotEqual(page.run(LOOK, ".flip-screen"), wanted)
+        self.rewrite()
+        wait_until(lambda: page.run(LOOK, ".flip-screen") == wanted)
+        self.assertEqual(page.run("return document.querySelector('.flip-screen').dataset.frame"), "2")
 
     def test_are_played_one_after_the_other(self):
         page = self.open_job("&flip=open")

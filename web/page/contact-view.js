@@ -18,7 +18,7 @@ const MOST = 100000;
  * @property {HTMLElement} element
  * @property {HTMLImageElement} image
  * @property {HTMLElement} reason
- * @property {string} version state and pass that it was made for
+ * @property {string} version state and file that it was made for
  */
 
 export class ContactView {
@@ -102,7 +102,7 @@ export class ContactView {
             }
         for (let place = first; place < last; ++place) {
             let tile = this.#tiles.get(place);
-            const version = `${sheet.numbers.at(place)} ${sheet.state(place)}`;
+            const version = `${sheet.numbers.at(place)} ${sheet.state(place)} ${sheet.version(place)}`;
             if (tile && tile.version !== version) {
                 tile.element.remove();
                 this.#tiles.delete(place);
@@ -157,7 +157,7 @@ export class ContactView {
                 continue;
             }
             const frame = this.#view.sheet.numbers.at(place);
-            showPicture(tile.image, pictureAddress(this.#job, frame, { format: this.#format(), width: WIDTH })).then((reason) => {
+            showPicture(tile.image, pictureAddress(this.#job, frame, { format: this.#format(), width: WIDTH, seen: this.#view.sheet.version(place) })).then((reason) => {
                 if (!tile.element.isConnected) return;
                 tile.image.classList.remove("waiting");
                 tile.image.hidden = reason !== "";

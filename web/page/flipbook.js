@@ -15,6 +15,8 @@ const SIDE_BY_SIDE = 3;
  * @typedef {object} Leaf
  * @property {number} place
  * @property {HTMLImageElement} image
+ * @property {number} frame
+ * @property {string} version of its file
  * @property {string | null} reason null while it is on its way, "" when it is there
  */
 
@@ -30,6 +32,10 @@ export class Flipbook {
     #isOpen = false;
     #shownAt = 0;
     #round = 0;
+    /** @type {number[]} that are still to be asked for */
+    #queue = [];
+    /** Of this round, that are asking. */
+    #asking = 0;
     #screen = make("canvas", { class: "flip-screen", width: WIDTH, height: 360, role: "img" });
     #play = make("button", { type: "button", id: "play", onclick: () => this.#toggle() });
     #slider = make("input", { type: "range", id: "flip-frame", min: 0, max: 0, value: 0 });
@@ -67,7 +73,7 @@ export class Flipbook {
             this.#ready,
         );
         view.listen((change) => {
-            if (change === "data" && this.#isOpen && !this.#leaves.length) this.load();
+            if (change === "data" && this.#isOpen) this.#onData();
         });
         this.#name();
     }
@@ -88,23 +94,54 @@ export class Flipbook {
         const places = [];
         for (let i = 0; i < runs.length; i += 2)
             for (let place = runs[i]; place < runs[i + 1] && places.length < MOST; ++place) places.push(place);
-        this.#leaves = places.map((place) => ({ place, image: new Image(), reason: null }));
+        const { sheet } = this.#view;
+        this.#leaves = places.map((place) => ({ place, image: new Image(), frame: sheet.numbers.at(place), version: sheet.version(place), reason: null }));
+        this.#queue = this.#leaves.map((_, index) => index);
         this.#slider.max = String(Math.max(0, places.length - 1));
+        this.#asking = 0;
         this.#show(0);
-        let next = 0;
-        const take = async () => {
-            while (round === this.#round && next < this.#leaves.length) {
-                const index = next++;
-                const leaf = this.#leaves[index];
-                const frame = this.#view.sheet.numbers.at(leaf.place);
-                leaf.reason = await showPicture(leaf.image, pictureAddress(this.#job, frame, { format: this.#format(), width: WIDTH }));
-                if (round !== this.#round) return;
-                if (index === this.#now) this.#show(index);
-                this.#tellReady();
-            }
-        };
-        for (let i = 0; i < SIDE_BY_SIDE; ++i) take();
+        this.#ask(round);
         this.#tellReady();
+    }
+
+    /** @param {number} round */
+    #ask(round) {
+        while (this.#asking < SIDE_BY_SIDE && this.#queue.length) {
+            ++this.#asking;
+            this.#take(round).finally(() => {
+                if (round === this.#round) --this.#asking;
+            });
+        }
+    }
+
+    /** @param {number} round what another one has asked for is not shown */
+    async #take(round) {
+        for (let index; (index = this.#queue.shift()) !== undefined; ) {
+            const leaf = this.#leaves[index];
+            const { version } = leaf;
+            const image = new Image();
+            const reason = await showPicture(image, pictureAddress(this.#job, leaf.frame, { format: this.#format(), width: WIDTH, seen: version }));
+            if (round !== this.#round) return;
+            // Its file has changed meanwhile: it is in the queue once more.
+            if (version !== leaf.version) continue;
+            leaf.image = image;
+            leaf.reason = reason;
+            if (index === this.#now) this.#show(index);
+            this.#tellReady();
+        }
+    }
+
+    /** Frames may be other ones, or their files; what was seen of them stays until there is something new. */
+    #onData() {
+        const { sheet } = this.#view;
+        if (!this.#leaves.length || this.#leaves.some((leaf) => sheet.numbers.at(leaf.place) !== leaf.frame)) return this.load();
+        this.#leaves.forEach((leaf, index) => {
+            const version = sheet.version(leaf.place);
+            if (version === leaf.version) return;
+            leaf.version = version;
+            this.#queue.push(index);
+        });
+        this.#ask(this.#round);
     }
 
     #tellReady() {
@@ -189,5 +226,6 @@ export class Flipbook {
         ++this.#round;
         for (const { image } of this.#leaves) image.removeAttribute("src");
         this.#leaves = [];
+        this.#queue = [];
     }
 }

@@ -19,6 +19,7 @@ export class FrameView {
     #job;
     #format;
     #frame;
+    #seen;
     #end = new AbortController();
     /** @type {Frame | null} */
     #known = null;
@@ -36,11 +37,13 @@ export class FrameView {
      * @param {number} format
      * @param {number} frame
      * @param {{onClose: () => void, onFrame: (frame: number) => void, onNextBad: () => void}} ways
+     * @param {(frame: number) => string} seen another text where the file of a frame may be another one
      */
-    constructor(job, format, frame, ways) {
+    constructor(job, format, frame, ways, seen) {
         this.#job = job;
         this.#format = format;
         this.#frame = frame;
+        this.#seen = seen;
         fill(this.#channels, [["rgb", t("colour")], ["r", t("red")], ["g", t("green")], ["b", t("blue")], ["a", t("alpha")], ["luma", t("brightness")]].map(([value, text]) => make("option", { value }, text)));
         this.#channels.addEventListener("change", () => this.#showPictures());
         this.#exposure.addEventListener("input", () => say(this.#stops, this.#exposure.value));
@@ -99,6 +102,12 @@ export class FrameView {
         this.#askDecoded();
     }
 
+    /** The frames whose files are shown. */
+    get shown() {
+        const { before, after } = this.#known?.neighbours ?? { before: null, after: null };
+        return /** @type {number[]} */ ([before, this.#frame, after].filter((frame) => frame !== null));
+    }
+
     /** @param {Frame} frame */
     #showFacts(frame) {
         const path = make("code", { class: "path" }, frame.path);
@@ -148,21 +157,22 @@ export class FrameView {
         }
     }
 
-    #wish() {
-        return { format: this.#format, exposure: Number(this.#exposure.value), channels: this.#channels.value };
+    /** @param {number[]} frames that are shown in one picture */
+    #wish(...frames) {
+        return { seen: frames.map((frame) => this.#seen(frame)).join("-"), format: this.#format, exposure: Number(this.#exposure.value), channels: this.#channels.value };
     }
 
     #showPictures() {
         const known = this.#known;
         if (!known) return;
-        const picture = this.#figure(t("Frame {frame}", { frame: String(this.#frame) }), pictureAddress(this.#job, this.#frame, { ...this.#wish(), width: WIDTH }));
+        const picture = this.#figure(t("Frame {frame}", { frame: String(this.#frame) }), pictureAddress(this.#job, this.#frame, { ...this.#wish(this.#frame), width: WIDTH }));
         this.#picture.replaceChildren(...picture.childNodes);
         const { before, after } = known.neighbours;
         const others = /** @type {number[]} */ ([before, after].filter((frame) => frame !== null));
         fill(
             this.#beside,
-            others.map((frame) => this.#figure(t("Frame {frame}", { frame: String(frame) }), pictureAddress(this.#job, frame, { ...this.#wish(), width: SMALL }))),
-            others.map((frame) => this.#figure(t("Difference to frame {frame}", { frame: String(frame) }), pictureAddress(this.#job, this.#frame, { ...this.#wish(), width: SMALL, minus: frame }))),
+            others.map((frame) => this.#figure(t("Frame {frame}", { frame: String(frame) }), pictureAddress(this.#job, frame, { ...this.#wish(frame), width: SMALL }))),
+            others.map((frame) => this.#figure(t("Difference to frame {frame}", { frame: String(frame) }), pictureAddress(this.#job, this.#frame, { ...this.#wish(this.#frame, frame), width: SMALL, minus: frame }))),
         );
     }
 

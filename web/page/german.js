@@ -43,6 +43,8 @@ export const GERMAN = {
     "It has printed nothing.": "Er hat nichts ausgegeben.",
     "Job": "Job",
     "Jobs": "Jobs",
+    "Least and most of each column; zoom in to see each frame. Of {total} bad frames the worst of each column is marked.":
+        "Das Kleinste und Größte jeder Spalte; hineinzoomen zeigt jedes Bild. Von {total} schlechten Bildern ist das schlechteste jeder Spalte markiert.",
     "Least and most of each column; zoom in to see each frame. Bad frames are all marked.":
         "Kleinste und größte Datei jeder Spalte; näher heran ist jedes Bild zu sehen. Schlechte Bilder sind alle markiert.",
     "Leave it": "Nicht tun",

@@ -50,6 +50,8 @@ export class JobView {
     #formats = make("select", { id: "format", "aria-label": t("Image format") });
     #counts = make("p", { class: "counts", id: "counts", role: "status" });
     #badRange = make("p", { class: "bad-range" });
+    /** Why nothing new is known of the frames. */
+    #looks = make("p", { class: "bad", id: "looks", role: "status" });
     #where = make("p", { class: "unseen", "aria-live": "polite", id: "where" });
     #cursorText = make("p", { class: "dim cursor-text", "aria-hidden": "true" });
     #tip = make("div", { class: "tip", id: "tip", role: "tooltip", hidden: true });
@@ -148,6 +150,7 @@ export class JobView {
                     ),
                 ),
                 this.#counts,
+                this.#looks,
                 this.#sheet.element,
                 this.#cursorText,
                 this.#where,
@@ -297,6 +300,7 @@ export class JobView {
             if (!early.every((change) => change.pass === sheet.pass + 1 && sheet.apply(change))) return void this.#loadSheet();
             this.#heard.clear();
             this.#view.show(sheet);
+            this.#frame?.view.load();
         } catch (error) {
             if (end.signal.aborted) return;
             this.#isLoading = false;
@@ -307,13 +311,14 @@ export class JobView {
     /** @param {import("./types.js").FramesChange} change */
     #takeChange(change) {
         if (change.job !== this.#id || change.format !== this.#format) return;
+        say(this.#looks, change.trouble);
         if (this.#isLoading) return void this.#early.push(change);
         if (change.pass <= this.#view.sheet.pass) return;
         // After a pass that was not heard of, whatever it has changed is unknown.
         if (change.pass > this.#view.sheet.pass + 1 || !this.#view.sheet.apply(change)) return void this.#loadSheet();
         this.#heard.clear();
         const open = this.#frame;
-        if (open && Object.values(change.changed).some((range) => touches(range, open.frame))) open.view.load();
+        if (open && Object.values(change.changed).some((range) => open.view.shown.some((frame) => touches(range, frame)))) open.view.load();
         if (Object.keys(change.changed).length) this.#view.dataChanged();
     }
 
@@ -475,6 +480,9 @@ export class JobView {
                 const next = sheet.nextBad(this.#view.cursor, 1);
                 if (next >= 0) this.#openFrame(this.#view.sheet.numbers.at(next));
             },
+        }, (each) => {
+            const at = this.#view.sheet.numbers.placeOf(each);
+            return at < 0 ? "" : this.#view.sheet.version(at);
         });
         this.#frame = { frame: number, view };
         fill(this.#framePlace, view.element);

@@ -13,6 +13,7 @@ const TRIES = 5;
  * @property {number} [exposure]
  * @property {string} [channels]
  * @property {number} [minus]
+ * @property {string} [seen] another where the file may be another one: a browser keeps what it has of an address
  */
 
 /**
@@ -27,6 +28,7 @@ export function pictureAddress(job, frame, wish) {
         exposure: wish.exposure || undefined,
         channels: wish.channels && wish.channels !== "rgb" ? wish.channels : undefined,
         minus: wish.minus,
+        seen: wish.seen,
     });
 }
 

@@ -31,6 +31,14 @@ export class Sheet {
      * @type {Uint8Array}
      */
     #rank;
+    /**
+     * The pass that each place was last told changed in; none where nothing was.
+     * @type {Uint32Array | null}
+     */
+    #changed = null;
+    static #made = 0;
+    /** Of the sheets of this page. What was seen by another one may have changed unheard. */
+    #which = ++Sheet.#made;
     /** The lowest rank that is bad. */
     #firstBad;
     /** @type {Uint8Array} */
@@ -89,6 +97,14 @@ export class Sheet {
     /** @param {number} place */
     state(place) {
         return this.head.states[this.#states[place]];
+    }
+
+    /**
+     * Another text where the file may be another one.
+     * @param {number} place
+     */
+    version(place) {
+        return `${this.#which}.${this.#changed?.[place] ?? 0}`;
     }
 
     /** @param {number} place */
@@ -165,10 +181,11 @@ export class Sheet {
     }
 
     /**
-     * Takes in what a pass has found. False where it does not fit these frames: ask for all anew.
+     * Takes in what a pass has found, or has found so far. False where it does not fit these frames: ask for all anew.
      * @param {import("./types.js").FramesChange} change
      */
     apply(change) {
+        this.#changed ??= new Uint32Array(this.count);
         for (const [state, range] of Object.entries(change.changed)) {
             const index = this.head.states.indexOf(state);
             if (index < 0) return false;
@@ -180,13 +197,14 @@ export class Sheet {
                     const place = step === 1 && this.numbers.step === 1 ? to : this.numbers.placeOf(frame);
                     if (place < 0 || place >= this.count) return false;
                     this.#states[place] = index;
+                    this.#changed[place] = change.pass;
                     to = place + 1;
                 }
                 this.#sum(from, to);
             }
         }
         this.counts = change.counts;
-        this.pass = change.pass;
+        if (change.isEnd !== false) this.pass = change.pass;
         return true;
     }
 }

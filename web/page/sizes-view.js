@@ -168,7 +168,7 @@ export class SizesView {
      */
     #show(Dygraph, sizes) {
         const rows = sizes.exact ? this.#exactRows(sizes) : this.#reducedRows(sizes);
-        say(this.#note, sizes.exact ? "" : t("Least and most of each column; zoom in to see each frame. Bad frames are all marked."));
+        say(this.#note, sizes.exact ? "" : this.#reducedNote(sizes.bad));
         this.#thinOut();
         if (!rows.length) return say(this.#note, t("There are no sizes yet."));
         const options = {
@@ -316,6 +316,12 @@ export class SizesView {
         this.#bad = { frame: sizes.bad.frame, size: sizes.bad.size, state: sizes.bad.state.map((state) => states[state]) };
         const { first, count, least, most, lowest, highest } = sizes.columns;
         return first.map((frame, i) => [frame + (count[i] - 1) / 2, bar(lowest[i], highest[i]), bar(least[i], most[i])]);
+    }
+
+    /** @param {import("./types.js").ReducedSizes["bad"]} bad */
+    #reducedNote(bad) {
+        if (bad.total === bad.frame.length) return t("Least and most of each column; zoom in to see each frame. Bad frames are all marked.");
+        return t("Least and most of each column; zoom in to see each frame. Of {total} bad frames the worst of each column is marked.", { total: bad.total });
     }
 
     #drawMarks() {

@@ -96,7 +96,7 @@
  * @property {false} exact
  * @property {{first: number[], count: number[], least: (number|null)[], most: (number|null)[],
  *             lowest: (number|null)[], highest: (number|null)[]}} columns
- * @property {{frame: number[], size: (number|null)[], state: number[]}} bad
+ * @property {{frame: number[], size: (number|null)[], state: number[], count: number[], total: number}} bad
  *
  * @typedef {ExactSizes | ReducedSizes} Sizes
  *
@@ -104,9 +104,10 @@
  * @property {string} job
  * @property {number} format
  * @property {number} pass
- * @property {boolean} isEnd
+ * @property {boolean} isEnd not of what a pass that goes on has found so far
  * @property {Record<string, string>} changed ranges by state
  * @property {Record<string, number>} counts
+ * @property {string} trouble why nothing is known of the frames
  *
  * @typedef {object} MasterState
  * @property {boolean} connected
