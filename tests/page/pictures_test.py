@@ -95,7 +95,7 @@ class Pictures(PageTest):
 
     def test_that_are_played_are_others_where_a_good_file_is_written_anew(self):
         page = self.open_job("&flip=open")
-        page.wait_for_text("#flipbook [role=status]", "6 pictures")
+        wait_until(lambda: page.text("#flipbook [role=status]") == "6 pictures")
         page.run("document.querySelector('#flipbook').focus()")
         page.press(*[Keys.ARROW_RIGHT] * 4)
         wait_until(lambda: page.run("return document.querySelector('.flip-screen').dataset.frame") == "5")

@@ -12,6 +12,7 @@ from farm import BIN, wait_until
 from web_test import WebTest
 
 HANGING = os.environ.get("ORDWICK_HANG_BELOW")
+SLOW = os.environ.get("ORDWICK_SLOW_LOOKUPS")
 
 
 class DiskTest(WebTest):
@@ -135,6 +136,34 @@ class WebHangs(DiskTest):
         self.web.terminate()
         self.assertEqual(self.web.wait(60), 0)
         self.assertLess(time.monotonic() - begin, 10)
+
+
+@unittest.skipUnless(SLOW, "the benchmarks are not built")
+class WebSlowly(DiskTest):
+    FRAMES = 200_000
+
+    def test_looked_at_frames_are_told_as_they_are_found(self):
+        job = self.submit("true", "--range", f"1-{self.FRAMES}", "--format", f"{self.folder}/f.%06d.raw", "--paused")
+        self.env["LD_PRELOAD"] = SLOW
+        self.start_web()
+        self.env.pop("LD_PRELOAD")
+        wait_until(lambda: self.ask(f"/api/jobs/{job}")[0] == 200)
+        events = (data for name, data in self.follow(f"job={job}") if name == "frames")
+        parts = []
+        told = next(events)
+        while not told["isEnd"]:
+            parts.append((time.monotonic(), told))
+            head, _, states = self.get(f"/api/jobs/{job}/sheet").partition(b"\n")
+            # Whoever comes now sees what was told before.
+            self.assertGreaterEqual(len(states) - states.count(0), told["counts"]["missing"])
+            told = next(events)
+        self.assertGreaterEqual(len(parts), 2)
+        for (earlier, before), (later, after) in zip(parts, parts[1:]):
+            self.assertGreater(after["counts"]["missing"], before["counts"]["missing"])
+            self.assertEqual(after["pass"], told["pass"])
+        self.assertLessEqual(len(parts) / max(1, parts[-1][0] - parts[0][0]), 10)
+        self.assertTrue(parts[0][1]["changed"]["missing"].startswith("1-"))
+        self.assertEqual(told["changed"], {"missing": f"1-{self.FRAMES}"})
 
 
 class WebShortage(DiskTest):

@@ -282,6 +282,8 @@ void FrameWatches::Look(const EntryPointer &entry)
 
 void FrameWatches::OnPart(Entry &entry, FramePart part)
 {
+    entry.isLate = false; // It has answered.
+    entry.trouble.clear();
     entry.partSheet = std::move(part.sheet);
     entry.toldAt = Clock::now();
     Pass pass{entry.snapshot, std::move(part.changes), {}};

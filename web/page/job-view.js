@@ -304,6 +304,7 @@ export class JobView {
         } catch (error) {
             if (end.signal.aborted) return;
             this.#isLoading = false;
+            say(this.#looks, "");
             say(this.#counts, error instanceof Error ? error.message : String(error));
         }
     }
@@ -311,7 +312,8 @@ export class JobView {
     /** @param {import("./types.js").FramesChange} change */
     #takeChange(change) {
         if (change.job !== this.#id || change.format !== this.#format) return;
-        say(this.#looks, change.trouble);
+        // Where there are no frames that is said already.
+        say(this.#looks, change.trouble === this.#counts.textContent ? "" : change.trouble);
         if (this.#isLoading) return void this.#early.push(change);
         if (change.pass <= this.#view.sheet.pass) return;
         // After a pass that was not heard of, whatever it has changed is unknown.

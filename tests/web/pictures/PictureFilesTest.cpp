@@ -226,6 +226,21 @@ TEST_F(PictureFilesTest, GoesOnWithoutAFolder)
     EXPECT_FALSE(fs::exists(std::string(m_folder.Text())));
 }
 
+TEST_F(PictureFilesTest, MakesItsFolderAnewWhereItIsGone)
+{
+    LogCapture log(ostrel::k_LogWarning);
+    PictureFiles files(m_folder, k_much);
+    files.Keep("a", "x");
+    fs::remove_all(std::string(m_folder.Text()));
+    EXPECT_EQ(files.Find("a"), std::nullopt);
+    files.Keep("a", "y");
+    EXPECT_EQ(files.Find("a"), "y");
+    struct stat about = {};
+    ASSERT_EQ(stat(m_folder.Text().c_str(), &about), 0);
+    EXPECT_EQ(about.st_mode & 0777, 0700u) << "of this user alone";
+    EXPECT_EQ(log.Count(ostrel::k_LogWarning, "cannot keep pictures"), 0);
+}
+
 TEST_F(PictureFilesTest, KeepsNothingThatWouldDriveOutAllElse)
 {
     PictureFiles files(m_folder, 1u << 20);

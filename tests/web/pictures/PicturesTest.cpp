@@ -173,6 +173,41 @@ TEST_F(PicturesTest, LooksAtAFileNoMoreOftenThanItIsTold)
     EXPECT_EQ(Get(frame).tag, tag);
 }
 
+TEST_F(PicturesTest, LooksAtAFileThatWasToldAsAnotherHoweverYoungThePictureIs)
+{
+    m_settings.look = std::chrono::hours(1);
+    const Path frame = Frame("a.exr", "one");
+    const std::string tag = Get(frame).tag;
+    Frame("a.exr", "longer");
+    const auto changed = Pictures::Clock::now();
+    std::vector<Made> told;
+    m_pictures->Get(
+        {frame, PictureWish()}, [&told](const Made &made) { told.push_back(made); }, changed);
+    ASSERT_TRUE(TurnUntil(m_loop, [&told] { return !told.empty(); }));
+    EXPECT_NE(told.front().tag, tag);
+    EXPECT_EQ(Get(frame).tag, told.front().tag);
+}
+
+// One that is being made is of what the file was when it was begun.
+TEST_F(PicturesTest, GivesNobodyWhatWasBegunBeforeTheFileChanged)
+{
+    m_settings.look = std::chrono::hours(1);
+    const Path frame = Frame("a.exr", "one");
+    Start();
+    std::vector<Made> told;
+    Ask({frame, PictureWish()}, told);
+    Frame("a.exr", "longer");
+    std::vector<Made> later;
+    m_pictures->Get(
+        {frame, PictureWish()}, [&later](const Made &made) { later.push_back(made); },
+        Pictures::Clock::now());
+    ASSERT_TRUE(TurnUntil(m_loop, [&] { return !told.empty() && !later.empty(); }));
+    const std::string tag = later.front().tag;
+    m_settings.look = std::chrono::milliseconds(0);
+    Start();
+    EXPECT_EQ(Get(frame).tag, tag) << "of the file as it is";
+}
+
 TEST_F(PicturesTest, MakesOneForAllWhoAskForTheSame)
 {
     const Path frame = Frame("a.exr");
