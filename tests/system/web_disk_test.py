@@ -167,12 +167,8 @@ class WebSlowly(DiskTest):
 
 
 class WebShortage(DiskTest):
-    def start_short_of(self, *limits):
-        wrapper = self.folder / "short"
-        wrapper.mkdir()
-        (wrapper / "corvan-web").write_text(f'#!/bin/sh\nexec prlimit {" ".join(limits)} {BIN}/corvan-web "$@"\n')
-        (wrapper / "corvan-web").chmod(0o755)
-        self.web = subprocess.Popen([wrapper / "corvan-web"], env=self.env, stdout=subprocess.PIPE, text=True)
+    def start_within(self, *command):
+        self.web = subprocess.Popen([*command, BIN / "corvan-web"], env=self.env, stdout=subprocess.PIPE, text=True)
         self.addCleanup(self.web.stdout.close)
         self.addCleanup(self.web.wait)
         self.addCleanup(self.web.kill)
@@ -186,7 +182,7 @@ class WebShortage(DiskTest):
 
     def test_of_descriptors_costs_what_needs_one_and_nothing_after_it(self):
         job = self.make_job(self.folder / "frames")
-        self.start_short_of("--nofile=64:64")
+        self.start_within("prlimit", "--nofile=64:64")
         wait_until(lambda: self.ask(f"/api/jobs/{job}/frames")[0] == 200)
         events = self.follow(f"job={job}")
         next(data for name, data in events if name == "frames")
@@ -210,19 +206,40 @@ class WebShortage(DiskTest):
         wait_until(lambda: self.ask(f"/api/jobs/{job}/frames/1/picture")[0] == 422)
         self.assertIsNone(self.web.poll())
 
-    def test_of_a_place_for_pictures_costs_their_keeping_alone(self):
-        """The folder goes while the server runs, and where it was is a file then."""
+    def make_pictures(self, count=20):
         frames = self.folder / "frames"
-        job = self.make_job(frames)
-        for number in range(1, 21):
-            (frames / f"f.{number:04d}.raw").rename(frames / f"f.{number:04d}.ppm")
+        frames.mkdir()
+        for number in range(1, count + 1):
             (frames / f"f.{number:04d}.ppm").write_bytes(b"P6 32 16 255\n" + bytes([number * 9] * 32 * 16 * 3))
-        self.start_web()
-        wait_until(lambda: self.ask(f"/api/jobs/{job}/parameters", {"ImageFormat": f"{frames}/f.%04d.ppm"})[0] == 200)
+        job = self.submit("true", "--range", f"1-{count}", "--format", f"{frames}/f.%04d.ppm", "--paused")
 
         def picture(frame):
             status, made, head = self.ask(f"/api/jobs/{job}/frames/{frame}/picture")
             self.assertEqual((status, head["Content-Type"]), (200, "image/jpeg"), made)
+
+        return job, picture
+
+    def test_of_room_for_pictures_costs_their_keeping_alone(self):
+        job, picture = self.make_pictures()
+        self.cache().mkdir(parents=True, mode=0o700)
+        inside = ["unshare", "--user", "--map-root-user", "--mount", "sh", "-c"]
+        small = f"mount -t tmpfs -o size=32k,mode=700 small '{self.cache()}'"
+        if subprocess.run([*inside, small], env=self.env, capture_output=True).returncode != 0:
+            self.skipTest("nobody may mount anything here")
+        self.start_within(*inside, small + ' && exec "$0"')
+        wait_until(lambda: self.ask(f"/api/jobs/{job}")[0] == 200)
+        for frame in range(1, 21):
+            picture(frame)
+        wait_until(lambda: f"cannot keep pictures in {self.cache()}: No space left on device" in self.log())
+        for frame in range(1, 21):
+            picture(frame)
+        self.assertEqual(self.log().count("cannot keep pictures"), 1)
+
+    def test_of_a_place_for_pictures_costs_their_keeping_alone(self):
+        """The folder goes while the server runs, and where it was is a file then."""
+        job, picture = self.make_pictures()
+        self.start_web()
+        wait_until(lambda: self.ask(f"/api/jobs/{job}")[0] == 200)
 
         def kept():
             return len(list(self.cache().glob("*.picture")))

@@ -12,6 +12,7 @@
 #include "web/door/HttpError.h"
 
 using nlohmann::json;
+using ostrel::String;
 using web::FramePart;
 using web::SnapshotPointer;
 
@@ -36,10 +37,12 @@ protected:
             << std::string(bytes, 'x');
     }
 
-    SnapshotPointer List() const
+    SnapshotPointer List(const String &rule = {}) const
     {
-        return web::ListFramesOf(
-            *web::FarmJob(m_folder.Folder().Text(), "1-" + std::to_string(k_frames)), 0, 0);
+        const auto job = web::FarmJob(m_folder.Folder().Text(), "1-" + std::to_string(k_frames));
+        if (!rule.empty())
+            job->SetParameter(corvan::p_SizeRule, rule);
+        return web::ListFramesOf(*job, 0, 0);
     }
 
     // Looks, and keeps all that is told on the way.
@@ -110,15 +113,18 @@ TEST_F(FrameLookTest, TellsNothingThatTheRestOfThePassTakesBack)
 {
     for (int frame = 1; frame <= k_frames; ++frame)
         Write(frame, frame % 2 == 0 ? 2000 : 2600); // The mean of all is between them.
-    const SnapshotPointer seen = Look(List());
-    ASSERT_FALSE(m_parts.empty());
-    const std::string whole = BytesOf(*seen->sheet);
-    for (const FramePart &part : m_parts)
+    for (const char *rule : {"", "robust"})
     {
-        const std::string bytes = BytesOf(*part.sheet);
-        for (std::size_t row = 0; row < bytes.size(); ++row)
-            if (bytes[row] != '\0')
-                ASSERT_EQ(bytes[row], whole[row]) << "row " << row;
+        const SnapshotPointer seen = Look(List(rule));
+        ASSERT_FALSE(m_parts.empty());
+        const std::string whole = BytesOf(*seen->sheet);
+        for (const FramePart &part : m_parts)
+        {
+            const std::string bytes = BytesOf(*part.sheet);
+            for (std::size_t row = 0; row < bytes.size(); ++row)
+                if (bytes[row] != '\0')
+                    ASSERT_EQ(bytes[row], whole[row]) << rule << " row " << row;
+        }
     }
 }
 
