@@ -18,7 +18,7 @@ LOOK = """const shown = document.querySelector(arguments[0]);
     return ink.getImageData(0, 0, width, height).data.reduce((sum, byte) => (sum * 31 + byte) % 1000003, 1);"""
 
 
-class Pictures(PageTest):
+class PicturesTest(PageTest):
     COUNT = 6
 
     def make_job(self):
@@ -30,6 +30,8 @@ class Pictures(PageTest):
         ).strip()
         self.corvan("wait", self.job)
 
+
+class Pictures(PicturesTest):
     def test_of_what_is_in_view_are_in_the_contact_sheet(self):
         self.frame(4).unlink()
         data = self.frame(2).read_bytes()
@@ -58,55 +60,6 @@ class Pictures(PageTest):
         page.keep_picture("frame")
         self.assertEqual(page.complaints(), [])
 
-    def rewrite(self):
-        """Frame 2 is rendered again, and comes to be what frame 5 is: as good as before."""
-        data = self.frame(5).read_bytes()
-        whole = self.folder / "whole"
-        whole.write_bytes(data)
-        whole.rename(self.frame(2))
-
-    def test_in_the_contact_sheet_are_others_where_a_good_file_is_written_anew(self):
-        page = self.open_job("&pictures=open")
-        wait_until(lambda: page.run(IS_SHOWN, "#contact img") == 6)
-        tile = "#contact [data-frame='{}'] img".format
-        before, wanted = page.run(LOOK, tile(2)), page.run(LOOK, tile(5))
-        self.assertNotEqual(before, wanted)
-        other = page.run("return document.querySelector(arguments[0]).src", tile(4))
-        self.rewrite()
-        wait_until(lambda: page.run(LOOK, tile(2)) == wanted)
-        self.assertEqual(page.run("return document.querySelector(arguments[0]).src", tile(4)), other, "it is the same")
-
-    def test_of_one_frame_are_others_where_a_good_file_is_written_anew(self):
-        page = self.open_job("&frame=5")
-        wait_until(lambda: page.run(IS_SHOWN, "#frame .picture.large img") == 1)
-        wanted = page.run(LOOK, "#frame .picture.large img")
-        page.open(f"{self.origin}/?job={self.job}&frame=2")
-        wait_until(lambda: page.run(IS_SHOWN, "#frame .picture.large img") == 1)
-        self.assertNotEqual(page.run(LOOK, "#frame .picture.large img"), wanted)
-        self.rewrite()
-        wait_until(lambda: page.run(LOOK, "#frame .picture.large img") == wanted)
-        page.wait_for_text("#frame .facts", f"{self.frame(2)}")
-        # A neighbour is shown, too.
-        page.open(f"{self.origin}/?job={self.job}&frame=3")
-        wait_until(lambda: page.run(IS_SHOWN, "#frame .beside img") == 4)
-        neighbour = page.run(LOOK, "#frame .beside img")
-        self.frame(2).write_bytes(self.frame(6).read_bytes())
-        wait_until(lambda: page.run(LOOK, "#frame .beside img") not in (0, neighbour))
-
-    def test_that_are_played_are_others_where_a_good_file_is_written_anew(self):
-        page = self.open_job("&flip=open")
-        wait_until(lambda: page.text("#flipbook [role=status]") == "6 pictures")
-        page.run("document.querySelector('#flipbook').focus()")
-        page.press(*[Keys.ARROW_RIGHT] * 4)
-        wait_until(lambda: page.run("return document.querySelector('.flip-screen').dataset.frame") == "5")
-        wanted = page.run(LOOK, ".flip-screen")
-        page.press(*[Keys.ARROW_LEFT] * 3)
-        wait_until(lambda: page.run("return document.querySelector('.flip-screen').dataset.frame") == "2")
-        self.assertNotEqual(page.run(LOOK, ".flip-screen"), wanted)
-        self.rewrite()
-        wait_until(lambda: page.run(LOOK, ".flip-screen") == wanted)
-        self.assertEqual(page.run("return document.querySelector('.flip-screen').dataset.frame"), "2")
-
     def test_are_played_one_after_the_other(self):
         page = self.open_job("&flip=open")
         page.wait_for_text("#flipbook [role=status]", "6 pictures")
@@ -124,6 +77,57 @@ class Pictures(PageTest):
         page.press(Keys.ARROW_RIGHT)
         following = str(now % 6 + 1)
         wait_until(lambda: page.run("return document.querySelector('.flip-screen').dataset.frame") == following)
+
+
+class Rewritten(PicturesTest):
+    def rewrite(self):
+        """Frame 2 is rendered again, and comes to be what frame 5 is: as good as before."""
+        data = self.frame(5).read_bytes()
+        whole = self.folder / "whole"
+        whole.write_bytes(data)
+        whole.rename(self.frame(2))
+
+    def test_files_have_other_pictures_in_the_contact_sheet(self):
+        page = self.open_job("&pictures=open")
+        wait_until(lambda: page.run(IS_SHOWN, "#contact img") == 6)
+        tile = "#contact [data-frame='{}'] img".format
+        before, wanted = page.run(LOOK, tile(2)), page.run(LOOK, tile(5))
+        self.assertNotEqual(before, wanted)
+        other = page.run("return document.querySelector(arguments[0]).src", tile(4))
+        self.rewrite()
+        wait_until(lambda: page.run(LOOK, tile(2)) == wanted)
+        self.assertEqual(page.run("return document.querySelector(arguments[0]).src", tile(4)), other, "it is the same")
+
+    def test_files_have_other_pictures_in_one_frame_and_its_neighbours(self):
+        page = self.open_job("&frame=5")
+        wait_until(lambda: page.run(IS_SHOWN, "#frame .picture.large img") == 1)
+        wanted = page.run(LOOK, "#frame .picture.large img")
+        page.open(f"{self.origin}/?job={self.job}&frame=2")
+        wait_until(lambda: page.run(IS_SHOWN, "#frame .picture.large img") == 1)
+        self.assertNotEqual(page.run(LOOK, "#frame .picture.large img"), wanted)
+        self.rewrite()
+        wait_until(lambda: page.run(LOOK, "#frame .picture.large img") == wanted)
+        page.wait_for_text("#frame .facts", f"{self.frame(2)}")
+        # A neighbour is shown, too.
+        page.open(f"{self.origin}/?job={self.job}&frame=3")
+        wait_until(lambda: page.run(IS_SHOWN, "#frame .beside img") == 4)
+        neighbour = page.run(LOOK, "#frame .beside img")
+        self.frame(2).write_bytes(self.frame(6).read_bytes())
+        wait_until(lambda: page.run(LOOK, "#frame .beside img") not in (0, neighbour))
+
+    def test_files_have_other_pictures_in_the_flipbook(self):
+        page = self.open_job("&flip=open")
+        wait_until(lambda: page.text("#flipbook [role=status]") == "6 pictures")
+        page.run("document.querySelector('#flipbook').focus()")
+        page.press(*[Keys.ARROW_RIGHT] * 4)
+        wait_until(lambda: page.run("return document.querySelector('.flip-screen').dataset.frame") == "5")
+        wanted = page.run(LOOK, ".flip-screen")
+        page.press(*[Keys.ARROW_LEFT] * 3)
+        wait_until(lambda: page.run("return document.querySelector('.flip-screen').dataset.frame") == "2")
+        self.assertNotEqual(page.run(LOOK, ".flip-screen"), wanted)
+        self.rewrite()
+        wait_until(lambda: page.run(LOOK, ".flip-screen") == wanted)
+        self.assertEqual(page.run("return document.querySelector('.flip-screen').dataset.frame"), "2")
 
 
 if __name__ == "__main__":
