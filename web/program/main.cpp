@@ -1,5 +1,6 @@
 #include <cstdio>
 #include <exception>
+#include <malloc.h>
 #include <memory>
 #include <unistd.h>
 #include <vector>
@@ -81,6 +82,9 @@ int RunCaught(const std::vector<String> &arguments)
 
 int main(int argc, char **argv)
 {
+    // Each pass has threads of its own, and each of those a heap of its own otherwise, which keeps
+    // what it has had: the program would grow for hours.
+    mallopt(M_ARENA_MAX, 1);
     const int status = RunCaught({argv + 1, argv + argc});
     // Nothing gets a thread out of a look at a disk that hangs, and what ends with the program is
     // not to go away under one that wakes up.
