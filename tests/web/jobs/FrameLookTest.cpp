@@ -122,8 +122,12 @@ TEST_F(FrameLookTest, TellsNothingThatTheRestOfThePassTakesBack)
         {
             const std::string bytes = BytesOf(*part.sheet);
             for (std::size_t row = 0; row < bytes.size(); ++row)
+            {
                 if (bytes[row] != '\0')
+                {
                     ASSERT_EQ(bytes[row], whole[row]) << rule << " row " << row;
+                }
+            }
         }
     }
 }
