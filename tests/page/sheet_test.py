@@ -142,6 +142,16 @@ class ManyFrames(PageTest):
         wait_until(lambda: page.find("#sheet").get_attribute("data-each") == "1")
         self.assertEqual(page.complaints(), [])
 
+    def test_beyond_what_is_looked_at_are_told_and_the_job_stays_readable(self):
+        self.corvan("set", self.job, "CustomRange=1-10000000")
+        page = self.open_page(f"/?job={self.job}")
+        page.wait_for_text("#counts", "has 10000000 frames; the most that are shown are 1000000")
+        page.wait_for_text("h1", "frames")
+        page.keep_picture("sheet-too-many")
+        # The tab lives: what is asked for next is shown.
+        self.corvan("set", self.job, "CustomRange=1-3")
+        page.wait_for_counts(ok=3)
+
 
 if __name__ == "__main__":
     unittest.main()
