@@ -166,12 +166,12 @@ void WriteRows(TextWriter &out, const CheckTable &table)
     }
 }
 
-void WriteCounts(TextWriter &out, const CheckTable &table, bool isDecoded)
+void WriteCounts(TextWriter &out, const CheckTable &table, CheckDepth depth)
 {
     out << R"("counts":{"files":)" << table.frames.size();
     const StateCounts counts = CountStates(table);
     for (const CheckState state : k_CheckStates)
-        if (state == CheckState::Changed ? table.isSealed : state < k_FirstDecoded || isDecoded)
+        if (state == CheckState::Changed ? table.isSealed : DepthOf(state) <= depth)
             out << ",\"" << StateText(state) << "\":" << counts[std::size_t(state)];
     out << '}';
 }
@@ -179,7 +179,7 @@ void WriteCounts(TextWriter &out, const CheckTable &table, bool isDecoded)
 } // namespace
 
 void WriteJson(TextWriter &out, const corvan::Job *job, std::span<const CheckTable> tables,
-               bool isDecoded)
+               CheckDepth depth)
 {
     out << R"({"job":)" << (job ? Quoted(job->ID().ToString()) : "null") << R"(,"tables":[)";
     for (const CheckTable &table : tables)
@@ -188,7 +188,7 @@ void WriteJson(TextWriter &out, const corvan::Job *job, std::span<const CheckTab
         out << R"({"format":)" << Quoted(table.format) << R"(,"frames":[)";
         WriteRows(out, table);
         out << "],\n";
-        WriteCounts(out, table, isDecoded);
+        WriteCounts(out, table, depth);
         out << R"(,"bad":)"
             << Quoted(corvan::SequenceDistributor::CalculateRange(FindBadFrames(table))) << '}';
     }

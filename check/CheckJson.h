@@ -16,12 +16,12 @@ namespace check
 ///     "score": N or null}],
 ///     "counts": {"files": N, STATE: N}, "bad": RANGE}]}
 ///
-/// "detail" stands where there is one, and so does "not-looked-at", the reason; the states of
-/// decoded files are counted where `isDecoded`, "changed" in tables that were held against seals.
+/// "detail" stands where there is one, and so does "not-looked-at", the reason; the states that
+/// `depth` can find are counted, "changed" in tables that were held against seals.
 /// "score" stands in tables that were judged by the robust rule; it is null of a row that this says
 /// nothing of. Bytes that are no UTF-8 are replaced. Written as it is worked out: no second copy of
 /// the rows.
 void WriteJson(TextWriter &out, const corvan::Job *job, std::span<const CheckTable> tables,
-               bool isDecoded);
+               CheckDepth depth);
 
 } // namespace check

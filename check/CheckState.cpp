@@ -25,10 +25,27 @@ std::string_view StateText(CheckState state)
         return "blank";
     case CheckState::Nan:
         return "nan";
+    case CheckState::Duplicate:
+        return "duplicate";
+    case CheckState::Black:
+        return "black";
+    case CheckState::Patch:
+        return "patch";
+    case CheckState::Pop:
+        return "pop";
+    case CheckState::Sparks:
+        return "sparks";
     case CheckState::Changed:
         return "changed";
     }
     return "";
+}
+
+CheckDepth DepthOf(CheckState state)
+{
+    if (state >= CheckState::Duplicate)
+        return CheckDepth::Pictures;
+    return state >= CheckState::Undecodable ? CheckDepth::Images : CheckDepth::Sizes;
 }
 
 CheckState StateOf(FrameState verdict)

@@ -18,6 +18,17 @@ namespace check
 
 using ostrel::String;
 
+/// A rectangle of a picture, in pixels from the upper left corner of its display window.
+struct PicturePlace
+{
+    int x = 0;
+    int y = 0;
+    int width = 0;
+    int height = 0;
+
+    bool operator==(const PicturePlace &) const = default;
+};
+
 /// The expected files of one pattern, in display order, with what was found of each.
 ///
 /// `states` has an entry a frame once the table was judged. What is found out later of a file that
@@ -34,7 +45,9 @@ struct CheckTable
     std::vector<analysis::FrameRecord> frames;
     std::vector<CheckState> states;
     std::map<std::size_t, String> details; ///< By row; most rows have none.
-    bool isSealed = false;                 ///< It was held against hash lists.
+    /// By row: where in its picture something was found.
+    std::map<std::size_t, PicturePlace> places;
+    bool isSealed = false; ///< It was held against hash lists.
     /// By row: why an image could not be looked at, by no fault of its own. Nothing is known of it;
     /// the row's state is that of its size.
     std::map<std::size_t, String> troubles;

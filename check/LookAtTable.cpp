@@ -28,6 +28,7 @@ void JudgeTable(CheckTable &table, const analysis::ScanRules &rules)
 {
     table.details.clear();
     table.troubles.clear();
+    table.places.clear();
     table.states.resize(table.frames.size());
     table.rules = rules;
     JudgeFrames(table.frames, table.sizeRule, rules, table.states);

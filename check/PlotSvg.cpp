@@ -59,6 +59,11 @@ const char *ColourNameOf(CheckState state)
     case CheckState::OddImage:
     case CheckState::Blank:
     case CheckState::Nan:
+    case CheckState::Duplicate:
+    case CheckState::Black:
+    case CheckState::Patch:
+    case CheckState::Pop:
+    case CheckState::Sparks:
         return "TextOrange";
     }
     return "Text";

@@ -53,7 +53,7 @@ public:
             m_check.Check(table);
             m_writer.Write(table);
         }
-        m_writer.End(subject, m_check.IsDecoded());
+        m_writer.End(subject, m_check.Depth());
         if (m_isWatching)
             Watch(subject, corvan::ReadAnalysisOptions(client.Options()).refreshMs);
 
@@ -70,7 +70,7 @@ private:
             for (CheckTable &table : subject.tables)
                 isNews |= CheckAgain(table);
             if (isNews)
-                m_writer.End(subject, m_check.IsDecoded());
+                m_writer.End(subject, m_check.Depth());
         }
     }
 

@@ -29,9 +29,9 @@ public:
     /// For a verb that may hold frames against what was sealed, too; gives the option.
     CLI::Option *DeclareSealed(CLI::App &verb);
 
-    bool IsDecoded() const
+    check::CheckDepth Depth() const
     {
-        return m_decode.IsWanted();
+        return m_decode.Depth();
     }
 
     check::CheckRules Rules() const;

@@ -87,6 +87,11 @@ std::string_view ColourOf(CheckState state)
     case CheckState::OddImage:
     case CheckState::Blank:
     case CheckState::Nan:
+    case CheckState::Duplicate:
+    case CheckState::Black:
+    case CheckState::Patch:
+    case CheckState::Pop:
+    case CheckState::Sparks:
         return "\x1b[33m";
     }
     return "";

@@ -34,10 +34,10 @@ void CheckWriter::Write(const CheckTable &table)
         WritePaths(table);
 }
 
-void CheckWriter::End(const CheckSubject &subject, bool isDecoded)
+void CheckWriter::End(const CheckSubject &subject, check::CheckDepth depth)
 {
     if (m_asJson)
-        WriteJson(m_out, subject.job.get(), subject.tables, isDecoded);
+        WriteJson(m_out, subject.job.get(), subject.tables, depth);
     m_out.Flush();
 }
 

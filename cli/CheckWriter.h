@@ -31,7 +31,7 @@ public:
     /// After it was judged.
     void Write(const CheckTable &table);
     /// After all were.
-    void End(const CheckSubject &subject, bool isDecoded);
+    void End(const CheckSubject &subject, check::CheckDepth depth);
 
     /// After a later pass in which something changed: what did, and how things stand.
     void WriteChanges(const CheckTable &table, const StateChanges &changes);

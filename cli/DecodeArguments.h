@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "check/CheckState.h"
 #include "decode/DecodeFiles.h"
 
 namespace CLI
@@ -18,15 +19,22 @@ class DecodeArguments
 public:
     void Declare(CLI::App &verb);
 
+    check::CheckDepth Depth() const
+    {
+        return m_arePicturesWanted ? check::CheckDepth::Pictures
+               : m_isWanted        ? check::CheckDepth::Images
+                                   : check::CheckDepth::Sizes;
+    }
     bool IsWanted() const
     {
-        return m_isWanted;
+        return Depth() != check::CheckDepth::Sizes;
     }
     /// What was said; the defaults where nothing was.
     decode::DecodeLimits Limits() const;
 
 private:
     bool m_isWanted = false;
+    bool m_arePicturesWanted = false;
     std::string m_jobs;
     std::string m_seconds;
     std::string m_memory;

@@ -17,12 +17,12 @@ namespace
 using Json = nlohmann::ordered_json;
 
 Json Written(const std::vector<CheckTable> &tables, const corvan::Job *job = nullptr,
-             bool isDecoded = false)
+             CheckDepth depth = CheckDepth::Sizes)
 {
     std::string text;
     {
         TextWriter out([&text](std::string_view piece) { text += piece; });
-        WriteJson(out, job, tables, isDecoded);
+        WriteJson(out, job, tables, depth);
     }
     return Json::parse(text);
 }
@@ -121,7 +121,7 @@ TEST(CheckJson, TellsWhatWasFoundInImages)
 {
     CheckTable table = SampleTable("/r/%d", {CheckState::Nan, CheckState::Ok});
     table.details[0] = "3 pixels of \"R\"";
-    const Json written = Written({table}, nullptr, true)["tables"][0];
+    const Json written = Written({table}, nullptr, CheckDepth::Images)["tables"][0];
     EXPECT_EQ(written["frames"][0]["detail"], "3 pixels of \"R\"");
     EXPECT_FALSE(written["frames"][1].contains("detail"));
     EXPECT_EQ(written["counts"]["nan"], 1);
@@ -132,7 +132,7 @@ TEST(CheckJson, TellsWhyAnImageWasNotLookedAt)
 {
     CheckTable table = SampleTable("/r/%d", {CheckState::Ok, CheckState::Ok});
     table.troubles[1] = "took \"long\"";
-    const Json written = Written({table}, nullptr, true)["tables"][0];
+    const Json written = Written({table}, nullptr, CheckDepth::Images)["tables"][0];
     EXPECT_FALSE(written["frames"][0].contains("not-looked-at"));
     EXPECT_EQ(written["frames"][1]["not-looked-at"], "took \"long\"");
     EXPECT_EQ(written["frames"][1]["state"], "ok");

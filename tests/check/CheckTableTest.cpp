@@ -16,7 +16,8 @@ TEST(CheckState, HasATextForEachState)
         texts.push_back(StateText(state));
     EXPECT_EQ(texts,
               (std::vector<std::string_view>{"ok", "missing", "too-small", "outlier", "undecodable",
-                                             "odd-image", "blank", "nan", "changed"}));
+                                             "odd-image", "blank", "nan", "duplicate", "black",
+                                             "patch", "pop", "sparks", "changed"}));
 }
 
 TEST(CheckState, TakesOverTheVerdictOfTheScan)

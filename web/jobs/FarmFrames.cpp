@@ -71,7 +71,8 @@ void Farm::SendFrames(const RequestPointer &request, const Reply &reply)
                     auto json = std::make_shared<std::string>();
                     {
                         check::TextWriter out([&](std::string_view piece) { json->append(piece); });
-                        check::WriteJson(out, job.get(), {&snapshot->table, 1}, false);
+                        check::WriteJson(out, job.get(), {&snapshot->table, 1},
+                                         check::CheckDepth::Sizes);
                     } // Flushed here.
                     return json;
                 },

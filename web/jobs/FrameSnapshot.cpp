@@ -125,8 +125,10 @@ struct SizeColumn
 std::size_t Badness(CheckState state)
 {
     static constexpr std::array k_by_worse = {
-        CheckState::Ok,      CheckState::Blank,       CheckState::OddImage, CheckState::Nan,
-        CheckState::Outlier, CheckState::Undecodable, CheckState::TooSmall, CheckState::Missing,
+        CheckState::Ok,       CheckState::Sparks,  CheckState::Duplicate, CheckState::Pop,
+        CheckState::Blank,    CheckState::Black,   CheckState::OddImage,  CheckState::Nan,
+        CheckState::Outlier,  CheckState::Patch,   CheckState::Changed,   CheckState::Undecodable,
+        CheckState::TooSmall, CheckState::Missing,
     };
     return std::size_t(std::ranges::find(k_by_worse, state) - k_by_worse.begin());
 }

@@ -5,7 +5,23 @@ import { t } from "./text.js";
 /**
  * The states by how bad they are, the worst last: a cell that stands for many shows the worst.
  */
-export const BY_WORSE = ["ok", "unknown", "blank", "odd-image", "nan", "outlier", "undecodable", "too-small", "missing"];
+export const BY_WORSE = [
+    "ok",
+    "unknown",
+    "sparks",
+    "duplicate",
+    "pop",
+    "blank",
+    "black",
+    "odd-image",
+    "nan",
+    "outlier",
+    "patch",
+    "changed",
+    "undecodable",
+    "too-small",
+    "missing",
+];
 
 /** @type {Record<string, string>} names of custom properties of the style sheet */
 const COLOURS = {
@@ -18,6 +34,12 @@ const COLOURS = {
     "odd-image": "--text-orange",
     blank: "--text-orange",
     nan: "--text-orange",
+    duplicate: "--text-orange",
+    black: "--text-orange",
+    patch: "--text-orange",
+    pop: "--text-orange",
+    sparks: "--text-orange",
+    changed: "--text-red",
 };
 
 /**
@@ -52,6 +74,18 @@ export function stateName(state) {
             return t("all one colour");
         case "nan":
             return t("holds invalid numbers");
+        case "duplicate":
+            return t("the same picture twice");
+        case "black":
+            return t("black");
+        case "patch":
+            return t("part of the picture missing or old");
+        case "pop":
+            return t("jumps and comes back");
+        case "sparks":
+            return t("single bright pixels");
+        case "changed":
+            return t("changed since it was sealed");
         default:
             return state;
     }
@@ -138,6 +172,41 @@ export function drawShape(ink, state, x, y, size) {
             ink.lineTo(x + r, y);
             ink.moveTo(x, y - r);
             ink.lineTo(x, y + r);
+            break;
+        case "duplicate":
+            ink.rect(x - r, y - r, size * 0.65, size * 0.65);
+            ink.rect(x - r * 0.3, y - r * 0.3, size * 0.65, size * 0.65);
+            break;
+        case "black":
+            ink.arc(x, y, r * 0.9, 0, 2 * Math.PI);
+            ink.fill();
+            return;
+        case "patch":
+            ink.rect(x - r, y - r, size, size);
+            ink.fillRect(x, y, r, r);
+            break;
+        case "pop":
+            ink.moveTo(x - r, y + r * 0.6);
+            ink.lineTo(x - r * 0.3, y + r * 0.6);
+            ink.lineTo(x, y - r);
+            ink.lineTo(x + r * 0.3, y + r * 0.6);
+            ink.lineTo(x + r, y + r * 0.6);
+            break;
+        case "sparks":
+            ink.moveTo(x - r, y);
+            ink.lineTo(x + r, y);
+            ink.moveTo(x - r * 0.5, y - r * 0.87);
+            ink.lineTo(x + r * 0.5, y + r * 0.87);
+            ink.moveTo(x + r * 0.5, y - r * 0.87);
+            ink.lineTo(x - r * 0.5, y + r * 0.87);
+            break;
+        case "changed":
+            ink.moveTo(x - r, y - r * 0.4);
+            ink.lineTo(x + r, y - r * 0.4);
+            ink.moveTo(x - r, y + r * 0.4);
+            ink.lineTo(x + r, y + r * 0.4);
+            ink.moveTo(x - r * 0.5, y + r);
+            ink.lineTo(x + r * 0.5, y - r);
             break;
         default:
             ink.rect(x - r * 0.4, y - r * 0.4, size * 0.4, size * 0.4);
