@@ -53,7 +53,7 @@ TEST(CheckJson, HoldsNothingThatATerminalActsOn)
         TextWriter out([&text](std::string_view piece) { text += piece; });
         WriteJson(out, nullptr,
                   std::vector{SampleTable("/r/\x1b\x7f\xc2\x9b.%02d", {CheckState::Missing})},
-                  false);
+                  CheckDepth::Sizes);
     }
     for (const char *control : {"\x1b", "\x7f", "\xc2\x9b"})
         EXPECT_EQ(text.find(control), std::string::npos) << text;
