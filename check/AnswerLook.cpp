@@ -62,7 +62,7 @@ void ReadImages(std::vector<CheckTable> &tables)
     for (CheckTable &table : tables)
     {
         TableDecoder decoder;
-        decoder.Decode(table, analysis::ScanRules().frameOffset, k_limits,
+        decoder.Decode(table, analysis::ScanRules().frameOffset, k_limits, CheckDepth::Images,
                        [](std::size_t, std::size_t) {});
         if (table.troubles.empty())
             continue;

@@ -34,11 +34,13 @@ CheckState StateOfImage(ImageState state)
 
 } // namespace
 
-bool TableDecoder::IsKnown(const ostrel::Path &path, const analysis::FrameRecord &frame) const
+bool TableDecoder::IsKnown(const ostrel::Path &path, const analysis::FrameRecord &frame,
+                           CheckDepth depth) const
 {
     const auto seen = m_seen.find(path);
     return seen != m_seen.end() && seen->second.report.trouble.empty() &&
-           seen->second.size == frame.size && seen->second.modifiedNs == frame.modified.First();
+           seen->second.depth >= depth && seen->second.size == frame.size &&
+           seen->second.modifiedNs == frame.modified.First();
 }
 
 void TableDecoder::Announce(std::size_t frames, const decode::DecodeLimits &limits)
@@ -50,13 +52,13 @@ void TableDecoder::Announce(std::size_t frames, const decode::DecodeLimits &limi
 }
 
 void TableDecoder::ReadNews(const CheckTable &table, const decode::DecodeLimits &limits,
-                            const Progress &progress)
+                            CheckDepth depth, const Progress &progress)
 {
     std::vector<std::size_t> rows;
     std::vector<ostrel::Path> paths;
     for (std::size_t row = 0; row < table.frames.size(); ++row)
         if (ostrel::Path path = table.PathOf(row);
-            table.frames[row].exists && !IsKnown(path, table.frames[row]))
+            table.frames[row].exists && !IsKnown(path, table.frames[row], depth))
         {
             rows.push_back(row);
             paths.push_back(std::move(path));
@@ -66,16 +68,18 @@ void TableDecoder::ReadNews(const CheckTable &table, const decode::DecodeLimits 
     const auto keep = [&](std::size_t file, const ImageReport &report)
     {
         const analysis::FrameRecord &frame = table.frames[rows[file]];
-        m_seen[paths[file]] = {frame.size, frame.modified.First(), report};
+        m_seen[paths[file]] = {frame.size, frame.modified.First(), depth, report};
         progress(++done, rows.size());
     };
     const std::unique_ptr<decode::DecodeCrew> ahead = std::move(m_crew);
+    const auto asked =
+        depth == CheckDepth::Pictures ? decode::ReportDepth::Measured : decode::ReportDepth::Whole;
     try
     {
         if (ahead)
-            ahead->Read(paths, keep);
+            ahead->Read(paths, keep, asked);
         else
-            decode::DecodeFiles(decode::DecoderProgram(), paths, limits, keep);
+            decode::DecodeFiles(decode::DecoderProgram(), paths, limits, keep, asked);
     }
     catch (ostrel::ProcessException *raw)
     {
@@ -85,9 +89,9 @@ void TableDecoder::ReadNews(const CheckTable &table, const decode::DecodeLimits 
 }
 
 void TableDecoder::Decode(CheckTable &table, int frameOffset, const decode::DecodeLimits &limits,
-                          const Progress &progress)
+                          CheckDepth depth, const Progress &progress)
 {
-    ReadNews(table, limits, progress);
+    ReadNews(table, limits, depth, progress);
     std::vector<const ImageReport *> reports(table.frames.size());
     for (std::size_t row = 0; row < reports.size(); ++row)
         if (table.frames[row].exists)

@@ -23,11 +23,12 @@ public:
     void Announce(std::size_t frames, const decode::DecodeLimits &limits);
 
     /// Reads what is there, and stores what was found: a frame that was ok takes the state of its
-    /// image, any other keeps its own, and every finding is told in the table's details.
+    /// image, any other keeps its own, and every finding is told in the table's details. `depth` is
+    /// `Images` or `Pictures`.
     /// `frameOffset` rows on each side are an image's neighbours. Throws `CheckException *` when no
     /// decoder can be started.
     void Decode(CheckTable &table, int frameOffset, const decode::DecodeLimits &limits,
-                const Progress &progress);
+                CheckDepth depth, const Progress &progress);
 
 private:
     /// A file as it was when it was read.
@@ -35,12 +36,14 @@ private:
     {
         std::uint64_t size = 0;
         std::int64_t modifiedNs = 0;
+        CheckDepth depth = CheckDepth::Images;
         decode::ImageReport report;
     };
 
-    void ReadNews(const CheckTable &table, const decode::DecodeLimits &limits,
+    void ReadNews(const CheckTable &table, const decode::DecodeLimits &limits, CheckDepth depth,
                   const Progress &progress);
-    bool IsKnown(const ostrel::Path &path, const analysis::FrameRecord &frame) const;
+    bool IsKnown(const ostrel::Path &path, const analysis::FrameRecord &frame,
+                 CheckDepth depth) const;
 
     std::unordered_map<ostrel::Path, Seen> m_seen;
     std::unique_ptr<decode::DecodeCrew> m_crew; ///< Started ahead; null where none was.

@@ -33,6 +33,7 @@ check::CheckRules CheckArguments::Rules() const
 
 void CheckArguments::Check(check::CheckTable &table)
 {
+    m_decode.NeedWish();
     ProgressBar bar(stderr, true);
     const bool isShown = isatty(STDERR_FILENO) == 1;
     const auto show = [&](std::size_t done, std::size_t all)
@@ -45,7 +46,7 @@ void CheckArguments::Check(check::CheckTable &table)
         m_decoder.Announce(table.frames.size(), m_decode.Limits());
     LookAtTable(table, rules, m_clock, show);
     if (m_decode.IsWanted())
-        m_decoder.Decode(table, rules.scan.frameOffset, m_decode.Limits(), show);
+        m_decoder.Decode(table, rules.scan.frameOffset, m_decode.Limits(), Depth(), show);
     if (!m_sealed.empty())
     {
         if (!m_seals)

@@ -1,7 +1,9 @@
 #include "cli/DecodeArguments.h"
 
 #include <CLI/CLI.hpp>
+#include <fmt/format.h>
 
+#include "cli/Failure.h"
 #include "cli/NumberTexts.h"
 
 namespace cli
@@ -9,17 +11,32 @@ namespace cli
 
 void DecodeArguments::Declare(CLI::App &verb)
 {
-    CLI::Option *wanted = verb.add_flag(
-        "--decode", m_isWanted,
-        "read every file whole: find images that are damaged, odd, blank or hold NaN");
+    verb.add_flag("--decode", m_isWanted,
+                  "read every file whole: find images that are damaged, odd, blank or hold NaN");
+    verb.add_flag(
+        "--pictures", m_arePicturesWanted,
+        "hold what is seen in each image against those before and after, too: find duplicates, "
+        "black frames, patches, jumps and sparks; reads every file whole, as --decode does");
     const auto add =
         [&](const char *name, std::string &value, const char *help, long long least, long long most)
-    { verb.add_option(name, value, help)->check(WholeBetween(least, most))->needs(wanted); };
+    { verb.add_option(name, value, help)->check(WholeBetween(least, most)); };
     add("--decode-jobs", m_jobs, "so many files at a time (one per core)", 1, 1024);
     add("--decode-seconds", m_seconds, "the longest that reading a file may take (60)", 1,
         24 * 3600);
     add("--decode-memory", m_memory, "MIB; the most that reading a file may take (4096)",
         decode::k_LeastMemoryMib, 1 << 20);
+}
+
+void DecodeArguments::NeedWish() const
+{
+    if (IsWanted())
+        return;
+    const std::pair<const char *, bool> given[] = {{"--decode-jobs", !m_jobs.empty()},
+                                                   {"--decode-seconds", !m_seconds.empty()},
+                                                   {"--decode-memory", !m_memory.empty()}};
+    for (const auto &[name, isGiven] : given)
+        if (isGiven)
+            throw new Failure(k_WrongUsage, fmt::format("{} needs --decode or --pictures", name));
 }
 
 decode::DecodeLimits DecodeArguments::Limits() const

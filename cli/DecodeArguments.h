@@ -29,6 +29,8 @@ public:
     {
         return Depth() != check::CheckDepth::Sizes;
     }
+    /// Wrong usage where limits were given and nothing is read.
+    void NeedWish() const;
     /// What was said; the defaults where nothing was.
     decode::DecodeLimits Limits() const;
 

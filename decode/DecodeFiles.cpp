@@ -56,9 +56,10 @@ public:
         }
     }
 
-    void Run(std::span<const Path> files, const FoundReport &found)
+    void Run(std::span<const Path> files, const FoundReport &found, ReportDepth depth)
     {
         m_files = files;
+        m_depth = depth;
         m_found = &found;
         // They had their time while nobody listened; what they said since then waits.
         for (Worker &worker : m_workers)
@@ -140,7 +141,7 @@ private:
         while (m_next < m_files.size())
         {
             const std::size_t file = m_next++;
-            if (const auto request = PackRequest({m_files[file], std::nullopt}))
+            if (const auto request = PackRequest({m_files[file], std::nullopt, m_depth}))
             {
                 worker->file = file;
                 worker->deadline = Clock::now() + m_limits.time;
@@ -209,6 +210,7 @@ private:
     const DecodeLimits &m_limits;
     std::size_t m_places;
     std::span<const Path> m_files;
+    ReportDepth m_depth = ReportDepth::Whole;
     const FoundReport *m_found = nullptr;
     std::size_t m_next = 0; // The first file that nobody was given.
     std::size_t m_answered = 0;
@@ -249,17 +251,17 @@ void DecodeCrew::StartAhead(std::size_t files)
     m_ahead = std::move(workers);
 }
 
-void DecodeCrew::Read(std::span<const Path> files, const FoundReport &found)
+void DecodeCrew::Read(std::span<const Path> files, const FoundReport &found, ReportDepth depth)
 {
     const std::unique_ptr<Workers> workers =
         m_ahead ? std::move(m_ahead) : std::make_unique<Workers>(m_program, m_limits);
-    workers->Run(files, found);
+    workers->Run(files, found, depth);
 }
 
 void DecodeFiles(const Path &program, std::span<const Path> files, const DecodeLimits &limits,
-                 const FoundReport &found)
+                 const FoundReport &found, ReportDepth depth)
 {
-    DecodeCrew(program, limits).Read(files, found);
+    DecodeCrew(program, limits).Read(files, found, depth);
 }
 
 } // namespace decode

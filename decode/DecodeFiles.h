@@ -5,6 +5,7 @@
 #include <memory>
 #include <span>
 
+#include "decode/DecodeRequest.h"
 #include "decode/ImageReport.h"
 #include "ostrel/Path.h"
 
@@ -53,7 +54,8 @@ public:
     /// memory than the limits as its trouble, and the next file gets a new decoder. Throws
     /// `ostrel::ProcessException *` when no decoder can be started. What `found` throws ends it; in
     /// any case no decoder is left when this returns.
-    void Read(std::span<const Path> files, const FoundReport &found);
+    void Read(std::span<const Path> files, const FoundReport &found,
+              ReportDepth depth = ReportDepth::Whole);
 
 private:
     class Workers;
@@ -65,6 +67,6 @@ private:
 
 /// `DecodeCrew::Read` by decoders that are started for these files.
 void DecodeFiles(const Path &program, std::span<const Path> files, const DecodeLimits &limits,
-                 const FoundReport &found);
+                 const FoundReport &found, ReportDepth depth = ReportDepth::Whole);
 
 } // namespace decode

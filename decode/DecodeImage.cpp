@@ -9,6 +9,8 @@
 #include "decode/ImageFile.h"
 #include "decode/JpegPixels.h"
 #include "decode/PartPixels.h"
+#include "decode/PictureMeter.h"
+#include "decode/PixelHash.h"
 #include "decode/PixelTally.h"
 
 namespace decode
@@ -29,6 +31,19 @@ String JoinChannels(const ImageSpec &spec)
     return text;
 }
 
+// Of positions and motion, of normals and masks negative values are nothing strange.
+std::vector<std::size_t> ColourChannels(const ImageSpec &spec)
+{
+    std::vector<std::size_t> channels;
+    for (std::size_t i = 0; i < spec.channelnames.size(); ++i)
+    {
+        const std::string &name = spec.channelnames[i];
+        if (name == "R" || name == "G" || name == "B" || spec.nchannels == 1)
+            channels.push_back(i);
+    }
+    return channels;
+}
+
 void AddPart(ImageReport &report, int part, const ImageSpec &spec, const PixelTally &tally)
 {
     if (part == 0)
@@ -40,6 +55,7 @@ void AddPart(ImageReport &report, int part, const ImageSpec &spec, const PixelTa
     report.pixels += tally.Pixels();
     report.nanPixels += tally.NanPixels();
     report.infinitePixels += tally.InfinitePixels();
+    report.negativePixels += tally.NegativePixels();
     for (int channel = 0; channel < spec.nchannels; ++channel)
         if (tally.IsWild(channel))
             report.wildChannels +=
@@ -55,8 +71,8 @@ void AddPart(ImageReport &report, int part, const ImageSpec &spec, const PixelTa
 class FileReader
 {
 public:
-    FileReader(const Path &path, const ImageFile &file)
-        : m_path(path), m_image(*file.image), m_isJpeg(file.format == "jpeg")
+    FileReader(const Path &path, const ImageFile &file, ReportDepth depth)
+        : m_path(path), m_image(*file.image), m_isJpeg(file.format == "jpeg"), m_depth(depth)
     {
         if (file.format == "tiff")
             m_tiff.emplace(path);
@@ -81,10 +97,18 @@ private:
             if (spec.deep)
                 spec.format = OIIO::TypeFloat;
             PixelTally tally(spec.format, spec.nchannels);
-            if (String reason = ReadPart(part, spec, tally); !reason.empty())
+            tally.CountNegative(ColourChannels(spec));
+            std::optional<PictureMeter> meter;
+            if (m_depth == ReportDepth::Measured && part == 0 && !spec.deep)
+                meter.emplace(spec);
+            if (String reason = ReadPart(part, spec, tally, meter); !reason.empty())
                 return reason;
             AddPart(report, part, spec, tally);
+            if (meter)
+                report.measures = meter->Finish();
         }
+        if (!report.measures.tiles.empty())
+            report.measures.hash = m_hash.Value();
         m_image.geterror(); // That there is no further part.
         if (part == 0)
             return "it holds no picture";
@@ -93,9 +117,18 @@ private:
         return {};
     }
 
-    String ReadPart(int part, const ImageSpec &spec, PixelTally &tally)
+    String ReadPart(int part, const ImageSpec &spec, PixelTally &tally,
+                    std::optional<PictureMeter> &meter)
     {
-        const auto take = [&](const PixelBlock &block) { tally.Add(block); };
+        const std::size_t pixelBytes = spec.pixel_bytes(true);
+        const auto take = [&](const PixelBlock &block)
+        {
+            tally.Add(block);
+            if (m_depth == ReportDepth::Measured)
+                m_hash.Add(block, pixelBytes);
+            if (meter)
+                meter->Add(block);
+        };
         if (const auto reason = m_tiff     ? m_tiff->ReadPart(part, spec, take)
                                 : m_isJpeg ? ReadJpeg(m_path, spec, take)
                                            : std::nullopt)
@@ -112,10 +145,12 @@ private:
     const Path &m_path;
     ImageInput &m_image;
     bool m_isJpeg;
+    ReportDepth m_depth;
+    PixelHash m_hash;
     std::optional<DeflatedTiff> m_tiff;
 };
 
-ImageReport Decode(const Path &path)
+ImageReport Decode(const Path &path, ReportDepth depth)
 {
     ImageReport report;
     const ImageFile file = OpenImage(path);
@@ -124,7 +159,7 @@ ImageReport Decode(const Path &path)
     if (!file.image)
         return report;
     report.format = file.format;
-    report.reason = FileReader(path, file).Read(report);
+    report.reason = FileReader(path, file, depth).Read(report);
     return report;
 }
 
@@ -139,11 +174,11 @@ void StartImageLibraries()
     OIIO::default_thread_pool();
 }
 
-ImageReport DecodeImage(const Path &path)
+ImageReport DecodeImage(const Path &path, ReportDepth depth)
 {
     UseOneThread();
 
-    ImageReport report = Decode(path);
+    ImageReport report = Decode(path, depth);
     if (report.reason.empty())
         return report;
     const String trouble = FindReadTrouble(path);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "decode/DecodeRequest.h"
 #include "decode/ImageReport.h"
 #include "ostrel/Path.h"
 
@@ -18,6 +19,6 @@ void StartImageLibraries();
 /// that may be lost. Throws std::bad_alloc where memory is limited.
 ///
 /// A file that cannot be opened, or that the disk does not give whole, has the report's `trouble`.
-ImageReport DecodeImage(const ostrel::Path &path);
+ImageReport DecodeImage(const ostrel::Path &path, ReportDepth depth = ReportDepth::Whole);
 
 } // namespace decode

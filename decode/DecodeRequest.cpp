@@ -12,6 +12,7 @@ namespace
 {
 
 constexpr std::string_view k_report = "report";
+constexpr std::string_view k_measured = "measured";
 constexpr std::string_view k_picture = "picture";
 
 bool IsPath(std::string_view text)
@@ -40,7 +41,7 @@ std::optional<std::string> PackRequest(const DecodeRequest &request)
     if (!IsPath(path))
         return std::nullopt;
     if (!request.picture)
-        return JoinFields({k_report, path});
+        return JoinFields({request.depth == ReportDepth::Measured ? k_measured : k_report, path});
 
     const PictureWish &wish = *request.picture;
     if (!IsSound(wish) || (!wish.minus.IsEmpty() && !IsPath(wish.minus.Text())))
@@ -56,7 +57,9 @@ std::optional<DecodeRequest> ParseRequest(std::string_view message)
     if (fields.size() < 2 || !IsPath(fields[1]))
         return std::nullopt;
     DecodeRequest request{Path(std::string(fields[1])), std::nullopt};
-    if (fields[0] == k_report && fields.size() == 2)
+    if (fields[0] == k_measured)
+        request.depth = ReportDepth::Measured;
+    if ((fields[0] == k_report || fields[0] == k_measured) && fields.size() == 2)
         return request;
     if (fields[0] != k_picture || fields.size() != 6)
         return std::nullopt;

@@ -9,11 +9,20 @@
 namespace decode
 {
 
+/// What reading a file is to show.
+enum class ReportDepth
+{
+    Whole,    ///< That all of it can be read, and what values it holds.
+    Measured, ///< And what the picture looks like: `ImageReport::measures`.
+};
+
 /// What a decoder is asked: for a report on a file, or for a picture of it.
 struct DecodeRequest
 {
     Path path;
     std::optional<PictureWish> picture;
+    /// Whether the report measures the picture, too.
+    ReportDepth depth = ReportDepth::Whole;
 
     bool operator==(const DecodeRequest &) const = default;
 };

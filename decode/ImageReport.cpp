@@ -25,8 +25,8 @@ bool IsInsideCharacter(char c)
 }
 
 // The order of the fields in a message.
-template <typename Report, typename Text, typename Number>
-void VisitFields(Report &report, Text &&text, Number &&number)
+template <typename Report, typename Text, typename Number, typename Measures>
+void VisitFields(Report &report, Text &&text, Number &&number, Measures &&measures)
 {
     text(report.trouble);
     text(report.reason);
@@ -39,7 +39,9 @@ void VisitFields(Report &report, Text &&text, Number &&number)
     number(report.nanPixels);
     number(report.infinitePixels);
     text(report.wildChannels);
+    number(report.negativePixels);
     text(report.colour);
+    measures(report.measures);
 }
 
 } // namespace
@@ -66,7 +68,8 @@ String PackReport(const ImageReport &report)
     std::vector<std::string> fields;
     VisitFields(
         report, [&](const String &text) { fields.push_back(OneLine(text)); },
-        [&](auto number) { fields.push_back(std::to_string(number)); });
+        [&](auto number) { fields.push_back(std::to_string(number)); },
+        [&](const PictureMeasures &measures) { fields.push_back(PackMeasures(measures)); });
     return JoinFields({fields.begin(), fields.end()});
 }
 
@@ -82,7 +85,13 @@ std::optional<ImageReport> ParseReport(std::string_view message)
     VisitFields(
         report, [&](String &text) { text = OneLine(take()), ++count; },
         [&](auto &number)
-        { isGood = TakeNumber(take(), number) && number >= 0 && isGood, ++count; });
+        { isGood = TakeNumber(take(), number) && number >= 0 && isGood, ++count; },
+        [&](PictureMeasures &measures)
+        {
+            const std::optional<PictureMeasures> parsed = ParseMeasures(take());
+            isGood = parsed && isGood, ++count;
+            measures = parsed.value_or(PictureMeasures());
+        });
     if (!isGood || count != fields.size())
         return std::nullopt;
     return report;

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string_view>
 
+#include "decode/PictureMeasures.h"
 #include "ostrel/String.h"
 
 namespace decode
@@ -32,8 +33,10 @@ struct ImageReport
     std::uint64_t nanPixels = 0;      ///< With a value that is not a number.
     std::uint64_t infinitePixels = 0; ///< With an infinite value.
     String wildChannels;              ///< The channels that hold such values: "R,Z".
+    std::uint64_t negativePixels = 0; ///< With a negative value of a colour.
     String colour; ///< The one colour of all pixels of the first part: "0, 0, 0, 1"; empty when
                    ///< any part has two.
+    PictureMeasures measures; ///< Of the first part; no tiles where it was not measured.
 
     bool operator==(const ImageReport &) const = default;
 };

@@ -39,6 +39,24 @@ template <typename Value> bool HasWild(const Value *values, std::size_t count)
     return isWild;
 }
 
+bool IsNegative(half value)
+{
+    return value.isNegative() && !value.isZero() && !value.isNan();
+}
+
+template <typename Float> bool IsNegative(Float value)
+{
+    return value < 0;
+}
+
+template <typename Value> bool HasNegative(const Value *values, std::size_t count)
+{
+    bool isNegative = false;
+    for (std::size_t i = 0; i < count; ++i)
+        isNegative |= IsNegative(values[i]);
+    return isNegative;
+}
+
 template <typename Value> std::string ValueTexts(const std::vector<char> &pixel, std::size_t count)
 {
     constexpr std::size_t k_most = 8;
@@ -99,6 +117,7 @@ void PixelTally::CompareWithFirst(const char *pixels, std::uint64_t count)
 
 template <typename Value> void PixelTally::CountWild(const Value *values, std::uint64_t count)
 {
+    CountNegative(values, count);
     if (!HasWild(values, count * m_channels))
         return;
     for (std::uint64_t pixel = 0; pixel < count; ++pixel)
@@ -116,6 +135,16 @@ template <typename Value> void PixelTally::CountWild(const Value *values, std::u
         m_nanPixels += isNan;
         m_infinitePixels += isInfinite;
     }
+}
+
+template <typename Value> void PixelTally::CountNegative(const Value *values, std::uint64_t count)
+{
+    if (m_colours.empty() || !HasNegative(values, count * m_channels))
+        return;
+    for (std::uint64_t pixel = 0; pixel < count; ++pixel)
+        m_negativePixels +=
+            std::ranges::any_of(m_colours, [&](std::size_t channel)
+                                { return IsNegative(values[pixel * m_channels + channel]); });
 }
 
 std::string PixelTally::FirstColour() const

@@ -21,6 +21,16 @@ public:
     void Add(const void *pixels, std::uint64_t count);
     void Add(const PixelBlock &block);
 
+    /// Pixels with a negative value in one of these channels are counted from here on.
+    void CountNegative(std::vector<std::size_t> channels)
+    {
+        m_colours = std::move(channels);
+    }
+    std::uint64_t NegativePixels() const
+    {
+        return m_negativePixels;
+    }
+
     std::uint64_t Pixels() const
     {
         return m_pixels;
@@ -53,12 +63,16 @@ private:
     void CompareWithFirst(const char *pixels, std::uint64_t count);
     template <typename Value> void CountWild(const Value *values, std::uint64_t count);
 
+    template <typename Value> void CountNegative(const Value *values, std::uint64_t count);
+
     OIIO::TypeDesc m_type;
     std::size_t m_channels;
     std::size_t m_pixelBytes;
     std::uint64_t m_pixels = 0;
     std::uint64_t m_nanPixels = 0;
     std::uint64_t m_infinitePixels = 0;
+    std::uint64_t m_negativePixels = 0;
+    std::vector<std::size_t> m_colours;
     std::vector<bool> m_wildChannels;
     std::vector<char> m_first;
     bool m_isOneColour = true;

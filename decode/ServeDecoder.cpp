@@ -124,7 +124,8 @@ bool SendAnswer(const DecodeRequest &request, const DecoderWork &work)
     if (request.picture)
         return SendPicture(
             MakeAnswer<Picture>([&] { return work.picture(request.path, *request.picture); }));
-    return Send(PackReport(MakeAnswer<ImageReport>([&] { return work.report(request.path); })));
+    return Send(PackReport(
+        MakeAnswer<ImageReport>([&] { return work.report(request.path, request.depth); })));
 }
 
 } // namespace

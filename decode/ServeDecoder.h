@@ -2,6 +2,7 @@
 
 #include <functional>
 
+#include "decode/DecodeRequest.h"
 #include "decode/ImageReport.h"
 #include "decode/Picture.h"
 #include "ostrel/Path.h"
@@ -10,7 +11,7 @@ namespace decode
 {
 
 /// What a decoder says when it is ready, before it is asked anything.
-inline constexpr const char *k_DecoderGreeting = "corvan-decode 2";
+inline constexpr const char *k_DecoderGreeting = "corvan-decode 3";
 
 /// The exit status of a decoder that a file wanted too much memory of.
 inline constexpr int k_OutOfMemory = 12;
@@ -26,7 +27,7 @@ inline constexpr bool k_IsMemoryLimited = true;
 /// What a decoder can do with a file.
 struct DecoderWork
 {
-    std::function<ImageReport(const ostrel::Path &)> report;
+    std::function<ImageReport(const ostrel::Path &, ReportDepth)> report;
     std::function<Picture(const ostrel::Path &, const PictureWish &)> picture;
 };
 

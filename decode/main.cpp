@@ -18,9 +18,9 @@ template <typename Look> auto WatchMemory(Look look)
     return answer;
 }
 
-decode::ImageReport ReportWatched(const ostrel::Path &path)
+decode::ImageReport ReportWatched(const ostrel::Path &path, decode::ReportDepth depth)
 {
-    return WatchMemory([&] { return decode::DecodeImage(path); });
+    return WatchMemory([&] { return decode::DecodeImage(path, depth); });
 }
 
 decode::Picture PictureWatched(const ostrel::Path &path, const decode::PictureWish &wish)

@@ -75,7 +75,7 @@ void BehaveWildly(const ostrel::Path &path, const ostrel::String &what)
         SendInstead(std::string(100'000, 'x'));
 }
 
-decode::ImageReport ReportWildly(const ostrel::Path &path)
+decode::ImageReport ReportWildly(const ostrel::Path &path, decode::ReportDepth)
 {
     const ostrel::String what = path.Leaf(false);
     BehaveWildly(path, what);

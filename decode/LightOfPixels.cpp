@@ -1,0 +1,135 @@
+#include "decode/LightOfPixels.h"
+
+#include <OpenImageIO/color.h>
+#include <OpenImageIO/half.h>
+#include <OpenImageIO/strutil.h>
+#include <algorithm>
+#include <limits>
+
+namespace decode
+{
+
+namespace
+{
+
+using OIIO::ImageSpec;
+using OIIO::TypeDesc;
+
+// ITU-R BT.709-6, 3.2: the luminance of its primaries.
+constexpr float k_red = 0.2126f;
+constexpr float k_green = 0.7152f;
+constexpr float k_blue = 0.0722f;
+
+// More than any light of a picture; infinite values would swallow all sums.
+constexpr float k_most_light = 65504;
+
+// Whole numbers are looked up by so many of their upper bits.
+constexpr int k_code_bits = 12;
+
+int FindChannel(const ImageSpec &spec, const char *name)
+{
+    for (int i = 0; i < spec.nchannels; ++i)
+        if (OIIO::Strutil::iequals(spec.channelnames[std::size_t(i)], name))
+            return i;
+    return -1;
+}
+
+} // namespace
+
+LightOfPixels::LightOfPixels(const ImageSpec &spec) : m_stride(std::size_t(spec.nchannels))
+{
+    ChooseChannels(spec);
+    const auto use = [this](auto convert)
+    {
+        m_convert = [this, convert](const char *pixels, int count, float *light)
+        { (this->*convert)(pixels, count, light); };
+    };
+    switch (spec.format.basetype)
+    {
+    case TypeDesc::UINT8:
+        use(&LightOfPixels::ConvertWhole<std::uint8_t>);
+        break;
+    case TypeDesc::UINT16:
+        use(&LightOfPixels::ConvertWhole<std::uint16_t>);
+        break;
+    case TypeDesc::UINT32:
+        use(&LightOfPixels::ConvertWhole<std::uint32_t>);
+        break;
+    case TypeDesc::HALF:
+        use(&LightOfPixels::ConvertReal<half>);
+        break;
+    case TypeDesc::FLOAT:
+        use(&LightOfPixels::ConvertReal<float>);
+        break;
+    case TypeDesc::DOUBLE:
+        use(&LightOfPixels::ConvertReal<double>);
+        break;
+    case TypeDesc::INT8:
+        use(&LightOfPixels::ConvertReal<std::int8_t>);
+        break;
+    case TypeDesc::INT16:
+        use(&LightOfPixels::ConvertReal<std::int16_t>);
+        break;
+    default:
+        use(&LightOfPixels::ConvertReal<std::int32_t>);
+    }
+}
+
+void LightOfPixels::ChooseChannels(const ImageSpec &spec)
+{
+    const int red = FindChannel(spec, "R");
+    const int green = FindChannel(spec, "G");
+    const int blue = FindChannel(spec, "B");
+    m_hasColours = red >= 0 && green >= 0 && blue >= 0;
+    if (m_hasColours)
+        m_channels = {std::size_t(red), std::size_t(green), std::size_t(blue)};
+    else
+        m_channels[0] = std::size_t(std::max(FindChannel(spec, "Y"), 0));
+}
+
+template <typename Value, typename LightOf>
+void LightOfPixels::Sum(const char *pixels, int count, float *light, LightOf lightOf) const
+{
+    const auto *values = reinterpret_cast<const Value *>(pixels);
+    if (m_hasColours)
+    {
+        const auto [red, green, blue] = m_channels;
+        for (int i = 0; i < count; ++i, values += m_stride)
+            light[i] = k_red * lightOf(values[red]) + k_green * lightOf(values[green]) +
+                       k_blue * lightOf(values[blue]);
+        return;
+    }
+    values += m_channels[0];
+    for (int i = 0; i < count; ++i, values += m_stride)
+        light[i] = lightOf(*values);
+}
+
+template <typename Value>
+void LightOfPixels::ConvertWhole(const char *pixels, int count, float *light) const
+{
+    constexpr int k_bits = std::numeric_limits<Value>::digits;
+    constexpr int k_shift = std::max(k_bits - k_code_bits, 0);
+    static const std::vector<float> s_light = []
+    {
+        std::vector<float> table(std::size_t(1) << (k_bits - k_shift));
+        for (std::size_t code = 0; code < table.size(); ++code)
+            table[code] = OIIO::sRGB_to_linear(float(code) / float(table.size() - 1));
+        return table;
+    }();
+    const float *table = s_light.data();
+    Sum<Value>(pixels, count, light, [table](Value value) { return table[value >> k_shift]; });
+}
+
+template <typename Value>
+void LightOfPixels::ConvertReal(const char *pixels, int count, float *light) const
+{
+    // Also of what is no number at all.
+    Sum<Value>(pixels, count, light,
+               [](Value value)
+               {
+                   const auto number = float(value);
+                   return number > 0 ? std::min(number, k_most_light) : 0.0f;
+               });
+}
+
+} // namespace decode

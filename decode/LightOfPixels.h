@@ -1,0 +1,36 @@
+#pragma once
+
+#include <OpenImageIO/imageio.h>
+#include <array>
+#include <functional>
+
+namespace decode
+{
+
+/// Turns pixels of a part into light: the luminance of linear values, 0 for what is none.
+class LightOfPixels
+{
+public:
+    /// Of its channels the colours count, R, G and B; else Y; else the first.
+    explicit LightOfPixels(const OIIO::ImageSpec &spec);
+
+    /// `pixels` are `count` pixels of the part, all channels side by side in its type.
+    void Convert(const char *pixels, int count, float *light) const
+    {
+        m_convert(pixels, count, light);
+    }
+
+private:
+    template <typename Value> void ConvertWhole(const char *pixels, int count, float *light) const;
+    template <typename Value> void ConvertReal(const char *pixels, int count, float *light) const;
+    template <typename Value, typename LightOf>
+    void Sum(const char *pixels, int count, float *light, LightOf lightOf) const;
+    void ChooseChannels(const OIIO::ImageSpec &spec);
+
+    std::size_t m_stride;
+    std::array<std::size_t, 3> m_channels{};
+    bool m_hasColours = false;
+    std::function<void(const char *, int, float *)> m_convert;
+};
+
+} // namespace decode

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <xxhash.h>
+
+#include "decode/PixelBlock.h"
+
+namespace decode
+{
+
+/// A number that tells pictures apart to the bit: XXH3 of 64 bits, of all values as they are
+/// stored. Two pictures of one kind of file alone can be held against each other.
+class PixelHash
+{
+public:
+    PixelHash() : m_state(XXH3_createState(), XXH3_freeState)
+    {
+        if (!m_state)
+            throw std::bad_alloc();
+        XXH3_64bits_reset(m_state.get());
+    }
+
+    void Add(const PixelBlock &block, std::size_t pixelBytes)
+    {
+        const auto bytes = [pixelBytes](int pixels) { return std::size_t(pixels) * pixelBytes; };
+        for (int row = 0; row < block.height; ++row)
+            XXH3_64bits_update(m_state.get(), block.pixels + std::size_t(row) * bytes(block.stride),
+                               bytes(block.width));
+    }
+
+    std::uint64_t Value() const
+    {
+        return XXH3_64bits_digest(m_state.get());
+    }
+
+private:
+    std::unique_ptr<XXH3_state_t, XXH_errorcode (*)(XXH3_state_t *)> m_state;
+};
+
+} // namespace decode
