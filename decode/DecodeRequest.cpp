@@ -14,10 +14,16 @@ namespace
 constexpr std::string_view k_report = "report";
 constexpr std::string_view k_measured = "measured";
 constexpr std::string_view k_picture = "picture";
+constexpr std::string_view k_strip = "strip";
 
 bool IsPath(std::string_view text)
 {
     return !text.empty() && text.size() < PATH_MAX && text.find('\0') == std::string_view::npos;
+}
+
+bool IsPathOrNone(std::string_view text)
+{
+    return text.empty() || IsPath(text);
 }
 
 std::optional<PictureWish> ParseWish(const std::vector<std::string_view> &fields)
@@ -28,27 +34,58 @@ std::optional<PictureWish> ParseWish(const std::vector<std::string_view> &fields
         return std::nullopt;
     wish.channels = *channels;
     wish.minus = Path(std::string(fields[5]));
-    if (!IsSound(wish) || (!wish.minus.IsEmpty() && !IsPath(fields[5])))
+    if (!IsSound(wish) || !IsPathOrNone(fields[5]))
         return std::nullopt;
     return wish;
+}
+
+std::optional<StripWish> ParseStrip(const std::vector<std::string_view> &fields)
+{
+    StripWish wish;
+    StripPlace &place = wish.place;
+    if (!IsPathOrNone(fields[2]) || !IsPathOrNone(fields[3]) || !TakeNumber(fields[4], place.x) ||
+        !TakeNumber(fields[5], place.y) || !TakeNumber(fields[6], place.width) ||
+        !TakeNumber(fields[7], place.height) || !TakeNumber(fields[8], wish.side))
+        return std::nullopt;
+    wish.before = Path(std::string(fields[2]));
+    wish.after = Path(std::string(fields[3]));
+    if (!IsSound(wish))
+        return std::nullopt;
+    return wish;
+}
+
+std::optional<std::string> PackPicture(const Path &path, const PictureWish &wish)
+{
+    if (!IsSound(wish) || !IsPathOrNone(wish.minus.Text()))
+        return std::nullopt;
+    return JoinFields({k_picture, path.Text(), std::to_string(wish.width),
+                       fmt::format("{}", wish.exposure), ChannelsName(wish.channels),
+                       wish.minus.Text()});
+}
+
+std::optional<std::string> PackStrip(const Path &path, const StripWish &wish)
+{
+    if (!IsSound(wish) || !IsPathOrNone(wish.before.Text()) || !IsPathOrNone(wish.after.Text()))
+        return std::nullopt;
+    const StripPlace &place = wish.place;
+    return JoinFields({k_strip, path.Text(), wish.before.Text(), wish.after.Text(),
+                       std::to_string(place.x), std::to_string(place.y),
+                       std::to_string(place.width), std::to_string(place.height),
+                       std::to_string(wish.side)});
 }
 
 } // namespace
 
 std::optional<std::string> PackRequest(const DecodeRequest &request)
 {
-    const std::string &path = request.path.Text();
-    if (!IsPath(path))
+    if (!IsPath(request.path.Text()) || (request.picture && request.strip))
         return std::nullopt;
-    if (!request.picture)
-        return JoinFields({request.depth == ReportDepth::Measured ? k_measured : k_report, path});
-
-    const PictureWish &wish = *request.picture;
-    if (!IsSound(wish) || (!wish.minus.IsEmpty() && !IsPath(wish.minus.Text())))
-        return std::nullopt;
-    return JoinFields({k_picture, path, std::to_string(wish.width),
-                       fmt::format("{}", wish.exposure), ChannelsName(wish.channels),
-                       wish.minus.Text()});
+    if (request.picture)
+        return PackPicture(request.path, *request.picture);
+    if (request.strip)
+        return PackStrip(request.path, *request.strip);
+    return JoinFields(
+        {request.depth == ReportDepth::Measured ? k_measured : k_report, request.path.Text()});
 }
 
 std::optional<DecodeRequest> ParseRequest(std::string_view message)
@@ -56,15 +93,16 @@ std::optional<DecodeRequest> ParseRequest(std::string_view message)
     const std::vector<std::string_view> fields = SplitFields(message);
     if (fields.size() < 2 || !IsPath(fields[1]))
         return std::nullopt;
-    DecodeRequest request{Path(std::string(fields[1])), std::nullopt};
+    DecodeRequest request{Path(std::string(fields[1]))};
     if (fields[0] == k_measured)
         request.depth = ReportDepth::Measured;
     if ((fields[0] == k_report || fields[0] == k_measured) && fields.size() == 2)
         return request;
-    if (fields[0] != k_picture || fields.size() != 6)
-        return std::nullopt;
-    request.picture = ParseWish(fields);
-    if (!request.picture)
+    if (fields[0] == k_picture && fields.size() == 6)
+        request.picture = ParseWish(fields);
+    if (fields[0] == k_strip && fields.size() == 9)
+        request.strip = ParseStrip(fields);
+    if (!request.picture && !request.strip)
         return std::nullopt;
     return request;
 }

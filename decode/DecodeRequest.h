@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "decode/PictureWish.h"
+#include "decode/StripWish.h"
 
 namespace decode
 {
@@ -16,13 +17,14 @@ enum class ReportDepth
     Measured, ///< And what the picture looks like: `ImageReport::measures`.
 };
 
-/// What a decoder is asked: for a report on a file, or for a picture of it.
+/// What a decoder is asked: for a report on a file, or for a picture or a strip of it, not both.
 struct DecodeRequest
 {
     Path path;
-    std::optional<PictureWish> picture;
+    std::optional<PictureWish> picture{};
     /// Whether the report measures the picture, too.
     ReportDepth depth = ReportDepth::Whole;
+    std::optional<StripWish> strip{};
 
     bool operator==(const DecodeRequest &) const = default;
 };

@@ -1,7 +1,6 @@
 #include "decode/MakePicture.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <fmt/format.h>
 #include <memory>
@@ -10,8 +9,9 @@
 #include <utility>
 
 #include "decode/AreaAverage.h"
-#include "decode/ImageFile.h"
-#include "decode/ShownRows.h"
+#include "decode/PaintPixels.h"
+#include "decode/ShownImage.h"
+#include "decode/TryPicture.h"
 #include "decode/TurnPixels.h"
 #include "decode/WriteJpeg.h"
 
@@ -20,39 +20,6 @@ namespace decode
 
 namespace
 {
-
-using Colour = std::array<std::uint8_t, 3>;
-
-constexpr Colour k_wild_colour{255, 0, 255};
-
-// An image of which rows are taken, and the file that they come from.
-class ShownImage
-{
-public:
-    ShownImage(const Path &path, PictureChannels channels)
-        : m_file(Open(path)), m_rows(*m_file.image, channels)
-    {
-    }
-
-    ShownRows &Rows()
-    {
-        return m_rows;
-    }
-
-private:
-    static ImageFile Open(const Path &path)
-    {
-        OIIO::ImageSpec wishes;
-        wishes.attribute("oiio:UnassociatedAlpha", 1); // Else it is multiplied in no linear light.
-        ImageFile file = OpenImage(path, wishes);
-        if (!file.image)
-            throw std::runtime_error(file.reason);
-        return file;
-    }
-
-    ImageFile m_file;
-    ShownRows m_rows;
-};
 
 struct Size
 {
@@ -136,80 +103,15 @@ AreaAverage ShrinkDifference(ShownRows &rows, ShownRows &others, Size size)
     return average;
 }
 
-// From linear light to 8 bits by the curve of sRGB; by a table fine enough for its steepest part.
-class SrgbCurve
-{
-public:
-    SrgbCurve()
-    {
-        for (std::size_t i = 0; i < m_table.size(); ++i)
-        {
-            const double linear = double(i) / double(m_table.size() - 1);
-            const double coded =
-                linear <= 0.0031308 ? linear * 12.92 : 1.055 * std::pow(linear, 1 / 2.4) - 0.055;
-            m_table[i] = std::uint8_t(std::lround(coded * 255));
-        }
-    }
-
-    std::uint8_t operator()(float linear) const
-    {
-        // Whatever is not above 0, sums that are no number too, is dark.
-        const float bounded = linear > 0.0f ? std::min(linear, 1.0f) : 0.0f;
-        return m_table[std::size_t(bounded * float(m_table.size() - 1) + 0.5f)];
-    }
-
-private:
-    std::vector<std::uint8_t> m_table = std::vector<std::uint8_t>(1u << 17);
-};
-
-std::uint8_t LinearByte(float value)
-{
-    return std::uint8_t((value > 0.0f ? std::min(value, 1.0f) : 0.0f) * 255.0f + 0.5f);
-}
-
-Colour ColourOf(const float *pixel, PictureChannels channels, float gain)
-{
-    static const SrgbCurve s_srgb;
-    const auto grey = [](std::uint8_t value) { return Colour{value, value, value}; };
-    switch (channels)
-    {
-    case PictureChannels::Rgb:
-        return {s_srgb(pixel[0] * gain), s_srgb(pixel[1] * gain), s_srgb(pixel[2] * gain)};
-    case PictureChannels::Red:
-        return grey(s_srgb(pixel[0] * gain));
-    case PictureChannels::Green:
-        return grey(s_srgb(pixel[1] * gain));
-    case PictureChannels::Blue:
-        return grey(s_srgb(pixel[2] * gain));
-    case PictureChannels::Alpha:
-        return grey(LinearByte(pixel[3] * gain));
-    case PictureChannels::Luma:
-        return grey(s_srgb((0.2126f * pixel[0] + 0.7152f * pixel[1] + 0.0722f * pixel[2]) * gain));
-    }
-    return k_wild_colour;
-}
-
-std::vector<std::uint8_t> PaintPixels(const AreaAverage &average, const PictureWish &wish)
-{
-    const float gain = std::exp2(wish.exposure);
-    std::vector<std::uint8_t> bytes;
-    bytes.reserve(average.Pixels().size() / 4 * 3);
-    for (std::size_t pixel = 0; pixel < average.Pixels().size() / 4; ++pixel)
-    {
-        const Colour colour = average.IsWild(pixel) ? k_wild_colour
-                                                    : ColourOf(average.Pixels().data() + pixel * 4,
-                                                               wish.channels, gain);
-        bytes.insert(bytes.end(), colour.begin(), colour.end());
-    }
-    return bytes;
-}
-
 std::string Make(const Path &path, const PictureWish &wish)
 {
     ShownImage image(path, wish.channels);
     const Size size = ShownSize(image.Rows(), wish.width);
     const auto paint = [&](const AreaAverage &average)
-    { return WriteTurned(PaintPixels(average, wish), size, image.Rows().Orientation()); };
+    {
+        return WriteTurned(PaintPixels(average, wish.channels, wish.exposure), size,
+                           image.Rows().Orientation());
+    };
     if (wish.minus.IsEmpty())
     {
         image.Rows().TakeSmallerCopy(size.width, size.height);
@@ -224,30 +126,7 @@ std::string Make(const Path &path, const PictureWish &wish)
 
 Picture MakePicture(const Path &path, const PictureWish &wish)
 {
-    UseOneThread();
-
-    Picture picture;
-    try
-    {
-        picture.jpeg = Make(path, wish);
-        return picture;
-    }
-    catch (const std::system_error &)
-    {
-        throw; // What the system refuses is no fault of the file's.
-    }
-    catch (const std::runtime_error &error)
-    {
-        picture.reason = error.what();
-    }
-    for (const Path &file : {path, wish.minus})
-    {
-        if (!file.IsEmpty() && picture.trouble.empty())
-            picture.trouble = FindReadTrouble(file);
-    }
-    if (!picture.trouble.empty())
-        picture.reason.clear();
-    return picture;
+    return TryPicture({path, wish.minus}, [&] { return Make(path, wish); });
 }
 
 } // namespace decode

@@ -124,6 +124,9 @@ bool SendAnswer(const DecodeRequest &request, const DecoderWork &work)
     if (request.picture)
         return SendPicture(
             MakeAnswer<Picture>([&] { return work.picture(request.path, *request.picture); }));
+    if (request.strip)
+        return SendPicture(
+            MakeAnswer<Picture>([&] { return work.strip(request.path, *request.strip); }));
     return Send(PackReport(
         MakeAnswer<ImageReport>([&] { return work.report(request.path, request.depth); })));
 }

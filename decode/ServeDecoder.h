@@ -29,6 +29,7 @@ struct DecoderWork
 {
     std::function<ImageReport(const ostrel::Path &, ReportDepth)> report;
     std::function<Picture(const ostrel::Path &, const PictureWish &)> picture;
+    std::function<Picture(const ostrel::Path &, const StripWish &)> strip;
 };
 
 /// The life of a decoder process: reads requests from standard input, a message socket, and answers

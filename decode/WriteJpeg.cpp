@@ -44,8 +44,8 @@ struct Freed
 };
 
 // The jump passes over nothing that would have to be cleaned up.
-bool Write(const std::vector<std::uint8_t> &pixels, int width, int height, Freed &packed,
-           Refusal &refusal)
+bool Write(const std::vector<std::uint8_t> &pixels, int width, int height, std::string_view comment,
+           Freed &packed, Refusal &refusal)
 {
     jpeg_compress_struct image{};
     image.err = jpeg_std_error(&refusal.manager);
@@ -65,6 +65,9 @@ bool Write(const std::vector<std::uint8_t> &pixels, int width, int height, Freed
     jpeg_set_quality(&image, k_quality, TRUE);
     image.comp_info[0].h_samp_factor = image.comp_info[0].v_samp_factor = 1;
     jpeg_start_compress(&image, TRUE);
+    if (!comment.empty())
+        jpeg_write_marker(&image, JPEG_COM, reinterpret_cast<const JOCTET *>(comment.data()),
+                          unsigned(comment.size()));
     while (image.next_scanline < image.image_height)
     {
         // The library takes rows that it could write to, and does not.
@@ -79,11 +82,12 @@ bool Write(const std::vector<std::uint8_t> &pixels, int width, int height, Freed
 
 } // namespace
 
-std::string WriteJpeg(const std::vector<std::uint8_t> &pixels, int width, int height)
+std::string WriteJpeg(const std::vector<std::uint8_t> &pixels, int width, int height,
+                      std::string_view comment)
 {
     Freed packed;
     Refusal refusal;
-    if (!Write(pixels, width, height, packed, refusal))
+    if (!Write(pixels, width, height, comment, packed, refusal))
     {
         if (refusal.isForMemory)
             throw std::bad_alloc();

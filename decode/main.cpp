@@ -2,6 +2,7 @@
 
 #include "decode/DecodeImage.h"
 #include "decode/MakePicture.h"
+#include "decode/MakeStrip.h"
 #include "decode/MemoryWatch.h"
 #include "decode/ServeDecoder.h"
 
@@ -28,11 +29,16 @@ decode::Picture PictureWatched(const ostrel::Path &path, const decode::PictureWi
     return WatchMemory([&] { return decode::MakePicture(path, wish); });
 }
 
+decode::Picture StripWatched(const ostrel::Path &path, const decode::StripWish &wish)
+{
+    return WatchMemory([&] { return decode::MakeStrip(path, wish); });
+}
+
 } // namespace
 
 int main(int count, char **arguments)
 {
     decode::TellCrashesForLackOfMemory();
     decode::StartImageLibraries();
-    return decode::ServeDecoder(count, arguments, {ReportWatched, PictureWatched});
+    return decode::ServeDecoder(count, arguments, {ReportWatched, PictureWatched, StripWatched});
 }

@@ -20,8 +20,8 @@ constexpr std::size_t k_most_bytes = 300;
 std::string Message(FuzzedDataProvider &input)
 {
     static const char *const s_fields[] = {
-        "report", "picture", "/r/a.exr", "256", "4096", "15", "0.5", "-20",    "nan",
-        "1e39",   "rgb",     "luma",     "",    "0",    "12", "-1",  "openexr"};
+        "strip", "480", "1048576", "report", "picture", "/r/a.exr", "256", "4096", "15", "0.5",
+        "-20",   "nan", "1e39",    "rgb",    "luma",    "",         "0",   "12",   "-1", "openexr"};
     std::string text;
     for (int i = input.ConsumeIntegralInRange(0, 14); i > 0; --i)
     {
@@ -46,6 +46,8 @@ void RequireOfRequest(const std::string &message)
         return;
     Require(!request->path.IsEmpty(), "a request names a file");
     Require(!request->picture || IsSound(*request->picture), "a wish is within its bounds");
+    Require(!request->strip || IsSound(*request->strip), "a place is within its bounds");
+    Require(!request->picture || !request->strip, "one thing is asked for");
     const auto again = PackRequest(*request);
     Require(again && ParseRequest(*again) == request, "a request is the same when told again");
 }

@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/decode/SampleImage.h"
+#include "tests/decode/Shown.h"
 #include "tests/support/Printing.h"
 #include "tests/support/TempFolder.h"
 
@@ -19,65 +20,19 @@ using OIIO::ImageSpec;
 namespace
 {
 
-// What a picture looks like once it is unpacked.
-struct Shown
-{
-    int width = 0;
-    int height = 0;
-    std::vector<std::uint8_t> pixels;
-
-    int At(int x, int y, int channel) const
-    {
-        return pixels.at((std::size_t(y) * std::size_t(width) + std::size_t(x)) * 3 +
-                         std::size_t(channel));
-    }
-};
-
-// What a value of linear light is as 8 bits of sRGB, by the curve's definition.
-int Coded(double linear)
-{
-    linear = std::clamp(linear, 0.0, 1.0);
-    return int(
-        std::lround(255 * (linear <= 0.0031308 ? 12.92 * linear
-                                               : 1.055 * std::pow(linear, 1.0 / 2.4) - 0.055)));
-}
-
 double Straight(double coded)
 {
     return coded <= 0.04045 ? coded / 12.92 : std::pow((coded + 0.055) / 1.055, 2.4);
 }
 
-PixelValue Constant(std::vector<float> values)
-{
-    return [values](int, int, int channel) { return values.at(std::size_t(channel)); };
-}
-
 class MakePictureTest : public testing::Test
 {
 protected:
-    Shown Unpacked(const std::string &jpeg) const
-    {
-        const Path path = m_folder.MakeFile("shown.jpg", jpeg);
-        Shown shown;
-        const auto image = OIIO::ImageInput::open(path.Text());
-        if (!image)
-        {
-            ADD_FAILURE() << "no picture: " << OIIO::geterror();
-            return shown;
-        }
-        shown.width = image->spec().width;
-        shown.height = image->spec().height;
-        EXPECT_EQ(image->spec().nchannels, 3);
-        shown.pixels.resize(std::size_t(shown.width) * std::size_t(shown.height) * 3);
-        EXPECT_TRUE(image->read_image(0, 0, 0, 3, OIIO::TypeUInt8, shown.pixels.data()));
-        return shown;
-    }
-
     Shown Make(const String &name, const PictureWish &wish) const
     {
         const Picture picture = MakePicture(m_folder / name, wish);
         EXPECT_EQ(picture.trouble + picture.reason, "") << name;
-        return Unpacked(picture.jpeg);
+        return Unpacked(picture.jpeg, m_folder);
     }
 
     // The colour in the middle of a picture of a file of one colour.

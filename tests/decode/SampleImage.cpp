@@ -32,6 +32,11 @@ float WavyPixel(int x, int y, int channel)
            float(noise >> 16 & 1023) / 1024.0f * 0.05f;
 }
 
+PixelValue Constant(std::vector<float> values)
+{
+    return [values](int, int, int channel) { return values.at(std::size_t(channel)); };
+}
+
 ImageSpec Tiled(ImageSpec spec)
 {
     spec.tile_width = spec.tile_height = 64;

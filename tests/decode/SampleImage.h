@@ -2,6 +2,7 @@
 
 #include <OpenImageIO/imageio.h>
 #include <functional>
+#include <vector>
 
 #include "ostrel/Path.h"
 
@@ -10,6 +11,9 @@ using PixelValue = std::function<float(int x, int y, int channel)>;
 
 /// Waves with a little noise, so that no compression finds much to leave out. The same each time.
 float WavyPixel(int x, int y, int channel);
+
+/// The same values everywhere, one a channel.
+PixelValue Constant(std::vector<float> values);
 
 /// The same image in tiles of 64 by 64 pixels.
 OIIO::ImageSpec Tiled(OIIO::ImageSpec spec);

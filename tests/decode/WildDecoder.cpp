@@ -103,9 +103,14 @@ decode::Picture PictureWildly(const ostrel::Path &path, const decode::PictureWis
     return picture;
 }
 
+decode::Picture StripWildly(const ostrel::Path &path, const decode::StripWish &wish)
+{
+    return PictureWildly(path, {wish.side, 0.0f, decode::PictureChannels::Rgb, wish.before});
+}
+
 } // namespace
 
 int main(int count, char **arguments)
 {
-    return decode::ServeDecoder(count, arguments, {ReportWildly, PictureWildly});
+    return decode::ServeDecoder(count, arguments, {ReportWildly, PictureWildly, StripWildly});
 }

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "decode/AreaAverage.h"
+#include "decode/PictureWish.h"
+
+namespace decode
+{
+
+/// Pixels in linear light as they are shown: 8 bits by the curve of sRGB, red, green and blue side
+/// by side, row by row. `exposure` is in stops. A pixel whose area holds a value that is no finite
+/// number is magenta.
+std::vector<std::uint8_t> PaintPixels(const AreaAverage &average, PictureChannels channels,
+                                      float exposure);
+
+} // namespace decode
