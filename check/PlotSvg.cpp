@@ -19,6 +19,9 @@ constexpr double k_width = 1200;
 constexpr double k_height = 560;
 constexpr double k_left = 90; // Of the field in the picture.
 constexpr double k_right = 32;
+constexpr double k_legend = 50; // The middle of its first line.
+constexpr double k_legend_line = 20;
+/// Of the field, beneath a legend of one line.
 constexpr double k_top = 76;
 constexpr double k_bottom = 62;
 /// The strip below the field in which missing frames are marked.
@@ -69,6 +72,12 @@ const char *ColourNameOf(CheckState state)
     return "Text";
 }
 
+// What nobody sees by its size: a ring, not a disk.
+bool IsOfPicture(CheckState state)
+{
+    return state != CheckState::Changed && DepthOf(state) == CheckDepth::Pictures;
+}
+
 /// Draws one table.
 class Plot
 {
@@ -76,6 +85,7 @@ public:
     Plot(const CheckTable &table, const analysis::ScanRules &rules, const PlotColours &colours)
         : m_table(table), m_colours(colours), m_points(PlotPointsOf(table, rules))
     {
+        LayOutLegend();
         SetAxes();
     }
 
@@ -93,6 +103,44 @@ public:
     }
 
 private:
+    /// A kind of mark and how many there are, by where it stands.
+    struct LegendEntry
+    {
+        CheckState state;
+        std::string text;
+        double x;
+        double y;
+    };
+    void LayOutLegend()
+    {
+        constexpr double k_band_width = 180;
+        double x = k_left;
+        double y = k_legend;
+        const auto need = [&](double width)
+        {
+            if (x + width <= k_width - k_right)
+                return;
+            x = k_left;
+            y += k_legend_line;
+        };
+        const StateCounts counts = CountStates(m_table);
+        for (const CheckState state : k_CheckStates)
+        {
+            const std::size_t count = counts[std::size_t(state)];
+            if (count == 0 && state != CheckState::Ok)
+                continue;
+            std::string text = fmt::format("{} {}", count, StateText(state));
+            const double width = 40 + 8.0 * double(text.size());
+            need(width);
+            m_legend.push_back({state, std::move(text), x, y});
+            x += width;
+        }
+        need(k_band_width);
+        m_bandX = x;
+        m_bandY = y;
+        m_top = k_top + y - k_legend;
+    }
+
     void SetAxes()
     {
         double most = 0;
@@ -106,7 +154,7 @@ private:
         const double first = m_points.empty() ? 0 : m_points.front().frame;
         const double last = m_points.empty() ? 1 : m_points.back().frame;
         m_x = {first - 0.5, last + 0.5, k_width - k_left - k_right};
-        m_y = {0, most > 0 ? most * 1.06 : 1, k_height - k_top - k_bottom - k_missing};
+        m_y = {0, most > 0 ? most * 1.06 : 1, k_height - m_top - k_bottom - k_missing};
     }
 
     double X(double frame) const
@@ -115,7 +163,7 @@ private:
     }
     double Y(double size) const
     {
-        return k_top + m_y.length - m_y.Place(size);
+        return m_top + m_y.length - m_y.Place(size);
     }
     const String &Colour(const char *name) const
     {
@@ -139,7 +187,7 @@ private:
 
     void DrawAxes()
     {
-        const double bottom = k_top + m_y.length;
+        const double bottom = m_top + m_y.length;
         const double right = k_width - k_right;
         const SizeUnit unit = UnitFor(m_y.most / 1.06);
         const PlotAxis inUnits{0, m_y.most / unit.bytes, m_y.length};
@@ -155,13 +203,13 @@ private:
                 "<text x=\"{:.1f}\" y=\"{}\" text-anchor=\"middle\">{}</text>\n",
                 X(number), bottom + k_missing, Colour("Text"), X(number), bottom + k_missing + 21,
                 NumberText(number));
-        Add("<path d=\"M{} {}V{}H{}\" fill=\"none\" stroke=\"{}\"/>\n", k_left, k_top,
+        Add("<path d=\"M{} {}V{}H{}\" fill=\"none\" stroke=\"{}\"/>\n", k_left, m_top,
             bottom + k_missing, right, Colour("Text"));
         Add("<text x=\"{}\" y=\"{}\" text-anchor=\"middle\">frame</text>\n", (k_left + right) / 2,
             k_height - 10);
         Add("<text transform=\"translate(20 {}) rotate(-90)\" text-anchor=\"middle\">size in "
             "{}</text>\n",
-            k_top + m_y.length / 2, unit.name);
+            m_top + m_y.length / 2, unit.name);
     }
 
     /// The shaded band, by the places of its upper edge from left to right and those below them.
@@ -232,15 +280,26 @@ private:
 
     void DrawDot(const PlotPoint &point, double radius)
     {
-        Add("<circle cx=\"{:.1f}\" cy=\"{:.1f}\" r=\"{}\" fill=\"{}\"/>\n", X(point.frame),
-            Y(point.size), radius, Colour(ColourNameOf(point.state)));
+        DrawMark(point.state, X(point.frame), Y(point.size), radius);
+        m_svg += '\n';
+    }
+
+    void DrawMark(CheckState state, double x, double y, double radius)
+    {
+        const String &colour = Colour(ColourNameOf(state));
+        if (IsOfPicture(state))
+            Add("<circle cx=\"{:.1f}\" cy=\"{:.1f}\" r=\"{}\" fill=\"{}\" stroke=\"{}\" "
+                "stroke-width=\"2\"/>",
+                x, y, radius - 0.5, Colour("ListBG"), colour);
+        else
+            Add("<circle cx=\"{:.1f}\" cy=\"{:.1f}\" r=\"{}\" fill=\"{}\"/>", x, y, radius, colour);
     }
 
     void DrawBad()
     {
         // Marks at the same place are one mark.
         std::set<std::pair<long, long>> drawn;
-        const double bottom = k_top + m_y.length;
+        const double bottom = m_top + m_y.length;
         for (const PlotPoint &point : m_points)
         {
             if (point.state == CheckState::Ok)
@@ -260,31 +319,27 @@ private:
 
     void DrawLegend()
     {
-        double x = k_left;
-        const StateCounts counts = CountStates(m_table);
-        for (const CheckState state : k_CheckStates)
+        for (const auto &[state, text, x, y] : m_legend)
         {
-            const std::size_t count = counts[std::size_t(state)];
-            if (count == 0 && state != CheckState::Ok)
-                continue;
-            const std::string text = fmt::format("{} {}", count, StateText(state));
             if (state == CheckState::Missing)
-                Add("<path d=\"M{} 45v10\" stroke=\"{}\" stroke-width=\"2\"/>", x + 5,
+                Add("<path d=\"M{} {}v10\" stroke=\"{}\" stroke-width=\"2\"/>", x + 5, y - 5,
                     Colour(ColourNameOf(state)));
             else
-                Add("<circle cx=\"{}\" cy=\"50\" r=\"4\" fill=\"{}\"/>", x + 5,
-                    Colour(ColourNameOf(state)));
-            Add("<text x=\"{}\" y=\"54.5\">{}</text>\n", x + 15, text);
-            x += 40 + 8.0 * double(text.size());
+                DrawMark(state, x + 5, y, 4);
+            Add("<text x=\"{}\" y=\"{}\">{}</text>\n", x + 15, y + 4.5, text);
         }
-        Add("<rect x=\"{}\" y=\"45\" width=\"20\" height=\"10\" fill=\"{}\"/>"
-            "<text x=\"{}\" y=\"54.5\">band of the neighbours</text>\n",
-            x, Colour("ListSelection"), x + 27);
+        Add("<rect x=\"{}\" y=\"{}\" width=\"20\" height=\"10\" fill=\"{}\"/>"
+            "<text x=\"{}\" y=\"{}\">band of the neighbours</text>\n",
+            m_bandX, m_bandY - 5, Colour("ListSelection"), m_bandX + 27, m_bandY + 4.5);
     }
 
     const CheckTable &m_table;
     const PlotColours &m_colours;
     const std::vector<PlotPoint> m_points;
+    std::vector<LegendEntry> m_legend;
+    double m_bandX = 0; // Of its place in the legend.
+    double m_bandY = 0;
+    double m_top = k_top; // Of the field: below the legend.
     PlotAxis m_x;
     PlotAxis m_y;
     std::string m_svg;

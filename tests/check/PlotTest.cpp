@@ -120,6 +120,41 @@ TEST(PlotSvg, DrawsAMarkForEachOfFewFrames)
     EXPECT_NE(svg.find(">size in KiB<"), String::npos);
 }
 
+TEST(PlotSvg, DrawsWhatOnlyPicturesShowAsRings)
+{
+    const String orange = ReadPlotColours().at("TextOrange");
+    const String disk = "fill=\"" + orange + "\"/>";
+    const String ring = "stroke=\"" + orange + "\" stroke-width=\"2\"/>";
+    for (const CheckState state : k_CheckStates)
+    {
+        const String svg = Drawn(SampleTable("/r/%d", {CheckState::Ok, state, CheckState::Ok}));
+        const bool isOfPicture = state >= CheckState::Duplicate && state <= CheckState::Sparks;
+        // One in the field, one in the legend.
+        EXPECT_EQ(CountOf(svg, ring), isOfPicture ? 2u : 0u) << StateText(state);
+        EXPECT_TRUE(!isOfPicture || CountOf(svg, disk) == 0) << StateText(state);
+        EXPECT_NE(svg.find(" " + String(std::string(StateText(state))) + "<"), String::npos);
+    }
+}
+
+TEST(PlotSvg, HasALegendOfAsManyLinesAsItNeeds)
+{
+    std::vector<CheckState> states;
+    for (const CheckState state : k_CheckStates)
+        states.insert(states.end(), 100, state);
+    const String all = Drawn(SampleTable("/r/%d", states));
+    const String few = Drawn(SampleTable("/r/%d", {CheckState::Ok, CheckState::Pop}));
+    const String first = "y=\"54.5\"";
+    const String second = "y=\"74.5\"";
+    EXPECT_EQ(CountOf(few, first), 3u);
+    EXPECT_EQ(CountOf(few, second), 0u);
+    EXPECT_GT(CountOf(all, first), 5u);
+    EXPECT_GT(CountOf(all, second), 0u);
+    EXPECT_EQ(CountOf(all, first) + CountOf(all, second), k_CheckStates.size() + 1);
+    // The field begins below it.
+    EXPECT_NE(few.find("<path d=\"M90 76V"), String::npos);
+    EXPECT_NE(all.find("<path d=\"M90 96V"), String::npos);
+}
+
 TEST(PlotSvg, StaysSmallOfManyFrames)
 {
     std::vector<CheckState> states(100'000, CheckState::Ok);
