@@ -57,12 +57,12 @@ String PrintOf(const std::vector<CheckTable> &tables)
     return digest.Text();
 }
 
-void ReadImages(std::vector<CheckTable> &tables)
+void ReadImages(std::vector<CheckTable> &tables, CheckDepth depth)
 {
     for (CheckTable &table : tables)
     {
         TableDecoder decoder;
-        decoder.Decode(table, analysis::ScanRules().frameOffset, k_limits, CheckDepth::Images,
+        decoder.Decode(table, analysis::ScanRules().frameOffset, k_limits, depth,
                        [](std::size_t, std::size_t) {});
         if (table.troubles.empty())
             continue;
@@ -115,9 +115,10 @@ LookAnswer TryToAnswer(const LookRequest &request)
     if (request.depth == LookRequest::Depth::Prints ||
         (!request.print.empty() && request.print != answer.print))
         return answer;
-    if (request.depth == LookRequest::Depth::Images)
+    if (request.ReadsImages())
     {
-        ReadImages(tables);
+        ReadImages(tables, request.depth == LookRequest::Depth::Pictures ? CheckDepth::Pictures
+                                                                         : CheckDepth::Images);
         // What was read may have been written meanwhile.
         std::vector<CheckTable> again = tables;
         std::ranges::for_each(again, LookOnce);

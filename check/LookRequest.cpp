@@ -23,7 +23,7 @@ constexpr const char *k_name_print = "print";
 constexpr const char *k_name_seen = "seen";
 constexpr const char *k_name_rule = "rule";
 
-constexpr std::array<std::string_view, 3> k_depths = {"prints", "sizes", "images"};
+constexpr std::array<std::string_view, 4> k_depths = {"prints", "sizes", "images", "pictures"};
 
 struct InputText
 {

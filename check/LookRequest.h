@@ -17,9 +17,10 @@ struct LookRequest
 {
     enum class Depth
     {
-        Prints, ///< What the files are like, and no verdict.
-        Sizes,  ///< Is each there, and is its size that of those around it?
-        Images, ///< They are read, too.
+        Prints,   ///< What the files are like, and no verdict.
+        Sizes,    ///< Is each there, and is its size that of those around it?
+        Images,   ///< They are read, too.
+        Pictures, ///< And what is seen in them is held against the frames around.
     };
 
     std::vector<String> formats;    ///< Patterns, in this machine's notation.
@@ -32,6 +33,11 @@ struct LookRequest
     /// Whoever rendered them has seen each file, so where none is there it is the share that is
     /// not.
     bool wereSeen = false;
+
+    bool ReadsImages() const
+    {
+        return depth == Depth::Images || depth == Depth::Pictures;
+    }
 };
 
 /// As arguments of the program, without its name. Nothing where the system does not let a program

@@ -17,7 +17,7 @@ namespace
 {
 
 // In the order of `FrameChecking::Kind`.
-constexpr std::array<std::string_view, 3> k_kind_names = {"none", "sizes", "decode"};
+constexpr std::array<std::string_view, 4> k_kind_names = {"none", "sizes", "decode", "pictures"};
 
 std::optional<FrameChecking::Kind> FindKind(const String &text)
 {
@@ -55,8 +55,9 @@ String CheckFrameChecking(const String &name, const String &text)
     if (text.empty())
         return {};
     if (name == p_CheckFrames)
-        return FindKind(text) ? String()
-                              : name + ": \"" + Excerpt(text) + "\" is none of none, sizes, decode";
+        return FindKind(text)
+                   ? String()
+                   : name + ": \"" + Excerpt(text) + "\" is none of none, sizes, decode, pictures";
     if (name == p_SizeRule)
         return FindSizeRule(text)
                    ? String()

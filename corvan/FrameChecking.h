@@ -17,9 +17,10 @@ struct FrameChecking
     /// "CheckFrames".
     enum class Kind
     {
-        None,   ///< "none": nothing.
-        Sizes,  ///< "sizes": is each file there, and is its size that of its neighbours?
-        Decode, ///< "decode": is it a sound image, too?
+        None,     ///< "none": nothing.
+        Sizes,    ///< "sizes": is each file there, and is its size that of its neighbours?
+        Decode,   ///< "decode": is it a sound image, too?
+        Pictures, ///< "pictures": does what is seen in it go with the frames around, too?
     };
     Kind kind = Kind::None;
     /// "AutoRequeue": how often bad frames are rendered again; 0 only tells of them.

@@ -33,11 +33,6 @@ constexpr unsigned k_images_memory_mb = 6144;
 constexpr std::chrono::seconds k_limit = std::chrono::minutes(10);
 constexpr std::chrono::seconds k_images_limit = std::chrono::hours(12);
 
-bool ReadsImages(const LookRequest &request)
-{
-    return request.depth == LookRequest::Depth::Images;
-}
-
 String WhyItFailed(const RunEnd &end)
 {
     if (!end.isStarted)
@@ -116,7 +111,7 @@ Command ChildLooker::CommandFor(int look, const LookRequest &request,
     command.log = PrintedBy(look);
     command.keepsOld = false;
     command.limits.seconds = unsigned(LimitOf(request).count());
-    command.limits.memoryMb = ReadsImages(request) ? k_images_memory_mb : k_memory_mb;
+    command.limits.memoryMb = request.ReadsImages() ? k_images_memory_mb : k_memory_mb;
     command.limits.logMb = k_log_mb;
     command.limits.nice = k_nice;
     return command;
@@ -133,7 +128,7 @@ std::chrono::seconds ChildLooker::LimitOf(const LookRequest &request) const
 {
     _CallEntry call("ChildLooker::LimitOf", __FILE__, __LINE__);
 
-    return ReadsImages(request) ? k_images_limit : k_limit;
+    return request.ReadsImages() ? k_images_limit : k_limit;
 }
 
 void ChildLooker::OnStarted(int /*run*/)

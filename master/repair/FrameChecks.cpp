@@ -41,6 +41,21 @@ bool IsOverWith(const JobFrames &frames)
     return frames.phase == Phase::Done;
 }
 
+LookRequest::Depth DepthOf(FrameChecking::Kind kind)
+{
+    switch (kind)
+    {
+    case FrameChecking::Kind::None:
+    case FrameChecking::Kind::Sizes:
+        break;
+    case FrameChecking::Kind::Decode:
+        return LookRequest::Depth::Images;
+    case FrameChecking::Kind::Pictures:
+        return LookRequest::Depth::Pictures;
+    }
+    return LookRequest::Depth::Sizes;
+}
+
 String WhichAreBad(const JobFrames &frames)
 {
     if (frames.badRange.empty())
@@ -544,8 +559,7 @@ LookRequest FrameChecks::RequestFor(const JobState &state, const Job &job, const
     const FrameChecking checking = corvan::FrameCheckingOf(job);
     LookRequest request;
     if (checking.quietSeconds == 0 || !watch.print.empty())
-        request.depth = checking.kind == FrameChecking::Kind::Decode ? LookRequest::Depth::Images
-                                                                     : LookRequest::Depth::Sizes;
+        request.depth = DepthOf(checking.kind);
     request.sizeRule = checking.sizeRule;
     request.print = watch.print;
     std::optional<analysis::ExpansionInput> input = analysis::ReadExpansionInput(job);

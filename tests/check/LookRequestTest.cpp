@@ -40,6 +40,30 @@ TEST(LookRequest, IsTheSameOnceItWasArguments)
     }
 }
 
+TEST(LookRequest, SaysHowDeepItLooks)
+{
+    const struct
+    {
+        LookRequest::Depth depth;
+        const char *name;
+        bool readsImages;
+    } cases[] = {
+        {LookRequest::Depth::Prints, "prints", false},
+        {LookRequest::Depth::Sizes, "sizes", false},
+        {LookRequest::Depth::Images, "images", true},
+        {LookRequest::Depth::Pictures, "pictures", true},
+    };
+    for (const auto &[depth, name, readsImages] : cases)
+    {
+        LookRequest request;
+        request.depth = depth;
+        EXPECT_EQ(request.ReadsImages(), readsImages) << name;
+        const auto arguments = ArgumentsOf(request).value();
+        EXPECT_EQ(arguments.at(1), name);
+        EXPECT_EQ(ReadArguments(arguments).value().depth, depth) << name;
+    }
+}
+
 TEST(LookRequest, CutsALongRangeIntoArgumentsThatTheSystemTakes)
 {
     LookRequest request;

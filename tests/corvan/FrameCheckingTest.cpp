@@ -39,6 +39,9 @@ TEST(FrameChecking, IsThatOfTheJobElseThatOfItsType)
         {{},
          {{"CheckFrames", "decode"}, {"AutoRequeue", "3"}},
          {FrameChecking::Kind::Decode, 3, 10}},
+        {{{"CheckFrames", "decode"}},
+         {{"CheckFrames", "pictures"}},
+         {FrameChecking::Kind::Pictures, 0, 10}},
         {{{"CheckFrames", "sizes"}, {"QuietSeconds", "60"}},
          {},
          {FrameChecking::Kind::Sizes, 0, 60}},
@@ -77,9 +80,10 @@ TEST(FrameChecking, TakesItsOwnValuesAlone)
         const char *value;
         const char *reason;
     } cases[] = {
-        {"CheckFrames", "size", "CheckFrames: \"size\" is none of none, sizes, decode"},
-        {"CheckFrames", "Sizes", "CheckFrames: \"Sizes\" is none of none, sizes, decode"},
+        {"CheckFrames", "size", "CheckFrames: \"size\" is none of none, sizes, decode, pictures"},
+        {"CheckFrames", "Sizes", "CheckFrames: \"Sizes\" is none of none, sizes, decode, pictures"},
         {"CheckFrames", "decode", ""},
+        {"CheckFrames", "pictures", ""},
         {"AutoRequeue", "11", "AutoRequeue: \"11\" is not a whole number from 0 to 10"},
         {"AutoRequeue", "-1", "AutoRequeue: \"-1\" is not a whole number from 0 to 10"},
         {"AutoRequeue", "2 times", "AutoRequeue: \"2 times\" is not a whole number from 0 to 10"},

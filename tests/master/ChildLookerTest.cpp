@@ -90,11 +90,14 @@ TEST_F(ChildLookerTest, LetsNoLookTakeAllOfTheMachine)
     EXPECT_EQ(sizes.limits.memoryMb, 1024u);
     EXPECT_EQ(sizes.limits.logMb, 16u);
     EXPECT_EQ(sizes.limits.nice, 10u);
-    m_request.depth = LookRequest::Depth::Images;
-    const Command images = m_looker.CommandFor(1, m_request, {});
-    EXPECT_EQ(images.limits.seconds, 12u * 3600);
-    EXPECT_EQ(images.limits.memoryMb, 6144u);
-    EXPECT_EQ(images.limits.nice, 10u);
+    for (const auto depth : {LookRequest::Depth::Images, LookRequest::Depth::Pictures})
+    {
+        m_request.depth = depth;
+        const Command images = m_looker.CommandFor(1, m_request, {});
+        EXPECT_EQ(images.limits.seconds, 12u * 3600);
+        EXPECT_EQ(images.limits.memoryMb, 6144u);
+        EXPECT_EQ(images.limits.nice, 10u);
+    }
 }
 
 TEST_F(ChildLookerTest, EndsALookThatNobodyWantsAnyMore)

@@ -279,6 +279,31 @@ TEST_F(FrameChecksTest, AskForTheFilesOfTheJob)
     EXPECT_EQ(m_looker.started[1].request.print, k_print);
 }
 
+TEST_F(FrameChecksTest, LookAsDeepAsTheJobSays)
+{
+    const std::pair<const char *, Depth> cases[] = {
+        {"sizes", Depth::Sizes}, {"decode", Depth::Images}, {"pictures", Depth::Pictures}};
+    for (const auto &[kind, depth] : cases)
+    {
+        const UID job = AddJob({{"CheckFrames", kind}, {"QuietSeconds", "0"}});
+        SetStatus(job, JobStatus::Done);
+        EXPECT_EQ(m_looker.started.back().request.depth, depth) << kind;
+        Answer(Bad({}));
+    }
+}
+
+TEST_F(FrameChecksTest, RenderAgainWhatOnlyItsPictureAccuses)
+{
+    const UID job = AddJob({{"CheckFrames", "pictures"}, {"QuietSeconds", "0"}});
+    SetStatus(job, JobStatus::Done);
+    LookAnswer answer = Bad({{k_small, {4, 7}}});
+    answer.counts = "ok 8, pop 1, sparks 1";
+    Answer(answer);
+    EXPECT_EQ(Parameter(job, corvan::p_FrameCounts), "ok 8, pop 1, sparks 1");
+    EXPECT_EQ(Parameter(job, corvan::p_FramesBadRange), "4,7");
+    EXPECT_EQ(CountJobs(), 2) << "a round was begun";
+}
+
 TEST_F(FrameChecksTest, OfACustomRangeTakeNothingForSeen)
 {
     const UID job = AddJob({{"CustomRange", "11-12"}});
