@@ -17,6 +17,14 @@ namespace
 
 constexpr unsigned k_worker_threads = 2;
 
+PictureLooks::Judge JudgeOf(const analysis::ScanRules &rules)
+{
+    return [frameOffset = rules.frameOffset](check::TableDecoder &decoder,
+                                             const FrameSnapshot &snapshot, std::size_t row,
+                                             const std::function<void()> &getsOn)
+    { return PictureVerdictJson(decoder, snapshot, row, frameOffset, {}, getsOn); };
+}
+
 } // namespace
 
 Farm::Farm(boost::asio::io_context &loop, FarmSettings settings)
@@ -26,7 +34,8 @@ Farm::Farm(boost::asio::io_context &loop, FarmSettings settings)
                 [this](const FrameWatches::Key &key, const FrameWatches::Pass &pass)
                 { m_events.TellPass(key, pass); }),
       m_users(loop, m_settings.makeLink), m_link(loop, m_settings.makeLink({}), *this),
-      m_tasks(m_link), m_workers(loop, k_worker_threads), m_disk(loop)
+      m_tasks(m_link), m_pictures(loop, JudgeOf(m_settings.rules)),
+      m_workers(loop, k_worker_threads), m_disk(loop)
 {
     m_events.SetWatches(&m_watches);
 }

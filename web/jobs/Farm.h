@@ -14,6 +14,7 @@
 #include "web/jobs/FrameWatches.h"
 #include "web/jobs/JobBook.h"
 #include "web/jobs/MasterLink.h"
+#include "web/jobs/PictureLooks.h"
 #include "web/jobs/TaskBook.h"
 #include "web/jobs/UserLinks.h"
 #include "web/jobs/Workers.h"
@@ -89,7 +90,14 @@ private:
     // Frames.
     void SendFrames(const RequestPointer &request, const Reply &reply);
     void SendFrame(const RequestPointer &request, const Reply &reply);
-    void SendFrameOf(const SnapshotPointer &snapshot, std::size_t row, bool isDecoded,
+    /// What is wanted of a frame beside what is known of it.
+    struct FrameWish
+    {
+        bool isDecoded = false;
+        bool isCompared = false; ///< With the pictures around.
+        String visitor{};
+    };
+    void SendFrameOf(const FrameWish &wish, const SnapshotPointer &snapshot, std::size_t row,
                      const corvan::TaskInfo *task, const Reply &reply);
     void SendSheet(const RequestPointer &request, const Reply &reply);
     void SendSizes(const RequestPointer &request, const Reply &reply);
@@ -122,6 +130,7 @@ private:
     MasterLink m_link;
     TaskBook m_tasks;
     const std::shared_ptr<bool> m_isAlive = std::make_shared<bool>(true);
+    PictureLooks m_pictures;
     Workers m_workers; // Joined before what it uses; they ask no disk.
     ostrel::DiskThreads m_disk;
 };

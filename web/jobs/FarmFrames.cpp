@@ -89,9 +89,11 @@ void Farm::SendFrame(const RequestPointer &request, const Reply &reply)
 {
     const JobPointer job = NeedJob(*request);
     const auto number = int(NumberOfPlace(*request, "frame", k_LeastInt, k_MostInt));
-    const bool isDecoded = IsAsked(*request, "decode");
+    const bool isInSession = request->caller && !request->caller->session.empty();
+    const FrameWish wish{IsAsked(*request, "decode"), IsAsked(*request, "pictures"),
+                         isInSession ? request->caller->session : request->peer};
     m_watches.Ask(NeedFrames(*request), FrameWatches::Wish::Looked,
-                  [this, job, number, isDecoded, reply](const FrameWatches::Seen &seen)
+                  [this, job, number, wish, reply](const FrameWatches::Seen &seen)
                   {
                       if (!seen.snapshot)
                           return reply(ErrorResponse(seen.status, seen.trouble));
@@ -100,31 +102,51 @@ void Farm::SendFrame(const RequestPointer &request, const Reply &reply)
                           return reply(
                               ErrorResponse(k_NotFound, NoSuchFrame(*seen.snapshot, number)));
                       FindTask(job, number,
-                               [this, snapshot = seen.snapshot, row = *row, isDecoded, reply,
+                               [this, snapshot = seen.snapshot, row = *row, wish, reply,
                                 isAlive = m_isAlive](const corvan::TaskInfo *task)
                                {
                                    if (*isAlive)
-                                       SendFrameOf(snapshot, row, isDecoded, task, reply);
+                                       SendFrameOf(wish, snapshot, row, task, reply);
                                });
                   });
 }
 
-void Farm::SendFrameOf(const SnapshotPointer &snapshot, std::size_t row, bool isDecoded,
+void Farm::SendFrameOf(const FrameWish &wish, const SnapshotPointer &snapshot, std::size_t row,
                        const corvan::TaskInfo *task, const Reply &reply)
 {
     const auto json =
         std::make_shared<ordered_json>(FrameJson(*snapshot, m_watches.Rules(), row, task));
-    if (!isDecoded || !snapshot->table.frames[row].exists)
-        return reply(Dated(JsonResponse(JsonText(*json) + "\n")));
+    const bool isThere = snapshot->table.frames[row].exists;
+    const auto send = [this, json, reply] { reply(Dated(JsonResponse(JsonText(*json) + "\n"))); };
+    const auto compare = [=, this]
+    {
+        if (!isThere || !wish.isCompared)
+            return send();
+        m_pictures.Ask({wish.visitor, snapshot, row},
+                       [=](const PictureLooks::Answer &answer)
+                       {
+                           if (answer.status != 200)
+                           {
+                               Response refusal = ErrorResponse(answer.status, answer.trouble);
+                               if (answer.status == k_TooMany)
+                                   refusal.headers.emplace_back("Retry-After", "1");
+                               return reply(refusal);
+                           }
+                           (*json)["pictures"] = ordered_json::parse(answer.json);
+                           send();
+                       });
+    };
+    if (!isThere || !wish.isDecoded)
+        return compare();
     m_settings.decode(snapshot->table.PathOf(row),
-                      [this, json, reply, isAlive = m_isAlive](std::string decoded, String trouble)
+                      [=, isAlive = m_isAlive](const std::string &decoded, const String &trouble)
                       {
                           if (!*isAlive)
                               return;
                           if (decoded.empty())
                               return reply(ErrorResponse(k_Unavailable, trouble));
                           (*json)["decoded"] = ordered_json::parse(decoded);
-                          reply(Dated(JsonResponse(JsonText(*json) + "\n")));
+                          compare();
                       });
 }
 

@@ -1,6 +1,6 @@
 /** One frame: its picture, its neighbours and the difference to them, its file, and who wrote it. */
 
-import { get, jobAddress } from "./api.js";
+import { ApiError, get, jobAddress } from "./api.js";
 import { fill, labelled, make, say } from "./dom.js";
 import { bytes, time } from "./format.js";
 import { icon, stateName } from "./kinds.js";
@@ -10,9 +10,16 @@ import { taskLog } from "./tasks-view.js";
 import { t } from "./text.js";
 
 /** @typedef {import("./types.js").Frame} Frame */
+/** @typedef {import("./types.js").Compared} Compared */
+/** @typedef {import("./types.js").Decoded} Decoded */
 
 const WIDTH = 960;
 const SMALL = 320;
+/** Times that a server with too much to do is asked again. */
+const TRIES = 20;
+
+/** Whether frames are held against those around them: once it is wanted of one, of all that follow. */
+let compares = false;
 
 export class FrameView {
     element;
@@ -30,6 +37,14 @@ export class FrameView {
     #beside = make("div", { class: "beside" });
     #facts = make("dl", { class: "facts" });
     #decoded = make("div", { class: "decoded", role: "status" });
+    #compares = make("input", { type: "checkbox", id: "compares" });
+    #compared = make("div", { class: "compared", role: "status" });
+    /** @type {Decoded | null} */
+    #image = null;
+    /** @type {Compared | null} */
+    #found = null;
+    /** Counts the loads: what comes of an earlier one is old. */
+    #loads = 0;
     #log = make("div", { class: "log-place" });
 
     /**
@@ -48,6 +63,11 @@ export class FrameView {
         this.#channels.addEventListener("change", () => this.#showPictures());
         this.#exposure.addEventListener("input", () => say(this.#stops, this.#exposure.value));
         this.#exposure.addEventListener("change", () => this.#showPictures());
+        this.#compares.checked = compares;
+        this.#compares.addEventListener("change", () => {
+            compares = this.#compares.checked;
+            this.#askCompared();
+        });
         /** @param {"before" | "after"} side */
         const neighbour = (side) => {
             const to = this.#known?.neighbours[side];
@@ -81,7 +101,7 @@ export class FrameView {
                 make("button", { type: "button", id: "frame-close", onclick: () => ways.onClose() }, t("Close")),
             ),
             make("div", { class: "bar" }, labelled(t("Exposure, stops"), this.#exposure), this.#stops, labelled(t("Channels"), this.#channels)),
-            make("div", { class: "frame-columns" }, make("div", {}, this.#picture, this.#beside), make("div", {}, this.#facts, this.#decoded, this.#log)),
+            make("div", { class: "frame-columns" }, make("div", {}, this.#picture, this.#beside), make("div", {}, this.#facts, this.#decoded, labelled(t("Compare with the frames around"), this.#compares), this.#compared, this.#log)),
         );
         this.load();
     }
@@ -99,7 +119,10 @@ export class FrameView {
         }
         if (this.#known) this.#showFacts(this.#known);
         this.#showPictures();
+        this.#loads++;
+        this.#image = null;
         this.#askDecoded();
+        this.#askCompared();
     }
 
     /** The frames whose files are shown. */
@@ -149,12 +172,64 @@ export class FrameView {
             const frame = await get(address, this.#end.signal);
             const found = frame.decoded;
             if (!found) return fill(this.#decoded);
+            this.#image = found;
+            this.#showPlace();
             const what = found.width && found.height ? `${found.width} × ${found.height}, ${(found.channels ?? []).join(" ")}${found.format ? `, ${found.format}` : ""}` : "";
             const verdict = found.detail || found.trouble || t("The image is whole.");
             fill(this.#decoded, make("p", {}, what), make("p", { class: found.detail || found.trouble ? "bad" : "" }, verdict));
         } catch (error) {
             if (!this.#end.signal.aborted) say(this.#decoded, error instanceof Error ? error.message : "");
         }
+    }
+
+    async #askCompared() {
+        const load = this.#loads;
+        this.#found = null;
+        this.#showPlace();
+        if (!compares || !this.#known || this.#known.size === null) return fill(this.#compared);
+        say(this.#compared, t("Reading the frames around …"));
+        const address = jobAddress(this.#job, `/frames/${this.#frame}`, { format: this.#format, pictures: 1 });
+        for (let tries = 0; compares && load === this.#loads; tries++) {
+            try {
+                /** @type {Frame} */
+                const frame = await get(address, this.#end.signal);
+                if (compares && load === this.#loads) this.#showCompared(frame.pictures ?? null);
+                return;
+            } catch (error) {
+                if (this.#end.signal.aborted || load !== this.#loads) return;
+                if (!(error instanceof ApiError && error.status === 429 && tries < TRIES)) return say(this.#compared, error instanceof Error ? error.message : "");
+                await new Promise((resolve) => setTimeout(resolve, 1000));
+            }
+        }
+    }
+
+    /** @param {Compared | null} found */
+    #showCompared(found) {
+        this.#found = found;
+        this.#showPlace();
+        if (!found) return fill(this.#compared);
+        const isGood = found.state === "ok";
+        const verdict = isGood && !found.trouble ? t("Nothing strange beside the frames {range}.", { range: found.range }) : [icon(found.state), ` ${stateName(found.state)}`];
+        fill(
+            this.#compared,
+            make("p", { class: isGood ? "" : "bad" }, verdict),
+            found.detail ? make("p", {}, found.detail) : [],
+            found.trouble ? make("p", { class: "bad" }, found.trouble) : [],
+            found.notLookedAt ? make("p", { class: "dim" }, t("Not looked at: {range}", { range: found.notLookedAt })) : [],
+        );
+    }
+
+    /** Frames what was found in the large picture. */
+    #showPlace() {
+        this.#picture.querySelector(".place")?.remove();
+        const [place, image] = [this.#found?.place, this.#image];
+        if (!place || !image?.width || !image.height) return;
+        const mark = make("span", { class: "place", title: stateName(this.#found?.state ?? "") });
+        mark.style.left = `${(100 * place.x) / image.width}%`;
+        mark.style.top = `${(100 * place.y) / image.height}%`;
+        mark.style.width = `${(100 * place.width) / image.width}%`;
+        mark.style.height = `${(100 * place.height) / image.height}%`;
+        this.#picture.querySelector(".shown")?.append(mark);
     }
 
     /** @param {number[]} frames that are shown in one picture */
@@ -167,6 +242,7 @@ export class FrameView {
         if (!known) return;
         const picture = this.#figure(t("Frame {frame}", { frame: String(this.#frame) }), pictureAddress(this.#job, this.#frame, { ...this.#wish(this.#frame), width: WIDTH }));
         this.#picture.replaceChildren(...picture.childNodes);
+        this.#showPlace();
         const { before, after } = known.neighbours;
         const others = /** @type {number[]} */ ([before, after].filter((frame) => frame !== null));
         fill(
@@ -188,7 +264,7 @@ export class FrameView {
             image.hidden = trouble !== "";
             say(reason, trouble);
         });
-        return make("figure", { class: "picture" }, image, reason, make("figcaption", {}, name));
+        return make("figure", { class: "picture" }, make("span", { class: "shown" }, image), reason, make("figcaption", {}, name));
     }
 
     close() {

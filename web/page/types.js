@@ -66,6 +66,7 @@
  * @property {number|null} task
  * @property {{before: number|null, after: number|null}} neighbours
  * @property {Decoded} [decoded]
+ * @property {Compared} [pictures]
  *
  * @typedef {object} Decoded
  * @property {number|null} width
@@ -73,6 +74,14 @@
  * @property {string[]|null} channels
  * @property {string|null} format
  * @property {string} detail
+ * @property {string} trouble
+ *
+ * @typedef {object} Compared
+ * @property {string} state
+ * @property {string} detail
+ * @property {{x: number, y: number, width: number, height: number}|null} place
+ * @property {string} range
+ * @property {string} notLookedAt
  * @property {string} trouble
  *
  * @typedef {object} SheetHead
