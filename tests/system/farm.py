@@ -38,6 +38,17 @@ def free_address():
         return f"localhost:{free.getsockname()[1]}"
 
 
+def moving_picture(frame):
+    """A frame of something that moves before a camera that stands still, as a PPM file of 64 x 36 pixels: one
+    colour on each side of a border that wanders on, up to frame 50."""
+    pixels = bytearray()
+    for y in range(36):
+        for x in range(64):
+            left = x < 8 + frame
+            pixels += bytes((180 if left else 90, 60 + x + y, 70 if left else 140))
+    return b"P6\n64 36\n255\n" + pixels
+
+
 class FarmTest(unittest.TestCase):
     """Gives each test a folder, an environment without the user's settings, and an address."""
 

@@ -12,7 +12,7 @@ import sys
 import unittest
 import urllib.parse
 
-from farm import BIN, PATIENCE, FarmTest, wait_until
+from farm import BIN, PATIENCE, FarmTest, moving_picture, wait_until
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 API = (ROOT / "docs" / "api.md").read_text()
@@ -93,6 +93,16 @@ class WebTest(FarmTest):
         job = self.submit(RENDER, "--range", frames, "--format", f"{self.folder}/f.%04d.raw", "--name", "tower")
         self.corvan("wait", job)
         wait_until(lambda: self.ask(f"/api/jobs/{job}")[1].get("status") == "done")
+        return job
+
+
+    def render_pictures(self, count):
+        """A job whose frames are pictures of something that moves."""
+        for number in range(1, count + 1):
+            (self.folder / f"f.{number:04d}.ppm").write_bytes(moving_picture(number))
+        job = self.submit("true", "--range", f"1-{count}", "--format", f"{self.folder}/f.%04d.ppm", "--name", "shot",
+                          "--paused")
+        wait_until(lambda: self.ask(f"/api/jobs/{job}")[0] == 200)
         return job
 
 
@@ -181,6 +191,21 @@ class WebApi(WebTest):
         self.assertEqual(self.get(f"/api/jobs/{job}/frames/1")["neighbours"]["before"], None)
         status, answer, _ = self.ask(f"/api/jobs/{job}/frames/13")
         self.assertEqual((status, answer), (404, {"error": "there is no frame 13; there are 1-12"}))
+
+    def test_holds_a_frame_against_those_around_it(self):
+        job = self.render_pictures(30)
+        wait_until(lambda: self.get(f"/api/jobs/{job}/frames")["tables"][0]["counts"]["ok"] == 30)
+        frame = self.get(f"/api/jobs/{job}/frames/15?decode=1&pictures=1")
+        shown = re.search(r'\n    (\{"state": "pop", (?:.*\n)*?.*\})\n\n', API).group(1)
+        self.assertEqual(set(frame["pictures"]), keys_of(shown) - {"x", "y", "width", "height"})
+        self.assertEqual(frame["pictures"]["range"], "3-27")
+        self.assertEqual((frame["pictures"]["state"], frame["decoded"]["width"]), ("ok", 64))
+        self.assertEqual(self.ask(f"/api/jobs/{job}/frames/15?pictures=2")[0], 400)
+        self.assertNotIn("pictures", self.get(f"/api/jobs/{job}/frames/15"))
+        (self.folder / "f.0015.ppm").unlink()
+        wait_until(lambda: self.get(f"/api/jobs/{job}/frames/15")["state"] == "missing")
+        self.assertNotIn("pictures", self.get(f"/api/jobs/{job}/frames/15?pictures=1"))
+        wait_until(lambda: self.get(f"/api/jobs/{job}/frames/16?pictures=1")["pictures"]["range"] == "4-14,16-28")
 
     def test_tells_all_frames_in_a_sheet(self):
         job = self.render()
