@@ -4,6 +4,7 @@
 
 #include "cli/CheckArguments.h"
 #include "cli/CheckWriter.h"
+#include "cli/Crops.h"
 #include "cli/FrameVerb.h"
 #include "cli/ShownText.h"
 #include "cli/SignalPause.h"
@@ -35,6 +36,7 @@ public:
         m_subject.Declare(*verb, SubjectArguments::Takes::JobOrPatterns);
         m_check.Declare(*verb);
         CLI::Option *const sealed = m_check.DeclareSealed(*verb);
+        m_crops.Declare(*verb);
         m_writer.Declare(*verb);
         verb->add_flag("--watch", m_isWatching,
                        "go on, pass after pass, and tell what changes, until interrupted")
@@ -54,43 +56,66 @@ public:
             m_writer.Write(table);
         }
         m_writer.End(subject, m_check.Depth());
+        WriteCrops(subject);
         if (m_isWatching)
             Watch(subject, corvan::ReadAnalysisOptions(client.Options()).refreshMs);
 
         const bool hasBad = std::any_of(subject.tables.begin(), subject.tables.end(), HasBad);
-        return StatusUnlessUnseen(subject, hasBad ? k_BadFrames : k_Done);
+        const ExitStatus status = StatusUnlessUnseen(subject, hasBad ? k_BadFrames : k_Done);
+        return m_crops.AreWhole() && m_cropTrouble.empty() ? status : k_CannotLook;
     }
 
 private:
+    void WriteCrops(const CheckSubject &subject)
+    {
+        if (m_crops.AreWanted())
+            m_writer.WriteCrops(m_crops.Write(subject.tables, m_check.Limits()), m_crops.Folder());
+    }
+
     void Watch(CheckSubject &subject, int refreshMs)
     {
         while (!PauseUnlessEnded(std::chrono::milliseconds(std::max(refreshMs, 1))))
         {
             bool isNews = false;
+            bool isAllSeen = true;
             for (CheckTable &table : subject.tables)
-                isNews |= CheckAgain(table);
+            {
+                // A folder that cannot be looked into now may come back.
+                const check::FrameStates before = StatesByFrame(table);
+                if (Try(m_trouble, [&] { m_check.Check(table); }))
+                    isNews |= TellChanges(before, table);
+                else
+                    isAllSeen = false;
+            }
             if (isNews)
                 m_writer.End(subject, m_check.Depth());
+            if (isAllSeen)
+                Try(m_cropTrouble, [&] { WriteCrops(subject); });
         }
     }
 
-    /// True when a state changed. A folder that cannot be looked into now may come back.
-    bool CheckAgain(CheckTable &table)
+    /// True when it was done; else `trouble` is why, and told unless it was already.
+    template <typename Action> static bool Try(String &trouble, Action action)
     {
-        const check::FrameStates before = StatesByFrame(table);
         try
         {
-            m_check.Check(table);
+            action();
+            trouble.clear();
+            return true;
         }
         catch (ostrel::Exception *raw)
         {
             const std::unique_ptr<ostrel::Exception> error(raw);
-            if (error->Text() != m_trouble)
+            if (error->Text() != trouble)
                 fmt::print(stderr, "corvan: {}\n", ShownText(error->Text()));
-            m_trouble = error->Text();
+            trouble = error->Text();
             return false;
         }
-        m_trouble.clear();
+    }
+
+    /// True when a state changed.
+    bool TellChanges(const check::FrameStates &before, const CheckTable &table)
+    {
         const StateChanges changes = FindChanges(before, table);
         if (!changes.empty())
             m_writer.WriteChanges(table, changes);
@@ -99,8 +124,10 @@ private:
 
     CheckArguments m_check;
     CheckWriter m_writer;
+    Crops m_crops;
     bool m_isWatching = false;
     String m_trouble; ///< Of the pass before.
+    String m_cropTrouble;
 };
 
 } // namespace

@@ -34,6 +34,12 @@ public:
         return m_decode.Depth();
     }
 
+    /// What reading an image may take.
+    decode::DecodeLimits Limits() const
+    {
+        return m_decode.Limits();
+    }
+
     check::CheckRules Rules() const;
 
     /// One pass over a table that is filled: looks, judges, and reads the images where that is

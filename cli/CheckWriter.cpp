@@ -54,6 +54,15 @@ void CheckWriter::WriteChanges(const CheckTable &table, const StateChanges &chan
     m_out.Flush();
 }
 
+void CheckWriter::WriteCrops(std::size_t count, const String &folder)
+{
+    if (!IsText() || count == 0)
+        return;
+    m_out << std::to_string(count) << (count == 1 ? " crop in " : " crops in ")
+          << ShownOn(stdout, folder) << '\n';
+    m_out.Flush();
+}
+
 void CheckWriter::WritePaths(const CheckTable &table)
 {
     for (std::size_t row = 0; row < table.frames.size(); ++row)

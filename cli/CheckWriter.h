@@ -36,6 +36,9 @@ public:
     /// After a later pass in which something changed: what did, and how things stand.
     void WriteChanges(const CheckTable &table, const StateChanges &changes);
 
+    /// After so many crops were written into a folder.
+    void WriteCrops(std::size_t count, const String &folder);
+
 private:
     bool IsText() const
     {

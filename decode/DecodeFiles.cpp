@@ -34,6 +34,21 @@ constexpr const char *k_decoder = "corvan-decode";
 class DecodeCrew::Workers
 {
 public:
+    // What has come of a request: one of the two, by what was asked for, or why there is neither.
+    struct Answer
+    {
+        ImageReport report{};
+        Picture picture{};
+    };
+
+    // Requests by their numbers, and who is told the answers.
+    struct Questions
+    {
+        std::size_t count;
+        std::function<DecodeRequest(std::size_t)> request;
+        std::function<void(std::size_t, Answer)> found;
+    };
+
     Workers(const Path &program, const DecodeLimits &limits)
         : m_program(program), m_limits(limits),
           m_places(limits.jobs > 0 ? limits.jobs
@@ -56,17 +71,15 @@ public:
         }
     }
 
-    void Run(std::span<const Path> files, const FoundReport &found, ReportDepth depth)
+    void Run(const Questions &questions)
     {
-        m_files = files;
-        m_depth = depth;
-        m_found = &found;
+        m_questions = &questions;
         // They had their time while nobody listened; what they said since then waits.
         for (Worker &worker : m_workers)
             worker.deadline = Clock::now() + k_start_time;
-        while (m_answered < m_files.size())
+        while (m_answered < questions.count)
         {
-            FillPlaces(m_files.size() - m_answered);
+            FillPlaces(questions.count - m_answered);
             WaitForNews();
         }
     }
@@ -82,10 +95,26 @@ private:
 
         DecoderProcess process;
         std::optional<std::size_t> file; // None before it has greeted.
+        bool isAtPicture = false;
+        PictureReceiver receiver;
         Clock::time_point deadline;
     };
 
     using Place = std::list<Worker>::iterator;
+
+    static Answer Unseen(const String &trouble)
+    {
+        Answer answer;
+        answer.report.trouble = answer.picture.trouble = trouble;
+        return answer;
+    }
+
+    static Answer Failed(const String &reason)
+    {
+        Answer answer;
+        answer.report.reason = answer.picture.reason = reason;
+        return answer;
+    }
 
     // Fewer decoders do as well; none do not.
     void DoWithout(ProcessException *raw)
@@ -129,28 +158,41 @@ private:
         if (message.empty())
             return OnEnded(worker);
 
+        if (worker->isAtPicture)
+            return OnPiece(worker, message);
         const std::optional<ImageReport> report = ParseReport(message);
         if (!report)
-            return GiveUp(worker, k_NoProperAnswer);
-        Answer(*worker->file, *report);
+            return Replace(worker, Failed(k_NoProperAnswer));
+        Tell(*worker->file, {*report, {}});
+        Occupy(worker);
+    }
+
+    void OnPiece(Place worker, const String &message)
+    {
+        if (!worker->receiver.Add(message))
+            return Replace(worker, Failed(k_NoProperAnswer));
+        if (!worker->receiver.IsWhole())
+            return;
+        Tell(*worker->file, {{}, worker->receiver.Take()});
         Occupy(worker);
     }
 
     void Occupy(Place worker)
     {
-        while (m_next < m_files.size())
+        while (m_next < m_questions->count)
         {
             const std::size_t file = m_next++;
-            if (const auto request = PackRequest({m_files[file], std::nullopt, m_depth}))
+            const DecodeRequest request = m_questions->request(file);
+            if (const auto message = PackRequest(request))
             {
                 worker->file = file;
+                worker->isAtPicture = request.picture || request.strip;
+                worker->receiver = {};
                 worker->deadline = Clock::now() + m_limits.time;
-                worker->process.Ask(*request); // One that is gone is noticed by its channel.
+                worker->process.Ask(*message); // One that is gone is noticed by its channel.
                 return;
             }
-            ImageReport report;
-            report.trouble = "no file has such a name";
-            Answer(file, report);
+            Tell(file, Unseen("no file has such a name"));
         }
         m_workers.erase(worker);
     }
@@ -158,17 +200,14 @@ private:
     void OnEnded(Place worker)
     {
         const DecoderEnd end = JudgeEnd(worker->process.End(), m_limits.memoryMib);
-        ImageReport report;
-        report.trouble = end.trouble;
-        report.reason = end.reason;
-        Replace(worker, report);
+        Replace(worker, end.trouble.empty() ? Failed(end.reason) : Unseen(end.trouble));
     }
 
     void OnLate(Place worker)
     {
         if (!worker->file)
             return OnBadStart(worker);
-        GiveUpUnseen(worker, LateText(m_limits.time));
+        Replace(worker, Unseen(LateText(m_limits.time)));
     }
 
     void OnBadStart(Place worker)
@@ -178,40 +217,24 @@ private:
         DoWithout(new ProcessException(m_program.Text() + " is no decoder: it " + end));
     }
 
-    void GiveUp(Place worker, const String &reason)
-    {
-        ImageReport report;
-        report.reason = reason;
-        Replace(worker, report);
-    }
-
-    void GiveUpUnseen(Place worker, const String &trouble)
-    {
-        ImageReport report;
-        report.trouble = trouble;
-        Replace(worker, report);
-    }
-
     // The next file gets a new decoder.
-    void Replace(Place worker, const ImageReport &report)
+    void Replace(Place worker, Answer answer)
     {
         const std::size_t file = *worker->file;
         m_workers.erase(worker);
-        Answer(file, report);
+        Tell(file, std::move(answer));
     }
 
-    void Answer(std::size_t file, const ImageReport &report)
+    void Tell(std::size_t file, Answer answer)
     {
         ++m_answered;
-        (*m_found)(file, report);
+        m_questions->found(file, std::move(answer));
     }
 
     const Path &m_program;
     const DecodeLimits &m_limits;
     std::size_t m_places;
-    std::span<const Path> m_files;
-    ReportDepth m_depth = ReportDepth::Whole;
-    const FoundReport *m_found = nullptr;
+    const Questions *m_questions = nullptr;
     std::size_t m_next = 0; // The first file that nobody was given.
     std::size_t m_answered = 0;
     std::list<Worker> m_workers;
@@ -255,13 +278,26 @@ void DecodeCrew::Read(std::span<const Path> files, const FoundReport &found, Rep
 {
     const std::unique_ptr<Workers> workers =
         m_ahead ? std::move(m_ahead) : std::make_unique<Workers>(m_program, m_limits);
-    workers->Run(files, found, depth);
+    workers->Run({files.size(),
+                  [&](std::size_t file) {
+                      return DecodeRequest{files[file], std::nullopt, depth};
+                  },
+                  [&](std::size_t file, const Workers::Answer &answer)
+                  { found(file, answer.report); }});
 }
 
 void DecodeFiles(const Path &program, std::span<const Path> files, const DecodeLimits &limits,
                  const FoundReport &found, ReportDepth depth)
 {
     DecodeCrew(program, limits).Read(files, found, depth);
+}
+
+void DecodeCrew::Make(std::span<const DecodeRequest> requests, const FoundPicture &found)
+{
+    Workers(m_program, m_limits)
+        .Run({requests.size(), [&](std::size_t index) { return requests[index]; },
+              [&](std::size_t index, Workers::Answer answer)
+              { found(index, std::move(answer.picture)); }});
 }
 
 } // namespace decode

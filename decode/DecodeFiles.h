@@ -7,6 +7,7 @@
 
 #include "decode/DecodeRequest.h"
 #include "decode/ImageReport.h"
+#include "decode/Picture.h"
 #include "ostrel/Path.h"
 
 namespace decode
@@ -33,6 +34,9 @@ Path DecoderProgram();
 /// Told the index of a file and what reading it has shown.
 using FoundReport = std::function<void(std::size_t, const ImageReport &)>;
 
+/// Told the index of a request and the picture that has come of it.
+using FoundPicture = std::function<void(std::size_t, Picture)>;
+
 /// Decoders for some files. One that is idle ends with `Read`, all of them with this object. Not
 /// thread-safe, and of one thread: decoders end with the thread that started them.
 class DecodeCrew
@@ -56,6 +60,10 @@ public:
     /// any case no decoder is left when this returns.
     void Read(std::span<const Path> files, const FoundReport &found,
               ReportDepth depth = ReportDepth::Whole);
+
+    /// Has pictures made, by decoders that are started for them: each request asks for a picture or
+    /// a strip. Otherwise as `Read`.
+    void Make(std::span<const DecodeRequest> requests, const FoundPicture &found);
 
 private:
     class Workers;

@@ -102,6 +102,55 @@ TEST(DecodeCrew, TellsWhatCouldNotBeStartedWhenFilesAreRead)
         "cannot start /nowhere/decoder: No such file or directory");
 }
 
+TEST(DecodeCrew, HasEachPictureMadeAndOutlivesAFileThatEndsItsDecoder)
+{
+    const struct
+    {
+        const char *name;
+        const char *trouble;
+        const char *reason;
+    } cases[] = {
+        {"/r/a.exr", "", ""},
+        {"/r/3000000.exr", "", ""}, // In many pieces.
+        {"/r/crash.exr", "", "its decoder ended by signal 11 (Segmentation fault)"},
+        {"/r/hang.exr", "took longer than 1 s", ""},
+        {"/r/nonsense.exr", "", "its decoder gave no proper answer"},
+        {"/r/unlike.exr", "", "its decoder gave no proper answer"},
+        {"/r/refused.exr", "", "nothing to see"},
+        {"", "no file has such a name", ""},
+        {"/r/z.exr", "", ""},
+    };
+    std::vector<DecodeRequest> requests;
+    for (const auto &row : cases)
+    {
+        DecodeRequest &request = requests.emplace_back(DecodeRequest{row.name});
+        if (requests.size() % 2 == 0)
+            request.picture = PictureWish{100};
+        else
+            request.strip = StripWish{{0, 0, 1, 1}, "/r/before.exr", {}, 100};
+    }
+    DecodeLimits limits = k_limits;
+    limits.time = std::chrono::seconds(1);
+    std::set<std::size_t> answered;
+    const auto look = [&](std::size_t index, const Picture &picture)
+    {
+        const auto &[name, trouble, reason] = cases[index];
+        EXPECT_TRUE(answered.insert(index).second) << name << " twice";
+        EXPECT_EQ(picture.trouble, trouble) << name;
+        EXPECT_EQ(picture.reason, reason) << name;
+        const bool isMade = picture.trouble.empty() && picture.reason.empty();
+        EXPECT_EQ(picture.jpeg.find(std::string(name) + " 100") != std::string::npos, isMade);
+        const bool hasNeighbour = picture.jpeg.find("/r/before.exr") != std::string::npos;
+        EXPECT_EQ(hasNeighbour, isMade && requests[index].strip) << name;
+    };
+    DecodeCrew(WILD_DECODER_PROGRAM, limits).Make(requests, look);
+    EXPECT_EQ(answered.size(), requests.size());
+    EXPECT_FALSE(HasChildren());
+    DecodeCrew("/nowhere/decoder", limits).Make({}, look);
+    EXPECT_EQ(Thrown([&] { DecodeCrew("/nowhere/decoder", limits).Make(requests, look); }),
+              "cannot start /nowhere/decoder: No such file or directory");
+}
+
 TEST(DecodeFiles, AnswersEveryFileOnce)
 {
     std::vector<Path> files;
