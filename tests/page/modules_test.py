@@ -1,8 +1,15 @@
 """The page's modules that need nothing to look at, as tables, in the browser that runs them."""
 
+import json
+import pathlib
+import re
 import unittest
 
 from page import PageTest
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+# As the sheet tells them.
+STATES = json.loads(re.search(r'"states": (\["unknown", .*?\])', (ROOT / "docs" / "api.md").read_text()).group(1))
 
 
 class Modules(PageTest):
@@ -80,6 +87,42 @@ class Modules(PageTest):
                 ("[{ curious: '1' }, 0, 2000]", [False, "ok", 0, -1, -1]),
             ],
         )
+
+    def test_each_state_of_the_server_has_a_name_a_colour_a_shape_and_a_place_among_the_others(self):
+        self.assertIn("sparks", STATES)
+        told = self.page.run_module(
+            f"""const {{ BY_WORSE, colours, drawShape, stateName }} = await import('/kinds.js');
+            const {{ GERMAN }} = await import('/german.js');
+            const shapes = new Map();
+            const tell = (state) => {{
+                const canvas = Object.assign(document.createElement('canvas'), {{ width: 24, height: 24 }});
+                const ink = canvas.getContext('2d', {{ willReadFrequently: true }});
+                drawShape(ink, state, 12, 12, 18);
+                const shape = ink.getImageData(0, 0, 24, 24).data.join();
+                const twin = shapes.get(shape) ?? null;
+                shapes.set(shape, state);
+                return {{ state, place: BY_WORSE.indexOf(state), german: GERMAN[stateName(state)] ?? null, twin,
+                         hasColour: colours.of(state) !== colours.get('--text') }};
+            }};
+            tell('a state that nobody knows');
+            return [{json.dumps(STATES)}.map(tell), BY_WORSE.length]"""
+        )
+        states, places = told
+        for state in states:
+            with self.subTest(state=state["state"]):
+                self.assertGreaterEqual(state["place"], 0)
+                self.assertIsNotNone(state["german"])
+                self.assertTrue(state["hasColour"])
+                # What nobody has looked at is a dot, as what nobody knows.
+                self.assertEqual(state["twin"], "a state that nobody knows" if state["state"] == "unknown" else None)
+        self.assertEqual(sorted(state["place"] for state in states), list(range(places)))
+
+    def test_the_worst_of_many_is_the_same_to_the_server_and_the_page(self):
+        source = (ROOT / "web" / "jobs" / "FrameSnapshot.cpp").read_text()
+        order = re.search(r"k_by_worse = \{(.*?)\}", source, re.S).group(1)
+        served = [re.sub(r"(?<=[a-z])(?=[A-Z])", "-", name).lower() for name in re.findall(r"CheckState::(\w+)", order)]
+        shown = self.page.run_module("return (await import('/kinds.js')).BY_WORSE")
+        self.assertEqual([state for state in shown if state != "unknown"], served)
 
     def test_cells_are_as_large_as_fits(self):
         self.check(

@@ -60,6 +60,55 @@ class Pictures(PicturesTest):
         page.keep_picture("frame")
         self.assertEqual(page.complaints(), [])
 
+    def test_of_one_frame_are_compared_with_those_around_it_where_that_is_wanted(self):
+        page = self.open_job("&frame=3")
+        page.wait_for_text("#frame .decoded", "The image is whole.")
+        self.assertEqual(page.text("#frame .compared"), "")
+        page.click("#compares")
+        page.wait_for_text("#frame .compared", "Nothing strange beside the frames 1-6.")
+        # And of those that follow, until it is wanted no more.
+        self.frame(6).write_bytes(b"x" * self.frame(6).stat().st_size)
+        page.click("#frame-after")
+        page.wait_for_text("#frame h2", "Frame 4")
+        page.wait_for_text("#frame .compared", "Nothing strange beside the frames 1-6.")
+        page.open(f"{self.origin}/?job={self.job}&frame=6")
+        page.click("#compares")
+        page.wait_for_text("#frame .compared", "not readable")
+        page.keep_picture("compared")
+        page.click("#compares")
+        self.assertEqual(page.text("#frame .compared"), "")
+        self.assertEqual(page.complaints(), [])
+
+    def test_of_one_frame_say_where_in_them_something_was_found(self):
+        page = self.open_job("&frame=3")
+        wait_until(lambda: page.run(IS_SHOWN, "#frame .picture.large img") == 1)
+        # As the server would tell it of a frame that has such a place.
+        page.run_module(
+            """const ask = window.fetch;
+            window.fetch = async (address, wishes) => {
+                const answer = await ask(address, wishes);
+                if (!String(address).includes('pictures=1')) return answer;
+                const frame = await answer.json();
+                frame.pictures = { state: 'patch', detail: 'a block is old', place: { x: 24, y: 27, width: 48, height: 18 },
+                                   range: '1-6', notLookedAt: '5', trouble: '' };
+                return new Response(JSON.stringify(frame), { headers: answer.headers });
+            }"""
+        )
+        page.click("#compares")
+        page.wait_for_text("#frame .compared", "part of the picture missing or old")
+        page.wait_for_text("#frame .compared", "a block is old")
+        page.wait_for_text("#frame .compared", "Not looked at: 5")
+        place = page.run_module(
+            """const box = (what) => document.querySelector(what).getBoundingClientRect();
+            const [image, place] = [box('#frame .large img'), box('#frame .place')];
+            return [(place.left - image.left) / image.width, (place.top - image.top) / image.height,
+                    place.width / image.width, place.height / image.height].map((share) => Math.round(share * 100))"""
+        )
+        self.assertEqual(place, [25, 50, 50, 33])
+        page.keep_picture("place")
+        page.click("#compares")
+        self.assertEqual(page.all("#frame .place"), [])
+
     def test_are_played_one_after_the_other(self):
         page = self.open_job("&flip=open")
         page.wait_for_text("#flipbook [role=status]", "6 pictures")

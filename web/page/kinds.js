@@ -174,9 +174,11 @@ export function drawShape(ink, state, x, y, size) {
             ink.lineTo(x, y + r);
             break;
         case "duplicate":
-            ink.rect(x - r, y - r, size * 0.65, size * 0.65);
-            ink.rect(x - r * 0.3, y - r * 0.3, size * 0.65, size * 0.65);
-            break;
+            // A sheet upon another, of which an edge is seen; lines of both would be a smear in a small cell.
+            ink.fillRect(x - r * 0.35, y - r * 0.35, r * 1.35, r * 1.35);
+            ink.fillRect(x - r, y - r, r * 1.5, r * 0.35);
+            ink.fillRect(x - r, y - r, r * 0.35, r * 1.5);
+            return;
         case "black":
             ink.arc(x, y, r * 0.9, 0, 2 * Math.PI);
             ink.fill();
@@ -186,11 +188,13 @@ export function drawShape(ink, state, x, y, size) {
             ink.fillRect(x, y, r, r);
             break;
         case "pop":
-            ink.moveTo(x - r, y + r * 0.6);
-            ink.lineTo(x - r * 0.3, y + r * 0.6);
-            ink.lineTo(x, y - r);
-            ink.lineTo(x + r * 0.3, y + r * 0.6);
-            ink.lineTo(x + r, y + r * 0.6);
+            // Blunt, so that the point of the line stays within the square.
+            ink.moveTo(x - r, y + r * 0.7);
+            ink.lineTo(x - r * 0.55, y + r * 0.7);
+            ink.lineTo(x - r * 0.1, y - r * 0.75);
+            ink.lineTo(x + r * 0.1, y - r * 0.75);
+            ink.lineTo(x + r * 0.55, y + r * 0.7);
+            ink.lineTo(x + r, y + r * 0.7);
             break;
         case "sparks":
             ink.moveTo(x - r, y);
