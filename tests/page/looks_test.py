@@ -69,6 +69,8 @@ class LooksCases(PageTest):
         page.open(f"{self.origin}/?job={self.job}&frame=9")
         wait_until(lambda: page.run(SEEN, "#frame .beside img") >= 2)
         page.wait_for_text("#frame .decoded", " ")
+        page.click("#compares")
+        wait_until(lambda: page.run("return document.querySelector('#frame .compared canvas') !== null"))
         self.check(page, f"{look}-frame")
         page.press(Keys.ESCAPE)
         page.click("#run-again")
