@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <fmt/format.h>
+#include <optional>
 #include <stdexcept>
 #include <utility>
 
@@ -24,6 +26,10 @@ using StripColour = std::array<std::uint8_t, 3>;
 constexpr StripColour k_no_picture{128, 128, 128};
 constexpr StripColour k_gap{88, 88, 88}; // Neither black nor white, nor what stands for no picture.
 constexpr int k_gap_pixels = 8;
+// Where nothing is brighter, all is raised until it is about as bright as that.
+constexpr float k_dark_light = 0.1f;
+constexpr float k_raised_light = 0.5f;
+constexpr float k_most_stops = 6.0f;
 // From the inside to the outside: one of the two is seen on any ground.
 constexpr std::array<StripColour, 2> k_frame_lines{StripColour{255, 208, 0}, StripColour{0, 0, 0}};
 
@@ -112,17 +118,9 @@ Raster Turned(Raster raster, int orientation)
     return raster;
 }
 
-Raster ShowPlace(ShownRows &rows, const StripLayout &layout)
-{
-    Raster raster =
-        PaintCells(PaintPixels(CutOut(rows, layout), PictureChannels::Rgb, 0.0f), layout);
-    DrawFrame(raster, layout.marked);
-    return Turned(std::move(raster), rows.Orientation());
-}
-
 // Nothing where there is nothing to hold against the image.
-std::optional<Raster> ShowNeighbour(const Path &path, const ShownRows &of,
-                                    const StripLayout &layout)
+std::optional<AreaAverage> CutOutOfNeighbour(const Path &path, const ShownRows &of,
+                                             const StripLayout &layout)
 {
     if (path.IsEmpty())
         return std::nullopt;
@@ -133,12 +131,36 @@ std::optional<Raster> ShowNeighbour(const Path &path, const ShownRows &of,
         if (rows.Width() != of.Width() || rows.Height() != of.Height() ||
             rows.Orientation() != of.Orientation())
             return std::nullopt;
-        return ShowPlace(rows, layout);
+        return CutOut(rows, layout);
     }
     catch (const std::runtime_error &)
     {
         return std::nullopt;
     }
+}
+
+// The light that all but a hundredth of all cells do not exceed: single sparks count for nothing.
+float BrightestOf(const std::array<std::optional<AreaAverage>, 3> &cuts)
+{
+    std::vector<float> light;
+    for (const std::optional<AreaAverage> &cut : cuts)
+        for (std::size_t i = 0; cut && i < cut->Pixels().size(); i += 4)
+        {
+            const float here = LumaOf(cut->Pixels().data() + i);
+            light.push_back(std::isfinite(here) ? here
+                                                : 0.0f); // Sums of vast values are no number.
+        }
+    const auto at = light.begin() + std::ptrdiff_t(light.size() - 1 - light.size() / 100);
+    std::nth_element(light.begin(), at, light.end());
+    return *at;
+}
+
+// In whole stops.
+float ExposureFor(float brightest)
+{
+    if (!(brightest > 0.0f) || brightest > k_dark_light)
+        return 0.0f;
+    return std::min(std::floor(std::log2(k_raised_light / brightest)), k_most_stops);
 }
 
 Raster SideBySide(const std::array<Raster, 3> &pictures)
@@ -165,13 +187,19 @@ std::string StripOf(const Path &path, const StripWish &wish)
         throw std::runtime_error(fmt::format("the place at {}, {} is outside of its {} x {} pixels",
                                              wish.place.x, wish.place.y, rows.Width(),
                                              rows.Height()));
-    const Raster picture = ShowPlace(rows, *layout);
-    const auto neighbour = [&](const Path &file)
+    const std::array<std::optional<AreaAverage>, 3> cuts = {
+        CutOutOfNeighbour(wish.before, rows, *layout), CutOut(rows, *layout),
+        CutOutOfNeighbour(wish.after, rows, *layout)};
+    const float exposure = ExposureFor(BrightestOf(cuts));
+    const auto show = [&](const std::optional<AreaAverage> &cut)
     {
-        return ShowNeighbour(file, rows, *layout)
-            .value_or(Raster(picture.width, picture.height, k_no_picture));
+        if (!cut)
+            return Turned({layout->Width(), layout->Height(), k_no_picture}, rows.Orientation());
+        Raster raster = PaintCells(PaintPixels(*cut, PictureChannels::Rgb, exposure), *layout);
+        DrawFrame(raster, layout->marked);
+        return Turned(std::move(raster), rows.Orientation());
     };
-    const Raster strip = SideBySide({neighbour(wish.before), picture, neighbour(wish.after)});
+    const Raster strip = SideBySide({show(cuts[0]), show(cuts[1]), show(cuts[2])});
     return WriteJpeg(strip.bytes, strip.width, strip.height, k_StripMark);
 }
 

@@ -62,7 +62,7 @@ Colour ColourOf(const float *pixel, PictureChannels channels, float gain)
     case PictureChannels::Alpha:
         return grey(LinearByte(pixel[3] * gain));
     case PictureChannels::Luma:
-        return grey(s_srgb((0.2126f * pixel[0] + 0.7152f * pixel[1] + 0.0722f * pixel[2]) * gain));
+        return grey(s_srgb(LumaOf(pixel) * gain));
     }
     return k_wild_colour;
 }

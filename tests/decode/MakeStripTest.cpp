@@ -111,16 +111,16 @@ TEST_F(MakeStripTest, ShowsAPlaceBetweenItsNeighboursInTheirOrder)
 
 TEST_F(MakeStripTest, ShowsAWholePictureSmallerAndWithoutAFrame)
 {
-    const ImageSpec spec(1920, 1080, 3, OIIO::TypeHalf);
+    const ImageSpec spec(960, 540, 3, OIIO::TypeHalf);
     WriteNeighbours(spec, 0.25f, 0.5f);
     // Means are those of linear light.
     WriteImage(m_folder / "a.exr", spec,
                [](int x, int, int) { return x / 4 % 2 == 0 ? 0.5f : 0.0f; });
-    const Shown shown = Make("a.exr", Between({0, 0, 1920, 1080}));
+    const Shown shown = Make("a.exr", Between({0, 0, 960, 540}));
     EXPECT_EQ(shown.width, 3 * 480 + 2 * k_gap);
     EXPECT_EQ(shown.height, 270);
     WriteImage(m_folder / "b.exr", spec, [](int x, int, int) { return x % 2 == 0 ? 0.5f : 0.0f; });
-    ExpectMiddle(Make("b.exr", Between({0, 0, 1920, 1080})), 1, GreyOf(0.25));
+    ExpectMiddle(Make("b.exr", Between({0, 0, 960, 540})), 1, GreyOf(0.25));
     for (const auto &[x, y] : {std::pair(0, 0), {479, 0}, {0, 269}, {479, 269}, {240, 1}})
         ExpectColour(shown, x, y, GreyOf(0.25), "no frame");
 }
@@ -150,6 +150,32 @@ TEST_F(MakeStripTest, PutsAnEvenGreyWhereThereIsNoNeighbour)
             ExpectMiddle(shown, 1, GreyOf(0.5), name);
         }
         ExpectColour(Make("a.exr", wish), 0, 0, k_grey, name);
+    }
+}
+
+TEST_F(MakeStripTest, RaisesAllThreeAlikeWhereAllAreDark)
+{
+    const struct
+    {
+        float before;
+        float ground;
+        float after;
+        double gain;
+    } cases[] = {
+        {0.2f, 0.02f, 0.01f, 1},      {0.01f, 0.02f, 0.12f, 1},    {0.01f, 0.02f, 0.05f, 8},
+        {0.02f, 0.0f, 0.02f, 16},     {0.03f, 0.001f, 0.002f, 16}, {0.002f, 0.001f, 0.002f, 64},
+        {1e-20f, 1e-20f, 1e-20f, 64}, {0.0f, 0.0f, 0.0f, 1},
+    };
+    const ImageSpec spec(100, 80, 3, OIIO::TypeFloat);
+    for (const auto &[before, ground, after, gain] : cases)
+    {
+        WriteNeighbours(spec, before, after);
+        WriteImage(m_folder / "a.exr", spec, Spark(ground, 43, 33, 100.0f)); // No measure.
+        const Shown shown = Make("a.exr", Between({40, 30, 1, 1}));
+        const std::string what = std::to_string(before) + " " + std::to_string(ground);
+        ExpectMiddle(shown, 0, GreyOf(before * gain), what);
+        ExpectMiddle(shown, 1, GreyOf(ground * gain), what);
+        ExpectMiddle(shown, 2, GreyOf(after * gain), what);
     }
 }
 
@@ -230,6 +256,14 @@ TEST_F(MakeStripTest, ShowsNumbersThatAreNoneInAColourOfTheirOwn)
     WriteImage(m_folder / "a.exr", {200, 100, 3, OIIO::TypeFloat},
                Spark(0.1f, 40, 50, std::numeric_limits<float>::quiet_NaN()));
     ExpectMiddle(Make("a.exr", {{40, 50, 1, 1}}), 1, {255, 0, 255});
+}
+
+TEST_F(MakeStripTest, StaysBoundedForTheLargestNumbers)
+{
+    const float most = std::numeric_limits<float>::max();
+    WriteImage(m_folder / "a.exr", {640, 640, 3, OIIO::TypeFloat},
+               [most](int x, int y, int) { return (x + y) % 2 ? most : -most; });
+    ExpectMiddle(Make("a.exr", {{0, 0, 640, 640}, m_folder / "a.exr"}), 1, {0, 0, 0});
 }
 
 // Where a corner of the image comes to lie tells how it was turned.
