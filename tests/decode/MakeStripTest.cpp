@@ -130,6 +130,7 @@ TEST_F(MakeStripTest, PutsAnEvenGreyWhereThereIsNoNeighbour)
     const ImageSpec spec(64, 64, 3, OIIO::TypeHalf);
     WriteImage(m_folder / "a.exr", spec, Constant({0.5f, 0.5f, 0.5f}));
     WriteImage(m_folder / "small.exr", {32, 64, 3, OIIO::TypeHalf}, Constant({1, 1, 1}));
+    WriteImage(m_folder / "low.exr", {64, 32, 3, OIIO::TypeHalf}, Constant({1, 1, 1}));
     ImageSpec turned = spec;
     turned.attribute("Orientation", 6);
     WriteImage(m_folder / "turned.exr", turned, Constant({1, 1, 1}));
@@ -138,10 +139,10 @@ TEST_F(MakeStripTest, PutsAnEvenGreyWhereThereIsNoNeighbour)
     WriteImage(m_folder / "cut.exr", spec);
     const std::string content = ContentOf(m_folder / "cut.exr");
     m_folder.MakeFile("cut.exr", content.substr(0, content.size() / 2));
-    for (const char *name :
-         {"", "gone.exr", "small.exr", "turned.exr", "words.exr", "empty.exr", "cut.exr", "."})
+    for (const char *name : {"", "gone.exr", "small.exr", "low.exr", "turned.exr", "words.exr",
+                             "empty.exr", "cut.exr", "."})
     {
-        StripWish wish{{30, 40, 4, 4}};
+        StripWish wish{{30, 20, 4, 4}};
         for (Path *neighbour : {&wish.before, &wish.after})
         {
             *neighbour = *name ? m_folder / name : Path();
