@@ -1,0 +1,136 @@
+#include "check/pictures/DarkRules.h"
+
+#include <algorithm>
+#include <cmath>
+#include <fmt/format.h>
+
+#include "check/pictures/PictureRules.h"
+#include "check/pictures/Spikes.h"
+#include "check/pictures/TileArea.h"
+
+namespace check
+{
+
+using decode::PictureMeasures;
+using namespace picture_rules;
+
+namespace
+{
+
+// Light that a picture has in any case, so that its logarithm is a number.
+constexpr double k_least_light = 1e-6;
+
+// The light that a frame would have that goes on from `far` over `near`.
+double LightAfter(const PictureSequence &pictures, std::optional<std::size_t> far, std::size_t near)
+{
+    const double light = pictures.MeanLight(near);
+    return far ? 2 * light - pictures.MeanLight(*far) : light;
+}
+
+float BlackShare(const PictureMeasures &measures, std::size_t tile)
+{
+    return float(measures.tiles[tile].black) / 255;
+}
+
+// The frames that a picture's black is held against: both neighbours, and at an end of the shot the
+// one, where it hardly moves from there. Over a gap all that moves goes farther.
+std::vector<std::size_t> ComparedWith(const PictureSequence &pictures, std::size_t frame)
+{
+    if (pictures.HasNeighbours(frame))
+        return {frame - 1, frame + 1};
+    const bool isFirst = frame == 0 && pictures.Size() > 1;
+    const bool isLast = frame > 0 && frame + 1 == pictures.Size();
+    if (!isFirst && !isLast)
+        return {};
+    const std::size_t other = isFirst ? frame + 1 : frame - 1;
+    if (!pictures.At(frame) || !pictures.At(other))
+        return {};
+    std::size_t still = 0;
+    for (std::size_t tile = 0; tile < pictures.Tiles(); ++tile)
+        still += std::abs(pictures.Light(frame)[tile] - pictures.Light(other)[tile]) < k_StillStops;
+    return 2 * still > pictures.Tiles() ? std::vector{other} : std::vector<std::size_t>();
+}
+
+SpikeSeries VoidsOf(const PictureSequence &pictures)
+{
+    SpikeSeries voids(pictures.Size(), pictures.Tiles());
+    for (std::size_t frame = 0; frame < pictures.Size(); ++frame)
+    {
+        const std::vector<std::size_t> others = ComparedWith(pictures, frame);
+        if (others.empty())
+            continue;
+        const std::span<float> rises = voids.Fill(frame);
+        for (std::size_t tile = 0; tile < rises.size(); ++tile)
+        {
+            float rise = BlackShare(*pictures.At(frame), tile);
+            for (const std::size_t other : others)
+                rise = std::min(rise, BlackShare(*pictures.At(frame), tile) -
+                                          BlackShare(*pictures.At(other), tile));
+            rises[tile] = std::max(rise, 0.0f);
+        }
+    }
+    return voids;
+}
+
+// That a tile is not only black but was lit: what was all but black before is not missed.
+bool IsMissed(const PictureSequence &pictures, std::size_t frame, std::size_t tile)
+{
+    return std::ranges::all_of(
+        ComparedWith(pictures, frame), [&](std::size_t other)
+        { return pictures.Light(other)[tile] - pictures.Light(frame)[tile] > k_VoidStops; });
+}
+
+} // namespace
+
+PictureFindings FindBlackFrames(const PictureSequence &pictures)
+{
+    PictureFindings findings;
+    for (std::size_t frame = 0; frame < pictures.Size(); ++frame)
+    {
+        const auto before = pictures.Before(frame);
+        const auto after = pictures.After(frame);
+        if (!pictures.At(frame) || !before || !after)
+            continue;
+        const double around =
+            std::min(pictures.MeanLight(*before), pictures.MeanLight(*after)) + k_least_light;
+        const double stops = std::log2(around / (pictures.MeanLight(frame) + k_least_light));
+        const double expected = std::min(LightAfter(pictures, pictures.Before(*before), *before),
+                                         LightAfter(pictures, pictures.After(*after), *after));
+        if (stops > k_BlackStops && expected > k_StillLit * around)
+            findings[frame] = {
+                CheckState::Black,
+                fmt::format("{:.1f} stops darker than the frames before and after", stops),
+                WholeOf(*pictures.At(frame))};
+    }
+    return findings;
+}
+
+PictureFindings FindVoids(const PictureSequence &pictures)
+{
+    const SpikeSeries voids = VoidsOf(pictures);
+    SpikeSeries around = voids;
+    SpreadOverPlaces(around, pictures.Columns(), k_VoidReach);
+
+    PictureFindings findings;
+    for (std::size_t frame = 0; frame < pictures.Size(); ++frame)
+    {
+        if (!voids.IsKnown(frame))
+            continue;
+        const std::span<const float> rises = voids.At(frame);
+        TileGroup tiles;
+        for (std::size_t tile = 0; tile < rises.size(); ++tile)
+            if (rises[tile] > k_VoidShare &&
+                rises[tile] > k_UsualTimes * UsualAt(around, frame, tile) + k_VoidShare &&
+                IsMissed(pictures, frame, tile))
+                tiles.push_back(tile);
+        if (tiles.empty())
+            continue;
+        const PicturePlace place = PlaceOf(*pictures.At(frame), tiles);
+        findings[frame] = {
+            CheckState::Patch,
+            fmt::format("black {}, and not so in the frames beside it", PlaceText(place)), place};
+    }
+    return findings;
+}
+
+} // namespace check

@@ -1,0 +1,42 @@
+#include "check/pictures/DuplicateRule.h"
+
+#include "check/pictures/PictureRules.h"
+#include "check/pictures/TileArea.h"
+
+namespace check
+{
+
+namespace
+{
+
+bool IsLikeTheOneBefore(const PictureSequence &pictures, std::size_t frame)
+{
+    return frame > 0 && frame < pictures.Size() && pictures.At(frame) && pictures.At(frame - 1) &&
+           pictures.At(frame)->hash == pictures.At(frame - 1)->hash;
+}
+
+bool IsLonely(const PictureSequence &pictures, std::size_t frame)
+{
+    constexpr std::size_t k_reach = picture_rules::k_LonelyPair;
+    for (std::size_t other = frame > k_reach ? frame - k_reach : 0; other <= frame + k_reach;
+         ++other)
+        if (other != frame && IsLikeTheOneBefore(pictures, other))
+            return false;
+    return true;
+}
+
+} // namespace
+
+PictureFindings FindDuplicates(const PictureSequence &pictures)
+{
+    PictureFindings findings;
+    for (std::size_t frame = 1; frame < pictures.Size(); ++frame)
+        // That the shot moves is seen of its other frames, so there have to be some.
+        if (IsLikeTheOneBefore(pictures, frame) && IsLonely(pictures, frame) &&
+            (pictures.Before(frame - 1) || pictures.After(frame)))
+            findings[frame] = {CheckState::Duplicate, "the same pixels as in the frame before",
+                               WholeOf(*pictures.At(frame))};
+    return findings;
+}
+
+} // namespace check

@@ -1,0 +1,121 @@
+#pragma once
+
+/// What pictures are judged by. Each number has its unit and its reason, docs/verdict.md has them
+/// in a table with what they find and whom they accuse. They were chosen on the tuning half of
+/// share/corpus alone. A stop is a factor of two of light; a "tile" is one of `PictureMeasures`.
+namespace check::picture_rules
+{
+
+/// Frames on each side that tell what is usual. Longer, and a shot has become another; shorter, and
+/// a light that flickers at 12 frames a turn is no habit.
+inline constexpr int k_History = 8;
+/// How many times what is usual a jump has to be: the highest of some frames of noise is seldom
+/// twice the second highest of sixteen others.
+inline constexpr float k_UsualTimes = 2;
+/// Added to all light before its logarithm is taken, as a share of the usual light of the shot:
+/// below it nothing is seen, so nothing counts.
+inline constexpr float k_Darkness = 0.06f;
+/// Light beyond so many times the usual counts no more: one lamp in sight would outweigh a picture.
+inline constexpr float k_Glare = 64;
+/// The share of a tile that is black from which it says nothing of level and noise.
+inline constexpr float k_BlackTile = 0.8f;
+
+// Level, noise, content: `pop`.
+
+/// Stops that the level of a picture jumps, at the least: the eye sees a flicker of a hundredth.
+inline constexpr float k_LevelJump = 0.03f;
+/// The share of tiles that have to agree on it, in the same direction.
+inline constexpr double k_LevelTiles = 0.4;
+/// Stops that fine detail jumps: twice the noise is a stop, in tiles that have nothing else.
+inline constexpr float k_NoiseJump = 0.1f;
+inline constexpr double k_NoiseTiles = 0.35;
+/// Light below which detail is not told from rounding: half a code of 8 bits in the shadows.
+inline constexpr double k_LeastDetail = 0.0002;
+/// Stops that a block of 2 x 2 tiles jumps.
+inline constexpr float k_BlockJump = 0.25f;
+/// Stops that all tiles jump, in the mean: another picture.
+inline constexpr float k_ContentJump = 0.04f;
+/// Tiles to each side whose history counts for a block: what moves has jumped beside it before.
+inline constexpr int k_BlockReach = 4;
+/// Tiles and frames to each side among which the second highest jump counts once more, so many
+/// times: what passes through the picture jumps in each frame, in another place.
+inline constexpr int k_PassingReach = 8;
+inline constexpr int k_PassingFrames = 2;
+inline constexpr float k_PassingTimes = 1.5f;
+/// How much of what goes on around a block is taken off its jump (mean stops from the frame before
+/// to the one after, over 8 x 8 tiles), in units of that.
+inline constexpr float k_MotionTimes = 0.8f;
+/// Mean stops from the frame before to the one after from which on a whole picture is under way, as
+/// in a whip pan; what is beyond is taken off so many times.
+inline constexpr float k_Whip = 0.35f;
+inline constexpr float k_WhipTimes = 12;
+
+// Nearly all black: `black`.
+
+/// Stops that the mean light is below that of both neighbours: a picture at a four-hundredth of its
+/// light is 8.6 below.
+inline constexpr double k_BlackStops = 5;
+/// The share of a neighbour's light that it has to have left, where it goes on as it came: else it
+/// is on its way to black.
+inline constexpr double k_StillLit = 0.25;
+
+// A block, a band or the rest is missing: `patch`.
+
+/// The share of a tile that becomes black and is not before and after.
+inline constexpr float k_VoidShare = 0.7f;
+/// Stops that it loses by that, at the least: what was all but black before is not missed.
+inline constexpr float k_VoidStops = 0.5f;
+/// At an end of a shot, where there is one neighbour: within so many stops more than half of the
+/// tiles have to stay.
+inline constexpr float k_StillStops = 0.3f;
+/// Tiles to each side whose history counts.
+inline constexpr int k_VoidReach = 6;
+
+// A block is stale: `patch`.
+
+/// How far back a block may be of. Frames that render at the same time are not more.
+inline constexpr int k_OldestStale = 12;
+/// How unlike the frames before and after a tile has to be, in stops (of its level, a half of its
+/// slopes, a quarter of its detail and its brightest pixel, together).
+inline constexpr float k_StaleMotion = 0.04f;
+/// How like the older frame: at most this, and this share of how unlike the neighbours it is.
+inline constexpr float k_StaleRest = 0.015f;
+inline constexpr float k_StaleShare = 0.2f;
+/// The share from which on a tile is like another frame as well; with so many such frames what it
+/// shows is the usual, say the wall behind who passes.
+inline constexpr float k_LikeShare = 0.3f;
+inline constexpr int k_UsualFrames = 3;
+/// The same for the guard against loops and swings: that the frames beside are like those beside.
+inline constexpr float k_LoopRest = 0.03f;
+inline constexpr float k_LoopShare = 0.25f;
+/// What tiles of one group have to say together: each the logarithm to base 2 of how much more it
+/// is like the older frame, less what chance gives.
+inline constexpr float k_StaleEvidence = 12;
+inline constexpr float k_StaleChance = 2;
+inline constexpr float k_StaleRounding = 0.004f;
+inline constexpr int k_StaleReach = 2;
+/// A group of more than this share of the picture is no block: the shot has been here before.
+inline constexpr float k_LargestStale = 0.125f;
+
+// Single bright pixels: `sparks`.
+
+/// Pixels in which a peak of the frame before or after is the same one.
+inline constexpr int k_PeakReach = 2;
+/// How many more than usual, in standard deviations of a count (its root), and how many at least.
+inline constexpr float k_SparkDeviations = 4;
+inline constexpr float k_LeastSparks = 3;
+/// Stops above all that the tiles around had before and after: such a peak is a spark by itself,
+/// and two are enough, or one where no frame of the time around has any.
+inline constexpr double k_StrongSpark = 0.7;
+inline constexpr float k_LeastStrongSparks = 2;
+/// Peaks a frame that are usual where there are hardly any: not in snow or rain.
+inline constexpr float k_QuietPeaks = 1;
+/// At an end of a shot, where there is one neighbour, as many more.
+inline constexpr float k_SparksAtEnds = 2;
+
+// The pixels of a neighbour: `duplicate`.
+
+/// Frames on each side among which there may be no other pair: animation on twos is no fault.
+inline constexpr int k_LonelyPair = 10;
+
+} // namespace check::picture_rules

@@ -1,0 +1,91 @@
+#include "check/pictures/TileArea.h"
+
+#include <algorithm>
+#include <fmt/format.h>
+
+namespace check
+{
+
+using decode::PictureMeasures;
+
+namespace
+{
+
+// Takes the group of a tile out of those that are left.
+TileGroup TakeGroup(std::vector<bool> &isLeft, int columns, std::size_t first)
+{
+    TileGroup group;
+    const auto take = [&](std::size_t tile)
+    {
+        if (!isLeft[tile])
+            return;
+        isLeft[tile] = false;
+        group.push_back(tile);
+    };
+    take(first);
+    const auto width = std::size_t(columns);
+    for (std::size_t next = 0; next < group.size(); ++next)
+    {
+        const std::size_t tile = group[next];
+        if (tile % width > 0)
+            take(tile - 1);
+        if (tile % width + 1 < width)
+            take(tile + 1);
+        if (tile >= width)
+            take(tile - width);
+        if (tile + width < isLeft.size())
+            take(tile + width);
+    }
+    return group;
+}
+
+} // namespace
+
+std::vector<TileGroup> FindGroups(const std::vector<bool> &isMarked, int columns)
+{
+    std::vector<bool> isLeft = isMarked;
+    std::vector<TileGroup> groups;
+    for (std::size_t tile = 0; tile < isLeft.size(); ++tile)
+        if (isLeft[tile])
+            groups.push_back(TakeGroup(isLeft, columns, tile));
+    return groups;
+}
+
+TileGroup GroupAround(const std::vector<bool> &isMarked, int columns, std::size_t tile)
+{
+    std::vector<bool> isLeft = isMarked;
+    return TakeGroup(isLeft, columns, tile);
+}
+
+PicturePlace PlaceOf(const PictureMeasures &measures, std::span<const std::size_t> tiles)
+{
+    if (tiles.empty())
+        return WholeOf(measures);
+    const auto columns = std::size_t(measures.columns);
+    std::size_t left = columns;
+    std::size_t right = 0;
+    std::size_t top = std::size_t(measures.rows);
+    std::size_t bottom = 0;
+    for (const std::size_t tile : tiles)
+    {
+        left = std::min(left, tile % columns);
+        right = std::max(right, tile % columns);
+        top = std::min(top, tile / columns);
+        bottom = std::max(bottom, tile / columns);
+    }
+    const std::vector<int> xs = decode::TileEdges(measures.width, measures.columns);
+    const std::vector<int> ys = decode::TileEdges(measures.height, measures.rows);
+    return {xs[left], ys[top], xs[right + 1] - xs[left], ys[bottom + 1] - ys[top]};
+}
+
+PicturePlace WholeOf(const PictureMeasures &measures)
+{
+    return {0, 0, measures.width, measures.height};
+}
+
+String PlaceText(const PicturePlace &place)
+{
+    return fmt::format("at {},{} of {}x{} pixels", place.x, place.y, place.width, place.height);
+}
+
+} // namespace check

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <span>
+#include <vector>
+
+#include "check/CheckTable.h"
+#include "check/pictures/PictureSequence.h"
+
+namespace check
+{
+
+/// Tiles that touch each other with a side, as indices.
+using TileGroup = std::vector<std::size_t>;
+
+/// All groups of the tiles that are marked.
+std::vector<TileGroup> FindGroups(const std::vector<bool> &isMarked, int columns);
+/// The group that a tile is in; empty where it is not marked.
+TileGroup GroupAround(const std::vector<bool> &isMarked, int columns, std::size_t tile);
+
+/// The rectangle around tiles of a picture.
+PicturePlace PlaceOf(const decode::PictureMeasures &measures, std::span<const std::size_t> tiles);
+/// All of it.
+PicturePlace WholeOf(const decode::PictureMeasures &measures);
+/// "at 31,50 of 99x40 pixels".
+String PlaceText(const PicturePlace &place);
+
+} // namespace check
