@@ -1,7 +1,9 @@
 #include "check/TableDecoder.h"
 
+#include <algorithm>
 #include <cassert>
 #include <memory>
+#include <numeric>
 
 #include "check/CheckException.h"
 
@@ -96,7 +98,38 @@ void TableDecoder::Decode(CheckTable &table, int frameOffset, const decode::Deco
     for (std::size_t row = 0; row < reports.size(); ++row)
         if (table.frames[row].exists)
             reports[row] = &m_seen.at(table.PathOf(row)).report;
-    AddFindings(table, decode::JudgeImages(reports, frameOffset));
+    AddFindings(table, decode::JudgeImages(reports, frameOffset, m_rules));
+    if (depth == CheckDepth::Pictures)
+        HoldAgainstEachOther(table, reports);
+}
+
+void TableDecoder::HoldAgainstEachOther(CheckTable &table,
+                                        std::span<const ImageReport *const> reports)
+{
+    // In time the frames follow each other by their numbers, however the rows are sorted.
+    std::vector<std::size_t> rows(table.frames.size());
+    std::iota(rows.begin(), rows.end(), std::size_t(0));
+    std::ranges::stable_sort(rows, {},
+                             [&table](std::size_t row) { return table.frames[row].frame; });
+    std::vector<const decode::PictureMeasures *> pictures;
+    for (const std::size_t row : rows)
+    {
+        const ImageReport *const report = reports[row];
+        const bool isKnown = report && report->trouble.empty() && report->reason.empty() &&
+                             !report->measures.tiles.empty();
+        pictures.push_back(isKnown ? &report->measures : nullptr);
+    }
+    for (const auto &[at, finding] : m_judges[table.format].Judge(pictures))
+        AddFinding(table, rows[at], finding);
+}
+
+void AddFinding(CheckTable &table, std::size_t row, const PictureFinding &finding)
+{
+    if (table.states[row] == CheckState::Ok)
+        table.states[row] = finding.state;
+    String &detail = table.details[row];
+    detail += (detail.empty() ? "" : "; ") + finding.detail;
+    table.places[row] = finding.place;
 }
 
 void AddFindings(CheckTable &table, std::span<const decode::ImageFinding> findings)

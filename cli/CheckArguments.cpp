@@ -46,7 +46,10 @@ void CheckArguments::Check(check::CheckTable &table)
         m_decoder.Announce(table.frames.size(), m_decode.Limits());
     LookAtTable(table, rules, m_clock, show);
     if (m_decode.IsWanted())
+    {
+        m_decoder.SetRules(m_decode.Numbers());
         m_decoder.Decode(table, rules.scan.frameOffset, m_decode.Limits(), Depth(), show);
+    }
     if (!m_sealed.empty())
     {
         if (!m_seals)

@@ -23,6 +23,10 @@ void DecodeArguments::Declare(CLI::App &verb)
     add("--decode-jobs", m_jobs, "so many files at a time (one per core)", 1, 1024);
     add("--decode-seconds", m_seconds, "the longest that reading a file may take (60)", 1,
         24 * 3600);
+    add("--nan-limit", m_nanLimit, "so many pixels of an image may hold NaN or infinite values (0)",
+        0, 1LL << 40);
+    verb.add_flag("--no-negative", m_isNegativeBad,
+                  "a negative value of a colour is a fault, too: state nan");
     add("--decode-memory", m_memory, "MIB; the most that reading a file may take (4096)",
         decode::k_LeastMemoryMib, 1 << 20);
 }
@@ -31,12 +35,23 @@ void DecodeArguments::NeedWish() const
 {
     if (IsWanted())
         return;
-    const std::pair<const char *, bool> given[] = {{"--decode-jobs", !m_jobs.empty()},
+    const std::pair<const char *, bool> given[] = {{"--nan-limit", !m_nanLimit.empty()},
+                                                   {"--no-negative", m_isNegativeBad},
+                                                   {"--decode-jobs", !m_jobs.empty()},
                                                    {"--decode-seconds", !m_seconds.empty()},
                                                    {"--decode-memory", !m_memory.empty()}};
     for (const auto &[name, isGiven] : given)
         if (isGiven)
             throw new Failure(k_WrongUsage, fmt::format("{} needs --decode or --pictures", name));
+}
+
+decode::NumberRules DecodeArguments::Numbers() const
+{
+    decode::NumberRules rules;
+    if (!m_nanLimit.empty())
+        rules.nanLimit = std::uint64_t(*ReadWhole(m_nanLimit));
+    rules.isNegativeBad = m_isNegativeBad;
+    return rules;
 }
 
 decode::DecodeLimits DecodeArguments::Limits() const

@@ -4,6 +4,7 @@
 
 #include "check/CheckState.h"
 #include "decode/DecodeFiles.h"
+#include "decode/Findings.h"
 
 namespace CLI
 {
@@ -33,10 +34,13 @@ public:
     void NeedWish() const;
     /// What was said; the defaults where nothing was.
     decode::DecodeLimits Limits() const;
+    decode::NumberRules Numbers() const;
 
 private:
     bool m_isWanted = false;
     bool m_arePicturesWanted = false;
+    std::string m_nanLimit;
+    bool m_isNegativeBad = false;
     std::string m_jobs;
     std::string m_seconds;
     std::string m_memory;

@@ -47,28 +47,34 @@ std::string DifferenceText(const ImageKind &own, const ImageKind &others)
     return fmt::format("{} among {}", ours, theirs);
 }
 
-void AddWildPixels(ImageFinding &finding, const ImageReport &report)
+void AddWildPixels(ImageFinding &finding, const ImageReport &report, const NumberRules &rules)
 {
     std::string text;
     if (report.nanPixels > 0)
         text = fmt::format("{} NaN", report.nanPixels);
     if (report.infinitePixels > 0)
         text += fmt::format("{}{} infinite", text.empty() ? "" : " and ", report.infinitePixels);
+    const bool areLetPass = report.nanPixels + report.infinitePixels <= rules.nanLimit;
     if (!text.empty())
-        Add(finding, ImageState::Nan,
+        Add(finding, areLetPass ? finding.state : ImageState::Nan,
             fmt::format("{} of {} pixels, in {}", text, report.pixels, report.wildChannels));
+    if (rules.isNegativeBad && report.negativePixels > 0)
+        Add(finding, ImageState::Nan,
+            fmt::format("{} of {} pixels have a negative colour", report.negativePixels,
+                        report.pixels));
 }
 
-void AddPictureFaults(ImageFinding &finding, const ImageReport &report, const ImageKind *others)
+void AddPictureFaults(ImageFinding &finding, const ImageReport &report, const ImageKind *others,
+                      const NumberRules &rules)
 {
     if (others)
         Add(finding, ImageState::OddImage, DifferenceText(*KindOf(&report), *others));
-    AddWildPixels(finding, report);
+    AddWildPixels(finding, report, rules);
     if (!report.colour.empty())
         Add(finding, ImageState::Blank, "all pixels are " + report.colour);
 }
 
-ImageFinding Judge(const ImageReport &report, const ImageKind *others)
+ImageFinding Judge(const ImageReport &report, const ImageKind *others, const NumberRules &rules)
 {
     ImageFinding finding;
     finding.trouble = report.trouble;
@@ -77,7 +83,7 @@ ImageFinding Judge(const ImageReport &report, const ImageKind *others)
     if (!report.reason.empty())
         Add(finding, ImageState::Undecodable, "cannot be decoded: " + report.reason);
     else
-        AddPictureFaults(finding, report, others);
+        AddPictureFaults(finding, report, others, rules);
     if (!report.format.empty() && !report.formatByName.empty() &&
         report.format != report.formatByName)
         Add(finding, finding.state,
@@ -88,7 +94,7 @@ ImageFinding Judge(const ImageReport &report, const ImageKind *others)
 } // namespace
 
 std::vector<ImageFinding> JudgeImages(const std::vector<const ImageReport *> &reports,
-                                      int frameOffset)
+                                      int frameOffset, const NumberRules &rules)
 {
     std::vector<std::optional<ImageKind>> kinds;
     kinds.reserve(reports.size());
@@ -99,7 +105,7 @@ std::vector<ImageFinding> JudgeImages(const std::vector<const ImageReport *> &re
     std::vector<ImageFinding> findings;
     findings.reserve(reports.size());
     for (std::size_t row = 0; row < reports.size(); ++row)
-        findings.push_back(reports[row] ? Judge(*reports[row], odd[row]) : ImageFinding());
+        findings.push_back(reports[row] ? Judge(*reports[row], odd[row], rules) : ImageFinding());
     return findings;
 }
 

@@ -31,9 +31,18 @@ struct ImageFinding
     bool operator==(const ImageFinding &) const = default;
 };
 
+/// Which numbers of a picture are let pass.
+struct NumberRules
+{
+    /// So many pixels may hold values that are no numbers, or infinite ones.
+    std::uint64_t nanLimit = 0;
+    /// Whether a negative value of a colour is a fault: `ImageState::Nan`.
+    bool isNegativeBad = false;
+};
+
 /// Judges images by what reading them has shown and by those around them. `reports` are rows in
 /// display order, null where there is no file.
 std::vector<ImageFinding> JudgeImages(const std::vector<const ImageReport *> &reports,
-                                      int frameOffset);
+                                      int frameOffset, const NumberRules &rules = {});
 
 } // namespace decode

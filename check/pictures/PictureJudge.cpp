@@ -1,4 +1,4 @@
-#include "check/pictures/JudgePictures.h"
+#include "check/pictures/PictureJudge.h"
 
 #include <algorithm>
 
@@ -17,7 +17,7 @@ namespace
 {
 
 // Frames judged at a time, and those beside them that are looked at: more than any rule asks for.
-constexpr std::size_t k_piece = 256;
+constexpr std::size_t k_at_once = 256;
 constexpr std::size_t k_margin = 40;
 
 struct Rule
@@ -55,20 +55,39 @@ PictureFindings JudgePiece(const PictureSequence &pictures)
     return findings;
 }
 
+std::vector<std::uint64_t> HashesOf(PictureJudge::Frames frames)
+{
+    std::vector<std::uint64_t> hashes;
+    hashes.reserve(frames.size());
+    for (const PictureMeasures *const frame : frames)
+        hashes.push_back(frame ? frame->hash : 0);
+    return hashes;
+}
+
 } // namespace
 
-PictureFindings JudgePictures(std::span<const PictureMeasures *const> frames)
+PictureFindings PictureJudge::Judge(Frames frames)
 {
-    PictureFindings findings;
-    for (std::size_t first = 0; first < frames.size(); first += k_piece)
+    PictureFindings all;
+    m_pieces.resize((frames.size() + k_at_once - 1) / k_at_once);
+    for (std::size_t number = 0; number < m_pieces.size(); ++number)
     {
+        const std::size_t first = number * k_at_once;
         const std::size_t begin = first > k_margin ? first - k_margin : 0;
-        const std::size_t end = std::min(first + k_piece + k_margin, frames.size());
-        for (auto &[at, finding] : JudgePiece(PictureSequence(frames.subspan(begin, end - begin))))
-            if (const std::size_t frame = begin + at; frame >= first && frame < first + k_piece)
-                findings[frame] = std::move(finding);
+        const std::size_t end = std::min(first + k_at_once + k_margin, frames.size());
+        const Frames near = frames.subspan(begin, end - begin);
+        Piece &piece = m_pieces[number];
+        if (std::vector<std::uint64_t> hashes = HashesOf(near); hashes != piece.hashes)
+        {
+            piece = {std::move(hashes), {}};
+            for (auto &[at, finding] : JudgePiece(PictureSequence(near)))
+                if (const std::size_t frame = begin + at;
+                    frame >= first && frame < first + k_at_once)
+                    piece.findings[frame] = std::move(finding);
+        }
+        all.insert(piece.findings.begin(), piece.findings.end());
     }
-    return findings;
+    return all;
 }
 
 } // namespace check

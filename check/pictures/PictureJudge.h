@@ -1,0 +1,35 @@
+#pragma once
+
+#include <span>
+#include <vector>
+
+#include "check/pictures/PictureFinding.h"
+#include "decode/PictureMeasures.h"
+
+namespace check
+{
+
+/// Judges the pictures of a shot by those around them. Remembers what it said, so that from one
+/// pass to the next only what lies around new pictures is judged. Not thread-safe.
+class PictureJudge
+{
+public:
+    using Frames = std::span<const decode::PictureMeasures *const>;
+
+    /// `frames` are in the order of time, null where nothing is known. Gives a finding for each
+    /// that is not as it should be, by its index. The time it takes grows with the number of
+    /// frames; beside the findings it needs memory for some hundred at a time.
+    PictureFindings Judge(Frames frames);
+
+private:
+    /// Frames judged together, and those beside them that were looked at.
+    struct Piece
+    {
+        std::vector<std::uint64_t> hashes; ///< Of their pixels; 0 where nothing is known.
+        PictureFindings findings;          ///< By index among all frames.
+    };
+
+    std::vector<Piece> m_pieces;
+};
+
+} // namespace check
