@@ -1,6 +1,7 @@
 // Classification: the verdict on all rows and on the rows of a screen.
 // Yardstick: the definition as it stands, every neighbour of every row visited, offset 5.
 // The robust rule's yardstick is the neighbours' rule on the same rows, at the same offset.
+#include <cmath>
 #include <random>
 
 #include "analysis/FileTable.h"
@@ -110,55 +111,78 @@ void MeasureSize(std::size_t size)
         std::exit(1); // No row was bad, so nothing was measured.
 }
 
-/// Rows that differ by so many percent at random; one in a hundred is cut to a third.
-std::vector<FrameRecord> MakeRows(std::size_t size, unsigned percent)
+/// Rows of sizes as `next` makes them; one in a hundred is cut to a third.
+template <typename Next> std::vector<FrameRecord> MakeRows(std::size_t size, Next &&next)
 {
     std::mt19937_64 random(7);
     std::vector<FrameRecord> rows(size);
     for (FrameRecord &row : rows)
     {
         row.exists = true;
-        row.size = 1'000'000 + random() % (10'000 * percent);
+        row.size = next(random);
         if (random() % 100 == 0)
             row.size /= 3;
     }
     return rows;
 }
 
-void MeasureRules(std::size_t size, unsigned percent)
+void MeasureRules(const std::string &what, const std::vector<FrameRecord> &rows)
 {
-    const std::vector<FrameRecord> rows = MakeRows(size, percent);
+    const std::size_t size = rows.size();
     const int repetitions = Repetitions(size);
     std::vector<FrameState> states(size);
     std::size_t sink = 0;
-    const std::string what = "rows that differ by " + std::to_string(percent) + " %";
-    for (const int offset : {5, 1000})
+    for (const int offset : {5, 16, 100, 1000})
     {
         const ScanRules rules{500, offset, 0.15f};
-        // In processor time, and by turns, so that what else runs here meets both alike.
-        std::vector<double> plain, robust;
+        const auto judgeAll = [&]
+        {
+            JudgeAll(rows, rules, [&](std::size_t row, FrameState state) { states[row] = state; });
+            sink += states[size / 2] == FrameState::Ok;
+        };
+        const auto findOutliers = [&] { sink += FindRobustOutliers(rows, rules).size(); };
+        const auto visitBands = [&]
+        {
+            VisitRobustBands(rows, rules,
+                             [&](std::size_t, const std::optional<RobustBand> &band)
+                             { sink += band && band->score > 1; });
+        };
+        // In processor time, and by turns, so that what else runs here meets all alike.
+        std::vector<double> plain, robust, bands;
         for (int i = 0; i < repetitions; ++i)
         {
-            plain.push_back(Measure<ThreadTime>(1,
-                                                [&]
-                                                {
-                                                    JudgeAll(rows, rules,
-                                                             [&](std::size_t row, FrameState state)
-                                                             { states[row] = state; });
-                                                    sink += states[size / 2] == FrameState::Ok;
-                                                })
-                                .minMs);
-            robust.push_back(
-                Measure<ThreadTime>(1, [&] { sink += FindRobustOutliers(rows, rules).size(); })
-                    .minMs);
+            plain.push_back(Measure<ThreadTime>(1, judgeAll).minMs);
+            robust.push_back(Measure<ThreadTime>(1, findOutliers).minMs);
+            bands.push_back(Measure<ThreadTime>(1, visitBands).minMs);
         }
         const Timing yardstick = FromTimes(plain);
         PrintYardstick(WithOffset(("neighbours' rule, " + what).c_str(), offset), size, yardstick);
         PrintRow(WithOffset(("robust rule, " + what).c_str(), offset), size, FromTimes(robust),
                  yardstick);
+        PrintRow(WithOffset(("scores and bands, " + what).c_str(), offset), size, FromTimes(bands),
+                 yardstick);
     }
     if (sink == 0)
         std::exit(1); // No row was judged, so nothing was measured.
+}
+
+/// Sizes that differ by so many percent, that are anywhere in ten octaves, and two by turns.
+void MeasureRulesOf(std::size_t size)
+{
+    for (const unsigned percent : {2u, 10u, 40u, 400u})
+        MeasureRules("rows that differ by " + std::to_string(percent) + " %",
+                     MakeRows(size, [&](auto &random)
+                              { return 1'000'000 + random() % (10'000 * percent); }));
+    MeasureRules("rows anywhere in ten octaves",
+                 MakeRows(size,
+                          [](auto &random)
+                          {
+                              std::uniform_real_distribution<double> octaves(0, 10);
+                              return std::uint64_t(10'000 * std::exp2(octaves(random)));
+                          }));
+    MeasureRules("rows of two sizes by turns",
+                 MakeRows(size, [isFirst = false](auto &) mutable
+                          { return (isFirst = !isFirst) ? 1'000'000 : 3'000'000; }));
 }
 
 } // namespace
@@ -173,7 +197,6 @@ int main()
     for (const std::size_t size : k_sizes)
         MeasureSize(size);
     PrintHead("Rules for sizes, one row in a hundred cut to a third");
-    for (const unsigned percent : {2u, 10u, 40u, 400u})
-        MeasureRules(100'000, percent);
+    MeasureRulesOf(100'000);
     ostrel::LogStop();
 }
