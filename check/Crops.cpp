@@ -120,6 +120,8 @@ std::vector<Crop> ListCrops(const CheckTable &table, const String &stem)
         Crop crop{NameOf(table, row, stem), {table.PathOf(row)}, table.frames[row].modified};
         // The first has nothing before it: one less than 0 is no row.
         crop.request.strip = {{x, y, width, height}, neighbour(at - 1), neighbour(at + 1)};
+        if (table.states[row] == CheckState::Sparks)
+            crop.request.strip->cells = decode::StripCells::Brightest;
         crops.push_back(std::move(crop));
     }
     return crops;

@@ -43,12 +43,15 @@ std::optional<StripWish> ParseStrip(const std::vector<std::string_view> &fields)
 {
     StripWish wish;
     StripPlace &place = wish.place;
-    if (!IsPathOrNone(fields[2]) || !IsPathOrNone(fields[3]) || !TakeNumber(fields[4], place.x) ||
-        !TakeNumber(fields[5], place.y) || !TakeNumber(fields[6], place.width) ||
-        !TakeNumber(fields[7], place.height) || !TakeNumber(fields[8], wish.side))
+    const std::optional<StripCells> cells = ParseCells(fields[9]);
+    if (!cells || !IsPathOrNone(fields[2]) || !IsPathOrNone(fields[3]) ||
+        !TakeNumber(fields[4], place.x) || !TakeNumber(fields[5], place.y) ||
+        !TakeNumber(fields[6], place.width) || !TakeNumber(fields[7], place.height) ||
+        !TakeNumber(fields[8], wish.side))
         return std::nullopt;
     wish.before = Path(std::string(fields[2]));
     wish.after = Path(std::string(fields[3]));
+    wish.cells = *cells;
     if (!IsSound(wish))
         return std::nullopt;
     return wish;
@@ -71,7 +74,7 @@ std::optional<std::string> PackStrip(const Path &path, const StripWish &wish)
     return JoinFields({k_strip, path.Text(), wish.before.Text(), wish.after.Text(),
                        std::to_string(place.x), std::to_string(place.y),
                        std::to_string(place.width), std::to_string(place.height),
-                       std::to_string(wish.side)});
+                       std::to_string(wish.side), CellsName(wish.cells)});
 }
 
 } // namespace
@@ -100,7 +103,7 @@ std::optional<DecodeRequest> ParseRequest(std::string_view message)
         return request;
     if (fields[0] == k_picture && fields.size() == 6)
         request.picture = ParseWish(fields);
-    if (fields[0] == k_strip && fields.size() == 9)
+    if (fields[0] == k_strip && fields.size() == 10)
         request.strip = ParseStrip(fields);
     if (!request.picture && !request.strip)
         return std::nullopt;

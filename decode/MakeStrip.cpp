@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstdint>
 #include <fmt/format.h>
+#include <limits>
 #include <optional>
 #include <stdexcept>
 #include <utility>
@@ -57,7 +59,7 @@ struct Raster
     }
 };
 
-AreaAverage CutOut(ShownRows &rows, const StripLayout &layout)
+AreaAverage CutOutMeans(ShownRows &rows, const StripLayout &layout)
 {
     const StripPlace &shown = layout.shown;
     AreaAverage average(shown.width, shown.height, layout.cellsAcross, layout.cellsDown);
@@ -118,9 +120,45 @@ Raster Turned(Raster raster, int orientation)
     return raster;
 }
 
+// Of each cell the pixel with the most light, or one that is no number, which is to be seen.
+AreaAverage CutOutBrightest(ShownRows &rows, const StripLayout &layout)
+{
+    const StripPlace &shown = layout.shown;
+    const std::size_t across = std::size_t(layout.cellsAcross);
+    const std::size_t cells = across * std::size_t(layout.cellsDown);
+    const std::vector<float> nothing(std::size_t(rows.Width()) * 4);
+    std::vector<float> pixels(cells * 4);
+    std::vector<float> light(cells, -std::numeric_limits<float>::infinity());
+    for (std::int64_t y = 0; y < shown.height; ++y)
+    {
+        const float *row = rows.Row(shown.y + int(y));
+        const float *pixel = (row ? row : nothing.data()) + std::size_t(shown.x) * 4;
+        const std::size_t first = std::size_t(y * layout.cellsDown / shown.height) * across;
+        for (std::int64_t x = 0; x < shown.width; ++x, pixel += 4)
+        {
+            const std::size_t cell = first + std::size_t(x * layout.cellsAcross / shown.width);
+            const float luma = LumaOf(pixel);
+            const float here = std::isfinite(luma) ? luma : std::numeric_limits<float>::infinity();
+            if (here <= light[cell])
+                continue;
+            light[cell] = here;
+            std::copy_n(pixel, 4, pixels.data() + cell * 4);
+        }
+    }
+    AreaAverage same(layout.cellsAcross, layout.cellsDown, layout.cellsAcross, layout.cellsDown);
+    for (int y = 0; y < layout.cellsDown; ++y)
+        same.AddRow(y, pixels.data() + std::size_t(y) * across * 4);
+    return same;
+}
+
+AreaAverage CutOut(ShownRows &rows, const StripLayout &layout, StripCells cells)
+{
+    return cells == StripCells::Mean ? CutOutMeans(rows, layout) : CutOutBrightest(rows, layout);
+}
+
 // Nothing where there is nothing to hold against the image.
 std::optional<AreaAverage> CutOutOfNeighbour(const Path &path, const ShownRows &of,
-                                             const StripLayout &layout)
+                                             const StripLayout &layout, StripCells cells)
 {
     if (path.IsEmpty())
         return std::nullopt;
@@ -131,7 +169,7 @@ std::optional<AreaAverage> CutOutOfNeighbour(const Path &path, const ShownRows &
         if (rows.Width() != of.Width() || rows.Height() != of.Height() ||
             rows.Orientation() != of.Orientation())
             return std::nullopt;
-        return CutOut(rows, layout);
+        return CutOut(rows, layout, cells);
     }
     catch (const std::runtime_error &)
     {
@@ -188,8 +226,9 @@ std::string StripOf(const Path &path, const StripWish &wish)
                                              wish.place.x, wish.place.y, rows.Width(),
                                              rows.Height()));
     const std::array<std::optional<AreaAverage>, 3> cuts = {
-        CutOutOfNeighbour(wish.before, rows, *layout), CutOut(rows, *layout),
-        CutOutOfNeighbour(wish.after, rows, *layout)};
+        CutOutOfNeighbour(wish.before, rows, *layout, wish.cells),
+        CutOut(rows, *layout, wish.cells),
+        CutOutOfNeighbour(wish.after, rows, *layout, wish.cells)};
     const float exposure = ExposureFor(BrightestOf(cuts));
     const auto show = [&](const std::optional<AreaAverage> &cut)
     {

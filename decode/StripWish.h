@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string_view>
 
 #include "ostrel/Path.h"
@@ -25,6 +26,13 @@ inline constexpr int k_MostStripPlace = 1 << 20; ///< Of each of the four number
 inline constexpr int k_LeastStripSide = 32;
 inline constexpr int k_MostStripSide = 1024;
 
+/// What stands for the pixels of an area where a place is made smaller.
+enum class StripCells
+{
+    Mean,
+    Brightest, ///< The pixel with the most light: single sparks would go down in a mean.
+};
+
 /// How a place of an image is to be shown beside the same place of its neighbours.
 struct StripWish
 {
@@ -32,6 +40,7 @@ struct StripWish
     Path before{}; ///< The image to its left; none where empty.
     Path after{};
     int side = 480; ///< Pixels of the square that each of the three fits into.
+    StripCells cells = StripCells::Mean;
 
     bool operator==(const StripWish &) const = default;
 };
@@ -39,6 +48,10 @@ struct StripWish
 /// Whether all numbers are within their bounds, and the place is not empty. It may well lie outside
 /// of the image.
 bool IsSound(const StripWish &wish);
+
+/// "mean" or "brightest".
+std::optional<StripCells> ParseCells(std::string_view name);
+std::string_view CellsName(StripCells cells);
 
 /// What the bytes of each strip say near their beginning, so that it is told from other JPEGs.
 inline constexpr std::string_view k_StripMark = "place of a frame between its neighbours";

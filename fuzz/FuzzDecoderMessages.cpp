@@ -20,8 +20,9 @@ constexpr std::size_t k_most_bytes = 300;
 std::string Message(FuzzedDataProvider &input)
 {
     static const char *const s_fields[] = {
-        "strip", "480", "1048576", "report", "picture", "/r/a.exr", "256", "4096", "15", "0.5",
-        "-20",   "nan", "1e39",    "rgb",    "luma",    "",         "0",   "12",   "-1", "openexr"};
+        "strip", "mean", "brightest", "480", "1048576", "report", "picture", "/r/a.exr",
+        "256",   "4096", "15",        "0.5", "-20",     "nan",    "1e39",    "rgb",
+        "luma",  "",     "0",         "12",  "-1",      "openexr"};
     std::string text;
     for (int i = input.ConsumeIntegralInRange(0, 14); i > 0; --i)
     {

@@ -87,6 +87,7 @@ TEST(Crops, ShowWhatPicturesHaveFoundInTheOrderOfFrames)
     const decode::StripWish wish{{10, 20, 30, 40}, "/r/f.001.exr", "/r/f.003.exr"};
     EXPECT_EQ(crops.at(0).request.path, ostrel::Path("/r/f.002.exr"));
     EXPECT_EQ(crops.at(0).request.strip, wish);
+    EXPECT_EQ(crops.at(1).request.strip->cells, decode::StripCells::Brightest) << "of sparks";
     EXPECT_EQ(crops.at(0).modified, table.frames[3].modified);
     EXPECT_EQ(crops.at(2).request.strip->before, ostrel::Path("/r/f.006.exr"));
     EXPECT_EQ(crops.at(2).request.strip->after, ostrel::Path()) << "it is the last";

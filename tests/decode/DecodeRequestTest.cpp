@@ -31,7 +31,7 @@ TEST(DecodeRequest, ComesBackAsItWasSent)
         PictureOf("/r/a.exr", {16, -20.0f, PictureChannels::Luma, "/r/b.exr"}),
         PictureOf("/r/\xff.exr", {4096, 0.1f, PictureChannels::Alpha, {}}),
         StripOf("/r/a.exr", {{0, 0, 1, 1}}),
-        StripOf("/r/b.exr", {{7, 8, 9, 10}, "/r/a.exr", "/r/c.exr", 32}),
+        StripOf("/r/b.exr", {{7, 8, 9, 10}, "/r/a.exr", "/r/c.exr", 32, StripCells::Brightest}),
         StripOf("/r/b.exr", {{1 << 20, 1 << 20, 1 << 20, 1 << 20}, {}, "/r/c.exr", 1024}),
     };
     for (const DecodeRequest &request : cases)
@@ -67,6 +67,7 @@ TEST(DecodeRequest, IsNotMadeOfWhatNoMessageCanSay)
         StripOf("/r/a", {{0, 0, 1, 1}, {}, std::string(5000, 'x')}),
         StripOf("/r/a", {{0, 0, 1, 1}, {}, {}, 31}),
         StripOf("/r/a", {{0, 0, 1, 1}, {}, {}, 1025}),
+        StripOf("/r/a", {{0, 0, 1, 1}, {}, {}, 480, StripCells(2)}),
         {"/r/a", PictureWish(), ReportDepth::Whole, StripWish{{0, 0, 1, 1}}},
     };
     for (const DecodeRequest &request : cases)
@@ -92,18 +93,20 @@ TEST(DecodeRequest, RefusesEveryOtherMessage)
         "picture\0/r/a\000256\0000\0rgb\0/r/b\0"s,
         "strip\0/r/a"s,
         "strip\0/r/a\0\0\0000\0000\0001\0001"s,
-        "strip\0/r/a\0\0\0000\0000\0001\0001\000480\0"s,
-        "strip\0/r/a\0\0\000-1\0000\0001\0001\000480"s,
-        "strip\0/r/a\0\0\0000\0000\0000\0001\000480"s,
-        "strip\0/r/a\0\0\0000\0000\0001\00099999999999\000480"s,
-        "strip\0/r/a\0\0\0000\0000\0001\0001\0001e3"s,
-        "strip\0/r/a\0\0\0000\0000\0001\0001\000"s,
+        "strip\0/r/a\0\0\0000\0000\0001\0001\000480\0mean\0"s,
+        "strip\0/r/a\0\0\000-1\0000\0001\0001\000480\0mean"s,
+        "strip\0/r/a\0\0\0000\0000\0000\0001\000480\0mean"s,
+        "strip\0/r/a\0\0\0000\0000\0001\00099999999999\000480\0mean"s,
+        "strip\0/r/a\0\0\0000\0000\0001\0001\0001e3\0mean"s,
+        "strip\0/r/a\0\0\0000\0000\0001\0001\000\0mean"s,
+        "strip\0/r/a\0\0\0000\0000\0001\0001\000480"s,
+        "strip\0/r/a\0\0\0000\0000\0001\0001\000480\0median"s,
         "remove\0/r/a"s,
     };
     for (const std::string &message : cases)
         EXPECT_FALSE(ParseRequest(message)) << message;
     EXPECT_TRUE(ParseRequest("picture\0/r/a\000256\0000\0rgb\0"s)) << "one that is right";
-    EXPECT_TRUE(ParseRequest("strip\0/r/a\0\0\0000\0000\0001\0001\000480"s)) << "and another";
+    EXPECT_TRUE(ParseRequest("strip\0/r/a\0\0\0000\0000\0001\0001\000480\0mean"s)) << "and another";
 }
 
 TEST(PictureWish, KnowsItsChannelsByName)

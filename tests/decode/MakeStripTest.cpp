@@ -125,6 +125,21 @@ TEST_F(MakeStripTest, ShowsAWholePictureSmallerAndWithoutAFrame)
         ExpectColour(shown, x, y, GreyOf(0.25), "no frame");
 }
 
+TEST_F(MakeStripTest, ShowsTheBrightestPixelOfAnAreaWhereItIsAskedFor)
+{
+    const ImageSpec spec(1920, 1080, 3, OIIO::TypeHalf);
+    WriteImage(m_folder / "a.exr", spec, Spark(0.2f, 4 * 237 + 1, 4 * 132 + 2, 1.0f));
+    StripWish wish{{0, 0, 1920, 1080}};
+    ExpectMiddle(Make("a.exr", wish), 1, GreyOf(0.25), "a sixteenth of it");
+    wish.cells = StripCells::Brightest;
+    const Shown shown = Make("a.exr", wish);
+    ExpectMiddle(shown, 1, {255, 255, 255});
+    ExpectColour(shown, 488 + 200, 100, GreyOf(0.2), "the ground");
+    WriteImage(m_folder / "a.exr", spec,
+               Spark(0.2f, 4 * 237, 4 * 132, std::numeric_limits<float>::quiet_NaN()));
+    ExpectMiddle(Make("a.exr", wish), 1, {255, 0, 255});
+}
+
 TEST_F(MakeStripTest, PutsAnEvenGreyWhereThereIsNoNeighbour)
 {
     const ImageSpec spec(64, 64, 3, OIIO::TypeHalf);
