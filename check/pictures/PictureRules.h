@@ -81,21 +81,23 @@ inline constexpr float k_StaleMotion = 0.04f;
 /// How like the older frame: at most this, and this share of how unlike the neighbours it is.
 inline constexpr float k_StaleRest = 0.015f;
 inline constexpr float k_StaleShare = 0.2f;
-/// The share from which on a tile is like another frame as well; with so many such frames what it
+/// Two other frames are as much alike as these two within so much, and so many times as much. Where
+/// the frames beside are alike as those beside the older one, or others of the time around at the
+/// same distance, the shot goes round or swings; where so many frames are like this one, what it
 /// shows is the usual, say the wall behind who passes.
-inline constexpr float k_LikeShare = 0.3f;
+inline constexpr float k_LikewiseRest = 0.006f;
+inline constexpr float k_LikewiseTimes = 3;
 inline constexpr int k_UsualFrames = 3;
-/// The same for the guard against loops and swings: that the frames beside are like those beside.
-inline constexpr float k_LoopRest = 0.03f;
-inline constexpr float k_LoopShare = 0.25f;
 /// What tiles of one group have to say together: each the logarithm to base 2 of how much more it
 /// is like the older frame, less what chance gives.
-inline constexpr float k_StaleEvidence = 12;
+inline constexpr float k_StaleEvidence = 14;
 inline constexpr float k_StaleChance = 2;
 inline constexpr float k_StaleRounding = 0.004f;
 inline constexpr int k_StaleReach = 2;
 /// A group of more than this share of the picture is no block: the shot has been here before.
 inline constexpr float k_LargestStale = 0.125f;
+/// How much of the rectangle around it a group has to fill to be a block.
+inline constexpr float k_StaleFill = 0.52f;
 
 // Single bright pixels: `sparks`.
 

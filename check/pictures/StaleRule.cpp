@@ -91,13 +91,18 @@ private:
         return m_motion[frame * m_tiles + tile];
     }
 
-    // Like the frame so many before, and moving: as the tiles of a stale block are, with the least
-    // share, and as what goes round is, with a larger one.
-    bool IsLikeOlder(std::size_t frame, std::size_t age, std::size_t tile, float share) const
+    // Like the frame so many before, and unlike its neighbours.
+    bool IsLikeOlder(std::size_t frame, std::size_t age, std::size_t tile) const
     {
         const float motion = MotionOf(frame, tile);
-        return motion >= k_StaleMotion && frame >= age && m_pictures.At(frame - age) &&
-               Distance(frame, frame - age, tile) < k_StaleRest + share * motion;
+        return motion >= k_StaleMotion &&
+               Distance(frame, frame - age, tile) < k_StaleRest + k_StaleShare * motion;
+    }
+
+    // Within what distance other frames are as much alike as these two.
+    float LikewiseOf(std::size_t frame, std::size_t age, std::size_t tile) const
+    {
+        return k_LikewiseRest + k_LikewiseTimes * Distance(frame, frame - age, tile);
     }
 
     bool AreLike(std::ptrdiff_t one, std::ptrdiff_t other, std::size_t tile, float most) const
@@ -116,7 +121,7 @@ private:
     {
         const auto now = std::ptrdiff_t(frame);
         const std::ptrdiff_t then = now - std::ptrdiff_t(age);
-        const float most = k_LoopRest + k_LoopShare * MotionOf(frame, tile);
+        const float most = LikewiseOf(frame, age, tile);
         return AreLike(now + 1, then + 1, tile, most) || AreLike(now - 1, then - 1, tile, most) ||
                AreLike(now + 1, then - 1, tile, most) ||
                (age > k_youngest && AreLike(now - 1, then + 1, tile, most));
@@ -127,9 +132,12 @@ private:
     {
         const std::size_t first = frame > std::size_t(k_OldestStale) ? frame - k_OldestStale : 0;
         const std::size_t last = std::min(frame + k_OldestStale, m_pictures.Size() - 1);
+        const float most = LikewiseOf(frame, age, tile);
         for (std::size_t other = first; other <= last; ++other)
             if (other != frame && other != frame + age && m_pictures.HasNeighbours(other) &&
-                IsLikeOlder(other, age, tile, k_LikeShare))
+                MotionOf(other, tile) >= k_StaleMotion &&
+                AreLike(std::ptrdiff_t(other), std::ptrdiff_t(other) - std::ptrdiff_t(age), tile,
+                        most))
                 return true;
         return false;
     }
@@ -137,7 +145,7 @@ private:
     // That the tile shows what it shows at other times, too, as a wall does behind who passes.
     bool IsUsual(std::size_t frame, std::size_t age, std::size_t tile) const
     {
-        const float most = k_StaleRest + k_LikeShare * MotionOf(frame, tile);
+        const float most = LikewiseOf(frame, age, tile);
         int count = 0;
         for (std::ptrdiff_t step = -k_OldestStale; step <= k_OldestStale; ++step)
             if (std::abs(step) > 1 && step != -std::ptrdiff_t(age) &&
@@ -151,16 +159,15 @@ private:
     {
         const std::span<float> evidence = m_evidence.Fill(frame);
         std::vector<bool> isStale(m_tiles);
-        for (std::size_t age = k_youngest; age <= k_OldestStale && age <= frame; ++age)
+        for (std::size_t age = k_youngest; age <= k_OldestStale && age < frame; ++age)
         {
             if (!m_pictures.At(frame - age))
                 continue;
             bool isAny = false;
             for (std::size_t tile = 0; tile < m_tiles; ++tile)
             {
-                isStale[tile] = IsLikeOlder(frame, age, tile, k_StaleShare) &&
-                                !IsLoop(frame, age, tile) && !IsHabit(frame, age, tile) &&
-                                !IsUsual(frame, age, tile);
+                isStale[tile] = IsLikeOlder(frame, age, tile) && !IsLoop(frame, age, tile) &&
+                                !IsHabit(frame, age, tile) && !IsUsual(frame, age, tile);
                 isAny = isAny || isStale[tile];
             }
             if (!isAny)
@@ -170,9 +177,25 @@ private:
         }
     }
 
+    // That it fills most of the rectangle around it.
+    bool IsBlock(const Group &group) const
+    {
+        const auto columns = std::size_t(m_pictures.Columns());
+        std::size_t left = columns;
+        std::size_t right = 0;
+        for (const std::size_t tile : group.tiles)
+        {
+            left = std::min(left, tile % columns);
+            right = std::max(right, tile % columns);
+        }
+        const auto [first, last] = std::ranges::minmax(group.tiles);
+        const std::size_t area = (right - left + 1) * (last / columns - first / columns + 1);
+        return float(group.tiles.size()) > k_StaleFill * float(area);
+    }
+
     void Keep(std::size_t frame, Group group, std::span<float> evidence)
     {
-        if (float(group.tiles.size()) > k_LargestStale * float(m_tiles))
+        if (float(group.tiles.size()) > k_LargestStale * float(m_tiles) || !IsBlock(group))
             return;
         for (const std::size_t tile : group.tiles)
             group.evidence +=
