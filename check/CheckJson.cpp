@@ -121,6 +121,10 @@ void AppendRow(std::string &out, const CheckTable &table, std::size_t row, const
     AppendLook(out, frame);
     if (const auto detail = table.details.find(row); detail != table.details.end())
         out.append(R"(,"detail":)").append(Quoted(detail->second));
+    if (const auto place = table.places.find(row); place != table.places.end())
+        fmt::format_to(std::back_inserter(out),
+                       R"(,"place":{{"x":{},"y":{},"width":{},"height":{}}})", place->second.x,
+                       place->second.y, place->second.width, place->second.height);
     if (const auto trouble = table.troubles.find(row); trouble != table.troubles.end())
         out.append(R"(,"not-looked-at":)").append(Quoted(trouble->second));
     if (!scores.empty())

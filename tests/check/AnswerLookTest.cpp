@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/check/MovingPicture.h"
 #include "tests/support/TempFolder.h"
 
 namespace check
@@ -149,6 +150,24 @@ TEST_F(AnswerLookTest, ReadsTheImagesWhereItIsToDoSo)
     EXPECT_EQ(answer.trouble, "");
     EXPECT_EQ(answer.counts, "ok 0, undecodable 10");
     EXPECT_EQ(AnswerLook(m_request).bad, answer.bad);
+}
+
+TEST_F(AnswerLookTest, HoldsPicturesAgainstEachOtherWhereItIsToDoSo)
+{
+    for (int frame = 1; frame <= 20; ++frame)
+        m_folder.MakeFile("r/p." + std::to_string(frame) + ".ppm",
+                          MovingPicture(frame == 11 ? 10 : frame));
+    m_request.formats = {(m_folder / "r/p.%d.ppm").Text()};
+    m_request.input.userRange = "1-20";
+    m_request.depth = Depth::Images;
+    EXPECT_EQ(AnswerLook(m_request).counts, "ok 20") << AnswerLook(m_request).trouble;
+
+    m_request.depth = Depth::Pictures;
+    const LookAnswer answer = AnswerLook(m_request);
+    EXPECT_EQ(answer.trouble, "");
+    EXPECT_NE(answer.counts.find("duplicate"), String::npos) << answer.counts;
+    EXPECT_TRUE(AllOf(answer.bad).contains(11));
+    EXPECT_EQ(ParseAnswer(PackAnswer(answer)), answer);
 }
 
 } // namespace

@@ -128,6 +128,31 @@ TEST(CheckJson, TellsWhatWasFoundInImages)
     EXPECT_EQ(written["counts"]["blank"], 0);
 }
 
+TEST(CheckJson, TellsWhereInAPictureSomethingWasFound)
+{
+    CheckTable table = SampleTable("/r/%d", {CheckState::Ok, CheckState::Patch});
+    table.details[1] = "a block is old";
+    table.places[1] = {.x = 64, .y = 0, .width = 32, .height = 16};
+    const Json written = Written({table}, nullptr, CheckDepth::Pictures)["tables"][0];
+    EXPECT_EQ(written["frames"][1]["place"],
+              (Json{{"x", 64}, {"y", 0}, {"width", 32}, {"height", 16}}));
+    EXPECT_FALSE(written["frames"][0].contains("place"));
+    EXPECT_EQ(written["counts"], (Json{{"files", 2},
+                                       {"ok", 1},
+                                       {"missing", 0},
+                                       {"too-small", 0},
+                                       {"outlier", 0},
+                                       {"undecodable", 0},
+                                       {"odd-image", 0},
+                                       {"blank", 0},
+                                       {"nan", 0},
+                                       {"duplicate", 0},
+                                       {"black", 0},
+                                       {"patch", 1},
+                                       {"pop", 0},
+                                       {"sparks", 0}}));
+}
+
 TEST(CheckJson, TellsWhyAnImageWasNotLookedAt)
 {
     CheckTable table = SampleTable("/r/%d", {CheckState::Ok, CheckState::Ok});
