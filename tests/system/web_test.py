@@ -198,14 +198,14 @@ class WebApi(WebTest):
         frame = self.get(f"/api/jobs/{job}/frames/15?decode=1&pictures=1")
         shown = re.search(r'\n    (\{"state": "pop", (?:.*\n)*?.*\})\n\n', API).group(1)
         self.assertEqual(set(frame["pictures"]), keys_of(shown) - {"x", "y", "width", "height"})
-        self.assertEqual(frame["pictures"]["range"], "3-27")
+        self.assertEqual(frame["pictures"]["range"], "1-30")
         self.assertEqual((frame["pictures"]["state"], frame["decoded"]["width"]), ("ok", 64))
         self.assertEqual(self.ask(f"/api/jobs/{job}/frames/15?pictures=2")[0], 400)
         self.assertNotIn("pictures", self.get(f"/api/jobs/{job}/frames/15"))
         (self.folder / "f.0015.ppm").unlink()
         wait_until(lambda: self.get(f"/api/jobs/{job}/frames/15")["state"] == "missing")
         self.assertNotIn("pictures", self.get(f"/api/jobs/{job}/frames/15?pictures=1"))
-        wait_until(lambda: self.get(f"/api/jobs/{job}/frames/16?pictures=1")["pictures"]["range"] == "4-14,16-28")
+        wait_until(lambda: self.get(f"/api/jobs/{job}/frames/16?pictures=1")["pictures"]["range"] == "1-14,16-30")
 
     def test_tells_all_frames_in_a_sheet(self):
         job = self.render()

@@ -213,7 +213,8 @@ export class FrameView {
         fill(
             this.#compared,
             make("p", { class: isGood ? "" : "bad" }, verdict),
-            found.detail ? make("p", {}, found.detail) : [],
+            // What the file shows by itself stands there already.
+            found.detail && found.detail !== this.#image?.detail ? make("p", {}, found.detail) : [],
             found.trouble ? make("p", { class: "bad" }, found.trouble) : [],
             found.notLookedAt ? make("p", { class: "dim" }, t("Not looked at: {range}", { range: found.notLookedAt })) : [],
         );

@@ -47,17 +47,17 @@ protected:
     int m_read = 0;
 };
 
-TEST_F(PictureVerdictTest, HoldsAFrameAgainstTwelveOnEachSide)
+TEST_F(PictureVerdictTest, HoldsAFrameAgainstEighteenOnEachSide)
 {
     EXPECT_EQ(Judge(20), json({{"state", "ok"},
                                {"detail", ""},
                                {"place", nullptr},
-                               {"range", "8-32"},
+                               {"range", "2-38"},
                                {"notLookedAt", ""},
                                {"trouble", ""}}));
-    EXPECT_EQ(m_read, 25);
-    EXPECT_EQ(Judge(1)["range"], "1-13");
-    EXPECT_EQ(Judge(40)["range"], "28-40");
+    EXPECT_EQ(m_read, 37);
+    EXPECT_EQ(Judge(1)["range"], "1-19");
+    EXPECT_EQ(Judge(40)["range"], "22-40");
 }
 
 TEST_F(PictureVerdictTest, ReadsNoFileAgainThatIsAsItWas)
@@ -70,6 +70,15 @@ TEST_F(PictureVerdictTest, ReadsNoFileAgainThatIsAsItWas)
     m_read = 0;
     Judge(21);
     EXPECT_EQ(m_read, 1) << "the one that was written again";
+}
+
+TEST_F(PictureVerdictTest, TellsWhatThePictureShows)
+{
+    Write(20, check::MovingPicture(19));
+    const json told = Judge(20);
+    EXPECT_EQ(told["state"], "duplicate");
+    EXPECT_NE(told["detail"], "");
+    EXPECT_EQ(Judge(26)["state"], "ok");
 }
 
 TEST_F(PictureVerdictTest, LeavesWhatItsSizeHasSaid)
@@ -89,12 +98,12 @@ TEST_F(PictureVerdictTest, SaysWhatCouldNotBeLookedAt)
     limits.decode.time = std::chrono::seconds(1);
     const json other = Judge(20, limits);
     EXPECT_EQ(other["notLookedAt"], "18");
-    EXPECT_EQ(other["range"], "8-17,19-32");
+    EXPECT_EQ(other["range"], "2-17,19-38");
     EXPECT_EQ(other["trouble"], "");
 
     const json itself = Judge(18, limits);
     EXPECT_EQ(itself["notLookedAt"], "");
-    EXPECT_EQ(itself["range"], "6-17,19-30");
+    EXPECT_EQ(itself["range"], "1-17,19-36");
     EXPECT_NE(itself["trouble"], "");
     EXPECT_EQ(itself["state"], "outlier") << "that of its size";
 }
@@ -105,11 +114,11 @@ TEST_F(PictureVerdictTest, GivesUpWhereTheTimeIsOver)
     limits.all = std::chrono::milliseconds(0);
     const auto reason = ostrel::Attempt([&] { Judge(20, limits); });
     ASSERT_TRUE(reason);
-    EXPECT_EQ(*reason, "reading the frames around takes longer than 0 s: 1 of 25 are read; ask "
+    EXPECT_EQ(*reason, "reading the frames around takes longer than 0 s: 1 of 37 are read; ask "
                        "again to go on");
     m_read = 0;
     Judge(20);
-    EXPECT_EQ(m_read, 24) << "what was read is remembered";
+    EXPECT_EQ(m_read, 36) << "what was read is remembered";
 }
 
 } // namespace
