@@ -197,7 +197,7 @@ export class FrameView {
                 return;
             } catch (error) {
                 if (this.#end.signal.aborted || load !== this.#loads) return;
-                if (!(error instanceof ApiError && error.status === 429 && tries < TRIES)) return say(this.#compared, error instanceof Error ? error.message : "");
+                if (!(error instanceof ApiError && error.status === 429 && tries < TRIES)) return this.#showNotCompared(error instanceof Error ? error.message : "");
                 await new Promise((resolve) => setTimeout(resolve, 1000));
             }
         }
@@ -218,6 +218,15 @@ export class FrameView {
             found.trouble ? make("p", { class: "bad" }, found.trouble) : [],
             found.notLookedAt ? make("p", { class: "dim" }, t("Not looked at: {range}", { range: found.notLookedAt })) : [],
         );
+    }
+
+    /**
+     * Asked again, the server goes on where its time was over.
+     * @param {string} reason
+     */
+    #showNotCompared(reason) {
+        const again = make("button", { type: "button", class: "small", onclick: () => this.#askCompared() }, t("Try again"));
+        fill(this.#compared, make("p", { class: "bad" }, reason), again);
     }
 
     /** Frames what was found in the large picture. */

@@ -129,6 +129,7 @@ export const GERMAN = {
     "Token": "Token",
     "Tries": "Versuche",
     "Trouble": "Fehler",
+    "Try again": "Noch einmal versuchen",
     "Type": "Art",
     "Verdict": "Urteil",
     "Waiting": "Wartet",
