@@ -1,0 +1,329 @@
+// What a judge of pictures finds of shots with one fault each.
+
+#include <cmath>
+#include <regex>
+
+#include <gtest/gtest.h>
+
+#include "check/pictures/PictureJudge.h"
+#include "tests/check/pictures/SampleShot.h"
+#include "tests/support/Printing.h"
+
+namespace check
+{
+
+namespace
+{
+
+constexpr std::size_t k_length = 48;
+constexpr std::size_t k_bad = 23;
+constexpr PicturePlace k_all{0, 0, 160, 90};
+
+struct Fault
+{
+    const char *name;
+    SampleShot (*makeShot)();
+    void (*damage)(SampleShot &);
+    CheckState state;
+    PicturePlace place; ///< Of the damage.
+    int beside;         ///< How many pixels more on each side may be told as its place.
+    const char *detail; ///< What it begins with; a number in parentheses is how far.
+    double least;
+    double most;
+};
+
+void PrintTo(const Fault &fault, std::ostream *stream)
+{
+    *stream << fault.name;
+}
+
+SamplePicture &Bad(SampleShot &shot)
+{
+    return *shot[k_bad];
+}
+
+SampleShot Still()
+{
+    return StillShot(k_length);
+}
+
+SampleShot Panning()
+{
+    return PanningShot(k_length);
+}
+
+SampleShot WithObject()
+{
+    return ShotWithObject(k_length);
+}
+
+SampleShot Noisy()
+{
+    SampleShot shot = StillShot(k_length);
+    AddNoise(shot, 0.3);
+    return shot;
+}
+
+SampleShot NoisyPan()
+{
+    SampleShot shot = PanningShot(k_length, 0.4);
+    AddNoise(shot, 0.3);
+    return shot;
+}
+
+template <int X, int Y, int Width, int Height> void Blacken(SampleShot &shot)
+{
+    Fill(Bad(shot), {X, Y, Width, Height}, 0);
+}
+
+// Of the tiles at the rim of it, what is beside them differs: those within are told.
+template <int Age> void MakeStale(SampleShot &shot)
+{
+    CopyPlace(Bad(shot), *shot[k_bad - Age], {55, 25, 40, 30});
+}
+
+void MakeBlack(SampleShot &shot)
+{
+    Expose(Bad(shot), -8.6);
+}
+
+void MakeAllBlack(SampleShot &shot)
+{
+    Fill(Bad(shot), k_all, 0);
+}
+
+void Repeat(SampleShot &shot)
+{
+    shot[k_bad] = shot[k_bad - 1];
+}
+
+template <int Hundredths> void ExposeBad(SampleShot &shot)
+{
+    Expose(Bad(shot), Hundredths / 100.0);
+}
+
+void MakeCoarse(SampleShot &shot)
+{
+    AddNoise(Bad(shot), 0.5, 99);
+}
+
+// A thing that stands there in all other frames.
+void TakeAway(SampleShot &shot)
+{
+    for (std::size_t frame = 0; frame < shot.size(); ++frame)
+        if (frame != k_bad)
+            for (int y = 40; y < 55; ++y)
+                for (int x = 100; x < 115; ++x)
+                    shot[frame]->At(x, y) *= 3;
+}
+
+// So that as many tiles become brighter as darker, and all together no level jumps.
+void TakeHalfFromElsewhere(SampleShot &shot)
+{
+    for (int y = 0; y < 90; ++y)
+        for (int x = 0; x < 80; ++x)
+            Bad(shot).At(x, y) = Ground(x, y, 5);
+}
+
+// So little beyond what is around that each alone says nothing: there is a glint beside each.
+void AddManySparks(SampleShot &shot)
+{
+    for (auto &picture : shot)
+        for (int x = 12; x < 150; x += 10)
+            for (int y = 12; y < 80; y += 10)
+                picture->At(x, y) = 3;
+    for (int x = 17; x < 100; x += 10)
+        for (int y = 17; y < 40; y += 10)
+            Bad(shot).At(x, y) = 3;
+}
+
+void AddStrongSparks(SampleShot &shot)
+{
+    Bad(shot).At(31, 22) = 20;
+    Bad(shot).At(120, 71) = 20;
+}
+
+void AddOneSpark(SampleShot &shot)
+{
+    Bad(shot).At(77, 33) = 20;
+}
+
+const Fault k_faults[] = {
+    {"DuplicateInAPan", Panning, Repeat, CheckState::Duplicate, k_all, 0,
+     "the same pixels as in the frame before", 0, 0},
+    {"DuplicateOfNoise", Noisy, Repeat, CheckState::Duplicate, k_all, 0,
+     "the same pixels as in the frame before", 0, 0},
+    {"BlackFrame", Panning, MakeAllBlack, CheckState::Black, k_all, 0,
+     R"((\d+\.\d) stops darker than the frames before and after)", 8, 25},
+    {"NearlyBlackFrame", Panning, MakeBlack, CheckState::Black, k_all, 0,
+     R"((\d+\.\d) stops darker than the frames before and after)", 8.5, 8.7},
+    {"BlackFrameOfAStillShot", Still, MakeBlack, CheckState::Black, k_all, 0,
+     R"((\d+\.\d) stops darker than the frames before and after)", 8.5, 8.7},
+    {"BlackTiles",
+     Panning,
+     Blacken<40, 30, 20, 15>,
+     CheckState::Patch,
+     {40, 30, 20, 15},
+     0,
+     "black at 40,30 of 20x15 pixels, and not so in the frames beside it",
+     0,
+     0},
+    {"BlackTilesInTheCorner",
+     Still,
+     Blacken<140, 75, 20, 15>,
+     CheckState::Patch,
+     {140, 75, 20, 15},
+     0,
+     "black at 140,75 of 20x15 pixels, and not so in the frames beside it",
+     0,
+     0},
+    {"BlackBand",
+     Noisy,
+     Blacken<0, 45, 160, 10>,
+     CheckState::Patch,
+     {0, 45, 160, 10},
+     0,
+     "black at 0,45 of 160x10 pixels, and not so in the frames beside it",
+     0,
+     0},
+    {"TheRestMissing",
+     Panning,
+     Blacken<0, 50, 160, 40>,
+     CheckState::Patch,
+     {0, 50, 160, 40},
+     0,
+     "black at 0,50 of 160x40 pixels, and not so in the frames beside it",
+     0,
+     0},
+    {"StaleBlock",
+     Panning,
+     MakeStale<3>,
+     CheckState::Patch,
+     {60, 30, 30, 20},
+     5,
+     R"(as (\d+) frames before at \d+,\d+ of \d+x\d+ pixels, and unlike the frames before and after)",
+     3,
+     3},
+    {"OlderStaleBlock",
+     Panning,
+     MakeStale<5>,
+     CheckState::Patch,
+     {60, 30, 30, 20},
+     5,
+     R"(as (\d+) frames before at \d+,\d+ of \d+x\d+ pixels, and unlike the frames before and after)",
+     5,
+     5},
+    {"Brighter", Panning, ExposeBad<33>, CheckState::Pop, k_all, 0,
+     R"((\d+\.\d\d) stops brighter than the frames before and after, 0\.0\d would be usual)", 0.25,
+     0.34},
+    {"Darker", Noisy, ExposeBad<-33>, CheckState::Pop, k_all, 0,
+     R"((\d+\.\d\d) stops darker than the frames before and after, 0\.0\d would be usual)", 0.25,
+     0.34},
+    {"ALittleBrighter", Still, ExposeBad<6>, CheckState::Pop, k_all, 0,
+     R"((\d+\.\d\d) stops brighter than the frames before and after, 0\.00 would be usual)", 0.04,
+     0.06},
+    {"CoarseNoise", NoisyPan, MakeCoarse, CheckState::Pop, k_all, 0,
+     R"(fine detail is (\d+\.\d\d) stops stronger than in the frames before and after, 0\.\d\d would be usual)",
+     0.7, 1.6},
+    {"ThingGone",
+     Still,
+     TakeAway,
+     CheckState::Pop,
+     {100, 40, 15, 15},
+     5,
+     R"((\d+\.\d\d) stops away from both the frame before and the one after at \d+,\d+ of \d+x\d+ pixels, 0\.\d\d would be usual)",
+     0.5,
+     1.6},
+    {"ThingGoneInNoise",
+     Noisy,
+     TakeAway,
+     CheckState::Pop,
+     {100, 40, 15, 15},
+     5,
+     R"((\d+\.\d\d) stops away from both the frame before and the one after at \d+,\d+ of \d+x\d+ pixels, 0\.\d\d would be usual)",
+     0.5,
+     1.6},
+    {"AnotherPicture", Panning, TakeHalfFromElsewhere, CheckState::Pop, k_all, 0,
+     R"(another picture than before and after: (\d+\.\d\d) stops in the mean of all tiles, 0\.\d\d would be usual)",
+     0.2, 2},
+    {"ManySparks",
+     Still,
+     AddManySparks,
+     CheckState::Sparks,
+     {17, 17, 81, 21},
+     0,
+     R"((\d+) bright pixels that the frames before and after do not have, 0 would be usual)",
+     27,
+     27},
+    {"StrongSparks",
+     Panning,
+     AddStrongSparks,
+     CheckState::Sparks,
+     {31, 22, 90, 50},
+     0,
+     R"((\d+) bright pixels that the frames before and after do not have, \d would be usual)",
+     2,
+     2},
+    {"OneSpark",
+     WithObject,
+     AddOneSpark,
+     CheckState::Sparks,
+     {77, 33, 1, 1},
+     0,
+     R"((\d+) bright pixels that the frames before and after do not have, 0 would be usual)",
+     1,
+     1},
+};
+
+// That a place holds the damage, and little besides;
+void ExpectPlace(const PicturePlace &place, const PicturePlace &damage, int beside)
+{
+    EXPECT_LE(place.x, damage.x);
+    EXPECT_LE(place.y, damage.y);
+    EXPECT_GE(place.x + place.width, damage.x + damage.width);
+    EXPECT_GE(place.y + place.height, damage.y + damage.height);
+    EXPECT_GE(place.x, damage.x - beside);
+    EXPECT_GE(place.y, damage.y - beside);
+    EXPECT_LE(place.x + place.width, damage.x + damage.width + beside);
+    EXPECT_LE(place.y + place.height, damage.y + damage.height + beside);
+}
+
+class PictureFault : public testing::TestWithParam<Fault>
+{
+};
+
+TEST_P(PictureFault, IsFoundAndNothingElse)
+{
+    const Fault &fault = GetParam();
+    SampleShot shot = fault.makeShot();
+    fault.damage(shot);
+    const PictureFindings findings = JudgeShot(shot);
+    ASSERT_EQ(findings.size(), 1u) << testing::PrintToString(findings);
+    ASSERT_EQ(findings.begin()->first, k_bad) << testing::PrintToString(findings);
+
+    const PictureFinding &finding = findings.begin()->second;
+    EXPECT_EQ(finding.state, fault.state) << testing::PrintToString(findings);
+    ExpectPlace(finding.place, fault.place, fault.beside);
+    std::smatch match;
+    const std::string &detail = finding.detail;
+    // What else was seen of it follows.
+    const std::regex expected(std::string(fault.detail) + "(?:; .*)?");
+    ASSERT_TRUE(std::regex_match(detail, match, expected)) << detail;
+    if (match.size() > 1)
+    {
+        EXPECT_GE(std::stod(match[1]), fault.least) << detail;
+        EXPECT_LE(std::stod(match[1]), fault.most) << detail;
+    }
+}
+
+TEST_P(PictureFault, IsWhatItsShotIsAccusedOf)
+{
+    SampleShot shot = GetParam().makeShot();
+    EXPECT_EQ(JudgeShot(shot), PictureFindings());
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, PictureFault, testing::ValuesIn(k_faults),
+                         [](const auto &fault) { return std::string(fault.param.name); });
+
+} // namespace
+} // namespace check

@@ -1,0 +1,138 @@
+#include "check/pictures/TileArea.h"
+
+#include <algorithm>
+#include <string_view>
+
+#include <gtest/gtest.h>
+
+#include "tests/check/pictures/SampleShot.h"
+#include "tests/support/Printing.h"
+
+namespace check
+{
+namespace
+{
+
+using Groups = std::vector<TileGroup>;
+
+// Rows of marks, one below the other.
+std::vector<bool> Marked(std::string_view marks)
+{
+    std::vector<bool> isMarked;
+    for (const char mark : marks)
+        isMarked.push_back(mark == '#');
+    return isMarked;
+}
+
+Groups Sorted(Groups groups)
+{
+    for (TileGroup &group : groups)
+        std::ranges::sort(group);
+    std::ranges::sort(groups);
+    return groups;
+}
+
+TEST(TileGroups, AreOfTilesThatTouchWithASide)
+{
+    const struct
+    {
+        const char *name;
+        const char *marks;
+        int columns;
+        Groups groups;
+    } cases[] = {
+        {"none", "......", 3, {}},
+        {"all", "######", 3, {{0, 1, 2, 3, 4, 5}}},
+        {"corners do not touch", "#.#.#.#.#", 3, {{0}, {2}, {4}, {6}, {8}}},
+        {"the end of a row is not next to the beginning of the next", "..##..", 3, {{2}, {3}}},
+        {"around a hole",
+         "####"
+         "#..#"
+         "####",
+         4,
+         {{0, 1, 2, 3, 4, 7, 8, 9, 10, 11}}},
+        {"two that wind around each other",
+         "##.#"
+         ".#.#"
+         "...#"
+         "####",
+         4,
+         {{0, 1, 5}, {3, 7, 11, 12, 13, 14, 15}}},
+        {"one column", "##.#", 1, {{0, 1}, {3}}},
+        {"one row", "##.#", 4, {{0, 1}, {3}}},
+        {"no tiles", "", 3, {}},
+    };
+    for (const auto &one : cases)
+        EXPECT_EQ(Sorted(FindGroups(Marked(one.marks), one.columns)), one.groups) << one.name;
+}
+
+TEST(TileGroups, AroundATileAreThatOfTheTile)
+{
+    const std::vector<bool> isMarked = Marked("##.#"
+                                              ".#.#");
+    for (const std::size_t tile : {0u, 1u, 5u})
+        EXPECT_EQ(Sorted({GroupAround(isMarked, 4, tile)}), (Groups{{0, 1, 5}})) << tile;
+    EXPECT_EQ(Sorted({GroupAround(isMarked, 4, 7)}), (Groups{{3, 7}}));
+    EXPECT_EQ(GroupAround(isMarked, 4, 2), TileGroup());
+}
+
+decode::PictureMeasures Grid(int width, int height, int columns, int rows)
+{
+    decode::PictureMeasures measures;
+    measures.width = width;
+    measures.height = height;
+    measures.columns = columns;
+    measures.rows = rows;
+    return measures;
+}
+
+TEST(PlaceOf, IsTheRectangleAroundTiles)
+{
+    const decode::PictureMeasures even = Grid(160, 90, 32, 18);
+    using Tiles = std::vector<std::size_t>;
+    EXPECT_EQ(PlaceOf(even, Tiles{0}), (PicturePlace{0, 0, 5, 5}));
+    EXPECT_EQ(PlaceOf(even, Tiles{31}), (PicturePlace{155, 0, 5, 5}));
+    EXPECT_EQ(PlaceOf(even, Tiles{32 * 18 - 1}), (PicturePlace{155, 85, 5, 5}));
+    EXPECT_EQ(PlaceOf(even, Tiles{32 * 17}), (PicturePlace{0, 85, 5, 5}));
+    EXPECT_EQ(PlaceOf(even, Tiles{32 * 4 + 9, 32 * 2 + 11}), (PicturePlace{45, 10, 15, 15}));
+    EXPECT_EQ(PlaceOf(even, Tiles{0, 32 * 18 - 1}), (PicturePlace{0, 0, 160, 90}));
+    EXPECT_EQ(PlaceOf(even, Tiles{}), (PicturePlace{0, 0, 160, 90}));
+    EXPECT_EQ(WholeOf(even), (PicturePlace{0, 0, 160, 90}));
+}
+
+TEST(PlaceOf, CoversPicturesOfOddSizesWithoutAGap)
+{
+    for (const auto &[width, height, columns, rows] :
+         {std::array{99, 61, 24, 15}, {7, 5, 1, 1}, {1921, 1079, 32, 18}, {17, 900, 1, 32}})
+    {
+        const decode::PictureMeasures measures = Grid(width, height, columns, rows);
+        int x = 0;
+        for (int column = 0; column < columns; ++column)
+        {
+            const std::size_t tile[] = {std::size_t(column)};
+            const PicturePlace place = PlaceOf(measures, tile);
+            EXPECT_EQ(place.x, x);
+            EXPECT_GT(place.width, 0);
+            x += place.width;
+        }
+        EXPECT_EQ(x, width);
+        int y = 0;
+        for (int row = 0; row < rows; ++row)
+        {
+            const std::size_t tile[] = {std::size_t(row * columns)};
+            const PicturePlace place = PlaceOf(measures, tile);
+            EXPECT_EQ(place.y, y);
+            EXPECT_GT(place.height, 0);
+            y += place.height;
+        }
+        EXPECT_EQ(y, height);
+    }
+}
+
+TEST(PlaceOf, IsToldInPixels)
+{
+    EXPECT_EQ(PlaceText({31, 50, 99, 40}), "at 31,50 of 99x40 pixels");
+}
+
+} // namespace
+} // namespace check
