@@ -1,8 +1,12 @@
 // Image files read whole by child processes, as `corvan check --decode` does. All in the page
 // cache. Yardstick: a loop in this process that opens each with OpenImageIO and reads it in one go.
+//
+// And what it costs beyond that to measure the pictures, as `corvan check --pictures` does: one
+// child, reading with and without in turn. "measures" as argument has it alone.
 #include <OpenImageIO/imageio.h>
 #include <cmath>
 #include <memory>
+#include <string_view>
 #include <sys/resource.h>
 
 #include "bench/Measure.h"
@@ -110,13 +114,20 @@ void ReadPlainly(const std::vector<Path> &files)
     }
 }
 
-void ReadInChildren(const std::vector<Path> &files, unsigned jobs)
+void ReadInChildren(const std::vector<Path> &files, unsigned jobs,
+                    decode::ReportDepth depth = decode::ReportDepth::Whole)
 {
     decode::DecodeLimits limits;
     limits.jobs = jobs;
-    decode::DecodeFiles(decode::DecoderProgram(), files, limits,
-                        [](std::size_t, const decode::ImageReport &report)
-                        { Require(report.reason.empty(), report.reason); });
+    decode::DecodeFiles(
+        decode::DecoderProgram(), files, limits,
+        [depth](std::size_t, const decode::ImageReport &report)
+        {
+            Require(report.reason.empty(), report.reason);
+            Require(report.measures.tiles.empty() == (depth == decode::ReportDepth::Whole),
+                    "measured where that was asked for");
+        },
+        depth);
 }
 
 void MeasureFormat(const std::string &what, const std::string &extension, const ImageSpec &spec)
@@ -135,24 +146,84 @@ void MeasureFormat(const std::string &what, const std::string &extension, const 
     }
 }
 
+// In turn, so that whatever else the machine does meets both alike.
+void MeasureDepths(const std::string &what, const std::string &extension, const ImageSpec &spec)
+{
+    constexpr int k_repetitions = 7;
+    const Folder folder;
+    const std::vector<Path> files = MakeImages(folder, extension, spec);
+    const auto usedMs = [](const std::vector<Path> &some, decode::ReportDepth depth)
+    {
+        const double start = FamilyTimeMs();
+        ReadInChildren(some, 1, depth);
+        return FamilyTimeMs() - start;
+    };
+    // Less what a child costs that reads one: its start would hide the rest.
+    const auto furtherMs = [&](decode::ReportDepth depth)
+    { return usedMs(files, depth) - usedMs({files.front()}, depth); };
+    std::vector<double> whole;
+    std::vector<double> measured;
+    for (int i = 0; i < k_repetitions; ++i)
+    {
+        whole.push_back(furtherMs(decode::ReportDepth::Whole));
+        measured.push_back(furtherMs(decode::ReportDepth::Measured));
+    }
+    PrintYardstick(what + ", read", k_frames - 1, FromTimes(whole));
+    PrintRow(what + ", measured", k_frames - 1, FromTimes(measured), FromTimes(whole));
+}
+
+ImageSpec Packed(int channels, OIIO::TypeDesc type, const char *compression)
+{
+    ImageSpec spec(k_width, k_height, channels, type);
+    spec["compression"] = compression;
+    return spec;
+}
+
+void MeasureAllDepths()
+{
+    PrintHead("What measuring pictures costs, of a processor");
+    const ImageSpec bytes(k_width, k_height, 3, OIIO::TypeUInt8);
+    const ImageSpec words(k_width, k_height, 3, OIIO::TypeUInt16);
+    MeasureDepths("JPEG", ".jpg", bytes);
+    MeasureDepths("PNG, 8 bits", ".png", bytes);
+    MeasureDepths("PNG, 16 bits", ".png", words);
+    MeasureDepths("DPX, 16 bits", ".dpx", words);
+    ImageSpec ten = words;
+    ten["oiio:BitsPerSample"] = 10;
+    MeasureDepths("DPX, 10 bits", ".dpx", ten);
+    MeasureDepths("TIFF zip, 16 bits", ".tif", Packed(3, OIIO::TypeUInt16, "zip"));
+    MeasureDepths("EXR zip, half", ".exr", Packed(4, OIIO::TypeHalf, "zip"));
+    MeasureDepths("EXR piz, half", ".exr", Packed(4, OIIO::TypeHalf, "piz"));
+    MeasureDepths("EXR zip, float", ".exr", Packed(4, OIIO::TypeFloat, "zip"));
+}
+
+void MeasureAllFormats()
+{
+    PrintHead("Images read whole");
+    MeasureFormat("EXR zip, half", ".exr", Packed(4, OIIO::TypeHalf, "zip"));
+    MeasureFormat("PNG, 8 bits", ".png", ImageSpec(k_width, k_height, 3, OIIO::TypeUInt8));
+    MeasureFormat("DPX, 16 bits", ".dpx", ImageSpec(k_width, k_height, 3, OIIO::TypeUInt16));
+    MeasureFormat("TIFF zip, 16 bits", ".tif", Packed(3, OIIO::TypeUInt16, "zip"));
+    MeasureFormat("JPEG", ".jpg", ImageSpec(k_width, k_height, 3, OIIO::TypeUInt8));
+}
+
 } // namespace
 
-int main()
+int main(int count, char **arguments)
 {
+    const bool isShort = count > 1 && std::string_view(arguments[1]) == "measures";
+    if (count > 1 && !isShort)
+    {
+        std::fputs("decode_bench [measures]\n", stderr);
+        return 2;
+    }
     OIIO::attribute("threads", 1);
     OIIO::attribute("exr_threads", -1);
-    PrintHead("Images read whole");
     try
     {
-        ImageSpec half(k_width, k_height, 4, OIIO::TypeHalf);
-        half["compression"] = "zip";
-        MeasureFormat("EXR zip, half", ".exr", half);
-        MeasureFormat("PNG, 8 bits", ".png", ImageSpec(k_width, k_height, 3, OIIO::TypeUInt8));
-        MeasureFormat("DPX, 16 bits", ".dpx", ImageSpec(k_width, k_height, 3, OIIO::TypeUInt16));
-        ImageSpec packed(k_width, k_height, 3, OIIO::TypeUInt16);
-        packed["compression"] = "zip";
-        MeasureFormat("TIFF zip, 16 bits", ".tif", packed);
-        MeasureFormat("JPEG", ".jpg", ImageSpec(k_width, k_height, 3, OIIO::TypeUInt8));
+        if (!isShort)
+            MeasureAllFormats();
+        MeasureAllDepths();
     }
     catch (ostrel::Exception *raw)
     {

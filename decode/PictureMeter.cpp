@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
+#include <cstdlib>
 
 namespace decode
 {
@@ -14,9 +14,20 @@ using OIIO::ImageSpec;
 
 constexpr int k_most_side = 65535;
 
-// The steps of a tile's slopes.
-std::int8_t SlopeOf(double one, double other)
+// A sum of light over so many pixels.
+struct Sum
 {
+    double light;
+    int pixels;
+};
+
+// The steps of a tile's slopes. A tile of one row or column has no halves, and none.
+std::int8_t SlopeOf(const Sum &first, const Sum &second)
+{
+    if (first.pixels == 0)
+        return 0;
+    const double one = first.light / first.pixels;
+    const double other = second.light / second.pixels;
     constexpr double k_steps = 32;
     constexpr double k_most = 127;
     // What is as dark as that has no slope to speak of.
@@ -33,51 +44,49 @@ bool IsBrighter(const Peak &one, const Peak &other)
 
 PictureMeter::PictureMeter(const ImageSpec &spec)
     : m_lightOf(spec), m_pixelBytes(std::size_t(spec.nchannels) * spec.format.size()),
-      m_left(spec.x - spec.full_x), m_top(spec.y - spec.full_y), m_dataWidth(spec.width),
-      m_dataHeight(spec.height)
+      m_dataWidth(spec.width)
 {
     int width = spec.full_width;
     int height = spec.full_height;
+    const std::int64_t left = std::int64_t(spec.x) - spec.full_x;
+    const std::int64_t top = std::int64_t(spec.y) - spec.full_y;
     // A file may say anything of its display window, also that it is elsewhere.
     if (width <= 0 || height <= 0 || width > k_most_side || height > k_most_side ||
-        std::abs(std::int64_t(m_left)) > k_most_side || std::abs(std::int64_t(m_top)) > k_most_side)
+        std::abs(left) > k_most_side || std::abs(top) > k_most_side)
     {
-        width = std::min(spec.width, k_most_side);
-        height = std::min(spec.height, k_most_side);
-        m_left = m_top = 0;
+        width = std::clamp(spec.width, 1, k_most_side);
+        height = std::clamp(spec.height, 1, k_most_side);
     }
+    else
+    {
+        m_left = int(left);
+        m_top = int(top);
+    }
+    m_shownFirst = std::clamp(m_left, 0, width);
+    m_shownEnd = int(std::clamp<std::int64_t>(std::int64_t(m_left) + m_dataWidth, 0, width));
     m_measures.width = width;
     m_measures.height = height;
     m_measures.columns = TileCount(width, std::max(width, height));
     m_measures.rows = TileCount(height, std::max(width, height));
     m_xEdges = TileEdges(width, m_measures.columns);
     m_yEdges = TileEdges(height, m_measures.rows);
-    m_isPeak.resize(std::size_t(width));
-    Begin();
-    // Above the data window.
+    m_columns.resize(std::size_t((width - 1) / Columns::k_count + 1));
+    for (std::vector<float> &row : m_rows)
+        row.resize(m_columns.size() * Columns::k_count + 2);
     for (int y = 0; y < std::min(m_top, height); ++y)
-        TakeRow({});
+        TakeBlack();
     m_nextData = std::max(-m_top, 0);
-}
-
-void PictureMeter::Begin()
-{
-    const auto width = std::size_t(m_measures.width);
-    for (auto *const sums : {&m_columns.light, &m_columns.upper, &m_columns.detail,
-                             &m_columns.greatest, &m_columns.lit})
-        sums->assign(width, 0);
-    m_isHalved = false;
 }
 
 void PictureMeter::Fill(Row &row, const char *pixels, int x, int count)
 {
-    row.light.resize(std::size_t(m_measures.width) + 2);
+    row.light.resize(std::size_t(m_shownEnd - m_shownFirst));
     row.filled += count;
-    const int first = std::max(m_left + x, 0);
-    const int last = std::min(m_left + x + count, m_measures.width);
+    const int first = std::max(m_left + x, m_shownFirst);
+    const int last = std::min(m_left + x + count, m_shownEnd);
     if (first < last)
         m_lightOf.Convert(pixels + std::size_t(first - m_left - x) * m_pixelBytes, last - first,
-                          row.light.data() + first + 1);
+                          row.light.data() + first - m_shownFirst);
 }
 
 void PictureMeter::Add(const PixelBlock &block)
@@ -87,113 +96,143 @@ void PictureMeter::Add(const PixelBlock &block)
         const int y = block.y + i - m_nextData;
         if (y < 0 || m_top + block.y + i >= m_measures.height)
             continue;
+        const char *const pixels =
+            block.pixels + std::size_t(i) * std::size_t(block.stride) * m_pixelBytes;
+        if (y == 0 && m_coming.empty() && block.width == m_dataWidth)
+        {
+            if (m_shownFirst < m_shownEnd)
+                m_lightOf.Convert(pixels + std::size_t(m_shownFirst - m_left) * m_pixelBytes,
+                                  m_shownEnd - m_shownFirst, NextRow());
+            TakeNext(m_shownFirst == m_shownEnd);
+            ++m_nextData;
+            continue;
+        }
         while (m_coming.size() <= std::size_t(y))
             m_coming.emplace_back();
-        Fill(m_coming[std::size_t(y)],
-             block.pixels + std::size_t(i) * std::size_t(block.stride) * m_pixelBytes, block.x,
-             block.width);
-        while (!m_coming.empty() && m_coming.front().filled >= m_dataWidth)
+        Fill(m_coming[std::size_t(y)], pixels, block.x, block.width);
+        for (; !m_coming.empty() && m_coming.front().filled >= m_dataWidth; ++m_nextData)
         {
-            TakeRow(std::move(m_coming.front()));
+            std::ranges::copy(m_coming.front().light, NextRow());
+            TakeNext(m_shownFirst == m_shownEnd);
             m_coming.pop_front();
-            ++m_nextData;
         }
     }
 }
 
-void PictureMeter::TakeRow(Row &&row)
+// Where the first column that has data goes.
+float *PictureMeter::NextRow()
 {
-    if (m_nextRow > m_measures.height)
-        return;
-    const auto width = std::size_t(m_measures.width);
-    row.light.resize(width + 2);
-    row.light[0] = row.light[1];
-    row.light[width + 1] = row.light[width];
-    m_last.push_back(std::move(row.light));
-    ++m_nextRow;
-    if (m_last.size() == 2 && m_nextRow == 2)
-        Measure(0, m_last[0].data(), m_last[0].data(), m_last[1].data());
-    if (m_last.size() == 3)
-    {
-        Measure(m_nextRow - 2, m_last[0].data(), m_last[1].data(), m_last[2].data());
-        m_last.pop_front();
-    }
+    return m_rows[std::size_t(m_nextRow) % 3].data() + 1 + m_shownFirst;
 }
 
-void PictureMeter::Measure(int y, const float *above, const float *at, const float *below)
+void PictureMeter::TakeNext(bool isBlack)
 {
-    if (y + 1 == m_measures.height)
-        below = at;
+    if (m_nextRow >= m_measures.height)
+        return;
+    std::vector<float> &row = m_rows[std::size_t(m_nextRow) % 3];
+    const auto width = std::size_t(m_measures.width);
+    row[0] = row[1];
+    row[width + 1] = row[width];
+    m_isBlack[std::size_t(m_nextRow) % 3] = isBlack;
+    if (m_nextRow > 0)
+        MeasureRow(m_nextRow - 1, m_nextRow);
+    ++m_nextRow;
+}
+
+void PictureMeter::TakeBlack()
+{
+    if (!m_isBlack[std::size_t(m_nextRow) % 3])
+        std::ranges::fill(m_rows[std::size_t(m_nextRow) % 3], 0.0f);
+    TakeNext(true);
+}
+
+void PictureMeter::MeasureRow(int y, int yBelow)
+{
+    const auto place = [](int row) { return std::size_t(row) % 3; };
+    const int yAbove = std::max(y - 1, 0);
     if (!m_isHalved &&
         y >= (m_yEdges[std::size_t(m_tileRow)] + m_yEdges[std::size_t(m_tileRow) + 1]) / 2)
     {
-        m_columns.upper = m_columns.light;
+        for (Columns &columns : m_columns)
+            columns.upper = columns.light;
         m_isHalved = true;
     }
-    AddToColumns(above, at, below);
-    FindPeaks(y, above, at, below);
-    if (y + 1 == m_yEdges[std::size_t(m_tileRow) + 1])
+    if (!m_isBlack[place(yAbove)] || !m_isBlack[place(y)] || !m_isBlack[place(yBelow)])
     {
-        EndTiles(m_tileRow++);
-        Begin();
+        const float *const above = m_rows[place(yAbove)].data();
+        const float *const at = m_rows[place(y)].data();
+        const float *const below = m_rows[place(yBelow)].data();
+        // What has data touches one column more on either side.
+        int x = std::max(m_shownFirst - 1, 0) / Columns::k_count * Columns::k_count;
+        for (; x < std::min(m_shownEnd + 1, m_measures.width); x += Columns::k_count)
+            if (AddTo(m_columns[std::size_t(x / Columns::k_count)], above + x, at + x, below + x))
+                FindPeaks(y, x, std::min(x + Columns::k_count, m_measures.width), above, at, below);
     }
+    if (y + 1 == m_yEdges[std::size_t(m_tileRow) + 1])
+        EndTiles(m_tileRow++);
 }
 
-// A loop over the columns alone is one that the compiler makes of wide instructions.
-void PictureMeter::AddToColumns(const float *above, const float *at, const float *below)
+// Whether one of the pixels may be a peak: that is so rare that the rest of the question is left to
+// those who are. The loop has no branch, so that the compiler makes it of wide instructions.
+bool PictureMeter::AddTo(Columns &columns, const float *__restrict above,
+                         const float *__restrict at, const float *__restrict below)
 {
-    const int width = m_measures.width;
-    float *const light = m_columns.light.data();
-    float *const detail = m_columns.detail.data();
-    float *const greatest = m_columns.greatest.data();
-    float *const lit = m_columns.lit.data();
     constexpr auto k_black = float(k_BlackLight);
-    for (int x = 0; x < width; ++x)
+    float *const __restrict light = columns.light.data();
+    float *const __restrict detail = columns.detail.data();
+    float *const __restrict greatest = columns.greatest.data();
+    float *const __restrict lit = columns.lit.data();
+    int isPeak = 0;
+    for (int x = 0; x < Columns::k_count; ++x)
     {
         const float here = at[x + 1];
+        const float left = at[x];
+        const float right = at[x + 2];
+        const float up = above[x + 1];
+        const float down = below[x + 1];
         light[x] += here;
         greatest[x] = greatest[x] > here ? greatest[x] : here;
         lit[x] += here > k_black ? 1.0f : 0.0f;
-        detail[x] += std::abs(4 * here - at[x] - at[x + 2] - above[x + 1] - below[x + 1]);
+        detail[x] += std::abs(4 * here - left - right - up - down);
+        // One alone of all eight may be as bright, so of two there is one that is not.
+        const float aside = left < right ? left : right;
+        const float upright = up < down ? up : down;
+        const float dimmer = aside > upright ? aside : upright;
+        const float most = here / k_PeakRatio;
+        isPeak |= most > (dimmer > k_black ? dimmer : k_black) ? 1 : 0;
+    }
+    return isPeak != 0;
+}
+
+void PictureMeter::FindPeaks(int y, int first, int end, const float *above, const float *at,
+                             const float *below)
+{
+    for (int x = first; x < end; ++x)
+    {
+        const float most = at[x + 1] / k_PeakRatio;
+        if (!(most > float(k_BlackLight)))
+            continue;
+        const int dimmer = (above[x] < most) + (above[x + 1] < most) + (above[x + 2] < most) +
+                           (at[x] < most) + (at[x + 2] < most) + (below[x] < most) +
+                           (below[x + 1] < most) + (below[x + 2] < most);
+        if (dimmer >= 7)
+            Keep(x, y, at[x + 1]);
     }
 }
 
-void PictureMeter::FindPeaks(int y, const float *above, const float *at, const float *below)
+void PictureMeter::Keep(int x, int y, float light)
 {
-    const int width = m_measures.width;
-    unsigned char *const isPeak = m_isPeak.data();
-    constexpr auto k_black = float(k_BlackLight);
-    for (int x = 0; x < width; ++x)
-    {
-        const float most = at[x + 1] / k_PeakRatio;
-        const int below7 = (above[x] < most) + (above[x + 1] < most) + (above[x + 2] < most) +
-                           (at[x] < most) + (at[x + 2] < most) + (below[x] < most) +
-                           (below[x + 1] < most) + (below[x + 2] < most);
-        isPeak[x] = static_cast<unsigned char>(below7 >= 7 && most > k_black);
-    }
-    for (int x = 0; x < width; ++x)
-    {
-        // Eight at a time, since hardly any is one.
-        std::uint64_t some = 1;
-        if (x % 8 == 0 && x + 8 <= width)
-            std::memcpy(&some, isPeak + x, sizeof some);
-        if (some == 0)
-        {
-            x += 7;
-            continue;
-        }
-        if (!isPeak[x])
-            continue;
-        ++m_measures.peakCount;
-        m_measures.peaks.push_back(
-            {std::uint16_t(x), std::uint16_t(y), CoarseLevelOf(double(at[x + 1]))});
-        std::ranges::push_heap(m_measures.peaks, IsBrighter);
-        if (m_measures.peaks.size() > k_MostPeaks)
-        {
-            std::ranges::pop_heap(m_measures.peaks, IsBrighter);
-            m_measures.peaks.pop_back();
-        }
-    }
+    std::vector<Peak> &peaks = m_measures.peaks;
+    ++m_measures.peakCount;
+    if (light <= m_dimmest)
+        return;
+    peaks.push_back({std::uint16_t(x), std::uint16_t(y), CoarseLevelOf(double(light))});
+    std::ranges::push_heap(peaks, IsBrighter);
+    if (peaks.size() <= k_MostPeaks)
+        return;
+    std::ranges::pop_heap(peaks, IsBrighter);
+    peaks.pop_back();
+    m_dimmest = float(std::exp2(StopsOf(peaks.front().greatest)));
 }
 
 void PictureMeter::EndTiles(int tileRow)
@@ -212,32 +251,33 @@ void PictureMeter::EndTiles(int tileRow)
         float greatest = 0;
         for (int x = first; x < end; ++x)
         {
-            const auto at = std::size_t(x);
-            (x < middle ? left : right) += double(m_columns.light[at]);
-            upper += double(m_columns.upper[at]);
-            detail += double(m_columns.detail[at]);
-            lit += double(m_columns.lit[at]);
-            greatest = std::max(greatest, m_columns.greatest[at]);
+            const Columns &columns = m_columns[std::size_t(x / Columns::k_count)];
+            const auto at = std::size_t(x % Columns::k_count);
+            (x < middle ? left : right) += double(columns.light[at]);
+            upper += double(columns.upper[at]);
+            detail += double(columns.detail[at]);
+            lit += double(columns.lit[at]);
+            greatest = std::max(greatest, columns.greatest[at]);
         }
         const double area = double(end - first) * height;
         const double all = left + right;
         const int upperRows = height / 2;
-        const auto perPixel = [](double sum, int count) { return count > 0 ? sum / count : 0; };
         m_measures.tiles.push_back(
             {LevelOf(all / area), CoarseLevelOf(detail / area), CoarseLevelOf(double(greatest)),
              std::uint8_t(std::lround(255 * (1 - lit / area))),
-             SlopeOf(perPixel(left, (middle - first) * height),
-                     perPixel(right, (end - middle) * height)),
-             SlopeOf(perPixel(upper, (end - first) * upperRows),
-                     perPixel(all - upper, (end - first) * (height - upperRows)))});
+             SlopeOf({left, (middle - first) * height}, {right, (end - middle) * height}),
+             SlopeOf({upper, (end - first) * upperRows},
+                     {all - upper, (end - first) * (height - upperRows)})});
     }
+    std::ranges::fill(m_columns, Columns());
+    m_isHalved = false;
 }
 
 PictureMeasures PictureMeter::Finish()
 {
-    // Below the data window, and one more, under the last.
-    while (m_nextRow <= m_measures.height)
-        TakeRow({});
+    while (m_nextRow < m_measures.height)
+        TakeBlack();
+    MeasureRow(m_measures.height - 1, m_measures.height - 1);
     std::ranges::sort(m_measures.peaks, [](const Peak &one, const Peak &other)
                       { return std::pair(one.y, one.x) < std::pair(other.y, other.x); });
     return std::move(m_measures);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <OpenImageIO/imageio.h>
+#include <array>
 #include <deque>
 #include <vector>
 
@@ -12,7 +13,7 @@ namespace decode
 {
 
 /// Measures a picture while its blocks come. Keeps the rows that are not complete yet and a few
-/// sums a column.
+/// sums a column; the time it takes goes with the pixels that have data.
 class PictureMeter
 {
 public:
@@ -26,47 +27,57 @@ public:
     PictureMeasures Finish();
 
 private:
-    /// A row of the display window, its first and last pixel twice.
+    /// A row of the data window that comes piece by piece: what the display window shows of it.
     struct Row
     {
         std::vector<float> light;
         int filled = 0; ///< Pixels of the data window that came.
     };
-    /// Sums of a column since the tiles that are at work began.
+    /// Sums of neighbouring columns since the tiles that are at work began: as many columns as wide
+    /// instructions take in a few steps, so that there is a loop of known length over them.
     struct Columns
     {
-        std::vector<float> light;
-        std::vector<float> upper; ///< Of `light` what is in the upper half of the tiles.
-        std::vector<float> detail;
-        std::vector<float> greatest;
-        std::vector<float> lit; ///< Pixels that are not black.
+        static constexpr int k_count = 32;
+        std::array<float, k_count> light{};
+        std::array<float, k_count> upper{}; ///< Of `light` what is in the upper half of the tiles.
+        std::array<float, k_count> detail{};
+        std::array<float, k_count> greatest{};
+        std::array<float, k_count> lit{}; ///< Pixels that are not black.
     };
 
+    static bool AddTo(Columns &columns, const float *above, const float *at, const float *below);
+
     void Fill(Row &row, const char *pixels, int x, int count);
-    void TakeRow(Row &&row);
-    void Measure(int y, const float *above, const float *at, const float *below);
-    void AddToColumns(const float *above, const float *at, const float *below);
-    void FindPeaks(int y, const float *above, const float *at, const float *below);
+    float *NextRow();
+    void TakeNext(bool isBlack);
+    void TakeBlack();
+    void MeasureRow(int y, int yBelow);
+    void FindPeaks(int y, int first, int end, const float *above, const float *at,
+                   const float *below);
+    void Keep(int x, int y, float light);
     void EndTiles(int tileRow);
-    void Begin();
 
     LightOfPixels m_lightOf;
     std::size_t m_pixelBytes;
-    int m_left; ///< Of the data window in the display window, in pixels.
-    int m_top;
+    int m_left = 0; ///< Of the data window in the display window, in pixels.
+    int m_top = 0;
     int m_dataWidth;
-    int m_dataHeight;
+    int m_shownFirst = 0; ///< Columns of the display window that have data.
+    int m_shownEnd = 0;
     PictureMeasures m_measures;
     std::vector<int> m_xEdges;
     std::vector<int> m_yEdges;
     int m_tileRow = 0;
     bool m_isHalved = false; ///< The upper half of the tiles is done.
-    Columns m_columns;
+    std::vector<Columns> m_columns;
     std::deque<Row> m_coming; ///< From data row `m_nextData` on.
     int m_nextData = 0;
-    std::deque<std::vector<float>> m_last; ///< The two display rows before the next.
-    int m_nextRow = 0;                     ///< Of the display window, that `TakeRow` takes.
-    std::vector<unsigned char> m_isPeak;
+    /// Display row y is in y % 3: from its second value on, the first and the last pixel twice.
+    /// Beyond the columns that have data all are 0.
+    std::array<std::vector<float>, 3> m_rows;
+    std::array<bool, 3> m_isBlack{true, true, true}; ///< All of the row is 0.
+    int m_nextRow = 0;                               ///< Of the display window.
+    float m_dimmest = 0;                             ///< No peak up to this light is kept any more.
 };
 
 } // namespace decode
