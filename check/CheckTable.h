@@ -9,6 +9,7 @@
 #include "analysis/FrameRecord.h"
 #include "analysis/ScanRules.h"
 #include "check/CheckState.h"
+#include "check/PicturePlace.h"
 #include "corvan/SequenceDistributor.h"
 #include "corvan/SizeRule.h"
 #include "ostrel/Path.h"
@@ -17,17 +18,6 @@ namespace check
 {
 
 using ostrel::String;
-
-/// A rectangle of a picture, in pixels from the upper left corner of its display window.
-struct PicturePlace
-{
-    int x = 0;
-    int y = 0;
-    int width = 0;
-    int height = 0;
-
-    bool operator==(const PicturePlace &) const = default;
-};
 
 /// The expected files of one pattern, in display order, with what was found of each.
 ///

@@ -26,7 +26,7 @@ constexpr float k_most_light = 65504;
 // Whole numbers are looked up by so many of their upper bits.
 constexpr int k_code_bits = 12;
 
-int FindChannel(const ImageSpec &spec, const char *name)
+int ChannelOf(const ImageSpec &spec, const char *name)
 {
     for (int i = 0; i < spec.nchannels; ++i)
         if (OIIO::Strutil::iequals(spec.channelnames[std::size_t(i)], name))
@@ -77,14 +77,14 @@ LightOfPixels::LightOfPixels(const ImageSpec &spec) : m_stride(std::size_t(spec.
 
 void LightOfPixels::ChooseChannels(const ImageSpec &spec)
 {
-    const int red = FindChannel(spec, "R");
-    const int green = FindChannel(spec, "G");
-    const int blue = FindChannel(spec, "B");
+    const int red = ChannelOf(spec, "R");
+    const int green = ChannelOf(spec, "G");
+    const int blue = ChannelOf(spec, "B");
     m_hasColours = red >= 0 && green >= 0 && blue >= 0;
     if (m_hasColours)
         m_channels = {std::size_t(red), std::size_t(green), std::size_t(blue)};
     else
-        m_channels[0] = std::size_t(std::max(FindChannel(spec, "Y"), 0));
+        m_channels[0] = std::size_t(std::max(ChannelOf(spec, "Y"), 0));
 }
 
 template <typename Value, typename LightOf>

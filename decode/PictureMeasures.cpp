@@ -10,7 +10,6 @@ namespace decode
 namespace
 {
 
-constexpr int k_most_side = 65535;
 constexpr std::string_view k_digits = "0123456789abcdef";
 
 double StepOf(double light, int steps)
@@ -164,7 +163,7 @@ std::optional<PictureMeasures> ParseMeasures(std::string_view text)
     const auto take = [&in](auto &number) { in.Take(number); };
     VisitHead(measures, take);
     const auto isSide = [](int pixels, int tiles)
-    { return pixels > 0 && pixels <= k_most_side && tiles > 0 && tiles <= k_MostTiles; };
+    { return pixels > 0 && pixels <= k_MostPictureSide && tiles > 0 && tiles <= k_MostTiles; };
     if (!in.IsGood() || !isSide(measures.width, measures.columns) ||
         !isSide(measures.height, measures.rows))
         return std::nullopt;

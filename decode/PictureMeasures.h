@@ -35,8 +35,9 @@ struct Peak
     bool operator==(const Peak &) const = default;
 };
 
-inline constexpr int k_MostTiles = 32;      ///< Along the longer side of a picture.
-inline constexpr int k_LeastTilePixels = 4; ///< Of a tile's side, where there is more than one.
+inline constexpr int k_MostTiles = 32;          ///< Along the longer side of a picture.
+inline constexpr int k_LeastTilePixels = 4;     ///< Of a tile's side, where there is more than one.
+inline constexpr int k_MostPictureSide = 65535; ///< Of one that is measured, in pixels.
 inline constexpr std::size_t k_MostPeaks = 192;
 /// Light below which a pixel counts as black: codes 0 to 3 of an 8 bit picture.
 inline constexpr double k_BlackLight = 1.0 / 1024;

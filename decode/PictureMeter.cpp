@@ -12,8 +12,6 @@ namespace
 
 using OIIO::ImageSpec;
 
-constexpr int k_most_side = 65535;
-
 // A sum of light over so many pixels.
 struct Sum
 {
@@ -51,11 +49,11 @@ PictureMeter::PictureMeter(const ImageSpec &spec)
     const std::int64_t left = std::int64_t(spec.x) - spec.full_x;
     const std::int64_t top = std::int64_t(spec.y) - spec.full_y;
     // A file may say anything of its display window, also that it is elsewhere.
-    if (width <= 0 || height <= 0 || width > k_most_side || height > k_most_side ||
-        std::abs(left) > k_most_side || std::abs(top) > k_most_side)
+    if (width <= 0 || height <= 0 || width > k_MostPictureSide || height > k_MostPictureSide ||
+        std::abs(left) > k_MostPictureSide || std::abs(top) > k_MostPictureSide)
     {
-        width = std::clamp(spec.width, 1, k_most_side);
-        height = std::clamp(spec.height, 1, k_most_side);
+        width = std::clamp(spec.width, 1, k_MostPictureSide);
+        height = std::clamp(spec.height, 1, k_MostPictureSide);
     }
     else
     {

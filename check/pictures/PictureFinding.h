@@ -1,10 +1,10 @@
 #pragma once
 
 #include <map>
-#include <optional>
 
 #include "check/CheckState.h"
-#include "check/CheckTable.h"
+#include "check/PicturePlace.h"
+#include "ostrel/String.h"
 
 namespace check
 {
@@ -13,7 +13,7 @@ namespace check
 struct PictureFinding
 {
     CheckState state = CheckState::Ok;
-    String detail; ///< What, how far and where, one line.
+    ostrel::String detail; ///< What, how far and where, one line.
     PicturePlace place;
 
     bool operator==(const PictureFinding &) const = default;

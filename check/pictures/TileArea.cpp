@@ -83,7 +83,7 @@ PicturePlace WholeOf(const PictureMeasures &measures)
     return {0, 0, measures.width, measures.height};
 }
 
-String PlaceText(const PicturePlace &place)
+ostrel::String PlaceText(const PicturePlace &place)
 {
     return fmt::format("at {},{} of {}x{} pixels", place.x, place.y, place.width, place.height);
 }

@@ -3,8 +3,9 @@
 #include <span>
 #include <vector>
 
-#include "check/CheckTable.h"
-#include "check/pictures/PictureSequence.h"
+#include "check/PicturePlace.h"
+#include "decode/PictureMeasures.h"
+#include "ostrel/String.h"
 
 namespace check
 {
@@ -22,6 +23,6 @@ PicturePlace PlaceOf(const decode::PictureMeasures &measures, std::span<const st
 /// All of it.
 PicturePlace WholeOf(const decode::PictureMeasures &measures);
 /// "at 31,50 of 99x40 pixels".
-String PlaceText(const PicturePlace &place);
+ostrel::String PlaceText(const PicturePlace &place);
 
 } // namespace check
