@@ -70,7 +70,7 @@ public:
             return std::nullopt;
         const float usual = UsualAt(m_means, frame, 0);
         const float jump = m_means.At(frame)[0];
-        if (jump <= k_UsualTimes * usual + k_ContentJump)
+        if (jump <= k_UsualTimes * usual + std::max(k_ContentJump, MotionBeside(frame)))
             return std::nullopt;
         return PictureFinding{
             CheckState::Pop,
@@ -150,6 +150,26 @@ private:
                 ++count;
             }
         return sum / count;
+    }
+
+    // Mean stops from a frame to the next, both known, over all tiles.
+    float StepOf(std::size_t frame) const
+    {
+        float sum = 0;
+        for (std::size_t tile = 0; tile < m_pictures.Tiles(); ++tile)
+            sum += std::abs(m_pictures.Light(frame + 1)[tile] - m_pictures.Light(frame)[tile]);
+        return sum / float(m_pictures.Tiles());
+    }
+
+    // How much goes on from frame to frame both before and after one: where a camera turns round,
+    // or whips, a picture is as far from its neighbours as they are from theirs.
+    float MotionBeside(std::size_t frame) const
+    {
+        const auto isKnown = [this](std::size_t other)
+        { return other < m_pictures.Size() && m_pictures.At(other); };
+        if (frame < 2 || !isKnown(frame - 2) || !isKnown(frame + 2))
+            return 0;
+        return std::min(StepOf(frame - 2), StepOf(frame + 1));
     }
 
     float WhipOf(std::size_t frame) const

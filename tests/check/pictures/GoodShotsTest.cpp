@@ -115,6 +115,11 @@ SampleShot LoopOfSix()
     return MovedShot([](int frame) { return 9.0 * (frame % 6); });
 }
 
+SampleShot Swing()
+{
+    return MovedShot([](int frame) { return std::abs(frame % 20 - 10); });
+}
+
 SampleShot SoftSwing()
 {
     return MovedShot([](int frame) { return 14 * std::sin(2 * std::numbers::pi * frame / 17); });
@@ -231,6 +236,7 @@ const GoodShot k_shots[] = {
     {"Static", Static},
     {"SlowPan", SlowPan},
     {"FastPan", FastPan},
+    {"WhipPan", WhipPan},
     {"Cut", Cut},
     {"FadeIn", FadeIn},
     {"FadeOut", FadeOut},
@@ -239,6 +245,7 @@ const GoodShot k_shots[] = {
     {"OnTwos", OnTwos},
     {"OnThrees", OnThrees},
     {"LoopOfSix", LoopOfSix},
+    {"Swing", Swing},
     {"SoftSwing", SoftSwing},
     {"FlickerOfSix", Flicker<6>},
     {"FlickerOfTwelve", Flicker<12>},
