@@ -1,7 +1,10 @@
 #include "decode/DecodeImage.h"
 
 #include <OpenImageIO/imageio.h>
+#include <OpenImageIO/strutil.h>
 #include <OpenImageIO/thread.h>
+#include <algorithm>
+#include <array>
 #include <malloc.h>
 #include <optional>
 
@@ -38,7 +41,8 @@ std::vector<std::size_t> ColourChannels(const ImageSpec &spec)
     for (std::size_t i = 0; i < spec.channelnames.size(); ++i)
     {
         const std::string &name = spec.channelnames[i];
-        if (name == "R" || name == "G" || name == "B" || spec.nchannels == 1)
+        if (std::ranges::any_of(std::array{"R", "G", "B", "Y"}, [&](const char *colour)
+                                { return OIIO::Strutil::iequals(name, colour); }))
             channels.push_back(i);
     }
     return channels;

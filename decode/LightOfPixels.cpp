@@ -25,6 +25,8 @@ constexpr float k_most_light = 65504;
 
 // Whole numbers are looked up by so many of their upper bits.
 constexpr int k_code_bits = 12;
+template <typename Value>
+constexpr int k_bits_of = std::min(std::numeric_limits<Value>::digits, k_code_bits);
 
 int ChannelOf(const ImageSpec &spec, const char *name)
 {
@@ -87,49 +89,62 @@ void LightOfPixels::ChooseChannels(const ImageSpec &spec)
         m_channels[0] = std::size_t(std::max(ChannelOf(spec, "Y"), 0));
 }
 
-template <typename Value, typename LightOf>
-void LightOfPixels::Sum(const char *pixels, int count, float *light, LightOf lightOf) const
+// What a channel of each code adds to the light.
+template <typename Value> std::vector<float> TableOf(float weight)
 {
-    const auto *values = reinterpret_cast<const Value *>(pixels);
-    if (m_hasColours)
-    {
-        const auto [red, green, blue] = m_channels;
-        for (int i = 0; i < count; ++i, values += m_stride)
-            light[i] = k_red * lightOf(values[red]) + k_green * lightOf(values[green]) +
-                       k_blue * lightOf(values[blue]);
-        return;
-    }
-    values += m_channels[0];
-    for (int i = 0; i < count; ++i, values += m_stride)
-        light[i] = lightOf(*values);
+    std::vector<float> table(std::size_t(1) << k_bits_of<Value>);
+    for (std::size_t code = 0; code < table.size(); ++code)
+        table[code] = weight * OIIO::sRGB_to_linear(float(code) / float(table.size() - 1));
+    return table;
 }
 
 template <typename Value>
 void LightOfPixels::ConvertWhole(const char *pixels, int count, float *light) const
 {
-    constexpr int k_bits = std::numeric_limits<Value>::digits;
-    constexpr int k_shift = std::max(k_bits - k_code_bits, 0);
-    static const std::vector<float> s_light = []
+    constexpr int k_shift = std::numeric_limits<Value>::digits - k_bits_of<Value>;
+    static const std::vector<float> s_tables[] = {TableOf<Value>(k_red), TableOf<Value>(k_green),
+                                                  TableOf<Value>(k_blue), TableOf<Value>(1)};
+    const auto *values = reinterpret_cast<const Value *>(pixels);
+    const std::size_t stride = m_stride;
+    const auto [red, green, blue] = m_channels;
+    if (m_hasColours)
     {
-        std::vector<float> table(std::size_t(1) << (k_bits - k_shift));
-        for (std::size_t code = 0; code < table.size(); ++code)
-            table[code] = OIIO::sRGB_to_linear(float(code) / float(table.size() - 1));
-        return table;
-    }();
-    const float *table = s_light.data();
-    Sum<Value>(pixels, count, light, [table](Value value) { return table[value >> k_shift]; });
+        const float *const reds = s_tables[0].data();
+        const float *const greens = s_tables[1].data();
+        const float *const blues = s_tables[2].data();
+        for (int i = 0; i < count; ++i, values += stride)
+            light[i] = reds[values[red] >> k_shift] + greens[values[green] >> k_shift] +
+                       blues[values[blue] >> k_shift];
+        return;
+    }
+    const float *const greys = s_tables[3].data();
+    values += m_channels[0];
+    for (int i = 0; i < count; ++i, values += stride)
+        light[i] = greys[*values >> k_shift];
 }
 
 template <typename Value>
 void LightOfPixels::ConvertReal(const char *pixels, int count, float *light) const
 {
     // Also of what is no number at all.
-    Sum<Value>(pixels, count, light,
-               [](Value value)
-               {
-                   const auto number = float(value);
-                   return number > 0 ? std::min(number, k_most_light) : 0.0f;
-               });
+    const auto lightOf = [](Value value)
+    {
+        const auto number = float(value);
+        return number > 0 ? std::min(number, k_most_light) : 0.0f;
+    };
+    const auto *values = reinterpret_cast<const Value *>(pixels);
+    const std::size_t stride = m_stride;
+    const auto [red, green, blue] = m_channels;
+    if (m_hasColours)
+    {
+        for (int i = 0; i < count; ++i, values += stride)
+            light[i] = k_red * lightOf(values[red]) + k_green * lightOf(values[green]) +
+                       k_blue * lightOf(values[blue]);
+        return;
+    }
+    values += m_channels[0];
+    for (int i = 0; i < count; ++i, values += stride)
+        light[i] = lightOf(*values);
 }
 
 } // namespace decode

@@ -23,8 +23,6 @@ public:
 private:
     template <typename Value> void ConvertWhole(const char *pixels, int count, float *light) const;
     template <typename Value> void ConvertReal(const char *pixels, int count, float *light) const;
-    template <typename Value, typename LightOf>
-    void Sum(const char *pixels, int count, float *light, LightOf lightOf) const;
     void ChooseChannels(const OIIO::ImageSpec &spec);
 
     std::size_t m_stride;

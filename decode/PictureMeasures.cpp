@@ -163,7 +163,10 @@ std::optional<PictureMeasures> ParseMeasures(std::string_view text)
     const auto take = [&in](auto &number) { in.Take(number); };
     VisitHead(measures, take);
     const auto isSide = [](int pixels, int tiles)
-    { return pixels > 0 && pixels <= k_MostPictureSide && tiles > 0 && tiles <= k_MostTiles; };
+    {
+        return pixels > 0 && pixels <= k_MostPictureSide && tiles > 0 &&
+               tiles <= std::min(pixels, k_MostTiles);
+    };
     if (!in.IsGood() || !isSide(measures.width, measures.columns) ||
         !isSide(measures.height, measures.rows))
         return std::nullopt;

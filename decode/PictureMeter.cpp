@@ -68,9 +68,9 @@ PictureMeter::PictureMeter(const ImageSpec &spec)
     m_measures.rows = TileCount(height, std::max(width, height));
     m_xEdges = TileEdges(width, m_measures.columns);
     m_yEdges = TileEdges(height, m_measures.rows);
-    m_columns.resize(std::size_t((width - 1) / Columns::k_count + 1));
+    m_columns.resize(std::size_t((width - 1) / ColumnSums::k_count + 1));
     for (std::vector<float> &row : m_rows)
-        row.resize(m_columns.size() * Columns::k_count + 2);
+        row.resize(m_columns.size() * ColumnSums::k_count + 2);
     for (int y = 0; y < std::min(m_top, height); ++y)
         TakeBlack();
     m_nextData = std::max(-m_top, 0);
@@ -151,7 +151,7 @@ void PictureMeter::MeasureRow(int y, int yBelow)
     if (!m_isHalved &&
         y >= (m_yEdges[std::size_t(m_tileRow)] + m_yEdges[std::size_t(m_tileRow) + 1]) / 2)
     {
-        for (Columns &columns : m_columns)
+        for (ColumnSums &columns : m_columns)
             columns.upper = columns.light;
         m_isHalved = true;
     }
@@ -161,45 +161,15 @@ void PictureMeter::MeasureRow(int y, int yBelow)
         const float *const at = m_rows[place(y)].data();
         const float *const below = m_rows[place(yBelow)].data();
         // What has data touches one column more on either side.
-        int x = std::max(m_shownFirst - 1, 0) / Columns::k_count * Columns::k_count;
-        for (; x < std::min(m_shownEnd + 1, m_measures.width); x += Columns::k_count)
-            if (AddTo(m_columns[std::size_t(x / Columns::k_count)], above + x, at + x, below + x))
-                FindPeaks(y, x, std::min(x + Columns::k_count, m_measures.width), above, at, below);
+        int x = std::max(m_shownFirst - 1, 0) / ColumnSums::k_count * ColumnSums::k_count;
+        for (; x < std::min(m_shownEnd + 1, m_measures.width); x += ColumnSums::k_count)
+            if (AddRow(m_columns[std::size_t(x / ColumnSums::k_count)], above + x, at + x,
+                       below + x))
+                FindPeaks(y, x, std::min(x + ColumnSums::k_count, m_measures.width), above, at,
+                          below);
     }
     if (y + 1 == m_yEdges[std::size_t(m_tileRow) + 1])
         EndTiles(m_tileRow++);
-}
-
-// Whether one of the pixels may be a peak: that is so rare that the rest of the question is left to
-// those who are. The loop has no branch, so that the compiler makes it of wide instructions.
-bool PictureMeter::AddTo(Columns &columns, const float *__restrict above,
-                         const float *__restrict at, const float *__restrict below)
-{
-    constexpr auto k_black = float(k_BlackLight);
-    float *const __restrict light = columns.light.data();
-    float *const __restrict detail = columns.detail.data();
-    float *const __restrict greatest = columns.greatest.data();
-    float *const __restrict lit = columns.lit.data();
-    int isPeak = 0;
-    for (int x = 0; x < Columns::k_count; ++x)
-    {
-        const float here = at[x + 1];
-        const float left = at[x];
-        const float right = at[x + 2];
-        const float up = above[x + 1];
-        const float down = below[x + 1];
-        light[x] += here;
-        greatest[x] = greatest[x] > here ? greatest[x] : here;
-        lit[x] += here > k_black ? 1.0f : 0.0f;
-        detail[x] += std::abs(4 * here - left - right - up - down);
-        // One alone of all eight may be as bright, so of two there is one that is not.
-        const float aside = left < right ? left : right;
-        const float upright = up < down ? up : down;
-        const float dimmer = aside > upright ? aside : upright;
-        const float most = here / k_PeakRatio;
-        isPeak |= most > (dimmer > k_black ? dimmer : k_black) ? 1 : 0;
-    }
-    return isPeak != 0;
 }
 
 void PictureMeter::FindPeaks(int y, int first, int end, const float *above, const float *at,
@@ -249,8 +219,8 @@ void PictureMeter::EndTiles(int tileRow)
         float greatest = 0;
         for (int x = first; x < end; ++x)
         {
-            const Columns &columns = m_columns[std::size_t(x / Columns::k_count)];
-            const auto at = std::size_t(x % Columns::k_count);
+            const ColumnSums &columns = m_columns[std::size_t(x / ColumnSums::k_count)];
+            const auto at = std::size_t(x % ColumnSums::k_count);
             (x < middle ? left : right) += double(columns.light[at]);
             upper += double(columns.upper[at]);
             detail += double(columns.detail[at]);
@@ -267,7 +237,7 @@ void PictureMeter::EndTiles(int tileRow)
              SlopeOf({upper, (end - first) * upperRows},
                      {all - upper, (end - first) * (height - upperRows)})});
     }
-    std::ranges::fill(m_columns, Columns());
+    std::ranges::fill(m_columns, ColumnSums());
     m_isHalved = false;
 }
 

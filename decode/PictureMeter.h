@@ -5,6 +5,7 @@
 #include <deque>
 #include <vector>
 
+#include "decode/ColumnSums.h"
 #include "decode/LightOfPixels.h"
 #include "decode/PictureMeasures.h"
 #include "decode/PixelBlock.h"
@@ -33,19 +34,6 @@ private:
         std::vector<float> light;
         int filled = 0; ///< Pixels of the data window that came.
     };
-    /// Sums of neighbouring columns since the tiles that are at work began: as many columns as wide
-    /// instructions take in a few steps, so that there is a loop of known length over them.
-    struct Columns
-    {
-        static constexpr int k_count = 32;
-        std::array<float, k_count> light{};
-        std::array<float, k_count> upper{}; ///< Of `light` what is in the upper half of the tiles.
-        std::array<float, k_count> detail{};
-        std::array<float, k_count> greatest{};
-        std::array<float, k_count> lit{}; ///< Pixels that are not black.
-    };
-
-    static bool AddTo(Columns &columns, const float *above, const float *at, const float *below);
 
     void Fill(Row &row, const char *pixels, int x, int count);
     float *NextRow();
@@ -68,9 +56,9 @@ private:
     std::vector<int> m_xEdges;
     std::vector<int> m_yEdges;
     int m_tileRow = 0;
-    bool m_isHalved = false; ///< The upper half of the tiles is done.
-    std::vector<Columns> m_columns;
-    std::deque<Row> m_coming; ///< From data row `m_nextData` on.
+    bool m_isHalved = false;           ///< The upper half of the tiles is done.
+    std::vector<ColumnSums> m_columns; ///< Since the tiles that are at work began.
+    std::deque<Row> m_coming;          ///< From data row `m_nextData` on.
     int m_nextData = 0;
     /// Display row y is in y % 3: from its second value on, the first and the last pixel twice.
     /// Beyond the columns that have data all are 0.

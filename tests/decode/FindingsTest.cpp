@@ -125,3 +125,39 @@ TEST(Findings, SayNothingOfAnImageThatCouldNotBeLookedAt)
     EXPECT_EQ(findings[1].trouble, "no memory");
     EXPECT_EQ(findings[0], ImageFinding()) << "and nothing against its neighbours";
 }
+
+TEST(Findings, LetSoManyWildPixelsPassAsTheLimitSays)
+{
+    using enum ImageState;
+    const struct
+    {
+        std::uint64_t nans;
+        std::uint64_t infinite;
+        std::uint64_t limit;
+        ImageState state;
+    } cases[] = {
+        {0, 0, 0, Ok},  {1, 0, 0, Nan}, {1, 0, 1, Ok},  {2, 0, 1, Nan},         {0, 5, 5, Ok},
+        {0, 6, 5, Nan}, {3, 2, 5, Ok},  {3, 3, 5, Nan}, {7, 0, UINT64_MAX, Ok},
+    };
+    for (const auto &[nans, infinite, limit, state] : cases)
+    {
+        SCOPED_TRACE(testing::Message() << nans << " and " << infinite << ", at most " << limit);
+        ImageReport report = GoodReport();
+        report.nanPixels = nans;
+        report.infinitePixels = infinite;
+        report.wildChannels = "R";
+        const ImageFinding finding = JudgeImages({&report}, 2, {limit, false})[0];
+        EXPECT_EQ(finding.state, state);
+        EXPECT_EQ(finding.detail.empty(), nans + infinite == 0) << "it is told though it may pass";
+    }
+}
+
+TEST(Findings, BlameNegativeColoursWhereThatIsAskedFor)
+{
+    const ImageReport report = Changed([](auto &r) { r.negativePixels = 3; });
+    EXPECT_EQ(JudgeImages({&report}, 2)[0], ImageFinding());
+    EXPECT_EQ(JudgeImages({&report}, 2, {0, true})[0],
+              (ImageFinding{ImageState::Nan, "3 of 307200 pixels have a negative colour"}));
+    const ImageReport sound = GoodReport();
+    EXPECT_EQ(JudgeImages({&sound}, 2, {0, true})[0], ImageFinding());
+}

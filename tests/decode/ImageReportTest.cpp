@@ -9,6 +9,20 @@ using namespace decode;
 namespace
 {
 
+PictureMeasures Measures(int columns, int rows, std::size_t peaks)
+{
+    PictureMeasures measures;
+    measures.width = 1920;
+    measures.height = 1080;
+    measures.columns = columns;
+    measures.rows = rows;
+    measures.hash = 12345;
+    measures.tiles.resize(std::size_t(columns * rows), {40960, 100, 170, 0, -1, 1});
+    measures.peakCount = peaks;
+    measures.peaks.resize(peaks, {1919, 1079, 200});
+    return measures;
+}
+
 ImageReport FullReport()
 {
     ImageReport report;
@@ -23,7 +37,9 @@ ImageReport FullReport()
     report.nanPixels = 3;
     report.infinitePixels = UINT64_MAX;
     report.wildChannels = "Z";
+    report.negativePixels = 77'777;
     report.colour = "0, 0, 0, 1";
+    report.measures = Measures(3, 2, 2);
     return report;
 }
 
@@ -53,9 +69,27 @@ TEST(ImageReport, IsRefusedWhereItIsNone)
         Replaced(good, "1920", "1920 "),
         Replaced(good, "1920", "99999999999"),
         Replaced(good, "2073600", "many"),
+        Replaced(good, "77777", "-1"),
+        good + "0",
+        good.substr(0, good.size() - 1),
+        Replaced(good, PackMeasures(FullReport().measures), "measures"),
     };
     for (const std::string &message : cases)
         EXPECT_EQ(ParseReport(message), std::nullopt) << message;
+}
+
+TEST(ImageReport, IsNeverLongerThanAMessageMayBe)
+{
+    ImageReport report = FullReport();
+    report.measures = Measures(k_MostTiles, k_MostTiles, k_MostPeaks);
+    report.measures.peakCount = UINT64_MAX;
+    report.pixels = report.nanPixels = report.negativePixels = UINT64_MAX;
+    for (String *text : {&report.trouble, &report.reason, &report.format, &report.formatByName,
+                         &report.channels, &report.wildChannels, &report.colour})
+        *text = std::string(100'000, 'x');
+    const std::string message = PackReport(report);
+    EXPECT_LT(message.size(), std::size_t(1) << 16);
+    EXPECT_EQ(ParseReport(message).value().measures, report.measures);
 }
 
 TEST(ImageReport, HoldsOneLineWhateverWasSent)

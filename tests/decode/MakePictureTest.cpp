@@ -127,8 +127,8 @@ TEST_F(MakePictureTest, LaysWhatIsTransparentOverBlack)
     ImageSpec spec(64, 32, 4, OIIO::TypeUInt8);
     spec.attribute("oiio:UnassociatedAlpha", 1);
     WriteImage(m_folder / "a.png", spec, Constant({0.8f, 0.6f, 0.2f, 0.5f}));
-    const auto half = [](double value) { return Coded(Straight(value) / 2); };
-    ExpectColour("a.png", {}, {half(0.8), half(0.6), half(0.2)});
+    const auto halved = [](double value) { return Coded(Straight(value) / 2); };
+    ExpectColour("a.png", {}, {halved(0.8), halved(0.6), halved(0.2)});
 
     WriteImage(m_folder / "a.exr", {64, 32, 4, OIIO::TypeHalf},
                Constant({0.5f, 0.25f, 0.125f, 0.25f}));

@@ -45,6 +45,36 @@ TEST(PixelTally, CountsWhatIsNoNumberAndWhatIsInfinite)
     ExpectWildPixelsAreCounted<double>(OIIO::TypeDesc(OIIO::TypeDesc::DOUBLE));
 }
 
+TEST(PixelTally, CountsPixelsWithANegativeValueInTheChannelsThatAreNamed)
+{
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    const float endless = std::numeric_limits<float>::infinity();
+    const std::vector<float> values{-1,       -1,  0,  // Both.
+                                    0,        -1,  5,  // The other one.
+                                    0,        0,   -1, // Neither.
+                                    1,        1,   1,  //
+                                    -0.0f,    nan, 0,  // No values below zero.
+                                    -endless, 0,   0,  -1e-30f, 0, 0};
+    const auto negative = [&](const std::vector<std::size_t> &channels)
+    {
+        PixelTally tally(OIIO::TypeFloat, 3);
+        tally.CountNegative(channels);
+        tally.Add(values.data(), 7);
+        return tally.NegativePixels();
+    };
+    EXPECT_EQ(negative({}), 0u);
+    EXPECT_EQ(negative({0}), 3u);
+    EXPECT_EQ(negative({1}), 2u);
+    EXPECT_EQ(negative({0, 1}), 4u);
+    EXPECT_EQ(negative({2}), 1u);
+
+    PixelTally tally(OIIO::TypeHalf, 1);
+    tally.CountNegative({0});
+    const half halves[] = {half(-0.5f), half(0.5f), half(-0.0f), half(-nan), half(-endless)};
+    tally.Add(halves, 5);
+    EXPECT_EQ(tally.NegativePixels(), 2u);
+}
+
 TEST(PixelTally, SeesOneColourOverAllPieces)
 {
     const std::vector<float> dark{0.0f, 0.5f, 0.0f, 0.5f};

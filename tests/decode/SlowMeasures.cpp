@@ -11,7 +11,7 @@ namespace
 
 constexpr double k_black = 1.0 / 1024;
 
-double Linear(double code)
+double LinearOf(double code)
 {
     return code <= 0.04045 ? code / 12.92 : std::pow((code + 0.055) / 1.055, 2.4);
 }
@@ -31,7 +31,7 @@ double LightOfPixel(const ImageSpec &spec, const double *pixel)
         const double value = pixel[channel];
         if (!(value > 0))
             return 0.0;
-        return isCode ? Linear(value) : std::min(value, 65504.0);
+        return isCode ? LinearOf(value) : std::min(value, 65504.0);
     };
     if (ChannelOf(spec, "R") < spec.nchannels)
         return 0.2126 * light(ChannelOf(spec, "R")) + 0.7152 * light(ChannelOf(spec, "G")) +
