@@ -230,6 +230,8 @@ TEST(PictureMeter, LaysTheTilesOverTheDisplayWindow)
         {"one row", 0, 39, 60, 7},
         {"a band across", -30, 10, 200, 5},
         {"many columns beside", -500, 0, 1000, 40},
+        {"from column 32 on", -32, 0, 150, 40},
+        {"up to column 64", -4, 0, 150, 40},
     };
     for (const auto &[what, x, y, width, height] : cases)
     {
