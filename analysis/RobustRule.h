@@ -60,9 +60,8 @@ struct RobustBand
     SizeBand sizes{};
 };
 
-/// The rows of outliers, ascending. Linear, and the same for any offset: some 20 to 50 nanoseconds
-/// a row where most sizes are within `sizeVariation` of those around them, up to half a microsecond
-/// where hardly any is.
+/// The rows of outliers, ascending. Linear, and of much the same cost for any offset;
+/// docs/performance.md has it beside the neighbours' rule.
 std::vector<std::size_t> FindRobustOutliers(std::span<const FrameRecord> frames,
                                             const ScanRules &rules);
 
