@@ -52,7 +52,7 @@ public:
                 if (jump < k_least_told)
                     continue;
                 const float expected = ExpectedAt(frame, tile) + whip;
-                if (jump - expected > most)
+                if (jump - expected > most && !IsHabit(m_blocks, frame, tile, jump))
                 {
                     most = jump - expected;
                     usual = expected;
@@ -70,7 +70,8 @@ public:
             return std::nullopt;
         const float usual = UsualAt(m_means, frame, 0);
         const float jump = m_means.At(frame)[0];
-        if (jump <= k_UsualTimes * usual + std::max(k_ContentJump, MotionBeside(frame)))
+        if (jump <= k_UsualTimes * usual + std::max(k_ContentJump, MotionBeside(frame)) ||
+            IsHabit(m_means, frame, 0, jump))
             return std::nullopt;
         return PictureFinding{
             CheckState::Pop,

@@ -88,7 +88,8 @@ public:
             if (!m_sizes.IsKnown(frame))
                 continue;
             const float usual = UsualAt(m_sizes, frame, 0);
-            if (m_sizes.At(frame)[0] > k_UsualTimes * usual + least)
+            const float size = m_sizes.At(frame)[0];
+            if (size > k_UsualTimes * usual + least && !IsHabit(m_sizes, frame, 0, size))
                 tell(frame, m_signed[frame], usual);
         }
     }

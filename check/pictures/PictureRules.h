@@ -12,6 +12,12 @@ inline constexpr int k_History = 8;
 /// How many times what is usual a jump has to be: the highest of some frames of noise is seldom
 /// twice the second highest of sixteen others.
 inline constexpr float k_UsualTimes = 2;
+/// Frames on each side among which so many that jump about as far, up to so many times more or
+/// less, make it a habit of the shot: a strobe, a turn that comes again. Of missing and stale
+/// blocks nobody makes a habit but a machine.
+inline constexpr int k_Habit = 30;
+inline constexpr int k_HabitFrames = 2;
+inline constexpr float k_HabitTimes = 2;
 /// Added to all light before its logarithm is taken, as a share of the usual light of the shot:
 /// below it nothing is seen, so nothing counts.
 inline constexpr float k_Darkness = 0.06f;

@@ -70,6 +70,22 @@ float UsualAt(const SpikeSeries &series, std::size_t frame, std::size_t place)
     return std::max(before.second, after.second);
 }
 
+bool IsHabit(const SpikeSeries &series, std::size_t frame, std::size_t place, float value)
+{
+    using namespace picture_rules;
+    const std::size_t first = frame > std::size_t(k_Habit) ? frame - k_Habit : 0;
+    const std::size_t end = std::min(frame + k_Habit + 1, series.Frames());
+    int alike = 0;
+    for (std::size_t other = first; other < end; ++other)
+    {
+        if (other == frame || !series.IsKnown(other))
+            continue;
+        const float there = series.At(other)[place];
+        alike += there * k_HabitTimes >= value && there <= value * k_HabitTimes;
+    }
+    return alike >= k_HabitFrames;
+}
+
 void SpreadOverPlaces(SpikeSeries &series, int columns, int reach)
 {
     const int rows = columns > 0 ? int(series.Places()) / columns : 0;

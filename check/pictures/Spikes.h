@@ -58,6 +58,10 @@ float SpikeOf(float before, float value, float after);
 /// has too few, all of the other side count in its place.
 float UsualAt(const SpikeSeries &series, std::size_t frame, std::size_t place);
 
+/// Whether it is a habit of the shot: in a longer time around some other frames have about as much
+/// there, as where a strobe flashes.
+bool IsHabit(const SpikeSeries &series, std::size_t frame, std::size_t place, float value);
+
 /// Each place takes the greatest of those around it, `reach` to each side on a grid so wide.
 void SpreadOverPlaces(SpikeSeries &series, int columns, int reach);
 
