@@ -116,10 +116,13 @@ inline constexpr float k_LeastSparks = 3;
 /// and two are enough, or one where no frame of the time around has any.
 inline constexpr double k_StrongSpark = 0.7;
 inline constexpr float k_LeastStrongSparks = 2;
-/// Peaks a frame that are usual where there are hardly any: not in snow or rain.
+/// New peaks a frame that are usual where there are hardly any: not in snow or rain.
 inline constexpr float k_QuietPeaks = 1;
-/// At an end of a shot, where there is one neighbour, as many more.
-inline constexpr float k_SparksAtEnds = 2;
+/// And from which on it may be snow.
+inline constexpr float k_SnowPeaks = 4;
+/// As many more in snow, and at an end of a shot, where there is one
+/// neighbour.
+inline constexpr float k_MoreSparks = 2;
 
 // The pixels of a neighbour: `duplicate`.
 

@@ -122,12 +122,14 @@ PictureFindings FindSparks(const PictureSequence &pictures)
         const float usual = UsualAt(counts, frame, 0);
         const float count = counts.At(frame)[0];
         const bool isEnd = IsEnd(pictures, frame);
-        const float more = isEnd ? k_SparksAtEnds : 0;
+        const bool areUsual = usual > k_SnowPeaks;
+        const float more = isEnd || areUsual ? k_MoreSparks : 0;
         const bool areMany =
             !isEnd && count > usual + k_SparkDeviations * std::sqrt(usual + 1) + k_LeastSparks;
-        const bool isQuiet = usual <= k_QuietPeaks && IsQuiet(strong, frame);
-        const float least = isQuiet ? 1 : k_LeastStrongSparks;
+        const bool isLonely = usual <= k_QuietPeaks && IsQuiet(strong, frame);
+        const float least = isLonely ? 1 : k_LeastStrongSparks;
         const bool areStrong =
+            !(isEnd && areUsual) &&
             peaks.strong >= least + k_UsualTimes * UsualAt(strong, frame, 0) + more;
         if (areMany || areStrong)
             findings[frame] = {CheckState::Sparks,

@@ -21,13 +21,33 @@ constexpr std::size_t k_youngest = 2;
 
 // What tells tiles apart, in stops or parts of them.
 using Features = std::array<float, 5>;
+enum Feature : std::size_t
+{
+    k_light,
+    k_across,
+    k_down,
+    k_detail,
+    k_greatest,
+};
+// What they are divided by: a half of the slopes, a quarter of the others.
+constexpr float k_slope_weight = 2 * 32;
+constexpr float k_coarse_weight = 4;
+
+float Distance(const Features &one, const Features &other)
+{
+    float sum = 0;
+    for (std::size_t i = 0; i < one.size(); ++i)
+        sum += std::abs(one[i] - other[i]);
+    return sum;
+}
 
 class StaleBlocks
 {
 public:
     explicit StaleBlocks(const PictureSequence &pictures)
         : m_pictures(pictures), m_tiles(pictures.Tiles()), m_features(pictures.Size() * m_tiles),
-          m_motion(pictures.Size() * m_tiles), m_evidence(pictures.Size(), m_tiles)
+          m_motion(pictures.Size() * m_tiles), m_levels(pictures.Size()),
+          m_evidence(pictures.Size(), m_tiles)
     {
         for (std::size_t frame = 0; frame < pictures.Size(); ++frame)
             if (pictures.At(frame))
@@ -35,8 +55,8 @@ public:
         for (std::size_t frame = 0; frame < pictures.Size(); ++frame)
             if (pictures.HasNeighbours(frame))
                 for (std::size_t tile = 0; tile < m_tiles; ++tile)
-                    m_motion[frame * m_tiles + tile] = std::min(Distance(frame, frame - 1, tile),
-                                                                Distance(frame, frame + 1, tile));
+                    m_motion[frame * m_tiles + tile] = std::min(MotionFrom(frame, frame - 1, tile),
+                                                                MotionFrom(frame, frame + 1, tile));
         for (std::size_t frame = 0; frame < pictures.Size(); ++frame)
             if (pictures.HasNeighbours(frame))
                 Measure(frame);
@@ -64,26 +84,47 @@ private:
 
     void Describe(std::size_t frame)
     {
+        const std::span<const float> light = m_pictures.Light(frame);
+        std::vector<float> sorted(light.begin(), light.end());
+        const auto middle = sorted.begin() + std::ptrdiff_t(sorted.size() / 2);
+        std::ranges::nth_element(sorted, middle);
+        m_levels[frame] = *middle;
         for (std::size_t tile = 0; tile < m_tiles; ++tile)
         {
             const decode::TileMeasure &measure = m_pictures.At(frame)->tiles[tile];
-            constexpr float k_slope_steps = 32;
-            constexpr float k_coarse_steps = decode::k_CoarseSteps;
             m_features[frame * m_tiles + tile] = {
-                m_pictures.Light(frame)[tile], float(measure.across) / k_slope_steps / 2,
-                float(measure.down) / k_slope_steps / 2, float(measure.detail) / k_coarse_steps / 4,
-                float(measure.greatest) / k_coarse_steps / 4};
+                m_pictures.Light(frame)[tile], float(measure.across) / k_slope_weight,
+                float(measure.down) / k_slope_weight,
+                float(decode::StopsOf(measure.detail)) / k_coarse_weight,
+                float(decode::StopsOf(measure.greatest)) / k_coarse_weight};
         }
     }
 
     float Distance(std::size_t frame, std::size_t other, std::size_t tile) const
     {
+        return check::Distance(m_features[frame * m_tiles + tile],
+                               m_features[other * m_tiles + tile]);
+    }
+
+    // How unlike another frame a tile is, be it as it is or with that frame's light, less what the
+    // light of all changes by: where a fire or a lamp flickers all is unlike, and nothing moves.
+    float MotionFrom(std::size_t frame, std::size_t other, std::size_t tile) const
+    {
         const Features &one = m_features[frame * m_tiles + tile];
-        const Features &two = m_features[other * m_tiles + tile];
-        float sum = 0;
-        for (std::size_t i = 0; i < one.size(); ++i)
-            sum += std::abs(one[i] - two[i]);
-        return sum;
+        Features two = m_features[other * m_tiles + tile];
+        const float brighter = m_levels[frame] - m_levels[other];
+        two[k_light] += brighter;
+        two[k_detail] += brighter / k_coarse_weight;
+        two[k_greatest] += brighter / k_coarse_weight;
+        const float unlike = std::min(Distance(frame, other, tile), check::Distance(one, two));
+        return std::max(0.0f, unlike - std::abs(brighter));
+    }
+
+    // As it is, be it for the light alone: so it goes round where a lamp flickers.
+    bool IsUnlikeBoth(std::size_t frame, std::size_t tile) const
+    {
+        return Distance(frame, frame - 1, tile) >= k_StaleMotion &&
+               Distance(frame, frame + 1, tile) >= k_StaleMotion;
     }
 
     float MotionOf(std::size_t frame, std::size_t tile) const
@@ -135,7 +176,7 @@ private:
         const float most = LikewiseOf(frame, age, tile);
         for (std::size_t other = first; other <= last; ++other)
             if (other != frame && other != frame + age && m_pictures.HasNeighbours(other) &&
-                MotionOf(other, tile) >= k_StaleMotion &&
+                IsUnlikeBoth(other, tile) &&
                 AreLike(std::ptrdiff_t(other), std::ptrdiff_t(other) - std::ptrdiff_t(age), tile,
                         most))
                 return true;
@@ -230,6 +271,7 @@ private:
     const std::size_t m_tiles;
     std::vector<Features> m_features;
     std::vector<float> m_motion; // How unlike the more alike of its neighbours a tile is.
+    std::vector<float> m_levels; // The median light of the tiles of each frame.
     SpikeSeries m_evidence;
     std::map<std::size_t, std::vector<Group>> m_groups;
 };
