@@ -7,15 +7,9 @@
 namespace decode
 {
 
-namespace
-{
-
-using Add = bool(ColumnSums &, const float *, const float *, const float *);
-
 // The loop has no branch and a known length, so that the compiler makes it of wide instructions.
-[[gnu::always_inline]] inline bool AddPlainly(ColumnSums &columns, const float *__restrict above,
-                                              const float *__restrict at,
-                                              const float *__restrict below)
+bool AddRow(ColumnSums &columns, const float *__restrict above, const float *__restrict at,
+            const float *__restrict below)
 {
     constexpr auto k_black = float(k_BlackLight);
     float *const __restrict light = columns.light.data();
@@ -42,36 +36,6 @@ using Add = bool(ColumnSums &, const float *, const float *, const float *);
         isPeak |= int(most > dimmer) & int(most > k_black);
     }
     return isPeak != 0;
-}
-
-#ifdef __x86_64__
-[[gnu::target("avx2")]] bool AddWidely(ColumnSums &columns, const float *above, const float *at,
-                                       const float *below)
-{
-    return AddPlainly(columns, above, at, below);
-}
-#endif
-
-bool AddAnywhere(ColumnSums &columns, const float *above, const float *at, const float *below)
-{
-    return AddPlainly(columns, above, at, below);
-}
-
-Add *ChooseAdd()
-{
-#ifdef __x86_64__
-    if (__builtin_cpu_supports("avx2"))
-        return AddWidely;
-#endif
-    return AddAnywhere;
-}
-
-} // namespace
-
-bool AddRow(ColumnSums &columns, const float *above, const float *at, const float *below)
-{
-    static Add *const s_add = ChooseAdd();
-    return s_add(columns, above, at, below);
 }
 
 } // namespace decode

@@ -21,7 +21,7 @@ namespace
 constexpr auto k_int_most = std::numeric_limits<int>::max();
 constexpr auto k_int_least = std::numeric_limits<int>::min();
 
-ImageSpec Spec(int width, int height, int channels = 3, TypeDesc type = OIIO::TypeFloat)
+ImageSpec SpecOf(int width, int height, int channels = 3, TypeDesc type = OIIO::TypeFloat)
 {
     return {width, height, channels, type};
 }
@@ -183,7 +183,7 @@ TEST(PictureMeter, MeasuresWhatAPlainCountOverTheWholePictureFinds)
     for (const auto &[width, height] : sizes)
     {
         SCOPED_TRACE(testing::Message() << width << " x " << height);
-        const ImageSpec spec = Spec(width, height);
+        const ImageSpec spec = SpecOf(width, height);
         const std::vector<double> values = Scene(spec);
         ExpectSame(Measured(spec, values), MeasureSlowly(spec, values));
     }
@@ -191,7 +191,7 @@ TEST(PictureMeter, MeasuresWhatAPlainCountOverTheWholePictureFinds)
 
 TEST(PictureMeter, MeasuresTheSameHoweverThePixelsCome)
 {
-    const ImageSpec whole = Spec(100, 70);
+    const ImageSpec whole = SpecOf(100, 70);
     const Blocks ways[] = {{k_int_most, 7, false}, {k_int_most, 70, false}, {16, 16, false},
                            {16, 16, true},         {64, 64, true},          {1, 70, true},
                            {99, 1, false},         {100, 33, false}};
@@ -210,7 +210,7 @@ TEST(PictureMeter, MeasuresTheSameHoweverThePixelsCome)
 
 TEST(PictureMeter, LaysTheTilesOverTheDisplayWindow)
 {
-    const ImageSpec whole = Spec(60, 40);
+    const ImageSpec whole = SpecOf(60, 40);
     const std::vector<double> values = Scene(whole);
     const struct
     {
@@ -244,7 +244,7 @@ TEST(PictureMeter, LaysTheTilesOverTheDisplayWindow)
 
 TEST(PictureMeter, MeasuresTheDataWindowWhereTheDisplayWindowMakesNoSense)
 {
-    const ImageSpec whole = Spec(40, 30);
+    const ImageSpec whole = SpecOf(40, 30);
     const std::vector<double> values = Scene(whole);
     const PictureMeasures expected = MeasureSlowly(whole, values);
     const int windows[][4] = {
@@ -272,7 +272,7 @@ TEST(PictureMeter, MeasuresTheDataWindowWhereTheDisplayWindowMakesNoSense)
 
 TEST(PictureMeter, TakesNoTimeAndNoRoomForADisplayWindowWithoutPixels)
 {
-    const ImageSpec spec = InWindow(Spec(3, 2), -40000, -40000, 65535, 65535);
+    const ImageSpec spec = InWindow(SpecOf(3, 2), -40000, -40000, 65535, 65535);
     // Tiles of its own width, so that rows are kept until they are complete.
     const PictureMeasures measures = Measured(spec, std::vector<double>(18, 1.0), {2, 2});
     ASSERT_EQ(measures.tiles.size(), 1024u);
@@ -283,7 +283,7 @@ TEST(PictureMeter, TakesNoTimeAndNoRoomForADisplayWindowWithoutPixels)
 
 TEST(PictureMeter, CountsTheFirstSliceOfAVolume)
 {
-    ImageSpec spec = InWindow(Spec(20, 10), 0, 0, 20, 16);
+    ImageSpec spec = InWindow(SpecOf(20, 10), 0, 0, 20, 16);
     const std::vector<double> values = Scene(spec);
     const PictureMeasures first = Measured(spec, values);
     PictureMeter meter(spec);
@@ -307,7 +307,7 @@ TEST(PictureMeter, MeasuresEveryKindOfPixel)
         for (const int channels : {1, 3, 4})
         {
             SCOPED_TRACE(testing::Message() << type.c_str() << " x " << channels);
-            const ImageSpec spec = Spec(70, 50, channels, type);
+            const ImageSpec spec = SpecOf(70, 50, channels, type);
             // Longer numbers are looked up by 12 bits, so give those values that 12 bits can say.
             const std::vector<double> values = Rounded(Scene(spec), most < 5000 ? most : 4095);
             ExpectSame(Measured(spec, values), MeasureSlowly(spec, values));
@@ -316,7 +316,7 @@ TEST(PictureMeter, MeasuresEveryKindOfPixel)
 
 TEST(PictureMeter, KeepsTheBrightestOfThousandsOfPeaks)
 {
-    const ImageSpec spec = Spec(400, 200, 1);
+    const ImageSpec spec = SpecOf(400, 200, 1);
     std::vector<double> values(std::size_t(spec.width * spec.height), 0.01);
     std::mt19937 random(3);
     std::uniform_real_distribution<double> stops(-4, 9);
@@ -330,7 +330,7 @@ TEST(PictureMeter, KeepsTheBrightestOfThousandsOfPeaks)
 
 TEST(PictureMeter, FindsAPeakBesideNoMoreThanOneBrightNeighbour)
 {
-    const ImageSpec spec = Spec(9, 9, 1);
+    const ImageSpec spec = SpecOf(9, 9, 1);
     const int around[] = {-10, -9, -8, -1, 1, 8, 9, 10};
     for (const int one : around)
         for (const int other : around)
@@ -349,7 +349,7 @@ TEST(PictureMeter, FindsPeaksInEveryColumnAndAtNoBlack)
 {
     for (int x = 0; x < 130; ++x)
     {
-        const ImageSpec spec = Spec(130, 5, 1);
+        const ImageSpec spec = SpecOf(130, 5, 1);
         std::vector<double> values(650, 0.0);
         values[std::size_t(260 + x)] = 0.002;
         EXPECT_EQ(Measured(spec, values).peakCount, 1u) << x;
@@ -360,7 +360,7 @@ TEST(PictureMeter, FindsPeaksInEveryColumnAndAtNoBlack)
 
 TEST(PictureMeter, TakesWhatIsNoLightForNone)
 {
-    const ImageSpec spec = Spec(40, 30, 1);
+    const ImageSpec spec = SpecOf(40, 30, 1);
     std::vector<double> dark = Scene(spec);
     std::vector<double> wild = dark;
     const double none[] = {std::numeric_limits<double>::quiet_NaN(),

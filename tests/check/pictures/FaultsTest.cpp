@@ -30,12 +30,12 @@ struct Fault
     const char *detail; ///< What it begins with; a number in parentheses is how far.
     double least;
     double most;
-};
 
-void PrintTo(const Fault &fault, std::ostream *stream)
-{
-    *stream << fault.name;
-}
+    friend void PrintTo(const Fault &fault, std::ostream *stream)
+    {
+        *stream << fault.name;
+    }
+};
 
 SamplePicture &Bad(SampleShot &shot)
 {

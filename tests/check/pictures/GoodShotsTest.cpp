@@ -22,12 +22,12 @@ struct GoodShot
 {
     const char *name;
     SampleShot (*make)();
-};
 
-void PrintTo(const GoodShot &shot, std::ostream *stream)
-{
-    *stream << shot.name;
-}
+    friend void PrintTo(const GoodShot &shot, std::ostream *stream)
+    {
+        *stream << shot.name;
+    }
+};
 
 // The ground as seen from a place that depends on the frame.
 template <typename PlaceOf> SampleShot MovedShot(PlaceOf placeOf)

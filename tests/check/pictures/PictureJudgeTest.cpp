@@ -81,12 +81,12 @@ struct Damage
     const char *name;
     SamplePicture (*damage)(const SamplePicture &);
     CheckState state;
-};
 
-void PrintTo(const Damage &damage, std::ostream *stream)
-{
-    *stream << damage.name;
-}
+    friend void PrintTo(const Damage &damage, std::ostream *stream)
+    {
+        *stream << damage.name;
+    }
+};
 
 class PictureJudgeBorders : public testing::TestWithParam<Damage>
 {
