@@ -84,7 +84,8 @@ TEST_F(JudgedTables, TellStateDetailAndPlaceOfAFrame)
 
 TEST_F(JudgedTables, AreJudgedInTheOrderOfTimeHoweverTheirRowsAreSorted)
 {
-    WriteBlackTiles(k_badFile);
+    // What only the next frame in time tells.
+    Write(k_badFile, *m_shot[k_badFile - 2]);
     CheckTable table = Table();
     // Neighbours in the table are seven frames apart.
     std::ranges::sort(table.frames, {},
@@ -93,7 +94,7 @@ TEST_F(JudgedTables, AreJudgedInTheOrderOfTimeHoweverTheirRowsAreSorted)
     Decode(table, CheckDepth::Pictures);
     for (std::size_t row = 0; row < table.frames.size(); ++row)
         EXPECT_EQ(table.states[row],
-                  table.frames[row].frame == k_badFile ? CheckState::Patch : CheckState::Ok)
+                  table.frames[row].frame == k_badFile ? CheckState::Duplicate : CheckState::Ok)
             << table.frames[row].frame;
     ASSERT_EQ(table.places.size(), 1u);
     EXPECT_EQ(table.frames[table.places.begin()->first].frame, k_badFile);
