@@ -47,6 +47,7 @@ public:
 
     ExitStatus Run(Client &client) override
     {
+        m_check.NeedSense();
         CheckSubject subject = m_subject.Find(client);
         for (CheckTable &table : subject.tables)
         {

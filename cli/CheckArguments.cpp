@@ -33,7 +33,7 @@ check::CheckRules CheckArguments::Rules() const
 
 void CheckArguments::Check(check::CheckTable &table)
 {
-    m_decode.NeedWish();
+    NeedSense();
     ProgressBar bar(stderr, true);
     const bool isShown = isatty(STDERR_FILENO) == 1;
     const auto show = [&](std::size_t done, std::size_t all)

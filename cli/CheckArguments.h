@@ -42,6 +42,13 @@ public:
 
     check::CheckRules Rules() const;
 
+    /// Throws `Failure` for options that say nothing without others. `Check` does, too; this is for
+    /// who prints before it.
+    void NeedSense() const
+    {
+        m_decode.NeedWish();
+    }
+
     /// One pass over a table that is filled: looks, judges, and reads the images where that is
     /// wanted; with a bar on a terminal. Images that could not be looked at are told on standard
     /// error. Throws `check::CheckException *`.

@@ -42,7 +42,7 @@ void DecodeArguments::NeedWish() const
                                                    {"--decode-memory", !m_memory.empty()}};
     for (const auto &[name, isGiven] : given)
         if (isGiven)
-            throw new Failure(k_WrongUsage, fmt::format("{} needs --decode or --pictures", name));
+            throw new Failure(k_WrongUsage, fmt::format("{} goes with --decode or --pictures", name));
 }
 
 decode::NumberRules DecodeArguments::Numbers() const

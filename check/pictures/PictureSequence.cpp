@@ -38,7 +38,8 @@ double UsualLight(const std::vector<const PictureMeasures *> &frames)
         return 1;
     const auto middle = levels.begin() + std::ptrdiff_t(levels.size() / 2);
     std::ranges::nth_element(levels, middle);
-    return LightOf(*middle);
+    // Whatever a decoder says of a tile that is not black: what comes of it is a number.
+    return std::max(LightOf(*middle), decode::k_BlackLight);
 }
 
 } // namespace

@@ -29,7 +29,7 @@ struct Highest
 // A side with fewer says little of what is usual.
 constexpr int k_enough = 4;
 
-// Of the known frames on one side, the nearest `most`.
+// Of the nearest `most` frames on one side, those that are known.
 Highest HighestOf(const SpikeSeries &series, std::size_t frame, std::size_t place, int step,
                   int most)
 {

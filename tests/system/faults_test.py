@@ -167,8 +167,8 @@ class OddNumbers(RenderTest):
         for arguments, said in (
             (["--decode", "--nan-limit", "x"], "corvan: --nan-limit: 'x' is not a whole number from 0 to "),
             (["--decode", "--nan-limit", "-1"], "corvan: --nan-limit: '-1' is not a whole number from 0 to "),
-            (["--nan-limit", "3"], "corvan: --nan-limit needs --decode or --pictures\n"),
-            (["--no-negative"], "corvan: --no-negative needs --decode or --pictures\n"),
+            (["--nan-limit", "3"], "corvan: --nan-limit goes with --decode or --pictures\n"),
+            (["--no-negative"], "corvan: --no-negative goes with --decode or --pictures\n"),
         ):
             with self.subTest(arguments):
                 told = self.run_corvan("check", "--json", *arguments, *self.given(), status=2)

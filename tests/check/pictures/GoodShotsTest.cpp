@@ -59,6 +59,11 @@ SampleShot FadeOut()
     return LitShot([](int frame) { return frame > 40 ? std::log2((59.001 - frame) / 19.0) : 0.0; });
 }
 
+SampleShot Strobe()
+{
+    return LitShot([](int frame) { return frame % 10 == 5 ? 1.5 : 0.0; });
+}
+
 SampleShot Flash()
 {
     return LitShot(
@@ -241,6 +246,7 @@ const GoodShot k_shots[] = {
     {"FadeIn", FadeIn},
     {"FadeOut", FadeOut},
     {"Flash", Flash},
+    {"Strobe", Strobe},
     {"Hold", Hold},
     {"OnTwos", OnTwos},
     {"OnThrees", OnThrees},
