@@ -68,8 +68,8 @@ void WriteCrop(const ostrel::Path &path, const std::string &jpeg)
 void Crops::Declare(CLI::App &verb)
 {
     verb.add_option("--crops", m_folder,
-                    "DIR, made where it is missing; writes a small picture of each frame in which "
-                    "--pictures found something: that place in the frame before, in the frame and "
+                    "DIR, made where it is missing; writes a small picture of each frame whose "
+                    "state --pictures alone tells: that place in the frame before, in the frame and "
                     "in the one after")
         ->check([](const std::string &folder)
                 { return folder.empty() ? "it names no folder" : std::string(); })

@@ -40,9 +40,11 @@ std::vector<std::size_t> ColourChannels(const ImageSpec &spec)
     std::vector<std::size_t> channels;
     for (std::size_t i = 0; i < spec.channelnames.size(); ++i)
     {
-        const std::string &name = spec.channelnames[i];
-        if (std::ranges::any_of(std::array{"R", "G", "B", "Y"}, [&](const char *colour)
-                                { return OIIO::Strutil::iequals(name, colour); }))
+        // Of "beauty.R" the end counts; the Y of a layer is that of a place, not of light.
+        const std::string &whole = spec.channelnames[i];
+        const std::string name = whole.substr(whole.rfind('.') + 1);
+        const auto is = [&](const char *colour) { return OIIO::Strutil::iequals(name, colour); };
+        if (is("R") || is("G") || is("B") || (is("Y") && name == whole))
             channels.push_back(i);
     }
     return channels;
@@ -105,6 +107,11 @@ private:
             std::optional<PictureMeter> meter;
             if (m_depth == ReportDepth::Measured && part == 0 && !spec.deep)
                 meter.emplace(spec);
+            if (m_depth == ReportDepth::Measured)
+                for (const std::int64_t number :
+                     {spec.full_x, spec.full_y, spec.full_width, spec.full_height, spec.x, spec.y,
+                      spec.width, spec.height, spec.nchannels, int(spec.format.basetype)})
+                    m_hash.Add(number);
             if (String reason = ReadPart(part, spec, tally, meter); !reason.empty())
                 return reason;
             AddPart(report, part, spec, tally);

@@ -28,7 +28,7 @@ constexpr int k_code_bits = 12;
 template <typename Value>
 constexpr int k_bits_of = std::min(std::numeric_limits<Value>::digits, k_code_bits);
 
-int ChannelOf(const ImageSpec &spec, const char *name)
+int ChannelOf(const ImageSpec &spec, const std::string &name)
 {
     for (int i = 0; i < spec.nchannels; ++i)
         if (OIIO::Strutil::iequals(spec.channelnames[std::size_t(i)], name))
@@ -79,14 +79,22 @@ LightOfPixels::LightOfPixels(const ImageSpec &spec) : m_stride(std::size_t(spec.
 
 void LightOfPixels::ChooseChannels(const ImageSpec &spec)
 {
-    const int red = ChannelOf(spec, "R");
-    const int green = ChannelOf(spec, "G");
-    const int blue = ChannelOf(spec, "B");
-    m_hasColours = red >= 0 && green >= 0 && blue >= 0;
-    if (m_hasColours)
+    // Without a layer first, else of the first layer that has all three.
+    std::vector<std::string> layers{""};
+    for (const std::string &name : spec.channelnames)
+        layers.push_back(name.substr(0, name.rfind('.') + 1));
+    for (const std::string &layer : layers)
+    {
+        const int red = ChannelOf(spec, layer + "R");
+        const int green = ChannelOf(spec, layer + "G");
+        const int blue = ChannelOf(spec, layer + "B");
+        m_hasColours = red >= 0 && green >= 0 && blue >= 0;
+        if (!m_hasColours)
+            continue;
         m_channels = {std::size_t(red), std::size_t(green), std::size_t(blue)};
-    else
-        m_channels[0] = std::size_t(std::max(ChannelOf(spec, "Y"), 0));
+        return;
+    }
+    m_channels[0] = std::size_t(std::max(ChannelOf(spec, "Y"), 0));
 }
 
 // What a channel of each code adds to the light.

@@ -11,8 +11,11 @@ namespace decode
 class LightOfPixels
 {
 public:
-    /// Of its channels the colours count, R, G and B; else Y; else the first.
+    /// Of its channels the colours count: R, G and B, else those of the first layer that has them;
+    /// else Y; else the first.
     explicit LightOfPixels(const OIIO::ImageSpec &spec);
+    LightOfPixels(const LightOfPixels &) = delete;
+    LightOfPixels &operator=(const LightOfPixels &) = delete;
 
     /// `pixels` are `count` pixels of the part, all channels side by side in its type.
     void Convert(const char *pixels, int count, float *light) const

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <new>
 #include <xxhash.h>
 
 #include "decode/PixelBlock.h"
@@ -27,6 +28,12 @@ public:
         for (int row = 0; row < block.height; ++row)
             XXH3_64bits_update(m_state.get(), block.pixels + std::size_t(row) * bytes(block.stride),
                                bytes(block.width));
+    }
+
+    /// What the values alone do not tell, as where they are.
+    void Add(std::int64_t number)
+    {
+        XXH3_64bits_update(m_state.get(), &number, sizeof number);
     }
 
     std::uint64_t Value() const

@@ -35,9 +35,30 @@ public:
         SpreadOverPlaces(*m_passing, pictures.Columns(), k_PassingReach);
     }
 
+    PictureFindings FindBlocks() const
+    {
+        return FindEach(&ContentJumps::FindBlock);
+    }
+    PictureFindings FindWholes() const
+    {
+        return FindEach(&ContentJumps::FindWhole);
+    }
+
+private:
+    template <typename Find> PictureFindings FindEach(Find find) const
+    {
+        PictureFindings findings;
+        for (std::size_t frame = 0; frame < m_pictures.Size(); ++frame)
+            if (std::optional<PictureFinding> finding = (this->*find)(frame))
+                findings[frame] = std::move(*finding);
+        return findings;
+    }
+
     std::optional<PictureFinding> FindBlock(std::size_t frame) const
     {
-        if (!m_blocks.IsKnown(frame))
+        // Of the second frame nobody knows whether something passes.
+        if (!m_blocks.IsKnown(frame) || !m_blocks.IsKnown(frame - 1) ||
+            frame + 1 >= m_blocks.Frames() || !m_blocks.IsKnown(frame + 1))
             return std::nullopt;
         const float whip = WhipOf(frame);
         float most = k_BlockJump;
@@ -81,7 +102,6 @@ public:
             WholeOf(*m_pictures.At(frame))};
     }
 
-private:
     void Measure(std::size_t frame)
     {
         const std::span<float> jumps = m_tiles.Fill(frame);
@@ -194,11 +214,12 @@ private:
             isFar[tile] = 2 * jumps[tile] >= jump;
         const PicturePlace place =
             PlaceOf(*m_pictures.At(frame), GroupAround(isFar, m_pictures.Columns(), farthest));
-        return {CheckState::Pop,
-                fmt::format("{:.2f} stops away from both the frame before and the one after {}, "
-                            "{:.2f} would be usual",
-                            jump, PlaceText(place), usual),
-                place};
+        return {
+            CheckState::Pop,
+            fmt::format("{} are {:.2f} stops away from both the frame before and the one after, "
+                        "{:.2f} would be usual",
+                        PlaceText(place), jump, usual),
+            place};
     }
 
     const PictureSequence &m_pictures;
@@ -213,19 +234,14 @@ private:
 
 } // namespace
 
+PictureFindings FindOtherPictures(const PictureSequence &pictures)
+{
+    return ContentJumps(pictures).FindWholes();
+}
+
 PictureFindings FindContentJumps(const PictureSequence &pictures)
 {
-    const ContentJumps jumps(pictures);
-    PictureFindings findings;
-    for (std::size_t frame = 0; frame < pictures.Size(); ++frame)
-    {
-        std::optional<PictureFinding> finding = jumps.FindWhole(frame);
-        if (!finding)
-            finding = jumps.FindBlock(frame);
-        if (finding)
-            findings[frame] = std::move(*finding);
-    }
-    return findings;
+    return ContentJumps(pictures).FindBlocks();
 }
 
 } // namespace check

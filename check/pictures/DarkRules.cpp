@@ -117,18 +117,23 @@ PictureFindings FindVoids(const PictureSequence &pictures)
         if (!voids.IsKnown(frame))
             continue;
         const std::span<const float> rises = voids.At(frame);
-        TileGroup tiles;
+        std::vector<bool> isVoid(rises.size());
         for (std::size_t tile = 0; tile < rises.size(); ++tile)
-            if (rises[tile] > k_VoidShare &&
+            isVoid[tile] =
+                rises[tile] > k_VoidShare &&
                 rises[tile] > k_UsualTimes * UsualAt(around, frame, tile) + k_VoidShare &&
-                IsMissed(pictures, frame, tile))
-                tiles.push_back(tile);
+                IsMissed(pictures, frame, tile);
+        TileGroup tiles;
+        for (const TileGroup &group : FindGroups(isVoid, pictures.Columns()))
+            if (FillOf(group, pictures.Columns()) > k_BlockFill)
+                tiles.insert(tiles.end(), group.begin(), group.end());
         if (tiles.empty())
             continue;
         const PicturePlace place = PlaceOf(*pictures.At(frame), tiles);
         findings[frame] = {
             CheckState::Patch,
-            fmt::format("black {}, and not so in the frames beside it", PlaceText(place)), place};
+            fmt::format("{} are black, and not so in the frames beside it", PlaceText(place)),
+            place};
     }
     return findings;
 }

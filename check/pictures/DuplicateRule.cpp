@@ -31,9 +31,9 @@ PictureFindings FindDuplicates(const PictureSequence &pictures)
 {
     PictureFindings findings;
     for (std::size_t frame = 1; frame < pictures.Size(); ++frame)
-        // That the shot moves is seen of its other frames, so there have to be some.
+        // A hold that begins or ends where nothing is known, as at the end of a range, may go on.
         if (IsLikeTheOneBefore(pictures, frame) && IsLonely(pictures, frame) &&
-            (pictures.Before(frame - 1) || pictures.After(frame)))
+            pictures.HasNeighbours(frame - 1) && pictures.HasNeighbours(frame))
             findings[frame] = {CheckState::Duplicate, "the same pixels as in the frame before",
                                WholeOf(*pictures.At(frame))};
     return findings;

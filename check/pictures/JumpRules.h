@@ -10,7 +10,10 @@ namespace check
 PictureFindings FindLevelJumps(const PictureSequence &pictures);
 PictureFindings FindNoiseJumps(const PictureSequence &pictures);
 
-/// Frames whose content jumps and comes back, as a whole or in one place.
+/// Frames that show another picture than those before and after.
+PictureFindings FindOtherPictures(const PictureSequence &pictures);
+
+/// Frames whose content jumps in one place, and comes back.
 PictureFindings FindContentJumps(const PictureSequence &pictures);
 
 } // namespace check

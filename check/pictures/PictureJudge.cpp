@@ -20,38 +20,66 @@ namespace
 constexpr std::size_t k_at_once = 256;
 constexpr std::size_t k_margin = 40;
 
+enum class Reach
+{
+    Picture, ///< All of it: such a frame is no measure for those beside it.
+    Place,
+};
+
 struct Rule
 {
     PictureFindings (*find)(const PictureSequence &);
-    /// Beside a fault it is fooled: of what it says there, nothing counts.
-    bool isFooledBesideFaults;
+    Reach reach;
 };
 
-// The first to say something of a frame gives its state: what is certain comes first.
+// The first to say something of a frame has it: what is certain comes first, and what explains
+// what the later ones see.
 constexpr Rule k_rules[] = {
-    {FindDuplicates, false},   {FindBlackFrames, false}, {FindVoids, false},
-    {FindSparks, false},       {FindLevelJumps, false},  {FindNoiseJumps, false},
-    {FindContentJumps, false}, {FindStaleBlocks, true},
+    {FindDuplicates, Reach::Picture},    {FindBlackFrames, Reach::Picture},
+    {FindVoids, Reach::Place},           {FindLevelJumps, Reach::Picture},
+    {FindOtherPictures, Reach::Picture}, {FindSparks, Reach::Place},
+    {FindNoiseJumps, Reach::Picture},    {FindContentJumps, Reach::Place},
 };
 
-void AddFinding(PictureFindings &findings, std::size_t frame, PictureFinding &&finding)
-{
-    const auto [there, isNew] = findings.try_emplace(frame, std::move(finding));
-    if (!isNew)
-        there->second.detail += "; " + finding.detail;
-}
-
-PictureFindings JudgePiece(const PictureSequence &pictures)
+struct Verdict
 {
     PictureFindings findings;
+    std::vector<std::size_t> isOther; ///< Frames of which the whole picture is wrong.
+};
+
+Verdict JudgeOnce(PictureJudge::Frames frames)
+{
+    const PictureSequence pictures(frames);
+    Verdict verdict;
     for (const Rule &rule : k_rules)
-    {
-        const auto isBesideFault = [&, others = findings](std::size_t frame)
-        { return (frame > 0 && others.contains(frame - 1)) || others.contains(frame + 1); };
         for (auto &[frame, finding] : rule.find(pictures))
-            if (!rule.isFooledBesideFaults || !isBesideFault(frame))
-                AddFinding(findings, frame, std::move(finding));
+            if (verdict.findings.try_emplace(frame, std::move(finding)).second &&
+                rule.reach == Reach::Picture)
+                verdict.isOther.push_back(frame);
+    // An older frame is like this one rather than its neighbours where one of these is wrong.
+    for (auto &[frame, finding] : FindStaleBlocks(pictures))
+        if (!verdict.findings.contains(frame - 1) && !verdict.findings.contains(frame + 1))
+            verdict.findings.try_emplace(frame, std::move(finding));
+    return verdict;
+}
+
+// Beside a frame that is wrong as a whole a good one looks wrong, too. So what is found in a place
+// has to be found again without those frames.
+PictureFindings JudgePiece(PictureJudge::Frames frames)
+{
+    Verdict first = JudgeOnce(frames);
+    if (first.isOther.empty())
+        return std::move(first.findings);
+    std::vector<const PictureMeasures *> others(frames.begin(), frames.end());
+    PictureFindings findings;
+    for (const std::size_t frame : first.isOther)
+    {
+        others[frame] = nullptr;
+        findings[frame] = std::move(first.findings[frame]);
     }
+    for (auto &[frame, finding] : JudgeOnce(others).findings)
+        if (first.findings.contains(frame))
+            findings.try_emplace(frame, std::move(finding));
     return findings;
 }
 
@@ -80,7 +108,7 @@ PictureFindings PictureJudge::Judge(Frames frames)
         if (std::vector<std::uint64_t> hashes = HashesOf(near); hashes != piece.hashes)
         {
             piece = {std::move(hashes), {}};
-            for (auto &[at, finding] : JudgePiece(PictureSequence(near)))
+            for (auto &[at, finding] : JudgePiece(near))
                 if (const std::size_t frame = begin + at;
                     frame >= first && frame < first + k_at_once)
                     piece.findings[frame] = std::move(finding);

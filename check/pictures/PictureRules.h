@@ -18,6 +18,9 @@ inline constexpr float k_UsualTimes = 2;
 inline constexpr int k_Habit = 30;
 inline constexpr int k_HabitFrames = 2;
 inline constexpr float k_HabitTimes = 2;
+/// How much of the rectangle around it a group of tiles has to fill to be a block, a band or the
+/// rest of a picture: renderers work in rectangles.
+inline constexpr float k_BlockFill = 0.52f;
 /// Added to all light before its logarithm is taken, as a share of the usual light of the shot:
 /// below it nothing is seen, so nothing counts.
 inline constexpr float k_Darkness = 0.06f;
@@ -102,9 +105,6 @@ inline constexpr float k_StaleRounding = 0.004f;
 inline constexpr int k_StaleReach = 2;
 /// A group of more than this share of the picture is no block: the shot has been here before.
 inline constexpr float k_LargestStale = 0.125f;
-/// How much of the rectangle around it a group has to fill to be a block.
-inline constexpr float k_StaleFill = 0.52f;
-
 // Single bright pixels: `sparks`.
 
 /// Pixels in which a peak of the frame before or after is the same one.

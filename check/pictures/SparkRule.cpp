@@ -50,7 +50,7 @@ double BrightestAround(const PictureMeasures &measures, const Peak &peak)
 struct NewPeaks
 {
     std::vector<Peak> peaks;
-    float strong = 0; ///< How many of them are above all that is around.
+    std::vector<Peak> strong; ///< Those of them that are above all that is around.
 };
 
 NewPeaks FindNewPeaks(const PictureSequence &pictures, std::size_t frame)
@@ -66,7 +66,8 @@ NewPeaks FindNewPeaks(const PictureSequence &pictures, std::size_t frame)
             continue;
         found.peaks.push_back(peak);
         const double around = std::max(BrightestAround(before, peak), BrightestAround(after, peak));
-        found.strong += StopsOf(peak.greatest) > around + k_StrongSpark ? 1 : 0;
+        if (StopsOf(peak.greatest) > around + k_StrongSpark)
+            found.strong.push_back(peak);
     }
     return found;
 }
@@ -76,6 +77,18 @@ PicturePlace PlaceOfPeaks(const std::vector<Peak> &peaks)
     const auto [left, right] = std::ranges::minmax_element(peaks, {}, &Peak::x);
     const auto [top, bottom] = std::ranges::minmax_element(peaks, {}, &Peak::y);
     return {left->x, top->y, right->x - left->x + 1, bottom->y - top->y + 1};
+}
+
+PictureFinding TellSparks(const std::vector<Peak> &peaks, float usual)
+{
+    const PicturePlace place = PlaceOfPeaks(peaks);
+    const ostrel::String what =
+        peaks.size() == 1
+            ? fmt::format("a bright pixel that no frame beside has, at {},{}", place.x, place.y)
+            : fmt::format("{} bright pixels that no frame beside has, within {}", peaks.size(),
+                          PlaceText(place));
+    return {CheckState::Sparks, fmt::format("{}; new ones that are usual: {:.0f}", what, usual),
+            place};
 }
 
 // Frames at an end of the shot have one neighbour.
@@ -111,7 +124,7 @@ PictureFindings FindSparks(const PictureSequence &pictures)
             continue;
         NewPeaks peaks = FindNewPeaks(pictures, frame);
         counts.Set(frame, 0, float(peaks.peaks.size()));
-        strong.Set(frame, 0, peaks.strong);
+        strong.Set(frame, 0, float(peaks.strong.size()));
         if (!peaks.peaks.empty())
             found[frame] = std::move(peaks);
     }
@@ -130,13 +143,9 @@ PictureFindings FindSparks(const PictureSequence &pictures)
         const float least = isLonely ? 1 : k_LeastStrongSparks;
         const bool areStrong =
             !(isEnd && areUsual) &&
-            peaks.strong >= least + k_UsualTimes * UsualAt(strong, frame, 0) + more;
+            float(peaks.strong.size()) >= least + k_UsualTimes * UsualAt(strong, frame, 0) + more;
         if (areMany || areStrong)
-            findings[frame] = {CheckState::Sparks,
-                               fmt::format("{:.0f} bright pixels that the frames before and after "
-                                           "do not have, {:.0f} would be usual",
-                                           count, usual),
-                               PlaceOfPeaks(peaks.peaks)};
+            findings[frame] = TellSparks(areMany ? peaks.peaks : peaks.strong, usual);
     }
     return findings;
 }

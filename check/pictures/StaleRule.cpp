@@ -4,6 +4,8 @@
 #include <array>
 #include <cmath>
 #include <fmt/format.h>
+#include <limits>
+#include <map>
 
 #include "check/pictures/PictureRules.h"
 #include "check/pictures/Spikes.h"
@@ -158,14 +160,17 @@ private:
     }
 
     // That what is beside the frame is like what is beside the older one: it goes round, or swings.
+    // Where that cannot be told it may.
     bool IsLoop(std::size_t frame, std::size_t age, std::size_t tile) const
     {
-        const auto now = std::ptrdiff_t(frame);
-        const std::ptrdiff_t then = now - std::ptrdiff_t(age);
+        const std::size_t then = frame - age;
+        if (!m_pictures.HasNeighbours(then))
+            return true;
         const float most = LikewiseOf(frame, age, tile);
-        return AreLike(now + 1, then + 1, tile, most) || AreLike(now - 1, then - 1, tile, most) ||
-               AreLike(now + 1, then - 1, tile, most) ||
-               (age > k_youngest && AreLike(now - 1, then + 1, tile, most));
+        const auto areLike = [&](std::size_t one, std::size_t other)
+        { return Distance(one, other, tile) < most; };
+        return areLike(frame + 1, then + 1) || areLike(frame - 1, then - 1) ||
+               areLike(frame + 1, then - 1) || (age > k_youngest && areLike(frame - 1, then + 1));
     }
 
     // That other frames of the time around are as far apart and alike.
@@ -200,7 +205,7 @@ private:
     {
         const std::span<float> evidence = m_evidence.Fill(frame);
         std::vector<bool> isStale(m_tiles);
-        for (std::size_t age = k_youngest; age <= k_OldestStale && age < frame; ++age)
+        for (std::size_t age = k_youngest; age <= k_OldestStale && age <= frame; ++age)
         {
             if (!m_pictures.At(frame - age))
                 continue;
@@ -218,25 +223,10 @@ private:
         }
     }
 
-    // That it fills most of the rectangle around it.
-    bool IsBlock(const Group &group) const
-    {
-        const auto columns = std::size_t(m_pictures.Columns());
-        std::size_t left = columns;
-        std::size_t right = 0;
-        for (const std::size_t tile : group.tiles)
-        {
-            left = std::min(left, tile % columns);
-            right = std::max(right, tile % columns);
-        }
-        const auto [first, last] = std::ranges::minmax(group.tiles);
-        const std::size_t area = (right - left + 1) * (last / columns - first / columns + 1);
-        return float(group.tiles.size()) > k_StaleFill * float(area);
-    }
-
     void Keep(std::size_t frame, Group group, std::span<float> evidence)
     {
-        if (float(group.tiles.size()) > k_LargestStale * float(m_tiles) || !IsBlock(group))
+        if (float(group.tiles.size()) > k_LargestStale * float(m_tiles) ||
+            FillOf(group.tiles, m_pictures.Columns()) <= k_BlockFill)
             return;
         for (const std::size_t tile : group.tiles)
             group.evidence +=
@@ -262,7 +252,7 @@ private:
     {
         const PicturePlace place = PlaceOf(*m_pictures.At(frame), group.tiles);
         return {CheckState::Patch,
-                fmt::format("as {} frames before {}, and unlike the frames before and after",
+                fmt::format("{1} are as {0} frames before, and unlike the frames before and after",
                             group.age, PlaceText(place)),
                 place};
     }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <fmt/format.h>
+#include <ranges>
 
 namespace check
 {
@@ -57,6 +58,16 @@ TileGroup GroupAround(const std::vector<bool> &isMarked, int columns, std::size_
     return TakeGroup(isLeft, columns, tile);
 }
 
+float FillOf(const TileGroup &group, int columns)
+{
+    const auto width = std::size_t(columns);
+    const auto columnOf = [width](std::size_t tile) { return tile % width; };
+    const auto [left, right] = std::ranges::minmax(group | std::views::transform(columnOf));
+    const auto [first, last] = std::ranges::minmax(group);
+    const std::size_t area = (right - left + 1) * (last / width - first / width + 1);
+    return float(group.size()) / float(area);
+}
+
 PicturePlace PlaceOf(const PictureMeasures &measures, std::span<const std::size_t> tiles)
 {
     if (tiles.empty())
@@ -85,7 +96,7 @@ PicturePlace WholeOf(const PictureMeasures &measures)
 
 ostrel::String PlaceText(const PicturePlace &place)
 {
-    return fmt::format("at {},{} of {}x{} pixels", place.x, place.y, place.width, place.height);
+    return fmt::format("{}x{} pixels at {},{}", place.width, place.height, place.x, place.y);
 }
 
 } // namespace check

@@ -18,11 +18,14 @@ std::vector<TileGroup> FindGroups(const std::vector<bool> &isMarked, int columns
 /// The group that a tile is in; empty where it is not marked.
 TileGroup GroupAround(const std::vector<bool> &isMarked, int columns, std::size_t tile);
 
+/// The share of the rectangle around it that a group fills, more than 0.
+float FillOf(const TileGroup &group, int columns);
+
 /// The rectangle around tiles of a picture.
 PicturePlace PlaceOf(const decode::PictureMeasures &measures, std::span<const std::size_t> tiles);
 /// All of it.
 PicturePlace WholeOf(const decode::PictureMeasures &measures);
-/// "at 31,50 of 99x40 pixels".
+/// "99x40 pixels at 31,50".
 ostrel::String PlaceText(const PicturePlace &place);
 
 } // namespace check

@@ -111,7 +111,8 @@ TEST_F(MeasuredImageTest, TellsEqualPicturesByTheirHash)
     {
         ImageSpec other = spec;
         other["DateTime"] = "2001:01:01 01:01:01"; // No matter of the picture.
-        const auto name = [&](const char *stem) { return String(stem) + "." + extension; };
+        const auto name = [ending = String(".") + extension](const char *stem)
+        { return String(stem) + ending; };
         const std::uint64_t hash = Measured(name("a"), spec).measures.hash;
         EXPECT_EQ(Measured(name("b"), other).measures.hash, hash) << extension;
         EXPECT_NE(Measured(name("c"), spec, NearlyWavyPixel).measures.hash, hash) << extension;
@@ -167,9 +168,16 @@ TEST_F(MeasuredImageTest, CountsNegativeValuesOfColoursAlone)
         std::vector<std::string> channels;
         std::uint64_t negative;
     } cases[] = {
-        {{"R", "G", "B"}, 10}, {{"R", "G", "B", "A"}, 10}, {{"Z"}, 0},
-        {{"Y"}, 10},           {{"N.X", "N.Y", "N.Z"}, 0}, {{"P.X", "P.Y", "P.Z", "Z"}, 0},
-        {{"A", "Z"}, 0},       {{"r", "g", "b"}, 10},      {{"Z", "R"}, 10},
+        {{"R", "G", "B"}, 10},
+        {{"R", "G", "B", "A"}, 10},
+        {{"Z"}, 0},
+        {{"Y"}, 10},
+        {{"N.X", "N.Y", "N.Z"}, 0},
+        {{"P.X", "P.Y", "P.Z", "Z"}, 0},
+        {{"A", "Z"}, 0},
+        {{"r", "g", "b"}, 10},
+        {{"Z", "R"}, 10},
+        {{"Z", "beauty.R", "beauty.G"}, 10},
     };
     // Every channel has one in the first row.
     const auto value = [](int x, int y, int) { return y == 0 ? -1.0f : float(x); };

@@ -34,6 +34,7 @@ void EatMemory()
     std::vector<std::vector<char>> eaten;
     while (eaten.size() < 1024)
         eaten.emplace_back(1u << 20);
+    Hang(); // Nobody has limited it, so its time has to.
 }
 
 // Goes on once another decoder has opened the other end.

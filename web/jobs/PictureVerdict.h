@@ -13,8 +13,9 @@ namespace web
 /// What a look at one picture among those around it may take.
 struct PictureVerdictLimits
 {
-    /// Rows on each side that are read, too: as many as any rule asks for, so the verdict is that of
-    /// all frames, but for what is usual in the shot as a whole.
+    /// Rows on each side that are read, too: as many as a jump is held against. What comes again
+    /// only farther away, a strobe or a loop, is not known here, so more may be accused than of all
+    /// frames.
     std::size_t reach = 18;
     decode::DecodeLimits decode{.jobs = 2, .time = std::chrono::seconds(15), .memoryMib = 2048};
     /// All together. What is read when it is over is remembered.

@@ -19,7 +19,7 @@ namespace
 constexpr int k_files = 24;
 constexpr int k_badFile = 13;
 constexpr PicturePlace k_blackPlace{40, 30, 20, 15};
-const String k_blackDetail = "black at 40,30 of 20x15 pixels, and not so in the frames beside it";
+const String k_blackDetail = "20x15 pixels at 40,30 are black, and not so in the frames beside it";
 
 // A file of floating-point numbers, its rows from the bottom.
 std::string FileOf(SamplePicture picture)

@@ -131,7 +131,7 @@ TEST(PlaceOf, CoversPicturesOfOddSizesWithoutAGap)
 
 TEST(PlaceOf, IsToldInPixels)
 {
-    EXPECT_EQ(PlaceText({31, 50, 99, 40}), "at 31,50 of 99x40 pixels");
+    EXPECT_EQ(PlaceText({31, 50, 99, 40}), "99x40 pixels at 31,50");
 }
 
 } // namespace
