@@ -61,12 +61,17 @@ public:
         if (m_isWatching)
             Watch(subject, corvan::ReadAnalysisOptions(client.Options()).refreshMs);
 
+        return StatusOf(subject);
+    }
+
+private:
+    ExitStatus StatusOf(const CheckSubject &subject) const
+    {
         const bool hasBad = std::any_of(subject.tables.begin(), subject.tables.end(), HasBad);
         const ExitStatus status = StatusUnlessUnseen(subject, hasBad ? k_BadFrames : k_Done);
         return m_crops.AreWhole() && m_cropTrouble.empty() ? status : k_CannotLook;
     }
 
-private:
     void WriteCrops(const CheckSubject &subject)
     {
         if (m_crops.AreWanted())
@@ -75,6 +80,8 @@ private:
 
     void Watch(CheckSubject &subject, int refreshMs)
     {
+        // A pass that is broken off says nothing: the one before it counts.
+        EndWith(StatusOf(subject));
         while (!PauseUnlessEnded(std::chrono::milliseconds(std::max(refreshMs, 1))))
         {
             bool isNews = false;
@@ -92,6 +99,7 @@ private:
                 m_writer.End(subject, m_check.Depth());
             if (isAllSeen)
                 Try(m_cropTrouble, [&] { WriteCrops(subject); });
+            EndWith(StatusOf(subject));
         }
     }
 

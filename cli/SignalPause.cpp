@@ -1,9 +1,32 @@
 #include "cli/SignalPause.h"
 
 #include <csignal>
+#include <unistd.h>
 
 namespace cli
 {
+
+namespace
+{
+
+volatile std::sig_atomic_t s_status = k_Done;
+
+void EndNow(int)
+{
+    _exit(s_status);
+}
+
+} // namespace
+
+void EndWith(ExitStatus status)
+{
+    s_status = status;
+    struct sigaction action = {};
+    action.sa_handler = EndNow;
+    sigfillset(&action.sa_mask);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+        sigaction(signal, &action, nullptr);
+}
 
 bool PauseUnlessEnded(std::chrono::milliseconds time)
 {

@@ -6,6 +6,7 @@ import pty
 import re
 import signal
 import subprocess
+import time
 import unittest
 import xml.etree.ElementTree
 
@@ -200,7 +201,20 @@ class Check(CheckedFrames):
         self.assertEqual(process.stdout.readline(), "2 files: 2 ok\n")
         process.send_signal(signal.SIGTERM)
         process.communicate(timeout=PATIENCE)
-        self.assertIn(process.returncode, (0, -signal.SIGTERM))
+        self.assertEqual(process.returncode, 0)
+
+    def test_ends_in_the_midst_of_a_pass_with_the_status_of_the_one_before(self):
+        options = self.folder / "options.ini"
+        options.write_text("[Analysis]\nRefresh = 1\n")
+        # Passes over so many frames are all that it does.
+        process = self.start_corvan(
+            "check", "--watch", "--format", self.folder / "f.%d", "--range", "1-300000", "--options", options
+        )
+        self.assertIn("300000 missing", process.stdout.readline() + process.stdout.readline())
+        time.sleep(0.5)
+        process.send_signal(signal.SIGINT)
+        process.communicate(timeout=PATIENCE)
+        self.assertEqual(process.returncode, 1)
 
 
 class CannotLook(CheckedFrames):
