@@ -131,8 +131,13 @@ class Fingers(Looking):
         page = self.open_on_phone()
         page.find("#sizes canvas")
         self.look_at(page, ".sizes-plot")
-        self.pinch(page, 0.3, 0.6)
-        wait_until(lambda: self.in_view(page) != (1, self.COUNT))
+
+        # The canvas is there before the sizes are, and without them fingers find nothing to move.
+        def is_pinched():
+            self.pinch(page, 0.3, 0.6)
+            return self.in_view(page) != (1, self.COUNT)
+
+        wait_until(is_pinched)
         first, last = self.in_view(page)
         self.touch(page, "touchStart", self.at(0.8, 0.5))
         for across in (0.7, 0.6, 0.5, 0.4):
