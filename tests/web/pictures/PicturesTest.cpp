@@ -76,9 +76,9 @@ protected:
     std::size_t KeptFiles() const
     {
         std::size_t count = 0;
-        for ([[maybe_unused]] const auto &entry :
-             fs::directory_iterator(std::string((m_folder / "kept").Text())))
-            ++count;
+        // One whose name begins with a dot is still being written.
+        for (const auto &entry : fs::directory_iterator(std::string((m_folder / "kept").Text())))
+            count += !entry.path().filename().string().starts_with('.');
         return count;
     }
 
