@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <fmt/format.h>
-#include <ranges>
 
 namespace check
 {
@@ -61,8 +60,13 @@ TileGroup GroupAround(const std::vector<bool> &isMarked, int columns, std::size_
 float FillOf(const TileGroup &group, int columns)
 {
     const auto width = std::size_t(columns);
-    const auto columnOf = [width](std::size_t tile) { return tile % width; };
-    const auto [left, right] = std::ranges::minmax(group | std::views::transform(columnOf));
+    std::size_t left = width;
+    std::size_t right = 0;
+    for (const std::size_t tile : group)
+    {
+        left = std::min(left, tile % width);
+        right = std::max(right, tile % width);
+    }
     const auto [first, last] = std::ranges::minmax(group);
     const std::size_t area = (right - left + 1) * (last / width - first / width + 1);
     return float(group.size()) / float(area);
