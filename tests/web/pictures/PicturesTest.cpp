@@ -297,7 +297,8 @@ TEST_F(PicturesTest, SaysThatItIsBusyWhereTooManyAreUnderWay)
         made += one.bytes != nullptr;
     }
     EXPECT_GE(busy, 5);
-    EXPECT_EQ(busy + made + 1, 9);
+    // The one that hangs is refused, too, where the disk gave others first.
+    EXPECT_GE(busy + made, 8);
     EXPECT_TRUE(Get(Frame("later.exr")).bytes);
 }
 
