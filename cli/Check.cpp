@@ -90,10 +90,12 @@ private:
             {
                 // A folder that cannot be looked into now may come back.
                 const check::FrameStates before = StatesByFrame(table);
-                if (Try(m_trouble, [&] { m_check.Check(table); }))
+                const bool isSeen = Try(m_trouble, [&] { m_check.Check(table); });
+                // Before it is told: whoever reads it may end this at once.
+                EndWith(StatusOf(subject));
+                if (isSeen)
                     isNews |= TellChanges(before, table);
-                else
-                    isAllSeen = false;
+                isAllSeen = isAllSeen && isSeen;
             }
             if (isNews)
                 m_writer.End(subject, m_check.Depth());
