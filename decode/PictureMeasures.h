@@ -10,7 +10,7 @@ namespace decode
 {
 
 /// What a tile of a picture looks like, in few numbers. Light is the luminance of linear values
-/// (ITU-R BT.709); whole numbers are taken for sRGB.
+/// (ITU-R BT.709); whole numbers without a sign are taken for sRGB.
 struct TileMeasure
 {
     std::uint16_t level = 0;   ///< Mean light; see `LevelOf`.
