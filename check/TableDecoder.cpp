@@ -36,18 +36,9 @@ CheckState StateOfImage(ImageState state)
 
 } // namespace
 
-bool TableDecoder::IsKnown(const ostrel::Path &path, const analysis::FrameRecord &frame,
-                           CheckDepth depth) const
-{
-    const auto seen = m_seen.find(path);
-    return seen != m_seen.end() && seen->second.report.trouble.empty() &&
-           seen->second.depth >= depth && seen->second.size == frame.size &&
-           seen->second.modifiedNs == frame.modified.First();
-}
-
 void TableDecoder::Announce(std::size_t frames, const decode::DecodeLimits &limits)
 {
-    if (!m_seen.empty())
+    if (!m_seen.IsEmpty())
         return;
     m_crew = std::make_unique<decode::DecodeCrew>(decode::DecoderProgram(), limits);
     m_crew->StartAhead(frames);
@@ -60,7 +51,7 @@ void TableDecoder::ReadNews(const CheckTable &table, const decode::DecodeLimits 
     std::vector<ostrel::Path> paths;
     for (std::size_t row = 0; row < table.frames.size(); ++row)
         if (ostrel::Path path = table.PathOf(row);
-            table.frames[row].exists && !IsKnown(path, table.frames[row], depth))
+            table.frames[row].exists && !m_seen.IsKnown(path, table.frames[row], depth))
         {
             rows.push_back(row);
             paths.push_back(std::move(path));
@@ -69,8 +60,7 @@ void TableDecoder::ReadNews(const CheckTable &table, const decode::DecodeLimits 
     std::size_t done = 0;
     const auto keep = [&](std::size_t file, const ImageReport &report)
     {
-        const analysis::FrameRecord &frame = table.frames[rows[file]];
-        m_seen[paths[file]] = {frame.size, frame.modified.First(), depth, report};
+        m_seen.Keep(paths[file], table.frames[rows[file]], depth, report);
         progress(++done, rows.size());
     };
     const std::unique_ptr<decode::DecodeCrew> ahead = std::move(m_crew);
@@ -93,11 +83,12 @@ void TableDecoder::ReadNews(const CheckTable &table, const decode::DecodeLimits 
 void TableDecoder::Decode(CheckTable &table, int frameOffset, const decode::DecodeLimits &limits,
                           CheckDepth depth, const Progress &progress)
 {
+    m_seen.BeginPass();
     ReadNews(table, limits, depth, progress);
     std::vector<const ImageReport *> reports(table.frames.size());
     for (std::size_t row = 0; row < reports.size(); ++row)
         if (table.frames[row].exists)
-            reports[row] = &m_seen.at(table.PathOf(row)).report;
+            reports[row] = &m_seen.At(table.PathOf(row));
     AddFindings(table, decode::JudgeImages(reports, frameOffset, m_rules));
     if (depth == CheckDepth::Pictures)
         HoldAgainstEachOther(table, reports);
@@ -119,7 +110,9 @@ void TableDecoder::HoldAgainstEachOther(CheckTable &table,
                              !report->measures.tiles.empty();
         pictures.push_back(isKnown ? &report->measures : nullptr);
     }
-    for (const auto &[at, finding] : m_judges[table.format].Judge(pictures))
+    PictureJudge once;
+    PictureJudge &judge = m_remembersTables ? m_judges[table.format] : once;
+    for (const auto &[at, finding] : judge.Judge(pictures))
         AddFinding(table, rows[at], finding);
 }
 

@@ -3,9 +3,9 @@
 #include <map>
 #include <memory>
 #include <span>
-#include <unordered_map>
 
 #include "check/LookAtTable.h"
+#include "check/SeenImages.h"
 #include "check/pictures/PictureJudge.h"
 #include "decode/DecodeFiles.h"
 #include "decode/Findings.h"
@@ -20,6 +20,18 @@ namespace check
 class TableDecoder
 {
 public:
+    /// Remembers all: for tables that are looked at again and again.
+    TableDecoder() = default;
+    /// Remembers so many files, those that were asked for last: for parts of tables, now of these
+    /// and now of others.
+    explicit TableDecoder(std::size_t mostFiles) : m_remembersTables(false), m_seen(mostFiles) {}
+
+    /// How many files it remembers from one pass to the next.
+    std::size_t MostFiles() const
+    {
+        return m_seen.Most();
+    }
+
     /// Says that a table of so many frames will be decoded with these limits, before it is looked
     /// at: the first time its decoders start meanwhile, since most files will have to be read.
     void Announce(std::size_t frames, const decode::DecodeLimits &limits);
@@ -39,25 +51,14 @@ public:
                 CheckDepth depth, const Progress &progress);
 
 private:
-    /// A file as it was when it was read.
-    struct Seen
-    {
-        std::uint64_t size = 0;
-        std::int64_t modifiedNs = 0;
-        CheckDepth depth = CheckDepth::Images;
-        decode::ImageReport report;
-    };
-
     void ReadNews(const CheckTable &table, const decode::DecodeLimits &limits, CheckDepth depth,
                   const Progress &progress);
-    bool IsKnown(const ostrel::Path &path, const analysis::FrameRecord &frame,
-                 CheckDepth depth) const;
-
     void HoldAgainstEachOther(CheckTable &table,
                               std::span<const decode::ImageReport *const> reports);
 
     decode::NumberRules m_rules;
-    std::unordered_map<ostrel::Path, Seen> m_seen;
+    const bool m_remembersTables = true;
+    SeenImages m_seen;
     std::map<String, PictureJudge> m_judges;    ///< By the tables' patterns.
     std::unique_ptr<decode::DecodeCrew> m_crew; ///< Started ahead; null where none was.
 };

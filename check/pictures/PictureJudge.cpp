@@ -5,6 +5,7 @@
 #include "check/pictures/DarkRules.h"
 #include "check/pictures/DuplicateRule.h"
 #include "check/pictures/JumpRules.h"
+#include "check/pictures/PictureRules.h"
 #include "check/pictures/SparkRule.h"
 #include "check/pictures/StaleRule.h"
 
@@ -16,9 +17,14 @@ using decode::PictureMeasures;
 namespace
 {
 
-// Frames judged at a time, and those beside them that are looked at: more than any rule asks for.
+// Frames judged at a time.
 constexpr std::size_t k_at_once = 256;
-constexpr std::size_t k_margin = 40;
+// A jump is held against frames on both of its sides, each of them some way off.
+constexpr std::size_t k_beside = 6;
+static_assert(PictureJudge::k_Reach >= picture_rules::k_Habit + k_beside);
+static_assert(PictureJudge::k_Reach >= 2 * picture_rules::k_History + k_beside);
+static_assert(PictureJudge::k_Reach >= 2 * picture_rules::k_OldestStale + k_beside);
+static_assert(PictureJudge::k_Reach >= picture_rules::k_LonelyPair + k_beside);
 
 enum class Reach
 {
@@ -101,8 +107,8 @@ PictureFindings PictureJudge::Judge(Frames frames)
     for (std::size_t number = 0; number < m_pieces.size(); ++number)
     {
         const std::size_t first = number * k_at_once;
-        const std::size_t begin = first > k_margin ? first - k_margin : 0;
-        const std::size_t end = std::min(first + k_at_once + k_margin, frames.size());
+        const std::size_t begin = first > k_Reach ? first - k_Reach : 0;
+        const std::size_t end = std::min(first + k_at_once + k_Reach, frames.size());
         const Frames near = frames.subspan(begin, end - begin);
         Piece &piece = m_pieces[number];
         if (std::vector<std::uint64_t> hashes = HashesOf(near); hashes != piece.hashes)

@@ -16,6 +16,10 @@ class PictureJudge
 public:
     using Frames = std::span<const decode::PictureMeasures *const>;
 
+    /// Frames on each side that a verdict may ask for: of fewer another may come than of the whole
+    /// shot.
+    static constexpr std::size_t k_Reach = 40;
+
     /// `frames` are in the order of time, null where nothing is known. Gives a finding for each
     /// that is not as it should be, by its index. The time it takes grows with the number of
     /// frames; beside the findings it needs memory for some hundred at a time.

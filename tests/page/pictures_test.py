@@ -91,7 +91,7 @@ class Pictures(PicturesTest):
                 if (!String(address).includes('pictures=1')) return answer;
                 tries++;
                 if (tries === 1) return new Response(JSON.stringify({ error: 'others wait' }), { status: 429 });
-                if (tries === 2) return new Response(JSON.stringify({ error: '12 of 37 are read' }), { status: 503 });
+                if (tries === 2) return new Response(JSON.stringify({ error: '12 of 81 are read' }), { status: 503 });
                 const frame = await answer.json();
                 frame.pictures = { state: 'patch', detail: 'a block is old', place: { x: 24, y: 27, width: 48, height: 18 },
                                    range: '1-6', notLookedAt: '5', trouble: '' };
@@ -99,7 +99,7 @@ class Pictures(PicturesTest):
             }"""
         )
         page.click("#compares")
-        page.wait_for_text("#frame .compared", "12 of 37 are read")
+        page.wait_for_text("#frame .compared", "12 of 81 are read")
         page.click("#frame .compared button")
         page.wait_for_text("#frame .compared", "part of the picture missing or old")
         page.wait_for_text("#frame .compared", "a block is old")

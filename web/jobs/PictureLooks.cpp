@@ -8,14 +8,6 @@
 namespace web
 {
 
-namespace
-{
-
-// So that what is remembered of a long job stays small.
-constexpr std::size_t k_most_looks_remembered = 500;
-
-} // namespace
-
 PictureLooks::PictureLooks(boost::asio::io_context &loop, Judge judge,
                            ostrel::DiskThreadLimits limits)
     : m_judge(std::move(judge)), m_disk(loop, limits)
@@ -49,16 +41,12 @@ void PictureLooks::Begin()
         return;
     const auto [wish, told] = std::move(m_waiting.front());
     m_waiting.pop_front();
-    const FrameWatches::Key of(wish.snapshot->job, wish.snapshot->format);
-    if (!m_memory || m_memory->of != of || ++m_memory->looks > k_most_looks_remembered)
-    {
-        m_memory = std::make_shared<Memory>();
-        m_memory->of = of;
-    }
+    if (!m_decoder)
+        m_decoder = std::make_shared<check::TableDecoder>(k_MostRemembered);
     m_current = ++m_last;
     m_disk.Do<std::string>(
-        [judge = m_judge, memory = m_memory, wish = wish](ostrel::DiskThreads::Course &course)
-        { return judge(memory->decoder, *wish.snapshot, wish.row, [&course] { course.Note(); }); },
+        [judge = m_judge, decoder = m_decoder, wish = wish](ostrel::DiskThreads::Course &course)
+        { return judge(*decoder, *wish.snapshot, wish.row, [&course] { course.Note(); }); },
         [this, look = m_current, told = told](const std::string &json) {
             End(look, told, {200, json, {}});
         },
@@ -69,7 +57,7 @@ void PictureLooks::Begin()
         {
             // Its thread may hold it for ever.
             if (look == m_current)
-                m_memory.reset();
+                m_decoder.reset();
             End(look, told,
                 {k_Unavailable,
                  {},

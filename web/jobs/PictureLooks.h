@@ -16,9 +16,9 @@ namespace web
 /// dozen files whole, and the machine has other things to do.
 ///
 /// Of a visitor one is wanted at a time: a later wish takes the place of one that waits. What was
-/// read last is remembered, so that the next frame of the same job costs one file more. Loop
-/// thread; what reads has a thread of its own, and one that the disk does not answer keeps nobody
-/// else from anything.
+/// read last is remembered, whoever asked and of whatever job, so that the next frame costs one
+/// file more. Loop thread; what reads has a thread of its own, and one that the disk does not
+/// answer keeps nobody else from anything.
 class PictureLooks
 {
 public:
@@ -43,6 +43,9 @@ public:
     static constexpr std::size_t k_MostWaiting = 2;
     /// Nor is anything looked at while so many looks are not answered by their disks.
     static constexpr std::size_t k_MostHanging = 4;
+    /// Files of which it is remembered what was read: some dozen stretches of frames that are
+    /// looked at in turn, 20 MiB at most.
+    static constexpr std::size_t k_MostRemembered = 2000;
 
     /// `loop` outlives this.
     PictureLooks(boost::asio::io_context &loop, Judge judge,
@@ -60,22 +63,16 @@ private:
         Wish wish;
         Told told;
     };
-    /// What was read of the frames of one format of a job.
-    struct Memory
-    {
-        FrameWatches::Key of;
-        check::TableDecoder decoder;
-        std::size_t looks = 0;
-    };
 
     void Begin();
     void End(std::size_t look, const Told &told, const Answer &answer);
 
     const Judge m_judge;
     std::deque<Asked> m_waiting;
-    std::size_t m_last = 0;           // Counts the looks.
-    std::size_t m_current = 0;        // The one under way that is waited for; 0 for none.
-    std::shared_ptr<Memory> m_memory; // With the thread of the look that is under way.
+    std::size_t m_last = 0;    // Counts the looks.
+    std::size_t m_current = 0; // The one under way that is waited for; 0 for none.
+    // What was read, of all jobs; with the thread of the look that is under way.
+    std::shared_ptr<check::TableDecoder> m_decoder;
     ostrel::DiskThreads m_disk;
 };
 

@@ -13,10 +13,9 @@ namespace web
 /// What a look at one picture among those around it may take.
 struct PictureVerdictLimits
 {
-    /// Rows on each side that are read, too: as many as a jump is held against. What comes again
-    /// only farther away, a strobe or a loop, is not known here, so more may be accused than of all
-    /// frames.
-    std::size_t reach = 18;
+    /// Rows on each side that are read, too: with fewer a strobe would be accused that the whole
+    /// shot clears.
+    std::size_t reach = check::PictureJudge::k_Reach;
     decode::DecodeLimits decode{.jobs = 2, .time = std::chrono::seconds(15), .memoryMib = 2048};
     /// All together. What is read when it is over is remembered.
     std::chrono::milliseconds all{20'000};
@@ -26,7 +25,7 @@ struct PictureVerdictLimits
 /// frames alone: JSON.
 ///
 ///     {"state": "pop", "detail": "…", "place": {"x": 0, "y": 0, "width": 64, "height": 32},
-///      "range": "1-37", "notLookedAt": "", "trouble": ""}
+///      "range": "1-81", "notLookedAt": "", "trouble": ""}
 ///
 /// "state" is that of the snapshot where its sizes have accused it; "place" is null where there is
 /// none, and of the picture's pixels; "range" are the frames that were read, this one among them;
