@@ -11,7 +11,7 @@ import threading
 from corpus.trouble import Trouble
 
 # Where each program comes from.
-PACKAGES = {"povray": "povray", "ffmpeg": "ffmpeg"}
+PACKAGES = {"blender": "blender", "povray": "povray", "ffmpeg": "ffmpeg"}
 
 # What runs, for whoever ends it all; after that nothing more is started.
 RUNNING = set()

@@ -23,7 +23,7 @@ from corpus import faults, pictures
 from corpus.folders import made_whole
 
 PER_KIND = 2
-# Few shots are noisy.
+# Few of the shots that POV-Ray renders are noisy.
 MORE = {"samples": 4}
 PER_COPY = 6
 # From one fault of a copy to the next: what is beside a fault is judged beside good frames, too. The last
@@ -77,7 +77,7 @@ def key(shot, others, renders, seed):
     told = hashlib.sha256(SOURCE)
     for one in (shot, *others):
         told.update(b"".join(renders.source(one).values()))
-    told.update(repr((shot, [other.name for other in others], renders.length, renders.version, seed)).encode())
+    told.update(repr((shot, [other.name for other in others], renders.length, renders.version(shot), seed)).encode())
     return told.hexdigest()[:16]
 
 

@@ -7,7 +7,8 @@ import re
 from corpus.pictures import FORMATS
 from corpus.trouble import Trouble
 
-HALVES = ("tune", "table")
+# Each with what its scenes are written in: POV-Ray's language, or Python for Blender.
+HALVES = {"tune": ".pov", "table": ".pov", "blender": ".py"}
 PARAMETER = re.compile(r"([A-Z][A-Za-z]*)=(-?\d+(?:\.\d+)?)")
 
 
@@ -33,7 +34,11 @@ class Shot:
     @property
     def is_noisy(self):
         """Where fewer samples make more noise."""
-        return self.parameter("Grain") > 0
+        return self.parameter("Grain") > 0 or self.parameter("Samples") > 0
+
+    @property
+    def scene_suffix(self):
+        return HALVES[self.half]
 
 
 def parse_shot(line):
@@ -76,8 +81,9 @@ def read_shots(folder):
             raise Trouble(f"{file}, line {number}: {error}") from error
         if any(other.name == shot.name for other in shots):
             raise Trouble(f"{file}, line {number}: there is a shot {shot.name} already")
-        if not (file.parent / f"{shot.scene}.pov").exists():
-            raise Trouble(f"{file}, line {number}: there is no scene {shot.scene}.pov")
+        scene = shot.scene + shot.scene_suffix
+        if not (file.parent / scene).exists():
+            raise Trouble(f"{file}, line {number}: there is no scene {scene}")
         shots.append(shot)
     if not shots:
         raise Trouble(f"{file} has no shots")

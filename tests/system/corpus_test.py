@@ -96,23 +96,33 @@ class Figures(FolderTest):
 
     def test_a_page_keeps_what_is_beside_the_table(self):
         file = self.folder / "page.md"
-        file.write_text(f"before\n{page.BEGIN}old\n{page.END}after\n")
-        page.put(file, "new\n")
-        self.assertEqual(file.read_text(), f"before\n{page.BEGIN}\nnew\n\n{page.END}after\n")
-        page.put(file, "newer\n")
-        self.assertEqual(file.read_text(), f"before\n{page.BEGIN}\nnewer\n\n{page.END}after\n")
-        file.write_text("no marks\n")
-        with self.assertRaises(Trouble):
-            page.put(file, "new\n")
-        self.assertEqual(file.read_text(), "no marks\n")
+        (begin, end), (other_begin, other_end) = map(page.marks, page.HALVES)
+        file.write_text(f"before\n{begin}old\n{end}between\n{other_begin}other\n{other_end}after\n")
+        for half, text, kept in (
+            ("table", "new\n", f"before\n{begin}\nnew\n\n{end}between\n{other_begin}other\n{other_end}after\n"),
+            ("table", "newer\n", f"before\n{begin}\nnewer\n\n{end}between\n{other_begin}other\n{other_end}after\n"),
+            ("blender", "too\n", f"before\n{begin}\nnewer\n\n{end}between\n{other_begin}\ntoo\n\n{other_end}after\n"),
+        ):
+            page.put(file, half, text)
+            self.assertEqual(file.read_text(), kept)
+        text = f"only one place\n{begin}{end}"
+        file.write_text(text)
+        with self.assertRaises(Trouble) as raised:
+            page.put(file, "blender", "new\n")
+        self.assertIn(other_begin.strip(), str(raised.exception))
+        self.assertEqual(file.read_text(), text)
 
     def test_the_page_of_the_figures_has_a_place_for_them(self):
         text = (ROOT / "docs/verdict.md").read_text()
-        self.assertLess(0, text.find(page.BEGIN))
-        self.assertLess(text.find(page.BEGIN), text.find(page.END))
+        places = [text.find(mark) for half in page.HALVES for mark in page.marks(half)]
+        self.assertLess(0, places[0])
+        self.assertEqual(places, sorted(set(places)))
+        for half in page.HALVES:
+            begin, end = page.marks(half)
+            self.assertIn(f"\nHalf: {half}. ", text.partition(begin)[2].partition(end)[0])
 
     def test_the_page_names_every_fault_and_every_method(self):
-        text = (ROOT / "docs/verdict.md").read_text().replace(page.BEGIN, "\0").split("\0")[0]
+        text = (ROOT / "docs/verdict.md").read_text().partition(page.marks("table")[0])[0]
         for title, _ in faults.KINDS.values():
             self.assertIn(f"| {title} |", text)
         for method in methods.METHODS.values():
@@ -489,6 +499,9 @@ land-b  tune   land  48x27  png8           Seed=5 Move=1 Speed=2 Count=4
             ("a tune room 48x27 gif", "'gif' is no format"),
             ("a tune room 48x27 png8 Seed", "'Seed' is no parameter"),
             ("a tune attic 48x27 png8", "there is no scene attic.pov"),
+            # Each half has its renderer.
+            ("a blender room 48x27 png8", "there is no scene room.py"),
+            ("a table still 48x27 png8", "there is no scene still.pov"),
             ("room-a tune room 48x27 png8", "there is a shot room-a already"),
         ):
             (self.corpus / "shots.txt").write_text(f"{self.SHOTS}{line}\n")
@@ -501,8 +514,12 @@ land-b  tune   land  48x27  png8           Seed=5 Move=1 Speed=2 Count=4
         halves = {half: [shot for shot in every if shot.half == half] for half in shots.HALVES}
         self.assertGreaterEqual(len(halves["tune"]), 20)
         self.assertGreaterEqual(len(halves["table"]), 40)
+        self.assertGreaterEqual(len(halves["blender"]), 10)
         told = {half: {(shot.scene, shot.parameter("Seed")) for shot in halves[half]} for half in halves}
-        self.assertFalse(told["tune"] & told["table"])
+        self.assertFalse(told["tune"] & (told["table"] | told["blender"]))
+        # A quarter of the samples is a fault.
+        self.assertFalse([shot.name for shot in halves["blender"]
+                          if not shot.parameter("Samples") or shot.parameter("Samples") % 4])
         self.assertTrue({shot.scene for shot in halves["table"]} - {shot.scene for shot in halves["tune"]})
 
 

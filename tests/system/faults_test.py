@@ -28,8 +28,8 @@ def setUpModule():
     global FRAMES
     folder = pathlib.Path(tempfile.mkdtemp(prefix="ordwick-pictures."))
     unittest.addModuleCleanup(shutil.rmtree, folder, ignore_errors=True)
-    rendered = renders.Renders(folder, ROOT / "share/corpus", LENGTH)
-    FRAMES = rendered.frames(shots.parse_shot(SHOT), range(1, LENGTH + 1))
+    shot = shots.parse_shot(SHOT)
+    FRAMES = renders.Renders(folder, ROOT / "share/corpus", LENGTH, [shot]).frames(shot, range(1, LENGTH + 1))
 
 
 def black_tile(frame):
