@@ -48,12 +48,18 @@ public:
     ExitStatus Run(Client &client) override
     {
         m_check.NeedSense();
+        // Ended before the first pass is over, not all frames were looked at.
+        if (m_isWatching)
+            EndWith(k_CannotLook);
         CheckSubject subject = m_subject.Find(client);
         for (CheckTable &table : subject.tables)
         {
             m_writer.Begin(table, subject.input.userRange);
             ListFrames(subject.input, table);
             m_check.Check(table);
+            // Before the report is told: whoever reads it may end this at once.
+            if (m_isWatching && &table == &subject.tables.back())
+                EndWith(StatusOf(subject));
             m_writer.Write(table);
         }
         m_writer.End(subject, m_check.Depth());
@@ -80,7 +86,8 @@ private:
 
     void Watch(CheckSubject &subject, int refreshMs)
     {
-        // A pass that is broken off says nothing: the one before it counts.
+        // The crops are written now. A pass that is broken off says nothing: the one before it
+        // counts.
         EndWith(StatusOf(subject));
         while (!PauseUnlessEnded(std::chrono::milliseconds(std::max(refreshMs, 1))))
         {

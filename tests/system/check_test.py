@@ -1,8 +1,10 @@
 """`corvan check` and what acts on its verdict, as processes."""
 
+import collections
 import json
 import os
 import pty
+import random
 import re
 import signal
 import subprocess
@@ -215,6 +217,34 @@ class Check(CheckedFrames):
         process.send_signal(signal.SIGINT)
         process.communicate(timeout=PATIENCE)
         self.assertEqual(process.returncode, 1)
+
+    def test_ends_at_any_moment_with_a_status_that_says_what_is_known(self):
+        chance = random.Random(7)
+        statuses = collections.Counter()
+        for turn in range(40):
+            process = self.start_corvan("check", "--watch", "--format", self.folder / "f.%d", "--range", "1-20000")
+            told = process.stdout.readline()
+            if turn % 4 == 0:
+                told += process.stdout.readline()
+            else:
+                time.sleep(chance.uniform(0, 0.06))
+            process.send_signal(chance.choice((signal.SIGINT, signal.SIGTERM, signal.SIGHUP)))
+            told += process.communicate(timeout=PATIENCE)[0]
+            # 4: not all frames were looked at. What is known may not be told yet.
+            self.assertIn(process.returncode, (1,) if "20000 missing" in told else (1, 4), told)
+            statuses[process.returncode] += 1
+        self.assertGreaterEqual(statuses[1], 10)
+
+    def test_ends_before_the_first_pass_is_over_as_one_that_could_not_look_at_all_frames(self):
+        # It waits long for the frame of the second pattern.
+        process = self.start_corvan(
+            *("check", "--watch", "--format", self.pattern, "--format", self.folder / "g.%d", "--range", "3"),
+            *("--retry-missing", "100"),
+        )
+        self.assertEqual(process.stdout.readline(), f"{self.pattern}  3\n")
+        process.send_signal(signal.SIGINT)
+        process.communicate(timeout=PATIENCE)
+        self.assertEqual(process.returncode, 4)
 
 
 class CannotLook(CheckedFrames):
