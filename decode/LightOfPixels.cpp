@@ -120,9 +120,26 @@ void LightOfPixels::ConvertWhole(const char *pixels, int count, float *light) co
         const float *const reds = s_tables[0].data();
         const float *const greens = s_tables[1].data();
         const float *const blues = s_tables[2].data();
-        for (int i = 0; i < count; ++i, values += stride)
-            light[i] = reds[values[red] >> k_shift] + greens[values[green] >> k_shift] +
-                       blues[values[blue] >> k_shift];
+        const auto lightOf = [&](const Value *pixel)
+        {
+            return reds[pixel[red] >> k_shift] + greens[pixel[green] >> k_shift] +
+                   blues[pixel[blue] >> k_shift];
+        };
+        int i = 0;
+        // Loads do not wait for stores of other pixels, which might change what they are to load.
+        for (; i + 4 <= count; i += 4, values += 4 * stride)
+        {
+            const float first = lightOf(values);
+            const float second = lightOf(values + stride);
+            const float third = lightOf(values + 2 * stride);
+            const float fourth = lightOf(values + 3 * stride);
+            light[i] = first;
+            light[i + 1] = second;
+            light[i + 2] = third;
+            light[i + 3] = fourth;
+        }
+        for (; i < count; ++i, values += stride)
+            light[i] = lightOf(values);
         return;
     }
     const float *const greys = s_tables[3].data();

@@ -69,6 +69,7 @@ PictureMeter::PictureMeter(const ImageSpec &spec)
     m_xEdges = TileEdges(width, m_measures.columns);
     m_yEdges = TileEdges(height, m_measures.rows);
     m_columns.resize(std::size_t((width - 1) / ColumnSums::k_count + 1));
+    m_isBlack.fill(true);
     for (std::vector<float> &row : m_rows)
         row.resize(m_columns.size() * ColumnSums::k_count + 2);
     for (int y = 0; y < std::min(m_top, height); ++y)
@@ -117,64 +118,96 @@ void PictureMeter::Add(const PixelBlock &block)
     }
 }
 
+std::vector<float> &PictureMeter::RowAt(int y)
+{
+    return m_rows[std::size_t(y) % k_rows];
+}
+
 // Where the first column that has data goes.
 float *PictureMeter::NextRow()
 {
-    return m_rows[std::size_t(m_nextRow) % 3].data() + 1 + m_shownFirst;
+    return RowAt(m_nextRow).data() + 1 + m_shownFirst;
 }
 
 void PictureMeter::TakeNext(bool isBlack)
 {
     if (m_nextRow >= m_measures.height)
         return;
-    std::vector<float> &row = m_rows[std::size_t(m_nextRow) % 3];
+    std::vector<float> &row = RowAt(m_nextRow);
     const auto width = std::size_t(m_measures.width);
     row[0] = row[1];
     row[width + 1] = row[width];
-    m_isBlack[std::size_t(m_nextRow) % 3] = isBlack;
-    if (m_nextRow > 0)
-        MeasureRow(m_nextRow - 1, m_nextRow);
+    m_isBlack[std::size_t(m_nextRow) % k_rows] = isBlack;
+    if (m_nextRow - m_measured >= k_at_once)
+        MeasureUntil(m_nextRow);
     ++m_nextRow;
 }
 
 void PictureMeter::TakeBlack()
 {
-    if (!m_isBlack[std::size_t(m_nextRow) % 3])
-        std::ranges::fill(m_rows[std::size_t(m_nextRow) % 3], 0.0f);
+    if (!m_isBlack[std::size_t(m_nextRow) % k_rows])
+        std::ranges::fill(RowAt(m_nextRow), 0.0f);
     TakeNext(true);
 }
 
-void PictureMeter::MeasureRow(int y, int yBelow)
+// The sums are looked at where a half of the tiles ends.
+void PictureMeter::MeasureUntil(int end)
 {
-    const auto place = [](int row) { return std::size_t(row) % 3; };
-    const int yAbove = std::max(y - 1, 0);
-    if (!m_isHalved &&
-        y >= (m_yEdges[std::size_t(m_tileRow)] + m_yEdges[std::size_t(m_tileRow) + 1]) / 2)
+    while (m_measured < end)
     {
-        for (ColumnSums &columns : m_columns)
-            columns.upper = columns.light;
-        m_isHalved = true;
+        const int tileEnd = m_yEdges[std::size_t(m_tileRow) + 1];
+        const int middle = (m_yEdges[std::size_t(m_tileRow)] + tileEnd) / 2;
+        if (!m_isHalved && m_measured >= middle)
+        {
+            for (ColumnSums &columns : m_columns)
+                columns.upper = columns.light;
+            m_isHalved = true;
+        }
+        const int next = std::min(end, m_isHalved ? tileEnd : middle);
+        if (!IsBlackAround(m_measured, next))
+            MeasureRows(m_measured, next);
+        m_measured = next;
+        if (next == tileEnd)
+            EndTiles(m_tileRow++);
     }
-    if (!m_isBlack[place(yAbove)] || !m_isBlack[place(y)] || !m_isBlack[place(yBelow)])
-    {
-        const float *const above = m_rows[place(yAbove)].data();
-        const float *const at = m_rows[place(y)].data();
-        const float *const below = m_rows[place(yBelow)].data();
-        // What has data touches one column more on either side.
-        int x = std::max(m_shownFirst - 1, 0) / ColumnSums::k_count * ColumnSums::k_count;
-        for (; x < std::min(m_shownEnd + 1, m_measures.width); x += ColumnSums::k_count)
-            if (AddRow(m_columns[std::size_t(x / ColumnSums::k_count)], above + x, at + x,
-                       below + x))
-                FindPeaks(y, x, std::min(x + ColumnSums::k_count, m_measures.width), above, at,
-                          below);
-    }
-    if (y + 1 == m_yEdges[std::size_t(m_tileRow) + 1])
-        EndTiles(m_tileRow++);
 }
 
-void PictureMeter::FindPeaks(int y, int first, int end, const float *above, const float *at,
-                             const float *below)
+bool PictureMeter::IsBlackAround(int first, int end) const
 {
+    for (int y = std::max(first - 1, 0); y < std::min(end + 1, m_measures.height); ++y)
+        if (!m_isBlack[std::size_t(y) % k_rows])
+            return false;
+    return true;
+}
+
+void PictureMeter::MeasureRows(int first, int end)
+{
+    std::array<const float *, k_rows> rows{};
+    std::size_t count = 0;
+    for (int y = first - 1; y <= end; ++y)
+        rows[count++] = RowAt(std::clamp(y, 0, m_measures.height - 1)).data();
+
+    // What has data touches one column more on either side.
+    int x = std::max(m_shownFirst - 1, 0) / ColumnSums::k_count * ColumnSums::k_count;
+    m_peakColumns.clear();
+    for (; x < std::min(m_shownEnd + 1, m_measures.width); x += ColumnSums::k_count)
+    {
+        std::array<const float *, k_rows> from = rows;
+        for (const float *&row : std::span(from).first(count))
+            row += x;
+        if (AddRows(m_columns[std::size_t(x / ColumnSums::k_count)], std::span(from).first(count)))
+            m_peakColumns.push_back(x);
+    }
+    for (int y = first; y < end; ++y)
+        for (const int column : m_peakColumns)
+            FindPeaks(y, column, std::min(column + ColumnSums::k_count, m_measures.width));
+}
+
+void PictureMeter::FindPeaks(int y, int first, int end)
+{
+    const float *const above = RowAt(std::max(y - 1, 0)).data();
+    const float *const at = RowAt(y).data();
+    const float *const below = RowAt(std::min(y + 1, m_measures.height - 1)).data();
     for (int x = first; x < end; ++x)
     {
         const float most = at[x + 1] / k_PeakRatio;
@@ -245,7 +278,7 @@ PictureMeasures PictureMeter::Finish()
 {
     while (m_nextRow < m_measures.height)
         TakeBlack();
-    MeasureRow(m_measures.height - 1, m_measures.height - 1);
+    MeasureUntil(m_measures.height);
     std::ranges::sort(m_measures.peaks, [](const Peak &one, const Peak &other)
                       { return std::pair(one.y, one.x) < std::pair(other.y, other.x); });
     return std::move(m_measures);

@@ -39,9 +39,11 @@ private:
     float *NextRow();
     void TakeNext(bool isBlack);
     void TakeBlack();
-    void MeasureRow(int y, int yBelow);
-    void FindPeaks(int y, int first, int end, const float *above, const float *at,
-                   const float *below);
+    std::vector<float> &RowAt(int y);
+    void MeasureUntil(int end);
+    void MeasureRows(int first, int end);
+    bool IsBlackAround(int first, int end) const;
+    void FindPeaks(int y, int first, int end);
     void Keep(int x, int y, float light);
     void EndTiles(int tileRow);
 
@@ -60,12 +62,17 @@ private:
     std::vector<ColumnSums> m_columns; ///< Since the tiles that are at work began.
     std::deque<Row> m_coming;          ///< From data row `m_nextData` on.
     int m_nextData = 0;
-    /// Display row y is in y % 3: from its second value on, the first and the last pixel twice.
-    /// Beyond the columns that have data all are 0.
-    std::array<std::vector<float>, 3> m_rows;
-    std::array<bool, 3> m_isBlack{true, true, true}; ///< All of the row is 0.
-    int m_nextRow = 0;                               ///< Of the display window.
-    float m_dimmest = 0;                             ///< No peak up to this light is kept any more.
+    /// Rows are measured so many at a time, which needs those above and below them, too.
+    static constexpr int k_at_once = 4;
+    static constexpr std::size_t k_rows = k_at_once + 2;
+    /// Display row y is in y % k_rows: from its second value on, the first and the last pixel
+    /// twice. Beyond the columns that have data all are 0.
+    std::array<std::vector<float>, k_rows> m_rows;
+    std::array<bool, k_rows> m_isBlack; ///< All of the row is 0.
+    int m_nextRow = 0;                  ///< Of the display window.
+    int m_measured = 0;                 ///< Rows that are in the sums.
+    std::vector<int> m_peakColumns;     ///< Where a step of columns may have one.
+    float m_dimmest = 0;                ///< No peak up to this light is kept any more.
 };
 
 } // namespace decode
