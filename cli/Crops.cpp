@@ -9,6 +9,7 @@
 
 #include "cli/ProgressBar.h"
 #include "cli/ShownText.h"
+#include "decode/StripsOfCrew.h"
 #include "ostrel/Exception.h"
 #include "ostrel/File.h"
 
@@ -67,10 +68,11 @@ void WriteCrop(const ostrel::Path &path, const std::string &jpeg)
 
 void Crops::Declare(CLI::App &verb)
 {
-    verb.add_option("--crops", m_folder,
-                    "DIR, made where it is missing; writes a small picture of each frame whose "
-                    "state --pictures alone tells: that place in the frame before, in the frame and "
-                    "in the one after")
+    verb.add_option(
+            "--crops", m_folder,
+            "DIR, made where it is missing; writes a small picture of each frame whose "
+            "state --pictures alone tells: that place in the frame before, in the frame and "
+            "in the one after")
         ->check([](const std::string &folder)
                 { return folder.empty() ? "it names no folder" : std::string(); })
         ->needs(verb.get_option("--pictures"));
@@ -105,9 +107,14 @@ std::size_t Crops::Write(std::span<const check::CheckTable> tables,
         requests.push_back(crop.request);
 
     std::map<String, String> failed; // By name: a text of the frame and why.
-    const auto keep = [&](const Crop &crop, const decode::Picture &picture)
+    std::map<String, String> lessThanWhole;
+    const auto keep = [&](const Crop &crop, const decode::MadeStrip &strip)
     {
+        const decode::Picture &picture = strip.picture;
         const String why = picture.trouble.empty() ? picture.reason : picture.trouble;
+        for (const ostrel::Path &neighbour : strip.without)
+            lessThanWhole.try_emplace(crop.name, crop.name + " without " + neighbour.Text() + ": " +
+                                                     strip.why);
         if (why.empty())
             WriteCrop(ostrel::Path(m_folder) / crop.name, picture.jpeg);
         else
@@ -120,15 +127,21 @@ std::size_t Crops::Write(std::span<const check::CheckTable> tables,
     ProgressBar bar(stderr, true);
     const bool isShown = isatty(STDERR_FILENO) == 1;
     std::size_t done = 0;
-    decode::DecodeCrew(decode::DecoderProgram(), limits)
-        .Make(requests,
-              [&](std::size_t index, const decode::Picture &picture)
-              {
-                  keep(news[index], picture);
-                  if (isShown)
-                      bar.Show({unsigned(requests.size()), unsigned(++done), 0});
-              });
+    decode::DecodeCrew crew(decode::DecoderProgram(), limits);
+    decode::MakeStrips(crew, requests,
+                       [&](std::size_t index, const decode::MadeStrip &strip)
+                       {
+                           keep(news[index], strip);
+                           if (isShown)
+                               bar.Show({unsigned(requests.size()), unsigned(++done), 0});
+                       });
     bar.Clear();
+    if (!lessThanWhole.empty())
+        fmt::print(stderr, "corvan: {} made without a neighbour that cannot be shown, {}{}\n",
+                   lessThanWhole.size() == 1 ? "1 crop is"
+                                             : fmt::format("{} crops are", lessThanWhole.size()),
+                   lessThanWhole.size() == 1 ? "" : "the first ",
+                   ShownText(lessThanWhole.begin()->second));
     if (!failed.empty())
         fmt::print(stderr, "corvan: there is no crop of {} {}, {}{}\n", failed.size(),
                    failed.size() == 1 ? "frame" : "frames", failed.size() == 1 ? "" : "the first ",

@@ -36,7 +36,7 @@ public:
 
     /// Writes the crops of judged tables but those that were written before and still show what is
     /// to be shown; with a bar on a terminal. Gives how many were written. Frames of which there
-    /// can be no crop are told on standard error.
+    /// can be no crop, and neighbours that a crop has to do without, are told on standard error.
     ///
     /// Makes the folder and its parents where they are missing. A file of a crop's name is replaced
     /// where it is a crop, too. Throws `ostrel::Exception *` where it is not, where the folder

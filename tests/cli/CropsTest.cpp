@@ -211,5 +211,32 @@ TEST_F(CropsTest, TellOfAFrameThatCannotBeShownAndGoOn)
     EXPECT_TRUE(m_command->crops.AreWhole());
 }
 
+TEST_F(CropsTest, AreMadeWithoutANeighbourThatTakesTooLong)
+{
+    Begin((m_folder / "crops/new").Text());
+    const CheckTable table =
+        Table("a", {CheckState::Ok, CheckState::Patch, CheckState::Ok, CheckState::Patch});
+    Write({table});
+    const String whole = Crop("f.02.patch.jpg");
+    const String third = table.PathOf(2).Text();
+    std::remove(third.c_str());
+    // Nobody writes into it.
+    ASSERT_EQ(mkfifo(third.c_str(), 0600), 0);
+
+    Begin((m_folder / "crops/new").Text());
+    decode::DecodeLimits limits;
+    limits.time = std::chrono::seconds(1);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(m_command->crops.Write({&table, 1}, limits), 2u);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "corvan: 2 crops are made without a neighbour that cannot be shown, the first "
+              "f.02.patch.jpg without " +
+                  third + ": took longer than 1 s\n");
+    EXPECT_TRUE(m_command->crops.AreWhole());
+    EXPECT_TRUE(IsCrop(Crop("f.02.patch.jpg")));
+    EXPECT_NE(Crop("f.02.patch.jpg"), whole);
+    EXPECT_TRUE(IsCrop(Crop("f.04.patch.jpg")));
+}
+
 } // namespace
 } // namespace cli

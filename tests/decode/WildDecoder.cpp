@@ -106,7 +106,10 @@ decode::Picture PictureWildly(const ostrel::Path &path, const decode::PictureWis
 
 decode::Picture StripWildly(const ostrel::Path &path, const decode::StripWish &wish)
 {
-    return PictureWildly(path, {wish.side, 0.0f, decode::PictureChannels::Rgb, wish.before});
+    for (const ostrel::Path &neighbour : {wish.before, wish.after})
+        BehaveWildly(neighbour, neighbour.Leaf(false));
+    const ostrel::Path beside = wish.before.Text() + " " + wish.after.Text();
+    return PictureWildly(path, {wish.side, 0.0f, decode::PictureChannels::Rgb, beside});
 }
 
 } // namespace
