@@ -21,7 +21,7 @@ sys.path.insert(0, str(ROOT / "bench"))
 
 import numpy  # noqa: E402
 
-from corpus import commands, damage, faults, figures, methods, page, pictures, shots  # noqa: E402
+from corpus import commands, damage, faults, figures, methods, page, pictures, renders, shots  # noqa: E402
 from corpus.folders import made_whole  # noqa: E402
 from corpus.trouble import Trouble  # noqa: E402
 
@@ -521,6 +521,34 @@ land-b  tune   land  48x27  png8           Seed=5 Move=1 Speed=2 Count=4
         self.assertFalse([shot.name for shot in halves["blender"]
                           if not shot.parameter("Samples") or shot.parameter("Samples") % 4])
         self.assertTrue({shot.scene for shot in halves["table"]} - {shot.scene for shot in halves["tune"]})
+        said = (ROOT / "docs/verdict.md").read_text(encoding="utf-8")
+        self.assertIn(f"{len(halves['tune'])} of them are for finding rules and thresholds, {len(halves['table'])} for "
+                      "this table alone", said)
+
+
+class Scenes(FolderTest):
+    def frames(self, scene, numbers, size, parameters, is_gone=False):
+        shot = shots.Shot(scene, "tune", scene, *size, "exr-float-zip", parameters)
+        made = renders.Renders(self.folder, ROOT / "share/corpus", 72, [shot])
+        return made.frames(shot, numbers, is_gone=is_gone)
+
+    def test_a_scene_shows_something_that_its_prop_is_a_part_of(self):
+        for file in sorted((ROOT / "share/corpus").glob("*.pov")):
+            with self.subTest(file.stem):
+                seen = self.frames(file.stem, [12, 40], (64, 36), (("Seed", "4"),))
+                without = self.frames(file.stem, [12, 40], (64, 36), (("Seed", "4"),), is_gone=True)
+                for pixels, rest in zip(seen, without):
+                    self.assertGreater(pixels.std(), 0.01)
+                    differs = pictures.changed(pixels, rest, pictures.FORMATS["exr-float-zip"])
+                    self.assertGreater(differs.mean(), 0.001)
+
+    def test_lightning_lights_more_than_one_frame(self):
+        seen = self.frames("sea", range(1, 43), (16, 9), (("Seed", "5"), ("Kind", "1"), ("Count", "1")))
+        light = numpy.array([pixels.mean() for pixels in seen])
+        is_lit = "".join("x" if bright else " " for bright in light > 2 * numpy.median(light))
+        strikes = is_lit.split()
+        self.assertGreaterEqual(len(strikes), 2)
+        self.assertEqual({len(strike) for strike in strikes} - {2, 3}, set(), is_lit)
 
 
 if __name__ == "__main__":
