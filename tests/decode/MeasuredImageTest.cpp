@@ -121,6 +121,24 @@ TEST_F(MeasuredImageTest, TellsEqualPicturesByTheirHash)
               Measured("piz.exr", Packed({70, 80, 3, OIIO::TypeHalf}, "piz")).measures.hash);
 }
 
+TEST_F(MeasuredImageTest, TellsPixelsThatHaveMovedByTheirHash)
+{
+    ImageSpec spec(40, 30, 3, OIIO::TypeHalf);
+    spec.full_width = 70;
+    spec.full_height = 80;
+    const std::uint64_t hash = Measured("a.exr", spec).measures.hash;
+    EXPECT_EQ(Measured("b.exr", spec).measures.hash, hash);
+    for (int ImageSpec::*const number :
+         {&ImageSpec::x, &ImageSpec::y, &ImageSpec::full_x, &ImageSpec::full_y,
+          &ImageSpec::full_width, &ImageSpec::full_height})
+    {
+        ImageSpec moved = spec;
+        moved.*number += 5;
+        // The pixels themselves are as they were.
+        EXPECT_NE(Measured("c.exr", moved).measures.hash, hash) << moved.x << ' ' << moved.y;
+    }
+}
+
 TEST_F(MeasuredImageTest, MeasuresTheFirstPartAndHashesAll)
 {
     ImageSpec colour(40, 30, 3, OIIO::TypeHalf);
@@ -178,6 +196,13 @@ TEST_F(MeasuredImageTest, CountsNegativeValuesOfColoursAlone)
         {{"r", "g", "b"}, 10},
         {{"Z", "R"}, 10},
         {{"Z", "beauty.R", "beauty.G"}, 10},
+        {{"Z", "diffuse.R"}, 10},
+        {{"Z", "diffuse.G"}, 10},
+        {{"Z", "diffuse.B"}, 10},
+        {{"Z", "left.diffuse.b"}, 10},
+        {{"Z", "position.Y"}, 0},
+        {{"Z", "diffuse.A"}, 0},
+        {{"Z", "RGB"}, 0},
     };
     // Every channel has one in the first row.
     const auto value = [](int x, int y, int) { return y == 0 ? -1.0f : float(x); };

@@ -12,7 +12,7 @@ namespace decode
 namespace
 {
 
-constexpr DecodeLimits k_limits{2, std::chrono::seconds(1), 64};
+constexpr DecodeLimits k_strip_limits{2, std::chrono::seconds(1), 64};
 
 TEST(StripsOfCrew, AreMadeWithoutANeighbourThatTheDecoderDoesNotOutlive)
 {
@@ -46,7 +46,7 @@ TEST(StripsOfCrew, AreMadeWithoutANeighbourThatTheDecoderDoesNotOutlive)
             StripWish{{0, 0, 1, 1}, row.before, row.after};
 
     std::map<std::size_t, MadeStrip> made;
-    DecodeCrew crew(WILD_DECODER_PROGRAM, k_limits);
+    DecodeCrew crew(WILD_DECODER_PROGRAM, k_strip_limits);
     MakeStrips(crew, requests,
                [&](std::size_t index, const MadeStrip &strip)
                { EXPECT_TRUE(made.emplace(index, strip).second) << index << " twice"; });
@@ -70,7 +70,7 @@ TEST(StripsOfCrew, TellThatThereIsNoDecoder)
 {
     std::vector<DecodeRequest> requests{DecodeRequest{"/r/a"}};
     requests[0].strip = StripWish{{0, 0, 1, 1}};
-    DecodeCrew crew("/nowhere/decoder", k_limits);
+    DecodeCrew crew("/nowhere/decoder", k_strip_limits);
     EXPECT_EQ(Thrown([&] { MakeStrips(crew, requests, [](std::size_t, const MadeStrip &) {}); }),
               "cannot start /nowhere/decoder: No such file or directory");
 }

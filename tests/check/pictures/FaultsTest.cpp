@@ -71,6 +71,15 @@ SampleShot NoisyPan()
     return shot;
 }
 
+// Something that is there for three frames and does not move.
+SampleShot WithWhatComesAndGoes()
+{
+    SampleShot shot = PanningShot(k_length);
+    for (const std::size_t frame : {k_bad - 1, k_bad, k_bad + 1})
+        CopyPlace(*shot[frame], *shot[k_length - 1], {55, 25, 40, 30});
+    return shot;
+}
+
 template <int X, int Y, int Width, int Height> void Blacken(SampleShot &shot)
 {
     Fill(Bad(shot), {X, Y, Width, Height}, 0);
@@ -175,6 +184,16 @@ const Fault k_faults[] = {
      {140, 75, 20, 15},
      0,
      "20x15 pixels at 140,75 are black, and not so in the frames beside it",
+     0,
+     0},
+    // The frame after is as the one before, and unlike those next to it.
+    {"BlackTilesBesideWhatLooksStale",
+     WithWhatComesAndGoes,
+     Blacken<55, 25, 40, 30>,
+     CheckState::Patch,
+     {55, 25, 40, 30},
+     0,
+     "40x30 pixels at 55,25 are black, and not so in the frames beside it",
      0,
      0},
     {"BlackBand",

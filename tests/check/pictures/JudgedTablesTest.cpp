@@ -31,6 +31,47 @@ std::string FileOf(SamplePicture picture)
     return content;
 }
 
+void AppendNumber(std::string &content, std::size_t value, int bytes)
+{
+    for (int byte = 0; byte < bytes; ++byte)
+        content += char(value >> (8 * byte) & 0xff);
+}
+
+// A TIFF file of the picture and a further one, whose pixels are beyond the end of the file.
+std::string FileWhosePartIsCut(const SamplePicture &picture)
+{
+    const std::size_t bytes = picture.light.size() * sizeof(float);
+    std::string content = "II*";
+    AppendNumber(content, 0, 1);
+    AppendNumber(content, 8 + bytes, 4);
+    content.append(reinterpret_cast<const char *>(picture.light.data()), bytes);
+    for (const bool isCut : {false, true})
+    {
+        const std::pair<std::size_t, std::size_t> entries[] = {
+            {256, picture.width},
+            {257, picture.height},
+            {258, 32}, // Bits of a value, which is
+            {259, 1},  // not packed,
+            {262, 1},  // light,
+            {273, isCut ? 16 * bytes : 8},
+            {277, 1}, // one a pixel;
+            {278, picture.height},
+            {279, bytes},
+            {339, 3}, // of floating point.
+        };
+        AppendNumber(content, std::size(entries), 2);
+        for (const auto &[tag, value] : entries)
+        {
+            AppendNumber(content, tag, 2);
+            AppendNumber(content, 4, 2);
+            AppendNumber(content, 1, 4);
+            AppendNumber(content, value, 4);
+        }
+        AppendNumber(content, isCut ? 0 : content.size() + 4, 4);
+    }
+    return content;
+}
+
 class JudgedTables : public testing::Test
 {
 protected:
@@ -160,6 +201,22 @@ TEST_F(JudgedTables, HoldNothingAgainstWhatIsNoPicture)
     states[15] = CheckState::OddImage;
     EXPECT_EQ(table.states, states);
     EXPECT_TRUE(table.places.empty());
+}
+
+// Its first part was measured before it was known that there is no more.
+TEST_F(JudgedTables, HoldNothingAgainstTheFirstPartOfWhatCannotBeReadToItsEnd)
+{
+    SamplePicture damaged = *m_shot[k_badFile - 1];
+    Fill(damaged, k_blackPlace, 0);
+    m_folder.MakeFile(fmt::format("f.{}.pfm", k_badFile), FileWhosePartIsCut(damaged));
+    CheckTable table = Table();
+    Decode(table, CheckDepth::Pictures);
+    std::vector<CheckState> states(k_files, CheckState::Ok);
+    states[k_badFile - 1] = CheckState::Undecodable;
+    EXPECT_EQ(table.states, states);
+    EXPECT_TRUE(table.places.empty());
+    EXPECT_EQ(table.details[k_badFile - 1].find("black"), String::npos)
+        << table.details[k_badFile - 1];
 }
 
 TEST_F(JudgedTables, OfEachPatternAreJudgedByThemselves)
