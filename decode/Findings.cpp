@@ -54,7 +54,6 @@ void AddWildPixels(ImageFinding &finding, const ImageReport &report, const Numbe
         text = fmt::format("{} NaN", report.nanPixels);
     if (report.infinitePixels > 0)
         text += fmt::format("{}{} infinite", text.empty() ? "" : " and ", report.infinitePixels);
-    // A pixel may have both; whoever sends such counts may send any.
     const bool areLetPass = report.nanPixels <= rules.nanLimit &&
                             report.infinitePixels <= rules.nanLimit - report.nanPixels;
     if (!text.empty())

@@ -44,6 +44,14 @@ void VisitFields(Report &report, Text &&text, Number &&number, Measures &&measur
     measures(report.measures);
 }
 
+// No more pixels are wrong than there are; none is both not a number and infinite.
+bool CanBeCounts(const ImageReport &report)
+{
+    return report.nanPixels <= report.pixels &&
+           report.infinitePixels <= report.pixels - report.nanPixels &&
+           report.negativePixels <= report.pixels;
+}
+
 } // namespace
 
 String OneLine(std::string_view text)
@@ -92,7 +100,7 @@ std::optional<ImageReport> ParseReport(std::string_view message)
             isGood = parsed && isGood, ++count;
             measures = parsed.value_or(PictureMeasures());
         });
-    if (!isGood || count != fields.size())
+    if (!isGood || count != fields.size() || !CanBeCounts(report))
         return std::nullopt;
     return report;
 }

@@ -31,7 +31,7 @@ struct ImageReport
 
     std::uint64_t pixels = 0;         ///< That were looked at, all parts together.
     std::uint64_t nanPixels = 0;      ///< With a value that is not a number.
-    std::uint64_t infinitePixels = 0; ///< With an infinite value.
+    std::uint64_t infinitePixels = 0; ///< Of the others, with an infinite value.
     String wildChannels;              ///< The channels that hold such values: "R,Z".
     std::uint64_t negativePixels = 0; ///< With a negative value of a colour.
     String colour; ///< The one colour of all pixels of the first part: "0, 0, 0, 1"; empty when

@@ -81,7 +81,6 @@ template <typename Head, typename Take> void VisitHead(Head &measures, Take &&ta
     take(measures.columns);
     take(measures.rows);
     take(measures.hash);
-    take(measures.peakCount);
 }
 
 template <typename Tile, typename Take> void VisitTile(Tile &tile, Take &&take)
@@ -173,8 +172,7 @@ std::optional<PictureMeasures> ParseMeasures(std::string_view text)
     measures.tiles.resize(std::size_t(measures.columns) * std::size_t(measures.rows));
     for (TileMeasure &tile : measures.tiles)
         VisitTile(tile, take);
-    if (!in.IsGood() || in.Left() % k_peak_digits != 0 ||
-        in.Left() / k_peak_digits > std::min<std::uint64_t>(k_MostPeaks, measures.peakCount))
+    if (!in.IsGood() || in.Left() % k_peak_digits != 0 || in.Left() / k_peak_digits > k_MostPeaks)
         return std::nullopt;
     measures.peaks.resize(in.Left() / k_peak_digits);
     for (Peak &peak : measures.peaks)

@@ -53,8 +53,7 @@ struct PictureMeasures
     int rows = 0;
     std::uint64_t hash = 0;         ///< Of all values of all parts.
     std::vector<TileMeasure> tiles; ///< Row by row from the upper left corner.
-    std::uint64_t peakCount = 0;
-    std::vector<Peak> peaks; ///< Of them the brightest, `k_MostPeaks` at most.
+    std::vector<Peak> peaks;        ///< The brightest that there are, `k_MostPeaks` at most.
 
     bool operator==(const PictureMeasures &) const = default;
 };

@@ -224,7 +224,6 @@ void PictureMeter::FindPeaks(int y, int first, int end)
 void PictureMeter::Keep(int x, int y, float light)
 {
     std::vector<Peak> &peaks = m_measures.peaks;
-    ++m_measures.peakCount;
     if (light <= m_dimmest)
         return;
     peaks.push_back({std::uint16_t(x), std::uint16_t(y), CoarseLevelOf(double(light))});

@@ -133,7 +133,7 @@ template <typename Value> void PixelTally::CountWild(const Value *values, std::u
                 m_wildChannels[channel] = true;
         }
         m_nanPixels += isNan;
-        m_infinitePixels += isInfinite;
+        m_infinitePixels += isInfinite && !isNan;
     }
 }
 

@@ -40,7 +40,7 @@ public:
     {
         return m_nanPixels;
     }
-    /// Pixels with at least one infinite value.
+    /// Pixels with at least one infinite value, and none that is not a number.
     std::uint64_t InfinitePixels() const
     {
         return m_infinitePixels;

@@ -38,7 +38,6 @@ std::string Measures(FuzzedDataProvider &input)
     measures.peaks.resize(input.ConsumeIntegralInRange<std::size_t>(0, 4));
     for (Peak &peak : measures.peaks)
         peak = {Any<std::uint16_t>(input), Any<std::uint16_t>(input), Any<std::uint8_t>(input)};
-    measures.peakCount = input.ConsumeIntegralInRange<std::uint64_t>(0, 8);
     std::string text = PackMeasures(measures);
     if (!text.empty() && input.ConsumeIntegralInRange(0, 3) == 0)
         text[input.ConsumeIntegralInRange<std::size_t>(0, text.size() - 1)] = Any<char>(input);
@@ -103,8 +102,7 @@ void RequireOfMeasures(const PictureMeasures &measures)
             "tiles are no smaller than pixels, and not many");
     Require(measures.tiles.size() == std::size_t(measures.columns * measures.rows),
             "there are as many tiles as is said");
-    Require(measures.peaks.size() <= k_MostPeaks && measures.peaks.size() <= measures.peakCount,
-            "there are no more peaks than is said");
+    Require(measures.peaks.size() <= k_MostPeaks, "there are no more peaks than are kept");
     for (const Peak &peak : measures.peaks)
         Require(peak.x < measures.width && peak.y < measures.height, "a peak is in the picture");
 }
@@ -115,6 +113,10 @@ void RequireOfReport(const std::string &message)
     if (!report)
         return;
     Require(report->width >= 0 && report->height >= 0, "a size is none below zero");
+    Require(report->nanPixels <= report->pixels &&
+                report->infinitePixels <= report->pixels - report->nanPixels &&
+                report->negativePixels <= report->pixels,
+            "no more pixels are wrong than there are");
     Require(IsOneLine(report->reason) && IsOneLine(report->channels), "texts are of one line");
     Require(ParseReport(PackReport(*report)) == report, "a report is the same when told again");
     Require(PackReport(*report).size() < 65536, "a report fits into a message");

@@ -27,6 +27,11 @@ constexpr const char *k_print = "00000000000000cc";
 
 const UID k_job("f81d4fae-7dec-41d0-a765-00a0c91e6bf6", true);
 
+// How deep a job has its frames looked at, and what may be told of them.
+constexpr const char *k_depths[] = {"sizes", "decode", "pictures"};
+constexpr const char *k_bad_states[] = {"missing", "outlier", "undecodable", "nan",   "duplicate",
+                                        "black",   "patch",   "pop",         "sparks"};
+
 // What a job may say of its files.
 using Texts = std::vector<std::pair<const char *, const char *>>;
 const Texts k_jobs[] = {
@@ -90,6 +95,9 @@ private:
                                               "ok 10",
                                               ", missing ",
                                               ", nan 3",
+                                              ", duplicate 1",
+                                              ", pop 2",
+                                              ", sparks 3",
                                               "18446744073709551616",
                                               "bad 00000000000000aa ",
                                               "bad 00000000000000bb ",
@@ -112,11 +120,12 @@ private:
     std::string Verdict()
     {
         const int ok = m_input.ConsumeIntegralInRange(0, 40);
-        const int missing = m_input.ConsumeIntegralInRange(0, 6);
+        const int bad = m_input.ConsumeIntegralInRange(0, 6);
         std::string text =
             std::string("corvan-check 1\nprint ") + k_print + "\ncounts ok " + std::to_string(ok);
-        if (missing > 0)
-            text += ", missing " + std::to_string(missing);
+        if (bad > 0)
+            text += ", " + std::string(m_input.PickValueInArray(k_bad_states)) + " " +
+                    std::to_string(bad);
         text += m_input.ConsumeIntegralInRange(0, 15) == 0 ? "\nmany\n" : "\n";
         for (int key = m_input.ConsumeIntegralInRange(0, 3); key > 0; --key)
             text += "bad 000000000000000" + std::to_string(key + Seed()) + " " + Frames() + "\n";
@@ -149,7 +158,7 @@ private:
 class LookedAfter
 {
 public:
-    LookedAfter(SampleFarm &farm, const Texts &texts, bool decodes)
+    LookedAfter(SampleFarm &farm, const Texts &texts, const char *depth)
         : m_farm(farm), m_turn(farm.store), m_checks(
                                                 m_clock, {farm.store, farm.cache, &m_looker},
                                                 master::Pauses(), [] { return UID(true); }, [] {})
@@ -158,7 +167,7 @@ public:
         const auto job = JobFactory::s_JobFactory.CreateJob(k_sample_type);
         job->SetID(k_job);
         job->SetParameter(p_ImageFormat, "/a.%d;/b.%d");
-        job->SetParameter(p_CheckFrames, decodes ? "decode" : "sizes");
+        job->SetParameter(p_CheckFrames, depth);
         job->SetParameter(p_AutoRequeue, std::to_string(k_rounds));
         for (const auto &[name, value] : texts)
             Require(job->SetParameter(name, value), "the job takes what it is told");
@@ -313,7 +322,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     FuzzedDataProvider input(data, size);
     const Texts &texts =
         k_jobs[input.ConsumeIntegralInRange<std::size_t>(0, std::size(k_jobs) - 1)];
-    LookedAfter job(farm, texts, input.ConsumeBool());
+    LookedAfter job(farm, texts, input.PickValueInArray(k_depths));
     Child child(input);
     for (int look = 0; look < k_most_looks && child.HasMore(); ++look)
         job.LookAndHear(child);

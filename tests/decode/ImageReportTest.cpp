@@ -18,7 +18,6 @@ PictureMeasures Measures(int columns, int rows, std::size_t peaks)
     measures.rows = rows;
     measures.hash = 12345;
     measures.tiles.resize(std::size_t(columns * rows), {40960, 100, 170, 0, -1, 1});
-    measures.peakCount = peaks;
     measures.peaks.resize(peaks, {1919, 1079, 200});
     return measures;
 }
@@ -35,7 +34,7 @@ ImageReport FullReport()
     report.channels = "R,G,B,A + Z";
     report.pixels = 2'073'600;
     report.nanPixels = 3;
-    report.infinitePixels = UINT64_MAX;
+    report.infinitePixels = 2'073'597;
     report.wildChannels = "Z";
     report.negativePixels = 77'777;
     report.colour = "0, 0, 0, 1";
@@ -70,6 +69,11 @@ TEST(ImageReport, IsRefusedWhereItIsNone)
         Replaced(good, "1920", "99999999999"),
         Replaced(good, "2073600", "many"),
         Replaced(good, "77777", "-1"),
+        // More wrong pixels than there are.
+        Replaced(good, "77777", "2073601"),
+        Replaced(good, "2073597", "2073598"),
+        Replaced(good, "2073597", "18446744073709551615"),
+        Replaced(good, std::string("\0003\0", 3), std::string("\0002073601\0", 9)),
         good + "0",
         good.substr(0, good.size() - 1),
         Replaced(good, PackMeasures(FullReport().measures), "measures"),
@@ -82,8 +86,8 @@ TEST(ImageReport, IsNeverLongerThanAMessageMayBe)
 {
     ImageReport report = FullReport();
     report.measures = Measures(k_MostTiles, k_MostTiles, k_MostPeaks);
-    report.measures.peakCount = UINT64_MAX;
     report.pixels = report.nanPixels = report.negativePixels = UINT64_MAX;
+    report.infinitePixels = 0;
     for (String *text : {&report.trouble, &report.reason, &report.format, &report.formatByName,
                          &report.channels, &report.wildChannels, &report.colour})
         *text = std::string(100'000, 'x');

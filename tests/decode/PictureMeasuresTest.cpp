@@ -21,7 +21,6 @@ PictureMeasures Sample(int columns = 3, int rows = 2, std::size_t peaks = 2)
     for (int i = 0; i < columns * rows; ++i)
         measures.tiles.push_back({std::uint16_t(65535 - i), std::uint8_t(i), 255, 128,
                                   std::int8_t(-127), std::int8_t(127)});
-    measures.peakCount = peaks;
     for (std::size_t i = 0; i < peaks; ++i)
         measures.peaks.push_back({std::uint16_t(1919 - i), std::uint16_t(1079 - i), 200});
     return measures;
@@ -102,7 +101,6 @@ TEST(PictureMeasures, ComeBackAsTheyWereSent)
         Sample(),
         Sample(1, 1, 0),
         Sample(32, 32, k_MostPeaks),
-        With([](auto &m) { m.peakCount = UINT64_MAX; }),
         With([](auto &m) { m.width = m.height = 65535; }),
     };
     for (const PictureMeasures &measures : cases)
@@ -119,7 +117,7 @@ TEST(PictureMeasures, AreRefusedWhereTheyAreNone)
         const bool areFewerPeaks = length + 10 == good.size() || length + 20 == good.size();
         EXPECT_EQ(ParseMeasures(good.substr(0, length)).has_value(), areFewerPeaks) << length;
     }
-    for (const char *more : {"0", "00", "00000000", "0000000000"})
+    for (const char *more : {"0", "00", "00000000"})
         EXPECT_FALSE(ParseMeasures(good + more)) << more;
     for (std::size_t place = 0; place < good.size(); ++place)
         for (const char wrong : {'g', 'A', ' ', '-', '\0', '\xff'})
@@ -144,8 +142,6 @@ TEST(PictureMeasures, AreRefusedWhereTheirNumbersCannotBe)
         With([](auto &m) { m.rows = 3; }),
         With([](auto &m) { m.columns = std::numeric_limits<int>::max(); }),
         With([](auto &m) { m.width = 2, m.peaks.clear(); }), // Three tiles of two pixels.
-        With([](auto &m) { m.peakCount = 1; }),
-        With([](auto &m) { m.peakCount = 0; }),
         With([](auto &m) { m.peaks[1].x = 1920; }),
         With([](auto &m) { m.peaks[0].y = 1080; }),
         Sample(33, 1),

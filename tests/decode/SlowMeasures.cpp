@@ -158,6 +158,5 @@ PictureMeasures MeasureSlowly(const ImageSpec &spec, const std::vector<double> &
             if (window.IsPeak(x, y))
                 measures.peaks.push_back(
                     {std::uint16_t(x), std::uint16_t(y), CoarseLevelOf(window.At(x, y))});
-    measures.peakCount = measures.peaks.size();
     return measures;
 }
