@@ -17,6 +17,8 @@ SOME_OF_IT = 0.15
 FEW_OF_PICTURE = 0.03
 # The fewest pixels that an object which is gone leaves.
 FEWEST_PIXELS = 12
+# Of a pixel and the eight around it.
+MOST_AROUND = 6
 # A hole, as a file system leaves it; smaller in files that have few blocks.
 BLOCK = 4096
 SMALL_BLOCK = 512
@@ -197,9 +199,19 @@ def object_gone(takes, number, chance):
     if pixels is None:
         return None
     seen = pictures.changed(takes.frame(number), pixels, takes.form)
+    if takes.shot.is_path_traced:
+        seen = among_others(seen)
     if seen.sum() < FEWEST_PIXELS * takes.unit ** 2:
         return None
     return Fault(pixels=pixels, place=box_of(seen))
+
+
+def among_others(seen):
+    """What of a map is set and has more set than not around it."""
+    rows, columns = seen.shape
+    padded = numpy.pad(seen.astype(int), 1)
+    around = sum(padded[y:y + rows, x:x + columns] for y in range(3) for x in range(3))
+    return seen & (around >= MOST_AROUND)
 
 
 def box_of(seen):

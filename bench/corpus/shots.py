@@ -34,7 +34,12 @@ class Shot:
     @property
     def is_noisy(self):
         """Where fewer samples make more noise."""
-        return self.parameter("Grain") > 0 or self.parameter("Samples") > 0
+        return self.parameter("Grain") > 0 or self.is_path_traced
+
+    @property
+    def is_path_traced(self):
+        """Where light comes by chance, so that what is gone changes single pixels far from it, too."""
+        return self.parameter("Samples") > 0
 
     @property
     def scene_suffix(self):

@@ -3,6 +3,7 @@
 Run by Debian's own Python, where numpy and OpenImageIO are."""
 
 import concurrent.futures
+import dataclasses
 import json
 import os
 import pathlib
@@ -396,6 +397,27 @@ class Faults(FolderTest):
         for kind in ("black-tile", "black-band", "black", "stale-block", "duplicate", "exposure", "gone", "samples",
                      "elsewhere"):
             self.assertFalse(damage.put(dark, kind, {}, random.Random(1), set()), kind)
+
+    def test_where_light_comes_by_chance_single_pixels_are_no_object_that_is_gone(self):
+        takes = moving_takes(self.folder, "exr-float-zip")
+        object_gone = takes.without_prop
+
+        def scattered(pixels):
+            changed = pixels.copy()
+            changed[::5, ::5] *= 3
+            return changed
+
+        for what, parameters, without_prop, place in (
+            ("out of sight", (("Samples", "8"),), lambda number: scattered(takes.frame(number)), None),
+            ("in sight", (("Samples", "8"),), lambda number: scattered(object_gone(number)), (30, 10, 12, 10)),
+            # Elsewhere each pixel counts, even one.
+            ("rays", (), lambda number: scattered(takes.frame(number)), (0, 0, 61, 46)),
+        ):
+            with self.subTest(what):
+                shot = dataclasses.replace(takes.shot, parameters=parameters)
+                made = faults.Takes(shot, takes.frames, takes.files, without_prop, None, None)
+                fault = faults.object_gone(made, 7, random.Random(1))
+                self.assertEqual(fault and fault.place, place)
 
     def test_the_frames_of_faults_lie_apart_and_anywhere(self):
         takes = moving_takes(self.folder, "exr-float-zip")
