@@ -128,7 +128,7 @@ Lamp(<20, 9, -30>, <0.3, 0.36, 0.46> * Day * Second)
     #if (!Depth)
         plane { y, 24
             Veil(pigment { bozo turbulence 0.55 octaves 5 lambda 2.3
-                color_map { [0.38 - 0.35 * Storm rgbt <1, 1, 1, 1>] [0.62 - 0.3 * Storm rgb <0.85, 0.86, 0.9> * Day * Level]
+                color_map { [0.38 - 0.35 * Storm rgb <0.85, 0.86, 0.9> * Day * Level transmit 1] [0.62 - 0.3 * Storm rgb <0.85, 0.86, 0.9> * Day * Level]
                             [1 rgb <0.5, 0.52, 0.56> * Day * Level] }
                 scale <16, 10, 16> translate <T * 0.22 * Wind + 50 * Chance(410), 0, -T * 0.06> })
             hollow }
@@ -186,7 +186,7 @@ Lamp(<20, 9, -30>, <0.3, 0.36, 0.46> * Day * Second)
             #local number = floor((T + 9 * Chance(430 + I)) / 9) * 17 + I * 5;
             #local age = mod(T + 9 * Chance(430 + I), 9) / 9;
             disc { 0, z, 1
-                Veil(pigment { spherical color_map { [0 rgbt <1, 0.3, 0.05, 1>] [0.5 rgbt <2.2, 0.8, 0.1, 0.5> * <Level, Level, Level, 1>]
+                Veil(pigment { spherical color_map { [0 rgbt <Level, 0.3 * Level, 0.05 * Level, 1>] [0.5 rgbt <2.2, 0.8, 0.1, 0.5> * <Level, Level, Level, 1>]
                                                      [1 rgbt <3, 2, 0.6, 0.2> * <Level, Level, Level, 1>] } })
                 no_shadow
                 scale <0.16, 0.34, 1> * (1.2 - age)
@@ -196,7 +196,7 @@ Lamp(<20, 9, -30>, <0.3, 0.36, 0.46> * Day * Second)
             #local age = mod(T + 48 * I / 11, 48) / 48;
             disc { 0, z, 1
                 Veil(pigment { spherical turbulence 0.25 color_map {
-                    [0 rgbt <0.2, 0.18, 0.18, 1>]
+                    [0 rgbt <0.2 * Level, 0.18 * Level, 0.18 * Level, 1>]
                     [0.6 rgbt <0.2 * Level, 0.18 * Level, 0.18 * Level, 0.35 + 0.6 * age>]
                     [1 rgbt <0.2 * Level, 0.18 * Level, 0.18 * Level, 0.25 + 0.7 * age>] } })
                 no_shadow
