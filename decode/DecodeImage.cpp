@@ -105,7 +105,7 @@ private:
             PixelTally tally(spec.format, spec.nchannels);
             tally.CountNegative(ColourChannels(spec));
             std::optional<PictureMeter> meter;
-            if (m_depth == ReportDepth::Measured && part == 0 && !spec.deep)
+            if (m_depth == ReportDepth::Measured && part == 0)
                 meter.emplace(spec);
             if (m_depth == ReportDepth::Measured)
                 for (const std::int64_t number :
@@ -131,23 +131,34 @@ private:
     String ReadPart(int part, const ImageSpec &spec, PixelTally &tally,
                     std::optional<PictureMeter> &meter)
     {
-        const std::size_t pixelBytes = spec.pixel_bytes(true);
+        // Each channel comes in the same type, whatever each is stored in.
+        const std::size_t pixelBytes = std::size_t(spec.nchannels) * spec.format.size();
+        const TakePixels measure = [&](const PixelBlock &block)
+        {
+            m_hash.Add(block, pixelBytes);
+            if (meter)
+                meter->Add(block);
+        };
+        const bool isMeasured = m_depth == ReportDepth::Measured;
         const auto take = [&](const PixelBlock &block)
         {
             tally.Add(block);
-            if (m_depth == ReportDepth::Measured)
-                m_hash.Add(block, pixelBytes);
-            if (meter)
-                meter->Add(block);
+            if (isMeasured)
+                measure(block);
+        };
+        const auto takeSample = [&](const float *sample)
+        {
+            tally.Add(sample, 1);
+            if (isMeasured)
+                m_hash.Add({reinterpret_cast<const char *>(sample), 0, 0, 1, 1, 1}, pixelBytes);
         };
         if (const auto reason = m_tiff     ? m_tiff->ReadPart(part, spec, take)
                                 : m_isJpeg ? ReadJpeg(m_path, spec, take)
                                            : std::nullopt)
             return *reason;
-        const bool isRead = spec.deep
-                                ? ReadDeepPart(m_image, part, spec,
-                                               [&](const float *sample) { tally.Add(sample, 1); })
-                                : ReadFlatPart(m_image, part, spec, take);
+        const bool isRead = spec.deep ? ReadDeepPart(m_image, part, spec, takeSample,
+                                                     isMeasured ? measure : TakePixels())
+                                      : ReadFlatPart(m_image, part, spec, take);
         if (!isRead)
             return ErrorOf(m_image);
         return m_isJpeg ? FindCorruptData(m_path) : String();

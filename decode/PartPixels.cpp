@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "decode/FlattenDeep.h"
 #include "decode/ImageFile.h"
 
 namespace decode
@@ -66,9 +67,26 @@ bool ReadFlatPart(ImageInput &image, int part, const ImageSpec &spec, const Take
 }
 
 bool ReadDeepPart(ImageInput &image, int part, const ImageSpec &spec,
-                  const std::function<void(const float *)> &take)
+                  const std::function<void(const float *)> &take, const TakePixels &takeFlat)
 {
-    std::vector<float> sample(std::size_t(spec.nchannels));
+    const auto channels = std::size_t(spec.nchannels);
+    std::vector<float> sample(channels);
+    std::vector<float> flat;
+    const auto flatten = [&](const Slab &slab, DeepData &data)
+    {
+        flat.assign(std::size_t(data.pixels()) * channels, 0.0f);
+        for (std::int64_t pixel = 0; pixel < data.pixels(); ++pixel)
+            FlattenDeep(data, pixel, 0, spec.alpha_channel,
+                        {flat.data() + std::size_t(pixel) * channels, channels});
+        const int rows = slab.yEnd - slab.yBegin;
+        const float *slice = flat.data();
+        for (int z = slab.zBegin; z < slab.zEnd; ++z)
+        {
+            takeFlat({reinterpret_cast<const char *>(slice), 0, slab.yBegin - spec.y, spec.width,
+                      rows, spec.width});
+            slice += std::size_t(spec.width) * std::size_t(rows) * channels;
+        }
+    };
     const auto readSlab = [&](const Slab &slab)
     {
         DeepData data;
@@ -86,6 +104,8 @@ bool ReadDeepPart(ImageInput &image, int part, const ImageSpec &spec,
                     sample[std::size_t(channel)] = data.deep_value(pixel, channel, i);
                 take(sample.data());
             }
+        if (isRead && takeFlat)
+            flatten(slab, data);
         return isRead;
     };
     return ReadSlabs(image, spec, readSlab);

@@ -13,8 +13,10 @@ namespace decode
 bool ReadFlatPart(OIIO::ImageInput &image, int part, const OIIO::ImageSpec &spec,
                   const TakePixels &take);
 
-/// The same for a deep part: gives each sample, a number for each channel.
+/// The same for a deep part: gives each sample, a number for each channel. After those of some
+/// rows `takeFlat`, where it is no empty function, is given what is seen of them: floating point of
+/// all channels, the samples of each pixel laid over each other.
 bool ReadDeepPart(OIIO::ImageInput &image, int part, const OIIO::ImageSpec &spec,
-                  const std::function<void(const float *)> &take);
+                  const std::function<void(const float *)> &take, const TakePixels &takeFlat);
 
 } // namespace decode

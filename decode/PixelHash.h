@@ -15,7 +15,7 @@ namespace decode
 {
 
 /// A number that tells pictures apart to the bit: XXH3 of 64 bits, of all values as they are
-/// stored. Two pictures of one kind of file alone can be held against each other.
+/// read. Two pictures of one kind of file alone can be held against each other.
 class PixelHash
 {
 public:

@@ -7,6 +7,7 @@
 #include <fmt/format.h>
 #include <stdexcept>
 
+#include "decode/FlattenDeep.h"
 #include "decode/ImageFile.h"
 #include "decode/TurnPixels.h"
 
@@ -247,8 +248,7 @@ void ShownRows::ReadFlat(int end)
         throw std::runtime_error(ErrorOf(m_image));
 }
 
-// Lays the samples of each pixel over each other, the nearest one above, into a block like any
-// other.
+// Into a block like any other.
 void ShownRows::ReadDeep(int end)
 {
     const int begin = m_spec.y + m_blockBegin;
@@ -266,20 +266,9 @@ void ShownRows::ReadDeep(int end)
     const int channels = m_endChannel - m_firstChannel;
     m_floats.assign(std::size_t(data.pixels()) * std::size_t(channels), 0.0f);
     for (std::int64_t pixel = 0; pixel < data.pixels(); ++pixel)
-    {
-        data.sort(pixel);
-        float *values = m_floats.data() + std::size_t(pixel) * std::size_t(channels);
-        float open = 1.0f; // How much of what lies behind is seen.
-        for (int i = 0; i < data.samples(pixel) && open > 0.0f; ++i)
-        {
-            for (int c = 0; c < channels; ++c)
-                values[c] += open * data.deep_value(pixel, m_firstChannel + c, i);
-            // Without alpha the nearest sample hides all others.
-            open *= m_layer.alpha < 0
-                        ? 0.0f
-                        : std::clamp(1.0f - data.deep_value(pixel, m_layer.alpha, i), 0.0f, 1.0f);
-        }
-    }
+        FlattenDeep(
+            data, pixel, m_firstChannel, m_layer.alpha,
+            {m_floats.data() + std::size_t(pixel) * std::size_t(channels), std::size_t(channels)});
 }
 
 void ShownRows::FillRow(int line)

@@ -1,5 +1,6 @@
 #include <OpenImageIO/deepdata.h>
 #include <OpenImageIO/imageio.h>
+#include <cstdlib>
 
 #include <gtest/gtest.h>
 
@@ -158,19 +159,82 @@ TEST_F(MeasuredImageTest, MeasuresTheFirstPartAndHashesAll)
     EXPECT_EQ(one.measures.height, 30);
 }
 
-TEST_F(MeasuredImageTest, MeasuresNothingOfDeepOrDamagedFiles)
+// The hash of an image whose channels are stored in several types.
+TEST_F(MeasuredImageTest, TellsEachPixelOfChannelsOfSeveralTypes)
+{
+    ImageSpec spec(70, 80, 4, OIIO::TypeFloat);
+    spec.channelnames = {"R", "G", "B", "Z"};
+    spec.channelformats = {OIIO::TypeHalf, OIIO::TypeHalf, OIIO::TypeHalf, OIIO::TypeFloat};
+    const std::uint64_t hash = Measured("a.exr", spec).measures.hash;
+    EXPECT_EQ(Measured("b.exr", spec).measures.hash, hash);
+    EXPECT_NE(Measured("c.exr", spec, NearlyWavyPixel).measures.hash, hash) << "the last pixel";
+}
+
+// By what is seen of it.
+TEST_F(MeasuredImageTest, MeasuresADeepImageAsOneWhoseSamplesAreLaidOverEachOther)
+{
+    ImageSpec spec(70, 80, 5, OIIO::TypeFloat);
+    spec.deep = true;
+    spec.channelnames = {"R", "G", "B", "A", "Z"};
+    spec.alpha_channel = 3;
+    const auto write = [&](const char *name, float behind)
+    {
+        OIIO::DeepData data(spec);
+        for (std::int64_t pixel = 0; pixel < data.pixels(); ++pixel)
+        {
+            const auto [y, x] = std::div(int(pixel), spec.width);
+            data.set_samples(pixel, x < 5 ? 0 : 3);
+            // The nearest one last, and one behind that nobody sees.
+            const float samples[3][5] = {{behind, behind, behind, 1, 9},
+                                         {WavyPixel(x, y, 0), 0.3f, 0.2f, 1, 5},
+                                         {0.25f, 0, 0, 0.5f, 1}};
+            for (int i = 0; i < data.samples(pixel); ++i)
+                for (int channel = 0; channel < 5; ++channel)
+                    data.set_deep_value(pixel, channel, i, samples[i][channel]);
+        }
+        const String path = (m_folder / name).Text();
+        const auto file = OIIO::ImageOutput::create(path);
+        ASSERT_TRUE(file && file->open(path, spec) && file->write_deep_image(data) &&
+                    file->close());
+    };
+    write("deep.exr", 0.7f);
+    write("other.exr", 0.8f);
+    ImageSpec flat(70, 80, 3, OIIO::TypeFloat);
+    PictureMeasures seen =
+        Measured("flat.exr", flat,
+                 [](int x, int y, int channel)
+                 {
+                     const float value[] = {0.25f + WavyPixel(x, y, 0) / 2, 0.15f, 0.1f};
+                     return x < 5 ? 0.0f : value[channel];
+                 })
+            .measures;
+    const ImageReport deep = Measured("deep.exr");
+    EXPECT_EQ(deep.reason, "");
+    EXPECT_EQ(deep.pixels, 65u * 80 * 3);
+    seen.hash = deep.measures.hash;
+    EXPECT_EQ(deep.measures, seen);
+    EXPECT_NE(Measured("other.exr").measures.hash, seen.hash) << "of all samples";
+    EXPECT_EQ(Measured("deep.exr").measures.hash, seen.hash);
+    EXPECT_EQ(DecodeImage(m_folder / "deep.exr").measures, PictureMeasures());
+}
+
+TEST_F(MeasuredImageTest, MeasuresADeepImageWithoutSamplesAsBlack)
 {
     ImageSpec spec(8, 4, 2, OIIO::TypeFloat);
     spec.deep = true;
     spec.channelnames = {"A", "Z"};
-    const OIIO::DeepData data(spec);
     const String name = (m_folder / "deep.exr").Text();
     const auto file = OIIO::ImageOutput::create(name);
-    ASSERT_TRUE(file && file->open(name, spec) && file->write_deep_image(data) && file->close());
-    const ImageReport deep = Measured("deep.exr");
-    EXPECT_EQ(deep.reason, "");
-    EXPECT_EQ(deep.measures, PictureMeasures());
+    ASSERT_TRUE(file && file->open(name, spec) && file->write_deep_image(OIIO::DeepData(spec)) &&
+                file->close());
+    const PictureMeasures deep = Measured("deep.exr").measures;
+    ASSERT_FALSE(deep.tiles.empty());
+    for (const TileMeasure &tile : deep.tiles)
+        EXPECT_EQ(tile.black, 255);
+}
 
+TEST_F(MeasuredImageTest, MeasuresNothingOfDamagedFiles)
+{
     WriteImage(m_folder / "a.png", {70, 80, 3, OIIO::TypeUInt8});
     const std::string content = ContentOf(m_folder / "a.png");
     m_folder.MakeFile("a.png", content.substr(0, content.size() / 2));
