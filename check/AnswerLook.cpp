@@ -57,11 +57,10 @@ String PrintOf(const std::vector<CheckTable> &tables)
     return digest.Text();
 }
 
-void ReadImages(std::vector<CheckTable> &tables, CheckDepth depth)
+void ReadImages(TableDecoder &decoder, std::vector<CheckTable> &tables, CheckDepth depth)
 {
     for (CheckTable &table : tables)
     {
-        TableDecoder decoder;
         decoder.Decode(table, analysis::ScanRules().frameOffset, k_limits, depth,
                        [](std::size_t, std::size_t) {});
         if (table.troubles.empty())
@@ -103,10 +102,13 @@ LookAnswer TryToAnswer(const LookRequest &request)
 {
     CheckSubject subject = FindFrames(request.input, request.formats, "the job");
     std::vector<CheckTable> &tables = subject.tables;
+    TableDecoder decoder;
     for (CheckTable &table : tables)
     {
         table.sizeRule = request.sizeRule;
         ListFrames(subject.input, table);
+        if (request.ReadsImages())
+            decoder.Announce(table.frames.size(), k_limits);
         LookOnce(table);
         NeedSomething(table, request.wereSeen);
     }
@@ -117,8 +119,10 @@ LookAnswer TryToAnswer(const LookRequest &request)
         return answer;
     if (request.ReadsImages())
     {
-        ReadImages(tables, request.depth == LookRequest::Depth::Pictures ? CheckDepth::Pictures
-                                                                         : CheckDepth::Images);
+        ReadImages(decoder, tables,
+                   request.depth == LookRequest::Depth::Pictures ? CheckDepth::Pictures
+                                                                 : CheckDepth::Images);
+        decoder.Rest();
         // What was read may have been written meanwhile.
         std::vector<CheckTable> again = tables;
         std::ranges::for_each(again, LookOnce);

@@ -38,9 +38,10 @@ CheckState StateOfImage(ImageState state)
 
 void TableDecoder::Announce(std::size_t frames, const decode::DecodeLimits &limits)
 {
-    if (!m_seen.IsEmpty())
+    if (!m_crew && !m_seen.IsEmpty())
         return;
-    m_crew = std::make_unique<decode::DecodeCrew>(decode::DecoderProgram(), limits);
+    if (!m_crew)
+        m_crew = std::make_unique<decode::DecodeCrew>(decode::DecoderProgram(), limits);
     m_crew->StartAhead(frames);
 }
 
@@ -63,13 +64,12 @@ void TableDecoder::ReadNews(const CheckTable &table, const decode::DecodeLimits 
         m_seen.Keep(paths[file], table.frames[rows[file]], depth, report);
         progress(++done, rows.size());
     };
-    const std::unique_ptr<decode::DecodeCrew> ahead = std::move(m_crew);
     const auto asked =
         depth == CheckDepth::Pictures ? decode::ReportDepth::Measured : decode::ReportDepth::Whole;
     try
     {
-        if (ahead)
-            ahead->Read(paths, keep, asked);
+        if (m_crew)
+            m_crew->Read(paths, keep, asked);
         else
             decode::DecodeFiles(decode::DecoderProgram(), paths, limits, keep, asked);
     }

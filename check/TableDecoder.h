@@ -33,8 +33,14 @@ public:
     }
 
     /// Says that a table of so many frames will be decoded with these limits, before it is looked
-    /// at: the first time its decoders start meanwhile, since most files will have to be read.
+    /// at: its decoders start meanwhile, and serve all tables until `Rest`. Where tables were
+    /// decoded before that it does nothing: hardly a file will have to be read.
     void Announce(std::size_t frames, const decode::DecodeLimits &limits);
+    /// Ends the decoders: there is no further table for now.
+    void Rest()
+    {
+        m_crew.reset();
+    }
 
     /// Which numbers are let pass from here on.
     void SetRules(const decode::NumberRules &rules)
@@ -60,7 +66,7 @@ private:
     const bool m_remembersTables = true;
     SeenImages m_seen;
     std::map<String, PictureJudge> m_judges;    ///< By the tables' patterns.
-    std::unique_ptr<decode::DecodeCrew> m_crew; ///< Started ahead; null where none was.
+    std::unique_ptr<decode::DecodeCrew> m_crew; ///< Started ahead; null where there is none.
 };
 
 /// Stores what holding a picture against those around it has shown.

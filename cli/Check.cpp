@@ -62,6 +62,7 @@ public:
                 EndWith(StatusOf(subject));
             m_writer.Write(table);
         }
+        m_check.EndPass();
         m_writer.End(subject, m_check.Depth());
         WriteCrops(subject);
         if (m_isWatching)

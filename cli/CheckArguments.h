@@ -53,6 +53,11 @@ public:
     /// wanted; with a bar on a terminal. Images that could not be looked at are told on standard
     /// error. Throws `check::CheckException *`.
     void Check(check::CheckTable &table);
+    /// Once all tables of a pass were: ends what reads images.
+    void EndPass()
+    {
+        m_decoder.Rest();
+    }
 
     /// Seals frames of a table that was checked, with a bar and troubles told in the same way.
     check::Sealed Seal(check::CheckTable &table, const std::vector<bool> &isWanted,

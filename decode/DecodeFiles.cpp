@@ -74,9 +74,18 @@ public:
     void Run(const Questions &questions)
     {
         m_questions = &questions;
-        // They had their time while nobody listened; what they said since then waits.
-        for (Worker &worker : m_workers)
-            worker.deadline = Clock::now() + k_start_time;
+        m_next = m_answered = 0;
+        for (Place place = m_workers.begin(); place != m_workers.end();)
+        {
+            const Place worker = place++;
+            // It had its time while nobody listened; what it said since then waits.
+            if (!worker->hasGreeted)
+                worker->deadline = Clock::now() + k_start_time;
+            else if (HasNews(*worker))
+                m_workers.erase(worker); // Nothing was asked: it has ended, and not by a file.
+            else
+                Occupy(worker);
+        }
         while (m_answered < questions.count)
         {
             FillPlaces(questions.count - m_answered);
@@ -94,13 +103,20 @@ private:
         }
 
         DecoderProcess process;
-        std::optional<std::size_t> file; // None before it has greeted.
+        bool hasGreeted = false;
+        std::optional<std::size_t> file; // None where it is idle, or has not greeted.
         bool isAtPicture = false;
         PictureReceiver receiver;
-        Clock::time_point deadline;
+        Clock::time_point deadline; // Never, where it is idle.
     };
 
     using Place = std::list<Worker>::iterator;
+
+    static bool HasNews(const Worker &worker)
+    {
+        pollfd channel{worker.process.Channel(), POLLIN, 0};
+        return poll(&channel, 1, 0) > 0;
+    }
 
     static Answer Unseen(const String &trouble)
     {
@@ -134,7 +150,8 @@ private:
             channels.push_back({worker.process.Channel(), POLLIN, 0});
             next = std::min(next, worker.deadline);
         }
-        const auto wait = std::chrono::ceil<std::chrono::milliseconds>(next - Clock::now());
+        const auto wait = std::chrono::ceil<std::chrono::milliseconds>(
+            std::min(next, Clock::now() + std::chrono::hours(1)) - Clock::now());
         if (poll(channels.data(), channels.size(),
                  int(std::clamp<std::int64_t>(wait.count(), 0, 3'600'000))) < 0)
             return; // A signal came between.
@@ -153,8 +170,16 @@ private:
     void OnMessage(Place worker)
     {
         const String message = worker->process.Receive();
+        if (!worker->hasGreeted)
+        {
+            worker->hasGreeted = message == k_DecoderGreeting;
+            return worker->hasGreeted ? Occupy(worker) : OnBadStart(worker);
+        }
         if (!worker->file)
-            return message == k_DecoderGreeting ? Occupy(worker) : OnBadStart(worker);
+        {
+            m_workers.erase(worker);
+            return;
+        }
         if (message.empty())
             return OnEnded(worker);
 
@@ -194,7 +219,8 @@ private:
             }
             Tell(file, Unseen("no file has such a name"));
         }
-        m_workers.erase(worker);
+        worker->file.reset();
+        worker->deadline = Clock::time_point::max();
     }
 
     void OnEnded(Place worker)
@@ -205,7 +231,7 @@ private:
 
     void OnLate(Place worker)
     {
-        if (!worker->file)
+        if (!worker->hasGreeted)
             return OnBadStart(worker);
         Replace(worker, Unseen(LateText(m_limits.time)));
     }
@@ -259,31 +285,32 @@ DecodeCrew::~DecodeCrew() = default;
 
 void DecodeCrew::StartAhead(std::size_t files)
 {
-    if (m_ahead || files == 0)
+    if (files == 0)
         return;
-    auto workers = std::make_unique<Workers>(m_program, m_limits);
+    if (!m_workers)
+        m_workers = std::make_unique<Workers>(m_program, m_limits);
     try
     {
-        workers->FillPlaces(files);
+        m_workers->FillPlaces(files);
     }
     catch (ProcessException *error)
     {
         delete error;
-        return;
+        m_workers.reset();
     }
-    m_ahead = std::move(workers);
 }
 
 void DecodeCrew::Read(std::span<const Path> files, const FoundReport &found, ReportDepth depth)
 {
-    const std::unique_ptr<Workers> workers =
-        m_ahead ? std::move(m_ahead) : std::make_unique<Workers>(m_program, m_limits);
+    std::unique_ptr<Workers> workers =
+        m_workers ? std::move(m_workers) : std::make_unique<Workers>(m_program, m_limits);
     workers->Run({files.size(),
                   [&](std::size_t file) {
                       return DecodeRequest{files[file], std::nullopt, depth};
                   },
                   [&](std::size_t file, const Workers::Answer &answer)
                   { found(file, answer.report); }});
+    m_workers = std::move(workers);
 }
 
 void DecodeFiles(const Path &program, std::span<const Path> files, const DecodeLimits &limits,

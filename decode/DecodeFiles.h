@@ -37,8 +37,8 @@ using FoundReport = std::function<void(std::size_t, const ImageReport &)>;
 /// Told the index of a request and the picture that has come of it.
 using FoundPicture = std::function<void(std::size_t, Picture)>;
 
-/// Decoders for some files. One that is idle ends with `Read`, all of them with this object. Not
-/// thread-safe, and of one thread: decoders end with the thread that started them.
+/// Decoders, which load the image libraries once for all that they read. They end with this object.
+/// Not thread-safe, and of one thread: decoders end with the thread that started them.
 class DecodeCrew
 {
 public:
@@ -47,8 +47,9 @@ public:
     DecodeCrew(const DecodeCrew &) = delete;
     DecodeCrew &operator=(const DecodeCrew &) = delete;
 
-    /// Starts decoders ahead of so many files: loading the image libraries takes long, and what the
-    /// caller does until `Read` may take longer. One that cannot be started is for `Read` to tell.
+    /// Starts decoders ahead of so many files, beside those that there are: loading the image
+    /// libraries takes long, and what the caller does until `Read` may take longer. One that cannot
+    /// be started is for `Read` to tell.
     void StartAhead(std::size_t files);
 
     /// Reads image files whole and calls `found(index, report)` for each as it is done, in any
@@ -56,8 +57,8 @@ public:
     ///
     /// A file that crashes its decoder has that as its reason, one that takes longer or wants more
     /// memory than the limits as its trouble, and the next file gets a new decoder. Throws
-    /// `ostrel::ProcessException *` when no decoder can be started. What `found` throws ends it; in
-    /// any case no decoder is left when this returns.
+    /// `ostrel::ProcessException *` when no decoder can be started. What `found` throws ends it,
+    /// and all decoders; otherwise they wait for the next call.
     void Read(std::span<const Path> files, const FoundReport &found,
               ReportDepth depth = ReportDepth::Whole);
 
@@ -70,7 +71,7 @@ private:
 
     Path m_program;
     DecodeLimits m_limits;
-    std::unique_ptr<Workers> m_ahead; ///< Null where none were started.
+    std::unique_ptr<Workers> m_workers; ///< Null where none were started.
 };
 
 /// `DecodeCrew::Read` by decoders that are started for these files.

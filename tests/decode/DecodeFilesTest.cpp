@@ -69,18 +69,73 @@ TEST(DecodeCrew, StartsBeforeThereAreFiles)
                   EXPECT_TRUE(ahead.contains(report.width));
               });
     EXPECT_EQ(answers, 50u);
+}
+
+TEST(DecodeCrew, ReadsFurtherFilesWithTheDecodersThatThereAre)
+{
+    std::set<int> ahead;
+    {
+        DecodeCrew crew(WILD_DECODER_PROGRAM, k_limits);
+        crew.StartAhead(1);
+        crew.StartAhead(50);
+        ahead = Children();
+        EXPECT_EQ(ahead.size(), k_limits.jobs);
+        for (const std::size_t files : {50, 1, 0, 20})
+        {
+            std::size_t answers = 0;
+            crew.StartAhead(files);
+            crew.Read(Files(files, "/r/a.exr"),
+                      [&](std::size_t, const ImageReport &report)
+                      {
+                          ++answers;
+                          EXPECT_TRUE(ahead.contains(report.width));
+                      });
+            EXPECT_EQ(answers, files);
+            EXPECT_EQ(Children(), ahead);
+        }
+    }
     EXPECT_FALSE(HasChildren());
+}
+
+TEST(DecodeCrew, BlamesNoFileForADecoderThatEndedWhileThereWasNothingToRead)
+{
+    DecodeCrew crew(WILD_DECODER_PROGRAM, k_limits);
+    const auto read = [&crew]
+    {
+        std::set<int> readers;
+        crew.Read(Files(20, "/r/a.exr"),
+                  [&](std::size_t, const ImageReport &report)
+                  {
+                      EXPECT_EQ(report.reason, "");
+                      readers.insert(report.width);
+                  });
+        return readers;
+    };
+    crew.StartAhead(2);
+    read();
+    const std::set<int> before = Children();
+    for (const int child : before)
+    {
+        kill(child, SIGKILL);
+        siginfo_t ended;
+        waitid(P_PID, id_t(child), &ended, WEXITED | WNOWAIT);
+    }
+    for (const int reader : read())
+        EXPECT_FALSE(before.contains(reader));
 }
 
 TEST(DecodeCrew, LeavesNobodyBehindWhereThereIsLessToReadThanWasThought)
 {
     for (const std::size_t files : {0, 1})
     {
-        DecodeCrew crew(WILD_DECODER_PROGRAM, k_limits);
-        crew.StartAhead(2);
-        std::size_t answers = 0;
-        crew.Read(Files(files, "/r/a.exr"), [&](std::size_t, const ImageReport &) { ++answers; });
-        EXPECT_EQ(answers, files);
+        {
+            DecodeCrew crew(WILD_DECODER_PROGRAM, k_limits);
+            crew.StartAhead(2);
+            std::size_t answers = 0;
+            crew.Read(Files(files, "/r/a.exr"),
+                      [&](std::size_t, const ImageReport &) { ++answers; });
+            EXPECT_EQ(answers, files);
+        }
         EXPECT_FALSE(HasChildren());
     }
     {
