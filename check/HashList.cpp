@@ -321,7 +321,7 @@ HashList ReadHashList(const Path &file)
     catch (ostrel::Exception *raw)
     {
         const std::unique_ptr<ostrel::Exception> error(raw);
-        throw new CheckException("cannot read the hash list " + file.Text() + ": " + error->Text());
+        throw new CheckException("there is no hash list: " + error->Text());
     }
     return ParseHashList(text, file.Text());
 }

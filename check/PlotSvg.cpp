@@ -130,6 +130,7 @@ private:
             if (count == 0 && state != CheckState::Ok)
                 continue;
             std::string text = fmt::format("{} {}", count, StateText(state));
+            std::ranges::replace(text, '-', ' ');
             const double width = 40 + 8.0 * double(text.size());
             need(width);
             m_legend.push_back({state, std::move(text), x, y});

@@ -22,7 +22,8 @@ std::string IsoText(const ostrel::Time &time)
 void StoreChanged(CheckTable &table, std::size_t row, const String &detail)
 {
     table.states[row] = CheckState::Changed;
-    table.details[row] = detail;
+    String &all = table.details[row];
+    all = detail + (all.empty() ? "" : "; ") + all;
 }
 
 String SealedAt(const SealedFile &sealed)

@@ -100,6 +100,20 @@ TEST_F(SealedFramesTest, AreFoundWhereOneBitIsAnother)
     EXPECT_NE(checked.details.at(3).find("it has 5 bytes, and had 1004"), String::npos);
 }
 
+TEST_F(SealedFramesTest, ThatHaveChangedAreToldOfBesideWhatElseWasFound)
+{
+    CheckTable table = Looked();
+    SealAll(table);
+    Flip(2);
+    CheckTable checked = Looked();
+    checked.states[1] = CheckState::Undecodable;
+    checked.details[1] = "cannot be decoded";
+    SealedFrames({*m_wish.to}).Check(checked, [](std::size_t, std::size_t) {});
+    EXPECT_EQ(checked.states[1], CheckState::Changed);
+    EXPECT_TRUE(checked.details[1].starts_with("its hash is ")) << checked.details[1];
+    EXPECT_TRUE(checked.details[1].ends_with("; cannot be decoded")) << checked.details[1];
+}
+
 TEST_F(SealedFramesTest, ThatCannotBeReadAreNotKnownToHaveChanged)
 {
     CheckTable table = Looked();
