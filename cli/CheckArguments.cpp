@@ -21,9 +21,10 @@ CLI::Option *CheckArguments::DeclareSealed(CLI::App &verb)
 {
     return verb
         .add_option("--sealed", m_sealed,
-                    "FILE; a hash list (see corvan seal): read every file whole, and find those "
-                    "that have changed since; may be given several times")
-        ->allow_extra_args(false);
+                    "a hash list (see corvan seal): read every file whole, and find those that "
+                    "have changed since; may be given several times")
+        ->allow_extra_args(false)
+        ->type_name("FILE");
 }
 
 check::CheckRules CheckArguments::Rules() const
@@ -45,6 +46,7 @@ void CheckArguments::Check(check::CheckTable &table)
     if (m_decode.IsWanted())
         m_decoder.Announce(table.frames.size(), m_decode.Limits());
     LookAtTable(table, rules, m_clock, show);
+    TellVariation(table);
     if (m_decode.IsWanted())
     {
         m_decoder.SetRules(m_decode.Numbers());
@@ -74,6 +76,16 @@ check::Sealed CheckArguments::Seal(check::CheckTable &table, const std::vector<b
     bar.Clear();
     TellTroubles(table, m_toldOfSeals);
     return sealed;
+}
+
+void CheckArguments::TellVariation(const check::CheckTable &table)
+{
+    if (m_isVariationTold || table.sizeRule != corvan::SizeRule::Neighbours ||
+        m_rules.Rules().sizeVariation <= 1)
+        return;
+    m_isVariationTold = true;
+    fmt::print(stderr, "corvan: with a --variation above 100 each frame that has neighbours is an "
+                       "outlier, as in the window; --rule robust takes any\n");
 }
 
 void CheckArguments::TellTroubles(const check::CheckTable &table, ostrel::String &told)

@@ -66,6 +66,8 @@ public:
 private:
     static void TellTroubles(const check::CheckTable &table, ostrel::String &told);
 
+    void TellVariation(const check::CheckTable &table);
+
     RulesArguments m_rules;
     DecodeArguments m_decode;
     std::vector<std::string> m_sealed;
@@ -74,6 +76,7 @@ private:
     check::SystemClock m_clock;
     ostrel::String m_told; ///< Of troubles, the last time; and of those of sealing.
     ostrel::String m_toldOfSeals;
+    bool m_isVariationTold = false;
 };
 
 /// `k_CannotLook` where an image of the tables could not be looked at, or frames have no file that

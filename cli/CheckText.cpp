@@ -36,15 +36,36 @@ std::size_t FindRow(const CheckTable &table, int frame)
 
 using Details = std::map<std::size_t, String>;
 
-// Some frames, with the path of the first and what there is to say of it.
+// Of so many frames more than the first it is told what was found.
+constexpr std::size_t k_most_details = 5;
+constexpr std::string_view k_below_frames = "               ";
+
+// Some frames, with the path of the first and what there is to say of each.
 void WriteFrames(Output &out, const CheckTable &table,
                  const corvan::SequenceDistributor::Items &frames, const Details &details)
 {
-    const std::size_t row = FindRow(table, frames.front());
-    out << "  " << RangeText(frames) << "  " << ShownText(table.PathOf(row).Text());
-    if (const auto detail = details.find(row); detail != details.end())
+    const std::size_t first = FindRow(table, frames.front());
+    out << "  " << RangeText(frames) << "  " << ShownText(table.PathOf(first).Text());
+    if (const auto detail = details.find(first); detail != details.end())
         out << ": " << ShownText(detail->second);
     out << '\n';
+
+    std::map<int, std::string_view> others; // By frame, however the rows are sorted.
+    for (const auto &[row, detail] : details)
+        if (row != first && frames.contains(table.frames[row].frame))
+            others.emplace(table.frames[row].frame, detail);
+    std::size_t told = 0;
+    for (const auto &[frame, detail] : others)
+    {
+        if (told++ == k_most_details)
+        {
+            out << k_below_frames
+                << fmt::format("and of {} more, see --json\n", others.size() - k_most_details);
+            break;
+        }
+        out << k_below_frames << fmt::format("{}: ", frame) << ShownText(std::string(detail))
+            << '\n';
+    }
 }
 
 void WriteState(Output &out, const CheckTable &table, CheckState state, bool hasColours)

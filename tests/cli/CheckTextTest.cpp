@@ -64,6 +64,32 @@ TEST(CheckText, HasAWordAndALineForEachState)
     EXPECT_TRUE(ColourOf(CheckState::Ok).empty());
 }
 
+TEST(CheckText, TellsWhatWasFoundOfSomeMoreFrames)
+{
+    CheckTable table = check::SampleTable("/r/%d", std::vector(9, CheckState::Pop));
+    // Of the first nothing is known, and the rows are in no order of frames.
+    for (const std::size_t row : {1, 3, 5})
+        table.details[row] = "brighter\x1b by " + std::to_string(row);
+    std::swap(table.frames[1], table.frames[5]);
+    const std::string head = "9 files: 9 pop\n  pop          1-9  /r/1\n";
+    const std::string three = "               2: brighter\\x1b by 5\n"
+                              "               4: brighter\\x1b by 3\n"
+                              "               6: brighter\\x1b by 1\n";
+    EXPECT_EQ(Reported(table, false), head + three);
+
+    for (const std::size_t row : {6, 7, 8})
+        table.details[row] = "darker";
+    EXPECT_EQ(Reported(table, false), head + three +
+                                          "               7: darker\n"
+                                          "               8: darker\n"
+                                          "               and of 1 more, see --json\n");
+    table.states[6] = CheckState::Ok;
+    EXPECT_EQ(Reported(table, false), "9 files: 1 ok, 8 pop\n  pop          1-6,8,9  /r/1\n" +
+                                          three +
+                                          "               8: darker\n"
+                                          "               9: darker\n");
+}
+
 TEST(CheckText, CountsTheStatesInOneLine)
 {
     EXPECT_EQ(CountsLine(check::SampleTable("/r/%d", {CheckState::Sparks, CheckState::Duplicate,

@@ -205,6 +205,19 @@ class Check(CheckedFrames):
         process.communicate(timeout=PATIENCE)
         self.assertEqual(process.returncode, 0)
 
+    def test_tells_that_a_variation_beyond_all_sizes_accuses_each_frame(self):
+        wide = ["check", "--format", self.pattern, "--range", "1-9", "--variation", "101"]
+        told = self.run_corvan(*wide, status=1)
+        self.assertEqual(
+            told.stderr,
+            "corvan: with a --variation above 100 each frame that has neighbours is an outlier, as in the window; "
+            "--rule robust takes any\n",
+        )
+        self.assertIn("6 outlier", told.stdout)
+        told = self.run_corvan(*wide, "--rule", "robust", status=1)
+        self.assertEqual(told.stderr, "")
+        self.assertNotIn("6 outlier", told.stdout)
+
     def test_ends_in_the_midst_of_a_pass_with_the_status_of_the_one_before(self):
         options = self.folder / "options.ini"
         options.write_text("[Analysis]\nRefresh = 1\n")
