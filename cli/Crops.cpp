@@ -70,9 +70,10 @@ void Crops::Declare(CLI::App &verb)
 {
     verb.add_option(
             "--crops", m_folder,
-            "DIR, made where it is missing; writes a small picture of each frame whose "
+            "a folder, made where it is missing; writes a small picture of each frame whose "
             "state --pictures alone tells: that place in the frame before, in the frame and "
             "in the one after")
+        ->type_name("DIR")
         ->check([](const std::string &folder)
                 { return folder.empty() ? "it names no folder" : std::string(); })
         ->needs(verb.get_option("--pictures"));

@@ -19,16 +19,16 @@ void DecodeArguments::Declare(CLI::App &verb)
         "black frames, patches, jumps and sparks; reads every file whole, as --decode does");
     const auto add =
         [&](const char *name, std::string &value, const char *help, long long least, long long most)
-    { verb.add_option(name, value, help)->check(WholeBetween(least, most)); };
+    { verb.add_option(name, value, help)->check(WholeBetween(least, most))->type_name("N"); };
     add("--decode-jobs", m_jobs, "so many files at a time (one per core)", 1, 1024);
     add("--decode-seconds", m_seconds, "the longest that reading a file may take (60)", 1,
         24 * 3600);
+    add("--decode-memory", m_memory, "the most MiB that reading a file may take (4096)",
+        decode::k_LeastMemoryMib, 1 << 20);
     add("--nan-limit", m_nanLimit, "so many pixels of an image may hold NaN or infinite values (0)",
         0, 1LL << 40);
     verb.add_flag("--no-negative", m_isNegativeBad,
-                  "a negative value of a colour is a fault, too: state nan");
-    add("--decode-memory", m_memory, "MIB; the most that reading a file may take (4096)",
-        decode::k_LeastMemoryMib, 1 << 20);
+                  "negative values of a colour are a fault, too: state nan");
 }
 
 void DecodeArguments::NeedWish() const
@@ -42,7 +42,8 @@ void DecodeArguments::NeedWish() const
                                                    {"--decode-memory", !m_memory.empty()}};
     for (const auto &[name, isGiven] : given)
         if (isGiven)
-            throw new Failure(k_WrongUsage, fmt::format("{} goes with --decode or --pictures", name));
+            throw new Failure(k_WrongUsage,
+                              fmt::format("{} goes with --decode or --pictures", name));
 }
 
 decode::NumberRules DecodeArguments::Numbers() const

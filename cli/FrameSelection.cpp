@@ -33,8 +33,9 @@ void TellWhatThereIsNot(const SequenceDistributor::Items &named,
 void FrameSelection::Declare(CLI::App &verb)
 {
     auto *bad = verb.add_flag("--bad", m_isBad, "all bad frames");
-    verb.add_option("--selected", m_selected, "RANGE; the frames of these numbers: 3,7-9")
-        ->excludes(bad);
+    verb.add_option("--selected", m_selected, "the frames of these numbers: 3,7-9")
+        ->excludes(bad)
+        ->type_name("RANGE");
     m_check.Declare(verb);
     m_check.DeclareSealed(verb);
 }

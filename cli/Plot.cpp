@@ -26,9 +26,10 @@ public:
         m_check.DeclareSealed(*verb);
         verb->add_option(
                 "-o,--output", m_file,
-                "FILE.svg, in a folder that is there, or - for standard output; of several "
+                "the picture, in a folder that is there, or - for standard output; of several "
                 "formats the second goes to FILE-2.svg")
-            ->required();
+            ->required()
+            ->type_name("FILE.svg");
         return verb;
     }
 

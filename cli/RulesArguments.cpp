@@ -50,22 +50,26 @@ void RulesArguments::Declare(CLI::App &verb)
         if (*option.option)
             verb.add_option(option.option, m_given[option.key],
                             fmt::format("{} ({})", option.help, corvan::AnalysisText(option, {})))
-                ->check(CheckOf(option));
+                ->check(CheckOf(option))
+                ->type_name("N");
     verb.add_option("--rule", m_sizeRule,
                     "what a size is held against: neighbours (their mean; of a JOB with a "
                     "SizeRule that one) or robust (their median)")
         ->check(CLI::IsMember(std::vector<std::string>(corvan::k_SizeRuleNames.begin(),
-                                                       corvan::k_SizeRuleNames.end())));
+                                                       corvan::k_SizeRuleNames.end())))
+        ->type_name("RULE");
     verb.add_option("--sort", m_sort, "order of the rows: name (the number in it), size or date")
-        ->check(CLI::IsMember(std::vector<std::string>(k_sort_names.begin(), k_sort_names.end())));
+        ->check(CLI::IsMember(std::vector<std::string>(k_sort_names.begin(), k_sort_names.end())))
+        ->type_name("ORDER");
     verb.add_flag("--descending", m_isDescending, "the other way round");
     verb.add_option("--wait-stable", m_waitStable,
-                    "SECONDS; a file changed less than that ago is looked at again before it is "
-                    "judged")
-        ->check(NumberBetween(0, k_day));
+                    "a file changed less than that ago is looked at again before it is judged")
+        ->check(NumberBetween(0, k_day))
+        ->type_name("SECONDS");
     verb.add_option("--retry-missing", m_retryMissing,
                     "look so often again, a second apart, before a file is missing")
-        ->check(WholeBetween(0, k_day));
+        ->check(WholeBetween(0, k_day))
+        ->type_name("N");
 }
 
 analysis::ScanRules RulesArguments::Rules() const

@@ -39,8 +39,9 @@ public:
         m_subject.Declare(*verb, SubjectArguments::Takes::JobOrPatterns);
         m_check.Declare(*verb);
         verb->add_option("--to", m_to,
-                         "FILE; the hash list, in a folder that has all the frames (in each folder "
-                         "of frames one of the folder's name, such as beauty/beauty.mhl)");
+                         "the hash list, in a folder that has all the frames (in each folder of "
+                         "frames one of the folder's name, such as beauty/beauty.mhl)")
+            ->type_name("FILE");
         verb->add_flag("--renew", m_wish.renews,
                        "seal frames as they are that are not what was sealed");
         verb->add_flag("--watch", m_isWatching,

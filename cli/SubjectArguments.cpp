@@ -36,7 +36,8 @@ void SubjectArguments::Declare(CLI::App &verb, Takes takes)
     verb.add_option("--format-index", m_formatIndex,
                     "of the job's formats this one alone; 0 is "
                     "the first")
-        ->check(WholeBetween(0, k_most_int));
+        ->check(WholeBetween(0, k_most_int))
+        ->type_name("N");
     if (takes == Takes::JobAlone)
     {
         job->required();
@@ -46,20 +47,26 @@ void SubjectArguments::Declare(CLI::App &verb, Takes takes)
     verb.add_option("--format", m_patterns,
                     "where frames are: /renders/beauty.%04d.exr, also with ####, @@@@ or $F4; may "
                     "be given several times")
-        ->allow_extra_args(false);
-    verb.add_option("--range", m_range, "the frames to look for: 1-240, 1-100x5, 3,7,9, -5-3");
+        ->allow_extra_args(false)
+        ->type_name("PATTERN");
+    verb.add_option("--range", m_range, "the frames to look for: 1-240, 1-100x5, 3,7,9, -5-3")
+        ->type_name("RANGE");
     verb.add_option("--sequence-by", m_renumbering["--sequence-by"],
                     "frames from one file to the next, such as 0.5")
-        ->check(NumberAbove(0));
+        ->check(NumberAbove(0))
+        ->type_name("N");
     verb.add_option("--renumber-start", m_renumbering["--renumber-start"],
                     "the number in the name of the first file")
-        ->check(WholeBetween(std::numeric_limits<int>::min(), k_most_int));
+        ->check(WholeBetween(std::numeric_limits<int>::min(), k_most_int))
+        ->type_name("N");
     verb.add_option("--renumber-by", m_renumbering["--renumber-by"],
                     "from the number of one file to the next")
-        ->check(WholeBetween(1, k_most_int));
+        ->check(WholeBetween(1, k_most_int))
+        ->type_name("N");
     verb.add_option("--packet-size", m_renumbering["--packet-size"],
                     "frames that are rendered in one go")
-        ->check(WholeBetween(1, k_most_int));
+        ->check(WholeBetween(1, k_most_int))
+        ->type_name("N");
 }
 
 CheckSubject SubjectArguments::Find(Client &client) const
