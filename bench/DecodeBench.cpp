@@ -1,11 +1,14 @@
 // Image files read whole by child processes, as `corvan check --decode` does. All in the page
 // cache. Yardstick: a loop in this process that opens each with OpenImageIO and reads it in one go.
 //
-// And what it costs beyond that to measure the pictures, as `corvan check --pictures` does: one
-// child, reading with and without in turn. "measures" as argument has it alone.
+// And what it costs beyond that to measure the pictures, as `corvan check --pictures` does: the
+// loop and one child, reading with and without, in turn. What the child takes to start is told by
+// itself. "measures" as argument has this alone, and names of formats after it these.
 #include <OpenImageIO/imageio.h>
+#include <algorithm>
 #include <cmath>
 #include <memory>
+#include <span>
 #include <string_view>
 #include <sys/resource.h>
 
@@ -101,7 +104,7 @@ std::vector<Path> MakeImages(const Folder &folder, const std::string &extension,
     return files;
 }
 
-void ReadPlainly(const std::vector<Path> &files)
+void ReadPlainly(std::span<const Path> files)
 {
     std::vector<char> pixels;
     for (const Path &path : files)
@@ -152,24 +155,37 @@ void MeasureDepths(const std::string &what, const std::string &extension, const 
     constexpr int k_repetitions = 7;
     const Folder folder;
     const std::vector<Path> files = MakeImages(folder, extension, spec);
-    const auto usedMs = [](const std::vector<Path> &some, decode::ReportDepth depth)
+    const auto usedMs = [](auto read)
     {
         const double start = FamilyTimeMs();
-        ReadInChildren(some, 1, depth);
+        read();
         return FamilyTimeMs() - start;
     };
-    // Less what a child costs that reads one: its start would hide the rest.
-    const auto furtherMs = [&](decode::ReportDepth depth)
-    { return usedMs(files, depth) - usedMs({files.front()}, depth); };
+    std::vector<double> plain;
+    std::vector<double> starts;
     std::vector<double> whole;
     std::vector<double> measured;
+    // Less what a child costs that reads one: its start would hide the rest.
+    const auto furtherMs = [&](decode::ReportDepth depth)
+    {
+        const double all = usedMs([&] { ReadInChildren(files, 1, depth); });
+        const double one = usedMs([&] { ReadInChildren({files.front()}, 1, depth); });
+        starts.push_back(one - (all - one) / double(k_frames - 1));
+        return all - one;
+    };
     for (int i = 0; i < k_repetitions; ++i)
     {
+        plain.push_back(usedMs([&] { ReadPlainly(std::span(files).subspan(1)); }));
         whole.push_back(furtherMs(decode::ReportDepth::Whole));
         measured.push_back(furtherMs(decode::ReportDepth::Measured));
     }
-    PrintYardstick(what + ", read", k_frames - 1, FromTimes(whole));
-    PrintRow(what + ", measured", k_frames - 1, FromTimes(measured), FromTimes(whole));
+    PrintYardstick(what + ", loop in one process", k_frames - 1, FromTimes(plain));
+    PrintRow(what + ", read by a child, to the loop", k_frames - 1, FromTimes(whole),
+             FromTimes(plain));
+    PrintRow(what + ", measured by it, to being read", k_frames - 1, FromTimes(measured),
+             FromTimes(whole));
+    PrintRow(what + ", start of the child, to the loop", k_frames - 1, FromTimes(starts),
+             FromTimes(plain));
 }
 
 ImageSpec Packed(int channels, OIIO::TypeDesc type, const char *compression)
@@ -179,22 +195,27 @@ ImageSpec Packed(int channels, OIIO::TypeDesc type, const char *compression)
     return spec;
 }
 
-void MeasureAllDepths()
+void MeasureAllDepths(std::span<const char *const> formats)
 {
+    const auto measure = [formats](const char *what, const char *extension, const ImageSpec &spec)
+    {
+        if (formats.empty() || std::ranges::find(formats, std::string_view(what)) != formats.end())
+            MeasureDepths(what, extension, spec);
+    };
     PrintHead("What measuring pictures costs, of a processor");
     const ImageSpec bytes(k_width, k_height, 3, OIIO::TypeUInt8);
     const ImageSpec words(k_width, k_height, 3, OIIO::TypeUInt16);
-    MeasureDepths("JPEG", ".jpg", bytes);
-    MeasureDepths("PNG, 8 bits", ".png", bytes);
-    MeasureDepths("PNG, 16 bits", ".png", words);
-    MeasureDepths("DPX, 16 bits", ".dpx", words);
+    measure("JPEG", ".jpg", bytes);
+    measure("PNG, 8 bits", ".png", bytes);
+    measure("PNG, 16 bits", ".png", words);
+    measure("DPX, 16 bits", ".dpx", words);
     ImageSpec ten = words;
     ten["oiio:BitsPerSample"] = 10;
-    MeasureDepths("DPX, 10 bits", ".dpx", ten);
-    MeasureDepths("TIFF zip, 16 bits", ".tif", Packed(3, OIIO::TypeUInt16, "zip"));
-    MeasureDepths("EXR zip, half", ".exr", Packed(4, OIIO::TypeHalf, "zip"));
-    MeasureDepths("EXR piz, half", ".exr", Packed(4, OIIO::TypeHalf, "piz"));
-    MeasureDepths("EXR zip, float", ".exr", Packed(4, OIIO::TypeFloat, "zip"));
+    measure("DPX, 10 bits", ".dpx", ten);
+    measure("TIFF zip, 16 bits", ".tif", Packed(3, OIIO::TypeUInt16, "zip"));
+    measure("EXR zip, half", ".exr", Packed(4, OIIO::TypeHalf, "zip"));
+    measure("EXR piz, half", ".exr", Packed(4, OIIO::TypeHalf, "piz"));
+    measure("EXR zip, float", ".exr", Packed(4, OIIO::TypeFloat, "zip"));
 }
 
 void MeasureAllFormats()
@@ -214,7 +235,7 @@ int main(int count, char **arguments)
     const bool isShort = count > 1 && std::string_view(arguments[1]) == "measures";
     if (count > 1 && !isShort)
     {
-        std::fputs("decode_bench [measures]\n", stderr);
+        std::fputs("decode_bench [measures [FORMAT...]]\n", stderr);
         return 2;
     }
     OIIO::attribute("threads", 1);
@@ -223,7 +244,7 @@ int main(int count, char **arguments)
     {
         if (!isShort)
             MeasureAllFormats();
-        MeasureAllDepths();
+        MeasureAllDepths(std::span(arguments, std::size_t(count)).subspan(isShort ? 2 : 1));
     }
     catch (ostrel::Exception *raw)
     {
