@@ -103,6 +103,7 @@ LookAnswer TryToAnswer(const LookRequest &request)
     CheckSubject subject = FindFrames(request.input, request.formats, "the job");
     std::vector<CheckTable> &tables = subject.tables;
     TableDecoder decoder;
+    decoder.ForgetPictures();
     for (CheckTable &table : tables)
     {
         table.sizeRule = request.sizeRule;

@@ -6,6 +6,7 @@
 #include <numeric>
 
 #include "check/CheckException.h"
+#include "check/pictures/PictureStream.h"
 
 namespace check
 {
@@ -34,6 +35,22 @@ CheckState StateOfImage(ImageState state)
     return CheckState::Ok;
 }
 
+// In time the frames follow each other by their numbers, however the rows are sorted.
+std::vector<std::size_t> RowsInTime(const CheckTable &table)
+{
+    std::vector<std::size_t> rows(table.frames.size());
+    std::iota(rows.begin(), rows.end(), std::size_t(0));
+    std::ranges::stable_sort(rows, {},
+                             [&table](std::size_t row) { return table.frames[row].frame; });
+    return rows;
+}
+
+// Whether it says what the picture looks like.
+bool IsMeasured(const ImageReport &report)
+{
+    return report.trouble.empty() && report.reason.empty() && !report.measures.tiles.empty();
+}
+
 } // namespace
 
 void TableDecoder::Announce(std::size_t frames, const decode::DecodeLimits &limits)
@@ -59,11 +76,51 @@ void TableDecoder::ReadNews(const CheckTable &table, const decode::DecodeLimits 
         }
 
     std::size_t done = 0;
-    const auto keep = [&](std::size_t file, const ImageReport &report)
-    {
-        m_seen.Keep(paths[file], table.frames[rows[file]], depth, report);
-        progress(++done, rows.size());
-    };
+    Read(paths, limits, depth,
+         [&](std::size_t file, const ImageReport &report)
+         {
+             m_seen.Keep(paths[file], table.frames[rows[file]], depth, report);
+             progress(++done, rows.size());
+         });
+}
+
+PictureFindings TableDecoder::ReadAndForget(const CheckTable &table,
+                                            const decode::DecodeLimits &limits,
+                                            const Progress &progress)
+{
+    const std::vector<std::size_t> rows = RowsInTime(table);
+    PictureStream pictures(rows.size());
+    std::vector<std::size_t> files; // By their places in time.
+    std::vector<ostrel::Path> paths;
+    for (std::size_t at = 0; at < rows.size(); ++at)
+        if (table.frames[rows[at]].exists)
+        {
+            files.push_back(at);
+            paths.push_back(table.PathOf(rows[at]));
+        }
+        else
+            pictures.Take(at, {});
+
+    std::size_t done = 0;
+    Read(paths, limits, CheckDepth::Pictures,
+         [&](std::size_t file, const ImageReport &report)
+         {
+             ImageReport rest = report;
+             rest.measures = {};
+             m_seen.Keep(paths[file], table.frames[rows[files[file]]], CheckDepth::Images, rest);
+             pictures.Take(files[file],
+                           IsMeasured(report) ? report.measures : decode::PictureMeasures());
+             progress(++done, files.size());
+         });
+    PictureFindings findings;
+    for (const auto &[at, finding] : pictures.Findings())
+        findings.emplace(rows[at], finding);
+    return findings;
+}
+
+void TableDecoder::Read(std::span<const ostrel::Path> paths, const decode::DecodeLimits &limits,
+                        CheckDepth depth, const Keep &keep)
+{
     const auto asked =
         depth == CheckDepth::Pictures ? decode::ReportDepth::Measured : decode::ReportDepth::Whole;
     try
@@ -84,36 +141,37 @@ void TableDecoder::Decode(CheckTable &table, int frameOffset, const decode::Deco
                           CheckDepth depth, const Progress &progress)
 {
     m_seen.BeginPass();
-    ReadNews(table, limits, depth, progress);
+    PictureFindings findings;
+    const bool areForgotten = m_forgetsPictures && depth == CheckDepth::Pictures;
+    if (areForgotten)
+        findings = ReadAndForget(table, limits, progress);
+    else
+        ReadNews(table, limits, depth, progress);
     std::vector<const ImageReport *> reports(table.frames.size());
     for (std::size_t row = 0; row < reports.size(); ++row)
         if (table.frames[row].exists)
             reports[row] = &m_seen.At(table.PathOf(row));
+    if (depth == CheckDepth::Pictures && !areForgotten)
+        findings = HoldAgainstEachOther(table, reports);
     AddFindings(table, decode::JudgeImages(reports, frameOffset, m_rules));
-    if (depth == CheckDepth::Pictures)
-        HoldAgainstEachOther(table, reports);
+    for (const auto &[row, finding] : findings)
+        AddFinding(table, row, finding);
 }
 
-void TableDecoder::HoldAgainstEachOther(CheckTable &table,
-                                        std::span<const ImageReport *const> reports)
+PictureFindings TableDecoder::HoldAgainstEachOther(const CheckTable &table,
+                                                   std::span<const ImageReport *const> reports)
 {
-    // In time the frames follow each other by their numbers, however the rows are sorted.
-    std::vector<std::size_t> rows(table.frames.size());
-    std::iota(rows.begin(), rows.end(), std::size_t(0));
-    std::ranges::stable_sort(rows, {},
-                             [&table](std::size_t row) { return table.frames[row].frame; });
+    const std::vector<std::size_t> rows = RowsInTime(table);
     std::vector<const decode::PictureMeasures *> pictures;
     for (const std::size_t row : rows)
-    {
-        const ImageReport *const report = reports[row];
-        const bool isKnown = report && report->trouble.empty() && report->reason.empty() &&
-                             !report->measures.tiles.empty();
-        pictures.push_back(isKnown ? &report->measures : nullptr);
-    }
+        pictures.push_back(reports[row] && IsMeasured(*reports[row]) ? &reports[row]->measures
+                                                                     : nullptr);
     PictureJudge once;
     PictureJudge &judge = m_remembersTables ? m_judges[table.format] : once;
+    PictureFindings findings;
     for (const auto &[at, finding] : judge.Judge(pictures))
-        AddFinding(table, rows[at], finding);
+        findings.emplace(rows[at], finding);
+    return findings;
 }
 
 void AddFinding(CheckTable &table, std::size_t row, const PictureFinding &finding)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <span>
@@ -42,6 +43,14 @@ public:
         m_crew.reset();
     }
 
+    /// From here on forgets what a picture looks like once those around it are judged: for tables
+    /// that are decoded once. A frame takes some hundred bytes instead of some KiB then. A table
+    /// that is decoded for its pictures again is read again.
+    void ForgetPictures()
+    {
+        m_forgetsPictures = true;
+    }
+
     /// Which numbers are let pass from here on.
     void SetRules(const decode::NumberRules &rules)
     {
@@ -57,13 +66,21 @@ public:
                 CheckDepth depth, const Progress &progress);
 
 private:
+    /// Told the index of a row among those to read, and what reading it has shown.
+    using Keep = std::function<void(std::size_t, const decode::ImageReport &)>;
+
     void ReadNews(const CheckTable &table, const decode::DecodeLimits &limits, CheckDepth depth,
                   const Progress &progress);
-    void HoldAgainstEachOther(CheckTable &table,
-                              std::span<const decode::ImageReport *const> reports);
+    PictureFindings ReadAndForget(const CheckTable &table, const decode::DecodeLimits &limits,
+                                  const Progress &progress);
+    void Read(std::span<const ostrel::Path> paths, const decode::DecodeLimits &limits,
+              CheckDepth depth, const Keep &keep);
+    PictureFindings HoldAgainstEachOther(const CheckTable &table,
+                                         std::span<const decode::ImageReport *const> reports);
 
     decode::NumberRules m_rules;
     const bool m_remembersTables = true;
+    bool m_forgetsPictures = false;
     SeenImages m_seen;
     std::map<String, PictureJudge> m_judges;    ///< By the tables' patterns.
     std::unique_ptr<decode::DecodeCrew> m_crew; ///< Started ahead; null where there is none.

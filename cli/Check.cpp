@@ -50,7 +50,10 @@ public:
         m_check.NeedSense();
         // Ended before the first pass is over, not all frames were looked at.
         if (m_isWatching)
+        {
             EndWith(k_CannotLook);
+            m_check.ExpectPasses();
+        }
         CheckSubject subject = m_subject.Find(client);
         for (CheckTable &table : subject.tables)
         {

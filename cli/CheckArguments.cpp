@@ -50,6 +50,8 @@ void CheckArguments::Check(check::CheckTable &table)
     if (m_decode.IsWanted())
     {
         m_decoder.SetRules(m_decode.Numbers());
+        if (!m_hasPasses)
+            m_decoder.ForgetPictures();
         m_decoder.Decode(table, rules.scan.frameOffset, m_decode.Limits(), Depth(), show);
     }
     if (!m_sealed.empty())

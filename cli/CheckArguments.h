@@ -53,7 +53,12 @@ public:
     /// wanted; with a bar on a terminal. Images that could not be looked at are told on standard
     /// error. Throws `check::CheckException *`.
     void Check(check::CheckTable &table);
-    /// Once all tables of a pass were: ends what reads images.
+    /// Says that the tables will be checked pass after pass: what their pictures look like is kept.
+    void ExpectPasses()
+    {
+        m_hasPasses = true;
+    }
+    /// Once all tables of a pass were checked: ends what reads images.
     void EndPass()
     {
         m_decoder.Rest();
@@ -73,6 +78,7 @@ private:
     std::vector<std::string> m_sealed;
     std::optional<check::SealedFrames> m_seals; ///< Once they were read.
     check::TableDecoder m_decoder;
+    bool m_hasPasses = false;
     check::SystemClock m_clock;
     ostrel::String m_told; ///< Of troubles, the last time; and of those of sealing.
     ostrel::String m_toldOfSeals;

@@ -71,7 +71,7 @@ Verdict JudgeOnce(PictureJudge::Frames frames)
 
 // Beside a frame that is wrong as a whole a good one looks wrong, too. So what is found in a place
 // has to be found again without those frames.
-PictureFindings JudgePiece(PictureJudge::Frames frames)
+PictureFindings JudgeNear(PictureJudge::Frames frames)
 {
     Verdict first = JudgeOnce(frames);
     if (first.isOther.empty())
@@ -100,25 +100,39 @@ std::vector<std::uint64_t> HashesOf(PictureJudge::Frames frames)
 
 } // namespace
 
+std::size_t PictureJudge::Pieces(std::size_t frames)
+{
+    return (frames + k_at_once - 1) / k_at_once;
+}
+
+PictureJudge::Place PictureJudge::PlaceOf(std::size_t piece, std::size_t frames)
+{
+    const std::size_t first = piece * k_at_once;
+    return {first, std::min(first + k_at_once, frames), first > k_Reach ? first - k_Reach : 0,
+            std::min(first + k_at_once + k_Reach, frames)};
+}
+
+PictureFindings PictureJudge::JudgePiece(const Place &place, Frames near)
+{
+    PictureFindings findings;
+    for (auto &[at, finding] : JudgeNear(near))
+        if (const std::size_t frame = place.nearFirst + at;
+            frame >= place.first && frame < place.end)
+            findings[frame] = std::move(finding);
+    return findings;
+}
+
 PictureFindings PictureJudge::Judge(Frames frames)
 {
     PictureFindings all;
-    m_pieces.resize((frames.size() + k_at_once - 1) / k_at_once);
+    m_pieces.resize(Pieces(frames.size()));
     for (std::size_t number = 0; number < m_pieces.size(); ++number)
     {
-        const std::size_t first = number * k_at_once;
-        const std::size_t begin = first > k_Reach ? first - k_Reach : 0;
-        const std::size_t end = std::min(first + k_at_once + k_Reach, frames.size());
-        const Frames near = frames.subspan(begin, end - begin);
+        const Place place = PlaceOf(number, frames.size());
+        const Frames near = frames.subspan(place.nearFirst, place.nearEnd - place.nearFirst);
         Piece &piece = m_pieces[number];
         if (std::vector<std::uint64_t> hashes = HashesOf(near); hashes != piece.hashes)
-        {
-            piece = {std::move(hashes), {}};
-            for (auto &[at, finding] : JudgePiece(near))
-                if (const std::size_t frame = begin + at;
-                    frame >= first && frame < first + k_at_once)
-                    piece.findings[frame] = std::move(finding);
-        }
+            piece = {std::move(hashes), JudgePiece(place, near)};
         all.insert(piece.findings.begin(), piece.findings.end());
     }
     return all;

@@ -25,6 +25,21 @@ public:
     /// frames; beside the findings it needs memory for some hundred at a time.
     PictureFindings Judge(Frames frames);
 
+    /// Frames that are judged together, from `first` on, and what is looked at for them.
+    struct Place
+    {
+        std::size_t first;
+        std::size_t end;
+        std::size_t nearFirst;
+        std::size_t nearEnd;
+    };
+    /// How many pieces so many frames are judged in, and where one of them is.
+    static std::size_t Pieces(std::size_t frames);
+    static Place PlaceOf(std::size_t piece, std::size_t frames);
+    /// Judges one, for who has no more than `near`, the frames from `nearFirst` to `nearEnd`. The
+    /// findings are by their indices among all frames.
+    static PictureFindings JudgePiece(const Place &place, Frames near);
+
 private:
     /// Frames judged together, and those beside them that were looked at.
     struct Piece

@@ -186,6 +186,33 @@ TEST_F(JudgedTables, AreJudgedAgainWhereAFileHasChanged)
     EXPECT_EQ(changed.places.size(), 1u);
 }
 
+TEST_F(JudgedTables, SayTheSameWhereWhatPicturesLookLikeIsForgottenOnceTheyAreJudged)
+{
+    WriteBlackTiles(k_badFile);
+    Write(20, *m_shot[18]);
+    m_folder.MakeFile("f.5.pfm", FileOf(*m_shot[4]).substr(0, 30000));
+    CheckTable table = Table();
+    table.frames[7].exists = false;
+    table.states[7] = CheckState::Missing;
+    std::ranges::reverse(table.frames);
+    std::ranges::reverse(table.states);
+    CheckTable kept = table;
+    Decode(kept, CheckDepth::Pictures);
+    EXPECT_EQ(kept.places.size(), 2u);
+
+    m_decoder.ForgetPictures();
+    for (int pass = 0; pass < 2; ++pass)
+    {
+        CheckTable forgotten = table;
+        EXPECT_EQ(Decode(forgotten, CheckDepth::Pictures), std::size_t(k_files - 1)) << pass;
+        EXPECT_EQ(forgotten.states, kept.states);
+        EXPECT_EQ(forgotten.details, kept.details);
+        EXPECT_EQ(forgotten.places, kept.places);
+    }
+    CheckTable shallow = table;
+    EXPECT_EQ(Decode(shallow, CheckDepth::Images), 0u);
+}
+
 // Neither one that cannot be read to its end nor one of another size is a neighbour.
 TEST_F(JudgedTables, HoldNothingAgainstWhatIsNoPicture)
 {
