@@ -74,6 +74,8 @@ class Pictures(PicturesTest):
         page.open(f"{self.origin}/?job={self.job}&frame=6")
         page.click("#compares")
         page.wait_for_text("#frame .compared", "not readable")
+        # Which is no matter of its size.
+        self.assertIn("By its size good", page.text("#frame dl"))
         page.keep_picture("compared")
         page.click("#compares")
         self.assertEqual(page.text("#frame .compared"), "")
@@ -90,8 +92,10 @@ class Pictures(PicturesTest):
                 const answer = await ask(address, wishes);
                 if (!String(address).includes('pictures=1')) return answer;
                 tries++;
-                if (tries === 1) return new Response(JSON.stringify({ error: 'others wait' }), { status: 429 });
-                if (tries === 2) return new Response(JSON.stringify({ error: '12 of 81 are read' }), { status: 503 });
+                const refuse = (status, error, headers) => new Response(JSON.stringify({ error }), { status, headers });
+                if (tries === 1) return refuse(429, 'others wait', { 'Retry-After': '1' });
+                if (tries === 2) return refuse(503, '12 of 81 are read', { 'Retry-After': '1' });
+                if (tries === 3) return refuse(503, 'no decoder', {});
                 const frame = await answer.json();
                 frame.pictures = { state: 'patch', detail: 'a block is old', place: { x: 24, y: 27, width: 48, height: 18 },
                                    range: '1-6', notLookedAt: '5', trouble: '' };
@@ -100,6 +104,8 @@ class Pictures(PicturesTest):
         )
         page.click("#compares")
         page.wait_for_text("#frame .compared", "12 of 81 are read")
+        # It asks again by itself where that is wanted, and else where it is told to.
+        page.wait_for_text("#frame .compared", "no decoder")
         page.click("#frame .compared button")
         page.wait_for_text("#frame .compared", "part of the picture missing or old")
         page.wait_for_text("#frame .compared", "a block is old")

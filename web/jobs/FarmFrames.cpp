@@ -128,7 +128,7 @@ void Farm::SendFrameOf(const FrameWish &wish, const SnapshotPointer &snapshot, s
                            if (answer.status != 200)
                            {
                                Response refusal = ErrorResponse(answer.status, answer.trouble);
-                               if (answer.status == k_TooMany)
+                               if (answer.status == k_TooMany || answer.goesOn)
                                    refusal.headers.emplace_back("Retry-After", "1");
                                return reply(refusal);
                            }

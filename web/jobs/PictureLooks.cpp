@@ -44,12 +44,22 @@ void PictureLooks::Begin()
     if (!m_decoder)
         m_decoder = std::make_shared<check::TableDecoder>(k_MostRemembered);
     m_current = ++m_last;
-    m_disk.Do<std::string>(
-        [judge = m_judge, decoder = m_decoder, wish = wish](ostrel::DiskThreads::Course &course)
-        { return judge(*decoder, *wish.snapshot, wish.row, [&course] { course.Note(); }); },
-        [this, look = m_current, told = told](const std::string &json) {
-            End(look, told, {200, json, {}});
+    m_disk.Do<Answer>(
+        [judge = m_judge, decoder = m_decoder,
+         wish = wish](ostrel::DiskThreads::Course &course) -> Answer
+        {
+            try
+            {
+                return {200,
+                        judge(*decoder, *wish.snapshot, wish.row, [&course] { course.Note(); })};
+            }
+            catch (MoreToRead *raw)
+            {
+                const std::unique_ptr<MoreToRead> error(raw);
+                return {k_Unavailable, {}, error->Text(), true};
+            }
         },
+        [this, look = m_current, told = told](const Answer &answer) { End(look, told, answer); },
         [this, look = m_current, told = told](const String &trouble) {
             End(look, told, {k_Unavailable, {}, trouble});
         },

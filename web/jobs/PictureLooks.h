@@ -31,8 +31,9 @@ public:
     struct Answer
     {
         unsigned status = 200;
-        std::string json{}; ///< As `PictureVerdictJson` gives it.
-        String trouble{};   ///< Why there is none, where the status is another.
+        std::string json{};  ///< As `PictureVerdictJson` gives it.
+        String trouble{};    ///< Why there is none, where the status is another.
+        bool goesOn = false; ///< Asked again it goes on from where it was.
     };
     using Told = std::function<void(const Answer &)>;
     /// `PictureVerdictJson`, of the tests' own where they want one.

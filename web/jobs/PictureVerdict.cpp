@@ -5,7 +5,6 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
-#include "check/CheckException.h"
 #include "web/jobs/JobJson.h"
 
 namespace web
@@ -67,16 +66,16 @@ std::string PictureVerdictJson(check::TableDecoder &decoder, const FrameSnapshot
     const std::size_t end = std::min(row + limits.reach + 1, snapshot.table.frames.size());
     CheckTable table = RowsOf(snapshot.table, first, end);
     const auto over = Clock::now() + limits.all;
-    decoder.Decode(table, frameOffset, limits.decode, check::CheckDepth::Pictures,
-                   [&](std::size_t done, std::size_t all)
-                   {
-                       getsOn();
-                       if (done < all && Clock::now() >= over)
-                           throw new check::CheckException(fmt::format(
-                               "reading the frames around takes longer than {} s: {} of {} are "
-                               "read; ask again to go on",
-                               limits.all.count() / 1000, done, all));
-                   });
+    decoder.Decode(
+        table, frameOffset, limits.decode, check::CheckDepth::Pictures,
+        [&](std::size_t done, std::size_t all)
+        {
+            getsOn();
+            if (done < all && Clock::now() >= over)
+                throw new MoreToRead(fmt::format(
+                    "after {} s {} of {} frames around are read; asked again, it goes on",
+                    limits.all.count() / 1000, done, all));
+        });
     const std::size_t at = row - first;
     const auto isRead = [&](std::size_t one) { return !table.troubles.contains(one); };
     return JsonText({{"state", std::string(check::StateText(table.states[at]))},

@@ -4,11 +4,19 @@
 #include <functional>
 #include <string>
 
+#include "check/CheckException.h"
 #include "check/TableDecoder.h"
 #include "web/jobs/FrameSnapshot.h"
 
 namespace web
 {
+
+/// The time for a look is over. What was read is remembered, so asked again it goes on.
+class MoreToRead : public check::CheckException
+{
+public:
+    using CheckException::CheckException;
+};
 
 /// What a look at one picture among those around it may take.
 struct PictureVerdictLimits
@@ -34,8 +42,8 @@ struct PictureVerdictLimits
 ///
 /// The frame is there, and the snapshot seen. `decoder` remembers what was read; `getsOn` is called
 /// after each file. Takes as long as the limits let it, or a disk that hangs. Throws
-/// `check::CheckException *` where the time is over, or no decoder can be started. Without a line
-/// end.
+/// `MoreToRead *` where the time is over, and `check::CheckException *` where no decoder can be
+/// started. Without a line end.
 std::string PictureVerdictJson(check::TableDecoder &decoder, const FrameSnapshot &snapshot,
                                std::size_t row, int frameOffset, const PictureVerdictLimits &limits,
                                const std::function<void()> &getsOn);

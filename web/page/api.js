@@ -6,10 +6,12 @@ export class ApiError extends Error {
     /**
      * @param {number} status 0 where the server did not answer at all
      * @param {string} sentence
+     * @param {boolean} again whether the server wants to be asked again soon
      */
-    constructor(status, sentence) {
+    constructor(status, sentence, again = false) {
         super(sentence);
         this.status = status;
+        this.again = again;
     }
 }
 
@@ -44,7 +46,7 @@ export async function errorOf(answer) {
     } catch {
         // No JSON: something between the page and its server has answered.
     }
-    return new ApiError(answer.status, sentence || t("The server answered {status}.", { status: answer.status }));
+    return new ApiError(answer.status, sentence || t("The server answered {status}.", { status: answer.status }), answer.headers.has("Retry-After"));
 }
 
 /**

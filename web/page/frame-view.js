@@ -137,7 +137,7 @@ export class FrameView {
         const copy = make("button", { type: "button", class: "small", onclick: () => this.#copy(path, frame.path) }, t("Copy"));
         /** @type {[string, (Node | string)[]][]} */
         const rows = [
-            [t("Verdict"), [icon(frame.state), ` ${stateName(frame.state)}`, make("span", { class: "dim" }, frame.why ? ` – ${frame.why}` : "")]],
+            [t("By its size"), [icon(frame.state), ` ${stateName(frame.state)}`, make("span", { class: "dim" }, frame.why ? ` – ${frame.why}` : "")]],
             [t("Size"), [bytes(frame.size)]],
             [t("Written"), [time(frame.modified)]],
             [t("Path"), [path, " ", copy]],
@@ -197,7 +197,9 @@ export class FrameView {
                 return;
             } catch (error) {
                 if (this.#end.signal.aborted || load !== this.#loads) return;
-                if (!(error instanceof ApiError && error.status === 429 && tries < TRIES)) return this.#showNotCompared(error instanceof Error ? error.message : "");
+                if (!(error instanceof ApiError && error.again && tries < TRIES)) return this.#showNotCompared(error instanceof Error ? error.message : "");
+                // It goes on where its time was over; how far it is, it says.
+                if (error.status === 503) say(this.#compared, error.message);
                 await new Promise((resolve) => setTimeout(resolve, 1000));
             }
         }

@@ -42,6 +42,8 @@ protected:
                 --m_let;
                 if (row == 99)
                     throw new check::CheckException("no decoder");
+                if (row == 98)
+                    throw new web::MoreToRead("1 of 2");
                 return "{\"row\":" + std::to_string(row) + "}";
             },
             limits);
@@ -67,7 +69,8 @@ protected:
                      {
                          m_told.push_back(visitor + std::to_string(row) + ": " +
                                           std::to_string(answer.status) + " " + answer.json +
-                                          std::string(answer.trouble));
+                                          std::string(answer.trouble) +
+                                          (answer.goesOn ? ", goes on" : ""));
                      });
     }
 
@@ -143,10 +146,12 @@ TEST_F(PictureLooksTest, AreNotWaitedForByMany)
 TEST_F(PictureLooksTest, TellWhyThereIsNoVerdictAndGoOn)
 {
     Ask("a", 99);
-    Ask("b", 1);
-    Let(2);
-    EXPECT_TRUE(RunUntilTold(2));
-    EXPECT_EQ(m_told, (Texts{"a99: 503 no decoder", "b1: 200 {\"row\":1}"}));
+    Ask("b", 98);
+    Ask("c", 1);
+    Let(3);
+    EXPECT_TRUE(RunUntilTold(3));
+    EXPECT_EQ(m_told,
+              (Texts{"a99: 503 no decoder", "b98: 503 1 of 2, goes on", "c1: 200 {\"row\":1}"}));
 }
 
 TEST_F(PictureLooksTest, RememberWhatWasReadWhoeverAsksAndOfWhateverJob)
