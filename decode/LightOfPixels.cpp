@@ -4,7 +4,9 @@
 #include <OpenImageIO/half.h>
 #include <OpenImageIO/strutil.h>
 #include <algorithm>
+#include <cstring>
 #include <limits>
+#include <utility>
 
 namespace decode
 {
@@ -106,6 +108,59 @@ template <typename Value> std::vector<float> TableOf(float weight)
     return table;
 }
 
+// What a channel of each code adds.
+struct ColourTables
+{
+    const float *red;
+    const float *green;
+    const float *blue;
+};
+
+template <typename Value> std::uint64_t WordAt(const Value *values, std::size_t number)
+{
+    std::uint64_t word;
+    std::memcpy(&word, values + number * (sizeof word / sizeof(Value)), sizeof word);
+    return word;
+}
+
+// The code of one of the values in three words.
+template <typename Value, std::size_t number>
+std::size_t CodeIn(std::uint64_t first, std::uint64_t second, std::uint64_t third)
+{
+    constexpr std::size_t k_digits = std::numeric_limits<Value>::digits;
+    constexpr std::size_t k_in_word = 64 / k_digits;
+    const std::uint64_t word = number < k_in_word ? first : number < 2 * k_in_word ? second : third;
+    return word >> (number % k_in_word * k_digits + k_digits -
+                    k_bits_of<Value>)&((1u << k_bits_of<Value>)-1);
+}
+
+// It is loads that this waits for: a word has eight values of 8 bits. And all of them come before
+// what is stored, which to the compiler might change a table.
+template <typename Value, std::size_t... pixel>
+void ConvertThreeWords(const Value *values, const ColourTables &tables, float *light,
+                       std::index_sequence<pixel...>)
+{
+    const std::uint64_t first = WordAt(values, 0);
+    const std::uint64_t second = WordAt(values, 1);
+    const std::uint64_t third = WordAt(values, 2);
+    const float lights[] = {(tables.red[CodeIn<Value, pixel * 3>(first, second, third)] +
+                             tables.green[CodeIn<Value, pixel * 3 + 1>(first, second, third)] +
+                             tables.blue[CodeIn<Value, pixel * 3 + 2>(first, second, third)])...};
+    std::memcpy(light, lights, sizeof lights);
+}
+
+// Pixels of red, green and blue, as many as fill words. Gives how many these are.
+template <typename Value>
+int ConvertWords(const Value *values, int count, const ColourTables &tables, float *light)
+{
+    constexpr int k_at_once = 64 / std::numeric_limits<Value>::digits;
+    int done = 0;
+    for (; done + k_at_once <= count; done += k_at_once)
+        ConvertThreeWords(values + std::ptrdiff_t(done) * 3, tables, light + done,
+                          std::make_index_sequence<k_at_once>());
+    return done;
+}
+
 template <typename Value>
 void LightOfPixels::ConvertWhole(const char *pixels, int count, float *light) const
 {
@@ -120,26 +175,12 @@ void LightOfPixels::ConvertWhole(const char *pixels, int count, float *light) co
         const float *const reds = s_tables[0].data();
         const float *const greens = s_tables[1].data();
         const float *const blues = s_tables[2].data();
-        const auto lightOf = [&](const Value *pixel)
-        {
-            return reds[pixel[red] >> k_shift] + greens[pixel[green] >> k_shift] +
-                   blues[pixel[blue] >> k_shift];
-        };
-        int i = 0;
-        // Loads do not wait for stores of other pixels, which might change what they are to load.
-        for (; i + 4 <= count; i += 4, values += 4 * stride)
-        {
-            const float first = lightOf(values);
-            const float second = lightOf(values + stride);
-            const float third = lightOf(values + 2 * stride);
-            const float fourth = lightOf(values + 3 * stride);
-            light[i] = first;
-            light[i + 1] = second;
-            light[i + 2] = third;
-            light[i + 3] = fourth;
-        }
-        for (; i < count; ++i, values += stride)
-            light[i] = lightOf(values);
+        const int done =
+            IsPlainColour() ? ConvertWords(values, count, {reds, greens, blues}, light) : 0;
+        values += std::size_t(done) * stride;
+        for (int i = done; i < count; ++i, values += stride)
+            light[i] = reds[values[red] >> k_shift] + greens[values[green] >> k_shift] +
+                       blues[values[blue] >> k_shift];
         return;
     }
     const float *const greys = s_tables[3].data();

@@ -2,6 +2,7 @@
 
 #include <OpenImageIO/imageio.h>
 #include <array>
+#include <bit>
 #include <functional>
 
 namespace decode
@@ -27,6 +28,12 @@ private:
     template <typename Value> void ConvertWhole(const char *pixels, int count, float *light) const;
     template <typename Value> void ConvertReal(const char *pixels, int count, float *light) const;
     void ChooseChannels(const OIIO::ImageSpec &spec);
+    /// Red, green and blue, nothing between them, and what is first in memory lowest in a word.
+    bool IsPlainColour() const
+    {
+        return std::endian::native == std::endian::little && m_stride == 3 && m_hasColours &&
+               m_channels == std::array<std::size_t, 3>{0, 1, 2};
+    }
 
     std::size_t m_stride;
     std::array<std::size_t, 3> m_channels{};

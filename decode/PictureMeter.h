@@ -63,7 +63,7 @@ private:
     std::deque<Row> m_coming;          ///< From data row `m_nextData` on.
     int m_nextData = 0;
     /// Rows are measured so many at a time, which needs those above and below them, too.
-    static constexpr int k_at_once = 4;
+    static constexpr int k_at_once = 8;
     static constexpr std::size_t k_rows = k_at_once + 2;
     /// Display row y is in y % k_rows: from its second value on, the first and the last pixel
     /// twice. Beyond the columns that have data all are 0.

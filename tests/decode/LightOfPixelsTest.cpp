@@ -3,6 +3,7 @@
 #include <OpenImageIO/half.h>
 #include <cmath>
 #include <limits>
+#include <random>
 
 #include <gtest/gtest.h>
 
@@ -39,7 +40,37 @@ template <typename Value> std::vector<float> LightOfGrey(TypeDesc type, std::vec
     return LightOf<Value>(type, {"Y"}, values);
 }
 
+// Each count of pixels, held against each pixel by itself, and in another order of channels.
+template <typename Value> void ExpectRowsAsTheirPixels(TypeDesc type)
+{
+    std::mt19937 random(11);
+    for (std::size_t count = 1; count < 40; ++count)
+    {
+        SCOPED_TRACE(testing::Message() << count << " of " << sizeof(Value) << " bytes a value");
+        std::vector<Value> values(count * 3);
+        for (Value &value : values)
+            value = Value(random());
+        std::vector<float> each;
+        std::vector<Value> turned;
+        for (std::size_t at = 0; at < values.size(); at += 3)
+        {
+            const std::vector<Value> pixel{values[at], values[at + 1], values[at + 2]};
+            each.push_back(LightOf(type, {"R", "G", "B"}, pixel)[0]);
+            turned.insert(turned.end(), pixel.rbegin(), pixel.rend());
+        }
+        EXPECT_EQ(LightOf(type, {"R", "G", "B"}, values), each);
+        EXPECT_EQ(LightOf(type, {"B", "G", "R"}, turned), each);
+    }
+}
+
 } // namespace
+
+TEST(LightOfPixels, IsTheSameForARowAsForEachPixelOfIt)
+{
+    ExpectRowsAsTheirPixels<std::uint8_t>(OIIO::TypeUInt8);
+    ExpectRowsAsTheirPixels<std::uint16_t>(OIIO::TypeUInt16);
+    ExpectRowsAsTheirPixels<std::uint32_t>(OIIO::TypeUInt32);
+}
 
 TEST(LightOfPixels, CountsColoursElseLumaElseTheFirstChannel)
 {
