@@ -8,6 +8,8 @@
 #include "check/pictures/PictureRules.h"
 #include "check/pictures/SparkRule.h"
 #include "check/pictures/StaleRule.h"
+#include "check/pictures/StrayRule.h"
+#include "check/pictures/TileArea.h"
 
 namespace check
 {
@@ -29,7 +31,8 @@ static_assert(PictureJudge::k_Reach >= picture_rules::k_LonelyPair + k_beside);
 enum class Reach
 {
     Picture, ///< All of it: such a frame is no measure for those beside it.
-    Place,
+    Place,   ///< Some tiles of it: what moves may look like that.
+    Pixels,
 };
 
 struct Rule
@@ -43,7 +46,7 @@ struct Rule
 constexpr Rule k_rules[] = {
     {FindDuplicates, Reach::Picture},    {FindBlackFrames, Reach::Picture},
     {FindVoids, Reach::Place},           {FindLevelJumps, Reach::Picture},
-    {FindOtherPictures, Reach::Picture}, {FindSparks, Reach::Place},
+    {FindOtherPictures, Reach::Picture}, {FindSparks, Reach::Pixels},
     {FindNoiseJumps, Reach::Picture},    {FindContentJumps, Reach::Place},
 };
 
@@ -53,19 +56,37 @@ struct Verdict
     std::vector<std::size_t> isOther; ///< Frames of which the whole picture is wrong.
 };
 
+// That something which goes through the picture explains what was found.
+bool IsPassing(const PictureSequence &pictures, const LoneGroups &lone, std::size_t frame,
+               const PictureFinding &finding)
+{
+    if (!pictures.HasNeighbours(frame))
+        return false;
+    const TileGroup tiles = TilesIn(*pictures.At(frame), finding.place);
+    return lone.HasCompanion(frame, tiles,
+                             finding.state == CheckState::Patch
+                                 ? picture_rules::k_VoidCompanion
+                                 : picture_rules::k_CompanionShare) ||
+           lone.ShareFoundAgain(frame, tiles) >= picture_rules::k_SurelyPassing;
+}
+
 Verdict JudgeOnce(PictureJudge::Frames frames)
 {
     const PictureSequence pictures(frames);
+    const LoneGroups lone(pictures);
     Verdict verdict;
     for (const Rule &rule : k_rules)
         for (auto &[frame, finding] : rule.find(pictures))
-            if (verdict.findings.try_emplace(frame, std::move(finding)).second &&
+            if (!(rule.reach == Reach::Place && IsPassing(pictures, lone, frame, finding)) &&
+                verdict.findings.try_emplace(frame, std::move(finding)).second &&
                 rule.reach == Reach::Picture)
                 verdict.isOther.push_back(frame);
     // An older frame is like this one rather than its neighbours where one of these is wrong.
     for (auto &[frame, finding] : FindStaleBlocks(pictures))
         if (!verdict.findings.contains(frame - 1) && !verdict.findings.contains(frame + 1))
             verdict.findings.try_emplace(frame, std::move(finding));
+    // Last, since whatever else is wrong in a place is there in one frame alone, too.
+    verdict.findings.merge(FindStrays(pictures, lone));
     return verdict;
 }
 

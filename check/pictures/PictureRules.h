@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+
 /// What pictures are judged by. Each number has its unit and its reason, docs/verdict.md has them
 /// in a table with what they find and whom they accuse. They were chosen on the tuning half of
 /// share/corpus alone. A stop is a factor of two of light; a "tile" is one of `PictureMeasures`.
@@ -59,6 +61,22 @@ inline constexpr float k_MotionTimes = 0.8f;
 inline constexpr float k_Whip = 0.35f;
 inline constexpr float k_WhipTimes = 12;
 
+/// What is there, or is not, in one frame alone: how unlike both neighbours a tile has to be beyond
+/// what is usual in it and the tiles beside it (stops of light, slopes, detail and brightest pixel
+/// together), and how much all tiles of a group have to be beyond that together.
+inline constexpr float k_StrayFloor = 0.05f;
+inline constexpr int k_StrayReach = 1;
+inline constexpr float k_LeastStray = 1;
+/// Something that moves has been elsewhere in the frame before, so many tiles away at most, and
+/// will be in the one after: so much of it has to be found again there to say so.
+inline constexpr int k_StrayWay = 8;
+inline constexpr float k_Passing = 0.5f;
+inline constexpr float k_SurelyPassing = 0.8f;
+/// As much as this alone in the frame before or after is the same thing, however it looks.
+inline constexpr float k_CompanionShare = 0.25f;
+/// The same for missing blocks, which are far from what is around.
+inline constexpr float k_VoidCompanion = 0.8f;
+
 // Nearly all black: `black`.
 
 /// Stops that the mean light is below that of both neighbours: a picture at a four-hundredth of its
@@ -83,7 +101,9 @@ inline constexpr int k_VoidReach = 6;
 // A block is stale: `patch`.
 
 /// How far back a block may be of. Frames that render at the same time are not more.
-inline constexpr int k_OldestStale = 12;
+inline constexpr std::size_t k_OldestStale = 12;
+/// The frame next to the one before is the first that is no neighbour.
+inline constexpr std::size_t k_YoungestStale = 2;
 /// How unlike the frames before and after a tile has to be, in stops (of its level, a half of its
 /// slopes, a quarter of its detail and its brightest pixel, together).
 inline constexpr float k_StaleMotion = 0.04f;
@@ -97,14 +117,22 @@ inline constexpr float k_StaleShare = 0.2f;
 inline constexpr float k_LikewiseRest = 0.006f;
 inline constexpr float k_LikewiseTimes = 3;
 inline constexpr int k_UsualFrames = 3;
-/// What tiles of one group have to say together: each the logarithm to base 2 of how much more it
-/// is like the older frame, less what chance gives.
+/// What the tiles of a rectangle have to say together: each the logarithm to base 2 of how much
+/// more it is like the older frame, less what chance gives; so much less where something moves that
+/// is not of that frame, and where it is the way of the shot to show the same again.
 inline constexpr float k_StaleEvidence = 14;
 inline constexpr float k_StaleChance = 2;
+inline constexpr float k_StaleContrary = 6;
+inline constexpr float k_StaleWay = 4;
 inline constexpr float k_StaleRounding = 0.004f;
-inline constexpr int k_StaleReach = 2;
-/// A group of more than this share of the picture is no block: the shot has been here before.
-inline constexpr float k_LargestStale = 0.125f;
+/// So much of it in a frame next to it, for the same age: something that is repeated in itself goes
+/// by.
+inline constexpr float k_StaleCompanion = 0.8f;
+/// Tiles that have to say so, at the least.
+inline constexpr int k_LeastStaleTiles = 3;
+/// A rectangle of more than this share of the picture is no block: the shot has been here before.
+inline constexpr float k_LargestStale = 0.2f;
+
 // Single bright pixels: `sparks`.
 
 /// Pixels in which a peak of the frame before or after is the same one.
@@ -123,6 +151,8 @@ inline constexpr float k_SnowPeaks = 4;
 /// As many more in snow, and at an end of a shot, where there is one
 /// neighbour.
 inline constexpr float k_MoreSparks = 2;
+/// Or so much of what is usual there, where that is more.
+inline constexpr float k_SnowShare = 0.25f;
 
 // The pixels of a neighbour: `duplicate`.
 

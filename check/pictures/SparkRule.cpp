@@ -136,9 +136,11 @@ PictureFindings FindSparks(const PictureSequence &pictures)
         const float count = counts.At(frame)[0];
         const bool isEnd = IsEnd(pictures, frame);
         const bool areUsual = usual > k_SnowPeaks;
-        const float more = isEnd || areUsual ? k_MoreSparks : 0;
-        const bool areMany =
-            !isEnd && count > usual + k_SparkDeviations * std::sqrt(usual + 1) + k_LeastSparks;
+        const float more = std::max(isEnd ? k_MoreSparks : 0,
+                                    areUsual ? std::max(k_MoreSparks, k_SnowShare * usual) : 0);
+        const bool areMany = !isEnd && count > (areUsual ? k_UsualTimes : 1) * usual +
+                                                   k_SparkDeviations * std::sqrt(usual + 1) +
+                                                   k_LeastSparks;
         const bool isLonely = usual <= k_QuietPeaks && IsQuiet(strong, frame);
         const float least = isLonely ? 1 : k_LeastStrongSparks;
         const bool areStrong =

@@ -93,6 +93,19 @@ PicturePlace PlaceOf(const PictureMeasures &measures, std::span<const std::size_
     return {xs[left], ys[top], xs[right + 1] - xs[left], ys[bottom + 1] - ys[top]};
 }
 
+TileGroup TilesIn(const PictureMeasures &measures, const PicturePlace &place)
+{
+    const std::vector<int> xs = decode::TileEdges(measures.width, measures.columns);
+    const std::vector<int> ys = decode::TileEdges(measures.height, measures.rows);
+    TileGroup tiles;
+    for (std::size_t row = 0; row + 1 < ys.size(); ++row)
+        for (std::size_t column = 0; column + 1 < xs.size(); ++column)
+            if (xs[column + 1] > place.x && xs[column] < place.x + place.width &&
+                ys[row + 1] > place.y && ys[row] < place.y + place.height)
+                tiles.push_back(row * (xs.size() - 1) + column);
+    return tiles;
+}
+
 PicturePlace WholeOf(const PictureMeasures &measures)
 {
     return {0, 0, measures.width, measures.height};

@@ -23,6 +23,8 @@ float FillOf(const TileGroup &group, int columns);
 
 /// The rectangle around tiles of a picture.
 PicturePlace PlaceOf(const decode::PictureMeasures &measures, std::span<const std::size_t> tiles);
+/// The tiles that lie in a place, all or in part.
+TileGroup TilesIn(const decode::PictureMeasures &measures, const PicturePlace &place);
 /// All of it.
 PicturePlace WholeOf(const decode::PictureMeasures &measures);
 /// "99x40 pixels at 31,50".

@@ -5,7 +5,7 @@ import re
 import unittest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-CONSTANT = re.compile(r"^inline constexpr \w+ (k_\w+) = ([\d.]+)f?;", re.MULTILINE)
+CONSTANT = re.compile(r"^inline constexpr [\w:]+ (k_\w+) = ([\d.]+)f?;", re.MULTILINE)
 ROW = re.compile(r"^\| `(k_\w+)` \| ([\d.]+) \| ([^|]+) \| ([^|]+) \|$", re.MULTILINE)
 
 

@@ -126,6 +126,24 @@ void TakeAway(SampleShot &shot)
                     shot[frame]->At(x, y) *= 3;
 }
 
+// The same beside something that goes by so near that the light alone says nothing.
+void TakeAwayBesideTheObject(SampleShot &shot)
+{
+    for (std::size_t frame = 0; frame < shot.size(); ++frame)
+        if (frame != k_bad)
+            for (int y = 55; y < 70; ++y)
+                for (int x = 45; x < 60; ++x)
+                    shot[frame]->At(x, y) *= 1.2f;
+}
+
+// Detail comes and goes without any light.
+void RoughenAPlace(SampleShot &shot)
+{
+    for (int y = 40; y < 55; ++y)
+        for (int x = 60; x < 80; ++x)
+            Bad(shot).At(x, y) *= (x + y) % 2 == 0 ? 1.4f : 0.6f;
+}
+
 // So that as many tiles become brighter as darker, and all together no level jumps.
 void TakeHalfFromElsewhere(SampleShot &shot)
 {
@@ -262,6 +280,24 @@ const Fault k_faults[] = {
      R"(\d+x\d+ pixels at \d+,\d+ are (\d+\.\d\d) stops away from both the frame before and the one after, 0\.\d\d would be usual)",
      0.5,
      1.6},
+    {"ThingGoneBesideAnotherThatGoesBy",
+     WithObject,
+     TakeAwayBesideTheObject,
+     CheckState::Pop,
+     {45, 55, 15, 15},
+     5,
+     R"(\d+x\d+ pixels at \d+,\d+ are as in neither the frame before nor the one after, by (\d+\.\d\d) stops, and nothing there moves)",
+     0.3,
+     2},
+    {"RoughPlace",
+     Still,
+     RoughenAPlace,
+     CheckState::Pop,
+     {60, 40, 20, 15},
+     5,
+     R"(\d+x\d+ pixels at \d+,\d+ are as in neither the frame before nor the one after, by (\d+\.\d\d) stops, and nothing there moves)",
+     0.3,
+     4},
     {"AnotherPicture", Panning, TakeHalfFromElsewhere, CheckState::Pop, k_all, 0,
      R"(another picture than before and after: (\d+\.\d\d) stops in the mean of all tiles, 0\.\d\d would be usual)",
      0.2, 2},

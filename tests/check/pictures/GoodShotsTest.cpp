@@ -168,6 +168,36 @@ SampleShot ObjectInEachFrame()
                     });
 }
 
+// Black, close to the camera and in sight for three frames, and of another shape in each.
+SampleShot BirdGoesBy()
+{
+    return MakeShot(k_frames,
+                    [](int frame, int x, int y)
+                    {
+                        const int flown = frame - 20;
+                        const double across = x - 25 - 52 * flown;
+                        const double down = y - 40 + 9 * flown;
+                        const double wing = flown == 1 ? 1.3 : 0.9;
+                        const bool isBird =
+                            flown >= 0 && flown < 3 && std::hypot(across * wing, down / wing) < 9;
+                        return isBird ? 0.0f : Ground(x, y);
+                    });
+}
+
+// Windows that are all the same go by, faster than they are wide.
+SampleShot TrainGoesBy()
+{
+    return MakeShot(k_frames,
+                    [](int frame, int x, int y)
+                    {
+                        const int along = 9 * frame - x;
+                        if (y < 25 || y >= 65 || along < 0 || along > 330)
+                            return Ground(x, y);
+                        const bool isWindow = along % 31 < 14 && y >= 33 && y < 50;
+                        return isWindow ? 0.9f : 0.15f;
+                    });
+}
+
 SampleShot WheelTurns()
 {
     return MakeShot(k_frames,
@@ -259,6 +289,8 @@ const GoodShot k_shots[] = {
     {"LampSwitchedOn", LampSwitchedOn},
     {"ObjectGoesOver", ObjectGoesOver},
     {"ObjectInEachFrame", ObjectInEachFrame},
+    {"BirdGoesBy", BirdGoesBy},
+    {"TrainGoesBy", TrainGoesBy},
     {"WheelTurns", WheelTurns},
     {"PanWithGaps", WithGaps<FastPan>},
     {"ObjectWithGaps", WithGaps<ObjectInEachFrame>},

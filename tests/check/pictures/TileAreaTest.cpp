@@ -129,6 +129,20 @@ TEST(PlaceOf, CoversPicturesOfOddSizesWithoutAGap)
     }
 }
 
+TEST(TilesIn, AreThoseThatLieInAPlaceInAllOrInPart)
+{
+    decode::PictureMeasures measures;
+    measures.width = 160;
+    measures.height = 90;
+    measures.columns = 32;
+    measures.rows = 18;
+    EXPECT_EQ(TilesIn(measures, {5, 0, 10, 5}), (TileGroup{1, 2}));
+    EXPECT_EQ(TilesIn(measures, {9, 4, 2, 2}), (TileGroup{1, 2, 33, 34}));
+    EXPECT_EQ(TilesIn(measures, {0, 0, 160, 90}).size(), 576u);
+    EXPECT_EQ(TilesIn(measures, {159, 89, 1, 1}), TileGroup{575});
+    EXPECT_EQ(TilesIn(measures, {0, 0, 0, 0}), TileGroup());
+}
+
 TEST(PlaceOf, IsToldInPixels)
 {
     EXPECT_EQ(PlaceText({31, 50, 99, 40}), "99x40 pixels at 31,50");

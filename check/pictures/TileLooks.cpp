@@ -1,0 +1,44 @@
+#include "check/pictures/TileLooks.h"
+
+#include <cmath>
+
+namespace check
+{
+
+namespace
+{
+
+// Slopes are told in 32nds of a stop.
+constexpr float k_slope_steps = 32;
+
+} // namespace
+
+float DistanceOf(const TileLook &one, const TileLook &other)
+{
+    float sum = 0;
+    for (std::size_t i = 0; i < one.size(); ++i)
+        sum += std::abs(one[i] - other[i]);
+    return sum;
+}
+
+TileLooks::TileLooks(const PictureSequence &pictures)
+    : m_tiles(pictures.Tiles()), m_looks(pictures.Size() * m_tiles)
+{
+    for (std::size_t frame = 0; frame < pictures.Size(); ++frame)
+    {
+        if (!pictures.At(frame))
+            continue;
+        for (std::size_t tile = 0; tile < m_tiles; ++tile)
+        {
+            const decode::TileMeasure &measure = pictures.At(frame)->tiles[tile];
+            m_looks[frame * m_tiles + tile] = {
+                pictures.Light(frame)[tile],
+                float(measure.across) / (k_slope_steps * k_SlopeWeight),
+                float(measure.down) / (k_slope_steps * k_SlopeWeight),
+                float(decode::StopsOf(measure.detail)) / k_CoarseWeight,
+                float(decode::StopsOf(measure.greatest)) / k_CoarseWeight};
+        }
+    }
+}
+
+} // namespace check
