@@ -12,7 +12,8 @@ using namespace picture_rules;
 
 LoneGroups::LoneGroups(const PictureSequence &pictures)
     : m_pictures(pictures), m_looks(pictures), m_alone(pictures.Size(), pictures.Tiles()),
-      m_beyond(pictures.Size(), pictures.Tiles()), m_groups(pictures.Size())
+      m_beyond(pictures.Size(), pictures.Tiles()), m_groups(pictures.Size()),
+      m_counts(pictures.Size())
 {
     for (std::size_t frame = 0; frame < pictures.Size(); ++frame)
     {
@@ -53,9 +54,14 @@ void LoneGroups::Measure(std::size_t frame, const SpikeSeries &around)
         const float expected =
             std::max(k_UsualTimes * UsualAt(around, frame, tile), MotionBeside(frame, tile));
         const float more = alone[tile] - expected - k_StrayFloor;
-        isBeyond[tile] = more > 0 && !IsHabit(m_alone, frame, tile, alone[tile]);
-        if (isBeyond[tile])
+        if (more <= 0)
+            continue;
+        ++m_counts[frame];
+        if (!IsHabit(m_alone, frame, tile, alone[tile]))
+        {
+            isBeyond[tile] = true;
             beyond[tile] = more;
+        }
     }
     for (TileGroup &tiles : FindGroups(isBeyond, m_pictures.Columns()))
     {
@@ -64,6 +70,11 @@ void LoneGroups::Measure(std::size_t frame, const SpikeSeries &around)
             sum += beyond[tile];
         m_groups[frame].push_back({std::move(tiles), sum});
     }
+}
+
+bool LoneGroups::IsWhole(std::size_t frame) const
+{
+    return float(m_counts[frame]) > k_LargestStray * float(m_pictures.Tiles());
 }
 
 float LoneGroups::ShareFoundAgain(std::size_t frame, const TileGroup &tiles) const

@@ -27,6 +27,9 @@ public:
     {
         return m_groups[frame];
     }
+    /// That so much of a frame is other than beside it, be it a habit of the shot, that it is no
+    /// place of it: that is judged as a whole.
+    bool IsWhole(std::size_t frame) const;
     /// How unlike both neighbours a tile is, in stops.
     float AloneBy(std::size_t frame, std::size_t tile) const
     {
@@ -53,6 +56,7 @@ private:
     SpikeSeries m_alone;
     SpikeSeries m_beyond;
     std::vector<std::vector<LoneGroup>> m_groups;
+    std::vector<std::size_t> m_counts; // Of tiles beyond the usual, habits among them.
 };
 
 } // namespace check

@@ -67,6 +67,8 @@ inline constexpr float k_WhipTimes = 12;
 inline constexpr float k_StrayFloor = 0.05f;
 inline constexpr int k_StrayReach = 1;
 inline constexpr float k_LeastStray = 1;
+/// Where such tiles are more than this share of the picture, they are no place of it.
+inline constexpr float k_LargestStray = 0.25f;
 /// Something that moves has been elsewhere in the frame before, so many tiles away at most, and
 /// will be in the one after: so much of it has to be found again there to say so.
 inline constexpr int k_StrayWay = 8;

@@ -106,13 +106,14 @@ private:
         return most;
     }
 
-    // Not so large that the shot has been here before, and not by one tile or two alone.
+    // Not so large that the shot has been here before, and not by one tile or two alone; nor a mere
+    // strip, which what is repeated in itself has by chance where it goes by.
     bool IsBlock(const std::vector<float> &evidence, const TileRectangle &place) const
     {
         int count = 0;
         for (const std::size_t tile : place.Tiles(m_pictures.Columns()))
             count += evidence[tile] > 0;
-        return count >= k_LeastStaleTiles &&
+        return place.right > place.left && place.bottom > place.top && count >= k_LeastStaleTiles &&
                float(place.Area()) <= k_LargestStale * float(m_pictures.Tiles());
     }
 

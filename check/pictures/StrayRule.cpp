@@ -45,8 +45,9 @@ const LoneGroup *FindStray(const PictureSequence &pictures, const LoneGroups &lo
         float evidence = 0;
         for (const std::size_t tile : group.tiles)
             evidence += IsAtEdge(pictures, tile) ? 0 : lone.BeyondAt(frame, tile);
-        if (group.tiles.size() > 1 && evidence > most &&
-            !lone.HasCompanion(frame, group.tiles, k_CompanionShare) &&
+        if (group.tiles.size() > 1 &&
+            float(group.tiles.size()) <= k_LargestStray * float(pictures.Tiles()) &&
+            evidence > most && !lone.HasCompanion(frame, group.tiles, k_CompanionShare) &&
             lone.ShareFoundAgain(frame, group.tiles) < k_Passing)
         {
             found = &group;
@@ -76,7 +77,7 @@ PictureFindings FindStrays(const PictureSequence &pictures, const LoneGroups &lo
 {
     PictureFindings findings;
     for (std::size_t frame = 0; frame < pictures.Size(); ++frame)
-        if (pictures.HasNeighbours(frame) && !IsWhip(pictures, frame))
+        if (pictures.HasNeighbours(frame) && !IsWhip(pictures, frame) && !lone.IsWhole(frame))
             if (const LoneGroup *const stray = FindStray(pictures, lone, frame))
                 findings[frame] = Told(pictures, lone, frame, *stray);
     return findings;
