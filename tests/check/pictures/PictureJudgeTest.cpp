@@ -76,19 +76,19 @@ PictureFindings WithoutDetails(PictureFindings findings)
     return findings;
 }
 
-struct Damage
+struct LongShotDamage
 {
     const char *name;
     SamplePicture (*damage)(const SamplePicture &);
     CheckState state;
 
-    friend void PrintTo(const Damage &damage, std::ostream *stream)
+    friend void PrintTo(const LongShotDamage &damage, std::ostream *stream)
     {
         *stream << damage.name;
     }
 };
 
-class PictureJudgeBorders : public testing::TestWithParam<Damage>
+class PictureJudgeBorders : public testing::TestWithParam<LongShotDamage>
 {
 };
 
@@ -108,9 +108,10 @@ TEST_P(PictureJudgeBorders, GiveTheSameAsOnePiece)
 }
 
 INSTANTIATE_TEST_SUITE_P(Each, PictureJudgeBorders,
-                         testing::Values(Damage{"BlackTiles", WithBlackTiles, CheckState::Patch},
-                                         Damage{"Brighter", Brighter, CheckState::Pop},
-                                         Damage{"Spark", WithSpark, CheckState::Sparks}),
+                         testing::Values(LongShotDamage{"BlackTiles", WithBlackTiles,
+                                                        CheckState::Patch},
+                                         LongShotDamage{"Brighter", Brighter, CheckState::Pop},
+                                         LongShotDamage{"Spark", WithSpark, CheckState::Sparks}),
                          [](const auto &damage) { return std::string(damage.param.name); });
 
 TEST(PictureJudge, FindsADuplicateOfAnotherPiece)
