@@ -82,9 +82,9 @@ struct LongShotDamage
     SamplePicture (*damage)(const SamplePicture &);
     CheckState state;
 
-    friend void PrintTo(const LongShotDamage &damage, std::ostream *stream)
+    friend void PrintTo(const LongShotDamage &one, std::ostream *stream)
     {
-        *stream << damage.name;
+        *stream << one.name;
     }
 };
 
