@@ -102,12 +102,15 @@ private:
                 // A folder that cannot be looked into now may come back.
                 const check::FrameStates before = StatesByFrame(table);
                 const bool isSeen = Try(m_trouble, [&] { m_check.Check(table); });
-                // Before it is told: whoever reads it may end this at once.
-                EndWith(StatusOf(subject));
                 if (isSeen)
+                {
+                    // Before it is told: whoever reads it may end this at once.
+                    EndWith(StatusOf(subject));
                     isNews |= TellChanges(before, table);
+                }
                 isAllSeen = isAllSeen && isSeen;
             }
+            m_check.EndPass();
             if (isNews)
                 m_writer.End(subject, m_check.Depth());
             if (isAllSeen)

@@ -53,6 +53,8 @@ public:
     {
         if (!m_to.empty())
             m_wish.to = NeedList(m_to);
+        if (m_isWatching)
+            m_check.ExpectPasses();
         CheckSubject subject = m_subject.Find(client);
         for (CheckTable &table : subject.tables)
         {
@@ -63,6 +65,7 @@ public:
             if (!m_isWatching)
                 SealOnce(table);
         }
+        m_check.EndPass();
         if (m_isWatching)
             Watch(subject, corvan::ReadAnalysisOptions(client.Options()).refreshMs);
         m_out.Flush();
@@ -119,6 +122,7 @@ private:
             std::size_t left = 0;
             for (std::size_t at = 0; at < subject.tables.size(); ++at)
                 left += SealAgain(at, subject.tables[at]);
+            m_check.EndPass();
             if (left == 0)
                 return;
         }

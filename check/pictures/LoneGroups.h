@@ -43,7 +43,7 @@ public:
     }
     /// How much of it is found again somewhere near in a neighbour; see `PassingShare`.
     float ShareFoundAgain(std::size_t frame, const TileGroup &tiles) const;
-    /// That the frame before or after has something alone, too, of about its size or more: two
+    /// That the frame before or after has something alone, too, of so much of its stops at least: two
     /// frames in succession are seldom wrong, so this is one thing that moves, and changes.
     bool HasCompanion(std::size_t frame, const TileGroup &tiles, float share) const;
 

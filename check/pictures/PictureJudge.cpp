@@ -23,7 +23,7 @@ namespace
 constexpr std::size_t k_at_once = 256;
 // A jump is held against frames on both of its sides, each of them some way off.
 constexpr std::size_t k_beside = 6;
-static_assert(PictureJudge::k_Reach >= picture_rules::k_Habit + k_beside);
+static_assert(PictureJudge::k_Reach >= picture_rules::k_Habit + k_beside + 1);
 static_assert(PictureJudge::k_Reach >= 2 * picture_rules::k_History + k_beside);
 static_assert(PictureJudge::k_Reach >= 2 * picture_rules::k_OldestStale + k_beside);
 static_assert(PictureJudge::k_Reach >= picture_rules::k_LonelyPair + k_beside);

@@ -16,7 +16,7 @@ StaleTiles::StaleTiles(const PictureSequence &pictures)
 {
     for (std::size_t frame = 0; frame < pictures.Size(); ++frame)
     {
-        if (!pictures.At(frame))
+        if (!pictures.At(frame) || m_tiles == 0)
             continue;
         const std::span<const float> light = pictures.Light(frame);
         std::vector<float> sorted(light.begin(), light.end());

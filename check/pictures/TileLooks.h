@@ -25,8 +25,8 @@ inline constexpr float k_CoarseWeight = 4;
 /// The sum of what they differ by, in stops.
 float DistanceOf(const TileLook &one, const TileLook &other);
 
-/// The looks of all tiles of a sequence, which has to live as long. Frames of which nothing is
-/// known have looks that say nothing.
+/// The looks of all tiles of a sequence. Frames of which nothing is known have looks that say
+/// nothing.
 class TileLooks
 {
 public:

@@ -96,6 +96,7 @@ class Pictures(PicturesTest):
                 if (tries === 1) return refuse(429, 'others wait', { 'Retry-After': '1' });
                 if (tries === 2) return refuse(503, '12 of 81 are read', { 'Retry-After': '1' });
                 if (tries === 3) return refuse(503, 'no decoder', {});
+                if (tries < 6) return refuse(503, '3 of 69 are read', { 'Retry-After': '1' });
                 const frame = await answer.json();
                 frame.pictures = { state: 'patch', detail: 'a block is old', place: { x: 24, y: 27, width: 48, height: 18 },
                                    range: '1-6', notLookedAt: '5', trouble: '' };
@@ -106,6 +107,9 @@ class Pictures(PicturesTest):
         page.wait_for_text("#frame .compared", "12 of 81 are read")
         # It asks again by itself where that is wanted, and else where it is told to.
         page.wait_for_text("#frame .compared", "no decoder")
+        page.click("#frame .compared button")
+        # Where it gets no farther it does not go on for ever.
+        wait_until(lambda: "3 of 69 are read" in page.text("#frame .compared") and page.all("#frame .compared button"))
         page.click("#frame .compared button")
         page.wait_for_text("#frame .compared", "part of the picture missing or old")
         page.wait_for_text("#frame .compared", "a block is old")

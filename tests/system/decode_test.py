@@ -11,7 +11,7 @@ import time
 import unittest
 import zlib
 
-from farm import BIN, PATIENCE, FarmTest
+from farm import BIN, PATIENCE, FarmTest, children_of, wait_until
 
 
 def chunk(name, data):
@@ -168,6 +168,23 @@ class DecodeWatched(DecodeTest):
 
         os.utime(file)
         self.assertIn("ok -> undecodable  2 ", process.stdout.readline())
+
+
+    def test_leaves_nobody_behind_who_reads(self):
+        options = self.folder / "options.ini"
+        options.write_text("[Analysis]\nRefresh = 20\n")
+        process = self.start_corvan(
+            "check", "--watch", "--decode", "--format", self.folder / "f.%d.png", "--range", "1-40",
+            "--options", options,
+        )
+        self.assertEqual(process.stdout.readline(), f"{self.folder}/f.%d.png  1-40\n")
+        self.assertIn("40 missing", process.stdout.readline())
+        for frame in range(1, 41):
+            self.write(frame, png())
+        while "40 files: 40 ok" not in process.stdout.readline():
+            pass
+        # It looks on fifty times a second, and all is as it was.
+        wait_until(lambda: not children_of(process.pid))
 
 
 class DecodeLimits(DecodeTest):

@@ -1,5 +1,6 @@
 """A Master of a test's own and the `corvan` command, in a folder that removes itself."""
 
+import contextlib
 import json
 import os
 import pathlib
@@ -29,6 +30,17 @@ def wait_until(is_so, process=None):
             return told
         assert status is None, f"the program has ended, with status {status}"
         assert time.monotonic() < end, "it does not come to be so"
+
+
+def children_of(number):
+    """The numbers of a process's children."""
+    children = []
+    for stat in pathlib.Path("/proc").glob("[0-9]*/stat"):
+        # One that has just ended has none; before the name's last parenthesis may be anything.
+        with contextlib.suppress(OSError):
+            if int(stat.read_text(errors="replace").rpartition(")")[2].split()[1]) == number:
+                children.append(int(stat.parent.name))
+    return children
 
 
 def free_address():

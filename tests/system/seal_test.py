@@ -5,10 +5,11 @@ import os
 import pathlib
 import signal
 import subprocess
+import time
 import unittest
 import xml.etree.ElementTree
 
-from farm import PATIENCE, FarmTest
+from farm import PATIENCE, FarmTest, children_of, moving_picture, wait_until
 
 SCHEMA = pathlib.Path(__file__).resolve().parents[1] / "check" / "asc-mhl" / "ASCMHL.xsd"
 MHL = "{urn:ASC:MHL:v2.0}"
@@ -193,6 +194,26 @@ class Seal(FarmTest):
         process.send_signal(signal.SIGTERM)
         process.communicate(timeout=PATIENCE)
         self.assertIn(process.returncode, (1, -signal.SIGTERM))
+
+    def test_reads_no_picture_again_that_is_as_it_was(self):
+        pattern = self.folder / "p.%d.ppm"
+        for number in range(1, 6):
+            (self.folder / f"p.{number}.ppm").write_bytes(moving_picture(number))
+        options = self.folder / "options.ini"
+        options.write_text("[Analysis]\nRefresh = 20\n")
+        process = self.start_corvan(
+            "seal", "--watch", "--pictures", "--format", pattern, "--range", "1-6",
+            "--to", self.folder / "l.mhl", "--options", options,
+        )
+        process.stdout.readline()
+        self.assertRegex(process.stdout.readline(), r"  sealed  1-5  ")
+        wait_until(lambda: not children_of(process.pid))
+        # Some fifty passes, of which none starts anybody who reads.
+        end = time.monotonic() + 1
+        while time.monotonic() < end:
+            self.assertEqual(children_of(process.pid), [])
+        process.send_signal(signal.SIGTERM)
+        process.communicate(timeout=PATIENCE)
 
     def test_says_which_frames_are_rendered_again(self):
         self.start_master()

@@ -189,6 +189,7 @@ export class FrameView {
         if (!compares || !this.#known || this.#known.size === null) return fill(this.#compared);
         say(this.#compared, t("Reading the frames around …"));
         const address = jobAddress(this.#job, `/frames/${this.#frame}`, { format: this.#format, pictures: 1 });
+        let told = "";
         for (let tries = 0; compares && load === this.#loads; tries++) {
             try {
                 /** @type {Frame} */
@@ -198,8 +199,13 @@ export class FrameView {
             } catch (error) {
                 if (this.#end.signal.aborted || load !== this.#loads) return;
                 if (!(error instanceof ApiError && error.again && tries < TRIES)) return this.#showNotCompared(error instanceof Error ? error.message : "");
-                // It goes on where its time was over; how far it is, it says.
-                if (error.status === 503) say(this.#compared, error.message);
+                // It goes on where its time was over; how far it is, it says. Where it says the same again, some
+                // files take all the time there is.
+                if (error.status === 503) {
+                    if (error.message === told) return this.#showNotCompared(told);
+                    told = error.message;
+                    say(this.#compared, told);
+                }
                 await new Promise((resolve) => setTimeout(resolve, 1000));
             }
         }
