@@ -1,5 +1,6 @@
 """The frame sheet: what it shows, by mouse and by keyboard."""
 
+import os
 import unittest
 
 from page import PageTest, wait_until
@@ -78,6 +79,11 @@ class FrameSheet(PageTest):
         page.wait_for_text("#frame .path", str(self.frame(7)))
         page.click("#frame-log")
         page.wait_for_text("#frame .log", "frame 7 is written")
+        # It stays when the file is another one.
+        facts = page.text("#frame .facts")
+        os.utime(self.frame(7), (1_700_000_000, 1_700_000_000))
+        wait_until(lambda: page.text("#frame .facts") not in (facts, ""))
+        self.assertIn("frame 7 is written", page.text("#frame .log"))
         page.run("document.querySelector('#frame').focus()")
         page.press(Keys.ESCAPE)
         wait_until(lambda: not page.all("#frame"))

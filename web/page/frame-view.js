@@ -46,6 +46,8 @@ export class FrameView {
     /** Counts the loads: what comes of an earlier one is old. */
     #loads = 0;
     #log = make("div", { class: "log-place" });
+    /** @type {number | null} whose log is there, opened or not. */
+    #task = null;
 
     /**
      * @param {string} job
@@ -143,7 +145,10 @@ export class FrameView {
             [t("Path"), [path, " ", copy]],
         ];
         fill(this.#facts, rows.flatMap(([name, value]) => [make("dt", {}, name), make("dd", {}, value)]));
+        // One that was opened stays when the frame is looked at anew.
         const task = frame.task;
+        if (task === this.#task) return;
+        this.#task = task;
         if (task === null) return fill(this.#log);
         const open = make("button", { type: "button", id: "frame-log", onclick: () => taskLog(this.#job, task, this.#log) }, t("Log of task {task}", { task: String(task) }));
         fill(this.#log, open);
