@@ -195,10 +195,7 @@ private:
 
     float WhipOf(std::size_t frame) const
     {
-        float sum = 0;
-        for (std::size_t tile = 0; tile < m_pictures.Tiles(); ++tile)
-            sum += WayOf(frame, tile);
-        return k_WhipTimes * std::max(0.0f, sum / float(m_pictures.Tiles()) - k_Whip);
+        return k_WhipTimes * std::max(0.0f, m_pictures.WayAcross(frame) - k_Whip);
     }
 
     // All that jumps with the block, at least half as far.

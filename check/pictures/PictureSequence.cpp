@@ -78,6 +78,14 @@ PictureSequence::PictureSequence(std::span<const Measures *const> frames)
     }
 }
 
+float PictureSequence::WayAcross(std::size_t frame) const
+{
+    float sum = 0;
+    for (std::size_t tile = 0; tile < Tiles(); ++tile)
+        sum += std::abs(Light(frame + 1)[tile] - Light(frame - 1)[tile]);
+    return sum / float(Tiles());
+}
+
 std::optional<std::size_t> PictureSequence::Before(std::size_t frame) const
 {
     for (std::size_t back = 1; back <= k_farthest && back <= frame; ++back)

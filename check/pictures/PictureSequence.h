@@ -50,6 +50,9 @@ public:
         return m_means[frame];
     }
 
+    /// The mean of what all tiles differ by between the frames next to one, in stops. It has both.
+    float WayAcross(std::size_t frame) const;
+
     /// The nearest frame before or after that is known and no farther than some.
     std::optional<std::size_t> Before(std::size_t frame) const;
     std::optional<std::size_t> After(std::size_t frame) const;

@@ -1,7 +1,6 @@
 #include "check/pictures/StrayRule.h"
 
 #include <algorithm>
-#include <cmath>
 #include <fmt/format.h>
 
 #include "check/pictures/PictureRules.h"
@@ -24,14 +23,6 @@ bool IsAtEdge(const PictureSequence &pictures, std::size_t tile)
     const std::size_t column = tile % columns;
     const std::size_t row = tile / columns;
     return column < k_edge || row < k_edge || column + k_edge >= columns || row + k_edge >= rows;
-}
-
-bool IsWhip(const PictureSequence &pictures, std::size_t frame)
-{
-    float sum = 0;
-    for (std::size_t tile = 0; tile < pictures.Tiles(); ++tile)
-        sum += std::abs(pictures.Light(frame + 1)[tile] - pictures.Light(frame - 1)[tile]);
-    return sum > k_Whip * float(pictures.Tiles());
 }
 
 // The group that says most for itself.
@@ -77,7 +68,8 @@ PictureFindings FindStrays(const PictureSequence &pictures, const LoneGroups &lo
 {
     PictureFindings findings;
     for (std::size_t frame = 0; frame < pictures.Size(); ++frame)
-        if (pictures.HasNeighbours(frame) && !IsWhip(pictures, frame) && !lone.IsWhole(frame))
+        if (pictures.HasNeighbours(frame) && pictures.WayAcross(frame) <= k_Whip &&
+            !lone.IsWhole(frame))
             if (const LoneGroup *const stray = FindStray(pictures, lone, frame))
                 findings[frame] = Told(pictures, lone, frame, *stray);
     return findings;

@@ -116,24 +116,25 @@ void MakeCoarse(SampleShot &shot)
     AddNoise(Bad(shot), 0.5, 99);
 }
 
-// A thing that stands there in all other frames.
-void TakeAway(SampleShot &shot)
+// What stands there in all other frames is so many times brighter than the ground.
+void PutIntoOthers(SampleShot &shot, const PicturePlace &place, float times)
 {
     for (std::size_t frame = 0; frame < shot.size(); ++frame)
         if (frame != k_bad)
-            for (int y = 40; y < 55; ++y)
-                for (int x = 100; x < 115; ++x)
-                    shot[frame]->At(x, y) *= 3;
+            for (int y = place.y; y < place.y + place.height; ++y)
+                for (int x = place.x; x < place.x + place.width; ++x)
+                    shot[frame]->At(x, y) *= times;
 }
 
-// The same beside something that goes by so near that the light alone says nothing.
+void TakeAway(SampleShot &shot)
+{
+    PutIntoOthers(shot, {100, 40, 15, 15}, 3);
+}
+
+// Beside something that goes by so near that the light alone says nothing.
 void TakeAwayBesideTheObject(SampleShot &shot)
 {
-    for (std::size_t frame = 0; frame < shot.size(); ++frame)
-        if (frame != k_bad)
-            for (int y = 55; y < 70; ++y)
-                for (int x = 45; x < 60; ++x)
-                    shot[frame]->At(x, y) *= 1.2f;
+    PutIntoOthers(shot, {45, 55, 15, 15}, 1.2f);
 }
 
 // Detail comes and goes without any light.
