@@ -91,6 +91,7 @@ template <typename Tile, typename Take> void VisitTile(Tile &tile, Take &&take)
     take(tile.black);
     take(tile.across);
     take(tile.down);
+    take(tile.mark);
 }
 
 template <typename Point, typename Take> void VisitPeak(Point &peak, Take &&take)

@@ -21,6 +21,8 @@ struct TileMeasure
     /// 32nds of a stop, from -127 to 127.
     std::int8_t across = 0;
     std::int8_t down = 0;
+    /// Of the light of each column: the same where all pixels are, and seldom elsewhere.
+    std::uint16_t mark = 0;
 
     bool operator==(const TileMeasure &) const = default;
 };

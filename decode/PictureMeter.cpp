@@ -1,6 +1,7 @@
 #include "decode/PictureMeter.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstdlib>
 
@@ -32,6 +33,25 @@ std::int8_t SlopeOf(const Sum &first, const Sum &second)
     const double stops = std::log2((other + k_BlackLight) / (one + k_BlackLight));
     return std::int8_t(std::clamp(std::round(stops * k_steps), -k_most, k_most));
 }
+
+// Of columns of a tile, from the left. Sums that are equal to the bit come of equal pixels as a
+// rule: what moves or is noise rounds otherwise.
+class TileMark
+{
+public:
+    void Add(float sum)
+    {
+        // Fibonacci hashing: the golden ratio of 64 bits spreads what is added upwards.
+        m_bits = (std::rotr(m_bits, 23) ^ std::bit_cast<std::uint32_t>(sum)) * 0x9e3779b97f4a7c15;
+    }
+    std::uint16_t Value() const
+    {
+        return std::uint16_t(m_bits >> 48);
+    }
+
+private:
+    std::uint64_t m_bits = 0;
+};
 
 bool IsBrighter(const Peak &one, const Peak &other)
 {
@@ -249,6 +269,7 @@ void PictureMeter::EndTiles(int tileRow)
         double detail = 0;
         double lit = 0;
         float greatest = 0;
+        TileMark mark;
         for (int x = first; x < end; ++x)
         {
             const ColumnSums &columns = m_columns[std::size_t(x / ColumnSums::k_count)];
@@ -258,6 +279,9 @@ void PictureMeter::EndTiles(int tileRow)
             detail += double(columns.detail[at]);
             lit += double(columns.lit[at]);
             greatest = std::max(greatest, columns.greatest[at]);
+            mark.Add(columns.light[at]);
+            mark.Add(columns.upper[at]);
+            mark.Add(columns.greatest[at]);
         }
         const double area = double(end - first) * height;
         const double all = left + right;
@@ -267,7 +291,8 @@ void PictureMeter::EndTiles(int tileRow)
              std::uint8_t(std::lround(255 * (1 - lit / area))),
              SlopeOf({left, (middle - first) * height}, {right, (end - middle) * height}),
              SlopeOf({upper, (end - first) * upperRows},
-                     {all - upper, (end - first) * (height - upperRows)})});
+                     {all - upper, (end - first) * (height - upperRows)}),
+             mark.Value()});
     }
     std::ranges::fill(m_columns, ColumnSums());
     m_isHalved = false;

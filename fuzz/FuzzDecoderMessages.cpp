@@ -34,7 +34,8 @@ std::string Measures(FuzzedDataProvider &input)
     measures.tiles.resize(std::size_t(measures.columns * measures.rows));
     for (TileMeasure &tile : measures.tiles)
         tile = {Any<std::uint16_t>(input), Any<std::uint8_t>(input), Any<std::uint8_t>(input),
-                Any<std::uint8_t>(input),  Any<std::int8_t>(input),  Any<std::int8_t>(input)};
+                Any<std::uint8_t>(input),  Any<std::int8_t>(input),  Any<std::int8_t>(input),
+                Any<std::uint16_t>(input)};
     measures.peaks.resize(input.ConsumeIntegralInRange<std::size_t>(0, 4));
     for (Peak &peak : measures.peaks)
         peak = {Any<std::uint16_t>(input), Any<std::uint16_t>(input), Any<std::uint8_t>(input)};

@@ -5,6 +5,7 @@
 #include "check/pictures/DarkRules.h"
 #include "check/pictures/DuplicateRule.h"
 #include "check/pictures/JumpRules.h"
+#include "check/pictures/LeftoverRule.h"
 #include "check/pictures/PictureRules.h"
 #include "check/pictures/SparkRule.h"
 #include "check/pictures/StaleRule.h"
@@ -82,9 +83,10 @@ Verdict JudgeOnce(PictureJudge::Frames frames)
                 rule.reach == Reach::Picture)
                 verdict.isOther.push_back(frame);
     // An older frame is like this one rather than its neighbours where one of these is wrong.
-    for (auto &[frame, finding] : FindStaleBlocks(pictures))
-        if (!verdict.findings.contains(frame - 1) && !verdict.findings.contains(frame + 1))
-            verdict.findings.try_emplace(frame, std::move(finding));
+    for (const auto find : {FindLeftovers, FindStaleBlocks})
+        for (auto &[frame, finding] : find(pictures))
+            if (!verdict.findings.contains(frame - 1) && !verdict.findings.contains(frame + 1))
+                verdict.findings.try_emplace(frame, std::move(finding));
     // Last, since whatever else is wrong in a place is there in one frame alone, too.
     verdict.findings.merge(FindStrays(pictures, lone));
     return verdict;

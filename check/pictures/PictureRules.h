@@ -135,6 +135,18 @@ inline constexpr int k_LeastStaleTiles = 3;
 /// A rectangle of more than this share of the picture is no block: the shot has been here before.
 inline constexpr float k_LargestStale = 0.2f;
 
+/// Tiles of a rectangle that have to have the very pixels of the older frame: a single block of
+/// JPEG that comes again by chance covers four of a small picture. Those of that frame elsewhere in
+/// the picture are taken off.
+inline constexpr float k_LeftoverTiles = 5;
+/// Tiles that one in the rectangle with other pixels outweighs, and one that would be the same
+/// anyway.
+inline constexpr float k_LeftoverContrary = 4;
+inline constexpr float k_LeftoverRest = 0.05f;
+/// Stops that such a tile is unlike those before and after, as for `k_StaleMotion`: JPEG has other
+/// pixels in each frame where nobody sees anything move.
+inline constexpr float k_LeftoverMotion = 0.01f;
+
 // Single bright pixels: `sparks`.
 
 /// Pixels in which a peak of the frame before or after is the same one.

@@ -17,7 +17,7 @@ PictureMeasures Measures(int columns, int rows, std::size_t peaks)
     measures.columns = columns;
     measures.rows = rows;
     measures.hash = 12345;
-    measures.tiles.resize(std::size_t(columns * rows), {40960, 100, 170, 0, -1, 1});
+    measures.tiles.resize(std::size_t(columns * rows), {40960, 100, 170, 0, -1, 1, 99});
     measures.peaks.resize(peaks, {1919, 1079, 200});
     return measures;
 }

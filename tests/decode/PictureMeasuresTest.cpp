@@ -20,7 +20,7 @@ PictureMeasures Sample(int columns = 3, int rows = 2, std::size_t peaks = 2)
     measures.hash = 0xfedcba9876543210;
     for (int i = 0; i < columns * rows; ++i)
         measures.tiles.push_back({std::uint16_t(65535 - i), std::uint8_t(i), 255, 128,
-                                  std::int8_t(-127), std::int8_t(127)});
+                                  std::int8_t(-127), std::int8_t(127), std::uint16_t(7 * i)});
     for (std::size_t i = 0; i < peaks; ++i)
         measures.peaks.push_back({std::uint16_t(1919 - i), std::uint16_t(1079 - i), 200});
     return measures;

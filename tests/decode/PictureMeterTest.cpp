@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <functional>
 #include <limits>
 #include <random>
 
@@ -186,6 +187,61 @@ TEST(PictureMeter, MeasuresWhatAPlainCountOverTheWholePictureFinds)
         const std::vector<double> values = Scene(spec);
         ExpectSame(Measured(spec, values), MeasureSlowly(spec, values));
     }
+}
+
+// Which tiles of two pictures have the same mark, as a row of letters a row of tiles.
+std::string SameMarks(const PictureMeasures &one, const PictureMeasures &other)
+{
+    std::string same;
+    for (std::size_t i = 0; i < one.tiles.size(); ++i)
+        same += one.tiles[i].mark == other.tiles[i].mark ? '=' : 'x';
+    return same;
+}
+
+TEST(PictureMeter, MarksTilesByTheirPixels)
+{
+    // Of 3 x 2 tiles of 4 x 4 pixels.
+    const ImageSpec spec = SpecOf(12, 8, 1);
+    const std::vector<double> values = Scene(spec);
+    const PictureMeasures measures = Measured(spec, values);
+    ASSERT_EQ(measures.tiles.size(), 6u);
+    const auto at = [](int x, int y) { return std::size_t(y * 12 + x); };
+    const struct
+    {
+        const char *what;
+        std::function<void(std::vector<double> &)> change;
+        const char *same;
+    } cases[] = {
+        {"nothing", [](auto &) {}, "======"},
+        {"one value", [&](auto &v) { v[at(5, 2)] *= 1 + 1e-6; }, "=x===="},
+        {"two columns", [&](auto &v) { std::swap(v[at(8, 5)], v[at(9, 5)]); }, "=====x"},
+        {"two rows", [&](auto &v) { std::swap(v[at(3, 5)], v[at(3, 6)]); }, "===x=="},
+        {"at the rim", [&](auto &v) { v[at(4, 4)] /= 2; }, "====x="},
+        {"all", [](auto &v) { std::ranges::reverse(v); }, "xxxxxx"},
+    };
+    for (const auto &[what, change, same] : cases)
+    {
+        std::vector<double> other = values;
+        change(other);
+        EXPECT_EQ(SameMarks(Measured(spec, other), measures), same) << what;
+    }
+}
+
+TEST(PictureMeter, MarksFewTilesAlikeThatAreNot)
+{
+    const ImageSpec spec = SpecOf(320, 320, 1);
+    const std::vector<double> values = Scene(spec);
+    const PictureMeasures measures = Measured(spec, values);
+    int count = 0;
+    for (int step = 1; step < 40; ++step)
+    {
+        std::vector<double> turned = values;
+        std::ranges::rotate(turned, turned.begin() + step);
+        const std::string same = SameMarks(Measured(spec, turned), measures);
+        count += int(std::ranges::count(same, '='));
+    }
+    // 40,000 pairs, so less than one is chance.
+    EXPECT_LE(count, 4);
 }
 
 TEST(PictureMeter, MeasuresTheSameHoweverThePixelsCome)
