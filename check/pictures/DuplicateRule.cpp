@@ -15,14 +15,17 @@ bool IsLikeTheOneBefore(const PictureSequence &pictures, std::size_t frame)
            pictures.At(frame)->hash == pictures.At(frame - 1)->hash;
 }
 
+// A run of just two, and hardly another near: one more may be a fault, too.
 bool IsLonely(const PictureSequence &pictures, std::size_t frame)
 {
     constexpr std::size_t k_reach = picture_rules::k_LonelyPair;
+    if (IsLikeTheOneBefore(pictures, frame - 1) || IsLikeTheOneBefore(pictures, frame + 1))
+        return false;
+    int others = 0;
     for (std::size_t other = frame > k_reach ? frame - k_reach : 0; other <= frame + k_reach;
          ++other)
-        if (other != frame && IsLikeTheOneBefore(pictures, other))
-            return false;
-    return true;
+        others += other != frame && IsLikeTheOneBefore(pictures, other);
+    return others <= picture_rules::k_OtherPairs;
 }
 
 } // namespace
