@@ -34,15 +34,18 @@ std::int8_t SlopeOf(const Sum &first, const Sum &second)
     return std::int8_t(std::clamp(std::round(stops * k_steps), -k_most, k_most));
 }
 
-// Of columns of a tile, from the left. Sums that are equal to the bit come of equal pixels as a
+// Of the columns of a tile, from the left. Sums that are equal to the bit come of equal pixels as a
 // rule: what moves or is noise rounds otherwise.
 class TileMark
 {
 public:
-    void Add(float sum)
+    void Add(float light, float upper)
     {
-        // Fibonacci hashing: the golden ratio of 64 bits spreads what is added upwards.
-        m_bits = (std::rotr(m_bits, 23) ^ std::bit_cast<std::uint32_t>(sum)) * 0x9e3779b97f4a7c15;
+        const auto bits = std::uint64_t(std::bit_cast<std::uint32_t>(light)) << 32 |
+                          std::bit_cast<std::uint32_t>(upper);
+        // The golden ratio of 64 bits spreads what is added upwards (D. Knuth, The Art of Computer
+        // Programming, 6.4).
+        m_bits = (std::rotr(m_bits, 23) ^ bits) * 0x9e3779b97f4a7c15;
     }
     std::uint16_t Value() const
     {
@@ -279,9 +282,7 @@ void PictureMeter::EndTiles(int tileRow)
             detail += double(columns.detail[at]);
             lit += double(columns.lit[at]);
             greatest = std::max(greatest, columns.greatest[at]);
-            mark.Add(columns.light[at]);
-            mark.Add(columns.upper[at]);
-            mark.Add(columns.greatest[at]);
+            mark.Add(columns.light[at], columns.upper[at]);
         }
         const double area = double(end - first) * height;
         const double all = left + right;
