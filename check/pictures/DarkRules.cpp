@@ -72,12 +72,46 @@ SpikeSeries VoidsOf(const PictureSequence &pictures)
     return voids;
 }
 
-// That a tile is not only black but was lit: what was all but black before is not missed.
-bool IsMissed(const PictureSequence &pictures, std::size_t frame, std::size_t tile)
+// A tile and those to the right of it and below.
+TileGroup BlockAt(const PictureSequence &pictures, std::size_t tile)
+{
+    const auto columns = std::size_t(pictures.Columns());
+    const std::size_t right = tile % columns + 1 < columns ? tile + 1 : tile;
+    const bool isLowest = tile + columns >= pictures.Tiles();
+    TileGroup block{tile};
+    if (right != tile)
+        block.push_back(right);
+    if (!isLowest)
+        block.push_back(tile + columns);
+    if (!isLowest && right != tile)
+        block.push_back(right + columns);
+    return block;
+}
+
+// How many tiles' worth becomes black in each block.
+SpikeSeries SumOfBlocks(const PictureSequence &pictures, const SpikeSeries &voids)
+{
+    SpikeSeries blocks(voids.Frames(), voids.Places());
+    for (std::size_t frame = 0; frame < voids.Frames(); ++frame)
+    {
+        if (!voids.IsKnown(frame))
+            continue;
+        const std::span<float> sums = blocks.Fill(frame);
+        for (std::size_t tile = 0; tile < sums.size(); ++tile)
+            for (const std::size_t one : BlockAt(pictures, tile))
+                sums[tile] += voids.At(frame)[one];
+    }
+    return blocks;
+}
+
+// That a tile of which so much is black was lit there: what was all but black before is not missed.
+bool IsMissed(const PictureSequence &pictures, std::size_t frame, std::size_t tile, float share)
 {
     return std::ranges::all_of(
-        ComparedWith(pictures, frame), [&](std::size_t other)
-        { return pictures.Light(other)[tile] - pictures.Light(frame)[tile] > k_VoidStops; });
+        ComparedWith(pictures, frame),
+        [&](std::size_t other) {
+            return pictures.Light(other)[tile] - pictures.Light(frame)[tile] > share * k_VoidStops;
+        });
 }
 
 } // namespace
@@ -108,7 +142,8 @@ PictureFindings FindBlackFrames(const PictureSequence &pictures)
 PictureFindings FindVoids(const PictureSequence &pictures)
 {
     const SpikeSeries voids = VoidsOf(pictures);
-    SpikeSeries around = voids;
+    const SpikeSeries blocks = SumOfBlocks(pictures, voids);
+    SpikeSeries around = blocks;
     SpreadOverPlaces(around, pictures.Columns(), k_VoidReach);
 
     PictureFindings findings;
@@ -117,12 +152,21 @@ PictureFindings FindVoids(const PictureSequence &pictures)
         if (!voids.IsKnown(frame))
             continue;
         const std::span<const float> rises = voids.At(frame);
+        const float least = pictures.HasNeighbours(frame) ? k_VoidTiles : k_VoidTilesAtEnd;
         std::vector<bool> isVoid(rises.size());
         for (std::size_t tile = 0; tile < rises.size(); ++tile)
-            isVoid[tile] =
-                rises[tile] > k_VoidShare &&
-                rises[tile] > k_UsualTimes * UsualAt(around, frame, tile) + k_VoidShare &&
-                IsMissed(pictures, frame, tile);
+        {
+            const float sum = blocks.At(frame)[tile];
+            if (sum < least || sum < k_VoidTiles + k_UsualTimes * UsualAt(around, frame, tile))
+                continue;
+            const TileGroup block = BlockAt(pictures, tile);
+            const auto riseOf = [&](std::size_t one) { return rises[one]; };
+            const std::size_t most = *std::ranges::max_element(block, {}, riseOf);
+            for (const std::size_t one : block)
+                if ((one == most || rises[one] > k_VoidShare) &&
+                    IsMissed(pictures, frame, one, rises[one]))
+                    isVoid[one] = true;
+        }
         TileGroup tiles;
         for (const TileGroup &group : FindGroups(isVoid, pictures.Columns()))
             if (FillOf(group, pictures.Columns()) > k_BlockFill)

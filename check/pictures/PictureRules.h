@@ -77,7 +77,7 @@ inline constexpr float k_SurelyPassing = 0.8f;
 /// As much as this alone in the frame before or after is the same thing, however it looks.
 inline constexpr float k_CompanionShare = 0.25f;
 /// The same for missing blocks, which are far from what is around.
-inline constexpr float k_VoidCompanion = 0.8f;
+inline constexpr float k_VoidCompanion = 0.6f;
 
 // Nearly all black: `black`.
 
@@ -90,12 +90,17 @@ inline constexpr double k_StillLit = 0.25;
 
 // A block, a band or the rest is missing: `patch`.
 
-/// The share of a tile that becomes black and is not before and after.
-inline constexpr float k_VoidShare = 0.7f;
-/// Stops that it loses by that, at the least: what was all but black before is not missed.
+/// How much becomes black of 2 x 2 tiles and is not before and after, in tiles: a block of 64
+/// pixels, wherever it lies, is 1.07 wide at 1,920 pixels.
+inline constexpr float k_VoidTiles = 0.95f;
+/// The same at an end of a shot, where there is one neighbour.
+inline constexpr float k_VoidTilesAtEnd = 2.5f;
+/// The share of a tile from which it is told as missing; the blackest is in any case.
+inline constexpr float k_VoidShare = 0.5f;
+/// Stops that a tile that is all black loses by that, at the least: what was all but black before
+/// is not missed.
 inline constexpr float k_VoidStops = 0.5f;
-/// At an end of a shot, where there is one neighbour: within so many stops more than half of the
-/// tiles have to stay.
+/// At an end of a shot more than half of the tiles have to stay within so many stops.
 inline constexpr float k_StillStops = 0.3f;
 /// Tiles to each side whose history counts.
 inline constexpr int k_VoidReach = 6;
@@ -170,8 +175,8 @@ inline constexpr float k_SnowShare = 0.25f;
 
 // The pixels of a neighbour: `duplicate`.
 
-/// Frames on each side among which there may be only so many other pairs, since one other fault hides
-/// nothing: animation on twos is none.
+/// Frames on each side among which there may be only so many other pairs, since one other fault
+/// hides nothing: animation on twos is none.
 inline constexpr int k_LonelyPair = 10;
 inline constexpr int k_OtherPairs = 1;
 

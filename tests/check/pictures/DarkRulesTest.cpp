@@ -1,5 +1,7 @@
 #include "check/pictures/DarkRules.h"
 
+#include <cstdlib>
+
 #include <gtest/gtest.h>
 
 #include "tests/check/pictures/SampleShot.h"
@@ -62,6 +64,48 @@ TEST(Voids, AreOfWhatWasLit)
     EXPECT_EQ(lit.begin()->second.place, (PicturePlace{0, 0, 30, 30}));
 
     EXPECT_TRUE(FoundVoidsOf(ShotWithCorner(0.002f)).empty()) << "nobody sees that it is black";
+}
+
+// A slow pan of tiles of 15 x 15 pixels; in one frame a block as large beside them as one of 64
+// pixels is at 1,920 has no light.
+SampleShot ShotWithBlock(int x, int y, std::size_t bad)
+{
+    SampleShot shot;
+    for (int frame = 0; frame < k_dark_frames; ++frame)
+    {
+        SamplePicture &picture = shot.emplace_back().emplace(SamplePicture{480, 270});
+        for (int row = 0; row < picture.height; ++row)
+            for (int column = 0; column < picture.width; ++column)
+                picture.At(column, row) = Ground(column / 3.0 + 0.2 * frame, row / 3.0);
+    }
+    Fill(*shot[bad], {x, y, 16, 16}, 0);
+    return shot;
+}
+
+TEST(Voids, AreSmallBlocksWhereverTheyLie)
+{
+    for (const int offset : {0, 1, 4, 7, 8, 14})
+    {
+        const PicturePlace block{240 + offset, 135 - offset, 16, 16};
+        const PictureFindings found = JudgeShot(ShotWithBlock(block.x, block.y, k_dark));
+        ASSERT_EQ(found.size(), 1u) << offset;
+        EXPECT_EQ(found.begin()->first, std::size_t(k_dark));
+        EXPECT_EQ(found.begin()->second.state, CheckState::Patch);
+        const PicturePlace place = found.begin()->second.place;
+        EXPECT_LE(std::abs(place.x + place.width / 2 - block.x - 8), 15) << offset;
+        EXPECT_LE(std::abs(place.y + place.height / 2 - block.y - 8), 15) << offset;
+        EXPECT_LE(place.width, 30);
+        EXPECT_LE(place.height, 30);
+    }
+}
+
+TEST(Voids, AreLargerAtAnEndOfTheShot)
+{
+    // There a thing that moves has just one frame to be compared with.
+    EXPECT_TRUE(FoundVoidsOf(ShotWithBlock(240, 135, 0)).empty());
+    SampleShot shot = ShotWithBlock(240, 135, 0);
+    Fill(*shot[0], {240, 135, 30, 30}, 0);
+    EXPECT_EQ(FoundVoidsOf(shot).size(), 1u);
 }
 
 } // namespace
