@@ -55,7 +55,8 @@ float SpikeOf(float before, float value, float after);
 
 /// What is usual at a place around a frame: of the frames before it and of those after it the
 /// second highest, and of these the higher, so that one other fault hides nothing. Where one side
-/// has too few, all of the other side count in its place.
+/// has too few, the second highest of twice as many of the other side counts in its place, or the
+/// highest of those few.
 float UsualAt(const SpikeSeries &series, std::size_t frame, std::size_t place);
 
 /// Whether it is a habit of the shot: in a longer time around some other frames have about as much

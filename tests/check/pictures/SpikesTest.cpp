@@ -54,14 +54,16 @@ TEST(UsualAt, LooksEightFramesFar)
 
 TEST(UsualAt, CountsAllOfTheOtherSideWhereOneHasTooFew)
 {
-    // Three before: of those after the highest counts, of twice as many frames.
-    EXPECT_EQ(UsualAt(SeriesOf({0, 0, 0, 9, 0, 4, 0, 0, 0, 0, 0, 0, 0, 0, 0, 5, 0}), 3, 0), 5);
+    // Three before: of those after the second highest counts, of twice as many frames,
+    EXPECT_EQ(UsualAt(SeriesOf({0, 0, 0, 9, 0, 4, 0, 0, 0, 0, 0, 0, 0, 0, 0, 5, 0}), 3, 0), 4);
+    EXPECT_EQ(UsualAt(SeriesOf({0, 0, 0, 9, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 5, 0}), 3, 0), 0);
+    // and of the three the highest.
     EXPECT_EQ(UsualAt(SeriesOf({0, 6, 0, 9, 0, 4, 0, 0, 0, 0, 0, 0, 0, 0, 0, 5, 0}), 3, 0), 6);
-    EXPECT_EQ(UsualAt(SeriesOf({0, 4, 0, 0, 0, 0, 0, 0, 9, 3, 0, 0}), 8, 0), 4);
+    EXPECT_EQ(UsualAt(SeriesOf({0, 4, 5, 0, 0, 0, 0, 0, 9, 3, 0, 0}), 8, 0), 4);
     // With one more there are enough.
     EXPECT_EQ(UsualAt(SeriesOf({0, 0, 0, 0, 9, 0, 4, 0, 0, 0, 0, 0, 0, 0, 0, 5, 0}), 4, 0), 0);
     // Those that are not known are none.
-    EXPECT_EQ(UsualAt(SeriesOf({0, 0, 0, -1, 9, 0, 4, 0, 0, 0, 0, 0, 0, 0, 0, 5, 0}), 4, 0), 5);
+    EXPECT_EQ(UsualAt(SeriesOf({0, 0, 0, -1, 9, 0, 4, 0, 0, 0, 0, 0, 0, 0, 0, 5, 0}), 4, 0), 4);
     EXPECT_EQ(UsualAt(SeriesOf({9}), 0, 0), 0);
 }
 
