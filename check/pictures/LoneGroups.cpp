@@ -2,18 +2,31 @@
 
 #include <algorithm>
 
-#include "check/pictures/PassingThings.h"
 #include "check/pictures/PictureRules.h"
+#include "check/pictures/StandingOut.h"
 
 namespace check
 {
 
 using namespace picture_rules;
 
-LoneGroups::LoneGroups(const PictureSequence &pictures)
+namespace
+{
+
+// What is in the outermost tiles may have looked in for a moment.
+bool IsAtEdge(const PictureSequence &pictures, std::size_t tile)
+{
+    const auto columns = std::size_t(pictures.Columns());
+    const std::size_t column = tile % columns;
+    return column == 0 || column + 1 == columns || tile < columns ||
+           tile + columns >= pictures.Tiles();
+}
+
+} // namespace
+
+LoneGroups::LoneGroups(const PictureSequence &pictures, int reach)
     : m_pictures(pictures), m_looks(pictures), m_alone(pictures.Size(), pictures.Tiles()),
-      m_beyond(pictures.Size(), pictures.Tiles()), m_groups(pictures.Size()),
-      m_counts(pictures.Size())
+      m_groups(pictures.Size()), m_counts(pictures.Size())
 {
     for (std::size_t frame = 0; frame < pictures.Size(); ++frame)
     {
@@ -24,7 +37,7 @@ LoneGroups::LoneGroups(const PictureSequence &pictures)
             alone[tile] = check::AloneBy(m_looks, frame, tile);
     }
     SpikeSeries around = m_alone;
-    SpreadOverPlaces(around, pictures.Columns(), k_StrayReach);
+    SpreadOverPlaces(around, pictures.Columns(), reach);
     for (std::size_t frame = 0; frame < pictures.Size(); ++frame)
         if (m_alone.IsKnown(frame))
             Measure(frame, around);
@@ -45,7 +58,7 @@ float LoneGroups::MotionBeside(std::size_t frame, std::size_t tile) const
 void LoneGroups::Measure(std::size_t frame, const SpikeSeries &around)
 {
     const std::span<const float> alone = m_alone.At(frame);
-    const std::span<float> beyond = m_beyond.Fill(frame);
+    std::vector<float> beyond(alone.size());
     std::vector<bool> isBeyond(alone.size());
     for (std::size_t tile = 0; tile < alone.size(); ++tile)
     {
@@ -65,32 +78,70 @@ void LoneGroups::Measure(std::size_t frame, const SpikeSeries &around)
     }
     for (TileGroup &tiles : FindGroups(isBeyond, m_pictures.Columns()))
     {
-        float sum = 0;
+        LoneGroup group;
         for (const std::size_t tile : tiles)
-            sum += beyond[tile];
-        m_groups[frame].push_back({std::move(tiles), sum});
+        {
+            group.beyond += beyond[tile];
+            group.inside += IsAtEdge(m_pictures, tile) ? 0 : beyond[tile];
+        }
+        group.tiles = std::move(tiles);
+        m_groups[frame].push_back(std::move(group));
     }
 }
 
-bool LoneGroups::IsWhole(std::size_t frame) const
+bool LoneGroups::HasPlaces(std::size_t frame) const
 {
-    return float(m_counts[frame]) > k_LargestStray * float(m_pictures.Tiles());
+    return m_pictures.HasNeighbours(frame) &&
+           float(m_counts[frame]) <= k_LargestStray * float(m_pictures.Tiles());
 }
 
-float LoneGroups::ShareFoundAgain(std::size_t frame, const TileGroup &tiles) const
+const LoneGroup *
+LoneGroups::StrongestIn(std::size_t frame,
+                        const std::function<bool(const TileGroup &tiles)> &isMeant) const
 {
-    return PassingShare(m_pictures, m_looks, frame, tiles);
+    const LoneGroup *found = nullptr;
+    float most = k_LeastStray;
+    for (const LoneGroup &group : m_groups[frame])
+        if (group.tiles.size() > 1 &&
+            float(group.tiles.size()) <= k_LargestStray * float(m_pictures.Tiles()) &&
+            group.inside > most && isMeant(group.tiles))
+        {
+            found = &group;
+            most = group.inside;
+        }
+    return found;
 }
 
-bool LoneGroups::HasCompanion(std::size_t frame, const TileGroup &tiles, float share) const
+FoundAgain LoneGroups::FindAgain(std::size_t frame, const TileGroup &tiles) const
+{
+    return check::FindAgain(m_pictures, m_looks, frame, tiles);
+}
+
+float LoneGroups::StandingOut(std::size_t frame, const TileGroup &tiles) const
+{
+    return check::StandingOut(m_pictures, m_looks, frame, tiles);
+}
+
+bool LoneGroups::HasCompanion(std::size_t frame, const TileGroup &tiles, float share,
+                              Companions which) const
 {
     float own = 0;
     for (const std::size_t tile : tiles)
         own += AloneBy(frame, tile);
-    const auto isOne = [least = share * own](const LoneGroup &group)
-    { return group.beyond >= least; };
-    return (frame > 0 && std::ranges::any_of(m_groups[frame - 1], isOne)) ||
-           (frame + 1 < m_groups.size() && std::ranges::any_of(m_groups[frame + 1], isOne));
+    const TileLook odd = OddityOf(m_looks, frame, tiles);
+    const auto isOneIn = [&](std::size_t other)
+    {
+        const auto isOne = [&](const LoneGroup &group)
+        {
+            return group.beyond >= share * own &&
+                   (which == Companions::All ||
+                    GapBetween(tiles, group.tiles, m_pictures.Columns()) < k_CompanionWay ||
+                    (which == Companions::NearOrAlike &&
+                     LikenessOf(odd, OddityOf(m_looks, other, group.tiles)) >= k_Alike));
+        };
+        return std::ranges::any_of(m_groups[other], isOne);
+    };
+    return (frame > 0 && isOneIn(frame - 1)) || (frame + 1 < m_groups.size() && isOneIn(frame + 1));
 }
 
 } // namespace check

@@ -59,8 +59,20 @@ float AloneBy(const TileLooks &looks, std::size_t frame, std::size_t tile)
                               looks.Distance(frame - 1, frame + 1, tile));
 }
 
-float PassingShare(const PictureSequence &pictures, const TileLooks &looks, std::size_t frame,
-                   const TileGroup &tiles)
+TileLook OddityOf(const TileLooks &looks, std::size_t frame, const TileGroup &tiles)
+{
+    TileLook all{};
+    for (const std::size_t tile : tiles)
+    {
+        const TileLook odd = OddityOf(looks, frame, tile);
+        for (std::size_t i = 0; i < all.size(); ++i)
+            all[i] += odd[i];
+    }
+    return all;
+}
+
+FoundAgain FindAgain(const PictureSequence &pictures, const TileLooks &looks, std::size_t frame,
+                     const TileGroup &tiles)
 {
     const int columns = pictures.Columns();
     const int rows = pictures.Rows();
@@ -74,27 +86,34 @@ float PassingShare(const PictureSequence &pictures, const TileLooks &looks, std:
         whole += Product(odd.back(), odd.back());
     }
     if (whole == 0)
-        return 0;
+        return {};
     std::vector<TileLook> change;
     for (std::size_t tile = 0; tile < pictures.Tiles(); ++tile)
         change.push_back(Difference(looks.At(frame - 1, tile), looks.At(frame + 1, tile)));
 
     constexpr int k_way = picture_rules::k_StrayWay;
-    float most = 0;
+    FoundAgain found;
     for (int down = -k_way; down <= k_way; ++down)
         for (int across = -k_way; across <= k_way; ++across)
         {
-            float likeness = 0;
+            float common = 0;
+            float there = 0;
             for (std::size_t i = 0; i < odd.size(); ++i)
             {
                 const int column = places[i].column + across;
                 const int row = places[i].row + down;
-                if (column >= 0 && row >= 0 && column < columns && row < rows)
-                    likeness += Product(odd[i], change[std::size_t(row * columns + column)]);
+                if (column < 0 || row < 0 || column >= columns || row >= rows)
+                    continue;
+                const TileLook &other = change[std::size_t(row * columns + column)];
+                common += Product(odd[i], other);
+                there += Product(other, other);
             }
-            most = std::max(most, std::abs(likeness));
+            if (there == 0)
+                continue;
+            found.share = std::max(found.share, std::abs(common) / whole);
+            found.likeness = std::max(found.likeness, std::abs(common) / std::sqrt(there * whole));
         }
-    return most / whole;
+    return found;
 }
 
 } // namespace check

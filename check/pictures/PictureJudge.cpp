@@ -4,6 +4,7 @@
 
 #include "check/pictures/DarkRules.h"
 #include "check/pictures/DuplicateRule.h"
+#include "check/pictures/GoneRule.h"
 #include "check/pictures/JumpRules.h"
 #include "check/pictures/LeftoverRule.h"
 #include "check/pictures/PictureRules.h"
@@ -61,20 +62,22 @@ struct Verdict
 bool IsPassing(const PictureSequence &pictures, const LoneGroups &lone, std::size_t frame,
                const PictureFinding &finding)
 {
+    using namespace picture_rules;
     if (!pictures.HasNeighbours(frame))
         return false;
     const TileGroup tiles = TilesIn(*pictures.At(frame), finding.place);
-    return lone.HasCompanion(frame, tiles,
-                             finding.state == CheckState::Patch
-                                 ? picture_rules::k_VoidCompanion
-                                 : picture_rules::k_CompanionShare) ||
-           lone.ShareFoundAgain(frame, tiles) >= picture_rules::k_SurelyPassing;
+    const FoundAgain found = lone.FindAgain(frame, tiles);
+    if (finding.state == CheckState::Patch)
+        return found.share >= k_VoidPassing ||
+               lone.HasCompanion(frame, tiles, k_VoidCompanion, Companions::All);
+    return (found.likeness >= k_SurelyPassing && found.share >= k_FarShare) ||
+           lone.HasCompanion(frame, tiles, k_CompanionShare, Companions::NearOrAlike);
 }
 
 Verdict JudgeOnce(PictureJudge::Frames frames)
 {
     const PictureSequence pictures(frames);
-    const LoneGroups lone(pictures);
+    const LoneGroups lone(pictures, picture_rules::k_StrayReach);
     Verdict verdict;
     for (const Rule &rule : k_rules)
         for (auto &[frame, finding] : rule.find(pictures))
@@ -89,6 +92,7 @@ Verdict JudgeOnce(PictureJudge::Frames frames)
                 verdict.findings.try_emplace(frame, std::move(finding));
     // Last, since whatever else is wrong in a place is there in one frame alone, too.
     verdict.findings.merge(FindStrays(pictures, lone));
+    verdict.findings.merge(FindGone(pictures, LoneGroups(pictures, 0)));
     return verdict;
 }
 

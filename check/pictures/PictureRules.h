@@ -70,14 +70,26 @@ inline constexpr float k_LeastStray = 1;
 /// Where such tiles are more than this share of the picture, they are no place of it.
 inline constexpr float k_LargestStray = 0.25f;
 /// Something that moves has been elsewhere in the frame before, so many tiles away at most, and
-/// will be in the one after: so much of it has to be found again there to say so.
+/// will be in the one after. What changes there is so much alike (a cosine).
 inline constexpr int k_StrayWay = 8;
-inline constexpr float k_Passing = 0.5f;
-inline constexpr float k_SurelyPassing = 0.8f;
-/// As much as this alone in the frame before or after is the same thing, however it looks.
+inline constexpr float k_Passing = 0.55f;
+/// The same for what is gone, which seldom looks like that, and for what is far from both
+/// neighbours, of which so large a share has to be found again, too.
+inline constexpr float k_SurelyPassing = 0.7f;
+inline constexpr float k_FarShare = 0.6f;
+/// The share for missing blocks: what is black is like all that is darker than what is beside.
+inline constexpr float k_VoidPassing = 0.8f;
+/// As much as this alone in the frame before or after is the same thing: less than so many tiles
+/// away, however it looks, and anywhere where it is so much alike (a cosine).
 inline constexpr float k_CompanionShare = 0.25f;
+inline constexpr int k_CompanionWay = 5;
+inline constexpr float k_Alike = 0.7f;
 /// The same for missing blocks, which are far from what is around.
 inline constexpr float k_VoidCompanion = 0.6f;
+
+/// What is gone leaves a place that stands out from what is around by less than this share of what
+/// it does before and after.
+inline constexpr float k_StandingOut = 0.7f;
 
 // Nearly all black: `black`.
 

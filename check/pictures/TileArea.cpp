@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <fmt/format.h>
 
+#include "check/pictures/TileRectangle.h"
+
 namespace check
 {
 
@@ -39,6 +41,21 @@ TileGroup TakeGroup(std::vector<bool> &isLeft, int columns, std::size_t first)
     return group;
 }
 
+TileRectangle RectangleAround(const TileGroup &group, int columns)
+{
+    const auto width = std::size_t(columns);
+    TileRectangle around{width, 0, 0, 0};
+    for (const std::size_t tile : group)
+    {
+        around.left = std::min(around.left, tile % width);
+        around.right = std::max(around.right, tile % width);
+    }
+    const auto [first, last] = std::ranges::minmax(group);
+    around.top = first / width;
+    around.bottom = last / width;
+    return around;
+}
+
 } // namespace
 
 std::vector<TileGroup> FindGroups(const std::vector<bool> &isMarked, int columns)
@@ -59,17 +76,18 @@ TileGroup GroupAround(const std::vector<bool> &isMarked, int columns, std::size_
 
 float FillOf(const TileGroup &group, int columns)
 {
-    const auto width = std::size_t(columns);
-    std::size_t left = width;
-    std::size_t right = 0;
-    for (const std::size_t tile : group)
-    {
-        left = std::min(left, tile % width);
-        right = std::max(right, tile % width);
-    }
-    const auto [first, last] = std::ranges::minmax(group);
-    const std::size_t area = (right - left + 1) * (last / width - first / width + 1);
-    return float(group.size()) / float(area);
+    const TileRectangle around = RectangleAround(group, columns);
+    return float(group.size()) / float(around.Area());
+}
+
+int GapBetween(const TileGroup &one, const TileGroup &other, int columns)
+{
+    const TileRectangle first = RectangleAround(one, columns);
+    const TileRectangle second = RectangleAround(other, columns);
+    const auto between = [](std::size_t end, std::size_t begin)
+    { return begin > end ? int(begin - end) - 1 : 0; };
+    return std::max({between(first.right, second.left), between(second.right, first.left),
+                     between(first.bottom, second.top), between(second.bottom, first.top)});
 }
 
 PicturePlace PlaceOf(const PictureMeasures &measures, std::span<const std::size_t> tiles)

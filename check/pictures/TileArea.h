@@ -21,6 +21,10 @@ TileGroup GroupAround(const std::vector<bool> &isMarked, int columns, std::size_
 /// The share of the rectangle around it that a group fills, more than 0.
 float FillOf(const TileGroup &group, int columns);
 
+/// How many tiles lie between the rectangles around two groups, the longer way of both: 0 where
+/// they touch or overlap. Neither is empty.
+int GapBetween(const TileGroup &one, const TileGroup &other, int columns);
+
 /// The rectangle around tiles of a picture.
 PicturePlace PlaceOf(const decode::PictureMeasures &measures, std::span<const std::size_t> tiles);
 /// The tiles that lie in a place, all or in part.

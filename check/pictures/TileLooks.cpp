@@ -21,6 +21,20 @@ float DistanceOf(const TileLook &one, const TileLook &other)
     return sum;
 }
 
+float LikenessOf(const TileLook &one, const TileLook &other)
+{
+    float product = 0;
+    float first = 0;
+    float second = 0;
+    for (std::size_t i = 0; i < one.size(); ++i)
+    {
+        product += one[i] * other[i];
+        first += one[i] * one[i];
+        second += other[i] * other[i];
+    }
+    return first > 0 && second > 0 ? product / std::sqrt(first * second) : 0;
+}
+
 TileLooks::TileLooks(const PictureSequence &pictures)
     : m_tiles(pictures.Tiles()), m_looks(pictures.Size() * m_tiles)
 {

@@ -57,6 +57,20 @@ SampleShot WithObject()
     return ShotWithObject(k_length);
 }
 
+// Black, and in sight for three frames from the bad one on, far from each other.
+SampleShot WithBird()
+{
+    return MakeShot(k_length,
+                    [](int frame, int x, int y)
+                    {
+                        const int flown = frame - int(k_bad);
+                        const double across = x - 20 - 60 * flown;
+                        const bool isBird =
+                            flown >= 0 && flown < 3 && std::hypot(across, y - 20) < 9;
+                        return isBird ? 0.0f : Ground(x, y);
+                    });
+}
+
 SampleShot Noisy()
 {
     SampleShot shot = StillShot(k_length);
@@ -144,6 +158,11 @@ void TakeAway(SampleShot &shot)
 void TakeAwayBesideTheObject(SampleShot &shot)
 {
     PutIntoOthers(shot, {45, 55, 15, 15}, 1.2f);
+}
+
+void TakeAwayBelow(SampleShot &shot)
+{
+    PutIntoOthers(shot, {60, 65, 20, 20}, 1.6f);
 }
 
 // Detail comes and goes without any light.
@@ -299,6 +318,15 @@ const Fault k_faults[] = {
      R"(\d+x\d+ pixels at \d+,\d+ are as in neither the frame before nor the one after, by (\d+\.\d\d) stops, and nothing there moves)",
      0.3,
      2},
+    {"ThingGoneWhileABirdGoesBy",
+     WithBird,
+     TakeAwayBelow,
+     CheckState::Pop,
+     {60, 65, 20, 20},
+     5,
+     R"(\d+x\d+ pixels at \d+,\d+ are as in neither the frame before nor the one after, by (\d+\.\d\d) stops, and nothing there moves)",
+     0.3,
+     4},
     {"RoughPlace",
      Still,
      RoughenAPlace,

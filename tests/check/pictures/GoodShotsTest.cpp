@@ -184,6 +184,18 @@ SampleShot BirdGoesBy()
                     });
 }
 
+// Out of sight from the third frame on, so that nobody sees it move.
+SampleShot BirdAtTheBeginning()
+{
+    return MakeShot(k_frames,
+                    [](int frame, int x, int y)
+                    {
+                        const double across = x - 20 - 70 * frame;
+                        const bool isBird = frame < 2 && std::hypot(across, (y - 40) / 1.3) < 6;
+                        return isBird ? 0.9f : Ground(x, y);
+                    });
+}
+
 // Windows that are all the same go by, faster than they are wide.
 SampleShot TrainGoesBy()
 {
@@ -290,6 +302,7 @@ const GoodShot k_shots[] = {
     {"ObjectGoesOver", ObjectGoesOver},
     {"ObjectInEachFrame", ObjectInEachFrame},
     {"BirdGoesBy", BirdGoesBy},
+    {"BirdAtTheBeginning", BirdAtTheBeginning},
     {"TrainGoesBy", TrainGoesBy},
     {"WheelTurns", WheelTurns},
     {"PanWithGaps", WithGaps<FastPan>},

@@ -27,8 +27,8 @@ SampleShot ShotWithSquare(int (*xOf)(int frame))
 
 struct Seen
 {
-    float alone = 0; ///< Of the tile in the middle of the square.
-    float share = 0; ///< Of the tiles that it covers.
+    float alone = 0;  ///< Of the tile in the middle of the square.
+    FoundAgain again; ///< Of the tiles that it covers.
 };
 
 // Of a square at x = 60 in the frame that is looked at.
@@ -39,51 +39,71 @@ Seen Look(const SampleShot &shot)
     const TileLooks looks(pictures);
     const std::size_t corner = 8 * 32 + 12;
     const TileGroup tiles{corner, corner + 1, corner + 32, corner + 33};
-    return {AloneBy(looks, k_frame, corner), PassingShare(pictures, looks, k_frame, tiles)};
+    return {AloneBy(looks, k_frame, corner), FindAgain(pictures, looks, k_frame, tiles)};
 }
 
-TEST(PassingShare, IsSmallForWhatIsThereInOneFrameOnly)
+TEST(FindAgain, IsSmallForWhatIsThereInOneFrameOnly)
 {
     const Seen seen = Look(ShotWithSquare([](int frame) { return frame == k_frame ? 60 : -1; }));
     EXPECT_GT(seen.alone, 1);
-    EXPECT_LT(seen.share, 0.1);
+    EXPECT_LT(seen.again.share, 0.1);
+    EXPECT_LT(seen.again.likeness, 0.1);
 }
 
-TEST(PassingShare, IsSmallForWhatIsMissingInOneFrameOnly)
+TEST(FindAgain, IsSmallForWhatIsMissingInOneFrameOnly)
 {
     const Seen seen = Look(ShotWithSquare([](int frame) { return frame == k_frame ? -1 : 60; }));
     EXPECT_GT(seen.alone, 1);
-    EXPECT_LT(seen.share, 0.1);
+    EXPECT_LT(seen.again.share, 0.1);
 }
 
-TEST(PassingShare, IsAboutOneForWhatGoesThrough)
+TEST(FindAgain, IsAboutOneForWhatGoesThrough)
 {
     const Seen seen = Look(ShotWithSquare([](int frame) { return 60 + (frame - 4) * 20; }));
     EXPECT_GT(seen.alone, 1);
-    EXPECT_GT(seen.share, 0.7);
-    EXPECT_LT(seen.share, 1.5);
+    EXPECT_GT(seen.again.share, 0.7);
+    EXPECT_LT(seen.again.share, 1.5);
+    EXPECT_GT(seen.again.likeness, 0.7);
+    EXPECT_LE(seen.again.likeness, 1.001);
 }
 
-TEST(PassingShare, IsAboutOneForWhatIsGoneInTheNextFrame)
+// A lamp shines on it in the frame that is looked at, and no other.
+TEST(FindAgain, SeesTheLikenessOfWhatHasLittleLightElsewhere)
+{
+    const Seen seen = Look(MakeShot(9,
+                                    [](int frame, int x, int y)
+                                    {
+                                        const int left = 60 + (frame - 4) * 20;
+                                        const bool isInside =
+                                            x >= left && x < left + 10 && y >= 40 && y < 50;
+                                        const float times = frame == 4 ? 12 : 1.4f;
+                                        return (isInside ? times : 1) * Ground(x, y);
+                                    }));
+    EXPECT_LT(seen.again.share, 0.4);
+    EXPECT_GT(seen.again.likeness, 0.7);
+}
+
+TEST(FindAgain, IsAboutOneForWhatIsGoneInTheNextFrame)
 {
     const Seen seen =
         Look(ShotWithSquare([](int frame) { return frame > 4 ? -1 : 60 + (frame - 4) * 20; }));
-    EXPECT_GT(seen.share, 0.7);
+    EXPECT_GT(seen.again.share, 0.7);
 }
 
-TEST(PassingShare, LooksEightTilesFar)
+TEST(FindAgain, LooksEightTilesFar)
 {
     const Seen near = Look(ShotWithSquare([](int frame) { return 60 + (frame - 4) * 40; }));
-    EXPECT_GT(near.share, 0.7);
+    EXPECT_GT(near.again.share, 0.7);
     const Seen far = Look(ShotWithSquare([](int frame) { return 60 + (frame - 4) * 55; }));
-    EXPECT_LT(far.share, 0.5);
+    EXPECT_LT(far.again.share, 0.5);
 }
 
-TEST(PassingShare, OfTilesThatAreAsBesideIsNothing)
+TEST(FindAgain, OfTilesThatAreAsBesideIsNothing)
 {
     const Seen seen = Look(StillShot(9));
     EXPECT_EQ(seen.alone, 0);
-    EXPECT_EQ(seen.share, 0);
+    EXPECT_EQ(seen.again.share, 0);
+    EXPECT_EQ(seen.again.likeness, 0);
 }
 
 TEST(AloneBy, IsNothingWhereTheNeighboursAreAsUnlikeEachOther)

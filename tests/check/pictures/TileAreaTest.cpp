@@ -148,5 +148,20 @@ TEST(PlaceOf, IsToldInPixels)
     EXPECT_EQ(PlaceText({31, 50, 99, 40}), "99x40 pixels at 31,50");
 }
 
+TEST(GapBetween, IsTheLongerWayBetweenTheirRectangles)
+{
+    constexpr int k_columns = 10;
+    const TileGroup group{22, 23, 32}; // Columns 2 and 3 of rows 2 and 3.
+    EXPECT_EQ(GapBetween(group, group, k_columns), 0);
+    EXPECT_EQ(GapBetween(group, {24}, k_columns), 0) << "side by side";
+    EXPECT_EQ(GapBetween(group, {33}, k_columns), 0) << "within the rectangle";
+    EXPECT_EQ(GapBetween(group, {27}, k_columns), 3);
+    EXPECT_EQ(GapBetween({27}, group, k_columns), 3);
+    EXPECT_EQ(GapBetween(group, {20}, k_columns), 1);
+    EXPECT_EQ(GapBetween(group, {72}, k_columns), 3);
+    EXPECT_EQ(GapBetween(group, {2}, k_columns), 1);
+    EXPECT_EQ(GapBetween(group, {87, 88}, k_columns), 4) << "across";
+}
+
 } // namespace
 } // namespace check
