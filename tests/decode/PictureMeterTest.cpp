@@ -236,7 +236,7 @@ TEST(PictureMeter, MarksFewTilesAlikeThatAreNot)
     for (int step = 1; step < 40; ++step)
     {
         std::vector<double> turned = values;
-        std::ranges::rotate(turned, turned.begin() + step);
+        std::rotate(turned.begin(), turned.begin() + step, turned.end());
         const std::string same = SameMarks(Measured(spec, turned), measures);
         count += int(std::ranges::count(same, '='));
     }
