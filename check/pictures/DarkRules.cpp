@@ -97,6 +97,9 @@ SpikeSeries SumOfBlocks(const PictureSequence &pictures, const SpikeSeries &void
         if (!voids.IsKnown(frame))
             continue;
         const std::span<float> sums = blocks.Fill(frame);
+        const auto isNone = [](float rise) { return rise == 0; };
+        if (std::ranges::all_of(voids.At(frame), isNone))
+            continue;
         for (std::size_t tile = 0; tile < sums.size(); ++tile)
             for (const std::size_t one : BlockAt(pictures, tile))
                 sums[tile] += voids.At(frame)[one];

@@ -15,12 +15,14 @@ bool IsLikeTheOneBefore(const PictureSequence &pictures, std::size_t frame)
            pictures.At(frame)->hash == pictures.At(frame - 1)->hash;
 }
 
-// A run of just two, and hardly another near: one more may be a fault, too.
+// A run of just two, and hardly another near: one more may be a fault, too, unless it comes at
+// once, as in animation on twos, be it of few frames.
 bool IsLonely(const PictureSequence &pictures, std::size_t frame)
 {
     constexpr std::size_t k_reach = picture_rules::k_LonelyPair;
-    if (IsLikeTheOneBefore(pictures, frame - 1) || IsLikeTheOneBefore(pictures, frame + 1))
-        return false;
+    for (const std::size_t beside : {frame - 2, frame - 1, frame + 1, frame + 2})
+        if (IsLikeTheOneBefore(pictures, beside))
+            return false;
     int others = 0;
     for (std::size_t other = frame > k_reach ? frame - k_reach : 0; other <= frame + k_reach;
          ++other)

@@ -28,8 +28,8 @@ PictureFindings FindGone(const PictureSequence &pictures, const LoneGroups &lone
         const PicturePlace place = PlaceOf(*pictures.At(frame), gone->tiles);
         findings[frame] = {
             CheckState::Pop,
-            fmt::format("{} stand out by {:.0f} percent of what they do in the frames before and "
-                        "after: something is gone there",
+            fmt::format("{} stand out {:.0f} percent as much as in the frames before and after: "
+                        "something is gone there",
                         PlaceText(place), 100 * lone.StandingOut(frame, gone->tiles)),
             place};
     }

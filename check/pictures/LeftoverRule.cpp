@@ -143,7 +143,7 @@ private:
         const PicturePlace place =
             PlaceOf(*m_pictures.At(frame), block.place.Tiles(m_pictures.Columns()));
         return {CheckState::Patch,
-                fmt::format("{} have the very pixels of {} frames before, and not those of the "
+                fmt::format("{} have the very pixels of the frame {} before it, not those of the "
                             "frames before and after",
                             PlaceText(place), block.age),
                 place};

@@ -62,7 +62,10 @@ float UsualAt(const SpikeSeries &series, std::size_t frame, std::size_t place)
     const Highest before = HighestOf(series, frame, place, -1, k_History);
     const Highest after = HighestOf(series, frame, place, 1, k_History);
     const auto beside = [&](const Highest &few, int step)
-    { return std::max(few.first, HighestOf(series, frame, place, step, 2 * k_History).second); };
+    {
+        const Highest many = HighestOf(series, frame, place, step, 2 * k_History);
+        return std::max(few.first, many.count < k_enough ? many.first : many.second);
+    };
     if (before.count < k_enough)
         return beside(before, 1);
     if (after.count < k_enough)

@@ -113,7 +113,7 @@ class RenderedFaults(RenderTest):
             told = tuple(row["place"][name] for name in ("x", "y", "width", "height"))
             if place:
                 self.assertEqual(told, place, row)
-        self.assertRegex(rows[31]["detail"], r"^\d+x\d+ pixels at \d+,\d+ have the very pixels of 8 frames before, and not")
+        self.assertRegex(rows[31]["detail"], r"^\d+x\d+ pixels at \d+,\d+ have the very pixels of the frame 8 before it, not")
         # Within the block, or of the tiles that touch it.
         self.assert_within(rows[31]["place"], 55, 45, 95, 75)
         self.assertRegex(rows[21]["detail"], r"^\d bright pixels that no frame beside has, within \d+x\d+ pixels at ")

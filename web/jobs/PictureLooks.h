@@ -45,7 +45,7 @@ public:
     /// Nor is anything looked at while so many looks are not answered by their disks.
     static constexpr std::size_t k_MostHanging = 4;
     /// Files of which it is remembered what was read: some dozen stretches of frames that are
-    /// looked at in turn, 20 MiB at most.
+    /// looked at in turn, 22 MiB at most.
     static constexpr std::size_t k_MostRemembered = 2000;
 
     /// `loop` outlives this.

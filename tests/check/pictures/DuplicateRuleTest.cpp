@@ -34,12 +34,15 @@ TEST(Duplicates, AreRunsOfTwoWithHardlyAnotherNear)
         {"abcdefghijklmnopqrstuvwxyz", "                          "},
         {"abcdefghijkkmnopqrstuvwxyz", "           k              "},
         // Two of them.
-        {"abcdefghiikkmnopqrstuvwxyz", "         i k              "},
+        {"abcdefghiijkkmnopqrstuvwxy", "         i  k             "},
         {"abcddfghijklmmopqrstuvwxyz", "    d        m            "},
         // More are a way of animation, unless they are far off.
         {"abbdefghijkkmnopqrrtuvwxyz", "  b               r       "},
         {"abcdefggijkkmnooqrstuvwxyz", "                          "},
         {"aabbccddeeffgghhiijjkkllmm", "                          "},
+        {"abcdefghiikkmnopqrstuvwxyz", "                          "},
+        {"aabbc", "     "},
+        {"abbcc", "     "},
         // Holds.
         {"abcdefghijjjjjmnopqrstuvwx", "                          "},
         {"abcdefghijjjmnopqrstuvwxyz", "                          "},

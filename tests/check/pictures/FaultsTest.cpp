@@ -267,7 +267,7 @@ const Fault k_faults[] = {
      CheckState::Patch,
      {55, 25, 40, 30},
      0,
-     R"(40x30 pixels at 55,25 have the very pixels of (\d+) frames before, and not those of the frames before and after)",
+     R"(40x30 pixels at 55,25 have the very pixels of the frame (\d+) before it, not those of the frames before and after)",
      3,
      3},
     {"StaleBlock",

@@ -74,9 +74,8 @@ TEST(FindGone, FindsWhatIsMissingInOneFrame)
     EXPECT_EQ(finding.state, CheckState::Pop);
     // Tiles beside it see its edge.
     EXPECT_EQ(finding.place, (PicturePlace{55, 35, 25, 30}));
-    EXPECT_EQ(finding.detail,
-              "25x30 pixels at 55,35 stand out by 31 percent of what they do in the "
-              "frames before and after: something is gone there");
+    EXPECT_EQ(finding.detail, "25x30 pixels at 55,35 stand out 31 percent as much as in the "
+                              "frames before and after: something is gone there");
 }
 
 TEST(FindGone, SaysNothingOfWhatIsThereInOneFrame)
@@ -173,12 +172,23 @@ TEST(StandingOut, IsOneWhereNothingDoesBeside)
 // No tile is beside the end of a row, nor is the first one of the next row.
 TEST(StandingOut, LooksAtTilesOfThePictureOnly)
 {
-    const MeasuredShot measured(
-        MakeShot(3, [](int, int x, int y) { return y < 5 || x < 155 ? 0.2f : 0.8f; }));
-    const PictureSequence pictures(measured.Frames());
-    const TileLooks looks(pictures);
+    // The tile that differs beside it is another in the frame between.
+    const auto standingOut = [](std::size_t tile, const PicturePlace &other)
+    {
+        SampleShot shot =
+            MakeShot(3, [](int, int x, int y) { return 0.2f + 0.002f * float(x + 2 * y); });
+        Fill(*shot[1], other, 0.8f);
+        const MeasuredShot measured(shot);
+        const PictureSequence pictures(measured.Frames());
+        return StandingOut(pictures, TileLooks(pictures), 1, {tile});
+    };
+    constexpr std::size_t k_endOfRow = 4 * 32 + 31;
+    EXPECT_EQ(standingOut(k_endOfRow, {0, 25, 5, 5}), 1) << "the first of the next row";
+    EXPECT_EQ(standingOut(k_endOfRow + 1, {155, 20, 5, 5}), 1) << "the last of the row before";
+    EXPECT_GT(standingOut(k_endOfRow, {150, 20, 5, 5}), 1);
+    EXPECT_GT(standingOut(k_endOfRow + 1, {5, 25, 5, 5}), 1);
     for (const std::size_t tile : {0u, 31u, 17u * 32, 17u * 32 + 31})
-        EXPECT_EQ(StandingOut(pictures, looks, 1, {tile}), 1) << tile;
+        EXPECT_EQ(standingOut(tile, {80, 45, 5, 5}), 1) << tile;
 }
 
 } // namespace

@@ -1,6 +1,8 @@
 #include "check/pictures/LeftoverRule.h"
 
 #include <cmath>
+#include <functional>
+#include <string>
 
 #include <gtest/gtest.h>
 
@@ -46,8 +48,8 @@ TEST(Leftovers, HaveTheVeryPixelsOfAnOlderFrame)
         EXPECT_EQ(found.begin()->second.state, CheckState::Patch);
         EXPECT_EQ(found.begin()->second.place, k_copiedPlace);
         EXPECT_EQ(found.begin()->second.detail,
-                  "20x15 pixels at 50,30 have the very pixels of " + std::to_string(age) +
-                      " frames before, and not those of the frames before and after");
+                  "20x15 pixels at 50,30 have the very pixels of the frame " + std::to_string(age) +
+                      " before it, not those of the frames before and after");
     }
     EXPECT_EQ(FindIn(Grainy()), PictureFindings());
 }

@@ -67,6 +67,15 @@ TEST(UsualAt, CountsAllOfTheOtherSideWhereOneHasTooFew)
     EXPECT_EQ(UsualAt(SeriesOf({9}), 0, 0), 0);
 }
 
+TEST(UsualAt, IsTheHighestWhereBothSidesHaveTooFew)
+{
+    for (const auto &[values, frame] :
+         {std::pair(std::vector<float>{-1, 9, 5, -1}, 1u), {{-1, 5, 9, -1}, 2u}})
+        EXPECT_EQ(UsualAt(SeriesOf(values), frame, 0), 5) << frame;
+    EXPECT_EQ(UsualAt(SeriesOf({0, 9, 0, 4}), 1, 0), 4);
+    EXPECT_EQ(UsualAt(SeriesOf({4, 0, 9, 0}), 2, 0), 4);
+}
+
 TEST(UsualAt, OfAPlaceIsNotThatOfAnother)
 {
     SpikeSeries series(17, 2);

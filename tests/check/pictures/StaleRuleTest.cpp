@@ -12,8 +12,8 @@ namespace
 constexpr std::size_t k_stale = 20;
 constexpr std::size_t k_stale_age = 5;
 
-// Of tiles at the rim of such a place, what is beside them is another frame's: those within are told.
-// A pan with places of each given frame as they were five frames before.
+// Of tiles at the rim of such a place, what is beside them is another frame's: those within are
+// told. A pan with places of each given frame as they were five frames before.
 PictureFindings FindStaleIn(const std::map<std::size_t, PicturePlace> &stale)
 {
     SampleShot shot = PanningShot(40);
