@@ -35,14 +35,6 @@ TileLook OddityOf(const TileLooks &looks, std::size_t frame, std::size_t tile)
     return odd;
 }
 
-float Product(const TileLook &one, const TileLook &other)
-{
-    float sum = 0;
-    for (std::size_t i = 0; i < one.size(); ++i)
-        sum += one[i] * other[i];
-    return sum;
-}
-
 TileLook Difference(TileLook one, const TileLook &other)
 {
     for (std::size_t i = 0; i < one.size(); ++i)
@@ -83,7 +75,7 @@ FoundAgain FindAgain(const PictureSequence &pictures, const TileLooks &looks, st
     {
         odd.push_back(OddityOf(looks, frame, tile));
         places.push_back({int(tile) % columns, int(tile) / columns});
-        whole += Product(odd.back(), odd.back());
+        whole += ProductOf(odd.back(), odd.back());
     }
     if (whole == 0)
         return {};
@@ -105,8 +97,8 @@ FoundAgain FindAgain(const PictureSequence &pictures, const TileLooks &looks, st
                 if (column < 0 || row < 0 || column >= columns || row >= rows)
                     continue;
                 const TileLook &other = change[std::size_t(row * columns + column)];
-                common += Product(odd[i], other);
-                there += Product(other, other);
+                common += ProductOf(odd[i], other);
+                there += ProductOf(other, other);
             }
             if (there == 0)
                 continue;

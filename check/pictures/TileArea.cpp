@@ -41,7 +41,7 @@ TileGroup TakeGroup(std::vector<bool> &isLeft, int columns, std::size_t first)
     return group;
 }
 
-TileRectangle RectangleAround(const TileGroup &group, int columns)
+TileRectangle RectangleAround(std::span<const std::size_t> group, int columns)
 {
     const auto width = std::size_t(columns);
     TileRectangle around{width, 0, 0, 0};
@@ -94,18 +94,7 @@ PicturePlace PlaceOf(const PictureMeasures &measures, std::span<const std::size_
 {
     if (tiles.empty())
         return WholeOf(measures);
-    const auto columns = std::size_t(measures.columns);
-    std::size_t left = columns;
-    std::size_t right = 0;
-    std::size_t top = std::size_t(measures.rows);
-    std::size_t bottom = 0;
-    for (const std::size_t tile : tiles)
-    {
-        left = std::min(left, tile % columns);
-        right = std::max(right, tile % columns);
-        top = std::min(top, tile / columns);
-        bottom = std::max(bottom, tile / columns);
-    }
+    const auto [left, top, right, bottom] = RectangleAround(tiles, measures.columns);
     const std::vector<int> xs = decode::TileEdges(measures.width, measures.columns);
     const std::vector<int> ys = decode::TileEdges(measures.height, measures.rows);
     return {xs[left], ys[top], xs[right + 1] - xs[left], ys[bottom + 1] - ys[top]};

@@ -21,18 +21,19 @@ float DistanceOf(const TileLook &one, const TileLook &other)
     return sum;
 }
 
+float ProductOf(const TileLook &one, const TileLook &other)
+{
+    float sum = 0;
+    for (std::size_t i = 0; i < one.size(); ++i)
+        sum += one[i] * other[i];
+    return sum;
+}
+
 float LikenessOf(const TileLook &one, const TileLook &other)
 {
-    float product = 0;
-    float first = 0;
-    float second = 0;
-    for (std::size_t i = 0; i < one.size(); ++i)
-    {
-        product += one[i] * other[i];
-        first += one[i] * one[i];
-        second += other[i] * other[i];
-    }
-    return first > 0 && second > 0 ? product / std::sqrt(first * second) : 0;
+    const float first = ProductOf(one, one);
+    const float second = ProductOf(other, other);
+    return first > 0 && second > 0 ? ProductOf(one, other) / std::sqrt(first * second) : 0;
 }
 
 TileLooks::TileLooks(const PictureSequence &pictures)

@@ -25,6 +25,9 @@ inline constexpr float k_CoarseWeight = 4;
 /// The sum of what they differ by, in stops.
 float DistanceOf(const TileLook &one, const TileLook &other);
 
+/// The sum of the products of what they have.
+float ProductOf(const TileLook &one, const TileLook &other);
+
 /// How much they point the same way, the cosine of the angle between them: 1 where one is a
 /// multiple of the other, 0 where they have nothing in common or one is nothing.
 float LikenessOf(const TileLook &one, const TileLook &other);
