@@ -128,6 +128,9 @@ bool LoneGroups::HasCompanion(std::size_t frame, const TileGroup &tiles, float s
     float own = 0;
     for (const std::size_t tile : tiles)
         own += AloneBy(frame, tile);
+    // What is nothing has no share that something could be as large as.
+    if (own <= 0)
+        return false;
     const TileLook odd = OddityOf(m_looks, frame, tiles);
     const auto isOneIn = [&](std::size_t other)
     {

@@ -169,6 +169,18 @@ TEST(StandingOut, IsOneWhereNothingDoesBeside)
     EXPECT_EQ(StandingOutOf(MakeShot(k_gone_length, [](int, int, int) { return 0.2f; })), 1);
 }
 
+TEST(Companions, AreNoneOfWhatIsNotAlone)
+{
+    SampleShot shot = StillShot(k_gone_length);
+    Fill(*shot[12], {50, 30, 15, 15}, 0.9f);
+    const MeasuredShot measured(shot);
+    const PictureSequence pictures(measured.Frames());
+    const LoneGroups lone(pictures, 0);
+    const TileGroup tiles = TilesIn(*pictures.At(11), {50, 30, 15, 15});
+    ASSERT_GT(lone.AloneBy(12, tiles.front()), 0);
+    EXPECT_FALSE(lone.HasCompanion(11, tiles, 0.6f, Companions::All));
+}
+
 // No tile is beside the end of a row, nor is the first one of the next row.
 TEST(StandingOut, LooksAtTilesOfThePictureOnly)
 {
