@@ -15,8 +15,13 @@ bool IsLikeTheOneBefore(const PictureSequence &pictures, std::size_t frame)
            pictures.At(frame)->hash == pictures.At(frame - 1)->hash;
 }
 
-// A run of just two, and hardly another near: one more may be a fault, too, unless it comes at
-// once, as in animation on twos, be it of few frames.
+bool BeginsRun(const PictureSequence &pictures, std::size_t frame)
+{
+    return IsLikeTheOneBefore(pictures, frame) && !IsLikeTheOneBefore(pictures, frame - 1);
+}
+
+// A run of just two, and hardly another near: one more may be a hold, or a fault, too, unless it
+// comes at once, as in animation on twos, be it of few frames.
 bool IsLonely(const PictureSequence &pictures, std::size_t frame)
 {
     constexpr std::size_t k_reach = picture_rules::k_LonelyPair;
@@ -26,8 +31,19 @@ bool IsLonely(const PictureSequence &pictures, std::size_t frame)
     int others = 0;
     for (std::size_t other = frame > k_reach ? frame - k_reach : 0; other <= frame + k_reach;
          ++other)
-        others += other != frame && IsLikeTheOneBefore(pictures, other);
-    return others <= picture_rules::k_OtherPairs;
+        others += other != frame && BeginsRun(pictures, other);
+    return others <= picture_rules::k_OtherRuns;
+}
+
+// A hold that a wrong frame divides, or two of them.
+bool IsOfHold(const PictureSequence &pictures, std::size_t frame)
+{
+    const auto isSame = [&](std::size_t other)
+    {
+        return other < pictures.Size() && pictures.At(other) &&
+               pictures.At(other)->hash == pictures.At(frame)->hash;
+    };
+    return isSame(frame - 3) || isSame(frame - 4) || isSame(frame + 2) || isSame(frame + 3);
 }
 
 } // namespace
@@ -38,7 +54,8 @@ PictureFindings FindDuplicates(const PictureSequence &pictures)
     for (std::size_t frame = 1; frame < pictures.Size(); ++frame)
         // A hold that begins or ends where nothing is known, as at the end of a range, may go on.
         if (IsLikeTheOneBefore(pictures, frame) && IsLonely(pictures, frame) &&
-            pictures.HasNeighbours(frame - 1) && pictures.HasNeighbours(frame))
+            !IsOfHold(pictures, frame) && pictures.HasNeighbours(frame - 1) &&
+            pictures.HasNeighbours(frame))
             findings[frame] = {CheckState::Duplicate, "the same pixels as in the frame before",
                                WholeOf(*pictures.At(frame))};
     return findings;

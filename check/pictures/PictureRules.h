@@ -187,9 +187,9 @@ inline constexpr float k_SnowShare = 0.25f;
 
 // The pixels of a neighbour: `duplicate`.
 
-/// Frames on each side among which there may be only so many other pairs, since one other fault
-/// hides nothing: animation on twos is none.
+/// Frames on each side among which only so many other runs of the same pixels may begin, since one
+/// other fault hides nothing, nor a hold: animation on twos is none.
 inline constexpr int k_LonelyPair = 10;
-inline constexpr int k_OtherPairs = 1;
+inline constexpr int k_OtherRuns = 1;
 
 } // namespace check::picture_rules

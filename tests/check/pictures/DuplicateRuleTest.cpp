@@ -46,6 +46,13 @@ TEST(Duplicates, AreRunsOfTwoWithHardlyAnotherNear)
         // Holds.
         {"abcdefghijjjjjmnopqrstuvwx", "                          "},
         {"abcdefghijjjmnopqrstuvwxyz", "                          "},
+        // One beside hides nothing; one that a wrong frame divides is no pair.
+        {"aaaaaaaaaaabcdeefghijklmno", "               e          "},
+        {"abcdeefghijjjjjjjjjjjjjjjj", "     e                    "},
+        {"abcdefghhxhhhhhhijklmnopqr", "                          "},
+        {"abcdefhhxyhhhhhhijklmnopqr", "                          "},
+        {"abcdefghhhhhhxhhijklmnopqr", "                          "},
+        {"abcdefhhhhhxyhhijklmnopqrs", "                          "},
         // What may go on where nothing is known.
         {"abcdefghijkk.nopqrstuvwxyz", "                          "},
         {"aabcdefghijklmnopqrstuvwxx", "                          "},
