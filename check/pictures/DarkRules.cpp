@@ -6,7 +6,7 @@
 
 #include "check/pictures/PictureRules.h"
 #include "check/pictures/Spikes.h"
-#include "check/pictures/TileArea.h"
+#include "check/pictures/TileRectangle.h"
 
 namespace check
 {
@@ -51,6 +51,17 @@ std::vector<std::size_t> ComparedWith(const PictureSequence &pictures, std::size
     return 2 * still > pictures.Tiles() ? std::vector{other} : std::vector<std::size_t>();
 }
 
+// How much of a tile is black that is so in none of the others; less than 0 where that is less.
+float RiseOf(const PictureSequence &pictures, std::size_t frame,
+             const std::vector<std::size_t> &others, std::size_t tile)
+{
+    const float share = BlackShare(*pictures.At(frame), tile);
+    float rise = share;
+    for (const std::size_t other : others)
+        rise = std::min(rise, share - BlackShare(*pictures.At(other), tile));
+    return rise;
+}
+
 SpikeSeries VoidsOf(const PictureSequence &pictures)
 {
     SpikeSeries voids(pictures.Size(), pictures.Tiles());
@@ -61,13 +72,7 @@ SpikeSeries VoidsOf(const PictureSequence &pictures)
             continue;
         const std::span<float> rises = voids.Fill(frame);
         for (std::size_t tile = 0; tile < rises.size(); ++tile)
-        {
-            float rise = BlackShare(*pictures.At(frame), tile);
-            for (const std::size_t other : others)
-                rise = std::min(rise, BlackShare(*pictures.At(frame), tile) -
-                                          BlackShare(*pictures.At(other), tile));
-            rises[tile] = std::max(rise, 0.0f);
-        }
+            rises[tile] = std::max(RiseOf(pictures, frame, others, tile), 0.0f);
     }
     return voids;
 }
@@ -183,6 +188,40 @@ PictureFindings FindVoids(const PictureSequence &pictures)
             place};
     }
     return findings;
+}
+
+bool IsBlackRectangle(const PictureSequence &pictures, std::size_t frame, const TileGroup &tiles)
+{
+    const auto columns = std::size_t(pictures.Columns());
+    const auto rows = std::size_t(pictures.Rows());
+    TileRectangle around = RectangleAround(tiles, pictures.Columns());
+    around.left -= around.left > 0 ? 1 : 0;
+    around.top -= around.top > 0 ? 1 : 0;
+    around.right += around.right + 1 < columns ? 1 : 0;
+    around.bottom += around.bottom + 1 < rows ? 1 : 0;
+    const TileGroup all = around.Tiles(pictures.Columns());
+
+    const std::vector<std::size_t> others = ComparedWith(pictures, frame);
+    std::vector<float> across(columns);
+    std::vector<float> down(rows);
+    for (const std::size_t tile : all)
+    {
+        const float rise = RiseOf(pictures, frame, others, tile);
+        across[tile % columns] = std::max(across[tile % columns], rise);
+        down[tile / columns] = std::max(down[tile / columns], rise);
+    }
+    const float most = *std::ranges::max_element(down);
+    if (most < k_FullTile)
+        return false;
+    // A rectangle has of each tile what it has of its column, times what it has of its row.
+    return std::ranges::all_of(
+        all,
+        [&](std::size_t tile)
+        {
+            const float expected = across[tile % columns] * down[tile / columns] / most;
+            return expected > RiseOf(pictures, frame, others, tile) - k_SharpShare &&
+                   expected < BlackShare(*pictures.At(frame), tile) + k_SharpShare;
+        });
 }
 
 } // namespace check

@@ -22,8 +22,8 @@ struct FoundAgain
     /// The most that is found in one place. What changes there by far more than the tiles have is
     /// more than 1, so among much that moves it is large by chance.
     float share = 0;
-    /// The most alike that a place is, as `LikenessOf` of all tiles without its sign: what changes by
-    /// far more is as alike.
+    /// The most alike that a place is, as `LikenessOf` of all tiles without its sign: what changes
+    /// by far more is as alike.
     float likeness = 0;
 };
 

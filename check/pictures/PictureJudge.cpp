@@ -70,8 +70,9 @@ bool IsPassing(const PictureSequence &pictures, const LoneGroups &lone, std::siz
     const TileGroup tiles = TilesIn(*pictures.At(frame), finding.place);
     const FoundAgain found = lone.FindAgain(frame, tiles);
     if (finding.state == CheckState::Patch)
-        return found.share >= k_VoidPassing ||
-               lone.HasCompanion(frame, tiles, k_VoidCompanion, Companions::All);
+        return !IsBlackRectangle(pictures, frame, tiles) &&
+               (found.share >= k_VoidPassing ||
+                lone.HasCompanion(frame, tiles, k_VoidCompanion, Companions::All));
     return (found.likeness >= k_SurelyPassing && found.share >= k_FarShare) ||
            lone.HasCompanion(frame, tiles, k_CompanionShare, Companions::NearOrAlike);
 }

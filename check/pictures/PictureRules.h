@@ -112,6 +112,10 @@ inline constexpr float k_VoidShare = 0.5f;
 /// Stops that a tile that is all black loses by that, at the least: what was all but black before
 /// is not missed.
 inline constexpr float k_VoidStops = 0.5f;
+/// What is black to so much of a share of each tile as a rectangle would be is a block, and nothing
+/// that passes. Of its fullest tile it has so much at least: of less each shape is a rectangle.
+inline constexpr float k_SharpShare = 0.03f;
+inline constexpr float k_FullTile = 0.75f;
 /// At an end of a shot more than half of the tiles have to stay within so many stops.
 inline constexpr float k_StillStops = 0.3f;
 /// Tiles to each side whose history counts.

@@ -41,21 +41,6 @@ TileGroup TakeGroup(std::vector<bool> &isLeft, int columns, std::size_t first)
     return group;
 }
 
-TileRectangle RectangleAround(std::span<const std::size_t> group, int columns)
-{
-    const auto width = std::size_t(columns);
-    TileRectangle around{width, 0, 0, 0};
-    for (const std::size_t tile : group)
-    {
-        around.left = std::min(around.left, tile % width);
-        around.right = std::max(around.right, tile % width);
-    }
-    const auto [first, last] = std::ranges::minmax(group);
-    around.top = first / width;
-    around.bottom = last / width;
-    return around;
-}
-
 } // namespace
 
 std::vector<TileGroup> FindGroups(const std::vector<bool> &isMarked, int columns)

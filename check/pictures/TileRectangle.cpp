@@ -1,5 +1,6 @@
 #include "check/pictures/TileRectangle.h"
 
+#include <algorithm>
 #include <limits>
 
 namespace check
@@ -12,6 +13,21 @@ TileGroup TileRectangle::Tiles(int columns) const
         for (std::size_t column = left; column <= right; ++column)
             tiles.push_back(row * std::size_t(columns) + column);
     return tiles;
+}
+
+TileRectangle RectangleAround(std::span<const std::size_t> tiles, int columns)
+{
+    const auto width = std::size_t(columns);
+    TileRectangle around{width, 0, 0, 0};
+    for (const std::size_t tile : tiles)
+    {
+        around.left = std::min(around.left, tile % width);
+        around.right = std::max(around.right, tile % width);
+    }
+    const auto [first, last] = std::ranges::minmax(tiles);
+    around.top = first / width;
+    around.bottom = last / width;
+    return around;
 }
 
 float SumOf(std::span<const float> values, int columns, const TileRectangle &rectangle)

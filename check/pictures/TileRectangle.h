@@ -22,6 +22,9 @@ struct TileRectangle
     TileGroup Tiles(int columns) const;
 };
 
+/// The smallest that has them all; there is one at least.
+TileRectangle RectangleAround(std::span<const std::size_t> tiles, int columns);
+
 /// The sum of what a grid so wide has in a rectangle.
 float SumOf(std::span<const float> values, int columns, const TileRectangle &rectangle);
 

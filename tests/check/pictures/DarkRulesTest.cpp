@@ -1,6 +1,7 @@
 #include "check/pictures/DarkRules.h"
 
 #include <cstdlib>
+#include <functional>
 
 #include <gtest/gtest.h>
 
@@ -97,6 +98,85 @@ TEST(Voids, AreSmallBlocksWhereverTheyLie)
         EXPECT_LE(place.width, 30);
         EXPECT_LE(place.height, 30);
     }
+}
+
+void FillDisc(SamplePicture &picture, int x, int y, int radius)
+{
+    for (int row = -radius; row <= radius; ++row)
+        for (int column = -radius; column <= radius; ++column)
+            if (row * row + column * column <= radius * radius)
+                picture.At(x + column, y + row) = 0;
+}
+
+// What is told of a frame with a block or a disc, where the next one has something alone elsewhere.
+CheckState StateBesideACompanion(bool isBlock)
+{
+    SampleShot shot = StillShot(k_dark_frames);
+    if (isBlock)
+        Fill(*shot[k_dark], {73, 38, 9, 9}, 0);
+    else
+        FillDisc(*shot[k_dark], 77, 42, 5);
+    Fill(*shot[k_dark + 1], {20, 20, 20, 15}, 0.9f);
+    return JudgeShot(shot)[k_dark].state;
+}
+
+TEST(Voids, ThatAreRectanglesAreNothingThatPasses)
+{
+    EXPECT_EQ(StateBesideACompanion(true), CheckState::Patch);
+    EXPECT_NE(StateBesideACompanion(false), CheckState::Patch) << "it may have gone there";
+}
+
+// Whether what a frame has black, and those beside it have not, is told as a rectangle.
+bool IsRectangle(const std::function<void(SamplePicture &)> &darken, const PicturePlace &around,
+                 const std::function<void(SamplePicture &)> &darkenBefore = {})
+{
+    SampleShot shot = StillShot(3);
+    darken(*shot[1]);
+    if (darkenBefore)
+        darkenBefore(*shot[0]);
+    const MeasuredShot measured(shot);
+    const PictureSequence pictures(measured.Frames());
+    return IsBlackRectangle(pictures, 1, TilesIn(*pictures.At(1), around));
+}
+
+TEST(BlackRectangles, AreToldToThePixel)
+{
+    const auto fill = [](const PicturePlace &place)
+    { return [place](SamplePicture &picture) { Fill(picture, place, 0); }; };
+    for (const PicturePlace &place :
+         {PicturePlace{50, 30, 15, 10}, PicturePlace{52, 31, 13, 12}, PicturePlace{51, 33, 24, 6},
+          PicturePlace{0, 0, 7, 8}, PicturePlace{148, 81, 12, 9}, PicturePlace{0, 30, 160, 60}})
+        EXPECT_TRUE(IsRectangle(fill(place), place)) << testing::PrintToString(place);
+
+    const PicturePlace middle{70, 35, 20, 20};
+    EXPECT_FALSE(IsRectangle([](SamplePicture &picture) { FillDisc(picture, 80, 45, 9); }, middle));
+    EXPECT_FALSE(IsRectangle(
+        [&](SamplePicture &picture)
+        {
+            Fill(picture, {70, 35, 8, 20}, 0);
+            Fill(picture, {70, 47, 20, 8}, 0);
+        },
+        middle))
+        << "an angle";
+    EXPECT_FALSE(IsRectangle(
+        [&](SamplePicture &picture)
+        {
+            Fill(picture, {70, 35, 15, 15}, 0);
+            Fill(picture, {75, 40, 5, 5}, 0.3f);
+        },
+        middle))
+        << "a ring of whole tiles";
+    EXPECT_FALSE(IsRectangle(
+        [&](SamplePicture &picture)
+        {
+            Fill(picture, {70, 35, 7, 7}, 0);
+            Fill(picture, {77, 40, 3, 2}, 0);
+        },
+        middle))
+        << "more of a corner";
+    EXPECT_FALSE(IsRectangle(fill({71, 36, 3, 4}), {71, 36, 3, 4})) << "of a part of one tile";
+    // What was black before is none of it, and may be.
+    EXPECT_TRUE(IsRectangle(fill({71, 36, 13, 13}), middle, fill({68, 30, 6, 9})));
 }
 
 TEST(Voids, AreLargerAtAnEndOfTheShot)
