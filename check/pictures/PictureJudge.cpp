@@ -30,8 +30,6 @@ static_assert(PictureJudge::k_Reach >= 2 * picture_rules::k_History + k_beside);
 static_assert(PictureJudge::k_Reach >= 2 * picture_rules::k_OldestStale + k_beside);
 static_assert(PictureJudge::k_Reach >=
               picture_rules::k_History + picture_rules::k_OldestStale + k_beside);
-static_assert(PictureJudge::k_Reach >=
-              picture_rules::k_LeftoverHabit + picture_rules::k_OldestStale + 1);
 static_assert(PictureJudge::k_Reach >= picture_rules::k_LonelyPair + k_beside);
 
 enum class Reach

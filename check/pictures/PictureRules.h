@@ -168,19 +168,6 @@ inline constexpr float k_LeftoverRest = 0.05f;
 /// pixels in each frame where nobody sees anything move.
 inline constexpr float k_LeftoverMotion = 0.01f;
 
-/// What the tiles of a rectangle that all have the pixels of the older frame have to say together:
-/// each that moved, by the logarithm to base 2, how few of those elsewhere have them; so much at
-/// most.
-inline constexpr float k_LeftoverEvidence = 14;
-inline constexpr float k_LeftoverBits = 4;
-/// As many of that frame elsewhere, as a share of its own, are too many: it is no place of it.
-inline constexpr float k_LeftoverElsewhere = 0.2f;
-/// Other frames that have so much of it show it, too.
-inline constexpr float k_LeftoverAgain = 0.6f;
-/// Frames to each side among which another such rectangle in its place is a habit of the shot: a
-/// loop of a second comes round.
-inline constexpr std::size_t k_LeftoverHabit = 27;
-
 // Single bright pixels: `sparks`.
 
 /// Pixels in which a peak of the frame before or after is the same one.

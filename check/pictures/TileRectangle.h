@@ -19,11 +19,6 @@ struct TileRectangle
     {
         return (right - left + 1) * (bottom - top + 1);
     }
-    bool Overlaps(const TileRectangle &other) const
-    {
-        return left <= other.right && other.left <= right && top <= other.bottom &&
-               other.top <= bottom;
-    }
     TileGroup Tiles(int columns) const;
 };
 
