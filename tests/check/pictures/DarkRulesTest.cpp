@@ -1,7 +1,6 @@
 #include "check/pictures/DarkRules.h"
 
 #include <cstdlib>
-#include <functional>
 
 #include <gtest/gtest.h>
 
@@ -126,57 +125,57 @@ TEST(Voids, ThatAreRectanglesAreNothingThatPasses)
     EXPECT_NE(StateBesideACompanion(false), CheckState::Patch) << "it may have gone there";
 }
 
-// Whether what a frame has black, and those beside it have not, is told as a rectangle.
-bool IsRectangle(const std::function<void(SamplePicture &)> &darken, const PicturePlace &around,
-                 const std::function<void(SamplePicture &)> &darkenBefore = {})
+// Whether what one frame has black in a place, and those beside it have not, is told as a
+// rectangle.
+bool IsRectangle(const PicturePlace &place, const SamplePicture &before, const SamplePicture &now)
 {
     SampleShot shot = StillShot(3);
-    darken(*shot[1]);
-    if (darkenBefore)
-        darkenBefore(*shot[0]);
+    shot[0] = before;
+    shot[1] = now;
     const MeasuredShot measured(shot);
     const PictureSequence pictures(measured.Frames());
-    return IsBlackRectangle(pictures, 1, TilesIn(*pictures.At(1), around));
+    return IsBlackRectangle(pictures, 1, TilesIn(*pictures.At(1), place));
+}
+
+SamplePicture WithBlack(const std::vector<PicturePlace> &places)
+{
+    SamplePicture picture = *StillShot(1).front();
+    for (const PicturePlace &place : places)
+        Fill(picture, place, 0);
+    return picture;
 }
 
 TEST(BlackRectangles, AreToldToThePixel)
 {
-    const auto fill = [](const PicturePlace &place)
-    { return [place](SamplePicture &picture) { Fill(picture, place, 0); }; };
     for (const PicturePlace &place :
          {PicturePlace{50, 30, 15, 10}, PicturePlace{52, 31, 13, 12}, PicturePlace{51, 33, 24, 6},
           PicturePlace{0, 0, 7, 8}, PicturePlace{148, 81, 12, 9}, PicturePlace{0, 30, 160, 60}})
-        EXPECT_TRUE(IsRectangle(fill(place), place)) << testing::PrintToString(place);
-
-    const PicturePlace middle{70, 35, 20, 20};
-    EXPECT_FALSE(IsRectangle([](SamplePicture &picture) { FillDisc(picture, 80, 45, 9); }, middle));
-    EXPECT_FALSE(IsRectangle(
-        [&](SamplePicture &picture)
-        {
-            Fill(picture, {70, 35, 8, 20}, 0);
-            Fill(picture, {70, 47, 20, 8}, 0);
-        },
-        middle))
-        << "an angle";
-    EXPECT_FALSE(IsRectangle(
-        [&](SamplePicture &picture)
-        {
-            Fill(picture, {70, 35, 15, 15}, 0);
-            Fill(picture, {75, 40, 5, 5}, 0.3f);
-        },
-        middle))
-        << "a ring of whole tiles";
-    EXPECT_FALSE(IsRectangle(
-        [&](SamplePicture &picture)
-        {
-            Fill(picture, {70, 35, 7, 7}, 0);
-            Fill(picture, {77, 40, 3, 2}, 0);
-        },
-        middle))
-        << "more of a corner";
-    EXPECT_FALSE(IsRectangle(fill({71, 36, 3, 4}), {71, 36, 3, 4})) << "of a part of one tile";
+        EXPECT_TRUE(IsRectangle(place, WithBlack({}), WithBlack({place})))
+            << testing::PrintToString(place);
     // What was black before is none of it, and may be.
-    EXPECT_TRUE(IsRectangle(fill({71, 36, 13, 13}), middle, fill({68, 30, 6, 9})));
+    EXPECT_TRUE(
+        IsRectangle({71, 36, 13, 13}, WithBlack({{68, 30, 6, 9}}), WithBlack({{71, 36, 13, 13}})));
+}
+
+TEST(BlackRectangles, AreNoOtherShape)
+{
+    SamplePicture disc = WithBlack({});
+    FillDisc(disc, 80, 45, 9);
+    SamplePicture ring = WithBlack({{70, 35, 15, 15}});
+    Fill(ring, {75, 40, 5, 5}, 0.3f);
+    const struct
+    {
+        const char *what;
+        SamplePicture picture;
+    } cases[] = {
+        {"a disc", disc},
+        {"a ring of whole tiles", ring},
+        {"an angle", WithBlack({{70, 35, 8, 20}, {70, 47, 20, 8}})},
+        {"more of a corner", WithBlack({{70, 35, 7, 7}, {77, 40, 3, 2}})},
+        {"a part of one tile", WithBlack({{71, 36, 3, 4}})},
+    };
+    for (const auto &[what, picture] : cases)
+        EXPECT_FALSE(IsRectangle({70, 35, 20, 20}, WithBlack({}), picture)) << what;
 }
 
 TEST(Voids, AreLargerAtAnEndOfTheShot)
