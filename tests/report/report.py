@@ -48,11 +48,16 @@ def counts(file):
 
 
 def said_by(words):
-    """The lines that tell why a test failed: those of the cases of a suite that did not pass, what unittest
-    prints of its failures, or else the last ones."""
-    cases = re.findall(r"^\[ RUN      \] (\S+)\n((?:(?!\[ RUN      \]).*\n)*?)\[  FAILED  \] \1", words, re.MULTILINE)
-    if cases:
-        return [line for name, said in cases for line in [name, *said.splitlines()]]
+    """The lines that tell why a test failed: those of the cases of a suite that did not pass or did not come
+    to their end, what unittest prints of its failures, or else the last ones."""
+    lines = []
+    # Before the first case there is nothing of interest.
+    for name, said in re.findall(r"^\[ RUN      \] (\S+)\n((?:(?!\[ RUN      \]).*\n?)*)", words, re.MULTILINE):
+        end = re.search(rf"^\[ +(OK|FAILED|SKIPPED) +\] {re.escape(name)}(?=[\s,])", said, re.MULTILINE)
+        if end is None or end[1] == "FAILED":
+            lines += [name, *said[: end and end.start()].splitlines()]
+    if lines:
+        return lines
     lines = words.rstrip().splitlines()
     firsts = [at for at, line in enumerate(lines) if re.match(r"(FAIL|ERROR): ", line)]
     return lines[firsts[0]:] if firsts else lines[-LAST_LINES:]

@@ -83,6 +83,15 @@ class Report(unittest.TestCase):
             self.told(), ["FAILED: Plot", "    Plot.IsMoved", "    Plot.cpp:12: Failure", "    Which is: 4"]
         )
 
+    def test_a_suite_tells_which_case_it_has_ended_in(self):
+        begun = SUITE[: SUITE.index("[       OK ] Plot.IsKept")]
+        self.write(case("Plot", begun + "Segmentation fault\n", "fail"))
+        self.assertEqual(self.told()[-2:], ["    Plot.IsKept", "    Segmentation fault"])
+
+    def test_a_case_is_not_taken_for_another_whose_name_goes_on(self):
+        self.write(case("Plot", SUITE.replace("IsKept", "Is"), "fail"))
+        self.assertEqual(self.told()[1:], ["    Plot.IsMoved", "    Plot.cpp:12: Failure", "    Which is: 4"])
+
     def test_a_python_test_tells_from_its_first_failure_on(self):
         self.write(case("page", PYTHON, "fail"))
         told = self.told()
