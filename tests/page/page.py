@@ -6,7 +6,7 @@ import subprocess
 import sys
 
 from selenium import webdriver
-from selenium.common.exceptions import TimeoutException
+from selenium.common.exceptions import StaleElementReferenceException, TimeoutException
 from selenium.webdriver.chrome.service import Service
 from selenium.webdriver.common.action_chains import ActionChains
 from selenium.webdriver.common.by import By
@@ -85,10 +85,18 @@ class Page:
             raise AssertionError(f"'{text}' does not come; {selector} says '{self.text(selector)}'") from error
 
     def click(self, selector):
-        # By the middle of the window: what sticks to its edges is in nobody's way.
-        element = self.find(selector)
-        self.run("arguments[0].scrollIntoView({block: 'center'})", element)
-        element.click()
+        def is_clicked():
+            element = self.find(selector)
+            try:
+                # By the middle of the window: what sticks to its edges is in nobody's way.
+                self.run("arguments[0].scrollIntoView({block: 'center'})", element)
+                element.click()
+            except StaleElementReferenceException:
+                # News came between: another stands there now.
+                return False
+            return True
+
+        wait_until(is_clicked)
 
     def press(self, *keys):
         """Presses keys where the keyboard is; a tuple is pressed together."""

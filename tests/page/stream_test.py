@@ -166,7 +166,7 @@ class Stream(PageTest):
 
     def test_is_the_only_one_whatever_is_shown(self):
         page = self.open_on_way("/")
-        page.find(".job-row a").click()
+        page.click(".job-row a")
         page.wait_for_counts(ok=12)
         page.driver.back()
         page.find(".job-row")
